@@ -1,0 +1,80 @@
+# How every target of the tree is made: one library per folder, warnings as errors, shared precompiled headers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_AUTOMOC OFF)
+set(CMAKE_LINK_DEPENDS_NO_SHARED ON)
+set(QUILLO_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wimplicit-fallthrough -Werror
+                    -Wno-gnu-zero-variadic-macro-arguments -Wno-gnu-statement-expression
+                    -fno-omit-frame-pointer -fcolor-diagnostics)
+# ccache keys a precompiled header by content; the timestamp that clang stores would defeat it.
+add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+add_compile_definitions(QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_FOREACH QT_USE_QSTRINGBUILDER
+                        QUILLO_VERSION="${PROJECT_VERSION}")
+add_link_options(-fuse-ld=mold)
+if(QUILLO_SANITIZE)
+  add_compile_options(-fsanitize=${QUILLO_SANITIZE} -O1 -gline-tables-only)
+  add_compile_options(-fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=${QUILLO_SANITIZE})
+else()
+  add_compile_options(-gline-tables-only)
+endif()
+# Debug information for line numbers is enough, and keeps objects small and links fast.
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_DEBUG "")
+
+# quillo_library(Name FOLDER path SOURCES ... LINK ... [MOC headers...] [NO_PRECOMPILED])
+#
+# Makes the static library QuilloName of the folder it is called in. FOLDER is the path that includes are written with
+# ("Services/Auth"). Headers are reachable only through the library: each has an include directory of its own that
+# holds nothing but a link to its folder, so that an include of a layer that is not linked does not build.
+function(quillo_library name)
+  cmake_parse_arguments(arg "NO_PRECOMPILED" "FOLDER" "SOURCES;LINK;PRIVATE_LINK;MOC" ${ARGN})
+  set(target Quillo${name})
+  if(arg_MOC)
+    qt6_wrap_cpp(moc_sources ${arg_MOC} TARGET ${target})
+  endif()
+  set(include_root ${CMAKE_BINARY_DIR}/include/${target})
+  get_filename_component(parent ${include_root}/${arg_FOLDER} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${include_root}/${arg_FOLDER} SYMBOLIC)
+  if(arg_SOURCES)
+    add_library(${target} STATIC ${arg_SOURCES} ${moc_sources})
+    target_include_directories(${target} PUBLIC ${include_root})
+    target_link_libraries(${target} PUBLIC ${arg_LINK} PRIVATE ${arg_PRIVATE_LINK})
+    if(NOT arg_NO_PRECOMPILED)
+      target_precompile_headers(${target} REUSE_FROM QuilloPrecompiled)
+      target_link_libraries(${target} PRIVATE Qt6::Core)
+    endif()
+  else()
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} INTERFACE ${include_root})
+    target_link_libraries(${target} INTERFACE ${arg_LINK})
+  endif()
+endfunction()
+
+# quillo_test(Name SOURCES ... LINK ... [MOC ...] [LABELS ...] [ENVIRONMENT ...] [TIMEOUT seconds])
+#
+# A GoogleTest program whose main runs a QCoreApplication; see tests/Support/TestMain.cpp.
+function(quillo_test name)
+  cmake_parse_arguments(arg "NO_PRECOMPILED" "TIMEOUT" "SOURCES;LINK;MOC;LABELS;ENVIRONMENT;WRAPPER" ${ARGN})
+  if(arg_MOC)
+    qt6_wrap_cpp(moc_sources ${arg_MOC} TARGET ${name})
+  endif()
+  add_executable(${name} ${arg_SOURCES} ${moc_sources})
+  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gmock)
+  if(NOT arg_NO_PRECOMPILED)
+    target_precompile_headers(${name} REUSE_FROM QuilloPrecompiled)
+    target_link_libraries(${name} PRIVATE Qt6::Core)
+  endif()
+  add_test(NAME ${name} COMMAND ${arg_WRAPPER} $<TARGET_FILE:${name}>)
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+endfunction()

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Concurrency/Executor.h"
+#include "Concurrency/Task.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <stop_token>
+
+namespace quillo {
+
+/// A running task: asks it to stop, and tells whether it still runs. Copies refer to the same task.
+class TaskHandle {
+public:
+    TaskHandle() = default;
+
+    /// Requests a stop through the task's token; the task ends at its next check.
+    void cancel() const;
+    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isCancelled() const;
+
+private:
+    friend class TaskRunner;
+    struct Control {
+        std::stop_source stop;
+        bool running = true;
+    };
+    explicit TaskHandle(std::shared_ptr<Control> control) : m_control(std::move(control)) {}
+    std::shared_ptr<Control> m_control;
+};
+
+/// Owns the tasks that nobody awaits: keeps the function object of each alive until it ends, and reports what escapes
+/// it. One thread only.
+class TaskRunner {
+public:
+    using Body = std::function<Task<>(std::stop_token)>;
+    /// Called with the task's name and the text of the exception that escaped it.
+    using Report = std::function<void(const QString& name, const QString& error)>;
+
+    explicit TaskRunner(Report report);
+    /// Requests a stop of everything that still runs; the tasks end by themselves.
+    ~TaskRunner();
+    TaskRunner(const TaskRunner&) = delete;
+    TaskRunner& operator=(const TaskRunner&) = delete;
+
+    /// Starts `body` at once, up to its first suspension.
+    TaskHandle run(const QString& name, Body body);
+    /// Starts `body` by work posted to `executor`, which must be the one of this runner's thread.
+    TaskHandle schedule(Executor& executor, const QString& name, Body body);
+    void cancelAll();
+    [[nodiscard]] size_t running() const;
+
+private:
+    struct Shared;
+    static Task<> drive(std::shared_ptr<Shared> shared, QString name, Body body, std::shared_ptr<TaskHandle::Control> control);
+    std::shared_ptr<Shared> m_shared;
+};
+
+} // namespace quillo

@@ -1,0 +1,10 @@
+#include "Core/NotificationCenter.h"
+
+namespace quillo {
+
+NotificationCenter& NotificationCenter::shared() {
+    static NotificationCenter center;
+    return center;
+}
+
+} // namespace quillo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QVariantMap>
+
+namespace quillo {
+
+/// The names posted through `NotificationCenter`.
+namespace notification {
+inline const QString showAuthWindow = QStringLiteral("quillo.showAuthWindow");
+inline const QString showSettingsWindow = QStringLiteral("quillo.showSettingsWindow");
+inline const QString permissionRequired = QStringLiteral("quillo.permissionRequired");
+inline const QString authRequired = QStringLiteral("quillo.authRequired");
+inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChange");
+inline const QString userDidRequestLogout = QStringLiteral("quillo.userDidRequestLogout");
+inline const QString authCallback = QStringLiteral("quillo.authCallback");
+inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
+} // namespace notification
+
+/// Named notifications between services that do not know each other. Main thread only.
+class NotificationCenter final : public QObject {
+    Q_OBJECT
+public:
+    static NotificationCenter& shared();
+
+    void post(const QString& name, const QVariantMap& userInfo = {}) { Q_EMIT posted(name, userInfo); }
+
+Q_SIGNALS:
+    void posted(const QString& name, const QVariantMap& userInfo);
+};
+
+} // namespace quillo

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+namespace quillo {
+
+/// Which server the application talks to, and the base addresses of every client. Immutable after construction.
+class ServerEnvironment {
+public:
+    /// Reads "QUILLO_SERVER_HOST" (a host name or address with an optional port); without it, `builtInHost` is used.
+    /// Throws std::invalid_argument naming the variable and its value when that is not a host.
+    static ServerEnvironment fromEnvironment(const QString& builtInHost);
+    /// Throws std::invalid_argument when `host` is not a host name or address with an optional port.
+    ServerEnvironment(const QString& host, bool isCustomHost);
+
+    [[nodiscard]] const QString& host() const { return m_host; }
+    [[nodiscard]] bool isCustomHost() const { return m_isCustomHost; }
+    /// True for loopback hosts, where the application trusts the authority that the local server made.
+    [[nodiscard]] bool isLoopback() const;
+
+    [[nodiscard]] QUrl apiBaseURL() const;      ///< https://host/api/v1
+    [[nodiscard]] QUrl authBaseURL() const;     ///< https://host/auth
+    [[nodiscard]] QUrl webBaseURL() const;      ///< https://host
+    [[nodiscard]] QUrl wsTranscribeURL() const; ///< ws for loopback, wss otherwise; path /ws/v3/transcribe
+
+private:
+    QString m_host;
+    bool m_isCustomHost;
+};
+
+} // namespace quillo

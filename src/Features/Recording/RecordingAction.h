@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Core/AudioChunk.h"
+#include "Core/TranscriptionResult.h"
+#include "Features/Recording/RecordingError.h"
+
+#include <QString>
+
+#include <optional>
+#include <variant>
+
+namespace quillo {
+
+/// Every event that can change a dictation.
+namespace action {
+// With a payload.
+struct SetHovering { bool hovering = false; };
+struct SetHandsOff { bool handsOff = false; };
+struct SetMeetingPreConfirmed { bool confirmed = false; };
+struct ConnectionFailed { QString reason; };
+struct ConnectionLost { QString error; QString recoveredText; };
+struct SessionStarted { QString sessionId; bool isMeeting = false; };
+struct SessionStartFailed { QString reason; };
+struct AudioChunkCaptured { AudioChunk chunk; };
+struct AudioLevelUpdated { float level = 0; };
+struct SystemAudioLevelUpdated { float level = 0; };
+struct AudioCaptureFailed { QString reason; };
+struct PartialTranscriptReceived {
+    QString text;
+    float confidence = 0;
+    std::optional<QString> speaker;
+    std::optional<QString> sourceChannel;
+};
+struct FinalTranscriptReceived { TranscriptionResult result; };
+struct MeetingTextUpdated { QString labeledText; QString plainText; int totalWords = 0; };
+struct SessionEnded { std::optional<QString> metricsId; };
+struct TranscriptionError { QString message; };
+struct CommandDetected { QString commandText; QString commandType; };
+struct CommandResult { QString processedText; QString originalText; };
+struct TextInjectionFailed { QString reason; };
+struct RecordingFailed { RecordingError error; };
+// Without one.
+struct StartRecording {};
+struct StopRecording {};
+struct CancelRecording {};
+struct ShowCancelledMessage {};
+struct ShowSavedToHistory {};
+struct ShowMeetingProcessingHint {};
+struct HideSavedToHistory {};
+struct ConnectionEstablished {};
+struct AudioCaptureStarted {};
+struct CommandProcessing {};
+struct TextInjected {};
+struct RecordingCompleted {};
+struct Reset {};
+/// The connection is gone and the recording goes on to disk alone.
+struct SwitchedToOffline {};
+/// The application that will receive the text is known.
+struct TargetApplicationCaptured { QString name; };
+} // namespace action
+
+using RecordingAction =
+    std::variant<action::SetHovering, action::SetHandsOff, action::SetMeetingPreConfirmed, action::ConnectionFailed,
+                 action::ConnectionLost, action::SessionStarted, action::SessionStartFailed, action::AudioChunkCaptured,
+                 action::AudioLevelUpdated, action::SystemAudioLevelUpdated, action::AudioCaptureFailed,
+                 action::PartialTranscriptReceived, action::FinalTranscriptReceived, action::MeetingTextUpdated,
+                 action::SessionEnded, action::TranscriptionError, action::CommandDetected, action::CommandResult,
+                 action::TextInjectionFailed, action::RecordingFailed, action::StartRecording, action::StopRecording,
+                 action::CancelRecording, action::ShowCancelledMessage, action::ShowSavedToHistory,
+                 action::ShowMeetingProcessingHint, action::HideSavedToHistory, action::ConnectionEstablished,
+                 action::AudioCaptureStarted, action::CommandProcessing, action::TextInjected,
+                 action::RecordingCompleted, action::Reset, action::SwitchedToOffline,
+                 action::TargetApplicationCaptured>;
+
+/// The action's case name, for logs.
+[[nodiscard]] QString actionName(const RecordingAction& action);
+
+} // namespace quillo

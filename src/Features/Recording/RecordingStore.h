@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Architecture/Store.h"
+#include "Features/Recording/RecordingAction.h"
+#include "Features/Recording/RecordingState.h"
+
+namespace quillo {
+
+/// The one store of the application.
+using RecordingStore = Store<RecordingState, RecordingAction>;
+
+} // namespace quillo

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace quillo {
+
+/// The platform's virtual key codes and modifier bits as the hotkey logic knows them; adapters translate.
+enum class KeyEventType { keyDown, keyUp, flagsChanged };
+
+/// One event of the keyboard, seen wherever the focus is.
+struct KeyEvent {
+    KeyEventType type = KeyEventType::keyDown;
+    uint16_t keyCode = 0;   ///< virtual key code (see `keycode`)
+    uint64_t flags = 0;     ///< modifier bits and the device-dependent side bits after the event
+    bool isAutoRepeat = false;
+
+    bool operator==(const KeyEvent&) const = default;
+};
+
+namespace keyflag {
+inline constexpr uint64_t shift = 0x20000;
+inline constexpr uint64_t control = 0x40000;
+inline constexpr uint64_t option = 0x80000;   ///< Alt
+inline constexpr uint64_t command = 0x100000; ///< Super
+inline constexpr uint64_t mask = 0x1E0000;
+// Set while that very key is down.
+inline constexpr uint64_t leftControl = 0x01;
+inline constexpr uint64_t leftShift = 0x02;
+inline constexpr uint64_t rightShift = 0x04;
+inline constexpr uint64_t leftCommand = 0x08;
+inline constexpr uint64_t rightCommand = 0x10;
+inline constexpr uint64_t leftOption = 0x20;
+inline constexpr uint64_t rightOption = 0x40;
+inline constexpr uint64_t rightControl = 0x2000;
+inline constexpr uint64_t function = 0x800000;
+} // namespace keyflag
+
+namespace keycode {
+inline constexpr uint16_t rightCommand = 54;
+inline constexpr uint16_t leftCommand = 55;
+inline constexpr uint16_t leftShift = 56;
+inline constexpr uint16_t leftOption = 58;
+inline constexpr uint16_t leftControl = 59;
+inline constexpr uint16_t rightShift = 60;
+inline constexpr uint16_t rightOption = 61;
+inline constexpr uint16_t rightControl = 62;
+inline constexpr uint16_t function = 63;
+inline constexpr uint16_t returnKey = 36;
+inline constexpr uint16_t tab = 48;
+inline constexpr uint16_t space = 49;
+inline constexpr uint16_t deleteKey = 51;
+inline constexpr uint16_t escape = 53;
+} // namespace keycode
+
+/// A key combination that is to be kept from the focused application.
+struct KeyCombination {
+    uint16_t keyCode = 0;
+    uint64_t modifiers = 0; ///< of `keyflag::mask`
+    bool operator==(const KeyCombination&) const = default;
+};
+
+/// Why the source cannot deliver, or what changed about it.
+enum class KeyEventSourceState {
+    running,
+    notAvailable,      ///< the desktop offers no such thing (no X server, no permission)
+    lost,              ///< the connection broke; the source has stopped
+    keyboardChanged,   ///< a keyboard came or went: keys that were down may never be released
+};
+
+/// Delivers every key event of the session. Facts only: what they mean is decided above.
+class KeyEventSource {
+public:
+    using Handler = std::function<void(const KeyEvent&)>;
+    using StateHandler = std::function<void(KeyEventSourceState)>;
+
+    virtual ~KeyEventSource() = default;
+
+    /// Whether this desktop lets us see keys at all.
+    [[nodiscard]] virtual bool isTrusted() const = 0;
+    /// Starts delivering on the main thread, and consumes the given combinations: the focused application does not get
+    /// them, events of them still arrive here. False when it cannot; a combination another program holds is reported
+    /// through `unavailableCombinations`. A keyboard's auto-repeat arrives as repeated key-downs marked as such, never
+    /// as a release.
+    virtual bool start(std::vector<KeyCombination> consumed, Handler onEvent, StateHandler onState) = 0;
+    virtual void stop() = 0;
+    [[nodiscard]] virtual std::vector<KeyCombination> unavailableCombinations() const = 0;
+    /// The device-dependent and modifier bits of what is physically down right now, asked afresh; for repair after a
+    /// lost event.
+    [[nodiscard]] virtual bool isPhysicallyDown(uint16_t keyCode) const = 0;
+};
+
+} // namespace quillo

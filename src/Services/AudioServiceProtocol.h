@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Concurrency/AsyncStream.h"
+#include "Concurrency/Task.h"
+#include "Core/AudioChunk.h"
+
+#include <QString>
+
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+namespace quillo {
+
+/// An input device as offered in the settings.
+struct AudioDevice {
+    QString id; ///< key of the preferred-device setting
+    QString name;
+    bool isDefault = false;
+    bool operator==(const AudioDevice&) const = default;
+};
+
+/// Why a capture could not be started. `what()` is the description to show.
+class AudioServiceError : public std::runtime_error {
+public:
+    enum class Code { alreadyCapturing, invalidFormat, engineStartFailed, permissionDenied, deviceSetupFailed };
+
+    /// With the description of the code.
+    explicit AudioServiceError(Code code);
+    /// For a failed set-up step: the step's own message.
+    AudioServiceError(Code code, const QString& message);
+    [[nodiscard]] Code code() const { return m_code; }
+
+private:
+    Code m_code;
+};
+
+/// Turns the microphone into a stream of 100 ms chunks. Operations are called on the main thread and serialised on the
+/// service's own executor.
+class AudioServiceProtocol {
+public:
+    virtual ~AudioServiceProtocol() = default;
+
+    /// Opens the device and starts; throws AudioServiceError. The stream ends on `stopCapture` or when the device is
+    /// lost; dropping the stream stops the capture.
+    virtual Task<AsyncStream<AudioChunk>> startCapture() = 0;
+    /// Flushes what is pending as a last chunk, ends the stream and closes the device. Idempotent.
+    virtual void stopCapture() = 0;
+    virtual Task<std::vector<AudioDevice>> getAvailableDevices() = 0;
+    virtual Task<std::optional<AudioDevice>> getDefaultInputDevice() = 0;
+    /// The device for the next `startCapture`; nothing means the system default.
+    virtual void setPreferredInputDeviceID(std::optional<QString> id) = 0;
+    /// Name of the device of the running or latest capture, for messages; empty before the first.
+    [[nodiscard]] virtual QString currentDeviceName() const = 0;
+};
+
+} // namespace quillo

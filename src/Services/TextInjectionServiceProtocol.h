@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Concurrency/Task.h"
+
+#include <QString>
+
+#include <optional>
+#include <stdexcept>
+
+namespace quillo {
+
+enum class InjectionMode { paste, type };
+
+/// What is known of the text after an injection.
+enum class Delivery {
+    read,        ///< the target fetched the text from the clipboard
+    typed,       ///< every key event was sent
+    unconfirmed, ///< nobody fetched it in time; the text is still on the clipboard
+    clipboardOnly, ///< the desktop lets us send no keys: the text waits on the clipboard for the user to paste
+};
+
+class TextInjectionError : public std::runtime_error {
+public:
+    enum class Code { eventSource, keyboardEvent, secureInput };
+    explicit TextInjectionError(Code code);
+    [[nodiscard]] Code code() const { return m_code; }
+
+private:
+    Code m_code;
+};
+
+/// Puts text where the cursor is. Main thread.
+class TextInjectionServiceProtocol {
+public:
+    virtual ~TextInjectionServiceProtocol() = default;
+
+    /// Throws TextInjectionError. With `restoreClipboard` the clipboard is given back after the target has read the
+    /// text; an unconfirmed text is left on it.
+    virtual Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) = 0;
+    /// Whether a text field has the focus; true when it cannot be told.
+    virtual Task<bool> hasFocusedTextField() = 0;
+};
+
+} // namespace quillo

@@ -1,0 +1,23 @@
+#include "Support/Async.h"
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTimer>
+
+namespace quillo::test {
+
+bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds watchdog) {
+    const QDeadlineTimer deadline(watchdog);
+    // Wakes the loop for conditions that other threads make true without posting an event here.
+    QTimer tick;
+    tick.start(std::chrono::milliseconds(5));
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+} // namespace quillo::test
