@@ -1,55 +1,12 @@
 #include "Concurrency/Clock.h"
 
-#include <QTimer>
+#include "Concurrency/Wakeup.h"
 
-#include <coroutine>
+#include <QTimer>
 
 namespace quillo {
 
 namespace {
-
-/// What a sleeping coroutine waits on: the timer or the stop request, whichever comes first, resumes it once.
-class Wakeup : public std::enable_shared_from_this<Wakeup> {
-public:
-    explicit Wakeup(Executor& executor) : m_executor(executor) {}
-
-    void wake(bool elapsed) {
-        std::coroutine_handle<> waiting;
-        {
-            const std::lock_guard lock(m_mutex);
-            if (m_woken)
-                return;
-            m_woken = true;
-            m_elapsed = elapsed;
-            waiting = std::exchange(m_waiter, nullptr);
-        }
-        if (waiting)
-            m_executor.post([waiting] { waiting.resume(); });
-    }
-
-    [[nodiscard]] bool await_ready() {
-        const std::lock_guard lock(m_mutex);
-        return m_woken;
-    }
-    bool await_suspend(std::coroutine_handle<> handle) {
-        const std::lock_guard lock(m_mutex);
-        if (m_woken)
-            return false;
-        m_waiter = handle;
-        return true;
-    }
-    bool await_resume() {
-        const std::lock_guard lock(m_mutex);
-        return m_elapsed;
-    }
-
-private:
-    Executor& m_executor;
-    std::mutex m_mutex;
-    std::coroutine_handle<> m_waiter;
-    bool m_woken = false;
-    bool m_elapsed = false;
-};
 
 class QtTimer final : public Clock::Timer {
 public:

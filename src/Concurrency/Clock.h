@@ -41,6 +41,9 @@ public:
     /// Suspends for `duration`; returns true when it has passed, false when `token` was triggered first.
     Task<bool> sleep(Duration duration, std::stop_token token = {});
 
+    /// Where those who wait on this clock are resumed.
+    [[nodiscard]] Executor& executor() const { return m_executor; }
+
 protected:
     explicit Clock(Executor& executor) : m_executor(executor) {}
 

@@ -55,6 +55,8 @@ struct RecordingCompleted {};
 struct Reset {};
 /// The connection is gone and the recording goes on to disk alone.
 struct SwitchedToOffline {};
+/// Show a short note to the user, in the interface language.
+struct ShowHint { QString message; };
 /// The application that will receive the text is known.
 struct TargetApplicationCaptured { QString name; };
 } // namespace action
@@ -69,7 +71,7 @@ using RecordingAction =
                  action::CancelRecording, action::ShowCancelledMessage, action::ShowSavedToHistory,
                  action::ShowMeetingProcessingHint, action::HideSavedToHistory, action::ConnectionEstablished,
                  action::AudioCaptureStarted, action::CommandProcessing, action::TextInjected,
-                 action::RecordingCompleted, action::Reset, action::SwitchedToOffline,
+                 action::RecordingCompleted, action::Reset, action::SwitchedToOffline, action::ShowHint,
                  action::TargetApplicationCaptured>;
 
 /// The action's case name, for logs.

@@ -1,0 +1,44 @@
+#include "Features/Recording/RecordingError.h"
+
+#include "Core/Overloaded.h"
+#include "Localization/LocalizationManager.h"
+
+namespace quillo {
+
+QString RecordingError::messageKey() const {
+    return std::visit(
+        Overloaded{
+            [](const ConnectionFailed&) { return QStringLiteral("error.connectionFailed"); },
+            [](const ConnectionLost& lost) {
+                return lost.recoveredText.isEmpty() ? QStringLiteral("error.connectionLostNoText")
+                                                    : QStringLiteral("error.connectionLostRecovered");
+            },
+            [](const AudioCaptureFailed&) { return QStringLiteral("error.audioCaptureFailed"); },
+            [](const TranscriptionFailed&) { return QStringLiteral("error.transcriptionFailed"); },
+            [](const Unknown&) { return QString(); },
+            [](const MicrophonePermissionDenied&) { return QStringLiteral("error.micPermissionDenied"); },
+            [](const AccessibilityPermissionDenied&) { return QStringLiteral("error.accessibilityDenied"); },
+            [](const SessionStartFailed&) { return QStringLiteral("error.sessionStartFailed"); },
+            [](const Cancelled&) { return QStringLiteral("error.cancelled"); },
+        },
+        m_kind);
+}
+
+QString RecordingError::errorDescription() const {
+    if (const auto* unknown = std::get_if<Unknown>(&m_kind))
+        return unknown->message;
+    return LocalizationManager::shared().t(messageKey());
+}
+
+QString RecordingError::detail() const {
+    return std::visit(Overloaded{
+                          [](const ConnectionFailed& error) { return error.reason; },
+                          [](const AudioCaptureFailed& error) { return error.reason; },
+                          [](const TranscriptionFailed& error) { return error.message; },
+                          [](const Unknown& error) { return error.message; },
+                          [](const auto&) { return QString(); },
+                      },
+                      m_kind);
+}
+
+} // namespace quillo

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Concurrency/Clock.h"
+#include "Platform/Applications.h"
+#include "Platform/Sounds.h"
+#include "Services/Auth/AuthServiceProtocol.h"
+#include "Services/Auth/TokenStorageProtocol.h"
+#include "Services/AudioServiceProtocol.h"
+#include "Services/MetricsServiceProtocol.h"
+#include "Services/NetworkMonitorServiceProtocol.h"
+#include "Services/PermissionServiceProtocol.h"
+#include "Services/TextInjectionServiceProtocol.h"
+#include "Services/WebSocketServiceProtocol.h"
+
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+
+namespace quillo {
+
+/// The preferences a dictation reads, as they stand when it starts.
+struct RecordingPreferences {
+    QStringList languages; ///< codes sent to the server; empty means automatic detection
+    bool languageChosen = true;
+    bool playSound = true;
+    InjectionMode insertionMode = InjectionMode::paste;
+    bool restoreClipboard = true;
+    bool enhancedTranscription = false;
+    std::optional<QString> enhancedConsentTimestamp;
+    bool demoMode = false;
+};
+
+/// What the recording core drives. All references outlive it; everything is called on the main thread.
+struct RecordingServices {
+    Clock& clock;
+    AudioServiceProtocol& audio;
+    WebSocketServiceProtocol& webSocket;
+    TextInjectionServiceProtocol& textInjection;
+    TokenStorageProtocol& tokenStorage;
+    AuthServiceProtocol& auth;
+    PermissionServiceProtocol& permissions;
+    NetworkMonitorServiceProtocol& network;
+    MetricsServiceProtocol& metrics;
+    Applications& applications;
+    Sounds& sounds;
+    std::function<RecordingPreferences()> preferences;
+};
+
+} // namespace quillo

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Features/Recording/RecordingRun.h"
+
+namespace quillo {
+
+/// What the server's events mean for a dictation.
+namespace sessionMessages {
+
+/// Reads `stream` until it ends; runs in the run's task runner.
+void begin(const RunHandle& run, AsyncStream<ServerMessage> stream);
+
+} // namespace sessionMessages
+
+} // namespace quillo
