@@ -1,0 +1,70 @@
+#include "Localization/LocalizationManager.h"
+
+#include <QLocale>
+#include <QRegularExpression>
+
+namespace quillo {
+
+LocalizationManager& LocalizationManager::shared() {
+    static auto* const manager = new LocalizationManager(Preferences::shared(), QLocale::system().uiLanguages());
+    return *manager;
+}
+
+LocalizationManager::LocalizationManager(Preferences& preferences, const QStringList& systemLanguages)
+    : m_preferences(preferences) {
+    const QString stored = preferences.value(localeKey).toString();
+    m_locale = LocalizationStrings::locales().contains(stored) ? stored : detectSystemLocale(systemLanguages);
+}
+
+bool LocalizationManager::setLocale(const QString& code) {
+    if (!LocalizationStrings::locales().contains(code))
+        return false;
+    m_preferences.setValue(localeKey, code);
+    if (m_locale != code) {
+        m_locale = code;
+        Q_EMIT localeChanged();
+    }
+    return true;
+}
+
+const std::vector<LocaleInfo>& LocalizationManager::locales() {
+    static const std::vector<LocaleInfo> infos{
+        {QStringLiteral("en"), QStringLiteral("English")}, {QStringLiteral("de"), QStringLiteral("Deutsch")},
+        {QStringLiteral("es"), QStringLiteral("Español")}, {QStringLiteral("fr"), QStringLiteral("Français")},
+        {QStringLiteral("ru"), QStringLiteral("Русский")}, {QStringLiteral("zh"), QStringLiteral("简体中文")},
+    };
+    return infos;
+}
+
+QString LocalizationManager::t(const QString& key, const QStringList& arguments) const {
+    QString text = t(key);
+    // All at once: an argument that holds "%2" itself must not be replaced again.
+    static const QRegularExpression placeholder(QStringLiteral("%([1-9])"));
+    qsizetype at = 0;
+    QString result;
+    for (auto matches = placeholder.globalMatch(text); matches.hasNext();) {
+        const auto match = matches.next();
+        result += QStringView(text).mid(at, match.capturedStart() - at);
+        const int index = match.captured(1).toInt() - 1;
+        result += index < arguments.size() ? arguments.at(index) : match.captured();
+        at = match.capturedEnd();
+    }
+    return result + text.mid(at);
+}
+
+QString LocalizationManager::textFor(const QString& key, const QString& locale,
+                                     const QHash<QString, LocalizationStrings::Texts>& strings) {
+    const auto texts = strings.constFind(key);
+    if (texts == strings.constEnd())
+        return key;
+    const auto text = texts->constFind(locale);
+    return text != texts->constEnd() ? *text : texts->value(QStringLiteral("en"), key);
+}
+
+QString LocalizationManager::detectSystemLocale(const QStringList& systemLanguages) {
+    const QString first = systemLanguages.value(0).toLower();
+    const QString code = first.section(u'-', 0, 0).section(u'_', 0, 0);
+    return LocalizationStrings::locales().contains(code) ? code : QStringLiteral("en");
+}
+
+} // namespace quillo

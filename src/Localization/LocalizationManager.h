@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Core/Preferences.h"
+#include "Localization/LocalizationStrings.h"
+
+#include <QObject>
+#include <QStringList>
+
+#include <vector>
+
+namespace quillo {
+
+/// An interface language.
+struct LocaleInfo {
+    QString code;
+    QString nativeName;
+};
+
+/// Chooses the interface language and looks texts up. Main thread.
+class LocalizationManager final : public QObject {
+    Q_OBJECT
+public:
+    static LocalizationManager& shared();
+    static inline const QString localeKey = QStringLiteral("quillo-interface-locale");
+
+    /// Takes the stored locale, else the first of `systemLanguages` ("de-DE", ...), each when the interface offers it.
+    LocalizationManager(Preferences& preferences, const QStringList& systemLanguages);
+
+    [[nodiscard]] const QString& locale() const { return m_locale; }
+    /// Persists the choice and announces it; false when the interface has no such locale.
+    bool setLocale(const QString& code);
+    static const std::vector<LocaleInfo>& locales();
+
+    /// The text of `key` in the current locale, else in English, else the key itself.
+    [[nodiscard]] QString t(const QString& key) const { return textFor(key, m_locale, LocalizationStrings::strings()); }
+    /// The same with %1, %2, ... replaced by `arguments`.
+    [[nodiscard]] QString t(const QString& key, const QStringList& arguments) const;
+
+    static QString textFor(const QString& key, const QString& locale,
+                           const QHash<QString, LocalizationStrings::Texts>& strings);
+    /// The language of the first of `systemLanguages` when the interface offers it, else "en".
+    static QString detectSystemLocale(const QStringList& systemLanguages);
+
+Q_SIGNALS:
+    void localeChanged();
+
+private:
+    Preferences& m_preferences;
+    QString m_locale;
+};
+
+} // namespace quillo
