@@ -1,0 +1,2 @@
+list(APPEND SERVICES_SOURCES SettingsSchema.cpp UserSettings.cpp)
+list(APPEND SERVICES_MOC UserSettings.h)
