@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -52,6 +53,8 @@ public:
     virtual void setPreferredInputDeviceID(std::optional<QString> id) = 0;
     /// Name of the device of the running or latest capture, for messages; empty before the first.
     [[nodiscard]] virtual QString currentDeviceName() const = 0;
+    /// When the hardware delivered the first samples of the running or latest capture.
+    [[nodiscard]] virtual std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const = 0;
 };
 
 } // namespace quillo

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <concepts>
 #include <variant>
 
 namespace quillo {
@@ -21,7 +22,9 @@ public:
     using Kind = std::variant<ConnectionFailed, ConnectionLost, AudioCaptureFailed, TranscriptionFailed, Unknown,
                               MicrophonePermissionDenied, AccessibilityPermissionDenied, SessionStartFailed, Cancelled>;
 
-    RecordingError(Kind kind) : m_kind(std::move(kind)) {} // NOLINT(google-explicit-constructor)
+    template <class T>
+        requires std::constructible_from<Kind, T>
+    RecordingError(T kind) : m_kind(std::move(kind)) {} // NOLINT(google-explicit-constructor)
 
     [[nodiscard]] const Kind& kind() const { return m_kind; }
     template <class T>

@@ -1,0 +1,140 @@
+#include "Architecture/Store.h"
+#include "Concurrency/Clock.h"
+#include "Support/Async.h"
+#include "Support/TestStore.h"
+
+using namespace quillo;
+using namespace quillo::test;
+
+namespace {
+
+struct Counter {
+    int value = 0;
+    bool operator==(const Counter&) const = default;
+};
+
+struct Add { int amount = 0; };
+struct Nothing {};
+struct Countdown { int from = 0; };
+using CounterAction = std::variant<Add, Nothing, Countdown>;
+using CounterStore = Store<Counter, CounterAction>;
+
+Counter reduce(const Counter& counter, const CounterAction& action) {
+    if (const auto* add = std::get_if<Add>(&action))
+        return {counter.value + add->amount};
+    return counter;
+}
+
+QString name(const CounterAction& action) { return QString::number(action.index()); }
+
+/// `Countdown` feeds back that many `Add{1}`; everything else leads to nothing.
+Task<ActionStream<CounterAction>> countdown(CounterAction action, Counter) {
+    const auto* start = std::get_if<Countdown>(&action);
+    if (!start)
+        co_return std::nullopt;
+    co_return AsyncStream<CounterAction>::of(EventExecutor::main(),
+                                             std::deque<CounterAction>(static_cast<size_t>(start->from), Add{1}));
+}
+
+void fail(const QString& task, const QString& error) {
+    ADD_FAILURE() << task.toStdString() << ": " << error.toStdString();
+}
+
+TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
+    int effects = 0;
+    CounterStore store(EventExecutor::main(), {}, reduce,
+                       [&](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+                           ++effects;
+                           co_return std::nullopt;
+                       },
+                       fail);
+    std::vector<std::pair<int, int>> changes;
+    const auto observation =
+        store.observe([&](const Counter& before, const Counter& after) { changes.emplace_back(before.value, after.value); });
+    store.send(Add{2});
+    store.send(Add{0});
+    store.send(Nothing{});
+    EXPECT_EQ(changes, (std::vector<std::pair<int, int>>{{0, 2}}));
+    EXPECT_EQ(effects, 0) << "an effect ran inside send";
+    EXPECT_EQ(store.activeTasks().size(), 3U);
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(effects, 3);
+}
+
+TEST(Store, FedBackActionsAreReducedAgainstTheStateOfTheMoment) {
+    TestStore<Counter, CounterAction> store({}, reduce, countdown, name);
+    store.send(Countdown{2});
+    store.send(Add{10}, [](Counter& counter) { counter.value = 10; });
+    store.receive<Add>([](Counter& counter) { counter.value = 11; });
+    store.receive<Add>([](Counter& counter) { counter.value = 12; });
+}
+
+TEST(Store, ACancelledTaskForwardsNothingMore) {
+    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
+    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
+    CounterStore store(EventExecutor::main(), {}, reduce,
+                       [shared](CounterAction action, Counter) -> Task<ActionStream<CounterAction>> {
+                           if (std::holds_alternative<Nothing>(action))
+                               co_return std::move(*shared);
+                           co_return std::nullopt;
+                       },
+                       fail);
+    store.send(Nothing{});
+    sink.yield(Add{1});
+    ASSERT_TRUE(waitUntil([&] { return store.state().value == 1; }));
+    sink.yield(Add{1});
+    store.cancelActiveTasks();
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(store.state().value, 1);
+}
+
+TEST(Store, ActionsYieldedAfterItsReleaseAreDropped) {
+    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
+    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
+    bool started = false;
+    auto store = std::make_unique<CounterStore>(
+        EventExecutor::main(), Counter{}, reduce,
+        [&started, shared](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+            started = true;
+            co_return std::move(*shared);
+        },
+        fail);
+    store->send(Nothing{});
+    ASSERT_TRUE(waitUntil([&] { return started; }));
+    std::optional<StreamTermination> ended;
+    sink.onTermination([&](StreamTermination reason) { ended = reason; });
+    store.reset();
+    sink.yield(Add{1});
+    EXPECT_TRUE(waitUntil([&] { return ended.has_value(); }));
+    EXPECT_FALSE(sink.yield(Add{1}));
+}
+
+TEST(Store, WhatEscapesAnEffectIsReportedAndLeavesNoTask) {
+    QString reported;
+    CounterStore store(EventExecutor::main(), {}, reduce,
+                       [](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+                           throw std::runtime_error("disk full");
+                           co_return std::nullopt;
+                       },
+                       [&](const QString&, const QString& error) { reported = error; });
+    store.send(Nothing{});
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(reported, QStringLiteral("disk full"));
+}
+
+TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {
+    CounterStore store(EventExecutor::main(), {}, reduce, countdown, fail);
+    Observation once;
+    int calls = 0;
+    once = store.observe([&](const Counter&, const Counter&) {
+        ++calls;
+        once.reset();
+        store.send(Add{1});
+    });
+    store.send(Add{1});
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(store.state().value, 2);
+    waitUntil([&] { return store.activeTasks().empty(); });
+}
+
+} // namespace
