@@ -24,6 +24,8 @@ if(QUILLO_SANITIZE)
 else()
   add_compile_options(-gline-tables-only)
 endif()
+# The programs find each other side by side, in the build as when installed.
+set(QUILLO_PROGRAM_FOLDER ${CMAKE_BINARY_DIR}/bin)
 # Debug information for line numbers is enough, and keeps objects small and links fast.
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_DEBUG "")
@@ -56,6 +58,11 @@ function(quillo_library name)
     target_include_directories(${target} INTERFACE ${include_root})
     target_link_libraries(${target} INTERFACE ${arg_LINK})
   endif()
+endfunction()
+
+# quillo_program(target): puts the program where the others look for it.
+function(quillo_program target)
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QUILLO_PROGRAM_FOLDER})
 endfunction()
 
 # quillo_test(Name SOURCES ... LINK ... [MOC ...] [LABELS ...] [ENVIRONMENT ...] [TIMEOUT seconds])

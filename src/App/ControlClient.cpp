@@ -1,0 +1,127 @@
+#include "App/ControlClient.h"
+
+#include "App/ControlInterface.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <array>
+
+namespace quillo::controlClient {
+
+namespace {
+
+constexpr int callTimeoutMs = 5000;
+
+struct Command {
+    const char* name;
+    const char* method;
+    const char* help;
+};
+
+constexpr std::array commands{
+    Command{"start", "Start", "begin a dictation; nothing when one runs"},
+    Command{"stop", "Stop", "end the dictation and insert its text; nothing when none runs"},
+    Command{"toggle", "Toggle", "start or stop: bind this to a key where hotkeys cannot be had"},
+    Command{"cancel", "Cancel", "end the dictation and discard it"},
+    Command{"again", "InsertAgain", "insert the last text again"},
+    Command{"status", "Status", "print what Quillo is doing (--json: everything, for scripts)"},
+    Command{"show", "Show", "bring Quillo to the front"},
+    Command{"settings", "", "list | get KEY | set KEY VALUE"},
+    Command{"quit", "Quit", "end Quillo"},
+};
+
+const Command* find(const QString& name) {
+    for (const auto& command : commands)
+        if (name == QLatin1String(command.name))
+            return &command;
+    return nullptr;
+}
+
+void printError(const QString& text) { QTextStream(stderr) << "quillo: " << text << '\n'; }
+
+/// Calls the running instance; the exit code, with the answer's text in `answer`.
+int call(const QString& method, const QVariantList& arguments, QString* answer) {
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        printError(QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
+                                  "session that Quillo runs in."));
+        return 3;
+    }
+    auto message = QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
+    message.setAutoStartService(false);
+    message.setArguments(arguments);
+    const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        if (!reply.arguments().isEmpty())
+            *answer = reply.arguments().constFirst().toString();
+        return 0;
+    }
+    if (reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.ServiceUnknown")) {
+        printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
+        return 3;
+    }
+    printError(reply.errorMessage());
+    return 1;
+}
+
+/// One line a person reads, from the status object.
+QString describe(const QString& status) {
+    const auto object = QJsonDocument::fromJson(status.toUtf8()).object();
+    auto line = object.value(QStringLiteral("status")).toString();
+    const auto run = object.value(QStringLiteral("lastRun")).toObject();
+    if (!run.isEmpty())
+        line += QStringLiteral("\nlast dictation: %1").arg(run.value(QStringLiteral("reason")).toString());
+    return line;
+}
+
+int runSettings(const QStringList& arguments) {
+    const auto usage = QStringLiteral("usage: quillo settings list | get KEY | set KEY VALUE");
+    const auto verb = arguments.value(1);
+    QString answer;
+    int code = 2;
+    if (verb == QStringLiteral("list") && arguments.size() == 2)
+        code = call(QStringLiteral("ListSettings"), {}, &answer);
+    else if (verb == QStringLiteral("get") && arguments.size() == 3)
+        code = call(QStringLiteral("GetSetting"), {arguments.at(2)}, &answer);
+    else if (verb == QStringLiteral("set") && arguments.size() == 4)
+        return call(QStringLiteral("SetSetting"), {arguments.at(2), arguments.at(3)}, &answer);
+    else
+        printError(usage);
+    if (code == 0)
+        QTextStream(stdout) << answer << '\n';
+    return code;
+}
+
+} // namespace
+
+bool understands(const QStringList& arguments) { return !arguments.isEmpty() && find(arguments.constFirst()); }
+
+int run(const QStringList& arguments) {
+    const auto* command = find(arguments.constFirst());
+    if (arguments.constFirst() == QStringLiteral("settings"))
+        return runSettings(arguments);
+    const bool isStatus = arguments.constFirst() == QStringLiteral("status");
+    const bool json = isStatus && arguments.value(1) == QStringLiteral("--json");
+    if (arguments.size() > (json ? 2 : 1)) {
+        printError(QStringLiteral("\"%1\" takes no argument \"%2\"").arg(arguments.at(0), arguments.at(json ? 2 : 1)));
+        return 2;
+    }
+    QString answer;
+    const int code = call(QString::fromLatin1(command->method), {}, &answer);
+    if (code == 0 && isStatus)
+        QTextStream(stdout) << (json ? answer : describe(answer)) << '\n';
+    return code;
+}
+
+QString help() {
+    QString text;
+    for (const auto& command : commands)
+        text += QStringLiteral("  %1 %2\n").arg(QString::fromLatin1(command.name), -10).arg(QString::fromUtf8(command.help));
+    return text;
+}
+
+} // namespace quillo::controlClient

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+namespace quillo {
+
+/// How the running instance is reached on the session bus.
+namespace control {
+inline const QString serviceName = QStringLiteral("org.quillo.Quillo");
+inline const QString objectPath = QStringLiteral("/org/quillo/Quillo");
+inline const QString interfaceName = QStringLiteral("org.quillo.Quillo1");
+} // namespace control
+
+} // namespace quillo

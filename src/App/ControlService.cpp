@@ -1,0 +1,58 @@
+#include "App/ControlService.h"
+
+#include "App/ControlInterface.h"
+#include "Core/Log.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusError>
+#include <QTimer>
+
+namespace quillo {
+
+ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {}
+
+ControlService::Registration ControlService::registerOnBus() {
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        appLog(QStringLiteral("⚠️ No session bus: the application cannot be controlled with \"quillo start\" and the like"),
+               LogLevel::warn, QStringLiteral("Control"));
+        return Registration::noBus;
+    }
+    // The object stands before the name is taken: who sees the name may call at once.
+    bus.registerObject(control::objectPath, this, QDBusConnection::ExportScriptableSlots);
+    const auto reply = bus.interface()->registerService(control::serviceName, QDBusConnectionInterface::DontQueueService,
+                                                        QDBusConnectionInterface::DontAllowReplacement);
+    if (reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered)
+        return Registration::registered;
+    bus.unregisterObject(control::objectPath);
+    return Registration::alreadyRunning;
+}
+
+void ControlService::Quit() {
+    // After the reply has left.
+    QTimer::singleShot(0, this, [this] { m_hooks.quit(); });
+}
+
+QString ControlService::GetSetting(const QString& key) {
+    try {
+        return m_hooks.getSetting(key);
+    } catch (const std::exception& error) {
+        replyWithError(error);
+        return {};
+    }
+}
+
+void ControlService::SetSetting(const QString& key, const QString& value) {
+    try {
+        m_hooks.setSetting(key, value);
+    } catch (const std::exception& error) {
+        replyWithError(error);
+    }
+}
+
+void ControlService::replyWithError(const std::exception& error) {
+    sendErrorReply(QDBusError::InvalidArgs, QString::fromUtf8(error.what()));
+}
+
+} // namespace quillo

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QDBusContext>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace quillo {
+
+/// What the remote control may ask of the application; called on the main thread.
+struct ControlHooks {
+    std::function<void()> start;  ///< begins a dictation; nothing when one runs
+    std::function<void()> stop;   ///< ends and delivers it; nothing when none runs
+    std::function<void()> toggle;
+    std::function<void()> cancel;
+    std::function<void()> show;
+    std::function<void()> quit;
+    std::function<void()> insertAgain;
+    std::function<QString()> status; ///< a JSON object
+    // Each answers with text to print; throws SettingsError.
+    std::function<QString(const QString& key)> getSetting;
+    std::function<void(const QString& key, const QString& value)> setSetting;
+    std::function<QString()> listSettings;
+};
+
+/// The D-Bus object behind `quillo start`, `stop` and the rest, and the lock of the single instance.
+class ControlService final : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.quillo.Quillo1")
+public:
+    enum class Registration { registered, alreadyRunning, noBus };
+
+    explicit ControlService(ControlHooks hooks);
+
+    /// Takes the name on the session bus. Without a bus the application runs and cannot be controlled from outside.
+    Registration registerOnBus();
+
+public Q_SLOTS:
+    Q_SCRIPTABLE void Start() { m_hooks.start(); }
+    Q_SCRIPTABLE void Stop() { m_hooks.stop(); }
+    Q_SCRIPTABLE void Toggle() { m_hooks.toggle(); }
+    Q_SCRIPTABLE void Cancel() { m_hooks.cancel(); }
+    Q_SCRIPTABLE void Show() { m_hooks.show(); }
+    Q_SCRIPTABLE void InsertAgain() { m_hooks.insertAgain(); }
+    Q_SCRIPTABLE void Quit();
+    Q_SCRIPTABLE QString Status() { return m_hooks.status(); }
+    Q_SCRIPTABLE QString GetSetting(const QString& key);
+    Q_SCRIPTABLE void SetSetting(const QString& key, const QString& value);
+    Q_SCRIPTABLE QString ListSettings() { return m_hooks.listSettings(); }
+
+private:
+    void replyWithError(const std::exception& error);
+
+    ControlHooks m_hooks;
+};
+
+} // namespace quillo

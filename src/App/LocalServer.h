@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Concurrency/Clock.h"
+
+#include <QObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace quillo {
+
+/// The companion server that a fresh machine dictates with: started by the application on a loopback port of its own.
+///
+/// The application binds the port and hands the listening socket down, so that the address is known before the server
+/// runs, connections made while it starts wait in the socket's queue, and a server that was restarted is found at the
+/// same address. Main thread.
+class LocalServer final : public QObject {
+    Q_OBJECT
+public:
+    /// Binds the port; throws std::system_error when the machine gives none. Nothing runs yet.
+    explicit LocalServer(Clock& clock);
+    ~LocalServer() override;
+
+    /// "127.0.0.1:PORT".
+    [[nodiscard]] QString host() const { return m_host; }
+
+    /// Starts the program and keeps it running. Its own messages go to `logFile`; "QUILLO_SERVER_OPTIONS" adds options.
+    void start(const QString& program, const QString& logFile);
+    void stop();
+
+    /// Where the program is: beside the application, else on the PATH; empty when it is not installed.
+    static QString findProgram();
+
+private:
+    void launch();
+    void handleFinished(int exitCode, QProcess::ExitStatus status);
+
+    Clock& m_clock;
+    int m_socket = -1;
+    QString m_host;
+    QString m_program;
+    QString m_logFile;
+    std::unique_ptr<QProcess> m_process;
+    Clock::TimerHandle m_restart;
+    Clock::Instant m_startedAt{};
+    int m_failures = 0;
+    bool m_wanted = false;
+};
+
+} // namespace quillo
