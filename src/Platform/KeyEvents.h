@@ -85,6 +85,8 @@ public:
     /// as a release.
     virtual bool start(std::vector<KeyCombination> consumed, Handler onEvent, StateHandler onState) = 0;
     virtual void stop() = 0;
+    /// Replaces the consumed combinations while the source runs; one that cannot leaves them as they were.
+    virtual void setConsumed(std::vector<KeyCombination> consumed) { static_cast<void>(consumed); }
     [[nodiscard]] virtual std::vector<KeyCombination> unavailableCombinations() const = 0;
     /// The device-dependent and modifier bits of what is physically down right now, asked afresh; for repair after a
     /// lost event.

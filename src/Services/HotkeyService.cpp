@@ -1,0 +1,420 @@
+#include "Services/HotkeyService.h"
+
+#include "Core/Log.h"
+#include "Services/KeyCodeLabels.h"
+
+#include <cmath>
+
+namespace quillo {
+namespace {
+
+// How often a held key is checked: a release can get lost when another session or a hypervisor takes the keyboard.
+constexpr auto heldKeyCheck = std::chrono::milliseconds(500);
+constexpr auto longestRestartDelay = std::chrono::seconds(30);
+
+void log(const QString& message, LogLevel level = LogLevel::info) {
+    appLog(message, level, QStringLiteral("HotkeyService"));
+}
+
+QString word(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
+
+} // namespace
+
+HotkeyService::HotkeyService(KeyEventSource& source, Clock& clock, UserSettings& settings)
+    : m_source(source), m_clock(clock), m_settings(settings) {
+    const auto reconfigure = [this] {
+        updateConsumed();
+        if (!m_isRunning || m_restartPending || HotkeyConfig::fromSettings(m_settings) == m_config)
+            return;
+        // A hotkey changes as key code and modifiers, one after the other: restart once, when both are there.
+        m_restartPending = true;
+        deliver([this] {
+            m_restartPending = false;
+            if (!m_isRunning || HotkeyConfig::fromSettings(m_settings) == m_config)
+                return;
+            log(QStringLiteral("🔧 Hotkey configuration changed, restarting service..."));
+            stop();
+            start();
+        });
+    };
+    QObject::connect(&settings, &UserSettings::changed, &m_context, reconfigure);
+    QObject::connect(&settings, &UserSettings::userChanged, &m_context, reconfigure);
+}
+
+HotkeyService::~HotkeyService() {
+    if (m_isRunning)
+        m_source.stop();
+}
+
+void HotkeyService::start() {
+    if (m_isRunning) {
+        log(QStringLiteral("⚠️ Already running"), LogLevel::warn);
+        return;
+    }
+    m_config = HotkeyConfig::fromSettings(m_settings);
+    log(QStringLiteral("🔧 Starting hotkey service"));
+    log(QStringLiteral("   Hold hotkey: %1 (keyCode=%2), isModifierKey=%3")
+            .arg(m_config.displayString())
+            .arg(m_config.keyCode)
+            .arg(word(m_config.isModifierKey())));
+    log(QStringLiteral("   Toggle hotkey: %1 (keyCode=%2)")
+            .arg(m_config.toggleDisplayString())
+            .arg(m_config.toggleKeyCode));
+    const bool trusted = m_source.isTrusted();
+    log(QStringLiteral("🔐 Accessibility trusted: ") + word(trusted));
+    if (!trusted)
+        log(QStringLiteral(
+                "⚠️ Accessibility permission not granted! Hotkeys will not work until permission is granted."),
+            LogLevel::warn);
+    m_escapeConsumed = isEscapeConsumed();
+    const auto onEvent = [this](const KeyEvent& event) { handle(event); };
+    const auto onState = [this](KeyEventSourceState state) { handleState(state); };
+    if (!m_source.start(m_config.consumedCombinations(m_escapeConsumed), onEvent, onState)) {
+        log(QStringLiteral("❌ Failed to create event tap!"), LogLevel::error);
+        log(QStringLiteral("   Make sure Accessibility permission is granted"), LogLevel::error);
+        return;
+    }
+    m_isRunning = true;
+    m_restart.reset();
+    m_restartDelay = std::chrono::seconds(1);
+    log(QStringLiteral("✅ CGEventTap installed and enabled!"));
+    log(QStringLiteral("   Listening for: ") + m_config.displayString());
+    for (const auto& taken : m_source.unavailableCombinations())
+        log(QStringLiteral("⚠️ Another program holds %1: it will act on it too. Choose another hotkey in the settings")
+                .arg(keyCombinationToString(taken.keyCode, taken.modifiers)),
+            LogLevel::warn);
+}
+
+void HotkeyService::stop() {
+    m_restart.reset();
+    if (!m_isRunning)
+        return;
+    m_isRunning = false;
+    m_source.stop();
+    // Whoever is recording would otherwise go on with no key to stop it.
+    const bool wasHandsOff = m_isHandsOffMode;
+    if (m_isRecording) {
+        if (wasHandsOff)
+            setHandsOff(false);
+        end(Ending::stop);
+    }
+    clearRecording();
+    m_isHotkeyPressed = false;
+    m_alreadyStoppedOnKeyDown = false;
+    m_heldKeyWatch.reset();
+    m_lastKeyUpTime.reset();
+}
+
+std::vector<KeyCombination> HotkeyService::unavailableCombinations() const {
+    return m_isRunning ? m_source.unavailableCombinations() : std::vector<KeyCombination>();
+}
+
+void HotkeyService::handle(const KeyEvent& event) {
+    if (!m_isRunning)
+        return;
+    if (m_debugMode)
+        log(QStringLiteral("🔹 %1 keyCode=%2 target=%3 flags=0x%4")
+                .arg(event.type == KeyEventType::keyDown ? QStringLiteral("KeyDown")
+                     : event.type == KeyEventType::keyUp ? QStringLiteral("KeyUp")
+                                                         : QStringLiteral("FlagsChanged"))
+                .arg(event.keyCode)
+                .arg(m_config.keyCode)
+                .arg(event.flags, 0, 16),
+            LogLevel::debug);
+    switch (event.type) {
+    case KeyEventType::keyDown:
+        handleKeyDown(event);
+        break;
+    case KeyEventType::keyUp:
+        if (!m_config.isModifierKey() && event.keyCode == m_config.keyCode && m_isHotkeyPressed)
+            handleHoldKeyUp();
+        break;
+    case KeyEventType::flagsChanged:
+        handleFlagsChanged(event);
+        break;
+    }
+}
+
+void HotkeyService::handleKeyDown(const KeyEvent& event) {
+    if (event.isAutoRepeat)
+        return;
+    uint64_t modifiers = event.flags & keyflag::mask;
+    const uint64_t own = m_config.isModifierKey() && m_isHotkeyPressed ? modifierMaskOfKey(m_config.keyCode) : 0;
+    // A held hold key is no part of another hotkey, unless that one asks for it.
+    const auto matches = [&](uint64_t wanted) { return modifiers == wanted || (modifiers & ~own) == (wanted & ~own); };
+    const auto now = m_clock.now();
+    if (event.keyCode == m_config.toggleKeyCode && matches(m_config.toggleModifiers)) {
+        if (!m_lastToggleActionTime || now - *m_lastToggleActionTime >= toggleCooldown)
+            handleToggleKeyPress();
+        return;
+    }
+    if (event.keyCode == keycode::escape && matches(0) && isEscapeConsumed()) {
+        abandon(QStringLiteral("🛑 ESCAPE: CANCEL RECORDING"));
+        return;
+    }
+    if (!m_config.isModifierKey()) {
+        if (event.keyCode == m_config.keyCode && modifiers == m_config.modifiers && !m_isHotkeyPressed)
+            handleHoldKeyDown();
+        return;
+    }
+    // A release in between (a tap that became a double tap) makes it no chord any more.
+    if (m_isHotkeyPressed && m_isRecording && !m_isHandsOffMode && now - m_pressedAt < chordInterval)
+        abandon(QStringLiteral("🔹 HOLD MODE: USED IN A CHORD - RECORDING CANCELLED ") + m_config.displayString());
+}
+
+void HotkeyService::handleFlagsChanged(const KeyEvent& event) {
+    if (m_config.isModifierKey()) {
+        const bool isDown = (event.flags & modifierKeyBit(m_config.keyCode)) != 0;
+        if (isDown && !m_isHotkeyPressed && !m_isToggleRecording)
+            handleHoldKeyDown();
+        else if (!isDown && m_isHotkeyPressed)
+            handleHoldKeyUp();
+    } else if (m_isHotkeyPressed && (event.flags & m_config.modifiers) != m_config.modifiers) {
+        log(QStringLiteral("✅ MODIFIERS RELEASED! ") + m_config.displayString());
+        handleHoldKeyUp();
+    }
+}
+
+void HotkeyService::handleState(KeyEventSourceState state) {
+    switch (state) {
+    case KeyEventSourceState::running:
+        break;
+    case KeyEventSourceState::keyboardChanged:
+        log(QStringLiteral("🔹 The keyboards changed"), LogLevel::debug);
+        if (m_isHotkeyPressed && !m_source.isPhysicallyDown(m_config.keyCode)) {
+            log(QStringLiteral("⚠️ The keyboard with the pressed hotkey is gone: taken as released"), LogLevel::warn);
+            handleHoldKeyUp();
+        }
+        break;
+    case KeyEventSourceState::notAvailable:
+    case KeyEventSourceState::lost:
+        if (!m_isRunning)
+            break;
+        log(QStringLiteral("⚠️ The key events were lost; trying again"), LogLevel::warn);
+        // The source must not be torn down under its own callback.
+        deliver([this] {
+            if (!m_isRunning)
+                return;
+            stop();
+            scheduleRestart();
+        });
+        break;
+    }
+}
+
+void HotkeyService::scheduleRestart() {
+    m_restart = m_clock.callLater(m_restartDelay, [this] {
+        m_restartDelay = std::min<Clock::Duration>(m_restartDelay * 2, longestRestartDelay);
+        const auto delay = m_restartDelay;
+        start();
+        if (!m_isRunning) {
+            m_restartDelay = delay;
+            scheduleRestart();
+        }
+    });
+}
+
+Clock::Duration HotkeyService::doubleTapInterval() const {
+    const double seconds = m_settings.value(QStringLiteral("doubleTapInterval")).toDouble();
+    return std::chrono::nanoseconds(std::llround((seconds > 0 ? seconds : 0.3) * 1e9));
+}
+
+bool HotkeyService::checkDoubleTap(Clock::Instant now) const {
+    if (!m_lastKeyUpTime)
+        return false;
+    const auto gap = now - *m_lastKeyUpTime;
+    if (gap > doubleTapInterval())
+        return false;
+    log(QStringLiteral("🔹 Double-tap detected! Interval since last release: %1s")
+            .arg(std::chrono::duration<double>(gap).count(), 0, 'f', 3));
+    return true;
+}
+
+void HotkeyService::handleHoldKeyDown() {
+    m_isHotkeyPressed = true;
+    m_alreadyStoppedOnKeyDown = false;
+    m_pressedAt = m_clock.now();
+    if (m_isHandsOffMode) {
+        log(QStringLiteral("✅ HOLD MODE (HANDS-OFF): STOP RECORDING ") + m_config.displayString());
+        m_alreadyStoppedOnKeyDown = true;
+        m_lastKeyUpTime.reset();
+        setHandsOff(false);
+        end(Ending::stop);
+    } else if (checkDoubleTap(m_pressedAt)) {
+        log(QStringLiteral("✅ HOLD MODE: DOUBLE-TAP → HANDS-OFF MODE ") + m_config.displayString());
+        m_lastKeyUpTime.reset();
+        m_pendingStop.reset();
+        begin(); // unless the recording of the first tap still runs
+        setHandsOff(true);
+    } else if (m_pendingStop) {
+        log(QStringLiteral("🔹 HOLD MODE: PRESSED AGAIN BEFORE THE STOP - RECORDING CONTINUES"));
+        m_pendingStop.reset();
+    } else {
+        log(QStringLiteral("✅ HOLD MODE: START RECORDING ") + m_config.displayString());
+        begin();
+    }
+    m_wasSeenDown = m_source.isPhysicallyDown(m_config.keyCode);
+    watchHeldKey();
+}
+
+void HotkeyService::handleHoldKeyUp() {
+    m_isHotkeyPressed = false;
+    m_heldKeyWatch.reset();
+    if (m_alreadyStoppedOnKeyDown) {
+        m_alreadyStoppedOnKeyDown = false;
+        log(QStringLiteral("🔹 HOLD MODE: KEY RELEASED (already stopped on keyDown)"));
+        return;
+    }
+    if (m_isHandsOffMode) {
+        log(QStringLiteral("🔹 HOLD MODE (HANDS-OFF): KEY RELEASED - RECORDING CONTINUES"));
+        return;
+    }
+    const auto now = m_clock.now();
+    m_lastKeyUpTime = now;
+    // A tap that short may become a double tap: its recording is kept until that can no longer happen.
+    const bool isTap = now - m_pressedAt < stopDelayForDoubleTap;
+    const Clock::Duration delay =
+        isTap ? std::max<Clock::Duration>(stopDelayForDoubleTap, doubleTapInterval()) : stopDelayForDoubleTap;
+    m_pendingStop = m_clock.callLater(delay, [this] {
+        const auto keepUntilDone = std::move(m_pendingStop);
+        if (m_isHandsOffMode) {
+            log(QStringLiteral("🔹 HOLD MODE: STOP CANCELLED (double-tap activated hands-off)"));
+            return;
+        }
+        log(QStringLiteral("✅ HOLD MODE: STOP RECORDING (delayed) ") + m_config.displayString());
+        end(Ending::stop);
+    });
+}
+
+void HotkeyService::handleToggleKeyPress() {
+    m_lastToggleActionTime = m_clock.now();
+    m_pendingStop.reset();
+    if (!m_isToggleRecording) {
+        log(QStringLiteral("✅ TOGGLE HOTKEY: START/UPGRADE RECORDING (%1)").arg(m_config.toggleDisplayString()));
+        m_isToggleRecording = true;
+        m_alreadyStoppedOnKeyDown = false;
+        begin();
+        setHandsOff(true);
+        return;
+    }
+    log(QStringLiteral("✅ TOGGLE HOTKEY: STOP RECORDING (%1)").arg(m_config.toggleDisplayString()));
+    m_isToggleRecording = false;
+    m_lastKeyUpTime.reset();
+    m_alreadyStoppedOnKeyDown = m_isHotkeyPressed;
+    setHandsOff(false);
+    end(Ending::stop);
+}
+
+bool HotkeyService::isEscapeConsumed() const { return m_isRecording && m_settings.cancelRecordingOnEscape(); }
+
+void HotkeyService::updateConsumed() {
+    const bool escape = isEscapeConsumed();
+    if (!m_isRunning || escape == m_escapeConsumed)
+        return;
+    m_escapeConsumed = escape;
+    // Not from inside an event of the source, and not before the start that caused it.
+    deliver([this] {
+        if (m_isRunning)
+            m_source.setConsumed(m_config.consumedCombinations(m_escapeConsumed));
+    });
+}
+
+void HotkeyService::begin() {
+    if (m_isRecording)
+        return;
+    m_isRecording = true;
+    ++m_startsUnderway;
+    deliver([this] {
+        --m_startsUnderway;
+        if (onHotkeyDown)
+            onHotkeyDown();
+    });
+    updateConsumed();
+}
+
+void HotkeyService::end(Ending ending) {
+    if (!m_isRecording)
+        return;
+    m_isRecording = false;
+    m_isToggleRecording = false;
+    deliver([this, ending] {
+        if (ending == Ending::cancel && onCancel)
+            onCancel();
+        else if (onHotkeyUp)
+            onHotkeyUp();
+    });
+    updateConsumed();
+}
+
+void HotkeyService::setHandsOff(bool on) {
+    m_isHandsOffMode = on;
+    deliver([this, on] {
+        if (onHandsOffModeChanged)
+            onHandsOffModeChanged(on);
+    });
+}
+
+void HotkeyService::abandon(const QString& reason) {
+    log(reason);
+    if (m_isHandsOffMode)
+        setHandsOff(false);
+    end(Ending::cancel);
+    clearRecording();
+}
+
+void HotkeyService::clearRecording() {
+    m_isRecording = false;
+    m_isToggleRecording = false;
+    m_isHandsOffMode = false;
+    m_pendingStop.reset();
+    m_lastKeyUpTime.reset();
+    // The key may still be down; its release belongs to nothing any more.
+    m_alreadyStoppedOnKeyDown = m_isHotkeyPressed;
+    updateConsumed();
+}
+
+void HotkeyService::setRecordingActive(bool active) {
+    if (active == m_isRecording)
+        return;
+    if (active && m_isHotkeyPressed) {
+        // The start came late, and the key that asked for it is still down: its release stops the recording.
+        m_isRecording = true;
+        m_alreadyStoppedOnKeyDown = false;
+        updateConsumed();
+    } else if (active) {
+        log(QStringLiteral("🔹 A recording was started elsewhere: the toggle hotkey stops it"), LogLevel::debug);
+        m_isRecording = true;
+        m_isToggleRecording = true;
+        m_isHandsOffMode = true;
+        updateConsumed();
+    } else if (m_startsUnderway == 0) {
+        log(QStringLiteral("🔹 The recording ended by itself"), LogLevel::debug);
+        clearRecording();
+    }
+}
+
+void HotkeyService::watchHeldKey() {
+    m_heldKeyWatch = m_clock.callLater(heldKeyCheck, [this] {
+        const auto keepUntilDone = std::move(m_heldKeyWatch);
+        releaseIfNotDown();
+        if (m_isHotkeyPressed)
+            watchHeldKey();
+    });
+}
+
+void HotkeyService::releaseIfNotDown() {
+    if (!m_isHotkeyPressed || !m_wasSeenDown || m_source.isPhysicallyDown(m_config.keyCode))
+        return;
+    log(QStringLiteral("⚠️ The release of %1 got lost: taken as released").arg(m_config.displayString()),
+        LogLevel::warn);
+    handleHoldKeyUp();
+}
+
+void HotkeyService::deliver(std::function<void()> callback) {
+    m_clock.executor().post([alive = std::weak_ptr(m_alive), callback = std::move(callback)] {
+        if (alive.lock())
+            callback();
+    });
+}
+
+} // namespace quillo

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Services/HotkeyServiceProtocol.h"
+
+namespace quillo::test {
+
+/// Hotkeys that a test presses by calling the callbacks.
+class MockHotkeyService final : public HotkeyServiceProtocol {
+public:
+    bool canStart = true;
+    int starts = 0;
+
+    [[nodiscard]] bool isRunning() const override { return m_isRunning; }
+    void start() override {
+        ++starts;
+        m_isRunning = canStart;
+    }
+    void stop() override { m_isRunning = false; }
+
+private:
+    bool m_isRunning = false;
+};
+
+} // namespace quillo::test

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Services/PermissionServiceProtocol.h"
+
+namespace quillo::test {
+
+/// Grants what a test says. A request is answered with `...OnRequest` and changes the standing answer to it.
+class MockPermissionService final : public PermissionServiceProtocol {
+public:
+    bool microphone = true;
+    bool accessibility = true;
+    bool microphoneOnRequest = true;
+    bool accessibilityOnRequest = true;
+    int requests = 0;
+
+    [[nodiscard]] bool isMicrophoneGranted() const override { return microphone; }
+    [[nodiscard]] bool isAccessibilityGranted() const override { return accessibility; }
+    Task<bool> requestMicrophone() override {
+        ++requests;
+        co_return microphone = microphoneOnRequest;
+    }
+    Task<bool> requestAccessibility() override {
+        ++requests;
+        co_return accessibility = accessibilityOnRequest;
+    }
+};
+
+} // namespace quillo::test
