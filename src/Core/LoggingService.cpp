@@ -131,7 +131,7 @@ bool LoggingService::open(const QString& path) {
             struct stat status {};
             m_size = ::fstat(file, &status) == 0 ? status.st_size : 0;
             const QByteArray bar(60, '=');
-            const auto started = QDateTime::currentDateTime().toString(u"yyyy-MM-dd HH:mm:ss.SSS").toUtf8();
+            const auto started = QDateTime::currentDateTime().toString(u"yyyy-MM-dd HH:mm:ss.zzz").toUtf8();
             writeLocked(bar + "\nQuillo Log - Started at " + started + "\n" + bar + "\n");
         }
     }
@@ -161,7 +161,7 @@ LoggingService::Renderings LoggingService::render(const QString& message, LogLev
     clean.replace(u'\r', QLatin1String("\\r")).replace(u'\n', QLatin1String("\\n"));
     const QByteArray text = clean.toUtf8();
     const auto& words = wordsOf(level);
-    const QByteArray head = "[" + time.toString(u"yyyy-MM-dd HH:mm:ss.SSS").toUtf8() + "] [" + words.name + "] [" +
+    const QByteArray head = "[" + time.toString(u"yyyy-MM-dd HH:mm:ss.zzz").toUtf8() + "] [" + words.name + "] [" +
                             category.toUtf8() + "] ";
     Renderings lines;
     lines.file = head + text;

@@ -1,4 +1,4 @@
-#include "Core/Log.h"
+#include "Core/LoggingService.h"
 
 #include <QCoreApplication>
 
@@ -8,5 +8,8 @@
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     const QCoreApplication application(argc, argv);
+    // The log would drown the results; set this to read along.
+    if (!qEnvironmentVariableIsSet("QUILLO_TEST_LOG"))
+        quillo::LoggingService::shared().setConsoleLevel(std::nullopt);
     return RUN_ALL_TESTS();
 }

@@ -4,6 +4,12 @@
 
 namespace quillo {
 
+namespace {
+
+constexpr int64_t chunksPerMinute = 600;
+
+} // namespace
+
 int AudioBacklog::append(AudioChunk chunk) {
     const auto wanted = m_bytes + chunk.data.size();
     m_bytes = wanted;
@@ -14,7 +20,10 @@ int AudioBacklog::append(AudioChunk chunk) {
         m_chunks.pop_front();
         ++dropped;
     }
-    if (dropped > 0)
+    // Past the cap every chunk drops one: a line at the first and then every minute is enough.
+    const bool tell = dropped > 0 && m_droppedChunks % chunksPerMinute == 0;
+    m_droppedChunks += dropped;
+    if (tell)
         appLog(QStringLiteral("⚠️ Buffered audio exceeded cap (%1 bytes). Dropped %2 oldest chunks. bufferedChunks=%3")
                    .arg(wanted)
                    .arg(dropped)
@@ -35,6 +44,7 @@ std::optional<AudioChunk> AudioBacklog::takeFirst() {
 void AudioBacklog::clear() {
     m_chunks.clear();
     m_bytes = 0;
+    m_droppedChunks = 0;
 }
 
 } // namespace quillo

@@ -24,6 +24,7 @@ public:
 private:
     std::deque<AudioChunk> m_chunks;
     qsizetype m_bytes = 0;
+    int64_t m_droppedChunks = 0;
 };
 
 } // namespace quillo

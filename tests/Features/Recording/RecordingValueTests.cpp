@@ -1,0 +1,80 @@
+#include "Features/Recording/AudioBacklog.h"
+#include "Features/Recording/RecordingState.h"
+#include "Features/Recording/TimingSnapshot.h"
+#include "Localization/LocalizationManager.h"
+
+#include <gtest/gtest.h>
+
+using namespace quillo;
+using namespace std::chrono_literals;
+
+namespace {
+
+TEST(RecordingError, EachDescribesItselfByItsKey) {
+    const std::vector<std::pair<RecordingError, const char*>> table{
+        {RecordingError::ConnectionFailed{QStringLiteral("r")}, "error.connectionFailed"},
+        {RecordingError::ConnectionLost{QStringLiteral("text")}, "error.connectionLostRecovered"},
+        {RecordingError::ConnectionLost{}, "error.connectionLostNoText"},
+        {RecordingError::AudioCaptureFailed{}, "error.audioCaptureFailed"},
+        {RecordingError::TranscriptionFailed{}, "error.transcriptionFailed"},
+        {RecordingError::MicrophonePermissionDenied{}, "error.micPermissionDenied"},
+        {RecordingError::AccessibilityPermissionDenied{}, "error.accessibilityDenied"},
+        {RecordingError::SessionStartFailed{}, "error.sessionStartFailed"},
+        {RecordingError::Cancelled{}, "error.cancelled"},
+    };
+    for (const auto& [error, key] : table) {
+        EXPECT_EQ(error.messageKey(), QString::fromLatin1(key));
+        EXPECT_NE(error.errorDescription(), error.messageKey()) << key << " has no text";
+    }
+    EXPECT_EQ(RecordingError(RecordingError::Unknown{QStringLiteral("as told")}).errorDescription(),
+              QStringLiteral("as told"));
+}
+
+TEST(RecordingState, ThePillFollowsTheStatus) {
+    RecordingState state;
+    EXPECT_TRUE(std::holds_alternative<PillVisualState::Idle>(state.pillState()));
+    state.isHovering = true;
+    EXPECT_TRUE(std::holds_alternative<PillVisualState::Hovering>(state.pillState()));
+    state.status = RecordingState::Recording{};
+    state.audioLevel = 0.25F;
+    state.systemAudioLevel = 0.75F;
+    state.partialText = QStringLiteral("so far");
+    EXPECT_EQ(state.pillState(), PillState(PillVisualState::Recording{0.75F, QStringLiteral("so far")}));
+    state.status = RecordingState::Processing{};
+    EXPECT_TRUE(std::holds_alternative<PillVisualState::Processing>(state.pillState()));
+    state.commandStatusMessage = QStringLiteral("Processing with AI...");
+    EXPECT_EQ(state.pillState(), PillState(PillVisualState::ProcessingCommand{QStringLiteral("Processing with AI...")}));
+    state.status = RecordingError(RecordingError::Cancelled{});
+    EXPECT_TRUE(std::holds_alternative<PillVisualState::Error>(state.pillState()));
+}
+
+TEST(AudioBacklog, ItsCapCostsTheOldestChunksNeverTheNewest) {
+    AudioBacklog backlog;
+    constexpr int total = 700; // 2,240,000 bytes
+    int dropped = 0;
+    for (int i = 0; i < total; ++i)
+        dropped += backlog.append({.sequence = i, .data = QByteArray(AudioFormat::chunkByteSize, 'a')});
+    EXPECT_LE(backlog.byteCount(), AudioBacklog::maxBufferedAudioBytes);
+    EXPECT_EQ(dropped + static_cast<int>(backlog.chunkCount()), total);
+    EXPECT_EQ(backlog.takeFirst()->sequence, dropped);
+    int64_t last = 0;
+    while (const auto chunk = backlog.takeFirst())
+        last = chunk->sequence;
+    EXPECT_EQ(last, total - 1);
+    EXPECT_EQ(backlog.byteCount(), 0);
+}
+
+TEST(TimingSnapshot, IntervalsOfMissingPointsAreLeftOut) {
+    TimingSnapshot snapshot;
+    const Clock::Instant start{1h};
+    EXPECT_TRUE(snapshot.description().isEmpty());
+    snapshot.recordingRequestedAt = start;
+    snapshot.audioFirstChunkReceivedAt = start + 110ms;
+    snapshot.webSocketConnectedAt = start + 250ms;
+    EXPECT_EQ(snapshot.description(), QStringLiteral("hotkey→firstChunk=110.0ms, hotkey→wsConnected=250.0ms"));
+    const auto metrics = snapshot.metrics(start + 1s);
+    EXPECT_EQ(metrics.keys(), (QStringList{QStringLiteral("hotkey_to_first_chunk_ms"), QStringLiteral("hotkey_to_now_ms"),
+                                           QStringLiteral("hotkey_to_ws_connected_ms")}));
+}
+
+} // namespace
