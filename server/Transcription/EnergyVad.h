@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace quillo::server {
+
+/// Tells speech from background by level alone, on frames of 20 ms at 16 kHz.
+///
+/// The background is the lowest smoothed level of the last seconds (minimum statistics), so that both a noisy room and
+/// a dictation that begins in the middle of a word are judged after a second. Not thread-safe.
+class EnergyVad {
+public:
+    static constexpr size_t sampleRate = 16000;
+    static constexpr size_t frameSamples = sampleRate / 50;
+    /// Frames above the threshold that begin speech, and below it that end it.
+    static constexpr int onsetFrames = 3;
+    static constexpr int hangoverFrames = 30;
+
+    EnergyVad();
+
+    /// Judges the next frame; `frame` holds `frameSamples` samples. True while inside speech.
+    bool process(std::span<const int16_t> frame);
+    [[nodiscard]] bool inSpeech() const { return inSpeech_; }
+
+private:
+    void followBackground(double level);
+
+    static constexpr size_t bucketCount = 6;
+    std::array<double, bucketCount> lowest_{};
+    size_t bucket_ = 0;
+    int framesInBucket_ = 0;
+    double smoothed_ = 0;
+    bool first_ = true;
+    bool inSpeech_ = false;
+    int run_ = 0;
+};
+
+/// Level of samples in dB relative to full scale, without their constant part; -100 for silence.
+double levelOf(std::span<const int16_t> samples);
+
+} // namespace quillo::server

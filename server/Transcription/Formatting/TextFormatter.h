@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Transcription/Formatting/Token.h"
+#include "Transcription/Recogniser.h"
+
+#include <string>
+#include <vector>
+
+namespace quillo::server {
+
+/// Turns the words of an English recogniser (lower case, numbers spelled out, dictated marks as `spokenMarks` tokens)
+/// into written text, piece after piece of one dictation. Not thread-safe.
+///
+/// A speaker who dictates marks punctuates alone: from the first dictated mark on nothing is added.
+class TextFormatter {
+public:
+    enum class Ending {
+        continues, ///< the sentence goes on in the next piece
+        sentence,  ///< a long pause or the end of the dictation: closes the sentence
+    };
+    struct Written {
+        std::string text;
+        /// The words of `text` with their marks, each with the time of what it was recognised from.
+        std::vector<Word> words;
+    };
+
+    /// What `commit` would give for a sentence that continues, without committing.
+    [[nodiscard]] Written preview(const std::vector<Word>& words) const;
+    Written commit(const std::vector<Word>& words, Ending ending);
+
+    /// Words at the front that are dictated marks: they belong to the piece before.
+    static size_t leadingMarks(const std::vector<Word>& words);
+
+private:
+    struct State {
+        bool sentenceStart = true;
+        bool speakerPunctuates = false;
+        /// Closed by this formatter, not by the speaker.
+        bool closedAutomatically = false;
+        /// The first words of the sentence being spoken.
+        std::vector<std::string> opening;
+    };
+
+    static Written write(const std::vector<Word>& words, Ending ending, State& state);
+    State state_;
+};
+
+} // namespace quillo::server

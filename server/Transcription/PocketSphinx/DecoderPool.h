@@ -1,0 +1,70 @@
+#pragma once
+
+#include "Transcription/PocketSphinx/Decoder.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace quillo::server {
+
+/// Loads decoders as they are needed, lends each to one session at a time, and unloads those that nobody needed for a
+/// while. Thread-safe; must outlive its slots.
+class DecoderPool {
+public:
+    /// `unloaded`, if given, is called from the pool's thread each time decoders were unloaded.
+    DecoderPool(ModelFiles files, size_t limit, std::chrono::milliseconds idleUnload,
+                std::function<void()> unloaded = {});
+    DecoderPool(const DecoderPool&) = delete;
+    DecoderPool& operator=(const DecoderPool&) = delete;
+    ~DecoderPool();
+
+    /// The right to a decoder; returns both when destroyed.
+    class Slot {
+    public:
+        explicit Slot(DecoderPool& pool) : pool_(pool) {}
+        Slot(const Slot&) = delete;
+        Slot& operator=(const Slot&) = delete;
+        ~Slot();
+        /// A decoder that remembers no earlier session. The first call may load the model; throws
+        /// RecogniserUnavailable.
+        Decoder& decoder();
+
+    private:
+        DecoderPool& pool_;
+        std::unique_ptr<Decoder> decoder_;
+    };
+
+    /// Null when all slots are taken. Never blocks on loading.
+    std::unique_ptr<Slot> reserve();
+    /// Decoders in memory that no session uses.
+    [[nodiscard]] size_t idle() const;
+
+private:
+    using Instant = std::chrono::steady_clock::time_point;
+    struct Idle {
+        std::unique_ptr<Decoder> decoder;
+        Instant since;
+    };
+
+    void giveBack(std::unique_ptr<Decoder> decoder);
+    void unloadIdle();
+
+    const ModelFiles files_;
+    const size_t limit_;
+    const std::chrono::milliseconds idleUnload_;
+    const std::function<void()> unloaded_;
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Idle> idle_; // the most recently used last
+    size_t reserved_ = 0;
+    bool stopping_ = false;
+    std::thread unloader_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Transcription/Recogniser.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <thread>
+
+namespace quillo::server {
+
+/// What a session and the thread that serves it share. Thread-safe.
+class SessionCore {
+public:
+    enum class Take { audio, finished, abandoned, nothing };
+
+    /// `wake`, if given, is called after every change of the inbox, from the thread that made it.
+    explicit SessionCore(std::shared_ptr<RecognitionListener> listener, std::function<void()> wake = {});
+
+    void push(std::span<const int16_t> samples);
+    void finish();
+    /// No call to the listener is under way when this returns, unless it was made by one, and none follows.
+    void abandon();
+    [[nodiscard]] bool abandoned() const { return abandoned_.load(std::memory_order_acquire); }
+
+    /// Moves at most `limit` samples into `samples`, waiting for the first. "finished" only once all were taken.
+    Take wait(std::vector<int16_t>& samples, size_t limit);
+    /// The same without waiting: "nothing" when there is nothing yet.
+    Take poll(std::vector<int16_t>& samples, size_t limit);
+
+    /// Counts samples as recognised, so that they leave the backlog.
+    void recognised(size_t samples) { recognised_.fetch_add(samples, std::memory_order_relaxed); }
+    [[nodiscard]] double backlogSeconds() const;
+
+    /// Calls the listener, if it still wants to hear.
+    void tell(const std::function<void(RecognitionListener&)>& call);
+
+private:
+    Take take(std::vector<int16_t>& samples, size_t limit);
+
+    std::function<void()> wake_;
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<int16_t> samples_;
+    size_t read_ = 0;
+    bool finished_ = false;
+    std::atomic<bool> abandoned_ = false;
+    std::atomic<uint64_t> pushed_ = 0;
+    std::atomic<uint64_t> recognised_ = 0;
+    // Recursive: a listener may destroy its session from inside a call.
+    std::recursive_mutex listenerMutex_;
+    std::shared_ptr<RecognitionListener> listener_;
+};
+
+/// The session handed to the caller: forwards to the core, abandons it when destroyed.
+std::unique_ptr<RecognitionSession> makeSession(std::shared_ptr<SessionCore> core);
+
+/// The threads of a recogniser, one per session. Destroying it abandons every session and joins. Thread-safe.
+class WorkerGroup {
+public:
+    WorkerGroup() = default;
+    WorkerGroup(const WorkerGroup&) = delete;
+    WorkerGroup& operator=(const WorkerGroup&) = delete;
+    ~WorkerGroup();
+
+    void start(std::shared_ptr<SessionCore> core, std::function<void()> work);
+
+private:
+    struct Worker {
+        std::thread thread;
+        std::shared_ptr<SessionCore> core;
+        bool done = false;
+    };
+
+    std::mutex mutex_;
+    std::list<Worker> workers_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Transcription/EnergyVad.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace quillo::server {
+
+/// Receives the stretches of speech in a stream. Positions are samples from the start of the stream.
+class UtteranceSink {
+public:
+    virtual ~UtteranceSink() = default;
+    virtual void utteranceBegan(int64_t firstSample) = 0;
+    virtual void utteranceAudio(std::span<const int16_t> samples) = 0;
+    /// `cut` tells an utterance that was ended for its length: the next one continues it without a pause.
+    virtual void utteranceEnded(int64_t endSample, bool cut) = 0;
+    /// Another frame without speech went by.
+    virtual void silence(int64_t position) = 0;
+};
+
+/// Cuts a stream of 16 kHz samples into utterances, each with a little of what preceded it. The cuts depend on the
+/// samples alone, never on the sizes they arrive in. Not thread-safe.
+class UtteranceSegmenter {
+public:
+    static constexpr size_t preRollSamples = EnergyVad::sampleRate * 35 / 100;
+    static constexpr int64_t longestUtterance = 30 * static_cast<int64_t>(EnergyVad::sampleRate);
+
+    /// `sink` must outlive the segmenter.
+    explicit UtteranceSegmenter(UtteranceSink& sink) : sink_(sink) {}
+
+    void push(std::span<const int16_t> samples);
+    /// The stream is over: ends the utterance being spoken.
+    void finish();
+
+private:
+    void processFrame(std::span<const int16_t> frame);
+
+    UtteranceSink& sink_;
+    EnergyVad vad_;
+    std::vector<int16_t> incomplete_;
+    std::vector<int16_t> preRoll_;
+    int64_t position_ = 0;
+    int64_t utteranceStart_ = 0;
+    bool speaking_ = false;
+};
+
+} // namespace quillo::server
