@@ -1,0 +1,132 @@
+#include "Accounts/AccountStore.h"
+
+#include "Accounts/AccountSchema.h"
+#include "Foundation/Encoding.h"
+#include "Foundation/Log.h"
+
+namespace quillo::server {
+namespace {
+
+int64_t milliseconds(std::chrono::seconds duration) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
+}
+
+} // namespace
+
+AccountStore::AccountStore(const std::filesystem::path& file, WallClock clock, TokenLifetimes lifetimes)
+    : clock_(std::move(clock)), lifetimes_(lifetimes), database_(file, accountMigrations()) {}
+
+int64_t AccountStore::now() const {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(clock_().time_since_epoch()).count();
+}
+
+Session AccountStore::signInAnonymously(const std::string& deviceId) {
+    const std::scoped_lock lock(mutex_);
+    const auto deviceHash = sha256(deviceId);
+    Transaction transaction(database_);
+    removeExpired();
+
+    Session session;
+    Statement find(database_, "SELECT id FROM users WHERE device_hash = ? AND is_anonymous = 1");
+    find.bindBlob(1, deviceHash);
+    session.isNewUser = !find.step();
+    if (session.isNewUser) {
+        session.user.id = randomUuid();
+        Statement insert(database_, "INSERT INTO users(id, device_hash, is_anonymous, created_at) VALUES(?, ?, 1, ?)");
+        insert.bind(1, session.user.id).bindBlob(2, deviceHash).bind(3, now()).step();
+    } else {
+        session.user.id = find.text(0);
+    }
+
+    const std::string familyId = randomUuid();
+    Statement family(database_, "INSERT INTO token_families(id, user_id, expires_at) VALUES(?, ?, ?)");
+    family.bind(1, familyId).bind(2, session.user.id).bind(3, now() + milliseconds(lifetimes_.refresh)).step();
+    session.tokens = issueTokens(familyId);
+    transaction.commit();
+    return session;
+}
+
+std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
+    const std::scoped_lock lock(mutex_);
+    const auto hash = sha256(refreshToken);
+    Transaction transaction(database_);
+    Statement find(database_, "SELECT r.family_id, r.expires_at, r.used_at, r.uses, f.user_id FROM refresh_tokens r "
+                              "JOIN token_families f ON f.id = r.family_id WHERE r.hash = ?");
+    find.bindBlob(1, hash);
+    if (!find.step() || find.integer(1) <= now())
+        return std::nullopt;
+
+    const std::string familyId = find.text(0);
+    const std::string userId = find.text(4);
+    const bool used = !find.isNull(2);
+    // A clock that was set back counts as within the grace.
+    const bool inGrace =
+        used && now() - find.integer(2) <= milliseconds(lifetimes_.reuseGrace) && find.integer(3) < lifetimes_.maxUses;
+    if (used && !inGrace) {
+        Statement end(database_, "DELETE FROM token_families WHERE id = ?");
+        end.bind(1, familyId).step();
+        transaction.commit();
+        log(LogLevel::warning, "accounts",
+            "a refresh token of user " + userId + " was used twice; every token of that sign-in is ended");
+        return std::nullopt;
+    }
+
+    Statement mark(database_,
+                   "UPDATE refresh_tokens SET used_at = coalesce(used_at, ?), uses = uses + 1 WHERE hash = ?");
+    mark.bind(1, now()).bindBlob(2, hash).step();
+    Statement extend(database_, "UPDATE token_families SET expires_at = ? WHERE id = ?");
+    extend.bind(1, now() + milliseconds(lifetimes_.refresh)).bind(2, familyId).step();
+    Session session;
+    auto user = userById(userId);
+    if (!user)
+        return std::nullopt;
+    session.user = std::move(*user);
+    session.tokens = issueTokens(familyId);
+    removeExpired();
+    transaction.commit();
+    return session;
+}
+
+std::optional<User> AccountStore::userOf(const std::string& accessToken) {
+    const std::scoped_lock lock(mutex_);
+    Statement find(database_, "SELECT f.user_id FROM access_tokens a JOIN token_families f ON f.id = a.family_id "
+                              "WHERE a.hash = ? AND a.expires_at > ?");
+    find.bindBlob(1, sha256(accessToken)).bind(2, now());
+    if (!find.step())
+        return std::nullopt;
+    return userById(find.text(0));
+}
+
+std::optional<User> AccountStore::userById(const std::string& id) {
+    Statement find(database_, "SELECT email, full_name, is_anonymous FROM users WHERE id = ?");
+    find.bind(1, id);
+    if (!find.step())
+        return std::nullopt;
+    User user;
+    user.id = id;
+    if (!find.isNull(0))
+        user.email = find.text(0);
+    if (!find.isNull(1))
+        user.fullName = find.text(1);
+    user.isAnonymous = find.integer(2) != 0;
+    return user;
+}
+
+Tokens AccountStore::issueTokens(const std::string& familyId) {
+    Tokens tokens{randomToken(), randomToken(), lifetimes_.access};
+    Statement access(database_, "INSERT INTO access_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
+    access.bindBlob(1, sha256(tokens.access)).bind(2, familyId).bind(3, now() + milliseconds(lifetimes_.access)).step();
+    Statement refresh(database_, "INSERT INTO refresh_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
+    refresh.bindBlob(1, sha256(tokens.refresh)).bind(2, familyId);
+    refresh.bind(3, now() + milliseconds(lifetimes_.refresh)).step();
+    return tokens;
+}
+
+void AccountStore::removeExpired() {
+    for (const char* table : {"access_tokens", "refresh_tokens", "token_families"}) {
+        Statement remove(database_, std::string("DELETE FROM ") + table + " WHERE expires_at <= ?");
+        remove.bind(1, now()).step();
+    }
+}
+
+} // namespace quillo::server

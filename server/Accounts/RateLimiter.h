@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+namespace quillo::server {
+
+/// Counts events per key in a token bucket: `burst` at once, refilled evenly over `window`. Thread-safe. Keys whose
+/// bucket is full again are forgotten, so that memory follows the keys active within a window.
+class RateLimiter {
+public:
+    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
+
+    RateLimiter(int burst, std::chrono::seconds window, SteadyClock clock);
+
+    /// Empty when the event may happen, which counts it; otherwise how long to wait (at least a second).
+    std::optional<std::chrono::seconds> admit(const std::string& key);
+
+private:
+    struct Bucket {
+        double tokens;
+        std::chrono::steady_clock::time_point at;
+    };
+    void forgetFull(std::chrono::steady_clock::time_point now);
+
+    std::mutex mutex_;
+    int burst_;
+    std::chrono::seconds window_;
+    SteadyClock clock_;
+    std::chrono::steady_clock::time_point swept_;
+    std::unordered_map<std::string, Bucket> buckets_;
+};
+
+} // namespace quillo::server

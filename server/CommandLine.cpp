@@ -1,0 +1,176 @@
+#include "CommandLine.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <vector>
+
+namespace quillo::server {
+namespace {
+
+struct Option {
+    const char* name;
+    const char* value; ///< null for a switch
+    const char* help;
+    std::function<void(CommandLine&, const std::string&)> apply;
+};
+
+[[noreturn]] void badValue(const std::string& option, const std::string& value, const std::string& wanted) {
+    throw UsageError(option + ": \"" + value + "\" is not " + wanted);
+}
+
+long number(const std::string& option, const std::string& text, long least, long most) {
+    long value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < least || value > most)
+        badValue(option, text, "a number from " + std::to_string(least) + " to " + std::to_string(most));
+    return value;
+}
+
+auto count(const char* name, size_t ServerOptions::*member) {
+    return [name, member](CommandLine& line, const std::string& text) {
+        line.server.*member = static_cast<size_t>(number(name, text, 1, 1000000));
+    };
+}
+
+RecogniserKind recogniserKind(const std::string& text) {
+    if (text == "pocketsphinx")
+        return RecogniserKind::pocketSphinx;
+    if (text == "http")
+        return RecogniserKind::http;
+    if (text == "scripted")
+        return RecogniserKind::scripted;
+    badValue("--recogniser", text, "one of pocketsphinx, http, scripted");
+}
+
+const std::vector<Option>& options() {
+    static const std::vector<Option> all = {
+        {"--listen", "ADDRESS:PORT",
+         "where to listen (default 127.0.0.1:48650; port 0 for any free one; fd:N for an "
+         "inherited listening socket). A socket handed over by the service manager "
+         "(LISTEN_FDS) is used unless this is given",
+         [](CommandLine& line, const std::string& text) {
+             line.server.listen = text;
+             line.listenGiven = true;
+         }},
+        {"--data", "FOLDER", "keys, certificates and accounts (default $XDG_DATA_HOME/quillo/server)",
+         [](CommandLine& line, const std::string& text) { line.server.dataFolder = text; }},
+        {"--host", "NAME", "one more name or address the certificate is valid for; may be repeated",
+         [](CommandLine& line, const std::string& text) {
+             if (text.empty() || text.find_first_of(", /:=") != std::string::npos)
+                 if (text.find("::") == std::string::npos)
+                     badValue("--host", text, "a host name or an address");
+             line.server.hosts.push_back(text);
+         }},
+        {"--exit-with-parent", nullptr, "end when the process that started this one ends",
+         [](CommandLine& line, const std::string&) { line.exitWithParent = true; }},
+        {"--threads", "N", "threads for connections (default 2)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.threads = static_cast<unsigned>(number("--threads", text, 1, 256));
+         }},
+        {"--recogniser", "KIND",
+         "pocketsphinx (default, English, in this process), http (a service at a URL) or "
+         "scripted (hears nothing, for trials)",
+         [](CommandLine& line, const std::string& text) { line.recogniser.kind = recogniserKind(text); }},
+        {"--recogniser-url", "URL", "the service that --recogniser http asks",
+         [](CommandLine& line, const std::string& text) { line.recogniser.url = text; }},
+        {"--recogniser-key-file", "FILE",
+         "holds the key of that service; or put it into the environment as "
+         "QUILLO_RECOGNISER_KEY. A key on the command line would show in every "
+         "process list",
+         [](CommandLine& line, const std::string& text) { line.recogniser.keyFile = text; }},
+        {"--recogniser-model", "NAME", "the model that service should use, or the folder of the embedded one",
+         [](CommandLine& line, const std::string& text) { line.recogniser.model = text; }},
+        {"--script", "FILE", "what --recogniser scripted answers (JSON)",
+         [](CommandLine& line, const std::string& text) { line.recogniser.script = text; }},
+        {"--max-sessions", "N", "streaming sockets in all (default 2000)",
+         count("--max-sessions", &ServerOptions::maxSessions)},
+        {"--max-sessions-per-user", "N", "streaming sockets of one user (default 8)",
+         count("--max-sessions-per-user", &ServerOptions::maxSessionsPerUser)},
+        {"--max-connections", "N", "connections in all (default 4096)",
+         count("--max-connections", &ServerOptions::maxConnections)},
+        {"--max-connections-per-address", "N", "connections from one address (default 256)",
+         count("--max-connections-per-address", &ServerOptions::maxConnectionsPerAddress)},
+        {"--max-anonymous-per-hour", "N", "anonymous sign-ins from one address (default 60)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.maxAnonymousPerHour = static_cast<int>(number("--max-anonymous-per-hour", text, 1, 1000000));
+         }},
+        {"--idle-timeout", "SECONDS", "close a streaming socket that sends nothing for so long (default 300)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.idleTimeout = std::chrono::seconds(number("--idle-timeout", text, 1, 86400));
+         }},
+        {"--max-session-minutes", "MINUTES", "the longest dictation (default 240)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.maxSessionTime = std::chrono::minutes(number("--max-session-minutes", text, 1, 1440));
+         }},
+        {"--verbose", nullptr, "log more", [](CommandLine& line, const std::string&) { line.verbose = true; }},
+        {"--version", nullptr, "print the version", [](CommandLine& line, const std::string&) { line.version = true; }},
+        {"--help", nullptr, "print this", [](CommandLine& line, const std::string&) { line.help = true; }},
+    };
+    return all;
+}
+
+const Option& find(const std::string& name) {
+    for (const auto& option : options()) {
+        if (name == option.name)
+            return option;
+    }
+    throw UsageError(name + ": there is no such option; quillo-server --help lists them");
+}
+
+std::filesystem::path defaultDataFolder() {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data && data[0] == '/')
+        return std::filesystem::path(data) / "quillo" / "server";
+    const char* home = std::getenv("HOME");
+    if (!home || home[0] != '/')
+        throw UsageError("--data: give a folder, since neither XDG_DATA_HOME nor HOME names one");
+    return std::filesystem::path(home) / ".local" / "share" / "quillo" / "server";
+}
+
+} // namespace
+
+CommandLine parseCommandLine(std::span<const char* const> arguments) {
+    CommandLine line;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string argument = arguments[i];
+        const auto equals = argument.find('=');
+        const Option& option = find(argument.substr(0, equals));
+        std::string value;
+        if (!option.value) {
+            if (equals != std::string::npos)
+                throw UsageError(std::string(option.name) + ": takes no value");
+        } else if (equals != std::string::npos) {
+            value = argument.substr(equals + 1);
+        } else if (i + 1 < arguments.size()) {
+            value = arguments[++i];
+        } else {
+            throw UsageError(std::string(option.name) + ": give " + option.value + " after it");
+        }
+        option.apply(line, value);
+    }
+    if (line.help || line.version)
+        return line;
+    if (line.server.dataFolder.empty())
+        line.server.dataFolder = defaultDataFolder();
+    if (line.recogniser.kind == RecogniserKind::http && line.recogniser.url.empty())
+        throw UsageError("--recogniser http: give the service with --recogniser-url");
+    if (!line.recogniser.script.empty() && line.recogniser.kind != RecogniserKind::scripted)
+        throw UsageError("--script: needs --recogniser scripted");
+    return line;
+}
+
+std::string helpText() {
+    std::string text = "Usage: quillo-server [options]\n\n"
+                       "The self-hosted companion of Quillo: accounts and streaming transcription on one port, with "
+                       "TLS and without.\nClients trust FOLDER/authority.pem, made on the first start.\n\n";
+    for (const auto& option : options()) {
+        text += "  " + std::string(option.name) + (option.value ? std::string(" ") + option.value : "") + "\n";
+        text += "      " + std::string(option.help) + ".\n";
+    }
+    text += "\nExit codes: 0 stopped by a signal, 1 could not start (the log says why), 2 wrong options.\n";
+    return text;
+}
+
+} // namespace quillo::server

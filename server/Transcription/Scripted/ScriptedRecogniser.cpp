@@ -1,0 +1,257 @@
+#include "Transcription/Scripted/ScriptedRecogniser.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+
+namespace quillo::server {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr double samplesPerSecond = 16000;
+
+/// One thread that runs calls at their time, in order.
+class Timeline {
+public:
+    Timeline() : thread_([this] { run(); }) {}
+    ~Timeline() {
+        {
+            const std::scoped_lock lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+    }
+    Timeline(const Timeline&) = delete;
+    Timeline& operator=(const Timeline&) = delete;
+
+    void at(Clock::time_point time, std::function<void()> call) {
+        {
+            const std::scoped_lock lock(mutex_);
+            calls_.emplace(time, std::move(call));
+        }
+        changed_.notify_all();
+    }
+
+private:
+    void run() {
+        std::unique_lock lock(mutex_);
+        while (!stopping_) {
+            if (calls_.empty()) {
+                changed_.wait(lock);
+            } else if (const auto next = calls_.begin()->first; Clock::now() < next) {
+                changed_.wait_until(lock, next);
+            } else {
+                auto call = std::move(calls_.begin()->second);
+                calls_.erase(calls_.begin());
+                lock.unlock();
+                call();
+                call = nullptr;
+                lock.lock();
+            }
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::multimap<Clock::time_point, std::function<void()>> calls_;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
+/// What a session shares with the calls that wait on the timeline.
+struct Progress {
+    std::mutex mutex; ///< held during a call to the listener, so that abandoning waits for it
+    bool over = false;
+    std::shared_ptr<RecognitionListener> listener;
+    std::shared_ptr<const Script> script;
+    size_t nextEvent = 0;
+    int wordCount = 0;
+    int pieceBegin = 0; ///< index of the first word that is not final yet
+    double lastFinalEnd = 0;
+
+    Transcript transcript(std::string text, double confidence, double end) const {
+        Transcript piece;
+        piece.text = std::move(text);
+        piece.language = script->language;
+        piece.confidence = confidence;
+        piece.start = lastFinalEnd;
+        piece.end = end;
+        return piece;
+    }
+
+    void fail(bool unavailable, const std::string& message) {
+        over = true;
+        listener->onFailed(unavailable, message);
+    }
+
+    void playEvents(double heard) {
+        while (!over && nextEvent < script->events.size() && script->events[nextEvent].at <= heard) {
+            const ScriptEvent& event = script->events[nextEvent++];
+            switch (event.kind) {
+            case ScriptEvent::Kind::partial:
+                listener->onPartial(transcript(event.text, event.confidence, event.at));
+                break;
+            case ScriptEvent::Kind::final:
+                listener->onFinal(transcript(event.text, event.confidence, event.at));
+                lastFinalEnd = event.at;
+                break;
+            case ScriptEvent::Kind::fail:
+                fail(false, event.text);
+                break;
+            case ScriptEvent::Kind::unavailable:
+                fail(true, event.text);
+                break;
+            }
+        }
+    }
+
+    std::string pieceText() const {
+        std::string text;
+        for (int i = pieceBegin; i < wordCount; ++i)
+            text += (text.empty() ? "" : " ") + script->words[static_cast<size_t>(i) % script->words.size()];
+        return text;
+    }
+
+    void finishPiece(double end) {
+        listener->onFinal(transcript(pieceText(), 0.9, end));
+        pieceBegin = wordCount;
+        lastFinalEnd = end;
+    }
+
+    void growWords(double heard) {
+        // Half a sample of slack: 0.3 s of audio times ten words a second must be three words.
+        const int target = static_cast<int>((heard + 0.5 / samplesPerSecond) * script->wordsPerSecond);
+        bool grew = false;
+        while (wordCount < target) {
+            ++wordCount;
+            grew = true;
+            if (wordCount - pieceBegin == script->wordsPerFinal) {
+                finishPiece(wordCount / script->wordsPerSecond);
+                grew = false;
+            }
+        }
+        if (grew)
+            listener->onPartial(transcript(pieceText(), 0.9, heard));
+    }
+
+    void hear(double heard) {
+        if (over)
+            return;
+        if (script->words.empty())
+            playEvents(heard);
+        else
+            growWords(heard);
+    }
+
+    void finish(double heard) {
+        if (over)
+            return;
+        switch (script->finish) {
+        case Script::Finish::normal:
+            if (wordCount > pieceBegin)
+                finishPiece(heard);
+            over = true;
+            listener->onFinished();
+            break;
+        case Script::Finish::never:
+            break;
+        case Script::Finish::fail:
+            fail(false, "the script fails at the end");
+            break;
+        case Script::Finish::unavailable:
+            fail(true, "the script becomes unavailable at the end");
+            break;
+        }
+    }
+};
+
+class ScriptedSession : public RecognitionSession {
+public:
+    ScriptedSession(std::shared_ptr<Timeline> timeline, std::shared_ptr<const Script> script,
+                    std::shared_ptr<RecognitionListener> listener)
+        : timeline_(std::move(timeline)), script_(std::move(script)), progress_(std::make_shared<Progress>()) {
+        progress_->script = script_;
+        progress_->listener = std::move(listener);
+    }
+
+    ~ScriptedSession() override {
+        const std::scoped_lock lock(progress_->mutex);
+        progress_->over = true;
+        progress_->listener.reset();
+    }
+
+    void push(std::span<const int16_t> samples) override {
+        const double length = static_cast<double>(samples.size()) / samplesPerSecond;
+        const std::scoped_lock lock(mutex_);
+        sampleCount_ += samples.size();
+        const auto now = Clock::now();
+        if (script_->speed)
+            caughtUp_ = std::max(caughtUp_, now) + std::chrono::duration_cast<Clock::duration>(
+                                                       std::chrono::duration<double>(length / *script_->speed));
+        else
+            caughtUp_ = now;
+        schedule([heard = heard()](Progress& progress) { progress.hear(heard); });
+    }
+
+    void finish() override {
+        const std::scoped_lock lock(mutex_);
+        caughtUp_ = std::max(caughtUp_, Clock::now());
+        schedule([heard = heard()](Progress& progress) { progress.finish(heard); });
+    }
+
+    [[nodiscard]] double backlogSeconds() const override {
+        const std::scoped_lock lock(mutex_);
+        if (!script_->speed)
+            return 0;
+        return std::max(0.0, std::chrono::duration<double>(caughtUp_ - Clock::now()).count() * *script_->speed);
+    }
+
+private:
+    [[nodiscard]] double heard() const { return static_cast<double>(sampleCount_) / samplesPerSecond; }
+
+    void schedule(std::function<void(Progress&)> step) {
+        timeline_->at(caughtUp_ + script_->delay, [progress = progress_, step = std::move(step)] {
+            const std::scoped_lock lock(progress->mutex);
+            if (!progress->over)
+                step(*progress);
+        });
+    }
+
+    mutable std::mutex mutex_;
+    std::shared_ptr<Timeline> timeline_;
+    std::shared_ptr<const Script> script_;
+    std::shared_ptr<Progress> progress_;
+    size_t sampleCount_ = 0;
+    Clock::time_point caughtUp_;
+};
+
+class ScriptedRecogniser : public Recogniser {
+public:
+    explicit ScriptedRecogniser(Script script)
+        : script_(std::make_shared<const Script>(std::move(script))), timeline_(std::make_shared<Timeline>()) {}
+
+    [[nodiscard]] std::string name() const override { return "scripted"; }
+
+    std::unique_ptr<RecognitionSession> open(const RecognitionOptions&,
+                                             std::shared_ptr<RecognitionListener> listener) override {
+        if (!script_->unavailable.empty())
+            throw RecogniserUnavailable(script_->unavailable);
+        return std::make_unique<ScriptedSession>(timeline_, script_, std::move(listener));
+    }
+
+private:
+    std::shared_ptr<const Script> script_;
+    std::shared_ptr<Timeline> timeline_;
+};
+
+} // namespace
+
+std::unique_ptr<Recogniser> makeScriptedRecogniser(Script script) {
+    return std::make_unique<ScriptedRecogniser>(std::move(script));
+}
+
+} // namespace quillo::server

@@ -1,0 +1,99 @@
+#include "Transport/AccountEndpoints.h"
+
+#include "Foundation/Log.h"
+
+namespace quillo::server {
+namespace {
+
+constexpr size_t maxDeviceIdLength = 256;
+
+HttpResponse badRequest(const std::string& detail) {
+    return errorResponse(400, "invalid_request", "INVALID_REQUEST", detail);
+}
+
+Json describe(const User& user) {
+    Json json{{"id", user.id}};
+    json["email"] = user.email ? Json(*user.email) : Json();
+    json["full_name"] = user.fullName ? Json(*user.fullName) : Json();
+    json["is_anonymous"] = user.isAnonymous;
+    return json;
+}
+
+HttpResponse answer(const Session& session) {
+    Json body{{"user", describe(session.user)}};
+    body["tokens"] = Json{{"access_token", session.tokens.access},
+                          {"refresh_token", session.tokens.refresh},
+                          {"expires_in", session.tokens.expiresIn.count()}};
+    body["is_new_user"] = session.isNewUser;
+    return {200, std::move(body), {}};
+}
+
+/// Wraps a handler of a JSON object: what is not one, or has a member of the wrong type, is the client's mistake.
+template <class Handler>
+Router::Handler withJsonBody(Handler handler) {
+    return [handler = std::move(handler)](const HttpRequest& request) -> HttpResponse {
+        const auto body = parseJson(request.body);
+        if (!body || !body->is_object())
+            return badRequest("The body must be a JSON object.");
+        try {
+            return handler(request, *body);
+        } catch (const std::invalid_argument& error) {
+            return badRequest(std::string(error.what()) + ".");
+        }
+    };
+}
+
+} // namespace
+
+void addAccountEndpoints(Router& router, std::shared_ptr<AccountStore> accounts,
+                         std::shared_ptr<RateLimiter> anonymousLimiter) {
+    const auto anonymous = withJsonBody([accounts, anonymousLimiter](const HttpRequest& request, const Json& body) {
+        const auto deviceId = optionalString(body, "device_id").value_or("");
+        if (deviceId.empty() || deviceId.size() > maxDeviceIdLength)
+            return badRequest("\"device_id\" must be a string of 1 to 256 characters.");
+        if (const auto wait = anonymousLimiter->admit(request.peer.address))
+            return retryLater(429, "RATE_LIMITED", "Too many sign-ins from this address; wait and try again.", *wait);
+        const Session session = accounts->signInAnonymously(deviceId);
+        log(LogLevel::info, "accounts",
+            "anonymous sign-in of user " + session.user.id + (session.isNewUser ? " (new)" : ""));
+        return answer(session);
+    });
+    router.add("POST", "/auth/anonymous", {.handler = anonymous});
+
+    const auto token = withJsonBody([accounts](const HttpRequest&, const Json& body) {
+        if (optionalString(body, "grant_type").value_or("") != "refresh_token")
+            return errorResponse(400, "unsupported_grant_type", "UNSUPPORTED_GRANT_TYPE",
+                                 "\"grant_type\" must be \"refresh_token\".");
+        const auto refreshToken = optionalString(body, "refresh_token");
+        if (!refreshToken)
+            return badRequest("\"refresh_token\" is missing.");
+        const auto session = accounts->refresh(*refreshToken);
+        if (!session)
+            return errorResponse(401, "invalid_grant", "INVALID_REFRESH_TOKEN",
+                                 "The refresh token is not valid any more; sign in again.");
+        return answer(*session);
+    });
+    router.add("POST", "/oauth/token", {.handler = token});
+    router.add("POST", "/auth/oauth/token", {.handler = token});
+
+    router.add("GET", "/auth/me", {.handler = [accounts](const HttpRequest& request) {
+                   const auto bearer = request.bearerToken();
+                   const auto user = bearer ? accounts->userOf(*bearer) : std::nullopt;
+                   if (!user) {
+                       auto response = errorResponse(401, "invalid_token", "INVALID_TOKEN",
+                                                     "The access token is missing, not valid or expired; refresh it.");
+                       response.headers.emplace_back("WWW-Authenticate", "Bearer");
+                       return response;
+                   }
+                   return HttpResponse{200, describe(*user), {}};
+               }});
+
+    router.add("GET", "/health",
+               {.handler =
+                    [](const HttpRequest&) {
+                        return HttpResponse{200, Json{{"status", "ok"}, {"version", QUILLO_VERSION}}, {}};
+                    },
+                .isPublic = true});
+}
+
+} // namespace quillo::server

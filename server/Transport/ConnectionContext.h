@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Accounts/AccountStore.h"
+#include "Transcription/Recogniser.h"
+#include "Transport/Asio.h"
+#include "Transport/ConnectionControl.h"
+#include "Transport/Limits.h"
+#include "Transport/Router.h"
+
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/thread_pool.hpp>
+
+#include <atomic>
+#include <mutex>
+
+namespace quillo::server {
+
+/// What the connections of one server share. Outlives them.
+struct ConnectionContext {
+    ServerOptions options;
+    Router router;
+    std::shared_ptr<AccountStore> accounts;
+    std::shared_ptr<Recogniser> recogniser;
+    std::shared_ptr<Limits> connections;
+    std::shared_ptr<Limits> sessions;
+    std::atomic<bool> stopping = false;
+    /// Threads for the database and for opening recognisers.
+    asio::thread_pool blocking{2};
+
+    /// The certificate in use; replaced when it is renewed. Thread-safe.
+    std::shared_ptr<asio::ssl::context> tls() {
+        const std::scoped_lock lock(mutex_);
+        return tls_;
+    }
+    void setTls(std::shared_ptr<asio::ssl::context> tls) {
+        const std::scoped_lock lock(mutex_);
+        tls_ = std::move(tls);
+    }
+
+private:
+    std::mutex mutex_;
+    std::shared_ptr<asio::ssl::context> tls_;
+};
+
+/// A connection from its first byte to its end. Coroutines of one connection share it.
+struct ConnectionState {
+    std::shared_ptr<ConnectionContext> context;
+    std::shared_ptr<ConnectionControl> control;
+    Peer peer;
+    Limits::Admission admission;
+};
+
+} // namespace quillo::server

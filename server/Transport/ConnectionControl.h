@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Transport/Asio.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace quillo::server {
+
+/// The deadline of one connection, and the way to end it from outside. Used on the connection's strand, but for
+/// `requestStop`. The timer is armed again only when it fires, so that moving the deadline with every frame is cheap.
+class ConnectionControl : public std::enable_shared_from_this<ConnectionControl> {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    ConnectionControl(asio::any_io_executor strand, int socket);
+
+    /// Calls `expired` when the time comes; without a function the connection is cut. Replaces the deadline before it.
+    void expireAt(Clock::time_point time, std::function<void()> expired = {});
+    void expireAfter(std::chrono::milliseconds time, std::function<void()> expired = {});
+
+    /// Cuts the connection: every operation on the socket ends with an error. The socket stays open until its owner
+    /// closes it.
+    void cut();
+
+    /// What `requestStop` does; cuts the connection when there is none.
+    void onStop(std::function<void()> stop) { stop_ = std::move(stop); }
+    /// The server is stopping. Thread-safe.
+    void requestStop();
+    /// `cut` from another thread.
+    void requestCut();
+
+    /// The socket is about to close: no call touches it any more.
+    void release();
+
+    [[nodiscard]] const asio::any_io_executor& strand() const { return strand_; }
+
+private:
+    void arm();
+
+    asio::any_io_executor strand_;
+    int socket_;
+    asio::steady_timer timer_;
+    Clock::time_point deadline_ = Clock::time_point::max();
+    bool armed_ = false;
+    std::function<void()> expired_;
+    std::function<void()> stop_;
+};
+
+} // namespace quillo::server

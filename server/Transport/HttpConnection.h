@@ -1,0 +1,237 @@
+#pragma once
+
+#include "Transport/WebSocketConnection.h"
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
+
+namespace quillo::server {
+
+namespace http = boost::beast::http;
+
+using RequestParser = http::request_parser<http::string_body>;
+
+constexpr const char* transcribePath = "/ws/v3/transcribe";
+
+/// Runs `call` on a thread that may block and comes back to the caller's strand with its result.
+template <class Call>
+asio::awaitable<std::invoke_result_t<Call>> runBlocking(std::shared_ptr<ConnectionContext> context, Call call) {
+    auto work = [](Call inner) -> asio::awaitable<std::invoke_result_t<Call>> { co_return inner(); };
+    co_return co_await asio::co_spawn(context->blocking.get_executor(), work(std::move(call)), asio::use_awaitable);
+}
+
+inline std::string toString(boost::beast::string_view text) { return {text.data(), text.size()}; }
+
+/// Forgets the stream in the deadline before the stream closes the socket.
+class ReleaseOnExit {
+public:
+    explicit ReleaseOnExit(std::shared_ptr<ConnectionControl> control) : control_(std::move(control)) {}
+    ~ReleaseOnExit() { control_->release(); }
+    ReleaseOnExit(const ReleaseOnExit&) = delete;
+    ReleaseOnExit& operator=(const ReleaseOnExit&) = delete;
+
+private:
+    std::shared_ptr<ConnectionControl> control_;
+};
+
+inline HttpRequest describe(const http::request_header<>& header, const Peer& peer) {
+    HttpRequest request;
+    request.method = toString(header.method_string());
+    const std::string target = toString(header.target());
+    const auto question = target.find('?');
+    request.path = target.substr(0, question);
+    if (question != std::string::npos)
+        request.query = target.substr(question + 1);
+    request.contentType = toString(header[http::field::content_type]);
+    request.authorization = toString(header[http::field::authorization]);
+    request.peer = peer;
+    return request;
+}
+
+/// The refusal of a connection that was one too many; empty when there is a place for it.
+inline std::optional<HttpResponse> refusalOf(const ConnectionState& state) {
+    using std::chrono::seconds;
+    switch (state.admission.verdict) {
+    case Limits::Verdict::admitted:
+        return std::nullopt;
+    case Limits::Verdict::full:
+        return retryLater(503, "SERVER_FULL", "The server has no free connection; try again.", seconds(5));
+    case Limits::Verdict::fullForKey:
+        return retryLater(429, "TOO_MANY_CONNECTIONS", "Too many connections from this address.", seconds(5));
+    }
+    return std::nullopt;
+}
+
+/// Answers a failed read of a request; empty when there is nobody left to answer.
+inline std::optional<HttpResponse> answerTo(const boost::system::error_code& error) {
+    if (error == http::error::header_limit)
+        return errorResponse(431, "invalid_request", "HEADER_TOO_LARGE", "The header of the request is too large.");
+    if (error == http::error::body_limit)
+        return errorResponse(413, "invalid_request", "BODY_TOO_LARGE", "The body of the request is too large.");
+    if (error == http::error::end_of_stream || error == http::error::partial_message)
+        return std::nullopt;
+    if (error.category() == make_error_code(http::error::bad_method).category())
+        return errorResponse(400, "invalid_request", "BAD_REQUEST", "The request is not valid HTTP.");
+    return std::nullopt;
+}
+
+template <class Stream>
+asio::awaitable<bool> writeResponse(Stream& stream, const HttpResponse& answer, unsigned version, bool keepAlive,
+                                    bool headOnly = false) {
+    http::response<http::string_body> response;
+    response.version(version);
+    response.result(static_cast<unsigned>(answer.status));
+    response.set(http::field::server, "quillo-server");
+    response.set(http::field::content_type, "application/json");
+    response.set(http::field::cache_control, "no-store");
+    for (const auto& [name, value] : answer.headers)
+        response.set(name, value);
+    response.keep_alive(keepAlive);
+    if (!headOnly)
+        response.body() = toText(answer.body);
+    response.prepare_payload();
+    boost::system::error_code error;
+    co_await http::async_write(stream, response, asio::redirect_error(asio::use_awaitable, error));
+    co_return !error;
+}
+
+/// Ends a connection so that the peer can still read the answer: closing with unread bytes would reset it.
+template <class Stream>
+asio::awaitable<void> linger(Stream& stream, std::shared_ptr<ConnectionControl> control) {
+    control->expireAfter(std::chrono::seconds(2));
+    boost::system::error_code error;
+    if constexpr (requires { stream.async_shutdown(asio::use_awaitable); }) {
+        co_await stream.async_shutdown(asio::redirect_error(asio::use_awaitable, error));
+    } else {
+        stream.shutdown(Tcp::socket::shutdown_send, error);
+        std::array<char, 4096> rest;
+        for (size_t total = 0; !error && total < size_t{8} * 1024 * 1024;)
+            total +=
+                co_await stream.async_read_some(asio::buffer(rest), asio::redirect_error(asio::use_awaitable, error));
+    }
+}
+
+/// Who may stream, or why not.
+struct StreamAdmission {
+    std::optional<HttpResponse> refusal;
+    std::string userId;
+    Limits::Place place;
+};
+
+inline StreamAdmission admitStream(ConnectionContext& context, const HttpRequest& request) {
+    using std::chrono::seconds;
+    if (!request.peer.isEncrypted && !request.peer.isLoopback)
+        return {errorResponse(403, "invalid_request", "TLS_REQUIRED",
+                              "Tokens are not sent in the clear: use wss from other machines."),
+                {},
+                {}};
+    auto token = request.queryItem("token");
+    if (!token)
+        token = request.bearerToken();
+    const auto user = token ? context.accounts->userOf(*token) : std::nullopt;
+    if (!user)
+        return {errorResponse(401, "invalid_token", "INVALID_TOKEN",
+                              "The access token is missing, not valid or expired; refresh it."),
+                {},
+                {}};
+    auto admission = context.sessions->admit(user->id);
+    if (admission.verdict == Limits::Verdict::full)
+        return {retryLater(503, "SERVER_FULL", "The server has no free session; try again.", seconds(5)), {}, {}};
+    if (admission.verdict == Limits::Verdict::fullForKey)
+        return {retryLater(429, "TOO_MANY_SESSIONS", "This user has too many sessions open.", seconds(5)), {}, {}};
+    return {std::nullopt, user->id, std::move(admission.place)};
+}
+
+template <class Stream>
+asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState> state) {
+    const auto context = state->context;
+    const auto control = state->control;
+    const ServerOptions& options = context->options;
+    boost::beast::flat_buffer buffer;
+    for (bool first = true;; first = false) {
+        // One bound for waiting and for the header: a peer that sends it byte by byte gains no time.
+        control->expireAfter(first ? options.requestTimeout : options.keepAliveTimeout);
+        boost::system::error_code error;
+        std::optional<RequestParser> parser(std::in_place);
+        parser->header_limit(static_cast<uint32_t>(options.maxHeaderBytes));
+        parser->body_limit(boost::none);
+        co_await http::async_read_header(stream, buffer, *parser, asio::redirect_error(asio::use_awaitable, error));
+        control->expireAfter(options.requestTimeout);
+        if (error) {
+            if (const auto answer = answerTo(error); answer && co_await writeResponse(stream, *answer, 11, false))
+                co_await linger(stream, control);
+            co_return;
+        }
+        const unsigned version = parser->get().version();
+        HttpRequest request = describe(parser->get(), state->peer);
+        auto refusal = refusalOf(*state);
+
+        if (!refusal && boost::beast::websocket::is_upgrade(parser->get()) && request.path == transcribePath) {
+            auto admission =
+                co_await runBlocking(context, [&context, &request] { return admitStream(*context, request); });
+            if (!admission.refusal && buffer.size() == 0) {
+                auto upgrade = parser->release();
+                // What the request held is not needed for the hours that the stream may last.
+                parser.reset();
+                buffer = {};
+                request = {};
+                auto connection = std::make_shared<WebSocketConnection<Stream>>(
+                    std::move(stream), state, std::move(admission.userId), std::move(admission.place));
+                co_await connection->run(std::move(upgrade));
+                co_return;
+            }
+            refusal = admission.refusal ? admission.refusal
+                                        : errorResponse(400, "invalid_request", "BAD_REQUEST",
+                                                        "Frames must wait for the answer to the upgrade.");
+        } else if (!refusal && request.path == transcribePath) {
+            refusal = errorResponse(426, "invalid_request", "UPGRADE_REQUIRED", "This path speaks WebSocket only.");
+            refusal->headers.emplace_back("Upgrade", "websocket");
+        }
+
+        Router::Match match;
+        if (!refusal) {
+            match = context->router.find(request);
+            if (!match.route)
+                refusal = std::move(match.error);
+            else if (parser->content_length() && *parser->content_length() > match.route->maxBodyBytes)
+                refusal = answerTo(make_error_code(http::error::body_limit));
+        }
+        if (refusal) {
+            // The body, if any, is not read: the connection cannot be kept.
+            if (co_await writeResponse(stream, *refusal, version, false, request.method == "HEAD"))
+                co_await linger(stream, control);
+            co_return;
+        }
+
+        parser->body_limit(match.route->maxBodyBytes);
+        if (boost::beast::iequals(parser->get()[http::field::expect], "100-continue")) {
+            http::response<http::string_body> proceed(http::status::continue_, version);
+            co_await http::async_write(stream, proceed, asio::redirect_error(asio::use_awaitable, error));
+        }
+        if (!error)
+            co_await http::async_read(stream, buffer, *parser, asio::redirect_error(asio::use_awaitable, error));
+        if (error) {
+            if (const auto answer = answerTo(error); answer && co_await writeResponse(stream, *answer, version, false))
+                co_await linger(stream, control);
+            co_return;
+        }
+        const bool keepAlive = parser->get().keep_alive() && !context->stopping;
+        request.body = std::move(parser->get().body());
+        const HttpResponse answer =
+            co_await runBlocking(context, [&match, &request] { return Router::run(*match.route, request); });
+        control->expireAfter(options.requestTimeout);
+        if (!co_await writeResponse(stream, answer, version, keepAlive))
+            co_return;
+        if (!keepAlive) {
+            co_await linger(stream, control);
+            co_return;
+        }
+    }
+}
+
+} // namespace quillo::server

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Foundation/Json.h"
+#include "Transcription/Recogniser.h"
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace quillo::server {
+
+/// What the client of "/ws/v3/transcribe" sends.
+namespace message {
+
+struct StartSession {
+    RecognitionOptions options;
+    bool isMeeting = false; ///< "mode" = "meeting_streaming"
+};
+struct AudioChunk {
+    std::vector<int16_t> samples;
+};
+struct EndSession {};
+struct SwitchToMeeting {};
+struct SystemAudioStatus {
+    std::string status;
+};
+struct Ping {};
+/// A type this server does not know; ignored, so that newer clients work.
+struct Unknown {
+    std::string type;
+};
+/// Not a message: the text says what is wrong with it.
+struct Invalid {
+    std::string reason;
+};
+
+} // namespace message
+
+using ClientMessage =
+    std::variant<message::StartSession, message::AudioChunk, message::EndSession, message::SwitchToMeeting,
+                 message::SystemAudioStatus, message::Ping, message::Unknown, message::Invalid>;
+
+/// Decodes one text frame. Never throws.
+ClientMessage parseClientMessage(std::string_view frame);
+
+/// What a session amounted to.
+struct SessionSummary {
+    std::string text;
+    std::string language; ///< empty when unknown
+    double confidence = 0;
+    int64_t durationMs = 0;
+    std::string metricsId;
+    std::string transcriptionId;
+    std::string provider;
+    bool micOnlyFallback = false;
+};
+
+/// Text frames to the client: {"type": ..., "data": {...}}.
+std::string connectedMessage();
+std::string sessionStartedMessage(const std::string& sessionId);
+std::string partialTranscriptMessage(const Transcript& transcript);
+std::string finalTranscriptMessage(const Transcript& transcript);
+std::string languageDetectedMessage(const std::string& language, double confidence);
+std::string sessionEndedMessage(const SessionSummary& summary);
+std::string errorMessage(const std::string& code, const std::string& text, const std::string& details = {});
+std::string pongMessage();
+
+/// Words between white space.
+int64_t countWords(std::string_view text);
+
+} // namespace quillo::server

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Transport/ServerOptions.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace quillo::server {
+
+class Recogniser;
+
+/// The server: accounts over HTTP and streaming transcription over WebSocket on one port, with TLS and without. Runs on
+/// its own threads. Several may live in one process.
+class Server {
+public:
+    Server(ServerOptions options, std::shared_ptr<Recogniser> recogniser);
+    /// Stops.
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// Makes keys and database if they are missing and begins to accept. Throws std::runtime_error with the cause and
+    /// the next step.
+    void start();
+    /// Stops accepting, closes streaming connections with 1001 and returns when every thread has ended, at most a few
+    /// seconds later. May be called twice.
+    void stop();
+
+    [[nodiscard]] uint16_t port() const;
+    /// What was bound, as "127.0.0.1:48650".
+    [[nodiscard]] std::string address() const;
+    /// The certificate authority that clients trust (PEM).
+    [[nodiscard]] std::filesystem::path authorityFile() const;
+    /// Connections open at the moment.
+    [[nodiscard]] size_t connectionCount() const;
+    /// Streaming sockets open at the moment.
+    [[nodiscard]] size_t sessionCount() const;
+
+private:
+    class Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quillo::server {
+
+/// What a server listens on, where it keeps its files and what it bounds. The defaults are those of the program.
+struct ServerOptions {
+    /// "ADDRESS:PORT" with a literal address or "localhost" (port 0: any free one), or "fd:N" for a listening socket
+    /// that was inherited.
+    std::string listen = "127.0.0.1:48650";
+    std::filesystem::path dataFolder;
+    /// Names besides localhost that the certificate is valid for.
+    std::vector<std::string> hosts;
+    unsigned threads = 2;
+
+    size_t maxConnections = 4096;
+    size_t maxConnectionsPerAddress = 256;
+    size_t maxSessions = 2000;
+    size_t maxSessionsPerUser = 8;
+    /// Anonymous sign-ins of one address within an hour.
+    int maxAnonymousPerHour = 60;
+
+    std::chrono::milliseconds requestTimeout = std::chrono::seconds(15);   ///< TLS handshake and one request
+    std::chrono::milliseconds keepAliveTimeout = std::chrono::seconds(60); ///< between requests
+    std::chrono::milliseconds idleTimeout = std::chrono::minutes(5);       ///< streaming, no frame from the client
+    std::chrono::milliseconds maxSessionTime = std::chrono::hours(4);
+    std::chrono::milliseconds finishTimeout = std::chrono::seconds(60); ///< from end_session to session_ended
+    std::chrono::milliseconds writeTimeout = std::chrono::seconds(30);  ///< for one frame to be taken by the client
+    std::chrono::milliseconds stopTimeout = std::chrono::seconds(3);
+
+    size_t maxHeaderBytes = 16 * 1024;
+    size_t maxFrameBytes = 1024 * 1024;
+    size_t maxQueuedBytes = 256 * 1024; ///< outgoing, per connection
+    /// Reading stops while the recogniser is further behind than this.
+    double maxBacklogSeconds = 30;
+};
+
+} // namespace quillo::server

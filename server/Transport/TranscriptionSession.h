@@ -1,0 +1,96 @@
+#pragma once
+
+#include "Transport/ProtocolMessages.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quillo::server {
+
+/// The protocol of one streaming socket: sessions that follow each other on it, each fed into a recognition. Knows no
+/// socket. Everything is called on the strand of the connection; what the recogniser reports hops there by `post`.
+class TranscriptionSession : public std::enable_shared_from_this<TranscriptionSession> {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    struct Channel {
+        std::function<void(std::string frame)> send;
+        /// Runs a function on the strand later. Thread-safe, and valid after the connection has gone.
+        std::function<void(std::function<void()>)> post;
+        /// Destroys a recognition on a thread that may block.
+        std::function<void(std::unique_ptr<RecognitionSession>)> dispose;
+    };
+
+    struct Bounds {
+        std::chrono::milliseconds finish; ///< from "end_session" to the recogniser's last word
+        std::chrono::milliseconds session;
+    };
+
+    TranscriptionSession(Channel channel, std::shared_ptr<Recogniser> recogniser, Bounds bounds, std::string userId);
+
+    /// The socket is open.
+    void begin();
+    void receive(std::string_view frame);
+    /// A frame came that was too large to be kept.
+    void receiveOversized(size_t maxBytes);
+    /// The socket is gone: abandons what is being recognised.
+    void abandon();
+
+    /// Opening a recogniser may load a model. After `receive` the caller takes this work, runs it on a thread that may
+    /// block, and calls `blockingWorkDone` before the next `receive`; empty when there is none.
+    std::function<void()> takeBlockingWork();
+    void blockingWorkDone();
+
+    /// How far the recogniser is behind.
+    [[nodiscard]] double backlogSeconds() const;
+
+    /// When `onDeadline` wants to be called, if at all.
+    [[nodiscard]] std::optional<Time> deadline() const { return deadline_; }
+    void onDeadline();
+
+private:
+    class Listener;
+    struct Opening;
+    enum class State { idle, opening, running, finishing };
+
+    void handle(const message::StartSession& start);
+    void handle(const message::AudioChunk& chunk);
+    void handle(const message::EndSession& end);
+    void handle(const message::SwitchToMeeting& change);
+    void handle(const message::SystemAudioStatus& status);
+    void handle(const message::Ping& ping);
+    void handle(const message::Unknown& unknown);
+    void handle(const message::Invalid& invalid);
+
+    void onPartial(const Transcript& transcript);
+    void onFinal(const Transcript& transcript);
+    void onFinished();
+    void onFailed(bool unavailable, const std::string& message);
+    void finish();
+    void fail(const std::string& code, const std::string& text, const std::string& details);
+    void release();
+    [[nodiscard]] std::string label() const;
+
+    Channel channel_;
+    std::shared_ptr<Recogniser> recogniser_;
+    Bounds bounds_;
+    std::string userId_;
+
+    State state_ = State::idle;
+    uint64_t generation_ = 0; ///< tells the events of the running recognition from those of an earlier one
+    std::shared_ptr<Opening> opening_;
+    std::unique_ptr<RecognitionSession> recognition_;
+    std::optional<Time> deadline_;
+    bool toldNoSession_ = false;
+    bool detectsLanguage_ = false;
+    std::string sessionId_;
+    int64_t sampleCount_ = 0;
+    SessionSummary summary_;
+    double confidenceSum_ = 0;
+    int finalCount_ = 0;
+};
+
+} // namespace quillo::server

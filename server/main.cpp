@@ -1,0 +1,86 @@
+#include "CommandLine.h"
+#include "Foundation/Log.h"
+#include "RecogniserFactory.h"
+#include "Transport/ListeningSocket.h"
+#include "Transport/Server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace quillo::server;
+
+namespace {
+
+constexpr int couldNotStart = 1;
+constexpr int wrongOptions = 2;
+
+/// Every connection is a descriptor; the usual soft limit of 1024 would be the first bound to be met.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+int serve(CommandLine line) {
+    // Blocked before any thread starts, so that all inherit it and only the wait below sees the signals.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    if (line.exitWithParent) {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        // The parent may have gone before the request.
+        if (::getppid() == 1)
+            return 0;
+    }
+    raiseDescriptorLimit();
+    if (const auto inherited = inheritedSocket(); inherited && !line.listenGiven)
+        line.server.listen = *inherited;
+
+    Server server(line.server, makeRecogniser(line.recogniser));
+    server.start();
+    std::printf("quillo-server ready on %s\n", server.address().c_str());
+    std::fflush(stdout);
+
+    int signal = 0;
+    sigwait(&signals, &signal);
+    log(LogLevel::info, "server", signal == SIGTERM ? "stopping: terminated" : "stopping: interrupted");
+    server.stop();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CommandLine line;
+    try {
+        line = parseCommandLine({argv + 1, static_cast<size_t>(argc > 0 ? argc - 1 : 0)});
+    } catch (const UsageError& error) {
+        std::fprintf(stderr, "quillo-server: %s\n", error.what());
+        return wrongOptions;
+    }
+    if (line.help) {
+        std::fputs(helpText().c_str(), stdout);
+        return 0;
+    }
+    if (line.version) {
+        std::puts("quillo-server " QUILLO_VERSION);
+        return 0;
+    }
+    if (line.verbose)
+        setLogThreshold(LogLevel::debug);
+    try {
+        return serve(std::move(line));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "quillo-server: %s\n", error.what());
+        return couldNotStart;
+    }
+}
