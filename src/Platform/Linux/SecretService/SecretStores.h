@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Platform/SecretStore.h"
+
+#include <QString>
+
+#include <chrono>
+#include <memory>
+
+namespace quillo {
+
+/// The desktop's secret service, over D-Bus. Each call waits for it `deadline` at most, on the calling thread, which
+/// must not be the one that the secret service itself is served by. Callable from one thread at a time.
+std::unique_ptr<SecretStore>
+createSecretServiceStore(std::chrono::milliseconds deadline = std::chrono::milliseconds(500));
+
+/// A JSON file that its owner alone can read, in a folder that its owner alone can enter; written atomically. A file
+/// that cannot be understood is moved aside, never overwritten.
+std::unique_ptr<SecretStore> createFileSecretStore(const QString& path);
+
+/// The secret service where there is one, else the file at `fallbackPath` with a warning in the log. Which, is found
+/// out at the first call. Secrets that an earlier run had to leave in the file move to the service.
+std::unique_ptr<SecretStore> createSecretStore(const QString& fallbackPath,
+                                               std::chrono::milliseconds deadline = std::chrono::milliseconds(500));
+
+} // namespace quillo

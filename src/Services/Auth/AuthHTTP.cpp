@@ -1,0 +1,60 @@
+#include "Services/Auth/AuthHTTP.h"
+
+#include "Concurrency/AsyncStream.h"
+
+#include <QNetworkReply>
+
+namespace quillo {
+
+namespace {
+
+constexpr qint64 longestAnswer = 1024LL * 1024; // bytes
+
+AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
+    AuthHTTPAnswer answer;
+    answer.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer.body = reply.readAll();
+    const bool isCut = answer.isAnswered() && reply.error() != QNetworkReply::NoError &&
+                       reply.error() < QNetworkReply::ContentAccessDenied;
+    if (!answer.isAnswered() || isCut) {
+        // A status with a body that broke off is no answer.
+        answer.status = 0;
+        answer.failure = reply.errorString();
+    }
+    return answer;
+}
+
+} // namespace
+
+QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
+
+Task<AuthHTTPAnswer> AuthHTTP::post(QUrl url, QByteArray json, std::chrono::milliseconds timeout) {
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setTransferTimeout(static_cast<int>(timeout.count()));
+    if (m_prepare)
+        m_prepare(request);
+    return awaitReply(m_network.post(request, json));
+}
+
+Task<AuthHTTPAnswer> AuthHTTP::awaitReply(QNetworkReply* reply) {
+    auto [answers, sink] = AsyncStream<AuthHTTPAnswer>::make(EventExecutor::main());
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64) {
+        if (received > longestAnswer)
+            reply->abort();
+    });
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, sink = sink] {
+        sink.yield(readAnswer(*reply));
+        sink.finish();
+        reply->deleteLater();
+    });
+    // With its manager the reply goes without a word.
+    QObject::connect(reply, &QObject::destroyed, [sink = sink] { sink.finish(); });
+    auto answer = co_await answers.next();
+    if (!answer)
+        co_return AuthHTTPAnswer{.status = 0, .body = {}, .failure = QStringLiteral("the request was dropped")};
+    co_return *std::move(answer);
+}
+
+} // namespace quillo

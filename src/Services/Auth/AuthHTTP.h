@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Concurrency/Task.h"
+
+#include <QByteArray>
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QString>
+#include <QUrl>
+
+#include <chrono>
+#include <functional>
+
+namespace quillo {
+
+/// What a request came to. Without an answer of the server, `status` is 0 and `failure` says why.
+struct AuthHTTPAnswer {
+    int status = 0;
+    QByteArray body;
+    QString failure;
+
+    [[nodiscard]] bool isAnswered() const { return status != 0; }
+    /// The server understood and refused. 404, 408, 429 and the like say nothing about the token.
+    [[nodiscard]] bool isRejection() const { return status == 400 || status == 401 || status == 403; }
+    /// For a message: the status or the failure.
+    [[nodiscard]] QString description() const;
+};
+
+/// The requests of the account, over one access manager. Main thread. Redirects are not followed, as a request carries
+/// tokens; an answer beyond 1 MiB is a failure.
+class AuthHTTP {
+public:
+    /// Gives a request the authorities to trust; may be empty.
+    using Prepare = std::function<void(QNetworkRequest&)>;
+
+    explicit AuthHTTP(Prepare prepare) : m_prepare(std::move(prepare)) {}
+
+    /// Ends with a failure after `timeout` without progress, or when this object goes.
+    Task<AuthHTTPAnswer> post(QUrl url, QByteArray json, std::chrono::milliseconds timeout);
+
+private:
+    static Task<AuthHTTPAnswer> awaitReply(QNetworkReply* reply);
+
+    Prepare m_prepare;
+    QNetworkAccessManager m_network;
+};
+
+} // namespace quillo
