@@ -1,0 +1,86 @@
+#include "UI/Language/LanguageListModel.h"
+
+namespace quillo {
+
+namespace {
+
+/// For comparison: without case and without accents.
+QString folded(const QString& text) {
+    QString plain;
+    const auto decomposed = text.normalized(QString::NormalizationForm_KD);
+    for (const auto character : decomposed)
+        if (character.category() != QChar::Mark_NonSpacing)
+            plain.append(character);
+    return plain.toCaseFolded();
+}
+
+/// 0: begins with it, 1: holds it, 2: neither.
+int rank(const InterfaceChoice& language, const QString& wanted) {
+    const auto own = folded(language.name);
+    const auto english = folded(language.detail);
+    if (own.startsWith(wanted) || english.startsWith(wanted) || language.id == wanted)
+        return 0;
+    return own.contains(wanted) || english.contains(wanted) ? 1 : 2;
+}
+
+} // namespace
+
+LanguageListModel::LanguageListModel(InterfaceChoices languages) : m_all(std::move(languages)), m_matching(m_all) {}
+
+void LanguageListModel::setFilter(const QString& filter) {
+    if (filter == m_filter)
+        return;
+    m_filter = filter;
+    const auto wanted = folded(filter.simplified());
+    beginResetModel();
+    m_matching = m_all;
+    if (!wanted.isEmpty()) {
+        std::erase_if(m_matching, [&](const auto& language) { return rank(language, wanted) == 2; });
+        std::ranges::stable_sort(m_matching, {}, [&](const auto& language) { return rank(language, wanted); });
+    }
+    endResetModel();
+    Q_EMIT filterChanged();
+}
+
+int LanguageListModel::currentRow() const {
+    if (m_matching.empty())
+        return -1;
+    // Somebody who has typed wants the best match, not what was chosen before.
+    const auto current = std::ranges::find_if(m_matching, &InterfaceChoice::isCurrent);
+    if (!m_filter.isEmpty() || current == m_matching.end())
+        return 0;
+    return static_cast<int>(current - m_matching.begin());
+}
+
+QString LanguageListModel::codeAt(int row) const {
+    return row >= 0 && row < rowCount() ? m_matching[static_cast<size_t>(row)].id : QString();
+}
+
+int LanguageListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(m_matching.size());
+}
+
+QVariant LanguageListModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+        return {};
+    const auto& language = m_matching[static_cast<size_t>(index.row())];
+    switch (role) {
+    case CodeRole:
+        return language.id;
+    case Qt::DisplayRole:
+    case NativeNameRole:
+        return language.name;
+    case NameRole:
+        return language.detail;
+    case CurrentRole:
+        return language.isCurrent;
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> LanguageListModel::roleNames() const {
+    return {{CodeRole, "code"}, {NativeNameRole, "nativeName"}, {NameRole, "englishName"}, {CurrentRole, "current"}};
+}
+
+} // namespace quillo

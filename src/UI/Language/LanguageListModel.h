@@ -1,0 +1,41 @@
+#pragma once
+
+#include "UI/UserInterfaceHooks.h"
+
+#include <QAbstractListModel>
+
+namespace quillo {
+
+/// The dictation languages that match what was typed: by their own name, their English name or their code, without
+/// regard to case and accents. Names that begin with it come first.
+class LanguageListModel final : public QAbstractListModel {
+    Q_OBJECT
+    Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
+    /// Row of the current language; 0 when the filter hides it, -1 when there is no row.
+    Q_PROPERTY(int currentRow READ currentRow NOTIFY filterChanged)
+
+public:
+    enum Role { CodeRole = Qt::UserRole, NativeNameRole, NameRole, CurrentRole };
+
+    explicit LanguageListModel(InterfaceChoices languages);
+
+    [[nodiscard]] QString filter() const { return m_filter; }
+    void setFilter(const QString& filter);
+    [[nodiscard]] int currentRow() const;
+    /// The code at `row`; empty outside the list.
+    Q_INVOKABLE QString codeAt(int row) const;
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+
+Q_SIGNALS:
+    void filterChanged();
+
+private:
+    InterfaceChoices m_all;
+    InterfaceChoices m_matching;
+    QString m_filter;
+};
+
+} // namespace quillo

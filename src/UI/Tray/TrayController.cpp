@@ -1,0 +1,144 @@
+#include "UI/Tray/TrayController.h"
+
+#include "Core/Log.h"
+#include "UI/Tray/TrayIcons.h"
+
+#include <QActionGroup>
+#include <QPointer>
+
+namespace quillo {
+
+namespace {
+
+/// Long device names would make the menu as wide as the screen.
+constexpr qsizetype longestEntry = 60;
+
+QString entryText(QString text) {
+    if (text.size() > longestEntry)
+        text = text.left(longestEntry - 1) + QChar(0x2026);
+    return text.replace(u'&', QStringLiteral("&&"));
+}
+
+} // namespace
+
+TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate)
+    : m_store(store), m_hooks(hooks), m_translate(std::move(translate)) {
+    build();
+    present(m_store.state());
+    m_observation = m_store.observe([this](const RecordingState&, const RecordingState& after) { present(after); });
+    connect(&m_host, &TrayHost::available, this, [this] { showIcon(); });
+    connect(&m_host, &TrayHost::unavailable, this, [] {
+        appLog(QStringLiteral("[Tray] ⚠️ No host for tray icons on this desktop; the application runs without its icon "
+                              "and shows it when a host appears. The command line reaches it too: quillo status"),
+               LogLevel::warn, QStringLiteral("Tray"));
+    });
+}
+
+TrayController::~TrayController() = default;
+
+void TrayController::start() { m_host.watch(); }
+
+QAction* TrayController::addEntry(const QString& key, const std::function<void()>& hook) {
+    if (!hook)
+        return nullptr;
+    return m_menu.addAction(m_translate(key), this, [&hook] { hook(); });
+}
+
+void TrayController::build() {
+    m_toggle = m_menu.addAction(QString(), this, [this] {
+        if (m_store.state().status.isActive())
+            m_store.send(action::StopRecording{});
+        else
+            m_store.send(action::StartRecording{});
+    });
+    m_cancel = m_menu.addAction(m_translate(QStringLiteral("tray.cancel")), this,
+                                [this] { m_store.send(action::CancelRecording{}); });
+    m_menu.addSeparator();
+    m_insertAgain = addEntry(QStringLiteral("tray.pasteAgain"), m_hooks.insertAgain);
+    m_menu.addSeparator();
+    if (m_hooks.listMicrophones) {
+        m_microphones = m_menu.addMenu(m_translate(QStringLiteral("tray.microphone")));
+        connect(m_microphones, &QMenu::aboutToShow, this, [this] { buildMicrophones(); });
+        // A menu without entries is not shown by every panel, and then never asked to fill itself.
+        m_microphones->addAction(m_translate(QStringLiteral("tray.systemDefaultMicrophone")))->setEnabled(false);
+    }
+    if (m_hooks.listLanguages) {
+        m_languages = m_menu.addMenu(m_translate(QStringLiteral("tray.language")));
+        connect(m_languages, &QMenu::aboutToShow, this, [this] { buildLanguages(); });
+        m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
+    }
+    m_menu.addSeparator();
+    addEntry(QStringLiteral("tray.settings"), m_hooks.openSettings);
+    addEntry(QStringLiteral("tray.showLog"), m_hooks.openLog);
+    addEntry(QStringLiteral("tray.about"), m_hooks.showAbout);
+    m_menu.addSeparator();
+    addEntry(QStringLiteral("tray.quit"), m_hooks.quit);
+    connect(&m_menu, &QMenu::aboutToShow, this, [this] {
+        if (m_insertAgain)
+            m_insertAgain->setEnabled(!m_hooks.lastText || !m_hooks.lastText().isEmpty());
+    });
+}
+
+void TrayController::buildMicrophones() {
+    m_hooks.listMicrophones([menu = QPointer(m_microphones), this](const InterfaceChoices& choices) {
+        if (!menu) // the answer came after the end
+            return;
+        menu->clear();
+        auto* group = new QActionGroup(menu);
+        const auto add = [&](const QString& text, bool current, std::optional<QString> id) {
+            auto* entry = menu->addAction(entryText(text), this, [this, id = std::move(id)] {
+                if (m_hooks.selectMicrophone)
+                    m_hooks.selectMicrophone(id);
+            });
+            entry->setCheckable(true);
+            entry->setChecked(current);
+            group->addAction(entry);
+        };
+        const bool chosen = std::ranges::any_of(choices, &InterfaceChoice::isCurrent);
+        add(m_translate(QStringLiteral("tray.systemDefaultMicrophone")), !chosen, std::nullopt);
+        if (!choices.empty())
+            menu->addSeparator();
+        for (const auto& choice : choices)
+            add(choice.name, choice.isCurrent, choice.id);
+    });
+}
+
+void TrayController::buildLanguages() {
+    m_languages->clear();
+    auto* group = new QActionGroup(m_languages);
+    for (const auto& choice : m_hooks.listLanguages()) {
+        auto* entry = m_languages->addAction(entryText(choice.name), this, [this, code = choice.id] {
+            if (m_hooks.selectLanguage)
+                m_hooks.selectLanguage(code);
+        });
+        entry->setCheckable(true);
+        entry->setChecked(choice.isCurrent);
+        group->addAction(entry);
+    }
+}
+
+void TrayController::showIcon() {
+    m_icon = std::make_unique<QSystemTrayIcon>(trayIcon(m_shown.icon, isPanelDark()));
+    m_icon->setToolTip(m_shown.toolTip);
+    m_icon->setContextMenu(&m_menu);
+    m_icon->show();
+    appLog(QStringLiteral("[Tray] ✅ Tray icon shown"), LogLevel::info, QStringLiteral("Tray"));
+}
+
+void TrayController::present(const RecordingState& state) {
+    auto next = presentTray(state, m_translate);
+    if (next == m_shown)
+        return;
+    m_shown = std::move(next);
+    m_toggle->setText(m_shown.toggleText);
+    m_toggle->setEnabled(m_shown.canToggle);
+    m_cancel->setEnabled(m_shown.canCancel);
+    if (m_insertAgain)
+        m_insertAgain->setEnabled(!m_hooks.lastText || !m_hooks.lastText().isEmpty());
+    if (m_icon) {
+        m_icon->setIcon(trayIcon(m_shown.icon, isPanelDark()));
+        m_icon->setToolTip(m_shown.toolTip);
+    }
+}
+
+} // namespace quillo

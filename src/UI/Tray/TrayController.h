@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Features/Recording/RecordingStore.h"
+#include "UI/Tray/TrayHost.h"
+#include "UI/Tray/TrayPresentation.h"
+#include "UI/UserInterfaceHooks.h"
+
+#include <QMenu>
+#include <QObject>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+namespace quillo {
+
+/// The icon in the panel and its menu. Without a host for it the application goes on; the icon appears with the host.
+class TrayController final : public QObject {
+    Q_OBJECT
+public:
+    /// Both references must outlive the controller.
+    TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate);
+    ~TrayController() override;
+
+    /// Looks for a host and shows the icon when there is one.
+    void start();
+    /// Whether the icon has been handed to a host.
+    [[nodiscard]] bool isShown() const { return m_icon != nullptr; }
+    /// The menu, also without a host.
+    [[nodiscard]] QMenu& menu() { return m_menu; }
+
+private:
+    void build();
+    void buildMicrophones();
+    void buildLanguages();
+    void showIcon();
+    void present(const RecordingState& state);
+    QAction* addEntry(const QString& key, const std::function<void()>& hook);
+
+    RecordingStore& m_store;
+    const UserInterfaceHooks& m_hooks;
+    Translate m_translate;
+    TrayHost m_host;
+    QMenu m_menu;
+    QMenu* m_microphones = nullptr;
+    QMenu* m_languages = nullptr;
+    QAction* m_toggle = nullptr;
+    QAction* m_cancel = nullptr;
+    QAction* m_insertAgain = nullptr;
+    TrayPresentation m_shown;
+    std::unique_ptr<QSystemTrayIcon> m_icon; // after the menu it refers to
+    Observation m_observation;
+};
+
+} // namespace quillo

@@ -1,0 +1,57 @@
+#include "UI/Tray/TrayHost.h"
+
+#include "UI/Window/X11WindowHints.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+
+namespace quillo {
+
+namespace {
+
+const QString service = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString path = QStringLiteral("/StatusNotifierWatcher");
+
+} // namespace
+
+TrayHost::TrayHost() : m_watcher(service, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration) {
+    connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { askWatcher(); });
+    // A watcher may be there before the panel that shows the icons is.
+    QDBusConnection::sessionBus().connect(service, path, service, QStringLiteral("StatusNotifierHostRegistered"), this,
+                                          SLOT(askWatcher()));
+}
+
+void TrayHost::watch() { askWatcher(); }
+
+void TrayHost::askWatcher() {
+    if (m_told)
+        return;
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return settle(windowhints::hasSystemTray());
+    auto question = QDBusMessage::createMethodCall(service, path, QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                   QStringLiteral("Get"));
+    question.setAutoStartService(false);
+    question << service << QStringLiteral("IsStatusNotifierHostRegistered");
+    auto* reply = new QDBusPendingCallWatcher(bus.asyncCall(question, 2000), this);
+    connect(reply, &QDBusPendingCallWatcher::finished, this, [this, reply] {
+        reply->deleteLater();
+        const QDBusPendingReply<QDBusVariant> answer(*reply);
+        settle((answer.isValid() && answer.value().variant().toBool()) || windowhints::hasSystemTray());
+    });
+}
+
+void TrayHost::settle(bool found) {
+    if (m_told)
+        return;
+    m_told = found;
+    if (found)
+        Q_EMIT available();
+    else
+        Q_EMIT unavailable();
+}
+
+} // namespace quillo

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QDBusServiceWatcher>
+#include <QObject>
+
+namespace quillo {
+
+/// Finds out when the desktop can hold a tray icon. Qt remembers its first answer for the life of the process, so it is
+/// not asked before there is a host.
+class TrayHost final : public QObject {
+    Q_OBJECT
+public:
+    TrayHost();
+
+    /// Looks for a host; `available` follows, at once or when one appears. `unavailable` follows when none is there
+    /// now.
+    void watch();
+
+Q_SIGNALS:
+    void available();
+    void unavailable();
+
+private Q_SLOTS:
+    void askWatcher();
+
+private:
+    void settle(bool found);
+
+    QDBusServiceWatcher m_watcher;
+    bool m_told = false;
+};
+
+} // namespace quillo

@@ -1,0 +1,96 @@
+#include "UI/Tray/TrayIcons.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QPainter>
+#include <QPalette>
+#include <QSvgRenderer>
+
+namespace quillo {
+
+namespace {
+
+constexpr std::array sizes{16, 20, 22, 24, 32, 48, 64};
+
+QByteArray readResource(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("The interface resource %s is missing from the build.", qPrintable(path));
+    return file.readAll();
+}
+
+constexpr qreal grid = 24; ///< the side of the drawings
+constexpr QPointF badgeCentre(17, 17);
+
+QIcon render(const QByteArray& drawing, const QByteArray& badge = {}) {
+    QSvgRenderer renderer(drawing);
+    QSvgRenderer badgeRenderer(badge.isEmpty() ? drawing : badge);
+    QIcon icon;
+    for (const int size : sizes) {
+        QPixmap pixmap(size, size);
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        painter.setRenderHint(QPainter::Antialiasing);
+        renderer.render(&painter);
+        if (!badge.isEmpty()) {
+            // A gap around the badge makes it stand off at 16 pixels too.
+            painter.save();
+            painter.scale(size / grid, size / grid);
+            painter.setCompositionMode(QPainter::CompositionMode_Clear);
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(Qt::black);
+            painter.drawEllipse(badgeCentre, 8.2, 8.2);
+            painter.restore();
+            badgeRenderer.render(&painter);
+        }
+        painter.end();
+        icon.addPixmap(pixmap);
+    }
+    return icon;
+}
+
+/// What the lower right corner shows.
+QByteArray badge(TrayIcon icon) {
+    QByteArray shapes;
+    switch (icon) {
+    case TrayIcon::idle:
+        return {};
+    case TrayIcon::recording:
+        shapes = R"(<circle cx="17" cy="17" r="6.2" fill="#e5404b"/>)";
+        break;
+    case TrayIcon::offline:
+        shapes = R"(<circle cx="17" cy="17" r="6.2" fill="#eda21f"/>)"
+                 R"(<path d="M14 17h6" stroke="#1b1c20" stroke-width="2.2" stroke-linecap="round"/>)";
+        break;
+    case TrayIcon::processing:
+        shapes = R"(<circle cx="17" cy="17" r="6.2" fill="#7d5df0"/><g fill="#fff"><circle cx="13.6" cy="17" r="1.3"/>)"
+                 R"(<circle cx="17" cy="17" r="1.3"/><circle cx="20.4" cy="17" r="1.3"/></g>)";
+        break;
+    case TrayIcon::error:
+        shapes = R"(<path d="M17 11l6 11.2h-12z" fill="#f2b01e" stroke="#f2b01e" stroke-width="1.6" )"
+                 R"(stroke-linejoin="round"/><path d="M17 14.6v3.6" stroke="#1b1c20" stroke-width="1.9" )"
+                 R"(stroke-linecap="round"/><circle cx="17" cy="20.8" r="1.1" fill="#1b1c20"/>)";
+        break;
+    }
+    return R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 24 24">)" + shapes + "</svg>";
+}
+
+} // namespace
+
+QIcon trayIcon(TrayIcon icon, bool onDark) {
+    static const auto quill = readResource(QStringLiteral(":/quillo/icons/quillo-symbolic.svg"));
+    auto drawing = quill;
+    drawing.replace(QByteArray("#2e3436"), QByteArray(onDark ? "#f3f4f6" : "#2e3436"));
+    return render(drawing, badge(icon));
+}
+
+QIcon applicationIcon() { return render(readResource(QStringLiteral(":/quillo/icons/quillo.svg"))); }
+
+bool isPanelDark() {
+    // The top bar of this desktop is dark in its light style too.
+    if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME"))
+        return true;
+    return QGuiApplication::palette().color(QPalette::Window).lightness() < 128;
+}
+
+} // namespace quillo

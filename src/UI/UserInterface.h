@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Features/Recording/RecordingStore.h"
+#include "UI/UserInterfaceHooks.h"
+
+#include <memory>
+
+namespace quillo {
+
+/// Everything the user sees: tray icon, floating pill, language picker. Main thread only.
+class UserInterface {
+public:
+    virtual ~UserInterface() = default;
+
+    /// Loads the pill ahead of its first use, so that the first dictation does not wait for it. Done by itself shortly
+    /// after start; calling it again changes nothing.
+    virtual void prepare() = 0;
+    /// Opens the list of dictation languages; the choice goes to `selectLanguage`.
+    virtual void showLanguagePicker() = 0;
+};
+
+/// To be called before the QApplication is made: chooses the software renderer, which costs a third of the memory of
+/// the OpenGL one, unless the user's environment names a renderer.
+void configureRendering();
+
+/// Builds the interface over `store`, which must outlive it. Needs a QApplication. Without a host for tray icons the
+/// application goes on without one and the icon appears when a host does.
+[[nodiscard]] std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks);
+
+} // namespace quillo
