@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -43,6 +44,8 @@ public:
     [[nodiscard]] virtual bool isAvailable() const = 0;
     /// What is on it now.
     virtual Task<PasteboardContents> read(std::chrono::milliseconds deadline) = 0;
+    /// Grows whenever somebody takes the clipboard over; nothing when the desktop does not tell.
+    [[nodiscard]] virtual std::optional<uint64_t> changeCount() const { return std::nullopt; }
     /// Puts `text` on it; with `alsoPrimary` on the primary selection too.
     virtual Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) = 0;
     /// Puts back what `read` returned, unless another application took the clipboard since `offer` was made.

@@ -1,2 +1,4 @@
-list(APPEND SERVICES_SOURCES HotkeyConfig.cpp HotkeyService.cpp KeyCodeLabels.cpp SettingsSchema.cpp UserSettings.cpp)
+list(APPEND SERVICES_SOURCES
+  HotkeyConfig.cpp HotkeyService.cpp InjectionRules.cpp KeyCodeLabels.cpp MetricsService.cpp PermissionService.cpp
+  SettingsSchema.cpp TextInjectionService.cpp TextInjectionServiceProtocol.cpp UserSettings.cpp)
 list(APPEND SERVICES_MOC UserSettings.h)

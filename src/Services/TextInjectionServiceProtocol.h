@@ -13,9 +13,9 @@ enum class InjectionMode { paste, type };
 
 /// What is known of the text after an injection.
 enum class Delivery {
-    read,        ///< the target fetched the text from the clipboard
-    typed,       ///< every key event was sent
-    unconfirmed, ///< nobody fetched it in time; the text is still on the clipboard
+    read,          ///< the target fetched the text from the clipboard
+    typed,         ///< every key event was sent
+    unconfirmed,   ///< nobody fetched it in time; the text is still on the clipboard
     clipboardOnly, ///< the desktop lets us send no keys: the text waits on the clipboard for the user to paste
 };
 
@@ -37,6 +37,8 @@ public:
     /// Throws TextInjectionError. With `restoreClipboard` the clipboard is given back after the target has read the
     /// text; an unconfirmed text is left on it.
     virtual Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) = 0;
+    /// Told when a recording begins: what can be looked up ahead need not be waited for when the text is there.
+    virtual Task<> prepareForInjection() { co_return; }
     /// Whether a text field has the focus; true when it cannot be told.
     virtual Task<bool> hasFocusedTextField() = 0;
 };

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "Platform/Accessibility.h"
+
+namespace quillo::test {
+
+/// A focused element as a test describes it.
+class MockAccessibility final : public Accessibility {
+public:
+    std::optional<FocusedElement> element = FocusedElement{.role = QStringLiteral("AXTextField")};
+    bool secureInput = false;
+
+    Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds) override { co_return element; }
+    Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return secureInput; }
+};
+
+} // namespace quillo::test
