@@ -54,6 +54,7 @@ QByteArray fileName(const std::source_location& where) {
 // "quillo::RecordingRun::start" of "Task<> quillo::RecordingRun::start(QString)"
 QByteArray functionName(const std::source_location& where) {
     QByteArray name(where.function_name());
+    name.replace("(anonymous namespace)::", "");
     const auto open = name.indexOf('(');
     if (open > 0)
         name.truncate(open);

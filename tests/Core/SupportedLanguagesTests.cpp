@@ -1,0 +1,36 @@
+#include "Core/SupportedLanguages.h"
+
+#include <gtest/gtest.h>
+
+namespace quillo::test {
+namespace {
+
+TEST(SupportedLanguages, HoldTheWholeTable) {
+    const auto& all = SupportedLanguages::all();
+    ASSERT_EQ(all.size(), 67U);
+    EXPECT_EQ(all.front().code, QStringLiteral("en"));
+    EXPECT_EQ(all.back(),
+              (SupportedLanguages::Language{QStringLiteral("cy"), QStringLiteral("Welsh"), QStringLiteral("Cymraeg")}));
+    EXPECT_EQ(SupportedLanguages::nativeNameByCode().size(), 67) << "a code stands there twice";
+    EXPECT_EQ(SupportedLanguages::nativeNameByCode().value(QStringLiteral("vi")), QStringLiteral("Tiếng Việt"));
+    EXPECT_EQ(SupportedLanguages::allWithAuto().size(), 68U);
+    EXPECT_EQ(SupportedLanguages::allWithAuto().front().first, QStringLiteral("auto"));
+}
+
+TEST(SupportedLanguages, AreFoundForALocale) {
+    const std::pair<const char*, const char*> cases[] = {{"de_DE.UTF-8", "de"},
+                                                         {"pt-BR", "pt"},
+                                                         {"zh_Hans_CN", "zh"},
+                                                         {"nb_NO", "no"},
+                                                         {"fil", "tl"},
+                                                         {"sr_RS@latin", "sr"},
+                                                         {"C", ""},
+                                                         {"", ""}};
+    for (const auto& [locale, code] : cases)
+        EXPECT_EQ(SupportedLanguages::codeForLocale(QString::fromLatin1(locale)).value_or(QString()),
+                  QString::fromLatin1(code))
+            << locale;
+}
+
+} // namespace
+} // namespace quillo::test
