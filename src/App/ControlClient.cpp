@@ -47,11 +47,13 @@ void printError(const QString& text) { QTextStream(stderr) << "quillo: " << text
 int call(const QString& method, const QVariantList& arguments, QString* answer) {
     auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        printError(QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
-                                  "session that Quillo runs in."));
+        printError(
+            QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
+                           "session that Quillo runs in."));
         return 3;
     }
-    auto message = QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
+    auto message =
+        QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
     message.setAutoStartService(false);
     message.setArguments(arguments);
     const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
@@ -120,7 +122,9 @@ int run(const QStringList& arguments) {
 QString help() {
     QString text;
     for (const auto& command : commands)
-        text += QStringLiteral("  %1 %2\n").arg(QString::fromLatin1(command.name), -10).arg(QString::fromUtf8(command.help));
+        text += QStringLiteral("  %1 %2\n")
+                    .arg(QString::fromLatin1(command.name), -10)
+                    .arg(QString::fromUtf8(command.help));
     return text;
 }
 

@@ -15,14 +15,16 @@ ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {
 ControlService::Registration ControlService::registerOnBus() {
     auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        appLog(QStringLiteral("⚠️ No session bus: the application cannot be controlled with \"quillo start\" and the like"),
-               LogLevel::warn, QStringLiteral("Control"));
+        appLog(
+            QStringLiteral("⚠️ No session bus: the application cannot be controlled with \"quillo start\" and the like"),
+            LogLevel::warn, QStringLiteral("Control"));
         return Registration::noBus;
     }
     // The object stands before the name is taken: who sees the name may call at once.
     bus.registerObject(control::objectPath, this, QDBusConnection::ExportScriptableSlots);
-    const auto reply = bus.interface()->registerService(control::serviceName, QDBusConnectionInterface::DontQueueService,
-                                                        QDBusConnectionInterface::DontAllowReplacement);
+    const auto reply =
+        bus.interface()->registerService(control::serviceName, QDBusConnectionInterface::DontQueueService,
+                                         QDBusConnectionInterface::DontAllowReplacement);
     if (reply.isValid() && reply.value() == QDBusConnectionInterface::ServiceRegistered)
         return Registration::registered;
     bus.unregisterObject(control::objectPath);

@@ -11,8 +11,8 @@ namespace quillo {
 
 /// What the remote control may ask of the application; called on the main thread.
 struct ControlHooks {
-    std::function<void()> start;  ///< begins a dictation; nothing when one runs
-    std::function<void()> stop;   ///< ends and delivers it; nothing when none runs
+    std::function<void()> start; ///< begins a dictation; nothing when one runs
+    std::function<void()> stop;  ///< ends and delivers it; nothing when none runs
     std::function<void()> toggle;
     std::function<void()> cancel;
     std::function<void()> show;

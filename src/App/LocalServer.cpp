@@ -109,7 +109,8 @@ void LocalServer::handleFinished(int exitCode, QProcess::ExitStatus status) {
         return;
     if (m_clock.now() - m_startedAt > stableAfter)
         m_failures = 0;
-    const auto delay = std::min<Clock::Duration>(firstRestartDelay * (1 << std::min(m_failures, 10)), longestRestartDelay);
+    const auto delay =
+        std::min<Clock::Duration>(firstRestartDelay * (1 << std::min(m_failures, 10)), longestRestartDelay);
     ++m_failures;
     log(QStringLiteral("⚠️ The local server ended (%1 %2); see %3. Starting it again in %4s")
             .arg(status == QProcess::CrashExit ? QStringLiteral("signal") : QStringLiteral("exit code"))

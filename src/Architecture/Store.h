@@ -73,10 +73,11 @@ public:
         const auto id = QUuid::createUuid();
         // The task starts by a posted call: an effect never runs inside `send`, and its entry is always made before its
         // end removes it.
-        m_activeTasks.emplace(id, m_runner->schedule(*m_self->executor, QStringLiteral("side effect"),
-                                                     [self = m_self, id, action, state = m_state](std::stop_token token) {
-                                                         return runEffect(self, id, action, state, std::move(token));
-                                                     }));
+        m_activeTasks.emplace(id,
+                              m_runner->schedule(*m_self->executor, QStringLiteral("side effect"),
+                                                 [self = m_self, id, action, state = m_state](std::stop_token token) {
+                                                     return runEffect(self, id, action, state, std::move(token));
+                                                 }));
     }
 
     /// Side effects that have been started and not ended, by their identifier.

@@ -57,8 +57,8 @@ private:
 } // namespace
 
 ManualClock::ManualClock(EventExecutor& executor)
-    : Clock(executor), m_eventExecutor(executor),
-      m_wallTime(QDate(2026, 1, 1), QTime(12, 0), Qt::UTC), m_schedule(std::make_shared<Schedule>()) {}
+    : Clock(executor), m_eventExecutor(executor), m_wallTime(QDate(2026, 1, 1), QTime(12, 0), Qt::UTC),
+      m_schedule(std::make_shared<Schedule>()) {}
 
 ManualClock::~ManualClock() = default;
 

@@ -54,7 +54,8 @@ public:
 
 private:
     struct Shared;
-    static Task<> drive(std::shared_ptr<Shared> shared, QString name, Body body, std::shared_ptr<TaskHandle::Control> control);
+    static Task<> drive(std::shared_ptr<Shared> shared, QString name, Body body,
+                        std::shared_ptr<TaskHandle::Control> control);
     std::shared_ptr<Shared> m_shared;
 };
 

@@ -124,9 +124,10 @@ void abandon(const RunHandle& run, const QString& reason) {
 
 void begin(const RunHandle& run, AsyncStream<AudioChunk> stream) {
     auto shared = std::make_shared<AsyncStream<AudioChunk>>(std::move(stream));
-    run->tasks.run(QStringLiteral("audio streaming"), [run, shared, generation = run->captureGeneration](std::stop_token) {
-        return consume(run, shared, generation);
-    });
+    run->tasks.run(QStringLiteral("audio streaming"),
+                   [run, shared, generation = run->captureGeneration](std::stop_token) {
+                       return consume(run, shared, generation);
+                   });
 }
 
 Task<> watchFirstChunk(RunHandle run) {
@@ -166,7 +167,8 @@ Task<> flush(RunHandle run) {
     run->isFlushing = true;
     run->flushed = AsyncEvent();
     if (!run->backlog.isEmpty())
-        recordingLog(QStringLiteral("📤 Sending %1 buffered chunks after session_started").arg(run->backlog.chunkCount()));
+        recordingLog(
+            QStringLiteral("📤 Sending %1 buffered chunks after session_started").arg(run->backlog.chunkCount()));
     while (auto chunk = run->backlog.takeFirst()) {
         if (run->isCancelled())
             break;
@@ -174,8 +176,9 @@ Task<> flush(RunHandle run) {
         try {
             co_await run->services.webSocket.sendAudio(*chunk, true);
         } catch (const WebSocketError& error) {
-            recordingLog(QStringLiteral("⚠️ Failed to send buffered audio chunk: %1").arg(QString::fromUtf8(error.what())),
-                         LogLevel::warn);
+            recordingLog(
+                QStringLiteral("⚠️ Failed to send buffered audio chunk: %1").arg(QString::fromUtf8(error.what())),
+                LogLevel::warn);
             connected = run->services.webSocket.isConnected();
         }
         if (!connected)

@@ -14,31 +14,75 @@ namespace quillo {
 /// Every event that can change a dictation.
 namespace action {
 // With a payload.
-struct SetHovering { bool hovering = false; };
-struct SetHandsOff { bool handsOff = false; };
-struct SetMeetingPreConfirmed { bool confirmed = false; };
-struct ConnectionFailed { QString reason; };
-struct ConnectionLost { QString error; QString recoveredText; };
-struct SessionStarted { QString sessionId; bool isMeeting = false; };
-struct SessionStartFailed { QString reason; };
-struct AudioChunkCaptured { AudioChunk chunk; };
-struct AudioLevelUpdated { float level = 0; };
-struct SystemAudioLevelUpdated { float level = 0; };
-struct AudioCaptureFailed { QString reason; };
+struct SetHovering {
+    bool hovering = false;
+};
+struct SetHandsOff {
+    bool handsOff = false;
+};
+struct SetMeetingPreConfirmed {
+    bool confirmed = false;
+};
+struct ConnectionFailed {
+    QString reason;
+};
+struct ConnectionLost {
+    QString error;
+    QString recoveredText;
+};
+struct SessionStarted {
+    QString sessionId;
+    bool isMeeting = false;
+};
+struct SessionStartFailed {
+    QString reason;
+};
+struct AudioChunkCaptured {
+    AudioChunk chunk;
+};
+struct AudioLevelUpdated {
+    float level = 0;
+};
+struct SystemAudioLevelUpdated {
+    float level = 0;
+};
+struct AudioCaptureFailed {
+    QString reason;
+};
 struct PartialTranscriptReceived {
     QString text;
     float confidence = 0;
     std::optional<QString> speaker;
     std::optional<QString> sourceChannel;
 };
-struct FinalTranscriptReceived { TranscriptionResult result; };
-struct MeetingTextUpdated { QString labeledText; QString plainText; int totalWords = 0; };
-struct SessionEnded { std::optional<QString> metricsId; };
-struct TranscriptionError { QString message; };
-struct CommandDetected { QString commandText; QString commandType; };
-struct CommandResult { QString processedText; QString originalText; };
-struct TextInjectionFailed { QString reason; };
-struct RecordingFailed { RecordingError error; };
+struct FinalTranscriptReceived {
+    TranscriptionResult result;
+};
+struct MeetingTextUpdated {
+    QString labeledText;
+    QString plainText;
+    int totalWords = 0;
+};
+struct SessionEnded {
+    std::optional<QString> metricsId;
+};
+struct TranscriptionError {
+    QString message;
+};
+struct CommandDetected {
+    QString commandText;
+    QString commandType;
+};
+struct CommandResult {
+    QString processedText;
+    QString originalText;
+};
+struct TextInjectionFailed {
+    QString reason;
+};
+struct RecordingFailed {
+    RecordingError error;
+};
 // Without one.
 struct StartRecording {};
 struct StopRecording {};
@@ -56,9 +100,13 @@ struct Reset {};
 /// The connection is gone and the recording goes on to disk alone.
 struct SwitchedToOffline {};
 /// Show a short note to the user, in the interface language.
-struct ShowHint { QString message; };
+struct ShowHint {
+    QString message;
+};
 /// The application that will receive the text is known.
-struct TargetApplicationCaptured { QString name; };
+struct TargetApplicationCaptured {
+    QString name;
+};
 } // namespace action
 
 using RecordingAction =

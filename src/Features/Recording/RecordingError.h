@@ -10,15 +10,38 @@ namespace quillo {
 /// The closed set of failures that end a dictation.
 class RecordingError {
 public:
-    struct ConnectionFailed { QString reason; bool operator==(const ConnectionFailed&) const = default; };
-    struct ConnectionLost { QString recoveredText; bool operator==(const ConnectionLost&) const = default; };
-    struct AudioCaptureFailed { QString reason; bool operator==(const AudioCaptureFailed&) const = default; };
-    struct TranscriptionFailed { QString message; bool operator==(const TranscriptionFailed&) const = default; };
-    struct Unknown { QString message; bool operator==(const Unknown&) const = default; };
-    struct MicrophonePermissionDenied { bool operator==(const MicrophonePermissionDenied&) const = default; };
-    struct AccessibilityPermissionDenied { bool operator==(const AccessibilityPermissionDenied&) const = default; };
-    struct SessionStartFailed { bool operator==(const SessionStartFailed&) const = default; };
-    struct Cancelled { bool operator==(const Cancelled&) const = default; };
+    struct ConnectionFailed {
+        QString reason;
+        bool operator==(const ConnectionFailed&) const = default;
+    };
+    struct ConnectionLost {
+        QString recoveredText;
+        bool operator==(const ConnectionLost&) const = default;
+    };
+    struct AudioCaptureFailed {
+        QString reason;
+        bool operator==(const AudioCaptureFailed&) const = default;
+    };
+    struct TranscriptionFailed {
+        QString message;
+        bool operator==(const TranscriptionFailed&) const = default;
+    };
+    struct Unknown {
+        QString message;
+        bool operator==(const Unknown&) const = default;
+    };
+    struct MicrophonePermissionDenied {
+        bool operator==(const MicrophonePermissionDenied&) const = default;
+    };
+    struct AccessibilityPermissionDenied {
+        bool operator==(const AccessibilityPermissionDenied&) const = default;
+    };
+    struct SessionStartFailed {
+        bool operator==(const SessionStartFailed&) const = default;
+    };
+    struct Cancelled {
+        bool operator==(const Cancelled&) const = default;
+    };
     using Kind = std::variant<ConnectionFailed, ConnectionLost, AudioCaptureFailed, TranscriptionFailed, Unknown,
                               MicrophonePermissionDenied, AccessibilityPermissionDenied, SessionStartFailed, Cancelled>;
 

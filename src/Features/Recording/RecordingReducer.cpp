@@ -21,7 +21,9 @@ struct Transition {
 
     void operator()(const action::SetHovering& action) const { state.isHovering = action.hovering; }
     void operator()(const action::SetHandsOff& action) const { state.isHandsOff = action.handsOff; }
-    void operator()(const action::SetMeetingPreConfirmed& action) const { state.meetingPreConfirmed = action.confirmed; }
+    void operator()(const action::SetMeetingPreConfirmed& action) const {
+        state.meetingPreConfirmed = action.confirmed;
+    }
 
     void operator()(const action::ConnectionFailed& action) const {
         log(QStringLiteral("[Reducer] ❌ Connection failed: %1").arg(action.reason), LogLevel::error);
@@ -77,7 +79,8 @@ struct Transition {
     void operator()(const action::FinalTranscriptReceived& action) const {
         const auto& result = action.result;
         if (!result.text.isEmpty())
-            state.finalText = state.finalText.isEmpty() ? result.text : state.finalText + QLatin1Char(' ') + result.text;
+            state.finalText =
+                state.finalText.isEmpty() ? result.text : state.finalText + QLatin1Char(' ') + result.text;
         state.detectedLanguage = result.language.value_or(QString());
         state.confidence = static_cast<float>(result.confidence.value_or(0));
         state.partialText.clear();

@@ -51,8 +51,8 @@ struct RecordingRun {
 
     // Session.
     AsyncEvent sessionStarted;
-    AsyncEvent sessionEnded;    ///< the server's last word came, or will not come
-    AsyncEvent connectionGone;  ///< the start failed or the connection was lost: no session will start any more
+    AsyncEvent sessionEnded;   ///< the server's last word came, or will not come
+    AsyncEvent connectionGone; ///< the start failed or the connection was lost: no session will start any more
     bool isStopping = false;
     bool isOffline = false;
     bool isFinished = false;

@@ -67,8 +67,12 @@ ActionStream<RecordingAction> RecordingSideEffects::handleStartRecording(const R
     });
     sink.onTermination([this, weak = std::weak_ptr(run)](StreamTermination) {
         if (const auto ended = weak.lock())
-            m_lastReport = RecordingReport{ended->clientRecordingId, ended->log.endReason(), ended->text, ended->delivery,
-                                           ended->timing.metrics(m_services.clock.now())};
+            m_lastReport = RecordingReport{ended->clientRecordingId,
+                                           ended->log.endReason(),
+                                           ended->text,
+                                           ended->delivery,
+                                           ended->timing.metrics(m_services.clock.now()),
+                                           ended->timing.firstSampleAt};
     });
     return std::move(stream);
 }
@@ -103,9 +107,8 @@ void RecordingSideEffects::abandonRun(const QString& reason) {
     ++run->captureGeneration;
     m_services.audio.stopCapture();
     run->finish(reason);
-    m_tasks.run(QStringLiteral("disconnect"), [run](std::stop_token) -> Task<> {
-        co_await run->services.webSocket.disconnect();
-    });
+    m_tasks.run(QStringLiteral("disconnect"),
+                [run](std::stop_token) -> Task<> { co_await run->services.webSocket.disconnect(); });
 }
 
 } // namespace quillo

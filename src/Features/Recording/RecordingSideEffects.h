@@ -15,6 +15,7 @@ struct RecordingReport {
     QString text;
     std::optional<Delivery> delivery;
     QVariantMap timings; ///< milliseconds
+    std::optional<Clock::Instant> firstSampleAt;
 };
 
 /// Does the work of a dictation: microphone, session, delivery. One dictation at a time; main thread.

@@ -12,23 +12,49 @@ namespace quillo {
 
 /// What the floating pill shows, derived from the state.
 struct PillVisualState {
-    struct Recording { float audioLevel = 0; QString partialText; bool operator==(const Recording&) const = default; };
-    struct ProcessingCommand { QString message; bool operator==(const ProcessingCommand&) const = default; };
-    struct Error { QString message; bool operator==(const Error&) const = default; };
-    struct Idle { bool operator==(const Idle&) const = default; };
-    struct Hovering { bool operator==(const Hovering&) const = default; };
-    struct Processing { bool operator==(const Processing&) const = default; };
+    struct Recording {
+        float audioLevel = 0;
+        QString partialText;
+        bool operator==(const Recording&) const = default;
+    };
+    struct ProcessingCommand {
+        QString message;
+        bool operator==(const ProcessingCommand&) const = default;
+    };
+    struct Error {
+        QString message;
+        bool operator==(const Error&) const = default;
+    };
+    struct Idle {
+        bool operator==(const Idle&) const = default;
+    };
+    struct Hovering {
+        bool operator==(const Hovering&) const = default;
+    };
+    struct Processing {
+        bool operator==(const Processing&) const = default;
+    };
 };
 using PillState = std::variant<PillVisualState::Recording, PillVisualState::ProcessingCommand, PillVisualState::Error,
                                PillVisualState::Idle, PillVisualState::Hovering, PillVisualState::Processing>;
 
 /// Everything the interface shows about the present dictation. A plain value, compared field by field.
 struct RecordingState {
-    struct Idle { bool operator==(const Idle&) const = default; };
-    struct Connecting { bool operator==(const Connecting&) const = default; };
-    struct Recording { bool operator==(const Recording&) const = default; };
-    struct RecordingOffline { bool operator==(const RecordingOffline&) const = default; };
-    struct Processing { bool operator==(const Processing&) const = default; };
+    struct Idle {
+        bool operator==(const Idle&) const = default;
+    };
+    struct Connecting {
+        bool operator==(const Connecting&) const = default;
+    };
+    struct Recording {
+        bool operator==(const Recording&) const = default;
+    };
+    struct RecordingOffline {
+        bool operator==(const RecordingOffline&) const = default;
+    };
+    struct Processing {
+        bool operator==(const Processing&) const = default;
+    };
 
     /// Phase of the dictation. An error is shown until the next start or a reset.
     class Status {

@@ -110,9 +110,9 @@ Task<std::optional<WebSocketError>> connectWithin(RunHandle run, Clock::Duration
     if (run->isCancelled())
         co_return WebSocketError(WebSocketError::Code::connectionCancelled);
     co_await run->services.webSocket.disconnect();
-    co_return WebSocketError(
-        WebSocketError::Code::connectionFailed,
-        QStringLiteral("Connection timeout (%1s)").arg(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
+    co_return WebSocketError(WebSocketError::Code::connectionFailed,
+                             QStringLiteral("Connection timeout (%1s)")
+                                 .arg(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
 }
 
 QString reasonOf(const WebSocketError& error) {

@@ -56,8 +56,9 @@ public:
         run.ended = event;
         run.yield(action::SessionEnded{event.metricsId});
         if (event.languageMismatch)
-            recordingLog(QStringLiteral("🔍 Language mismatch check: configured=%1 detected=%2")
-                             .arg(event.languageMismatch->configuredLanguage, event.languageMismatch->detectedLanguage));
+            recordingLog(
+                QStringLiteral("🔍 Language mismatch check: configured=%1 detected=%2")
+                    .arg(event.languageMismatch->configuredLanguage, event.languageMismatch->detectedLanguage));
         run.sessionEnded.set();
     }
 

@@ -121,6 +121,8 @@ Task<> start(RunHandle run) {
     run->yield(action::AudioCaptureStarted{});
     recordingLog(QStringLiteral("📤 Starting audio streaming..."));
     audioStreaming::begin(run, std::move(*stream));
+    run->tasks.run(QStringLiteral("prepare injection"),
+                   [run](std::stop_token) { return run->services.textInjection.prepareForInjection(); });
     run->tasks.run(QStringLiteral("first chunk watchdog"),
                    [run](std::stop_token) { return audioStreaming::watchFirstChunk(run); });
 
@@ -136,7 +138,8 @@ Task<> startDemo(RunHandle run) {
     recordingLog(QStringLiteral("🎭 Starting DEMO recording... "));
     run->yield(action::SessionStarted{QStringLiteral("demo"), false});
     recordingLog(QStringLiteral("🎭 Demo session started: demo"));
-    run->yield(action::PartialTranscriptReceived{QStringLiteral("Hello this is demo"), 1.0F, std::nullopt, std::nullopt});
+    run->yield(
+        action::PartialTranscriptReceived{QStringLiteral("Hello this is demo"), 1.0F, std::nullopt, std::nullopt});
     recordingLog(QStringLiteral("🎭 Demo recording running - waiting for stop "));
     co_return;
 }

@@ -40,8 +40,9 @@ bool wasTap(RecordingRun& run) {
 
 /// Waits for the session that a stop came too early for; false when it will not start.
 Task<bool> waitForSession(RunHandle run) {
-    recordingLog(QStringLiteral("⏳ Stop requested before session_started — waiting up to 12s for it (bufferedChunks=%1)")
-                     .arg(run->backlog.chunkCount()));
+    recordingLog(
+        QStringLiteral("⏳ Stop requested before session_started — waiting up to 12s for it (bufferedChunks=%1)")
+            .arg(run->backlog.chunkCount()));
     const auto deadline = run->services.clock.now() + sessionStartedLimit;
     while (!run->sessionStarted.isSet() && !run->isCancelled()) {
         if (run->connectionGone.isSet()) {
@@ -144,9 +145,9 @@ Task<> conclude(RunHandle run) {
             reason = QStringLiteral("completed(empty_result_zero_words)");
             hint = QStringLiteral("pill.nothingHeard");
         } else if (!failure) {
-            recordingLog(
-                QStringLiteral("⚠️ No text and session_ended not received for %1 audio chunks").arg(run->observedAudioChunks),
-                LogLevel::warn);
+            recordingLog(QStringLiteral("⚠️ No text and session_ended not received for %1 audio chunks")
+                             .arg(run->observedAudioChunks),
+                         LogLevel::warn);
             reason = QStringLiteral("failed(empty_text_from_server)");
             failure = action::RecordingFailed{RecordingError::ConnectionLost{}};
         }
@@ -177,8 +178,9 @@ Task<> conclude(RunHandle run) {
     run->yield(action::RecordingCompleted{});
     if (failure) {
         if (reason == QStringLiteral("completed"))
-            reason = QStringLiteral("failed(%1)").arg(run->captureFailure ? QStringLiteral("microphone_lost")
-                                                                          : QStringLiteral("fatal_stt_error"));
+            reason =
+                QStringLiteral("failed(%1)")
+                    .arg(run->captureFailure ? QStringLiteral("microphone_lost") : QStringLiteral("fatal_stt_error"));
         run->yield(*failure);
     } else if (!hint.isEmpty()) {
         showHint(*run, hint);

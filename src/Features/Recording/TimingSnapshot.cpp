@@ -13,8 +13,8 @@ using Snapshot = TimingSnapshot;
 struct Interval {
     const char* label; ///< for the log; null for metrics only
     const char* key;   ///< for the metrics; null for the log only
-    Snapshot::Point Snapshot::* from;
-    Snapshot::Point Snapshot::* to;
+    Snapshot::Point Snapshot::*from;
+    Snapshot::Point Snapshot::*to;
 };
 
 constexpr std::array intervals{

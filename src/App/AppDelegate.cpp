@@ -1,0 +1,304 @@
+#include "App/AppDelegate.h"
+
+#include "Core/Log.h"
+#include "Core/LoggingService.h"
+#include "Core/NotificationCenter.h"
+#include "Core/SupportedLanguages.h"
+#include "Features/Recording/RecordingReducer.h"
+#include "Localization/LocalizationManager.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMessageBox>
+#include <QUrl>
+
+#include <stdexcept>
+
+namespace quillo {
+
+namespace {
+
+void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
+
+QString deliveryWord(Delivery delivery) {
+    switch (delivery) {
+    case Delivery::read:
+        return QStringLiteral("read");
+    case Delivery::typed:
+        return QStringLiteral("typed");
+    case Delivery::unconfirmed:
+        return QStringLiteral("unconfirmed");
+    case Delivery::clipboardOnly:
+        return QStringLiteral("clipboardOnly");
+    }
+    return {};
+}
+
+} // namespace
+
+AppDelegate::AppDelegate()
+    : m_clock(EventExecutor::main()), m_tasks([](const QString& name, const QString& error) {
+          log(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error);
+      }) {}
+
+AppDelegate::~AppDelegate() {
+    // The hotkeys first: nothing may start a dictation while the rest goes.
+    if (m_services && m_services->hotkeyService)
+        m_services->hotkeyService->stop();
+}
+
+bool AppDelegate::launch() {
+    log(QStringLiteral("🚀 Application launching..."));
+    m_control = std::make_unique<ControlService>(controlHooks());
+    UserSettings::shared().runMigrations();
+    m_environment = chooseServer();
+    log(QStringLiteral("[ServiceContainer] Server host: %1").arg(m_environment->host()));
+    log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(m_environment->wsTranscribeURL().toString()));
+    m_services = std::make_unique<ServiceContainer>(m_clock, UserSettings::shared(), *m_environment);
+    log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
+    setupStore();
+    // Who sees the name on the bus may give commands: the store stands by now.
+    if (m_control->registerOnBus() == ControlService::Registration::alreadyRunning)
+        return false;
+    setupHotkeys();
+    setupInterface();
+    if (m_localServer)
+        m_localServer->start(LocalServer::findProgram(),
+                             QFileInfo(LoggingService::defaultPath()).path() + QStringLiteral("/quillo-server.log"));
+    m_services->networkMonitor->startMonitoring();
+    checkSession();
+    log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
+    return true;
+}
+
+ServerEnvironment AppDelegate::chooseServer() {
+    if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST"))
+        return ServerEnvironment::fromEnvironment({});
+    if (LocalServer::findProgram().isEmpty())
+        throw std::invalid_argument("there is no server to dictate with: the program quillo-server is not installed. "
+                                    "Install it, or name a server in the environment variable QUILLO_SERVER_HOST.");
+    m_localServer = std::make_unique<LocalServer>(m_clock);
+    return ServerEnvironment::fromEnvironment(m_localServer->host());
+}
+
+void AppDelegate::setupStore() {
+    auto& services = *m_services;
+    m_sideEffects = std::make_unique<RecordingSideEffects>(RecordingServices{
+        m_clock, *services.audioService, *services.webSocketService, *services.textInjectionService,
+        *services.tokenStorage, *services.authService, *services.permissionService, *services.networkMonitor,
+        *services.metricsService, *services.applications, *services.sounds, [this] { return recordingPreferences(); }});
+    m_store = std::make_unique<RecordingStore>(
+        EventExecutor::main(), RecordingState(),
+        [reducer = RecordingReducer([this] { return m_clock.wallTime(); })](
+            const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); },
+        [this](RecordingAction action, RecordingState state) {
+            return m_sideEffects->handle(std::move(action), std::move(state));
+        },
+        [](const QString& name, const QString& error) {
+            log(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error);
+        },
+        [this](const RecordingAction& action) { return m_sideEffects->handles(action); });
+    m_stateObservation = m_store->observe([this](const RecordingState& before, const RecordingState& after) {
+        if (before.status != after.status)
+            m_services->hotkeyService->setRecordingActive(after.status.isActive());
+    });
+    applyMicrophone();
+    QObject::connect(&UserSettings::shared(), &UserSettings::changed, qApp, [this](const QString& key) {
+        if (key == QStringLiteral("selectedMicrophoneId"))
+            applyMicrophone();
+    });
+}
+
+void AppDelegate::applyMicrophone() {
+    m_services->audioService->setPreferredInputDeviceID(UserSettings::shared().selectedMicrophoneId());
+}
+
+void AppDelegate::setupHotkeys() {
+    auto& hotkeys = *m_services->hotkeyService;
+    hotkeys.onHotkeyDown = [this] { send(action::StartRecording{}); };
+    hotkeys.onHotkeyUp = [this] { send(action::StopRecording{}); };
+    hotkeys.onHandsOffModeChanged = [this](bool handsOff) { send(action::SetHandsOff{handsOff}); };
+    hotkeys.onCancel = [this] { send(action::CancelRecording{}); };
+    hotkeys.start();
+    if (!hotkeys.isRunning())
+        log(QStringLiteral(
+                "[AppDelegate] ⚠️ Accessibility not granted. Hotkeys will not work until permission is granted."),
+            LogLevel::warn);
+}
+
+void AppDelegate::setupInterface() {
+    m_interface = createUserInterface(*m_store, interfaceHooks());
+    log(QStringLiteral("✅ Basic status item created in menu bar"));
+}
+
+void AppDelegate::checkSession() {
+    m_tasks.run(QStringLiteral("session check"), [this](std::stop_token) -> Task<> {
+        auto& auth = *m_services->authService;
+        QString failure;
+        try {
+            if (!co_await auth.checkExistingSession())
+                co_await auth.createAnonymousSession();
+        } catch (const AuthError& error) {
+            failure = QString::fromUtf8(error.what());
+        }
+        if (!failure.isEmpty())
+            log(QStringLiteral("Session fallback: anonymous auth failed — %1").arg(failure), LogLevel::warn);
+    });
+    QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted, qApp, [this](const QString& name) {
+        if (name != notification::authUserDidChange)
+            return;
+        log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
+        const auto user = m_services->authService->currentUser();
+        UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
+        if (!m_sideEffects->isBusy())
+            m_tasks.run(QStringLiteral("disconnect"),
+                        [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
+    });
+}
+
+RecordingPreferences AppDelegate::recordingPreferences() const {
+    const auto& settings = UserSettings::shared();
+    RecordingPreferences preferences;
+    preferences.languages = settings.dictationLanguages();
+    preferences.languageChosen = settings.hasChosenLanguage();
+    preferences.playSound = settings.playSound();
+    preferences.insertionMode = settings.insertionMode();
+    preferences.restoreClipboard = settings.restoreClipboard();
+    preferences.enhancedTranscription = settings.enhancedTranscriptionEnabled() && settings.hasValidEnhancedConsent();
+    preferences.enhancedConsentTimestamp = settings.enhancedConsentTimestamp();
+    preferences.demoMode = settings.useDemoMode();
+    return preferences;
+}
+
+ControlHooks AppDelegate::controlHooks() {
+    ControlHooks hooks;
+    hooks.start = [this] {
+        if (!isRecording())
+            send(action::StartRecording{});
+    };
+    hooks.stop = [this] { send(action::StopRecording{}); };
+    hooks.toggle = [this] {
+        if (isRecording())
+            send(action::StopRecording{});
+        else
+            send(action::StartRecording{});
+    };
+    hooks.cancel = [this] {
+        if (m_sideEffects->isBusy())
+            send(action::CancelRecording{});
+    };
+    hooks.show = [this] { m_interface->showLanguagePicker(); };
+    hooks.quit = [] { QApplication::quit(); };
+    hooks.insertAgain = [this] {
+        m_tasks.run(QStringLiteral("insert again"),
+                    [this](std::stop_token) -> Task<> { co_await m_services->textInjectionService->insertAgain(); });
+    };
+    hooks.status = [this] { return statusObject(); };
+    hooks.getSetting = [](const QString& key) {
+        return printSettingValue(settingForKey(key), UserSettings::shared().value(key));
+    };
+    hooks.setSetting = [](const QString& key, const QString& value) {
+        const auto parsed = parseSettingValue(settingForKey(key), value);
+        if (key == QStringLiteral("primaryLanguage"))
+            UserSettings::shared().chooseLanguages(parsed.toString(), UserSettings::shared().secondaryLanguage());
+        else
+            UserSettings::shared().setValue(key, parsed);
+    };
+    hooks.listSettings = [] {
+        QStringList lines;
+        for (const auto& setting : settingsSchema())
+            if (!setting.isInternal)
+                lines << QStringLiteral("%1 = %2  # %3")
+                             .arg(setting.key, printSettingValue(setting, UserSettings::shared().value(setting.key)),
+                                  setting.description);
+        return lines.join(QLatin1Char('\n'));
+    };
+    return hooks;
+}
+
+QString AppDelegate::statusObject() const {
+    const auto& state = m_store->state();
+    QJsonObject object{
+        {QStringLiteral("status"), state.status.description()},
+        {QStringLiteral("handsOff"), state.isHandsOff},
+        {QStringLiteral("partialText"), state.partialText},
+        {QStringLiteral("chunksSent"), state.chunksSent},
+        {QStringLiteral("server"), m_environment->host()},
+        {QStringLiteral("hotkeysArmed"), m_services->hotkeyService->isRunning()},
+        {QStringLiteral("microphone"), m_services->audioService->currentDeviceName()},
+    };
+    if (const auto* error = state.status.error()) {
+        object.insert(QStringLiteral("message"), error->errorDescription());
+        object.insert(QStringLiteral("detail"), error->detail());
+    }
+    if (const auto& report = m_sideEffects->lastReport()) {
+        QJsonObject run{
+            {QStringLiteral("id"), report->runId},
+            {QStringLiteral("reason"), report->reason},
+            {QStringLiteral("text"), report->text},
+            {QStringLiteral("timings"), QJsonObject::fromVariantMap(report->timings)},
+        };
+        if (report->delivery)
+            run.insert(QStringLiteral("delivery"), deliveryWord(*report->delivery));
+        if (report->firstSampleAt)
+            run.insert(QStringLiteral("firstSampleMonotonicNs"),
+                       static_cast<qint64>(report->firstSampleAt->time_since_epoch().count()));
+        object.insert(QStringLiteral("lastRun"), run);
+    }
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+UserInterfaceHooks AppDelegate::interfaceHooks() {
+    UserInterfaceHooks hooks;
+    hooks.listMicrophones = [this](std::function<void(InterfaceChoices)> answer) {
+        m_tasks.run(QStringLiteral("list microphones"), [this, answer](std::stop_token) -> Task<> {
+            const auto chosen = UserSettings::shared().selectedMicrophoneId();
+            InterfaceChoices choices;
+            for (const auto& device : co_await m_services->audioService->getAvailableDevices())
+                choices.push_back({device.id, device.name, {}, device.id == chosen});
+            answer(std::move(choices));
+        });
+    };
+    hooks.selectMicrophone = [](const std::optional<QString>& id) {
+        UserSettings::shared().setSelectedMicrophoneId(id);
+    };
+    hooks.listLanguages = [] {
+        InterfaceChoices choices;
+        const auto chosen = UserSettings::shared().primaryLanguage();
+        choices.push_back({QStringLiteral("auto"),
+                           LocalizationManager::shared().t(QStringLiteral("language.auto")),
+                           {},
+                           chosen == QStringLiteral("auto")});
+        for (const auto& language : SupportedLanguages::all())
+            choices.push_back({language.code, language.nativeName, language.name, language.code == chosen});
+        return choices;
+    };
+    hooks.selectLanguage = [](const QString& code) { UserSettings::shared().chooseLanguages(code); };
+    hooks.lastText = [this] {
+        const auto& report = m_sideEffects->lastReport();
+        return report ? report->text : QString();
+    };
+    hooks.insertAgain = controlHooks().insertAgain;
+    hooks.openLog = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(LoggingService::shared().path())); };
+    hooks.openSettings = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(Preferences::shared().path())); };
+    hooks.showAbout = [] {
+        QMessageBox::about(nullptr, QStringLiteral("Quillo"),
+                           QStringLiteral("Quillo %1").arg(QStringLiteral(QUILLO_VERSION)));
+    };
+    hooks.quit = [] { QApplication::quit(); };
+    hooks.pillEnabled = [] { return UserSettings::shared().showFloatingPill(); };
+    hooks.loadPillPosition = []() -> std::optional<QPointF> {
+        const auto x = UserSettings::shared().pillPositionX();
+        const auto y = UserSettings::shared().pillPositionY();
+        return x && y ? std::optional(QPointF(*x, *y)) : std::nullopt;
+    };
+    hooks.savePillPosition = [](QPointF position) {
+        UserSettings::shared().setPillPosition(position.x(), position.y());
+    };
+    return hooks;
+}
+
+} // namespace quillo

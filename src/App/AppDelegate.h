@@ -1,0 +1,54 @@
+#pragma once
+
+#include "App/ControlService.h"
+#include "App/LocalServer.h"
+#include "App/ServiceContainer.h"
+#include "Concurrency/TaskRunner.h"
+#include "Features/Recording/RecordingSideEffects.h"
+#include "Features/Recording/RecordingStore.h"
+#include "UI/UserInterface.h"
+
+#include <memory>
+#include <optional>
+
+namespace quillo {
+
+/// Builds the application and holds it together: services, store, hotkeys, interface, remote control. Main thread.
+class AppDelegate {
+public:
+    AppDelegate();
+    ~AppDelegate();
+    AppDelegate(const AppDelegate&) = delete;
+    AppDelegate& operator=(const AppDelegate&) = delete;
+
+    /// Starts everything. False when another instance runs already, which has then been brought to the front.
+    /// Throws std::invalid_argument or std::system_error when there is no way to go on; `what()` says what to do.
+    bool launch();
+
+private:
+    [[nodiscard]] ServerEnvironment chooseServer();
+    void setupStore();
+    void setupHotkeys();
+    void setupInterface();
+    void checkSession();
+    [[nodiscard]] ControlHooks controlHooks();
+    [[nodiscard]] UserInterfaceHooks interfaceHooks();
+    [[nodiscard]] RecordingPreferences recordingPreferences() const;
+    [[nodiscard]] QString statusObject() const;
+    void applyMicrophone();
+    void send(const RecordingAction& action) { m_store->send(action); }
+    [[nodiscard]] bool isRecording() const { return m_store->state().status.isActive(); }
+
+    SystemClock m_clock;
+    TaskRunner m_tasks;
+    std::unique_ptr<ControlService> m_control;
+    std::unique_ptr<LocalServer> m_localServer;
+    std::optional<ServerEnvironment> m_environment;
+    std::unique_ptr<ServiceContainer> m_services;
+    std::unique_ptr<RecordingSideEffects> m_sideEffects;
+    std::unique_ptr<RecordingStore> m_store;
+    Observation m_stateObservation;
+    std::unique_ptr<UserInterface> m_interface;
+};
+
+} // namespace quillo

@@ -1,0 +1,100 @@
+#include "App/ServiceContainer.h"
+
+#include "Core/Log.h"
+#include "Core/Preferences.h"
+#include "Platform/Linux/AtSpi/AtSpiAccessibility.h"
+#include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
+#include "Platform/Linux/Reachability/NetlinkPathMonitor.h"
+#include "Platform/Linux/SecretService/SecretStores.h"
+#include "Platform/Linux/Sounds/PulseAudioSounds.h"
+#include "Platform/Linux/X11/InjectionGuard.h"
+#include "Platform/Linux/X11/X11Applications.h"
+#include "Platform/Linux/X11/X11KeyEventSource.h"
+#include "Platform/Linux/X11/X11KeyInjector.h"
+#include "Platform/Linux/X11/X11Pasteboard.h"
+#include "Platform/Unavailable.h"
+#include "Services/AUHALAudioService.h"
+#include "Services/Auth/KeychainTokenStorage.h"
+#include "Services/MetricsService.h"
+#include "Services/NetworkMonitorService.h"
+#include "Services/PermissionService.h"
+#include "Services/WebSocketService.h"
+
+#include <QStandardPaths>
+
+namespace quillo {
+
+namespace {
+
+const QString deviceIdPreference = QStringLiteral("com.quillospeech.deviceId");
+
+/// The adapter, or the stand-in where the desktop has none.
+template <class Interface>
+std::unique_ptr<Interface> orElse(std::unique_ptr<Interface> adapter, std::unique_ptr<Interface> (*standIn)()) {
+    return adapter ? std::move(adapter) : standIn();
+}
+
+std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
+    const auto folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo");
+    return std::make_shared<KeychainTokenStorage>(
+        createSecretStore(folder + QStringLiteral("/secrets.json")),
+        KeychainTokenStorage::DeviceIdMirror{
+            [] {
+                const auto stored = Preferences::shared().value(deviceIdPreference).toString();
+                return stored.isEmpty() ? std::nullopt : std::optional(stored);
+            },
+            [](const QString& id) { Preferences::shared().setValue(deviceIdPreference, id); },
+        });
+}
+
+} // namespace
+
+ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+    const auto guard = std::make_shared<InjectionGuard>();
+    audioHardware = createPulseAudioHardware();
+    keyEvents = orElse(createX11KeyEventSource(guard), makeUnavailableKeyEventSource);
+    keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
+    pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
+    applications = orElse(createX11Applications(), makeUnavailableApplications);
+    accessibility = createAtSpiAccessibility();
+    sounds = createSounds();
+
+    audioService = std::make_unique<AUHALAudioService>(*audioHardware);
+    const auto storage = makeTokenStorage();
+    tokenStorage = storage;
+    trust = TrustedNetwork::fromEnvironment();
+    webSocketService = std::make_unique<WebSocketService>(
+        WebSocketService::Config{
+            .serverURL = [url = environment.wsTranscribeURL()] { return url; },
+            .tokenStorage = tokenStorage,
+            .staticToken = {},
+            .trust = trust,
+            .clientVersion = QStringLiteral(QUILLO_VERSION),
+            .timeouts = {},
+        },
+        clock);
+    textInjectionService =
+        std::make_unique<TextInjectionService>(*pasteboard, *keyInjector, *applications, *accessibility, clock);
+    permissionService = std::make_unique<PermissionService>(
+        [this] { return audioHardware->isAvailable(); },
+        // Without a way to send keys the text still reaches the clipboard: that is a degraded mode, not a refusal.
+        [this] { return keyInjector->isAvailable() || pasteboard->isAvailable(); });
+    hotkeyService = std::make_unique<HotkeyService>(*keyEvents, clock, settings);
+    authService = std::make_unique<AuthService>(
+        AuthService::Config{
+            .authBaseURL = environment.authBaseURL(),
+            .apiBaseURL = environment.apiBaseURL(),
+            .tokenStorage = tokenStorage,
+            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+            .loadStorage = [storage] { return storage->load(); },
+            .clientVersion = QStringLiteral(QUILLO_VERSION),
+        },
+        clock);
+    networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
+    metricsService = std::make_unique<MetricsService>();
+}
+
+ServiceContainer::~ServiceContainer() = default;
+
+} // namespace quillo

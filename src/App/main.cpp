@@ -1,0 +1,78 @@
+#include "App/AppDelegate.h"
+#include "App/ControlClient.h"
+#include "App/TerminationSignals.h"
+#include "Core/Log.h"
+#include "Core/LoggingService.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QTextStream>
+
+using namespace quillo;
+
+namespace {
+
+QString helpText() {
+    return QStringLiteral(
+               "usage: quillo [COMMAND]\n\n"
+               "Without a command Quillo starts: hold Right Super, speak, let go, and the words stand at the\n"
+               "cursor. The commands act on the running Quillo:\n\n") +
+           controlClient::help() +
+           QStringLiteral("\n  --version  print the version\n  --help     print this\n\n"
+                          "Environment:\n"
+                          "  QUILLO_SERVER_HOST     the server to dictate with, HOST or HOST:PORT; without it Quillo\n"
+                          "                         starts its own on this machine\n"
+                          "  QUILLO_SERVER_OPTIONS  more options for that own server, see quillo-server --help\n"
+                          "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n");
+}
+
+int runApplication(int argc, char** argv) {
+    configureRendering();
+    QApplication application(argc, argv);
+    QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
+    QApplication::setDesktopFileName(QStringLiteral("quillo"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    LoggingService::shared().open();
+    quitOnTerminationSignals();
+    int code = 0;
+    try {
+        AppDelegate delegate;
+        if (delegate.launch())
+            code = QApplication::exec();
+        else
+            QTextStream(stdout) << "Quillo is running already; see its icon in the tray.\n";
+    } catch (const std::exception& error) {
+        appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("App"));
+        QTextStream(stderr) << "quillo: " << QString::fromUtf8(error.what()) << '\n';
+        code = 1;
+    }
+    appLog(QStringLiteral("👋 Quillo terminated"), LogLevel::info, QStringLiteral("App"));
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication::setApplicationName(QStringLiteral("quillo"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLO_VERSION));
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+
+    if (controlClient::understands(arguments)) {
+        const QCoreApplication application(argc, argv);
+        return controlClient::run(arguments);
+    }
+    if (arguments.isEmpty())
+        return runApplication(argc, argv);
+    if (arguments == QStringList{QStringLiteral("--help")} || arguments == QStringList{QStringLiteral("-h")}) {
+        QTextStream(stdout) << helpText();
+        return 0;
+    }
+    if (arguments == QStringList{QStringLiteral("--version")}) {
+        QTextStream(stdout) << "quillo " << QUILLO_VERSION << '\n';
+        return 0;
+    }
+    QTextStream(stderr) << "quillo: unknown command \"" << arguments.constFirst() << "\"; see quillo --help\n";
+    return 2;
+}

@@ -1,0 +1,206 @@
+#include "Platform/Linux/PulseAudio/PulseAudioConnection.h"
+
+#include "Core/Log.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+
+namespace quillo {
+
+namespace {
+
+/// How long a caller waits for a server that starts or hangs.
+constexpr std::chrono::milliseconds readyDeadline(300);
+constexpr uint64_t firstReconnectDelay = 250 * PA_USEC_PER_MSEC;
+constexpr uint64_t longestReconnectDelay = 10 * PA_USEC_PER_SEC;
+
+void log(const QString& message, LogLevel level = LogLevel::info) {
+    appLog(message, level, QStringLiteral("PulseAudio"));
+}
+
+PulseAudioSource describe(const pa_source_info& info) {
+    PulseAudioSource source;
+    source.device.id = QString::fromUtf8(info.name);
+    source.device.name = info.description ? QString::fromUtf8(info.description) : QStringLiteral("Unknown");
+    source.device.isMonitor = info.monitor_of_sink != PA_INVALID_INDEX;
+    source.sampleRate = info.sample_spec.rate;
+    source.channels = info.sample_spec.channels;
+    source.bitsPerSample = static_cast<uint32_t>(pa_sample_size(&info.sample_spec)) * 8;
+    return source;
+}
+
+void release(pa_operation* operation) {
+    if (operation)
+        pa_operation_unref(operation);
+}
+
+} // namespace
+
+PulseAudioConnection::PulseAudioConnection() : m_loop(pa_threaded_mainloop_new()) {
+    if (!m_loop)
+        throw std::runtime_error("no main loop for the sound server");
+    pa_threaded_mainloop_set_name(m_loop, "quillo-audio");
+    connect();
+    if (pa_threaded_mainloop_start(m_loop) < 0)
+        throw std::runtime_error("the main loop of the sound server did not start");
+}
+
+PulseAudioConnection::~PulseAudioConnection() {
+    pa_threaded_mainloop_stop(m_loop);
+    if (m_reconnect)
+        pa_threaded_mainloop_get_api(m_loop)->time_free(m_reconnect);
+    if (m_context) {
+        pa_context_set_state_callback(m_context, nullptr, nullptr);
+        pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
+        pa_context_disconnect(m_context);
+        pa_context_unref(m_context);
+    }
+    pa_threaded_mainloop_free(m_loop);
+}
+
+void PulseAudioConnection::connect() {
+    if (m_context) {
+        pa_context_set_state_callback(m_context, nullptr, nullptr);
+        pa_context_disconnect(m_context);
+        pa_context_unref(m_context);
+    }
+    m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Quillo");
+    pa_context_set_state_callback(
+        m_context, [](pa_context*, void* self) { static_cast<PulseAudioConnection*>(self)->handleState(); }, this);
+    // A server that is not running is the session's to start, not ours.
+    if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+        scheduleReconnect();
+}
+
+void PulseAudioConnection::scheduleReconnect() {
+    publish(false);
+    if (m_reconnect)
+        return;
+    const auto delay = std::min(firstReconnectDelay << std::min(m_failures, 10U), longestReconnectDelay);
+    if (m_failures++ == 0)
+        log(QStringLiteral("⚠️ No sound server: %1. Looking for it again by itself")
+                .arg(QString::fromUtf8(pa_strerror(pa_context_errno(m_context)))),
+            LogLevel::warn);
+    m_reconnect = pa_context_rttime_new(
+        m_context, pa_rtclock_now() + delay,
+        [](pa_mainloop_api* api, pa_time_event* event, const timeval*, void* pointer) {
+            auto* const self = static_cast<PulseAudioConnection*>(pointer);
+            api->time_free(event);
+            self->m_reconnect = nullptr;
+            self->connect();
+        },
+        this);
+}
+
+void PulseAudioConnection::handleState() {
+    switch (pa_context_get_state(m_context)) {
+    case PA_CONTEXT_READY:
+        if (m_failures > 0)
+            log(QStringLiteral("✅ The sound server is back"));
+        m_failures = 0;
+        m_isReady = true;
+        pa_context_set_subscribe_callback(
+            m_context,
+            [](pa_context*, pa_subscription_event_type_t, uint32_t, void* self) {
+                static_cast<PulseAudioConnection*>(self)->refresh();
+            },
+            this);
+        release(pa_context_subscribe(
+            m_context, static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER),
+            nullptr, nullptr));
+        refresh();
+        break;
+    case PA_CONTEXT_FAILED:
+    case PA_CONTEXT_TERMINATED:
+        m_isReady = false;
+        scheduleReconnect();
+        break;
+    default:
+        break;
+    }
+}
+
+void PulseAudioConnection::refresh() {
+    release(pa_context_get_server_info(
+        m_context,
+        [](pa_context*, const pa_server_info* info, void* pointer) {
+            auto* const self = static_cast<PulseAudioConnection*>(pointer);
+            const std::lock_guard lock(self->m_mutex);
+            self->m_defaultSource = info ? QString::fromUtf8(info->default_source_name) : QString();
+        },
+        this));
+    // Answers come in the order of the questions: when the list is complete the default is known too.
+    release(pa_context_get_source_info_list(
+        m_context,
+        [](pa_context*, const pa_source_info* info, int end, void* pointer) {
+            auto* const self = static_cast<PulseAudioConnection*>(pointer);
+            if (info)
+                self->m_listing.push_back(describe(*info));
+            if (end == 0)
+                return;
+            {
+                const std::lock_guard lock(self->m_mutex);
+                self->m_sources = std::exchange(self->m_listing, {});
+            }
+            self->publish(true);
+        },
+        this));
+}
+
+void PulseAudioConnection::publish(bool ready) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isListed = ready;
+        m_hasFailed = !ready;
+        if (!ready) {
+            m_sources.clear();
+            m_defaultSource.clear();
+        }
+    }
+    m_changed.notify_all();
+}
+
+bool PulseAudioConnection::waitUntilReady() {
+    std::unique_lock lock(m_mutex);
+    if (m_isListed)
+        return true;
+    if (m_hasFailed) {
+        // Somebody wants it now: do not wait for the next attempt's turn.
+        lock.unlock();
+        {
+            const PulseAudioLock loopLock(m_loop);
+            if (m_reconnect)
+                pa_context_rttime_restart(m_context, m_reconnect, pa_rtclock_now());
+        }
+        lock.lock();
+    }
+    return m_changed.wait_for(lock, readyDeadline, [this] { return m_isListed; });
+}
+
+bool PulseAudioConnection::isReady() {
+    const std::lock_guard lock(m_mutex);
+    return m_isListed;
+}
+
+std::vector<PulseAudioSource> PulseAudioConnection::sources() {
+    waitUntilReady();
+    const std::lock_guard lock(m_mutex);
+    return m_sources;
+}
+
+std::optional<QString> PulseAudioConnection::defaultSource() {
+    waitUntilReady();
+    const std::lock_guard lock(m_mutex);
+    const auto isMicrophone = [](const PulseAudioSource& source) { return !source.device.isMonitor; };
+    const auto chosen = std::find_if(m_sources.begin(), m_sources.end(), [this](const PulseAudioSource& source) {
+        return source.device.id == m_defaultSource;
+    });
+    if (chosen != m_sources.end() && isMicrophone(*chosen))
+        return chosen->device.id;
+    // The server names a monitor when it knows no better: that would record the loudspeakers.
+    const auto any = std::find_if(m_sources.begin(), m_sources.end(), isMicrophone);
+    return any == m_sources.end() ? std::nullopt : std::optional(any->device.id);
+}
+
+} // namespace quillo

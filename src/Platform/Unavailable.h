@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Platform/Applications.h"
+#include "Platform/KeyEvents.h"
+#include "Platform/KeyInjector.h"
+#include "Platform/Pasteboard.h"
+
+#include <memory>
+
+namespace quillo {
+
+// Stand-ins for what a desktop does not offer: each says "not available" and does nothing, so that nobody above has to
+// ask for null.
+std::unique_ptr<KeyEventSource> makeUnavailableKeyEventSource();
+std::unique_ptr<KeyInjector> makeUnavailableKeyInjector();
+std::unique_ptr<Pasteboard> makeUnavailablePasteboard();
+std::unique_ptr<Applications> makeUnavailableApplications();
+
+} // namespace quillo
