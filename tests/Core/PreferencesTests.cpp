@@ -58,7 +58,7 @@ TEST_F(PreferencesFile, TellsChangesOnly) {
 TEST_F(PreferencesFile, SetsAForeignFileAsideWithItsBytesIntact) {
     const QByteArray foreign[] = {QByteArray("\x7f"
                                              "ELF\x02\x01\0\0binary",
-                                             16),
+                                             14),
                                   "{\n  \"playSound\": false\n}\n", "[General]\nplaySound=\xff\xfe\n",
                                   "[General]\nplaySound=false\n<<<<<<< HEAD\n"};
     for (const auto& bytes : foreign) {

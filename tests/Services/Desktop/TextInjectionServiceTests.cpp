@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace quillo::test {
 namespace {
 
@@ -27,6 +29,12 @@ protected:
     TextInjection() {
         pasteboard.copy(QStringLiteral("before"));
         readsOnPaste();
+    }
+
+    ~TextInjection() override {
+        // What still waits ends with the service, on the executor.
+        owned.reset();
+        executor.drain();
     }
 
     void readsOnPaste() {
@@ -55,7 +63,9 @@ protected:
     MockKeyInjector injector;
     MockApplications applications;
     MockAccessibility accessibility;
-    TextInjectionService service{pasteboard, injector, applications, accessibility, clock};
+    std::unique_ptr<TextInjectionService> owned =
+        std::make_unique<TextInjectionService>(pasteboard, injector, applications, accessibility, clock);
+    TextInjectionService& service = *owned;
 };
 
 TEST_F(TextInjection, PastesAndGivesTheClipboardBackAfterTheRead) {
