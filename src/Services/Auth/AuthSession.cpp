@@ -40,7 +40,7 @@ void AuthService::Session::end() {
 
 QString AuthService::Session::deviceId() const {
     // The id is what an anonymous session is made from, so a line shows its beginning alone.
-    const auto shown = [](const QString& id) { return id.left(8) % QStringLiteral("…"); };
+    const auto shown = [](const QString& id) -> QString { return id.left(8) % QStringLiteral("…"); };
     const auto log = [](const QString& message) { appLog(message, LogLevel::info, QStringLiteral("Auth")); };
     if (const auto stored = config.tokenStorage->deviceId(); stored && !stored->isEmpty()) {
         log(QStringLiteral("Using existing device_id: ") % shown(*stored));

@@ -86,7 +86,7 @@ private:
         ::fchmod(file.handle(), 0600);
         if (auto values = parse(file.readAll()))
             return values;
-        const auto aside = m_path % QStringLiteral(".damaged");
+        const QString aside = m_path % QStringLiteral(".damaged");
         QFile::remove(aside);
         if (!file.rename(aside)) {
             warn(QStringLiteral("%1 is damaged and cannot be moved aside: %2").arg(m_path, file.errorString()));
@@ -109,7 +109,7 @@ private:
 
     /// By a new file that is closed to others before the first byte is in it.
     [[nodiscard]] bool replace(const QByteArray& content) const {
-        auto name = QFile::encodeName(m_path % QStringLiteral(".XXXXXX"));
+        QByteArray name = QFile::encodeName(m_path % QStringLiteral(".XXXXXX"));
         const int descriptor = ::mkostemp(name.data(), O_CLOEXEC); // mode 0600
         if (descriptor < 0)
             return false;

@@ -1,0 +1,245 @@
+#include "Services/Auth/AuthService.h"
+
+#include "Core/NotificationCenter.h"
+#include "Services/Auth/InMemoryTokenStorage.h"
+#include "Services/Transport/LogLines.h"
+#include "Services/Transport/ScriptedTcpServer.h"
+#include "Support/Async.h"
+
+#include <QUuid>
+
+#include <gmock/gmock.h>
+
+using namespace quillo;
+using namespace quillo::test;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+const QByteArray tokensJson = R"({"access_token":"new-access","refresh_token":"new-refresh","expires_in":3600})";
+const QByteArray anonymousJson =
+    R"({"user":{"id":"u1","is_anonymous":true},"tokens":)" + tokensJson + R"(,"is_new_user":true})";
+
+/// How a task ended: "" or the text of its AuthError, led by its kind.
+std::string outcome(Task<> task) {
+    try {
+        await(std::move(task));
+        return "ok";
+    } catch (const AuthError& error) {
+        return (error.isAuthenticationError() ? "authentication: " : "transport: ") + std::string(error.what());
+    }
+}
+
+class AuthServiceTest : public testing::Test {
+protected:
+    AuthService& service() {
+        if (!m_service)
+            m_service = std::make_unique<AuthService>(
+                AuthService::Config{.authBaseURL = server.url(u"http"_qs).resolved(QUrl(u"/auth"_qs)),
+                                    .apiBaseURL = server.url(u"http"_qs).resolved(QUrl(u"/api/v1"_qs)),
+                                    .tokenStorage = storage,
+                                    .prepareRequest = {},
+                                    .loadStorage = {},
+                                    .device = DeviceIdentity(machineIdPath),
+                                    .clientVersion = u"1.2"_qs},
+                clock);
+        return *m_service;
+    }
+
+    void signIn(int secondsLeft) {
+        storage->setAccessToken(u"old-access"_qs);
+        storage->setRefreshToken(u"old-refresh"_qs);
+        storage->setUserData(R"({"id":"u1","email":"a@example.org","is_anonymous":false})");
+        storage->setAccessTokenExpiresAt(clock.wallTime().addSecs(secondsLeft));
+    }
+
+    LogLines log;
+    ManualClock clock{EventExecutor::main()};
+    QByteArray answer = ScriptedTcpServer::http("200 OK", tokensJson);
+    ScriptedTcpServer server{[this](const auto&) { return answer; }};
+    std::shared_ptr<InMemoryTokenStorage> storage = std::make_shared<InMemoryTokenStorage>();
+    QString machineIdPath = u"/nonexistent"_qs;
+    std::unique_ptr<AuthService> m_service;
+};
+
+TEST_F(AuthServiceTest, ARefreshStoresTheNewTokens) {
+    signIn(0);
+    EXPECT_EQ(outcome(service().refreshAccessToken()), "ok");
+    EXPECT_TRUE(server.requests[0].head.startsWith("POST /auth/oauth/token HTTP/1.1\r\n"));
+    EXPECT_THAT(server.requests[0].head.toLower().toStdString(), HasSubstr("content-type: application/json\r\n"));
+    EXPECT_EQ(server.requests[0].body,
+              R"({"grant_type":"refresh_token","refresh_token":"old-refresh","client_id":"quillo-speech-macos"})");
+    EXPECT_EQ(storage->accessToken(), u"new-access"_qs);
+    EXPECT_EQ(storage->refreshToken(), u"new-refresh"_qs);
+    EXPECT_EQ(storage->accessTokenExpiresAt(), clock.wallTime().addSecs(3600));
+    EXPECT_THAT(log.text(), HasSubstr("Token refreshed successfully"));
+    EXPECT_THAT(log.text(), Not(HasSubstr("-access")));
+    EXPECT_THAT(log.text(), Not(HasSubstr("-refresh")));
+}
+
+TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
+    struct Case {
+        QByteArray answer;
+        const char* outcome;
+        bool keepsSession;
+    };
+    const std::vector<Case> cases{
+        {ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_grant"})"),
+         "authentication: Not authenticated", false},
+        {ScriptedTcpServer::http("401 Unauthorized", {}, "WWW-Authenticate: Basic realm=x\r\n"),
+         "authentication: Not authenticated", false},
+        {ScriptedTcpServer::http("403 Forbidden"), "authentication: Not authenticated", false},
+        {ScriptedTcpServer::http("429 Too Many Requests"), "transport: ", true},
+        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"), "transport: ", true},
+        {ScriptedTcpServer::http("500 Oops"), "transport: ", true},
+        {ScriptedTcpServer::http("200 OK", "<html>Please log in to the hotel's network</html>"), "transport: ", true},
+        {ScriptedTcpServer::http("200 OK", R"({"access_token":"a","refresh_token":"","expires_in":1})"),
+         "transport: ", true},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n{\"access", "transport: ", true},
+        {"nonsense\r\n\r\n", "transport: ", true},
+    };
+    for (const auto& test : cases) {
+        answer = test.answer;
+        signIn(-1);
+        EXPECT_THAT(outcome(service().refreshAccessToken()), testing::StartsWith(test.outcome))
+            << test.answer.toStdString();
+        EXPECT_EQ(await(service().checkExistingSession()), test.keepsSession) << test.answer.toStdString();
+        EXPECT_EQ(service().isAuthenticated(), test.keepsSession);
+        EXPECT_EQ(storage->refreshToken(), test.keepsSession ? std::optional(u"old-refresh"_qs) : std::nullopt);
+    }
+    server.close();
+    signIn(-1);
+    EXPECT_TRUE(await(service().checkExistingSession())) << "no network";
+    EXPECT_THAT(log.text(), HasSubstr("Refresh failed with auth error. Local session cleared."));
+    EXPECT_THAT(log.text(), HasSubstr("Refresh failed with non-auth error. Keeping local session for retry."));
+}
+
+TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
+    for (const bool succeeds : {true, false}) {
+        answer.clear();
+        server.requests.clear();
+        signIn(0);
+        std::vector<std::string> ends;
+        const auto run = [](Task<> task, std::vector<std::string>* results) -> Task<> {
+            try {
+                co_await task;
+                results->emplace_back("ok");
+            } catch (const AuthError& error) {
+                results->emplace_back(error.what());
+            }
+        };
+        for (int caller = 0; caller < 3; ++caller)
+            run(service().refreshAccessToken(), &ends);
+        ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
+        server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : ScriptedTcpServer::http("401 No"));
+        ASSERT_TRUE(waitUntil([&] { return ends.size() == 3; }));
+        EXPECT_THAT(ends, testing::Each(succeeds ? "ok" : "Not authenticated"));
+        EXPECT_EQ(server.requests.size(), 1);
+    }
+}
+
+TEST_F(AuthServiceTest, AnAnswerThatComesAfterTheLogoutIsNotStored) {
+    answer.clear();
+    signIn(0);
+    std::string end;
+    const auto run = [](Task<> task, std::string* result) -> Task<> {
+        try {
+            co_await task;
+        } catch (const AuthError& error) {
+            *result = error.what();
+        }
+    };
+    run(service().refreshAccessToken(), &end);
+    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
+    service().logout();
+    server.answerAll(ScriptedTcpServer::http("200 OK", tokensJson));
+    ASSERT_TRUE(waitUntil([&] { return !end.empty(); }));
+    EXPECT_EQ(end, "Not authenticated");
+    EXPECT_EQ(storage->accessToken(), std::nullopt);
+}
+
+TEST_F(AuthServiceTest, AStoredSessionIsRestored) {
+    EXPECT_FALSE(await(service().checkExistingSession()));
+    EXPECT_THAT(log.text(), HasSubstr("No existing access token found"));
+    signIn(60);
+    EXPECT_TRUE(await(service().checkExistingSession()));
+    EXPECT_EQ(service().currentUser()->email, u"a@example.org"_qs);
+    EXPECT_TRUE(server.requests.isEmpty());
+    signIn(0);
+    EXPECT_TRUE(await(service().checkExistingSession()));
+    EXPECT_EQ(storage->accessToken(), u"new-access"_qs);
+    EXPECT_THAT(log.text(), HasSubstr("Session restored via token refresh"));
+    storage->setRefreshToken(std::nullopt);
+    storage->setAccessTokenExpiresAt(clock.wallTime());
+    EXPECT_FALSE(await(service().checkExistingSession()));
+    EXPECT_THAT(log.text(), HasSubstr("No refresh token available"));
+    EXPECT_EQ(storage->accessToken(), std::nullopt);
+}
+
+TEST_F(AuthServiceTest, AnAnonymousSessionKeepsItsDeviceAcrossALogout) {
+    answer = ScriptedTcpServer::http("200 OK", anonymousJson);
+    int changes = 0;
+    const auto connection =
+        QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                         [&](const QString& name) { changes += name == notification::authUserDidChange; });
+    EXPECT_EQ(outcome(service().createAnonymousSession()), "ok");
+    EXPECT_TRUE(service().isAuthenticated());
+    EXPECT_TRUE(service().currentUser()->isAnonymous);
+    EXPECT_TRUE(service().isNewUser());
+    EXPECT_FALSE(service().isLoading());
+    EXPECT_EQ(changes, 1);
+    const auto device = storage->deviceId();
+    ASSERT_TRUE(device);
+    EXPECT_EQ(device->at(14), u'7') << "the version of the UUID";
+    EXPECT_TRUE(server.requests[0].head.startsWith("POST /api/v1/auth/anonymous HTTP/1.1\r\n"));
+    const auto body = server.requests[0].body.toStdString();
+    EXPECT_THAT(body, testing::StartsWith(R"({"device_id":")" + device->toStdString() +
+                                          R"(","platform":"macos","app_version":"1.2","os_version":")"));
+    EXPECT_THAT(body, testing::ContainsRegex(R"("device_fingerprint":"[0-9a-f]{64}"\}$)"));
+
+    service().logout();
+    EXPECT_FALSE(service().isAuthenticated());
+    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(storage->deviceId(), device);
+    EXPECT_EQ(outcome(service().createAnonymousSession()), "ok");
+    EXPECT_EQ(server.requests[1].body, server.requests[0].body);
+    EXPECT_THAT(log.text(), HasSubstr("Using existing device_id: "));
+    EXPECT_THAT(log.text(), Not(HasSubstr(device->toStdString())));
+    QObject::disconnect(connection);
+
+    answer = ScriptedTcpServer::http("503 Busy");
+    EXPECT_EQ(outcome(service().createAnonymousSession()), "transport: Anonymous authentication failed: status 503");
+}
+
+TEST_F(AuthServiceTest, TheMachinesOwnIdNeverLeavesIt) {
+    const QTemporaryDir folder;
+    const auto identity = [&](const QByteArray& content) {
+        QFile file(folder.filePath(u"machine-id"_qs));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        file.close();
+        return DeviceIdentity(file.fileName());
+    };
+    const auto one = identity("0123456789abcdef0123456789abcdef\n");
+    const auto id = one.hardwareUUID();
+    ASSERT_TRUE(id);
+    EXPECT_EQ(QUuid::fromString(*id).version(), 4);
+    EXPECT_FALSE(id->contains(u"0123"));
+    EXPECT_EQ(identity("0123456789abcdef0123456789abcdef").hardwareUUID(), id);
+    EXPECT_NE(identity("1123456789abcdef0123456789abcdef").hardwareUUID(), id);
+    EXPECT_FALSE(one.fingerprint(*id).contains(id->first(8)));
+    for (const auto* const none : {"", "uninitialized\n", "00000000000000000000000000000000", "0123"})
+        EXPECT_EQ(identity(none).hardwareUUID(), std::nullopt) << none;
+}
+
+TEST_F(AuthServiceTest, VersionSevenIdsSortByTheirTime) {
+    const auto time = QDateTime::fromMSecsSinceEpoch(0x017F22E279B0, Qt::UTC);
+    const auto id = makeUUIDVersion7(time);
+    EXPECT_TRUE(id.startsWith(u"017f22e2-79b0-7")); // the example of RFC 9562, appendix A.6
+    EXPECT_EQ(QUuid::fromString(id).variant(), QUuid::DCE);
+    EXPECT_LT(id, makeUUIDVersion7(time.addMSecs(1)));
+    EXPECT_NE(id, makeUUIDVersion7(time));
+}
+
+} // namespace

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Concurrency/Executor.h"
+#include "Core/LoggingService.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <string>
+
+namespace quillo::test {
+
+/// The lines that were logged since this object was made, from the real log file.
+class LogLines {
+public:
+    LogLines() {
+        LoggingService::shared().setConsoleLevel(std::nullopt);
+        LoggingService::shared().open(m_folder.filePath(QStringLiteral("log")));
+    }
+
+    /// What is still to be written from the main thread's queue included.
+    [[nodiscard]] std::string text() const {
+        EventExecutor::main().drain();
+        QFile file(m_folder.filePath(QStringLiteral("log")));
+        return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string("the log cannot be read");
+    }
+
+    /// How often `line` was written.
+    [[nodiscard]] int count(const std::string& line) const {
+        return static_cast<int>(QByteArray::fromStdString(text()).count(line.c_str()));
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+} // namespace quillo::test

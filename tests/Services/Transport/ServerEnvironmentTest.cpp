@@ -1,0 +1,81 @@
+#include "Core/ServerEnvironment.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace quillo;
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace {
+
+TEST(ServerEnvironment, AddressesFollowFromTheHost) {
+    struct Case {
+        const char* host;
+        const char* webSocket;
+        bool isLoopback;
+    };
+    const std::vector<Case> cases{
+        {"speech.example.org", "wss://speech.example.org/ws/v3/transcribe", false},
+        {"speech.example.org:8443", "wss://speech.example.org:8443/ws/v3/transcribe", false},
+        {"192.0.2.7", "wss://192.0.2.7/ws/v3/transcribe", false},
+        {"localhost:5180", "ws://localhost:5180/ws/v3/transcribe", true},
+        {"127.0.0.1:5180", "ws://127.0.0.1:5180/ws/v3/transcribe", true},
+        {"127.8.9.1", "wss://127.8.9.1/ws/v3/transcribe", true},
+        {"[::1]:5180", "wss://[::1]:5180/ws/v3/transcribe", true},
+        {"[2001:db8::7]", "wss://[2001:db8::7]/ws/v3/transcribe", false},
+        // A plain connection by its name, yet another machine's: it gains no trust.
+        {"localhost.example.org", "ws://localhost.example.org/ws/v3/transcribe", false},
+    };
+    for (const auto& [host, webSocket, isLoopback] : cases) {
+        const ServerEnvironment environment(QString::fromLatin1(host), true);
+        EXPECT_EQ(environment.wsTranscribeURL().toString().toStdString(), webSocket);
+        EXPECT_EQ(environment.isLoopback(), isLoopback) << host;
+        const auto base = std::string("https://") + host;
+        EXPECT_EQ(environment.apiBaseURL().toString().toStdString(), base + "/api/v1");
+        EXPECT_EQ(environment.authBaseURL().toString().toStdString(), base + "/auth");
+        EXPECT_EQ(environment.webBaseURL().toString().toStdString(), base);
+    }
+}
+
+TEST(ServerEnvironment, ABadHostIsNamed) {
+    for (const auto* const host : {"",
+                                   " ",
+                                   "https://example.org",
+                                   "example.org/path",
+                                   "user@example.org",
+                                   "example.org:",
+                                   "example.org:0",
+                                   "example.org:65536",
+                                   "example.org:80x",
+                                   "example.org:+80",
+                                   "2001:db8::7",
+                                   "[2001:db8::7",
+                                   "[example.org]",
+                                   "[::1]8",
+                                   "1.2.3",
+                                   "300.1.1.1",
+                                   "a..b",
+                                   "-a.org",
+                                   "ex ample.org",
+                                   "example.org?x=1",
+                                   "exämple.org",
+                                   "a\nb"}) {
+        ASSERT_TRUE(qputenv("QUILLO_SERVER_HOST", host));
+        try {
+            ServerEnvironment::fromEnvironment(u"localhost"_qs);
+            ADD_FAILURE() << "accepted: " << host;
+        } catch (const std::invalid_argument& error) {
+            EXPECT_THAT(error.what(),
+                        AllOf(HasSubstr("QUILLO_SERVER_HOST"), HasSubstr(std::string("\"") + host + "\"")));
+        }
+    }
+    qputenv("QUILLO_SERVER_HOST", "example.org");
+    EXPECT_TRUE(ServerEnvironment::fromEnvironment(u"localhost"_qs).isCustomHost());
+    qunsetenv("QUILLO_SERVER_HOST");
+    const auto builtIn = ServerEnvironment::fromEnvironment(u"localhost:5180"_qs);
+    EXPECT_FALSE(builtIn.isCustomHost());
+    EXPECT_EQ(builtIn.host(), u"localhost:5180");
+}
+
+} // namespace

@@ -1,0 +1,126 @@
+#pragma once
+
+#include "Services/WebSocketServiceProtocol.h"
+
+#include <deque>
+#include <vector>
+
+namespace quillo::test {
+
+/// A connection that does as its test says: it records what is asked of it, and the test yields what the server says.
+/// Main thread. Header-only, as it is used with the protocol's library alone.
+class MockWebSocketService final : public WebSocketServiceProtocol {
+public:
+    // What the test scripts.
+    std::deque<WebSocketError> connectErrors; ///< each fails one connect, in order; afterwards they succeed
+    std::optional<WebSocketError> sendError;  ///< fails everything that is sent
+    SessionTexts currentTexts;
+
+    // What was asked.
+    int connects = 0;
+    int disconnects = 0;
+    std::vector<SessionRequest> sessions;
+    std::vector<AudioChunk> audio;
+    int endedSessions = 0;
+    std::vector<std::pair<double, QStringList>> meetingSwitches;
+    QStringList systemAudioStatuses;
+    int clearedTexts = 0;
+
+    /// Delivers `message` to whoever reads the connection's events; "connected" comes by itself.
+    void yield(ServerMessage message) {
+        if (m_events)
+            m_events.yield(std::move(message));
+    }
+
+    /// The connection breaks: `ConnectionLost`, then the end of the events.
+    void lose(const QString& reason) {
+        m_isConnected = false;
+        yield(server::ConnectionLost{
+            QString::fromUtf8(WebSocketError(WebSocketError::Code::receiveFailed, reason).what())});
+        finish();
+    }
+
+    Task<> connect() override {
+        ++connects;
+        if (!connectErrors.empty()) {
+            const auto error = connectErrors.front();
+            connectErrors.pop_front();
+            return failing(error);
+        }
+        auto [stream, sink] = AsyncStream<ServerMessage>::make(EventExecutor::main());
+        m_stream.emplace(std::move(stream));
+        m_events = sink;
+        m_isConnected = true;
+        yield(server::Connected{});
+        return done();
+    }
+
+    Task<> disconnect() override {
+        ++disconnects;
+        m_isConnected = false;
+        finish();
+        return done();
+    }
+
+    Task<> startSession(SessionRequest request) override {
+        sessions.push_back(std::move(request));
+        return sent();
+    }
+
+    Task<> sendAudio(AudioChunk chunk, bool /*hasSpeech*/) override {
+        if (!sendError)
+            audio.push_back(std::move(chunk));
+        return sent();
+    }
+
+    Task<> endSession() override {
+        ++endedSessions;
+        return sent();
+    }
+
+    Task<> sendSwitchToMeeting(double switchTimestamp, QStringList audioSources) override {
+        meetingSwitches.emplace_back(switchTimestamp, std::move(audioSources));
+        return sent();
+    }
+
+    Task<> sendSystemAudioStatus(QString status) override {
+        systemAudioStatuses.append(status);
+        return sent();
+    }
+
+    AsyncStream<ServerMessage> receiveMessages() override {
+        if (auto stream = std::exchange(m_stream, std::nullopt))
+            return *std::move(stream);
+        return AsyncStream<ServerMessage>::of(EventExecutor::main(), {});
+    }
+
+    [[nodiscard]] bool isConnected() const override { return m_isConnected; }
+    [[nodiscard]] SessionTexts texts() const override { return currentTexts; }
+    void clearAllText() override {
+        ++clearedTexts;
+        currentTexts = {};
+    }
+    void markRecoveredTextAsUsed() override { currentTexts.hasRecoveredText = false; }
+
+private:
+    static Task<> done() { co_return; }
+    static Task<> failing(WebSocketError error) {
+        throw error;
+        co_return;
+    }
+    Task<> sent() {
+        if (sendError)
+            return failing(*sendError);
+        return m_isConnected ? done() : failing(WebSocketError(WebSocketError::Code::notConnected));
+    }
+    void finish() {
+        if (m_events)
+            m_events.finish();
+    }
+
+    bool m_isConnected = false;
+    std::optional<AsyncStream<ServerMessage>> m_stream;
+    AsyncStream<ServerMessage>::Sink m_events;
+};
+
+} // namespace quillo::test
