@@ -21,11 +21,11 @@ struct Word {
 /// A piece of recognised speech, UTF-8.
 struct Transcript {
     std::string text;
-    std::string language;     ///< ISO 639-1, empty when unknown
-    double confidence = 1;    ///< 0 to 1
-    double start = 0;         ///< seconds from the start of the session's audio
+    std::string language;  ///< ISO 639-1, empty when unknown
+    double confidence = 1; ///< 0 to 1
+    double start = 0;      ///< seconds from the start of the session's audio
     double end = 0;
-    std::vector<Word> words;  ///< may be empty
+    std::vector<Word> words; ///< may be empty
 };
 
 /// What the client asked for when it started the session.
