@@ -34,6 +34,12 @@ public:
     virtual Task<bool> waitUntilRead(std::chrono::milliseconds deadline) = 0;
     /// When the latest read ended; restoring must come after the reader has had it.
     [[nodiscard]] virtual std::optional<std::chrono::steady_clock::time_point> lastRead() const = 0;
+    /// Whether the process of that id is among the readers; tells the target from a clipboard manager. False where the
+    /// desktop does not tell who reads.
+    [[nodiscard]] virtual bool readBy(int64_t pid) const {
+        (void)pid;
+        return false;
+    }
 };
 
 /// The desktop's clipboard. Called on the main thread; an owner that never answers costs a deadline, not a hang.

@@ -1,0 +1,95 @@
+#include "Platform/Linux/AtSpi/AtSpiFocus.h"
+
+#include "Core/Log.h"
+
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+#include <QUuid>
+
+namespace quillo {
+
+namespace {
+
+const QString category = QStringLiteral("Accessibility");
+constexpr int answerMilliseconds = 5000;
+
+QDBusMessage propertySet(const QString& name, bool value) {
+    auto message =
+        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                       QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
+    message << QStringLiteral("org.a11y.Status") << name << QVariant::fromValue(QDBusVariant(value));
+    return message;
+}
+
+} // namespace
+
+AtSpiFocus::AtSpiFocus()
+    : m_connectionName(QStringLiteral("quillo-atspi-") + QUuid::createUuid().toString(QUuid::WithoutBraces)) {}
+
+AtSpiFocus::~AtSpiFocus() { QDBusConnection::disconnectFromBus(m_connectionName); }
+
+QDBusConnection AtSpiFocus::bus() const { return QDBusConnection(m_connectionName); }
+
+void AtSpiFocus::start() {
+    auto session = QDBusConnection::sessionBus();
+    if (!session.isConnected()) {
+        appLog(QStringLiteral("⚠️ No session bus: the focused element cannot be told"), LogLevel::warn, category);
+        return;
+    }
+    // Qt programs look at this when they start, and stay out of reach otherwise.
+    session.asyncCall(propertySet(QStringLiteral("IsEnabled"), true), answerMilliseconds);
+    const auto ask = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                                    QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+    auto* const watcher = new QDBusPendingCallWatcher(session.asyncCall(ask, answerMilliseconds), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        const QDBusPendingReply<QString> reply = *watcher;
+        watcher->deleteLater();
+        if (reply.isError())
+            appLog(QStringLiteral(
+                       "⚠️ No accessibility bus (%1): the focused element cannot be told; is at-spi2-core installed?")
+                       .arg(reply.error().message()),
+                   LogLevel::warn, category);
+        else
+            connectTo(reply.value());
+    });
+}
+
+void AtSpiFocus::connectTo(const QString& address) {
+    auto connection = QDBusConnection::connectToBus(address, m_connectionName);
+    if (!connection.isConnected()) {
+        appLog(QStringLiteral("⚠️ Cannot connect to the accessibility bus: ") + connection.lastError().message(),
+               LogLevel::warn, category);
+        return;
+    }
+    connection.connect(QString(), QString(), QStringLiteral("org.a11y.atspi.Event.Object"),
+                       QStringLiteral("StateChanged"), this, SLOT(stateChanged(QDBusMessage)));
+    connection.connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"), this,
+                       SLOT(nameOwnerChanged(QString, QString, QString)));
+    // Programs send only what somebody has registered for.
+    auto message = QDBusMessage::createMethodCall(
+        QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/registry"),
+        QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("RegisterEvent"));
+    message << QStringLiteral("object:state-changed:focused");
+    connection.asyncCall(message, answerMilliseconds);
+    appLog(QStringLiteral("✅ Following the focus on the accessibility bus"), LogLevel::debug, category);
+}
+
+void AtSpiFocus::stateChanged(const QDBusMessage& message) {
+    const QList<QVariant> arguments = message.arguments();
+    if (arguments.size() < 2 || arguments[0].toString() != u"focused")
+        return;
+    if (arguments[1].toInt() != 0)
+        m_focused = {message.service(), message.path()};
+    else if (m_focused.service == message.service() && m_focused.path == message.path())
+        m_focused = {};
+}
+
+void AtSpiFocus::nameOwnerChanged(const QString& name, const QString& oldOwner, const QString& newOwner) {
+    Q_UNUSED(oldOwner)
+    if (newOwner.isEmpty() && name == m_focused.service)
+        m_focused = {};
+}
+
+} // namespace quillo

@@ -1,0 +1,96 @@
+#include "Platform/Linux/X11/DesktopEntries.h"
+#include "Platform/Linux/X11/KeyboardGrabProbe.h"
+#include "Platform/Linux/X11/X11Applications.h"
+#include "Support/Async.h"
+#include "Support/XSession.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gmock/gmock.h>
+
+namespace quillo {
+namespace {
+
+using test::waitUntil;
+
+TEST(X11Applications, FollowsTheActiveWindowAndActivates) {
+    test::XSession session;
+    const auto applications = createX11Applications();
+    ASSERT_TRUE(applications);
+    EXPECT_EQ(applications->frontmost(), std::nullopt);
+    const test::TextFieldProgram first(session);
+    const auto one = applications->frontmost();
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->pid, first.pid());
+    EXPECT_EQ(one->window, first.window());
+    EXPECT_EQ(one->name, QStringLiteral("quillo-text-field"));
+    EXPECT_FALSE(one->isTerminal);
+    {
+        const test::TextFieldProgram second(session);
+        EXPECT_EQ(applications->frontmost()->pid, second.pid());
+        EXPECT_TRUE(applications->activate(*one));
+        // At no moment of the switch is the desktop taken for empty.
+        EXPECT_TRUE(waitUntil([&] {
+            const auto now = applications->frontmost();
+            EXPECT_TRUE(now);
+            return now && now->pid == first.pid();
+        }));
+    }
+    auto moved = *one;
+    moved.window = 0;
+    EXPECT_TRUE(applications->activate(moved)) << "found again by its process";
+    moved.pid = 999999999;
+    EXPECT_FALSE(applications->activate(moved));
+
+    const auto terminal = session.launch(QStringLiteral("xterm"), {QStringLiteral("-T"), QStringLiteral("Terminal")});
+    session.waitForActiveWindow(QStringLiteral("Terminal"));
+    EXPECT_TRUE(applications->frontmost()->isTerminal);
+    terminal->kill();
+    terminal->waitForFinished();
+}
+
+TEST(X11KeyboardGrab, IsToldWithoutTouchingTheFocus) {
+    const test::XSession session;
+    InjectionGuard guard;
+    EXPECT_FALSE(x11KeyboardIsGrabbed(guard));
+    auto* const other = xcb_connect(nullptr, nullptr);
+    auto* const grab = xcb_grab_keyboard_reply(
+        other, xcb_grab_keyboard(other, 0, session.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    ASSERT_EQ(grab->status, XCB_GRAB_STATUS_SUCCESS);
+    EXPECT_TRUE(x11KeyboardIsGrabbed(guard));
+    guard.setOwnGrabActive(true);
+    EXPECT_FALSE(x11KeyboardIsGrabbed(guard));
+    std::free(grab); // NOLINT
+    xcb_disconnect(other);
+    guard.setOwnGrabActive(false);
+    EXPECT_TRUE(waitUntil([&] { return !x11KeyboardIsGrabbed(guard); }));
+}
+
+TEST(DesktopEntries, AreFoundByClassIdAndProgram) {
+    const QTemporaryDir folder;
+    QDir(folder.path()).mkpath(QStringLiteral("applications/sub"));
+    const auto write = [&](const char* name, const QByteArray& text) {
+        QFile file(folder.filePath(QStringLiteral("applications/") + QLatin1String(name)));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("[Desktop Entry]\nType=Application\n" + text);
+    };
+    write("editor.desktop", "Name=Editor\nName[de]=Texteditor\nStartupWMClass=Gedit-Like\nExec=env A=b /usr/bin/ed-it "
+                            "%U\n[Other]\nName=No\n");
+    write("sub/term.desktop", "Name=Console\nExec=\"/usr/bin/con sole\"\nCategories=System;TerminalEmulator;\n");
+    const auto entries = DesktopEntries::read({folder.path()}, QStringLiteral("de_DE"));
+    for (const auto& [windowClass, program] : {std::pair{QStringLiteral("gedit-like"), QString()},
+                                               {QStringLiteral("Editor"), QString()},
+                                               {QString(), QStringLiteral("ed-it")}}) {
+        const auto entry = entries.find(windowClass, program);
+        ASSERT_TRUE(entry);
+        EXPECT_EQ(entry->name, QStringLiteral("Texteditor"));
+        EXPECT_EQ(entry->id, QStringLiteral("editor"));
+    }
+    EXPECT_TRUE(entries.find(QStringLiteral("sub-term"), {})->isTerminal);
+    EXPECT_FALSE(entries.find(QStringLiteral("nothing"), QStringLiteral("nobody")));
+}
+
+} // namespace
+} // namespace quillo

@@ -1,0 +1,228 @@
+#include "Platform/Linux/X11/VirtualKeyCodes.h"
+#include "Platform/Linux/X11/X11KeyEventSource.h"
+#include "Support/Async.h"
+#include "Support/XSession.h"
+
+#include <gmock/gmock.h>
+
+#include <linux/input-event-codes.h>
+
+namespace quillo {
+
+void PrintTo(const KeyEvent& event, std::ostream* out) {
+    *out << "type " << static_cast<int>(event.type) << " key " << event.keyCode << " flags 0x" << std::hex
+         << event.flags << std::dec << (event.isAutoRepeat ? " repeat" : "");
+}
+
+namespace {
+
+using test::waitUntil;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+KeyEvent down(uint16_t key, uint64_t flags = 0) { return {KeyEventType::keyDown, key, flags, false}; }
+KeyEvent up(uint16_t key, uint64_t flags = 0) { return {KeyEventType::keyUp, key, flags, false}; }
+KeyEvent changed(uint16_t key, uint64_t flags) { return {KeyEventType::flagsChanged, key, flags, false}; }
+
+class KeyEventsTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { s_session = std::make_unique<test::XSession>(); }
+    static void TearDownTestSuite() { s_session.reset(); }
+
+    void SetUp() override { s_session->setLayout(QStringLiteral("us")); }
+
+    void start(std::vector<KeyCombination> consumed = {}) {
+        m_source = createX11KeyEventSource(m_guard);
+        ASSERT_TRUE(m_source);
+        ASSERT_TRUE(m_source->start(
+            std::move(consumed), [this](const KeyEvent& event) { m_events.push_back(event); },
+            [this](KeyEventSourceState state) { m_states.push_back(state); }));
+    }
+
+    /// Presses a key last, so that everything before it has been delivered when it arrives; it is not kept.
+    void settle() {
+        s_session->tapPhysicalKey(KEY_F12);
+        const auto isLast = [](const KeyEvent& event) {
+            return event.keyCode == 111 && event.type == KeyEventType::keyUp;
+        };
+        ASSERT_TRUE(waitUntil([&] { return !m_events.empty() && isLast(m_events.back()); }));
+        std::erase_if(m_events, [](const KeyEvent& event) { return event.keyCode == 111; });
+    }
+
+    static std::unique_ptr<test::XSession> s_session;
+    std::shared_ptr<InjectionGuard> m_guard = std::make_shared<InjectionGuard>();
+    std::vector<KeyEvent> m_events;
+    std::vector<KeyEventSourceState> m_states;
+    std::unique_ptr<KeyEventSource> m_source;
+};
+
+std::unique_ptr<test::XSession> KeyEventsTest::s_session;
+
+TEST(VirtualKeyCodes, EveryCodeFindsItsWayBack) {
+    std::set<uint16_t> seen;
+    for (uint16_t evdev = 0; evdev < 0x300; ++evdev) {
+        if (const auto key = virtualKeyCodeForEvdev(evdev)) {
+            EXPECT_THAT(evdevCodesForVirtualKeyCode(*key), testing::Contains(evdev));
+            seen.insert(*key);
+        }
+    }
+    // All of a full keyboard: 26 letters, 10 digits, 12 signs, 20 function keys, 9 modifiers and the rest.
+    EXPECT_GE(seen.size(), 118U);
+    EXPECT_EQ(virtualKeyCodeForEvdev(KEY_V), 9);
+    EXPECT_EQ(virtualKeyCodeForEvdev(KEY_RIGHTMETA), keycode::rightCommand);
+    EXPECT_EQ(virtualKeyCodeForEvdev(KEY_MAX), std::nullopt);
+}
+
+TEST_F(KeyEventsTest, ReportsPressReleaseAndSides) {
+    start();
+    for (const uint16_t key : {KEY_RIGHTMETA, KEY_LEFTSHIFT})
+        s_session->physicalKey(key, true);
+    s_session->tapPhysicalKey(KEY_A);
+    for (const uint16_t key : {KEY_RIGHTMETA, KEY_LEFTSHIFT})
+        s_session->physicalKey(key, false);
+    settle();
+    const uint64_t super = keyflag::command | keyflag::rightCommand;
+    const uint64_t shift = keyflag::shift | keyflag::leftShift;
+    EXPECT_THAT(m_events, ElementsAre(changed(keycode::rightCommand, super), changed(keycode::leftShift, super | shift),
+                                      down(0, super | shift), up(0, super | shift),
+                                      changed(keycode::rightCommand, shift), changed(keycode::leftShift, 0)));
+}
+
+TEST_F(KeyEventsTest, KnowsPhysicalKeysUnderAnyLayout) {
+    start();
+    for (const auto& [layout, group] :
+         {std::pair{QStringLiteral("ru"), 0U}, {QStringLiteral("us,de"), 1U}, {QStringLiteral("fr"), 0U}}) {
+        s_session->setLayout(layout, group);
+        m_events.clear();
+        s_session->tapPhysicalKey(KEY_Q);
+        settle();
+        EXPECT_THAT(m_events, ElementsAre(down(12), up(12))) << layout.toStdString();
+    }
+}
+
+TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
+    const test::TextFieldProgram field(*s_session);
+    start({{keycode::space, keyflag::option}});
+    EXPECT_THAT(m_source->unavailableCombinations(), IsEmpty());
+    for (const bool capsLock : {false, true}) {
+        s_session->setCapsLock(capsLock);
+        s_session->physicalKey(KEY_LEFTALT, true);
+        s_session->tapPhysicalKey(KEY_SPACE);
+        s_session->physicalKey(KEY_LEFTALT, false);
+        settle();
+        const uint64_t alt = keyflag::option | keyflag::leftOption;
+        EXPECT_THAT(m_events, ElementsAre(changed(keycode::leftOption, alt), down(keycode::space, alt),
+                                          up(keycode::space, alt), changed(keycode::leftOption, 0)));
+        m_events.clear();
+    }
+    s_session->setCapsLock(false);
+    s_session->tapPhysicalKey(KEY_X);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+
+    // Once stopped, nothing is held back.
+    m_source->stop();
+    s_session->physicalKey(KEY_RIGHTSHIFT, true);
+    s_session->tapPhysicalKey(KEY_SPACE);
+    s_session->physicalKey(KEY_RIGHTSHIFT, false);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x "))) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, ReportsCombinationsOfOthersAndStillSeesThem) {
+    auto* const other = xcb_connect(nullptr, nullptr);
+    xcb_grab_key(other, 0, s_session->root(), XCB_MOD_MASK_1, KEY_SPACE + x11KeycodeOffset, XCB_GRAB_MODE_ASYNC,
+                 XCB_GRAB_MODE_ASYNC);
+    std::free(xcb_get_input_focus_reply(other, xcb_get_input_focus(other), nullptr)); // NOLINT
+    const KeyCombination taken{keycode::space, keyflag::option};
+    const KeyCombination free{96, keyflag::control | keyflag::command};
+    start({taken, free});
+    EXPECT_THAT(m_source->unavailableCombinations(), ElementsAre(taken));
+    s_session->physicalKey(KEY_LEFTALT, true);
+    s_session->tapPhysicalKey(KEY_SPACE);
+    s_session->physicalKey(KEY_LEFTALT, false);
+    settle();
+    EXPECT_EQ(m_events.size(), 4U);
+    xcb_disconnect(other);
+}
+
+TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
+    start();
+    auto* const other = xcb_connect(nullptr, nullptr);
+    auto* const grab = xcb_grab_keyboard_reply(
+        other,
+        xcb_grab_keyboard(other, 0, s_session->root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr);
+    ASSERT_EQ(grab->status, XCB_GRAB_STATUS_SUCCESS);
+    s_session->tapPhysicalKey(KEY_F5);
+    settle();
+    EXPECT_THAT(m_events, ElementsAre(down(96), up(96)));
+    std::free(grab); // NOLINT
+    xcb_disconnect(other);
+}
+
+TEST_F(KeyEventsTest, RepetitionIsMarkedAndNeverARelease) {
+    start({{96, 0}});
+    s_session->run(QStringLiteral("xset"),
+                   {QStringLiteral("r"), QStringLiteral("rate"), QStringLiteral("120"), QStringLiteral("50")});
+    s_session->physicalKey(KEY_F5, true);
+    ASSERT_TRUE(waitUntil([&] { return m_events.size() >= 4; })) << m_events.size();
+    EXPECT_TRUE(m_guard->isOwnGrabActive());
+    s_session->physicalKey(KEY_F5, false);
+    settle();
+    EXPECT_EQ(m_events.front(), down(96));
+    EXPECT_EQ(m_events.back(), up(96));
+    for (size_t index = 1; index + 1 < m_events.size(); ++index)
+        EXPECT_EQ(m_events[index], (KeyEvent{KeyEventType::keyDown, 96, 0, true}));
+    EXPECT_FALSE(m_guard->isOwnGrabActive());
+}
+
+TEST_F(KeyEventsTest, AnnouncedKeysAreNotTheUsers) {
+    start();
+    for (const bool press : {true, false})
+        m_guard->expect(KEY_V + x11KeycodeOffset, press);
+    // The same key from the user's own keyboard is never mistaken for ours, whatever was announced.
+    s_session->tapPhysicalKey(KEY_V);
+    settle();
+    EXPECT_THAT(m_events, ElementsAre(down(9), up(9)));
+    m_events.clear();
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("55")});
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("56")});
+    settle();
+    EXPECT_THAT(m_events, ElementsAre(down(11), up(11))) << "a key of the test device that nobody announced is a key";
+}
+
+TEST_F(KeyEventsTest, AKeyboardThatComesIsReportedAndHeldKeysAreSettled) {
+    s_session->physicalKey(KEY_RIGHTMETA, true);
+    start();
+    EXPECT_TRUE(m_source->isPhysicallyDown(keycode::rightCommand));
+    s_session->run(QStringLiteral("xinput"), {QStringLiteral("create-master"), QStringLiteral("spare")});
+    ASSERT_TRUE(waitUntil([&] { return !m_states.empty(); }));
+    EXPECT_EQ(m_states.front(), KeyEventSourceState::keyboardChanged);
+    EXPECT_THAT(m_events, IsEmpty()) << "what is still held was not released";
+    s_session->physicalKey(KEY_RIGHTMETA, false);
+    settle();
+    EXPECT_THAT(m_events, ElementsAre(changed(keycode::rightCommand, 0)));
+    EXPECT_FALSE(m_source->isPhysicallyDown(keycode::rightCommand));
+    s_session->run(QStringLiteral("xinput"), {QStringLiteral("remove-master"), QStringLiteral("spare keyboard")});
+}
+
+TEST(KeyEventsWithoutServer, SaysNotAvailable) {
+    const QByteArray display = qgetenv("DISPLAY");
+    qputenv("DISPLAY", ":0x");
+    EXPECT_EQ(createX11KeyEventSource(std::make_shared<InjectionGuard>()), nullptr);
+    qputenv("DISPLAY", display);
+}
+
+TEST(KeyEventsLost, ReportsTheEndOfTheServer) {
+    auto session = std::make_unique<test::XSession>();
+    auto source = createX11KeyEventSource(std::make_shared<InjectionGuard>());
+    std::vector<KeyEventSourceState> states;
+    ASSERT_TRUE(source->start(
+        {}, [](const KeyEvent&) {}, [&](KeyEventSourceState state) { states.push_back(state); }));
+    session.reset();
+    ASSERT_TRUE(waitUntil([&] { return !states.empty(); }));
+    EXPECT_THAT(states, ElementsAre(KeyEventSourceState::lost));
+    EXPECT_FALSE(source->isTrusted());
+}
+
+} // namespace
+} // namespace quillo

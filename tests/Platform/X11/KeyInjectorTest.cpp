@@ -1,0 +1,198 @@
+#include "Platform/Linux/X11/KeyboardLayout.h"
+#include "Platform/Linux/X11/X11KeyEventSource.h"
+#include "Platform/Linux/X11/X11KeyInjector.h"
+#include "Support/Async.h"
+#include "Support/XSession.h"
+
+#include <gmock/gmock.h>
+
+#include <linux/input-event-codes.h>
+
+namespace quillo {
+namespace {
+
+using test::await;
+using test::waitUntil;
+
+const QString mixedText = QStringLiteral("Grüße, Größe! 你好 😀 naïve — “q” ñ 日本語 €5 Привет, Мир? 👩‍👩‍👧 ÀÉÎ "
+                                         "@#{}[]\\|~ end");
+
+class KeyInjectorTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { s_session = std::make_unique<test::XSession>(); }
+    static void TearDownTestSuite() { s_session.reset(); }
+
+    void SetUp() override {
+        s_session->setLayout(QStringLiteral("us"));
+        m_injector = createX11KeyInjector(m_guard);
+        ASSERT_TRUE(m_injector && m_injector->isAvailable());
+    }
+
+    /// Puts text on the clipboard and the primary selection, as another program.
+    void copy(const QByteArray& text) {
+        for (const auto* selection : {"clipboard", "primary"}) {
+            QProcess process;
+            process.setStandardOutputFile(QProcess::nullDevice());
+            process.start(QStringLiteral("xclip"),
+                          {QStringLiteral("-selection"), QLatin1String(selection), QStringLiteral("-i")});
+            ASSERT_TRUE(process.waitForStarted());
+            process.write(text);
+            process.closeWriteChannel();
+            ASSERT_TRUE(process.waitForFinished());
+        }
+    }
+
+    InjectionStatus type(const QString& text) {
+        return await(m_injector->typeText(text, {}), std::chrono::seconds(30));
+    }
+
+    static std::unique_ptr<test::XSession> s_session;
+    std::shared_ptr<InjectionGuard> m_guard = std::make_shared<InjectionGuard>();
+    std::unique_ptr<KeyInjector> m_injector;
+};
+
+std::unique_ptr<test::XSession> KeyInjectorTest::s_session;
+
+struct Layout {
+    const char* name;
+    unsigned group;
+};
+const Layout layouts[] = {{"us", 0}, {"de", 0}, {"fr", 0}, {"ru", 0}, {"us,ru", 1}};
+
+TEST_F(KeyInjectorTest, TypesExactlyTheTextOnEveryLayoutAndLeavesTheMapping) {
+    for (const Layout& layout : layouts) {
+        s_session->setLayout(QLatin1String(layout.name), layout.group);
+        for (const bool capsLock : {false, true}) {
+            const test::TextFieldProgram field(*s_session);
+            s_session->setCapsLock(capsLock);
+            const QByteArray before = s_session->keyboardMapping();
+            EXPECT_EQ(type(mixedText + QStringLiteral("\n\tÄ")), InjectionStatus::delivered);
+            EXPECT_TRUE(field.waitForText(mixedText + QStringLiteral("\n\tÄ")))
+                << layout.name << ": " << field.text().toStdString();
+            EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
+            EXPECT_EQ(s_session->capsLock(), capsLock);
+            s_session->setCapsLock(false);
+        }
+    }
+}
+
+TEST_F(KeyInjectorTest, MoreCharactersThanSpareKeys) {
+    const test::TextFieldProgram field(*s_session);
+    QString text;
+    for (char16_t letter = u'一'; letter < u'一' + 120; ++letter)
+        text += QChar(letter);
+    EXPECT_EQ(type(text), InjectionStatus::delivered);
+    EXPECT_TRUE(field.waitForText(text)) << field.text().toStdString();
+}
+
+TEST_F(KeyInjectorTest, PastesOnEveryLayout) {
+    for (const Layout& layout : layouts) {
+        s_session->setLayout(QLatin1String(layout.name), layout.group);
+        const test::TextFieldProgram field(*s_session);
+        copy("naïve 日本語 😀");
+        const QByteArray before = s_session->keyboardMapping();
+        EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
+        EXPECT_TRUE(field.waitForText(QStringLiteral("naïve 日本語 😀")))
+            << layout.name << ": " << field.text().toStdString();
+        EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
+    }
+}
+
+TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
+    for (const Layout& layout : layouts) {
+        s_session->setLayout(QLatin1String(layout.name), layout.group);
+        copy("eins zwei");
+        {
+            const QString file = s_session->path(QStringLiteral("typed"));
+            const auto terminal = s_session->launch(
+                QStringLiteral("xterm"),
+                {QStringLiteral("-u8"), QStringLiteral("-T"), QStringLiteral("Terminal"), QStringLiteral("-e"),
+                 QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("cat > '%1'").arg(file)});
+            s_session->waitForActiveWindow(QStringLiteral("Terminal"));
+            EXPECT_EQ(await(m_injector->pressChord(PasteChord::shiftInsert)), InjectionStatus::delivered);
+            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::delivered);
+            QByteArray got;
+            EXPECT_TRUE(waitUntil([&] {
+                QFile read(file);
+                got = read.open(QIODevice::ReadOnly) ? read.readAll() : QByteArray();
+                return got == "eins zwei drei Ö — я 語\n";
+            })) << layout.name
+                << ": " << got.toStdString();
+            terminal->kill();
+            terminal->waitForFinished();
+        }
+        {
+            const auto entry = s_session->launch(QStringLiteral("zenity"),
+                                                 {QStringLiteral("--entry"), QStringLiteral("--title=Entry")});
+            s_session->waitForActiveWindow(QStringLiteral("Entry"));
+            EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
+            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語 😀\n")), InjectionStatus::delivered);
+            const bool ended = waitUntil([&] { return entry->state() == QProcess::NotRunning; });
+            EXPECT_TRUE(ended) << layout.name;
+            EXPECT_EQ(entry->readAllStandardOutput(), "eins zwei drei Ö — я 語 😀\n") << layout.name;
+            entry->kill();
+            entry->waitForFinished();
+        }
+    }
+}
+
+TEST_F(KeyInjectorTest, HeldHotkeyNeitherMixesInNorIsForgotten) {
+    std::vector<KeyEvent> events;
+    const auto source = createX11KeyEventSource(m_guard);
+    ASSERT_TRUE(source->start(
+        {}, [&](const KeyEvent& event) { events.push_back(event); }, [](KeyEventSourceState) {}));
+    const test::TextFieldProgram field(*s_session);
+    copy("held");
+    s_session->physicalKey(KEY_RIGHTMETA, true);
+    s_session->physicalKey(KEY_LEFTSHIFT, true);
+    ASSERT_TRUE(waitUntil([&] { return events.size() == 2; }));
+    EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("held"))) << field.text().toStdString();
+    EXPECT_EQ(type(QStringLiteral(" ok ö")), InjectionStatus::delivered);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("held ok ö"))) << field.text().toStdString();
+
+    EXPECT_EQ(events.size(), 2U) << "our own keys came back as the user's";
+    EXPECT_TRUE(source->isPhysicallyDown(keycode::rightCommand));
+    EXPECT_TRUE(s_session->isKeyDown(KEY_LEFTSHIFT)) << "what is still held was not pressed again";
+    s_session->physicalKey(KEY_RIGHTMETA, false);
+    s_session->physicalKey(KEY_LEFTSHIFT, false);
+    ASSERT_TRUE(waitUntil([&] { return events.size() == 4; }));
+    EXPECT_EQ(events.back().flags, 0U);
+    EXPECT_FALSE(s_session->isKeyDown(KEY_LEFTSHIFT));
+    s_session->tapPhysicalKey(KEY_A);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("held ok öa"))) << field.text().toStdString();
+}
+
+TEST_F(KeyInjectorTest, AStoppedRunEndsAtACharacterAndRestores) {
+    const test::TextFieldProgram field(*s_session);
+    const QByteArray before = s_session->keyboardMapping();
+    std::stop_source stop;
+    const QString text = QString(2000, QChar(u'ж'));
+    auto task = m_injector->typeText(text, stop.get_token());
+    ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }));
+    stop.request_stop();
+    EXPECT_EQ(await(std::move(task)), InjectionStatus::cancelled);
+    m_injector.reset();
+    EXPECT_EQ(s_session->keyboardMapping(), before);
+    EXPECT_LT(field.text().size(), text.size());
+    EXPECT_TRUE(text.startsWith(field.text()));
+}
+
+TEST_F(KeyInjectorTest, WhatAKilledProcessLeftIsPutBack) {
+    const QByteArray before = s_session->keyboardMapping();
+    m_injector.reset();
+    // The state such a process leaves: a spare key bound, and its number on the root window.
+    auto* const connection = s_session->connection();
+    const auto own = XcbConnection::open(QStringLiteral("the test"));
+    const uint32_t keycode = KeyboardLayout::read(*own)->spareKeys().back();
+    const xcb_keysym_t letter = 'q';
+    xcb_change_keyboard_mapping(connection, 1, static_cast<uint8_t>(keycode), 1, &letter);
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, s_session->root(), s_session->atom("_QUILLO_BOUND_KEYCODES"),
+                        XCB_ATOM_CARDINAL, 32, 1, &keycode);
+    ASSERT_NE(s_session->keyboardMapping(), before);
+    m_injector = createX11KeyInjector(m_guard);
+    EXPECT_EQ(s_session->keyboardMapping(), before);
+}
+
+} // namespace
+} // namespace quillo
