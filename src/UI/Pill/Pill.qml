@@ -9,8 +9,8 @@ Item {
     readonly property bool live: pill.active
     readonly property bool working: phase === "processing" || phase === "command"
     readonly property bool message: !live && !working
-    readonly property int maximumWidth: Math.round(400 * Theme.unit)
-    readonly property int maximumHeight: Math.round(82 * Theme.unit)
+    readonly property int maximumWidth: Math.round(440 * Theme.unit)
+    readonly property int maximumHeight: Math.round(98 * Theme.unit)
     readonly property int singleHeight: Math.round(42 * Theme.unit)
     readonly property int padding: Math.round(14 * Theme.unit)
     readonly property int gap: Math.round(11 * Theme.unit)
@@ -73,7 +73,6 @@ Item {
         Component.onCompleted: report()
 
         HoverHandler {
-            id: hover
             onHoveredChanged: pill.setHovering(hovered)
         }
 
@@ -143,14 +142,14 @@ Item {
             font.pixelSize: Theme.fontSize
             elide: pill.transcript ? Text.ElideLeft : Text.ElideRight
             wrapMode: root.message ? Text.Wrap : Text.NoWrap
-            maximumLineCount: root.message ? 3 : 1
+            maximumLineCount: root.message ? 4 : 1
             horizontalAlignment: Text.AlignLeft
         }
 
         Row {
             id: trailing
             anchors.right: parent.right
-            anchors.rightMargin: root.live && hover.hovered ? Math.round(8 * Theme.unit) : root.padding
+            anchors.rightMargin: root.live && pill.hovering ? Math.round(8 * Theme.unit) : root.padding
             anchors.verticalCenter: parent.verticalCenter
             spacing: Math.round(6 * Theme.unit)
             visible: root.live
@@ -167,7 +166,7 @@ Item {
             }
             Text {
                 anchors.verticalCenter: parent.verticalCenter
-                visible: !hover.hovered
+                visible: !pill.hovering
                 width: Math.max(implicitWidth, digits.advanceWidth)
                 text: pill.elapsed
                 textFormat: Text.PlainText
@@ -181,14 +180,14 @@ Item {
                 }
             }
             RoundButton {
-                visible: hover.hovered
+                visible: pill.hovering
                 glyph: "cross"
                 label: Texts.t("tray.cancel")
                 color: Theme.secondaryText
                 onClicked: pill.cancel()
             }
             RoundButton {
-                visible: hover.hovered
+                visible: pill.hovering
                 glyph: "stop"
                 label: Texts.t("tray.stopDictation")
                 color: root.tint

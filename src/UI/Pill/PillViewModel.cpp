@@ -47,6 +47,8 @@ void PillViewModel::stateChanged(const RecordingState& before, const RecordingSt
         m_level = level;
         Q_EMIT levelChanged();
     }
+    if (before.isHovering != after.isHovering)
+        Q_EMIT hoveringChanged();
     present(after);
 }
 

@@ -21,6 +21,7 @@ class PillViewModel final : public QObject {
     Q_PROPERTY(QString targetName READ targetName NOTIFY presentationChanged)
     Q_PROPERTY(bool handsOff READ isHandsOff NOTIFY presentationChanged)
     Q_PROPERTY(bool active READ isActive NOTIFY presentationChanged)
+    Q_PROPERTY(bool hovering READ isHovering NOTIFY hoveringChanged)
     Q_PROPERTY(QString elapsed READ elapsed NOTIFY elapsedChanged)
     Q_PROPERTY(float level READ level NOTIFY levelChanged)
 
@@ -44,6 +45,7 @@ public:
     [[nodiscard]] bool isHandsOff() const { return m_shown.isHandsOff; }
     /// A recording runs: it can be stopped and cancelled.
     [[nodiscard]] bool isActive() const;
+    [[nodiscard]] bool isHovering() const { return m_store.state().isHovering; }
     /// Time since the recording started; empty when none runs.
     [[nodiscard]] QString elapsed() const { return m_elapsed; }
     /// The larger of the two audio levels, 0 to 1.
@@ -59,6 +61,7 @@ public:
 Q_SIGNALS:
     void visibleChanged();
     void presentationChanged();
+    void hoveringChanged();
     void elapsedChanged();
     void levelChanged();
 

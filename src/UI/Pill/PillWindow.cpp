@@ -5,13 +5,32 @@
 
 #include <QCursor>
 #include <QGuiApplication>
-#include <QPainterPath>
 #include <QScreen>
 #include <QStyleHints>
 
+#include <cmath>
+
 namespace quillo {
 
-PillWindow::PillWindow(const UserInterfaceHooks& hooks) : m_hooks(hooks) {
+namespace {
+
+/// A rectangle with round corners, row by row: Qt's conversion of a path rounds its points to whole pixels first, which
+/// shows as facets.
+QRegion roundedRegion(const QRect& area, int radius) {
+    QRegion region(area.adjusted(0, radius, 0, -radius));
+    for (int row = 0; row < radius; ++row) {
+        const double rise = radius - row - 0.5;
+        const int inset = qRound(radius - std::sqrt(radius * radius - rise * rise));
+        const int width = area.width() - 2 * inset;
+        region += QRect(area.x() + inset, area.y() + row, width, 1);
+        region += QRect(area.x() + inset, area.y() + area.height() - 1 - row, width, 1);
+    }
+    return region;
+}
+
+} // namespace
+
+PillWindow::PillWindow(const UserInterfaceHooks& hooks) : m_hooks(hooks), m_composited(windowhints::isComposited()) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
              Qt::NoDropShadowWindowHint);
     auto format = requestedFormat();
@@ -88,19 +107,18 @@ void PillWindow::setCapsule(const QRectF& area, qreal radius, const QColor& fill
 void PillWindow::applyShape() {
     if (m_capsule.isEmpty())
         return;
+    // Without a compositing manager the mask limits the input too; the input region then must not.
+    windowhints::setInputRegion(*this, m_composited ? m_capsule.toAlignedRect() : QRect(QPoint(), size()));
     if (m_composited) {
         setColor(Qt::transparent);
         setMask({});
-        windowhints::setInputRegion(*this, m_capsule.toAlignedRect());
         return;
     }
     // What lies outside the smoothed corners but inside the mask takes the pill's own colour instead of black.
     QColor opaque = m_fill;
     opaque.setAlpha(255);
     setColor(opaque);
-    QPainterPath outline;
-    outline.addRoundedRect(m_capsule, m_radius, m_radius);
-    setMask(QRegion(outline.toFillPolygon().toPolygon()));
+    setMask(roundedRegion(m_capsule.toAlignedRect(), qRound(m_radius)));
 }
 
 void PillWindow::beginDrag() {

@@ -49,7 +49,7 @@ float WaveformModel::target(Mode mode, std::size_t bar) const {
     constexpr auto turn = 2.0F * std::numbers::pi_v<float>;
     switch (mode) {
     case Mode::calm:
-        return 0.10F + 0.08F * std::sin(turn * (m_phase + 0.35F * position));
+        return 0.20F + 0.14F * std::sin(turn * (m_phase + 0.35F * position));
     case Mode::live:
         return m_ring[(m_head + bar) % barCount];
     case Mode::travelling: {

@@ -20,7 +20,7 @@ QByteArray readResource(const QString& path) {
 }
 
 constexpr qreal grid = 24; ///< the side of the drawings
-constexpr QPointF badgeCentre(17, 17);
+constexpr QPointF badgeCentre(17.8, 17.8);
 
 QIcon render(const QByteArray& drawing, const QByteArray& badge = {}) {
     QSvgRenderer renderer(drawing);
@@ -39,7 +39,7 @@ QIcon render(const QByteArray& drawing, const QByteArray& badge = {}) {
             painter.setCompositionMode(QPainter::CompositionMode_Clear);
             painter.setPen(Qt::NoPen);
             painter.setBrush(Qt::black);
-            painter.drawEllipse(badgeCentre, 8.2, 8.2);
+            painter.drawEllipse(badgeCentre, 7.3, 7.3);
             painter.restore();
             badgeRenderer.render(&painter);
         }
@@ -72,7 +72,8 @@ QByteArray badge(TrayIcon icon) {
                  R"(stroke-linecap="round"/><circle cx="17" cy="20.8" r="1.1" fill="#1b1c20"/>)";
         break;
     }
-    return R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 24 24">)" + shapes + "</svg>";
+    return R"svg(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 24 24"><g transform="translate(3 3) scale(0.87)">)svg" +
+           shapes + "</g></svg>";
 }
 
 } // namespace

@@ -66,8 +66,9 @@ std::vector<Scene> scenes() {
         {QStringLiteral("cancelled"), with(started, {ShowCancelledMessage{}})},
         {QStringLiteral("error"), with(started, {failed(RecordingError::AudioCaptureFailed{})})},
         {QStringLiteral("error-long"), with(started, {failed(RecordingError::AccessibilityPermissionDenied{})})},
-        {QStringLiteral("hint-history"), with(started, {ShowSavedToHistory{}, RecordingCompleted{}})},
-        {QStringLiteral("hint-meeting"), with(started, {ShowMeetingProcessingHint{}, RecordingCompleted{}})},
+        {QStringLiteral("hint-history"), with(started, {StopRecording{}, ShowSavedToHistory{}, RecordingCompleted{}})},
+        {QStringLiteral("hint-meeting"),
+         with(started, {StopRecording{}, ShowMeetingProcessingHint{}, RecordingCompleted{}})},
         {QStringLiteral("ready"), {Reset{}, RecordingCompleted{}, SetHovering{true}}},
     };
 }

@@ -1,0 +1,94 @@
+// The real pill on a real X server with a window manager.
+
+#include "Support/Async.h"
+#include "UI/DesktopClient.h"
+#include "UI/FakeApplication.h"
+#include "UI/Pill/FloatingPill.h"
+#include "UI/RecordingFixture.h"
+
+#include <gtest/gtest.h>
+
+using namespace quillo;
+using namespace quillo::test;
+
+namespace {
+
+struct FloatingPillTest : testing::Test, RecordingFixture {
+    FakeApplication application;
+    QmlEngineHost host;
+    PillViewModel viewModel{store, clock, [](const QString& key) { return key; }, application.hooks.pillEnabled};
+    FloatingPill pill{viewModel, host, application.hooks};
+    DesktopClient other;
+
+    void SetUp() override {
+        other.movePointer({10, 10});
+        ASSERT_TRUE(waitUntil([this] { return other.activeWindow() == other.window(); }));
+    }
+    void show() {
+        pill.prepare();
+        send({action::StartRecording{}, action::ConnectionFailed{QStringLiteral("refused")}});
+        ASSERT_TRUE(waitUntil([this] { return pill.window()->isExposed(); }));
+    }
+    QPoint centre() const {
+        auto place = pill.window()->geometry().center();
+        place.setY(pill.window()->geometry().bottom() - PillWindow::margin - 15);
+        return place;
+    }
+    void expectFocusUntouched() {
+        EXPECT_EQ(other.activeWindow(), other.window());
+        EXPECT_EQ(other.inputFocus(), other.window());
+    }
+};
+
+TEST_F(FloatingPillTest, NeverTakesTheFocus) {
+    show();
+    expectFocusUntouched();
+    const auto states = other.states(static_cast<xcb_window_t>(pill.window()->winId()));
+    EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_ABOVE")));
+    EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_SKIP_TASKBAR")));
+
+    other.movePointer(centre());
+    ASSERT_TRUE(waitUntil([this] { return store.state().isHovering; }));
+    other.button(true);
+    other.button(false);
+    // A click puts the error away: it has arrived.
+    ASSERT_TRUE(waitUntil([this] { return !store.state().status.error(); }));
+    expectFocusUntouched();
+    other.movePointer({10, 10});
+    ASSERT_TRUE(waitUntil([this] { return !pill.window()->isVisible(); }));
+    expectFocusUntouched();
+}
+
+TEST_F(FloatingPillTest, IsCutToItsShapeWithoutACompositor) {
+    show();
+    EXPECT_FALSE(pill.window()->isComposited());
+    const auto shape = pill.window()->mask();
+    const auto area = shape.boundingRect();
+    EXPECT_TRUE(shape.contains(area.center()));
+    EXPECT_FALSE(shape.contains(area.topLeft()));
+    EXPECT_FALSE(shape.contains(area.bottomRight()));
+    EXPECT_LT(area.width(), pill.window()->width());
+}
+
+TEST_F(FloatingPillTest, StaysWhereItIsDragged) {
+    show();
+    const auto before = pill.window()->position();
+    other.movePointer(centre());
+    ASSERT_TRUE(waitUntil([this] { return store.state().isHovering; }));
+    const auto grip = centre();
+    other.button(true);
+    for (int step = 1; step <= 10; ++step)
+        other.movePointer(grip + QPoint(-12, -20) * step);
+    ASSERT_TRUE(waitUntil([&] { return pill.window()->position() == before + QPoint(-120, -200); }));
+    other.button(false);
+    ASSERT_TRUE(waitUntil([this] { return application.pillPosition.has_value(); }));
+    EXPECT_TRUE(store.state().status.error()) << "a drag is no click";
+
+    viewModel.dismiss();
+    other.movePointer({10, 10});
+    ASSERT_TRUE(waitUntil([this] { return !pill.window()->isVisible(); }));
+    show();
+    EXPECT_EQ(pill.window()->position(), before + QPoint(-120, -200));
+}
+
+} // namespace

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Concurrency/Clock.h"
+#include "Features/Recording/RecordingReducer.h"
+#include "Features/Recording/RecordingStore.h"
+
+#include <vector>
+
+namespace quillo::test {
+
+/// The real store and reducer without side effects, on a manual clock. Remembers what was sent.
+struct RecordingFixture {
+    ManualClock clock{EventExecutor::main()};
+    RecordingReducer reducer{[this] { return clock.wallTime(); }};
+    std::vector<QString> sent;
+    RecordingStore store{EventExecutor::main(),
+                         RecordingState(),
+                         [this](const RecordingState& state, const RecordingAction& action) {
+                             sent.push_back(actionName(action));
+                             return reducer.reduce(state, action);
+                         },
+                         {},
+                         [](const QString&, const QString&) {},
+                         [](const RecordingAction&) { return false; }};
+
+    void send(std::initializer_list<RecordingAction> actions) {
+        for (const auto& action : actions)
+            store.send(action);
+    }
+    /// Into the status `recording`.
+    void record() { send({action::StartRecording{}, action::SessionStarted{QStringLiteral("session"), false}}); }
+};
+
+} // namespace quillo::test

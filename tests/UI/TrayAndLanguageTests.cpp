@@ -1,0 +1,160 @@
+#include "Support/Async.h"
+#include "UI/FakeApplication.h"
+#include "UI/Language/LanguageListModel.h"
+#include "UI/Language/LanguagePickerWindow.h"
+#include "UI/RecordingFixture.h"
+#include "UI/Tray/TrayController.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+#include <QQmlComponent>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace quillo;
+using namespace quillo::test;
+
+namespace {
+
+QString identity(const QString& key) { return key; }
+
+QAction* entry(const QMenu& menu, const QString& text) {
+    for (auto* action : menu.actions())
+        if (action->text() == text)
+            return action;
+    return nullptr;
+}
+
+struct TrayTest : testing::Test, RecordingFixture {
+    FakeApplication application;
+    TrayController tray{store, application.hooks, &identity};
+};
+
+TEST_F(TrayTest, EntriesFollowTheRecording) {
+    auto* toggle = entry(tray.menu(), QStringLiteral("tray.startDictation"));
+    auto* cancel = entry(tray.menu(), QStringLiteral("tray.cancel"));
+    ASSERT_TRUE(toggle && cancel);
+    EXPECT_FALSE(cancel->isEnabled());
+    toggle->trigger();
+    EXPECT_TRUE(store.state().status.is<RecordingState::Connecting>());
+    EXPECT_EQ(toggle->text(), u"tray.stopDictation");
+    EXPECT_TRUE(cancel->isEnabled());
+    toggle->trigger();
+    EXPECT_TRUE(store.state().status.is<RecordingState::Processing>());
+    EXPECT_FALSE(toggle->isEnabled());
+    cancel->trigger();
+    EXPECT_TRUE(store.state().status.is<RecordingState::Idle>());
+    EXPECT_TRUE(toggle->isEnabled());
+}
+
+TEST_F(TrayTest, IconTellsTheStates) {
+    const auto icon = [this] { return presentTray(store.state(), &identity).icon; };
+    EXPECT_EQ(icon(), TrayIcon::idle);
+    record();
+    EXPECT_EQ(icon(), TrayIcon::recording);
+    send({action::SwitchedToOffline{}});
+    EXPECT_EQ(icon(), TrayIcon::offline);
+    send({action::StopRecording{}});
+    EXPECT_EQ(icon(), TrayIcon::processing);
+    send({action::TranscriptionError{QStringLiteral("m")}});
+    EXPECT_EQ(icon(), TrayIcon::error);
+    send({action::ShowCancelledMessage{}});
+    EXPECT_EQ(icon(), TrayIcon::idle) << "who cancels has not met an error";
+}
+
+TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
+    std::vector<std::optional<QString>> chosen;
+    application.hooks.selectMicrophone = [&](const std::optional<QString>& id) { chosen.push_back(id); };
+    auto* submenu = entry(tray.menu(), QStringLiteral("tray.microphone"))->menu();
+    Q_EMIT submenu->aboutToShow();
+    auto* desk = entry(*submenu, QStringLiteral("Desk && Chair Microphone"));
+    auto* standard = entry(*submenu, QStringLiteral("tray.systemDefaultMicrophone"));
+    ASSERT_TRUE(desk && standard);
+    EXPECT_TRUE(desk->isChecked());
+    EXPECT_FALSE(standard->isChecked());
+    desk->trigger();
+    standard->trigger();
+    EXPECT_EQ(chosen, (std::vector<std::optional<QString>>{QStringLiteral("usb"), std::nullopt}));
+}
+
+TEST(LanguageListTest, FindsByEveryName) {
+    FakeApplication application;
+    LanguageListModel model(application.hooks.listLanguages());
+    EXPECT_EQ(model.codeAt(model.currentRow()), u"de");
+    struct Row {
+        const char* typed;
+        const char* first;
+    };
+    for (const auto& [typed, first] : std::initializer_list<Row>{{"deut", "de"},
+                                                                 {"German", "de"},
+                                                                 {"espanol", "es"},
+                                                                 {"FRAN", "fr"},
+                                                                 {"рус", "ru"},
+                                                                 {"中", "zh"},
+                                                                 {"zh", "zh"},
+                                                                 {"  welsh ", "cy"},
+                                                                 {"xyz", ""}}) {
+        model.setFilter(QString::fromUtf8(typed));
+        EXPECT_EQ(model.codeAt(model.currentRow()), QString::fromUtf8(first)) << typed;
+    }
+}
+
+TEST(LanguagePickerTest, WorksFromTheKeyboard) {
+    FakeApplication application;
+    QmlEngineHost host;
+    LanguagePickerWindow picker(host, application.hooks);
+    picker.present();
+    ASSERT_TRUE(waitUntil([&] { return picker.isActive() && picker.activeFocusItem(); }));
+    const auto press = [&](int key, const QString& text = {}) {
+        for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent event(type, key, Qt::NoModifier, text);
+            QCoreApplication::sendEvent(&picker, &event);
+        }
+    };
+    press(Qt::Key_Down); // from German to the next
+    press(Qt::Key_Return);
+    EXPECT_EQ(application.chosenLanguage, u"ru");
+    EXPECT_FALSE(picker.isVisible());
+
+    picker.present();
+    ASSERT_TRUE(waitUntil([&] { return picker.isActive(); }));
+    press(Qt::Key_F, QStringLiteral("f"));
+    press(Qt::Key_I, QStringLiteral("i"));
+    press(Qt::Key_N, QStringLiteral("n"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(application.chosenLanguage, u"fi");
+}
+
+/// Contrast ratio of the Web Content Accessibility Guidelines 2.1.
+double contrast(const QColor& one, const QColor& other) {
+    const auto luminance = [](const QColor& color) {
+        const auto linear = [](double value) {
+            return value <= 0.03928 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
+    };
+    const auto [dark, light] = std::minmax(luminance(one), luminance(other));
+    return (light + 0.05) / (dark + 0.05);
+}
+
+TEST(ThemeTest, IsReadableLightAndDark) {
+    QmlEngineHost host;
+    QQmlComponent component(&host.engine());
+    component.setData("import QtQuick; import Quillo; QtObject { property QtObject theme: Theme }", {});
+    const std::unique_ptr<QObject> holder(component.create());
+    ASSERT_TRUE(holder) << qPrintable(component.errorString());
+    auto* theme = holder->property("theme").value<QObject*>();
+    const auto original = QGuiApplication::palette();
+    for (const auto& base : {QColor(Qt::white), QColor(Qt::black)}) {
+        QGuiApplication::setPalette(QPalette(base, base));
+        ASSERT_TRUE(waitUntil([&] { return theme->property("dark").toBool() == (base == QColor(Qt::black)); }));
+        const auto surface = theme->property("surface").value<QColor>();
+        for (const char* name : {"text", "secondaryText", "recording", "connecting", "offline", "accent", "failure"})
+            EXPECT_GE(contrast(theme->property(name).value<QColor>(), surface), 4.5) << name;
+    }
+    QGuiApplication::setPalette(original);
+}
+
+} // namespace

@@ -1,0 +1,20 @@
+#!/bin/sh
+# Runs a program in an X server and a window manager of its own: with-display.sh program [arguments]
+set -e
+private=$(mktemp -d)
+cleanup() {
+    [ -z "$manager" ] || kill "$manager" 2>/dev/null || true
+    [ -z "$server" ] || kill "$server" 2>/dev/null || true
+    rm -rf "$private"
+}
+trap cleanup EXIT
+trap 'exit 1' INT TERM
+mkfifo "$private/display"
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp -noreset 3>"$private/display" >/dev/null 2>&1 &
+server=$!
+read -r number <"$private/display"
+export DISPLAY=":$number" HOME="$private" XDG_CONFIG_HOME="$private" XDG_RUNTIME_DIR="$private" QT_QPA_PLATFORM=xcb
+unset DBUS_SESSION_BUS_ADDRESS WAYLAND_DISPLAY
+openbox >/dev/null 2>&1 &
+manager=$!
+"$@"
