@@ -10,6 +10,8 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
+#include <limits>
+
 namespace quillo::server {
 
 namespace http = boost::beast::http;
@@ -159,7 +161,8 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         boost::system::error_code error;
         std::optional<RequestParser> parser(std::in_place);
         parser->header_limit(static_cast<uint32_t>(options.maxHeaderBytes));
-        parser->body_limit(boost::none);
+        // The path decides what the body may hold. Not "none": Boost 1.74 takes that for zero.
+        parser->body_limit(std::numeric_limits<uint64_t>::max());
         co_await http::async_read_header(stream, buffer, *parser, asio::redirect_error(asio::use_awaitable, error));
         control->expireAfter(options.requestTimeout);
         if (error) {
