@@ -5,8 +5,9 @@
 #include "UI/RecordingFixture.h"
 #include "UI/Tray/TrayController.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QKeyEvent>
+#include <QPalette>
 #include <QQmlComponent>
 
 #include <gtest/gtest.h>
