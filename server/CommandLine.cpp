@@ -143,7 +143,7 @@ CommandLine parseCommandLine(std::span<const char* const> arguments) {
                 throw UsageError(std::string(option.name) + ": takes no value");
         } else if (equals != std::string::npos) {
             value = argument.substr(equals + 1);
-        } else if (i + 1 < arguments.size()) {
+        } else if (i + 1 < arguments.size() && !std::string_view(arguments[i + 1]).starts_with("--")) {
             value = arguments[++i];
         } else {
             throw UsageError(std::string(option.name) + ": give " + option.value + " after it");

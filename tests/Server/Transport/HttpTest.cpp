@@ -1,0 +1,136 @@
+#include "ServerFixture.h"
+
+#include <QNetworkInterface>
+#include <QTcpSocket>
+
+using namespace quillo::test;
+using quillo::server::Json;
+using quillo::server::ServerOptions;
+
+namespace {
+
+TEST(ServerHttp, SignsInRefreshesAndTellsTheUser) {
+    TestServer server;
+    const auto signedIn = post(server->port(), "/auth/anonymous", R"({"device_id":"d","platform":"macos"})");
+    ASSERT_EQ(signedIn.status, 200);
+    EXPECT_EQ(signedIn.body["is_new_user"], true);
+    EXPECT_EQ(signedIn.body["user"]["is_anonymous"], true);
+    EXPECT_EQ(signedIn.body["tokens"]["expires_in"], 3600);
+    const std::string refresh = signedIn.body["tokens"]["refresh_token"];
+    for (const char* path : {"/oauth/token", "/auth/oauth/token"}) {
+        const auto refreshed =
+            post(server->port(), path,
+                 QByteArray::fromStdString(Json{
+                     {"grant_type", "refresh_token"}, {"refresh_token", refresh}, {"client_id", "quillo-speech-macos"}}
+                                               .dump()));
+        ASSERT_EQ(refreshed.status, 200) << path;
+        EXPECT_EQ(refreshed.body["user"], signedIn.body["user"]);
+        const QByteArray bearer =
+            "Authorization: Bearer " +
+            QByteArray::fromStdString(refreshed.body["tokens"]["access_token"].get<std::string>()) + "\r\n";
+        EXPECT_EQ(get(server->port(), "/auth/me", bearer).body, signedIn.body["user"]);
+    }
+    EXPECT_EQ(get(server->port(), "/auth/me").status, 401);
+}
+
+struct BadRequest {
+    const char* bytes;
+    int status;
+};
+
+TEST(ServerHttp, AnswersBadRequestsWithTheirStatusAndAReason) {
+    TestServer server;
+    const std::string manyHeaders = "GET /health HTTP/1.1\r\nX: " + std::string(40000, 'x') + "\r\n\r\n";
+    const BadRequest cases[] = {
+        {"nonsense\r\n\r\n", 400},
+        {"GET /nothing HTTP/1.1\r\nHost: h\r\n\r\n", 404},
+        {"DELETE /health HTTP/1.1\r\nHost: h\r\n\r\n", 405},
+        {"POST /auth/anonymous HTTP/1.1\r\nContent-Length: 999999\r\nContent-Type: application/json\r\n\r\n", 413},
+        {"POST /auth/anonymous HTTP/1.1\r\nContent-Length: 2\r\nContent-Type: text/plain\r\n\r\n{}", 415},
+        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 2\r\nContent-Type: "
+         "application/json\r\n\r\n{}",
+         400},
+        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 3\r\nContent-Type: "
+         "application/json; charset=utf-8\r\n\r\n[1]",
+         400},
+        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 15\r\nContent-Type: "
+         "application/json\r\n\r\n{\"device_id\":1}",
+         400},
+        {"POST /oauth/token HTTP/1.1\r\nConnection: close\r\nContent-Length: 50\r\nContent-Type: application/json\r\n"
+         "\r\n{\"grant_type\":\"refresh_token\",\"refresh_token\":\"x\"}",
+         401},
+        {manyHeaders.c_str(), 431},
+    };
+    for (const auto& [bytes, status] : cases) {
+        const auto answer = parseAnswer(exchange(server->port(), bytes));
+        EXPECT_EQ(answer.status, status) << std::string(bytes).substr(0, 100);
+        for (const char* key : {"detail", "error", "code"})
+            EXPECT_TRUE(answer.body.contains(key)) << key << " of " << status;
+    }
+}
+
+TEST(ServerHttp, KeepsAConnectionAndReadsPipelinedRequests) {
+    TestServer server;
+    const auto answer = exchange(server->port(), "GET /health HTTP/1.1\r\nHost: h\r\n\r\n"
+                                                 "GET /health HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    EXPECT_EQ(answer.count("HTTP/1.1 200"), 2) << answer.data();
+}
+
+TEST(ServerHttp, AChunkedBodyIsBoundedToo) {
+    TestServer server;
+    const QByteArray chunk = "10000\r\n" + QByteArray(0x10000, ' ') + "\r\n";
+    const auto answer = parseAnswer(exchange(
+        server->port(),
+        "POST /auth/anonymous HTTP/1.1\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n" +
+            chunk + chunk + "0\r\n\r\n"));
+    EXPECT_EQ(answer.status, 413);
+}
+
+TEST(ServerHttp, BoundsSignInsAndConnectionsOfAnAddress) {
+    ServerOptions options;
+    options.maxAnonymousPerHour = 2;
+    options.maxConnectionsPerAddress = 2;
+    TestServer server(nullptr, options);
+    for (const int status : {200, 200, 429}) {
+        const auto answer = post(server->port(), "/auth/anonymous", R"({"device_id":"d"})");
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(answer.header.contains("Retry-After: "), status == 429);
+        ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 0; }));
+    }
+    QTcpSocket held[2];
+    for (auto& socket : held)
+        socket.connectToHost(QStringLiteral("127.0.0.1"), server->port());
+    ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 2; }));
+    EXPECT_EQ(get(server->port(), "/health").status, 429);
+    for (auto& socket : held)
+        socket.abort();
+    ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 0; }));
+    EXPECT_EQ(get(server->port(), "/health").status, 200);
+}
+
+TEST(ServerHttp, SendsNoTokenInTheClearToAnotherMachine) {
+    QString address;
+    for (const auto& candidate : QNetworkInterface::allAddresses()) {
+        if (!candidate.isLoopback() && candidate.protocol() == QAbstractSocket::IPv4Protocol)
+            address = candidate.toString();
+    }
+    if (address.isEmpty())
+        GTEST_SKIP() << "this machine has no address but loopback";
+    ServerOptions options;
+    options.listen = "0.0.0.0:0";
+    TestServer server(nullptr, options);
+    const auto ask = [&](const QByteArray& bytes) {
+        QTcpSocket socket;
+        socket.connectToHost(address, server->port());
+        socket.write(bytes);
+        EXPECT_TRUE(waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
+        return parseAnswer(socket.readAll());
+    };
+    const auto refused = ask("POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Type: application/json\r\n"
+                             "Content-Length: 17\r\n\r\n{\"device_id\":\"d\"}");
+    EXPECT_EQ(refused.status, 403);
+    EXPECT_EQ(refused.body["code"], "TLS_REQUIRED");
+    EXPECT_EQ(ask("GET /health HTTP/1.1\r\nConnection: close\r\n\r\n").status, 200);
+}
+
+} // namespace

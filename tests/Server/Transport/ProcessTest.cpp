@@ -1,0 +1,141 @@
+#include "ServerFixture.h"
+
+#include <QProcess>
+#include <QTcpServer>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace quillo::test;
+using quillo::server::Json;
+
+namespace {
+
+/// The server as a process of its own.
+class ServerProcess {
+public:
+    explicit ServerProcess(const QString& dataFolder) : data(dataFolder) {
+        process.setProgram(qEnvironmentVariable("QUILLO_SERVER"));
+    }
+    ~ServerProcess() {
+        process.kill();
+        process.waitForFinished();
+    }
+
+    void start(QStringList arguments) {
+        process.setArguments(
+            QStringList{QStringLiteral("--recogniser"), QStringLiteral("scripted"), QStringLiteral("--data"), data} +
+            arguments);
+        process.start();
+        EXPECT_TRUE(waitUntil([&] { return process.canReadLine() || process.state() == QProcess::NotRunning; }));
+        line = process.readLine();
+        EXPECT_TRUE(line.startsWith("quillo-server ready on ")) << process.readAllStandardError().data();
+        port = static_cast<uint16_t>(line.trimmed().split(':').last().toUInt());
+    }
+
+    bool finished() {
+        return waitUntil([&] { return process.state() == QProcess::NotRunning; });
+    }
+
+    QProcess process;
+    QString data;
+    QByteArray line;
+    uint16_t port = 0;
+};
+
+class ServerProcesses : public testing::Test {
+protected:
+    QTemporaryDir folder;
+    ServerProcess server{folder.filePath(QStringLiteral("data"))};
+};
+
+TEST_F(ServerProcesses, SignalsEndItInOrder) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+        const auto signedIn = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
+        StreamClient client(
+            QUrl(QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2")
+                     .arg(server.port)
+                     .arg(QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>()))));
+        client.next("connected");
+        ::kill(static_cast<pid_t>(server.process.processId()), signal);
+        EXPECT_TRUE(client.waitClosed());
+        EXPECT_EQ(client.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+        ASSERT_TRUE(server.finished());
+        EXPECT_EQ(server.process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(server.process.exitCode(), 0);
+        const auto log = server.process.readAllStandardError();
+        EXPECT_FALSE(log.contains(signedIn.body["tokens"]["access_token"].get<std::string>().c_str()));
+    }
+}
+
+TEST_F(ServerProcesses, ARestartedServerKeepsThePortAndTheUsersOnAnInheritedSocket) {
+    QTcpServer held;
+    ASSERT_TRUE(held.listen(QHostAddress::LocalHost));
+    const int descriptor = static_cast<int>(held.socketDescriptor());
+    server.process.setChildProcessModifier([descriptor] { ::dup2(descriptor, 7); });
+    std::string user;
+    for (int round = 0; round < 2; ++round) {
+        server.start({QStringLiteral("--listen"), QStringLiteral("fd:7"), QStringLiteral("--exit-with-parent")});
+        EXPECT_EQ(server.port, held.serverPort());
+        // Qt accepts for itself as soon as its loop turns, unless told not to.
+        held.pauseAccepting();
+        const auto answer = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
+        ASSERT_EQ(answer.status, 200);
+        if (round == 0)
+            user = answer.body["user"]["id"];
+        EXPECT_EQ(answer.body["user"]["id"], user);
+        server.process.kill();
+        ASSERT_TRUE(server.finished());
+    }
+}
+
+TEST_F(ServerProcesses, TakesTheSocketOfTheServiceManager) {
+    const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::listen(listening, 5), 0);
+    server.process.setChildProcessModifier([listening] {
+        ::dup2(listening, 3);
+        ::setenv("LISTEN_FDS", "1", 1);
+        ::setenv("LISTEN_PID", std::to_string(::getpid()).c_str(), 1);
+    });
+    server.start({});
+    EXPECT_EQ(get(server.port, "/health").status, 200);
+    ::close(listening);
+}
+
+struct Refusal {
+    QStringList arguments;
+    int exitCode;
+    const char* text;
+};
+
+TEST_F(ServerProcesses, WrongOptionsAreNamedWithTheNextStep) {
+    QTcpServer taken;
+    ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
+    const QString takenAddress = QStringLiteral("127.0.0.1:%1").arg(taken.serverPort());
+    const QString nowhere = folder.filePath(QStringLiteral("none.json"));
+    const auto q = [](const char* text) { return QString::fromLatin1(text); };
+    const Refusal cases[] = {
+        {{q("--colour")}, 2, "--colour"},
+        {{q("--threads"), q("many")}, 2, "--threads"},
+        {{q("--max-sessions=0")}, 2, "--max-sessions"},
+        {{q("--recogniser"), q("magic")}, 2, "pocketsphinx"},
+        {{q("--recogniser"), q("http")}, 2, "--recogniser-url"},
+        {{q("--listen")}, 2, "ADDRESS:PORT"},
+        {{q("--recogniser=scripted"), q("--script"), nowhere}, 1, "none.json"},
+        {{q("--recogniser=scripted"), q("--listen"), q("nonsense")}, 1, "127.0.0.1:48650"},
+        {{q("--recogniser=scripted"), q("--listen"), q("fd:0")}, 1, "listening"},
+        {{q("--recogniser=scripted"), q("--listen"), takenAddress}, 1, "--listen"},
+    };
+    for (const auto& [arguments, exitCode, text] : cases) {
+        QProcess process;
+        process.start(qEnvironmentVariable("QUILLO_SERVER"), arguments + QStringList{q("--data"), server.data});
+        ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+        EXPECT_EQ(process.exitCode(), exitCode) << text;
+        EXPECT_TRUE(process.readAllStandardError().contains(text)) << text;
+    }
+}
+
+} // namespace

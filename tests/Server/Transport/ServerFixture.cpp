@@ -1,0 +1,117 @@
+#include "ServerFixture.h"
+
+#include <QFile>
+#include <QTcpSocket>
+
+namespace quillo::test {
+
+using server::Json;
+
+TestServer::TestServer(const char* script, server::ServerOptions options) {
+    if (options.listen == server::ServerOptions().listen)
+        options.listen = "127.0.0.1:0";
+    options.dataFolder = folder_.filePath(QStringLiteral("data")).toStdString();
+    server_ = std::make_unique<server::Server>(
+        options,
+        server::makeScriptedRecogniser(script ? server::Script::fromJson(script) : server::Script::defaultScript()));
+    server_->start();
+}
+
+QSslConfiguration TestServer::trust() const {
+    QFile file(QString::fromStdString(server_->authorityFile().string()));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    auto configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates({QSslCertificate(&file)});
+    return configuration;
+}
+
+QString TestServer::token(const char* device) const {
+    const auto answer = post(server_->port(), "/auth/anonymous",
+                             QByteArray("{\"device_id\":\"") + device + "\",\"platform\":\"macos\"}");
+    return QString::fromStdString(answer.body["tokens"]["access_token"].get<std::string>());
+}
+
+QUrl TestServer::streamUrl(const QString& token, bool encrypted) const {
+    return QUrl((encrypted ? QStringLiteral("wss://localhost:") : QStringLiteral("ws://127.0.0.1:")) +
+                QString::number(server_->port()) + QStringLiteral("/ws/v3/transcribe?token=") + token);
+}
+
+QByteArray exchange(uint16_t port, const QByteArray& bytes) {
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), port);
+    socket.write(bytes);
+    EXPECT_TRUE(waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }))
+        << bytes.left(80).data();
+    return socket.readAll();
+}
+
+HttpAnswer parseAnswer(const QByteArray& bytes) {
+    HttpAnswer answer;
+    const auto split = bytes.indexOf("\r\n\r\n");
+    answer.header = bytes.left(split);
+    answer.status = bytes.mid(9, 3).toInt();
+    if (split > 0)
+        answer.body = server::parseJson(bytes.mid(split + 4).toStdString()).value_or(Json());
+    return answer;
+}
+
+HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers) {
+    return parseAnswer(
+        exchange(port, "GET " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\n" + headers + "\r\n"));
+}
+
+HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body, const QByteArray& contentType) {
+    return parseAnswer(
+        exchange(port, "POST " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\nContent-Type: " + contentType +
+                           "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
+}
+
+StreamClient::StreamClient() {
+    QObject::connect(&socket, &QWebSocket::textMessageReceived, [this](const QString& text) {
+        messages.push_back(server::parseJson(text.toStdString()).value_or(Json()));
+    });
+    QObject::connect(&socket, &QWebSocket::disconnected, [this] { closed = true; });
+    QObject::connect(&socket, QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error), [this] {
+        if (error.isEmpty())
+            error = socket.errorString();
+        closed = true;
+    });
+}
+
+StreamClient::StreamClient(const QUrl& url, const QSslConfiguration& tls) : StreamClient() {
+    socket.setSslConfiguration(tls);
+    socket.open(url);
+}
+
+void StreamClient::sendAudio(int milliseconds) {
+    const QByteArray audio(milliseconds * 32, '\1');
+    socket.sendTextMessage(QStringLiteral("{\"type\":\"audio_chunk\",\"data\":\"") +
+                           QString::fromLatin1(audio.toBase64()) + QStringLiteral("\"}"));
+}
+
+Json StreamClient::next(const std::string& type) {
+    Json found;
+    const bool came = waitUntil([&] {
+        while (taken < messages.size()) {
+            const Json& message = messages[taken++];
+            if (message.value("type", "") == type) {
+                found = message.at("data");
+                return true;
+            }
+        }
+        return closed;
+    });
+    EXPECT_TRUE(came && !found.is_null()) << "no " << type << " came; " << error.toStdString();
+    return found;
+}
+
+bool StreamClient::waitClosed() {
+    return waitUntil([this] { return closed; });
+}
+
+int StreamClient::count(const std::string& type) const {
+    return static_cast<int>(std::count_if(messages.begin(), messages.end(),
+                                          [&](const Json& message) { return message.value("type", "") == type; }));
+}
+
+} // namespace quillo::test

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Foundation/Json.h"
+#include "Support/Async.h"
+#include "Transcription/Scripted/ScriptedRecogniser.h"
+#include "Transport/Server.h"
+
+#include <QSslConfiguration>
+#include <QSslSocket>
+#include <QTemporaryDir>
+#include <QWebSocket>
+
+#include <memory>
+
+namespace quillo::test {
+
+/// The real server in this process, on a free port, with a scripted recogniser.
+class TestServer {
+public:
+    explicit TestServer(const char* script = nullptr, server::ServerOptions options = {});
+
+    server::Server& operator*() { return *server_; }
+    server::Server* operator->() { return server_.get(); }
+    [[nodiscard]] QSslConfiguration trust() const;
+    /// An access token of a new anonymous user.
+    [[nodiscard]] QString token(const char* device = "device") const;
+    [[nodiscard]] QUrl streamUrl(const QString& token, bool encrypted = false) const;
+
+private:
+    QTemporaryDir folder_;
+    std::unique_ptr<server::Server> server_;
+};
+
+struct HttpAnswer {
+    int status = 0;
+    QByteArray header;
+    server::Json body;
+};
+
+/// Sends bytes as they are, in the clear, and reads until the server closes.
+QByteArray exchange(uint16_t port, const QByteArray& bytes);
+HttpAnswer parseAnswer(const QByteArray& bytes);
+HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers = {});
+HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body,
+                const QByteArray& contentType = "application/json");
+
+/// A streaming client that keeps what it receives.
+class StreamClient {
+public:
+    StreamClient();
+    explicit StreamClient(const TestServer& server) : StreamClient(server.streamUrl(server.token())) {}
+    explicit StreamClient(const QUrl& url, const QSslConfiguration& tls = QSslConfiguration::defaultConfiguration());
+
+    void send(const char* json) { socket.sendTextMessage(QString::fromUtf8(json)); }
+    void start() {
+        send(R"({"type":"start_session","languages":["en"],"mode":"streaming","audio_format":"linear16",)"
+             R"("sample_rate":16000,"channels":1,"enhanced_transcription":false,"client_version":"1"})");
+    }
+    void sendAudio(int milliseconds);
+    /// The next message of the type, after those taken before; null when none comes.
+    server::Json next(const std::string& type);
+    [[nodiscard]] bool waitClosed();
+    [[nodiscard]] int count(const std::string& type) const;
+
+    QWebSocket socket;
+    std::vector<server::Json> messages;
+    size_t taken = 0;
+    bool closed = false;
+    QString error;
+};
+
+} // namespace quillo::test

@@ -1,0 +1,224 @@
+#include "ServerFixture.h"
+
+#include <cmath>
+
+using namespace quillo::test;
+using quillo::server::Json;
+using quillo::server::ServerOptions;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string code(const Json& error) { return error.value("code", ""); }
+
+TEST(ServerStreaming, ASessionFromStartToEndAndAnotherOnTheSameSocket) {
+    const TestServer server(R"({"language":"en","events":[{"at":0.1,"partial":"hel"},
+        {"at":0.2,"final":"Hello world.","confidence":0.8},{"at":0.25,"final":"Bye.","confidence":0.6}]})");
+    StreamClient client(server);
+    client.next("connected");
+    ASSERT_EQ(client.messages.size(), 1U) << "connected comes first";
+    std::string sessions[2];
+    for (std::string& session : sessions) {
+        client.start();
+        session = client.next("session_started")["session_id"];
+        for (int i = 0; i < 3; ++i)
+            client.sendAudio(100);
+        client.sendAudio(30);
+        client.send(R"({"type":"system_audio_status","status":"active"})");
+        client.send(R"({"type":"end_session"})");
+        EXPECT_EQ(client.next("partial_transcript")["text"], "hel");
+        const Json final = client.next("final_transcript");
+        EXPECT_EQ(final["text"], "Hello world.");
+        EXPECT_EQ(final["word_count"], 2);
+        EXPECT_EQ(final["duration_ms"], 200);
+        EXPECT_EQ(final["segment_end"], 0.2);
+        const Json ended = client.next("session_ended");
+        EXPECT_EQ(ended["text"], "Hello world. Bye.");
+        EXPECT_EQ(ended["duration_ms"], 330) << "every sample is counted";
+        EXPECT_EQ(ended["total_words"], 3);
+        EXPECT_EQ(ended["language"], "en");
+        EXPECT_EQ(ended["stt_provider"], "scripted");
+        EXPECT_NEAR(ended["confidence"].get<double>(), 0.7, 1e-9);
+        EXPECT_FALSE(ended["transcription_id"].get<std::string>().empty());
+        EXPECT_EQ(client.taken, client.messages.size()) << "session_ended is the last message";
+    }
+    EXPECT_NE(sessions[0], sessions[1]);
+    EXPECT_EQ(client.count("error"), 0);
+}
+
+TEST(ServerStreaming, SendsWithoutWaitingAreServedInOrder) {
+    const TestServer server;
+    StreamClient client(server);
+    client.next("connected");
+    client.start();
+    for (int i = 0; i < 100; ++i)
+        client.sendAudio(100);
+    client.send(R"({"type":"end_session"})");
+    const Json ended = client.next("session_ended");
+    EXPECT_EQ(ended["duration_ms"], 10000);
+    EXPECT_EQ(ended["total_words"], 30);
+}
+
+TEST(ServerStreaming, MistakesAreAnsweredAndTheSessionLivesOn) {
+    ServerOptions options;
+    options.maxFrameBytes = 100 * 1024;
+    const TestServer server(nullptr, options);
+    StreamClient client(server);
+    client.next("connected");
+    client.send(R"({"type":"end_session"})");
+    EXPECT_EQ(code(client.next("error")), "NO_SESSION");
+    client.start();
+    client.next("session_started");
+
+    const std::string deep = "{\"type\":" + std::string(50000, '[');
+    const std::string huge = "{\"type\":\"audio_chunk\",\"data\":\"" + std::string(3'000'000, 'A') + "\"}";
+    for (const char* frame : {"nonsense", "{}", "null", R"({"type":"audio_chunk","data":"%%%%"})", deep.c_str(),
+                              huge.c_str(), R"({"type":"start_session","languages":5})"}) {
+        client.send(frame);
+        EXPECT_EQ(code(client.next("error")), "INVALID_MESSAGE") << std::string(frame).substr(0, 60);
+    }
+    client.socket.sendBinaryMessage("ignored");
+    client.send(R"({"type":"of_tomorrow"})");
+    client.start();
+    EXPECT_EQ(code(client.next("error")), "SESSION_EXISTS");
+    client.send(R"({"type":"switch_to_meeting","switch_timestamp":1.5,"audio_sources":["microphone","system"]})");
+    EXPECT_EQ(code(client.next("error")), "MEETING_DISABLED");
+    client.sendAudio(400);
+    client.send(R"({"type":"end_session"})");
+    EXPECT_EQ(client.next("session_ended")["duration_ms"], 400);
+}
+
+TEST(ServerStreaming, AudioWithoutASessionIsReportedOnceUntilTheNextStart) {
+    const TestServer server;
+    StreamClient client(server);
+    client.next("connected");
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < 20; ++i)
+            client.sendAudio(100);
+        EXPECT_EQ(code(client.next("error")), "NO_SESSION");
+        client.start();
+        client.next("session_started");
+        EXPECT_EQ(client.count("error"), round + 1);
+        client.send(R"({"type":"end_session"})");
+        client.next("session_ended");
+    }
+}
+
+struct RecogniserFailure {
+    const char* script;
+    const char* code;
+};
+
+TEST(ServerStreaming, AFailingRecogniserEndsTheSessionNotTheSocket) {
+    const RecogniserFailure cases[] = {
+        {R"({"open":"no model"})", "STT_UNAVAILABLE"},
+        {R"({"events":[{"at":0.1,"unavailable":"gone"}]})", "STT_UNAVAILABLE"},
+        {R"({"events":[{"at":0.1,"fail":"noise"}]})", "TRANSCRIPTION_ERROR"},
+        {R"({"finish":"fail"})", "TRANSCRIPTION_ERROR"},
+        {R"({"finish":"never"})", "TRANSCRIPTION_ERROR"},
+    };
+    for (const auto& [script, expected] : cases) {
+        ServerOptions options;
+        options.finishTimeout = 50ms;
+        const TestServer server(script, options);
+        StreamClient client(server);
+        client.next("connected");
+        for (int round = 0; round < 2; ++round) {
+            client.start();
+            client.sendAudio(200);
+            client.send(R"({"type":"end_session"})");
+            Json error;
+            do {
+                error = client.next("error");
+            } while (code(error) == "NO_SESSION"); // what was on its way when the session failed
+            EXPECT_EQ(code(error), expected) << script;
+        }
+        EXPECT_EQ(client.count("session_ended"), 0) << script;
+        EXPECT_FALSE(client.closed);
+    }
+}
+
+TEST(ServerStreaming, AClientAheadOfTheRecogniserIsHeldBackAndLosesNothing) {
+    ServerOptions options;
+    options.maxBacklogSeconds = 2;
+    const TestServer server(R"({"speed":40,"words":["a"],"words_per_second":1,"words_per_final":1000})", options);
+    StreamClient client(server);
+    client.next("connected");
+    client.start();
+    for (int i = 0; i < 400; ++i)
+        client.sendAudio(100);
+    client.send(R"({"type":"end_session"})");
+    const Json ended = client.next("session_ended");
+    EXPECT_EQ(ended["duration_ms"], 40000);
+    EXPECT_EQ(ended["total_words"], 40);
+}
+
+TEST(ServerStreaming, TheUpgradeIsRefusedWithAReason) {
+    ServerOptions options;
+    options.maxSessions = 3;
+    options.maxSessionsPerUser = 2;
+    TestServer server(nullptr, options);
+    const auto upgrade = [&](const QString& token) {
+        return parseAnswer(
+            exchange(server->port(), "GET /ws/v3/transcribe?token=" + token.toUtf8() +
+                                         " HTTP/1.1\r\nHost: h\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                                         "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: "
+                                         "dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n"));
+    };
+    EXPECT_EQ(upgrade(QStringLiteral("wrong")).status, 401);
+    EXPECT_EQ(upgrade(QString()).body["code"], "INVALID_TOKEN");
+    EXPECT_EQ(get(server->port(), "/ws/v3/transcribe").status, 426);
+
+    const QString token = server.token();
+    const QString other = server.token("other");
+    StreamClient first(server.streamUrl(token));
+    StreamClient second(server.streamUrl(token));
+    first.next("connected");
+    second.next("connected");
+    EXPECT_EQ(upgrade(token).status, 429);
+    auto third = std::make_unique<StreamClient>(server.streamUrl(other));
+    third->next("connected");
+    const auto full = upgrade(other);
+    EXPECT_EQ(full.status, 503);
+    EXPECT_TRUE(full.header.contains("Retry-After"));
+    third->socket.close();
+    ASSERT_TRUE(waitUntil([&] { return server->sessionCount() == 2; }));
+    StreamClient again(server.streamUrl(other));
+    again.next("connected");
+}
+
+TEST(ServerStreaming, TimeoutsEndWhatIsAbandoned) {
+    ServerOptions idle;
+    idle.idleTimeout = 100ms;
+    TestServer server(nullptr, idle);
+    StreamClient silent(server);
+    ASSERT_TRUE(silent.waitClosed());
+    EXPECT_EQ(silent.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    EXPECT_TRUE(waitUntil([&] { return server->connectionCount() == 0; }));
+
+    ServerOptions brief;
+    brief.maxSessionTime = 100ms;
+    const TestServer limited(nullptr, brief);
+    StreamClient client(limited);
+    client.next("connected");
+    client.start();
+    client.sendAudio(1000);
+    EXPECT_EQ(code(client.next("error")), "SESSION_LIMIT");
+    EXPECT_EQ(client.next("session_ended")["text"], "the quick brown") << "what was said until then is kept";
+}
+
+TEST(ServerStreaming, StoppingClosesWithGoingAway) {
+    TestServer server;
+    StreamClient client(server);
+    client.next("connected");
+    client.start();
+    client.next("session_started");
+    // The server answers on its own threads, but the close needs this one to turn.
+    std::thread stopper([&] { server->stop(); });
+    EXPECT_TRUE(client.waitClosed());
+    stopper.join();
+    EXPECT_EQ(client.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    EXPECT_EQ(server->connectionCount(), 0U);
+}
+
+} // namespace
