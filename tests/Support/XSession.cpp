@@ -3,6 +3,7 @@
 #include "Platform/Linux/X11/XcbXkb.h"
 #include "Support/Async.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -233,6 +234,7 @@ QString XSession::activeTitle() {
 
 xcb_window_t XSession::waitForActiveWindow(const QString& title) {
     xcb_window_t found = 0;
+    QDeadlineTimer asked(std::chrono::milliseconds(500));
     const bool came = waitUntil(
         [&] {
             if (activeTitle() != title)
@@ -241,7 +243,14 @@ xcb_window_t XSession::waitForActiveWindow(const QString& title) {
             // The window manager announces the window before it has handed it the focus.
             const auto focus =
                 adopt(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-            return focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT && focus->focus != m_root;
+            if (focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT && focus->focus != m_root)
+                return true;
+            // The window manager may have tried before the window could be seen; asked again, it tries again.
+            if (asked.hasExpired()) {
+                activate(found);
+                asked = QDeadlineTimer(std::chrono::milliseconds(500));
+            }
+            return false;
         },
         std::chrono::seconds(20));
     if (!came)

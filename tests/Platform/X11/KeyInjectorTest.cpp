@@ -1,6 +1,7 @@
 #include "Platform/Linux/X11/KeyboardLayout.h"
 #include "Platform/Linux/X11/X11KeyEventSource.h"
 #include "Platform/Linux/X11/X11KeyInjector.h"
+#include "Platform/Linux/X11/X11Pasteboard.h"
 #include "Support/Async.h"
 #include "Support/XSession.h"
 
@@ -14,7 +15,8 @@ namespace {
 using test::await;
 using test::waitUntil;
 
-const QString mixedText = QStringLiteral("Grüße, Größe! 你好 😀 naïve — “q” ñ 日本語 €5 Привет, Мир? 👩‍👩‍👧 ÀÉÎ "
+const QString mixedText = QStringLiteral("Grüße, Größe! 你好 😀 naïve — “q” ñ 日本語 €5 Привет, Мир? 👩‍👩‍👧 "
+                                         "ÀÉÎ "
                                          "@#{}[]\\|~ end");
 
 class KeyInjectorTest : public testing::Test {
@@ -26,20 +28,16 @@ protected:
         s_session->setLayout(QStringLiteral("us"));
         m_injector = createX11KeyInjector(m_guard);
         ASSERT_TRUE(m_injector && m_injector->isAvailable());
+        m_pasteboard = createX11Pasteboard();
     }
 
-    /// Puts text on the clipboard and the primary selection, as another program.
-    void copy(const QByteArray& text) {
-        for (const auto* selection : {"clipboard", "primary"}) {
-            QProcess process;
-            process.setStandardOutputFile(QProcess::nullDevice());
-            process.start(QStringLiteral("xclip"),
-                          {QStringLiteral("-selection"), QLatin1String(selection), QStringLiteral("-i")});
-            ASSERT_TRUE(process.waitForStarted());
-            process.write(text);
-            process.closeWriteChannel();
-            ASSERT_TRUE(process.waitForFinished());
-        }
+    /// Puts text on the clipboard and the primary selection.
+    std::shared_ptr<PasteboardOffer> copy(const QString& text) { return await(m_pasteboard->offerText(text, true)); }
+
+    /// Pastes and waits until the program has the text: keys typed before would come before it.
+    void paste(PasteChord chord, const std::shared_ptr<PasteboardOffer>& offer) {
+        EXPECT_EQ(await(m_injector->pressChord(chord)), InjectionStatus::delivered);
+        EXPECT_TRUE(await(offer->waitUntilRead(std::chrono::seconds(10))));
     }
 
     InjectionStatus type(const QString& text) {
@@ -49,6 +47,7 @@ protected:
     static std::unique_ptr<test::XSession> s_session;
     std::shared_ptr<InjectionGuard> m_guard = std::make_shared<InjectionGuard>();
     std::unique_ptr<KeyInjector> m_injector;
+    std::unique_ptr<Pasteboard> m_pasteboard;
 };
 
 std::unique_ptr<test::XSession> KeyInjectorTest::s_session;
@@ -60,15 +59,17 @@ struct Layout {
 const Layout layouts[] = {{"us", 0}, {"de", 0}, {"fr", 0}, {"ru", 0}, {"us,ru", 1}};
 
 TEST_F(KeyInjectorTest, TypesExactlyTheTextOnEveryLayoutAndLeavesTheMapping) {
+    const test::TextFieldProgram field(*s_session);
+    const QString text = mixedText + QStringLiteral("\n\tÄ");
+    QString expected;
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
         for (const bool capsLock : {false, true}) {
-            const test::TextFieldProgram field(*s_session);
             s_session->setCapsLock(capsLock);
             const QByteArray before = s_session->keyboardMapping();
-            EXPECT_EQ(type(mixedText + QStringLiteral("\n\tÄ")), InjectionStatus::delivered);
-            EXPECT_TRUE(field.waitForText(mixedText + QStringLiteral("\n\tÄ")))
-                << layout.name << ": " << field.text().toStdString();
+            EXPECT_EQ(type(text), InjectionStatus::delivered);
+            expected += text;
+            ASSERT_TRUE(field.waitForText(expected)) << layout.name << ": " << field.text().toStdString();
             EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
             EXPECT_EQ(s_session->capsLock(), capsLock);
             s_session->setCapsLock(false);
@@ -86,14 +87,17 @@ TEST_F(KeyInjectorTest, MoreCharactersThanSpareKeys) {
 }
 
 TEST_F(KeyInjectorTest, PastesOnEveryLayout) {
+    const test::TextFieldProgram field(*s_session);
+    QString expected;
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
-        const test::TextFieldProgram field(*s_session);
-        copy("naïve 日本語 😀");
+        const auto offer = copy(QStringLiteral("naïve 日本語 😀"));
         const QByteArray before = s_session->keyboardMapping();
         EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
-        EXPECT_TRUE(field.waitForText(QStringLiteral("naïve 日本語 😀")))
-            << layout.name << ": " << field.text().toStdString();
+        EXPECT_TRUE(await(offer->waitUntilRead(std::chrono::seconds(10)))) << layout.name;
+        EXPECT_TRUE(offer->readBy(field.pid()));
+        expected += QStringLiteral("naïve 日本語 😀");
+        EXPECT_TRUE(field.waitForText(expected)) << layout.name << ": " << field.text().toStdString();
         EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
     }
 }
@@ -101,7 +105,6 @@ TEST_F(KeyInjectorTest, PastesOnEveryLayout) {
 TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
-        copy("eins zwei");
         {
             const QString file = s_session->path(QStringLiteral("typed"));
             const auto terminal = s_session->launch(
@@ -109,7 +112,7 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
                 {QStringLiteral("-u8"), QStringLiteral("-T"), QStringLiteral("Terminal"), QStringLiteral("-e"),
                  QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("cat > '%1'").arg(file)});
             s_session->waitForActiveWindow(QStringLiteral("Terminal"));
-            EXPECT_EQ(await(m_injector->pressChord(PasteChord::shiftInsert)), InjectionStatus::delivered);
+            paste(PasteChord::shiftInsert, copy(QStringLiteral("eins zwei")));
             EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::delivered);
             QByteArray got;
             EXPECT_TRUE(waitUntil([&] {
@@ -125,7 +128,7 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
             const auto entry = s_session->launch(QStringLiteral("zenity"),
                                                  {QStringLiteral("--entry"), QStringLiteral("--title=Entry")});
             s_session->waitForActiveWindow(QStringLiteral("Entry"));
-            EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
+            paste(PasteChord::controlV, copy(QStringLiteral("eins zwei")));
             EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語 😀\n")), InjectionStatus::delivered);
             const bool ended = waitUntil([&] { return entry->state() == QProcess::NotRunning; });
             EXPECT_TRUE(ended) << layout.name;
@@ -142,7 +145,7 @@ TEST_F(KeyInjectorTest, HeldHotkeyNeitherMixesInNorIsForgotten) {
     ASSERT_TRUE(source->start(
         {}, [&](const KeyEvent& event) { events.push_back(event); }, [](KeyEventSourceState) {}));
     const test::TextFieldProgram field(*s_session);
-    copy("held");
+    const auto offer = copy(QStringLiteral("held"));
     s_session->physicalKey(KEY_RIGHTMETA, true);
     s_session->physicalKey(KEY_LEFTSHIFT, true);
     ASSERT_TRUE(waitUntil([&] { return events.size() == 2; }));
