@@ -11,7 +11,7 @@ namespace {
 
 struct PillViewModelTest : testing::Test, RecordingFixture {
     bool wanted = true;
-    PillViewModel pill{store, clock, [](const QString& key) { return key + QStringLiteral(" %1"); },
+    PillViewModel pill{store, clock, [](const QString& name) -> QString { return name + QStringLiteral(" %1"); },
                        [this] { return wanted; }};
     QString key(const char* name) { return QString::fromUtf8(name) + QStringLiteral(" %1"); }
 };
@@ -170,7 +170,7 @@ TEST(TranscriptTailTest, KeepsTheEndInWholeWords) {
              {"exactly twenty chars", "exactly twenty chars"},
              {"the quick brown fox jumps over", "…brown fox jumps over"},
              {"abcdefghijklmnopqrstuvwxyz", "…ghijklmnopqrstuvwxyz"},
-             {"谢谢你星期一寄来的信我已经读了两遍我认为我们应该", "…星期一寄来的信我已经读了两遍我认为我们应该"},
+             {"谢谢你星期一寄来的信我已经读了两遍我认为我们应该", "…期一寄来的信我已经读了两遍我认为我们应该"},
          })
         EXPECT_EQ(transcriptTail(QString::fromUtf8(text), 20), QString::fromUtf8(tail));
 }

@@ -78,7 +78,7 @@ Item {
 
         MouseArea {
             anchors.fill: parent
-            onPressed: pillWindow.beginDrag()
+            onPressed: mouse => pillWindow.beginDrag(mapToGlobal(mouse.x, mouse.y))
             onPositionChanged: if (pressed) pillWindow.drag()
             onReleased: {
                 if (pillWindow.endDrag())

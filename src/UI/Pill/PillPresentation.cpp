@@ -96,7 +96,7 @@ QString transcriptTail(const QString& text, qsizetype maximum) {
         return line;
     const auto earliest = std::max<qsizetype>(0, line.size() - maximum);
     // A word longer than a quarter of the room is cut inside: scripts without spaces have no other place.
-    auto cut = line.indexOf(QLatin1Char(' '), earliest);
+    auto cut = line.indexOf(QLatin1Char(' '), std::max<qsizetype>(0, earliest - 1));
     if (cut < 0 || cut - earliest > maximum / 4) {
         QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);
         finder.setPosition(earliest);

@@ -121,8 +121,9 @@ void PillWindow::applyShape() {
     setMask(roundedRegion(m_capsule.toAlignedRect(), qRound(m_radius)));
 }
 
-void PillWindow::beginDrag() {
-    m_dragPointer = QCursor::pos();
+void PillWindow::beginDrag(QPointF pointer) {
+    // Not where the pointer is by now: it may have moved on before the press was handled.
+    m_dragPointer = pointer.toPoint();
     m_dragWindow = position();
     m_dragged = false;
 }

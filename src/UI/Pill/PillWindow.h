@@ -37,7 +37,8 @@ public:
 
     /// The visible pill in window coordinates, its corner radius and colour. Called at every step of its animations.
     Q_INVOKABLE void setCapsule(const QRectF& area, qreal radius, const QColor& fill);
-    Q_INVOKABLE void beginDrag();
+    /// `pointer` is where the button went down, in desktop coordinates.
+    Q_INVOKABLE void beginDrag(QPointF pointer);
     Q_INVOKABLE void drag();
     /// Stores the new place; false when the pointer has not moved, which makes it a click.
     Q_INVOKABLE bool endDrag();
