@@ -14,6 +14,8 @@ namespace quillo::test {
 class LogLines {
 public:
     LogLines() {
+        // What an earlier test has left in the queue is not this one's.
+        EventExecutor::main().drain();
         LoggingService::shared().setConsoleLevel(std::nullopt);
         LoggingService::shared().open(m_folder.filePath(QStringLiteral("log")));
     }
