@@ -1,10 +1,14 @@
 #include "RecogniserFactory.h"
 
 #include "Foundation/Files.h"
+#include "Foundation/Log.h"
+#include "Transcription/HttpRecogniser.h"
 #include "Transcription/PocketSphinxRecogniser.h"
 #include "Transcription/Scripted/ScriptedRecogniser.h"
 
+#include <cstdlib>
 #include <stdexcept>
+#include <sys/stat.h>
 
 namespace quillo::server {
 namespace {
@@ -20,6 +24,32 @@ Script readScript(const std::filesystem::path& file) {
     }
 }
 
+std::string readKey(const std::filesystem::path& file) {
+    if (file.empty()) {
+        const char* key = std::getenv("QUILLO_RECOGNISER_KEY");
+        return key ? key : "";
+    }
+    auto key = readFile(file);
+    if (!key)
+        throw std::runtime_error("--recogniser-key-file: there is no file " + file.string());
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == 0 && (status.st_mode & 0077) != 0)
+        log(LogLevel::warning, "recogniser", "others may read the key in " + file.string() + "; chmod 600 it");
+    const auto end = key->find_last_not_of(" \t\r\n");
+    key->resize(end == std::string::npos ? 0 : end + 1);
+    if (key->empty())
+        throw std::runtime_error("--recogniser-key-file: " + file.string() + " is empty; put the key into it");
+    return *key;
+}
+
+HttpRecogniserSettings httpSettings(const RecogniserOptions& options) {
+    HttpRecogniserSettings settings;
+    settings.url = options.url;
+    settings.model = options.model;
+    settings.key = readKey(options.keyFile);
+    return settings;
+}
+
 } // namespace
 
 std::shared_ptr<Recogniser> makeRecogniser(const RecogniserOptions& options) {
@@ -33,7 +63,7 @@ std::shared_ptr<Recogniser> makeRecogniser(const RecogniserOptions& options) {
         return makePocketSphinxRecogniser(settings);
     }
     case RecogniserKind::http:
-        throw std::runtime_error("--recogniser http: not built into this server; use pocketsphinx");
+        return makeHttpRecogniser(httpSettings(options));
     }
     throw std::logic_error("unknown recogniser");
 }
