@@ -159,15 +159,12 @@ size_t runLength(const Tokens& tokens, size_t first) {
     while (end < tokens.size()) {
         const bool joins = end > first && end + 1 < tokens.size() && isNumberWord(tokens[end + 1]);
         const Token& before = tokens[end > first ? end - 1 : first];
-        if (isNumberWord(tokens[end]))
-            ++end;
-        else if (joins && tokens[end].is("oh") && digitOf(before))
-            ++end;
-        else if (joins && tokens[end].is("and") && (before.is("hundred") || scaleOf(before) > 0) &&
-                 (smallOf(tokens[end + 1]) || tensOf(tokens[end + 1])))
-            ++end;
-        else
+        const bool zero = joins && tokens[end].is("oh") && digitOf(before);
+        const bool conjunction = joins && tokens[end].is("and") && (before.is("hundred") || scaleOf(before) > 0) &&
+                                 (smallOf(tokens[end + 1]) || tensOf(tokens[end + 1]));
+        if (!isNumberWord(tokens[end]) && !zero && !conjunction)
             break;
+        ++end;
     }
     return end - first;
 }

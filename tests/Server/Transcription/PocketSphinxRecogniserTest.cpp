@@ -54,8 +54,8 @@ TEST(PocketSphinxRecogniser, WritesSentencesWithDictatedAndAddedMarks) {
         {"do you want to go to the movies with us tonight", "Do you want to go to the movies with us tonight?"},
         {"everyone on the team did an excellent job this year exclamation point",
          "Everyone on the team did an excellent job this year!"},
-        {"please send me the report before the end of the day period",
-         "Please send me the report before the end of the day."},
+        {"i forgot to bring my laptop charger to the office period",
+         "I forgot to bring my laptop charger to the office."},
         {"this is a test of the dictation system period", "This is a test of the dictation system."},
         {"kind regards comma new line john", "Kind regards,\nJohn"},
     };
