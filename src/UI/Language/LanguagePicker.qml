@@ -67,7 +67,11 @@ FocusScope {
             font.pixelSize: Theme.fontSize
             Accessible.role: Accessible.EditableText
             Accessible.name: Texts.t("languagePicker.search")
-            onTextChanged: languages.filter = text
+            onTextChanged: {
+                languages.filter = text
+                // At once: whoever types fast presses Return before the list has been laid out.
+                list.restore()
+            }
             Keys.onUpPressed: list.decrementCurrentIndex()
             Keys.onDownPressed: list.incrementCurrentIndex()
             Keys.onReturnPressed: picker.choose(languages.codeAt(list.currentIndex))
@@ -106,11 +110,11 @@ FocusScope {
         model: languages
         currentIndex: languages.currentRow
         highlightMoveDuration: 0
-        onCountChanged: Qt.callLater(restore)
         Component.onCompleted: restore()
         function restore() {
             currentIndex = languages.currentRow
-            positionViewAtIndex(currentIndex, ListView.Center)
+            if (currentIndex >= 0)
+                positionViewAtIndex(currentIndex, ListView.Center)
         }
 
         delegate: Rectangle {
