@@ -12,8 +12,14 @@ export HOME="$folder/home" XDG_RUNTIME_DIR="$folder/run"
 export XDG_DATA_HOME="$folder/home/.local/share" XDG_CONFIG_HOME="$folder/home/.config"
 unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS GNOME_KEYRING_CONTROL || true
 if [ "$mode" = unlocked ]; then
-    # The keyring must be unlocked before the first call: a call starts a locked one.
-    dbus-run-session -- sh -c 'printf "\n" | gnome-keyring-daemon --unlock --components=secrets >/dev/null; "$@"' sh "$@"
+    # The keyring must be unlocked before the first call: a call starts a locked one. In the foreground, so that it can
+    # be ended here: a daemon that nobody has called yet outlives its bus.
+    printf '\n' >"$folder/password"
+    dbus-run-session -- sh -c '
+        gnome-keyring-daemon --foreground --unlock --components=secrets <"$0" >/dev/null &
+        trap "kill $!" EXIT
+        gdbus wait --session --timeout 20 org.freedesktop.secrets
+        "$@"' "$folder/password" "$@"
 else
     # A bus that starts no services.
     cat >"$folder/bus.conf" <<CONFIGURATION
