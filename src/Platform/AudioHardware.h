@@ -69,6 +69,8 @@ public:
     virtual std::optional<QString> defaultInputDevice() = 0;
     /// A unit not yet bound to a device; null with `status` set when the platform has none.
     virtual std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) = 0;
+    /// Whether `status` means that the user or the system refuses the microphone.
+    [[nodiscard]] virtual bool isPermissionDenied(AudioStatus) const { return false; }
     /// The platform's word for `status`.
     [[nodiscard]] virtual QString describe(AudioStatus status) const = 0;
 };

@@ -4,6 +4,8 @@
 #include "Core/Log.h"
 #include "Services/AUHALCaptureContext.h"
 
+#include <QScopeGuard>
+
 #include <array>
 
 namespace quillo {
@@ -77,7 +79,7 @@ AudioHardwareDevice AUHALAudioService::Backend::chooseDevice() {
                 .arg(*m_preferredDeviceID),
             LogLevel::warn);
     }
-    const auto id = m_hardware.defaultInputDevice();
+    const auto id = all.empty() ? std::nullopt : m_hardware.defaultInputDevice();
     const auto found = id ? find(*id) : all.end();
     if (found == all.end())
         fail(QStringLiteral("❌ Could not determine default input device"));
@@ -93,7 +95,11 @@ void AUHALAudioService::Backend::require(AudioStatus status, const QString& step
     if (status == 0)
         return;
     log(QStringLiteral("The sound system says: %1").arg(m_hardware.describe(status)), LogLevel::error);
-    fail(QStringLiteral("❌ %1 failed (status=%2)").arg(step, osStatusDescription(status)));
+    const auto message = QStringLiteral("❌ %1 failed (status=%2)").arg(step, osStatusDescription(status));
+    if (!m_hardware.isPermissionDenied(status))
+        fail(message);
+    log(message, LogLevel::error);
+    throw AudioServiceError(AudioServiceError::Code::permissionDenied);
 }
 
 void AUHALAudioService::Backend::openUnit(const AudioHardwareDevice& device,
@@ -213,13 +219,14 @@ void AUHALAudioService::Backend::handleLost(uint64_t capture, const QString& rea
 }
 
 void AUHALAudioService::Backend::tearDown() {
-    if (m_audioUnit && m_isCapturing) {
+    const bool wasCapturing = std::exchange(m_isCapturing, false);
+    if (wasCapturing)
         m_audioUnit->uninitialize();
-        log(QStringLiteral("📊 AUHAL capture stats: %1").arg(m_captureContext->statsSummary()));
-        log(QStringLiteral("✅ AUHAL audio capture stopped"));
-    }
     m_audioUnit.reset();
-    m_isCapturing = false;
+    if (!wasCapturing)
+        return;
+    log(QStringLiteral("📊 AUHAL capture stats: %1").arg(m_captureContext->statsSummary()));
+    log(QStringLiteral("✅ AUHAL audio capture stopped"));
 }
 
 void AUHALAudioService::Backend::setPreferred(std::optional<QString> id) {
@@ -265,11 +272,20 @@ AUHALAudioService::~AUHALAudioService() {
 }
 
 Task<AsyncStream<AudioChunk>> AUHALAudioService::startCapture() {
-    return perform(*m_executor, EventExecutor::main(), [backend = m_backend] { return backend->start(); });
+    ++*m_startsUnderWay;
+    return perform(*m_executor, EventExecutor::main(), [backend = m_backend, underWay = m_startsUnderWay] {
+        const auto done = qScopeGuard([&] { --*underWay; });
+        return backend->start();
+    });
 }
 
 void AUHALAudioService::stopCapture() {
-    m_executor->runBlocking([this] { m_backend->stop(); });
+    // A device may take a second to open or to fail: the main thread does not wait for it. What that start delivers is
+    // ended right after it.
+    if (*m_startsUnderWay > 0)
+        m_executor->post([backend = m_backend] { backend->stop(); });
+    else
+        m_executor->runBlocking([this] { m_backend->stop(); });
 }
 
 Task<std::vector<AudioDevice>> AUHALAudioService::getAvailableDevices() {

@@ -4,6 +4,7 @@
 #include "Platform/AudioHardware.h"
 #include "Services/AudioServiceProtocol.h"
 
+#include <atomic>
 #include <memory>
 
 namespace quillo {
@@ -33,6 +34,7 @@ private:
     class Backend;
     std::unique_ptr<SerialExecutor> m_executor;
     std::shared_ptr<Backend> m_backend;
+    std::shared_ptr<std::atomic<int>> m_startsUnderWay = std::make_shared<std::atomic<int>>(0);
 };
 
 } // namespace quillo

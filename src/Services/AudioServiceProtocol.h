@@ -45,7 +45,8 @@ public:
     /// Opens the device and starts; throws AudioServiceError. The stream ends on `stopCapture` or when the device is
     /// lost; dropping the stream stops the capture.
     virtual Task<AsyncStream<AudioChunk>> startCapture() = 0;
-    /// Flushes what is pending as a last chunk, ends the stream and closes the device. Idempotent.
+    /// Flushes what is pending as a last chunk, ends the stream and closes the device. Idempotent. While a start is
+    /// under way it returns at once, and that capture ends as soon as it has begun.
     virtual void stopCapture() = 0;
     virtual Task<std::vector<AudioDevice>> getAvailableDevices() = 0;
     virtual Task<std::optional<AudioDevice>> getDefaultInputDevice() = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
+#include <utility>
 
 namespace quillo {
 
@@ -62,9 +63,11 @@ PulseAudioConnection::~PulseAudioConnection() {
 void PulseAudioConnection::connect() {
     if (m_context) {
         pa_context_set_state_callback(m_context, nullptr, nullptr);
+        pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
         pa_context_disconnect(m_context);
         pa_context_unref(m_context);
     }
+    m_listing.clear(); // of an answer that was cut off
     m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Quillo");
     pa_context_set_state_callback(
         m_context, [](pa_context*, void* self) { static_cast<PulseAudioConnection*>(self)->handleState(); }, this);
@@ -74,7 +77,7 @@ void PulseAudioConnection::connect() {
 }
 
 void PulseAudioConnection::scheduleReconnect() {
-    publish(false);
+    forget();
     if (m_reconnect)
         return;
     const auto delay = std::min(firstReconnectDelay << std::min(m_failures, 10U), longestReconnectDelay);
@@ -100,6 +103,10 @@ void PulseAudioConnection::handleState() {
             log(QStringLiteral("✅ The sound server is back"));
         m_failures = 0;
         m_isReady = true;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_hasFailed = false;
+        }
         pa_context_set_subscribe_callback(
             m_context,
             [](pa_context*, pa_subscription_event_type_t, uint32_t, void* self) {
@@ -131,42 +138,55 @@ void PulseAudioConnection::refresh() {
         },
         this));
     // Answers come in the order of the questions: when the list is complete the default is known too.
-    release(pa_context_get_source_info_list(
+    auto* const listing = pa_context_get_source_info_list(
         m_context,
         [](pa_context*, const pa_source_info* info, int end, void* pointer) {
             auto* const self = static_cast<PulseAudioConnection*>(pointer);
             if (info)
                 self->m_listing.push_back(describe(*info));
-            if (end == 0)
-                return;
-            {
-                const std::lock_guard lock(self->m_mutex);
-                self->m_sources = std::exchange(self->m_listing, {});
-            }
-            self->publish(true);
+            if (end != 0)
+                self->publish();
         },
-        this));
+        this);
+    if (!listing)
+        return;
+    release(listing);
+    const std::lock_guard lock(m_mutex);
+    ++m_refreshes;
 }
 
-void PulseAudioConnection::publish(bool ready) {
+void PulseAudioConnection::refreshIfReady() {
+    if (m_isReady)
+        refresh();
+}
+
+void PulseAudioConnection::publish() {
     {
         const std::lock_guard lock(m_mutex);
-        m_isListed = ready;
-        m_hasFailed = !ready;
-        if (!ready) {
-            m_sources.clear();
-            m_defaultSource.clear();
-        }
+        m_sources = std::exchange(m_listing, {});
+        m_isListed = true;
+        --m_refreshes;
+    }
+    m_changed.notify_all();
+}
+
+void PulseAudioConnection::forget() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isListed = false;
+        m_hasFailed = true;
+        m_refreshes = 0;
+        m_sources.clear();
+        m_defaultSource.clear();
     }
     m_changed.notify_all();
 }
 
 bool PulseAudioConnection::waitUntilReady() {
     std::unique_lock lock(m_mutex);
-    if (m_isListed)
-        return true;
     if (m_hasFailed) {
         // Somebody wants it now: do not wait for the next attempt's turn.
+        m_hasFailed = false;
         lock.unlock();
         {
             const PulseAudioLock loopLock(m_loop);
@@ -175,7 +195,8 @@ bool PulseAudioConnection::waitUntilReady() {
         }
         lock.lock();
     }
-    return m_changed.wait_for(lock, readyDeadline, [this] { return m_isListed; });
+    m_changed.wait_for(lock, readyDeadline, [this] { return (m_isListed && m_refreshes == 0) || m_hasFailed; });
+    return m_isListed;
 }
 
 bool PulseAudioConnection::isReady() {

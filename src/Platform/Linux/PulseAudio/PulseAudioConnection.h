@@ -43,7 +43,11 @@ public:
     /// With the lock held; null while there is no connection.
     [[nodiscard]] pa_context* readyContext() const { return m_isReady ? m_context : nullptr; }
 
-    /// Waits up to the deadline of a hung or starting server; false when there is none.
+    /// With the lock held: asks for the sources again. Whoever asks for them next waits for the answer.
+    void refreshIfReady();
+
+    /// Waits until the list of sources is what the server says now, at most for the deadline of a hung or starting
+    /// server; false when there is none.
     bool waitUntilReady();
     [[nodiscard]] bool isReady();
     std::vector<PulseAudioSource> sources();
@@ -54,7 +58,8 @@ private:
     void scheduleReconnect();
     void handleState();
     void refresh();
-    void publish(bool ready);
+    void publish();
+    void forget();
 
     pa_threaded_mainloop* m_loop;
     // With the loop's lock held.
@@ -68,7 +73,8 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_isListed = false;
-    bool m_hasFailed = false;
+    bool m_hasFailed = false; ///< the latest attempt to connect, and none has been made since
+    int m_refreshes = 0;      ///< questions for the list that are not answered yet
     std::vector<PulseAudioSource> m_sources;
     QString m_defaultSource;
 };

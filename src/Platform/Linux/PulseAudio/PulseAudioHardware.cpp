@@ -24,6 +24,8 @@ public:
         return makePulseAudioInputUnit(m_connection);
     }
 
+    [[nodiscard]] bool isPermissionDenied(AudioStatus status) const override { return status == PA_ERR_ACCESS; }
+
     [[nodiscard]] QString describe(AudioStatus status) const override { return QString::fromUtf8(pa_strerror(status)); }
 
 private:

@@ -70,7 +70,7 @@ public:
         pa_stream_set_state_callback(
             m_stream, [](pa_stream*, void* self) { static_cast<PulseAudioInputUnit*>(self)->handleState(); }, this);
         pa_stream_set_read_callback(
-            m_stream, [](pa_stream*, size_t, void* self) { static_cast<PulseAudioInputUnit*>(self)->handleRead(); },
+            m_stream, [](pa_stream*, size_t, void* self) { static_cast<PulseAudioInputUnit*>(self)->takeReadable(); },
             this);
         return 0;
     }
@@ -138,11 +138,13 @@ private:
                 m_failure = std::max(pa_context_errno(pa_stream_get_context(m_stream)), 1);
         }
         m_changed.notify_all();
-        if (wasOpen && state != PA_STREAM_READY && m_lost)
+        if (state == PA_STREAM_READY)
+            return;
+        // The news that the source is gone follows only after this: whoever opens another one must not find the old.
+        m_connection->refreshIfReady();
+        if (wasOpen && m_lost)
             m_lost(QString::fromUtf8(pa_strerror(m_failure)));
     }
-
-    void handleRead() { takeReadable(); }
 
     void takeReadable() {
         const void* data = nullptr;
