@@ -1,0 +1,120 @@
+#pragma once
+
+#include "Platform/AudioHardware.h"
+
+#include <QStringList>
+
+#include <functional>
+#include <mutex>
+
+namespace quillo::test {
+
+/// Audio hardware whose steps a test lets fail, and into whose running unit it feeds exact frames. Thread-safe.
+class FakeAudioHardware final : public AudioHardware {
+public:
+    /// The status every step of that name returns; the names are those of the functions, "makeInputUnit" included.
+    std::map<QString, AudioStatus> failures;
+    /// Whether a failing `makeInputUnit` returns no unit either.
+    bool hasUnit = true;
+    double sampleRate = 48000;
+    std::vector<AudioHardwareDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), false}};
+    std::optional<QString> standard = QStringLiteral("mic");
+    AudioStatus refused = -1; ///< the status that means: permission denied
+    /// Called inside `start`, on the service's own thread.
+    std::function<void()> onStart;
+
+    /// Delivers `samples` as one callback; false when no unit runs.
+    bool feed(const std::vector<float>& samples) {
+        const std::lock_guard lock(m_mutex);
+        if (m_input)
+            m_input(samples.data(), samples.size());
+        return static_cast<bool>(m_input);
+    }
+    void loseDevice(const QString& reason) {
+        const std::lock_guard lock(m_mutex);
+        if (m_lost)
+            m_lost(reason);
+    }
+    /// The units' calls in their order; "dispose" for the end of one.
+    QStringList calls() {
+        const std::lock_guard lock(m_mutex);
+        return m_calls;
+    }
+
+    [[nodiscard]] bool isAvailable() override { return true; }
+    std::vector<AudioHardwareDevice> inputDevices() override { return devices; }
+    std::optional<QString> defaultInputDevice() override { return standard; }
+    std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) override {
+        status = record(QStringLiteral("makeInputUnit"));
+        return hasUnit ? std::make_unique<Unit>(*this) : nullptr;
+    }
+    [[nodiscard]] bool isPermissionDenied(AudioStatus status) const override { return status == refused; }
+    [[nodiscard]] QString describe(AudioStatus) const override { return QStringLiteral("scripted"); }
+
+private:
+    class Unit final : public AudioInputUnit {
+    public:
+        explicit Unit(FakeAudioHardware& hardware) : m_hardware(hardware) {}
+        ~Unit() override {
+            silence();
+            m_hardware.record(QStringLiteral("dispose"));
+        }
+        AudioStatus enableInput() override { return m_hardware.record(QStringLiteral("enableInput")); }
+        AudioStatus disableOutput() override { return m_hardware.record(QStringLiteral("disableOutput")); }
+        AudioStatus setCurrentDevice(const QString& id) override {
+            return m_hardware.record(QStringLiteral("setCurrentDevice"), id);
+        }
+        AudioStatus getDeviceFormat(AudioStreamFormat& format) override {
+            format = {m_hardware.sampleRate, 2, 16, 4, 1};
+            return m_hardware.record(QStringLiteral("getDeviceFormat"));
+        }
+        AudioStatus setClientFormat(double) override { return m_hardware.record(QStringLiteral("setClientFormat")); }
+        AudioStatus setInputCallback(InputCallback input, LostCallback lost) override {
+            m_input = std::move(input);
+            m_lost = std::move(lost);
+            return m_hardware.record(QStringLiteral("setInputCallback"));
+        }
+        AudioStatus initialize() override { return m_hardware.record(QStringLiteral("initialize")); }
+        AudioStatus start() override {
+            const auto status = m_hardware.record(QStringLiteral("start"));
+            if (m_hardware.onStart)
+                m_hardware.onStart();
+            if (status != 0)
+                return status;
+            const std::lock_guard lock(m_hardware.m_mutex);
+            m_hardware.m_input = m_input;
+            m_hardware.m_lost = m_lost;
+            return 0;
+        }
+        AudioStatus stop() override {
+            silence();
+            return m_hardware.record(QStringLiteral("stop"));
+        }
+        AudioStatus uninitialize() override { return m_hardware.record(QStringLiteral("uninitialize")); }
+
+    private:
+        void silence() {
+            const std::lock_guard lock(m_hardware.m_mutex);
+            m_hardware.m_input = nullptr;
+            m_hardware.m_lost = nullptr;
+        }
+
+        FakeAudioHardware& m_hardware;
+        InputCallback m_input;
+        LostCallback m_lost;
+    };
+
+    AudioStatus record(const QString& call, const QString& argument = {}) {
+        const std::lock_guard lock(m_mutex);
+        m_calls.append(argument.isEmpty() ? call : call + u' ' + argument);
+        const auto failure = failures.find(call);
+        return failure == failures.end() ? 0 : failure->second;
+    }
+
+    std::mutex m_mutex;
+    QStringList m_calls;
+    AudioInputUnit::InputCallback m_input;
+    AudioInputUnit::LostCallback m_lost;
+};
+
+} // namespace quillo::test

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace quillo::test {
+
+/// A private PulseAudio server; the environment of this process points to it. Everything it started ends with it.
+class PulseAudioSession {
+public:
+    /// Throws std::runtime_error when the server does not come up.
+    PulseAudioSession();
+    ~PulseAudioSession();
+    PulseAudioSession(const PulseAudioSession&) = delete;
+    PulseAudioSession& operator=(const PulseAudioSession&) = delete;
+
+    /// Adds a source of that name that is no monitor, is described as "The NAME", and hears what `speak` plays. Silence
+    /// is played all the time: an idle null sink sleeps for up to two seconds, as no microphone does.
+    void addMicrophone(const QString& name, int rate = 48000, int channels = 1);
+    /// Pulls the plug.
+    void removeMicrophone(const QString& name);
+    void setDefaultSource(const QString& name);
+    /// Plays 16-bit samples, the same on every channel, into the microphone; the process ends when all are played.
+    std::unique_ptr<QProcess> speak(const QString& name, const std::vector<int16_t>& samples);
+
+    /// Ends the server at once, with all that is in it.
+    void kill();
+    /// Starts it again, empty.
+    void start();
+    /// Suspends the server's process: it hangs.
+    void suspend();
+    void resume();
+
+    /// Runs pactl and returns what it printed; throws when it fails.
+    QString pactl(const QStringList& arguments);
+
+private:
+    struct Microphone {
+        QString name;
+        int rate = 0;
+        int channels = 0;
+        QString module;
+        std::unique_ptr<QProcess> silence;
+    };
+    [[nodiscard]] QStringList playback(const Microphone& microphone, const QString& format) const;
+    Microphone& find(const QString& name);
+
+    QTemporaryDir m_folder;
+    QString m_socket;
+    std::unique_ptr<QProcess> m_server;
+    std::vector<Microphone> m_microphones;
+};
+
+} // namespace quillo::test
