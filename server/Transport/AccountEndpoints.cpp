@@ -58,6 +58,8 @@ void addAccountEndpoints(Router& router, std::shared_ptr<AccountStore> accounts,
             "anonymous sign-in of user " + session.user.id + (session.isNewUser ? " (new)" : ""));
         return answer(session);
     });
+    // Below the API's base, where the client's own calls go, and at the root.
+    router.add("POST", "/api/v1/auth/anonymous", {.handler = anonymous});
     router.add("POST", "/auth/anonymous", {.handler = anonymous});
 
     const auto token = withJsonBody([accounts](const HttpRequest&, const Json& body) {
@@ -76,17 +78,19 @@ void addAccountEndpoints(Router& router, std::shared_ptr<AccountStore> accounts,
     router.add("POST", "/oauth/token", {.handler = token});
     router.add("POST", "/auth/oauth/token", {.handler = token});
 
-    router.add("GET", "/auth/me", {.handler = [accounts](const HttpRequest& request) {
-                   const auto bearer = request.bearerToken();
-                   const auto user = bearer ? accounts->userOf(*bearer) : std::nullopt;
-                   if (!user) {
-                       auto response = errorResponse(401, "invalid_token", "INVALID_TOKEN",
-                                                     "The access token is missing, not valid or expired; refresh it.");
-                       response.headers.emplace_back("WWW-Authenticate", "Bearer");
-                       return response;
-                   }
-                   return HttpResponse{200, describe(*user), {}};
-               }});
+    const auto me = [accounts](const HttpRequest& request) {
+        const auto bearer = request.bearerToken();
+        const auto user = bearer ? accounts->userOf(*bearer) : std::nullopt;
+        if (!user) {
+            auto response = errorResponse(401, "invalid_token", "INVALID_TOKEN",
+                                          "The access token is missing, not valid or expired; refresh it.");
+            response.headers.emplace_back("WWW-Authenticate", "Bearer");
+            return response;
+        }
+        return HttpResponse{200, describe(*user), {}};
+    };
+    router.add("GET", "/api/v1/auth/me", {.handler = me});
+    router.add("GET", "/auth/me", {.handler = me});
 
     router.add("GET", "/health",
                {.handler =

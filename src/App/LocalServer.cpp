@@ -65,7 +65,7 @@ LocalServer::~LocalServer() {
 
 QString LocalServer::findProgram() {
     const auto name = QStringLiteral("quillo-server");
-    const auto beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
+    const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
     return QFileInfo(beside).isExecutable() ? beside : QStandardPaths::findExecutable(name);
 }
 

@@ -8,6 +8,7 @@
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Platform/Linux/Sounds/PulseAudioSounds.h"
 #include "Platform/Linux/X11/InjectionGuard.h"
+#include "Platform/Linux/X11/KeyboardGrabProbe.h"
 #include "Platform/Linux/X11/X11Applications.h"
 #include "Platform/Linux/X11/X11KeyEventSource.h"
 #include "Platform/Linux/X11/X11KeyInjector.h"
@@ -57,7 +58,7 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
     keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
     pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
     applications = orElse(createX11Applications(), makeUnavailableApplications);
-    accessibility = createAtSpiAccessibility();
+    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); });
     sounds = createSounds();
 
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);

@@ -25,7 +25,9 @@ public:
     [[nodiscard]] int reads() const override { return 0; }
     [[nodiscard]] bool isOwner() const override { return false; }
     Task<bool> waitUntilRead(std::chrono::milliseconds) override { co_return false; }
-    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override { return std::nullopt; }
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override {
+        return std::nullopt;
+    }
 };
 
 class NoPasteboard final : public Pasteboard {
@@ -43,11 +45,18 @@ public:
     bool activate(const RunningApplication&) override { return false; }
 };
 
+class NoAccessibility final : public Accessibility {
+public:
+    Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds) override { co_return std::nullopt; }
+    Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return false; }
+};
+
 } // namespace
 
 std::unique_ptr<KeyEventSource> makeUnavailableKeyEventSource() { return std::make_unique<NoKeyEventSource>(); }
 std::unique_ptr<KeyInjector> makeUnavailableKeyInjector() { return std::make_unique<NoKeyInjector>(); }
 std::unique_ptr<Pasteboard> makeUnavailablePasteboard() { return std::make_unique<NoPasteboard>(); }
 std::unique_ptr<Applications> makeUnavailableApplications() { return std::make_unique<NoApplications>(); }
+std::unique_ptr<Accessibility> makeUnavailableAccessibility() { return std::make_unique<NoAccessibility>(); }
 
 } // namespace quillo

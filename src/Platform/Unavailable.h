@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Accessibility.h"
 #include "Platform/Applications.h"
 #include "Platform/KeyEvents.h"
 #include "Platform/KeyInjector.h"
@@ -15,5 +16,6 @@ std::unique_ptr<KeyEventSource> makeUnavailableKeyEventSource();
 std::unique_ptr<KeyInjector> makeUnavailableKeyInjector();
 std::unique_ptr<Pasteboard> makeUnavailablePasteboard();
 std::unique_ptr<Applications> makeUnavailableApplications();
+std::unique_ptr<Accessibility> makeUnavailableAccessibility();
 
 } // namespace quillo

@@ -11,12 +11,16 @@
 #include <QJsonDocument>
 #include <QTextStream>
 
+#include <optional>
+
 using namespace quillo::test;
 using namespace std::chrono_literals;
 
 namespace {
 
-double milliseconds(std::chrono::nanoseconds duration) { return std::chrono::duration<double, std::milli>(duration).count(); }
+double milliseconds(std::chrono::nanoseconds duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
 
 /// What one dictation showed.
 struct Shown {
@@ -43,8 +47,10 @@ Shown dictate(DesktopSession& session, const QString& sentence, const QString& p
     const auto report = session.fieldReport();
     shown.received = report.text.mid(before.size());
     shown.releaseToText = milliseconds(report.monotonic - released);
-    const auto firstSample = std::chrono::nanoseconds(
-        shown.status.value(QStringLiteral("lastRun")).toObject().value(QStringLiteral("firstSampleMonotonicNs")).toInteger());
+    const auto firstSample = std::chrono::nanoseconds(shown.status.value(QStringLiteral("lastRun"))
+                                                          .toObject()
+                                                          .value(QStringLiteral("firstSampleMonotonicNs"))
+                                                          .toInteger());
     shown.pressToFirstSample = milliseconds(firstSample - pressed);
     return shown;
 }
@@ -57,18 +63,20 @@ int main(int argc, char** argv) {
     parser.addHelpOption();
     const QCommandLineOption pictures(QStringLiteral("pictures"), QStringLiteral("Folder for the screenshots."),
                                       QStringLiteral("folder"), QStringLiteral("build/demonstration"));
-    const QCommandLineOption sentenceOption(QStringLiteral("sentence"), QStringLiteral("What to say."), QStringLiteral("text"),
-                                            QStringLiteral("I think we should talk to the customer before we make a decision."));
+    const QCommandLineOption sentenceOption(
+        QStringLiteral("sentence"), QStringLiteral("What to say."), QStringLiteral("text"),
+        QStringLiteral("I think we should talk to the customer before we make a decision."));
     parser.addOptions({pictures, sentenceOption});
     parser.process(application);
 
     QTextStream out(stdout);
     const auto folder = QDir(parser.value(pictures)).absolutePath();
     QDir().mkpath(folder);
-    const auto whileSpeaking = folder + QStringLiteral("/speaking.png");
-    const auto afterwards = folder + QStringLiteral("/delivered.png");
+    const QString whileSpeaking = folder + QStringLiteral("/speaking.png");
+    const QString afterwards = folder + QStringLiteral("/delivered.png");
+    std::optional<DesktopSession> desktop;
     try {
-        DesktopSession session({.compositor = true});
+        auto& session = desktop.emplace(DesktopSession::Options{.compositor = true});
         out << "A virtual desktop is up; starting Quillo in it...\n" << Qt::flush;
         session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
         session.openTextField();
@@ -83,8 +91,8 @@ int main(int argc, char** argv) {
             << shown.received.trimmed() << "\n  key press to first sample       "
             << QString::number(shown.pressToFirstSample, 'f', 1) << " ms\n  key release to text             "
             << QString::number(shown.releaseToText, 'f', 1)
-            << " ms  (150 ms of it wait for a second tap of the key)\n  screenshot while speaking       " << whileSpeaking
-            << "\n  screenshot afterwards           " << afterwards << "\n\n";
+            << " ms  (150 ms of it wait for a second tap of the key)\n  screenshot while speaking       "
+            << whileSpeaking << "\n  screenshot afterwards           " << afterwards << "\n\n";
         if (!delivered) {
             session.keepFolder();
             out << "No text arrived. The logs are in " << session.folder() << "\n"
@@ -95,6 +103,10 @@ int main(int argc, char** argv) {
         return 0;
     } catch (const std::exception& error) {
         QTextStream(stderr) << "The demonstration failed: " << QString::fromUtf8(error.what()) << "\n";
+        if (desktop) {
+            desktop->keepFolder();
+            QTextStream(stderr) << "The logs are in " << desktop->folder() << "\n";
+        }
         return 1;
     }
 }

@@ -10,8 +10,8 @@
 #include <QJsonDocument>
 
 // After Qt: Xlib's macros break its headers.
-#include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
+#include <X11/Xlib.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -25,9 +25,7 @@ using namespace std::chrono_literals;
 constexpr auto startLimit = 20s;
 
 /// The folder of the build's programs: the application, the server and the text field stand in it.
-QString programFolder() {
-    return QStringLiteral(QUILLO_PROGRAM_FOLDER);
-}
+QString programFolder() { return QStringLiteral(QUILLO_PROGRAM_FOLDER); }
 
 QByteArray readAll(const QString& file) {
     QFile source(file);
@@ -54,16 +52,16 @@ DesktopSession::DesktopSession(Options options) : m_options(options) {
         throw DesktopSessionError(QStringLiteral("no temporary folder for the session"));
     // Before anything starts: what the bus activates inherits it.
     m_environment = QProcessEnvironment::systemEnvironment();
-    for (const auto* name : {"WAYLAND_DISPLAY", "XAUTHORITY", "PULSE_SERVER", "QUILLO_SERVER_HOST", "AT_SPI_BUS_ADDRESS",
-                             "XDG_CURRENT_DESKTOP", "XDG_SESSION_TYPE"})
+    for (const auto* name : {"WAYLAND_DISPLAY", "XAUTHORITY", "PULSE_SERVER", "QUILLO_SERVER_HOST",
+                             "AT_SPI_BUS_ADDRESS", "XDG_CURRENT_DESKTOP", "XDG_SESSION_TYPE"})
         m_environment.remove(QString::fromLatin1(name));
-    for (const auto& [name, folder] : {std::pair("HOME", "home"), std::pair("XDG_RUNTIME_DIR", "run"),
-                                       std::pair("XDG_CONFIG_HOME", "home/.config"),
-                                       std::pair("XDG_DATA_HOME", "home/.local/share"),
-                                       std::pair("XDG_STATE_HOME", "home/.local/state"),
-                                       std::pair("XDG_CACHE_HOME", "home/.cache")}) {
+    for (const auto& [name, folder] :
+         {std::pair("HOME", "home"), std::pair("XDG_RUNTIME_DIR", "run"), std::pair("XDG_CONFIG_HOME", "home/.config"),
+          std::pair("XDG_DATA_HOME", "home/.local/share"), std::pair("XDG_STATE_HOME", "home/.local/state"),
+          std::pair("XDG_CACHE_HOME", "home/.cache")}) {
         QDir().mkpath(path(QString::fromLatin1(folder)));
-        QFile::setPermissions(path(QString::fromLatin1(folder)), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(path(QString::fromLatin1(folder)),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         m_environment.insert(QString::fromLatin1(name), path(QString::fromLatin1(folder)));
     }
     m_environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
@@ -78,10 +76,15 @@ DesktopSession::DesktopSession(Options options) : m_options(options) {
     startSound();
     if (m_options.secretService)
         startSecretService();
-    if (!waitUntil([this] { return run(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-                                .contains(QStringLiteral("window id")); },
-                   startLimit))
-        throw DesktopSessionError(QStringLiteral("the window manager did not start; see %1").arg(path(QStringLiteral("openbox.log"))));
+    if (!waitUntil(
+            [this] {
+                return run(QStringLiteral("xprop"),
+                           {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+                    .contains(QStringLiteral("window id"));
+            },
+            startLimit))
+        throw DesktopSessionError(
+            QStringLiteral("the window manager did not start; see %1").arg(path(QStringLiteral("openbox.log"))));
 }
 
 DesktopSession::~DesktopSession() {
@@ -103,8 +106,8 @@ QProcess& DesktopSession::launch(const QString& name, const QString& program, co
     return process;
 }
 
-QProcess& DesktopSession::launchAndWaitForFile(const QString& name, const QString& program, const QStringList& arguments,
-                                               const QString& file) {
+QProcess& DesktopSession::launchAndWaitForFile(const QString& name, const QString& program,
+                                               const QStringList& arguments, const QString& file) {
     auto& process = launch(name, program, arguments);
     if (!waitUntil([&] { return QFile::exists(file) || process.state() == QProcess::NotRunning; }, startLimit) ||
         !QFile::exists(file))
@@ -153,7 +156,7 @@ void DesktopSession::startDisplay() {
     if (!up)
         throw DesktopSessionError(QStringLiteral("the virtual X server (package xvfb) did not start: %1")
                                       .arg(QString::fromUtf8(readAll(path(QStringLiteral("xvfb.log"))))));
-    const auto display = ":" + readAll(file).trimmed();
+    const QByteArray display = ":" + readAll(file).trimmed();
     m_environment.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(display));
     m_keyboard = std::make_unique<Keyboard>(display);
     run(QStringLiteral("xsetroot"), {QStringLiteral("-solid"), QStringLiteral("#35506b")});
@@ -182,8 +185,11 @@ void DesktopSession::startSound() {
          QStringLiteral("module-remap-source master=mouth.monitor source_name=microphone "
                         "source_properties='device.description=\"Virtual Microphone\"'")},
         socket);
-    if (!waitUntil([this] { return run(QStringLiteral("pactl"), {QStringLiteral("info")}).contains(QStringLiteral("Server Name")); },
-                   startLimit))
+    if (!waitUntil(
+            [this] {
+                return run(QStringLiteral("pactl"), {QStringLiteral("info")}).contains(QStringLiteral("Server Name"));
+            },
+            startLimit))
         throw DesktopSessionError(QStringLiteral("the sound server did not answer"));
     run(QStringLiteral("pactl"), {QStringLiteral("set-default-source"), QStringLiteral("microphone")});
     run(QStringLiteral("pactl"), {QStringLiteral("set-default-sink"), QStringLiteral("speakers")});
@@ -192,6 +198,12 @@ void DesktopSession::startSound() {
            {QStringLiteral("-p"), QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--format=s16le"),
             QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
             QStringLiteral("/dev/zero")});
+    // So does the remapped source that plays the microphone: another listener, as a conference would be, keeps it
+    // running.
+    launch(QStringLiteral("listener"), QStringLiteral("pacat"),
+           {QStringLiteral("-r"), QStringLiteral("-d"), QStringLiteral("microphone"), QStringLiteral("--format=s16le"),
+            QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
+            QStringLiteral("/dev/null")});
 }
 
 void DesktopSession::startSecretService() {
@@ -203,13 +215,16 @@ void DesktopSession::startSecretService() {
                   {QStringLiteral("--foreground"), QStringLiteral("--unlock"), QStringLiteral("--components=secrets")});
     process.write("\n");
     process.closeWriteChannel();
-    if (!waitUntil([this] { return run(QStringLiteral("dbus-send"),
-                                       {QStringLiteral("--session"), QStringLiteral("--print-reply"),
-                                        QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
-                                        QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
-                                        QStringLiteral("string:org.freedesktop.secrets")})
-                                .contains(QStringLiteral("boolean true")); },
-                   startLimit))
+    if (!waitUntil(
+            [this] {
+                return run(QStringLiteral("dbus-send"),
+                           {QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                            QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
+                            QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
+                            QStringLiteral("string:org.freedesktop.secrets")})
+                    .contains(QStringLiteral("boolean true"));
+            },
+            startLimit))
         throw DesktopSessionError(QStringLiteral("the Secret Service (package gnome-keyring) did not start"));
 }
 
@@ -249,8 +264,8 @@ QProcess& DesktopSession::openTextField(const QStringList& arguments) {
     auto& process = launch(QStringLiteral("text-field"), programFolder() + QStringLiteral("/quillo-text-field"),
                            QStringList{QStringLiteral("--report"), m_fieldReportFile} + arguments);
     const auto focused = [this, pid = process.processId()] {
-        return run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow"), QStringLiteral("getwindowpid")}).trimmed() ==
-               QString::number(pid);
+        return run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow"), QStringLiteral("getwindowpid")})
+                   .trimmed() == QString::number(pid);
     };
     if (!waitUntil(focused, startLimit))
         throw DesktopSessionError(QStringLiteral("the text field did not get the focus"));
@@ -261,7 +276,8 @@ DesktopSession::FieldReport DesktopSession::fieldReport() const {
     const auto lines = readAll(m_fieldReportFile).trimmed().split('\n');
     const auto object = QJsonDocument::fromJson(lines.constLast()).object();
     return {object.value(QStringLiteral("text")).toString(),
-            std::chrono::nanoseconds(object.value(QStringLiteral("monotonicNs")).toInteger())};
+            std::chrono::duration_cast<std::chrono::nanoseconds>(
+                std::chrono::duration<double, std::milli>(object.value(QStringLiteral("monotonic_ms")).toDouble()))};
 }
 
 std::chrono::nanoseconds DesktopSession::sendKey(int keycode, bool press) {
@@ -278,14 +294,16 @@ QString DesktopSession::synthesize(const QString& sentence, const QString& voice
     const auto hash = QCryptographicHash::hash((voice + sentence).toUtf8(), QCryptographicHash::Sha1).toHex().left(12);
     const auto file = path(QStringLiteral("speech-%1.wav").arg(QString::fromLatin1(hash)));
     if (!QFile::exists(file))
-        run(QStringLiteral("flite"), {QStringLiteral("-voice"), voice, QStringLiteral("-t"), sentence, QStringLiteral("-o"), file});
+        run(QStringLiteral("flite"),
+            {QStringLiteral("-voice"), voice, QStringLiteral("-t"), sentence, QStringLiteral("-o"), file});
     if (!QFile::exists(file))
         throw DesktopSessionError(QStringLiteral("flite (package flite) made no speech"));
     return file;
 }
 
 void DesktopSession::play(const QString& waveFile) {
-    run(QStringLiteral("paplay"), {QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--latency-msec=20"), waveFile});
+    run(QStringLiteral("paplay"),
+        {QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--latency-msec=20"), waveFile});
 }
 
 void DesktopSession::screenshot(const QString& file) {
