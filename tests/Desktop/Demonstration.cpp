@@ -85,6 +85,8 @@ int main(int argc, char** argv) {
         const auto shown = dictate(session, sentence, whileSpeaking);
         session.screenshot(afterwards);
         session.quillo({QStringLiteral("quit")});
+        QFile::remove(folder + QStringLiteral("/quillo.log"));
+        QFile::copy(session.logFile(), folder + QStringLiteral("/quillo.log"));
 
         const bool delivered = !shown.received.trimmed().isEmpty();
         out << "\n  spoken                          " << sentence << "\n  received by the text field      "

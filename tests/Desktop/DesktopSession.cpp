@@ -204,6 +204,9 @@ void DesktopSession::startSound() {
            {QStringLiteral("-r"), QStringLiteral("-d"), QStringLiteral("microphone"), QStringLiteral("--format=s16le"),
             QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
             QStringLiteral("/dev/null")});
+    // A new null sink takes a second or two until it runs; the session is up when the microphone delivers.
+    run(QStringLiteral("sh"),
+        {QStringLiteral("-c"), QStringLiteral("pacat -r -d microphone --latency-msec=10 | head -c 96000 >/dev/null")});
 }
 
 void DesktopSession::startSecretService() {
@@ -303,7 +306,7 @@ QString DesktopSession::synthesize(const QString& sentence, const QString& voice
 
 void DesktopSession::play(const QString& waveFile) {
     run(QStringLiteral("paplay"),
-        {QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--latency-msec=20"), waveFile});
+        {QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--latency-msec=200"), waveFile});
 }
 
 void DesktopSession::screenshot(const QString& file) {
