@@ -103,8 +103,9 @@ TEST_F(PulseAudioCaptureTests, EveryFormatArrivesWhole) {
             }
             const auto loudest = std::max_element(chunks.begin(), chunks.end(),
                                                   [](const auto& a, const auto& b) { return a.level < b.level; });
-            // The tone's RMS is -9.2 dBFS.
-            EXPECT_NEAR(loudest->level, (60 - 9.2) / 60, 0.02);
+            // The tone's RMS is -9.2 dBFS; a callback of a few frames may hold nothing but a crest, 3 dB above.
+            EXPECT_GT(loudest->level, (60 - 9.3) / 60);
+            EXPECT_LT(loudest->level, (60 - 9.2 + 3.2) / 60);
             EXPECT_EQ(chunks.front().level, 0.0F);
         }
 }
