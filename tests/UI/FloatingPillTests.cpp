@@ -6,6 +6,8 @@
 #include "UI/Pill/FloatingPill.h"
 #include "UI/RecordingFixture.h"
 
+#include <QScreen>
+
 #include <gtest/gtest.h>
 
 using namespace quillo;
@@ -34,6 +36,17 @@ struct FloatingPillTest : testing::Test, RecordingFixture {
         place.setY(pill.window()->geometry().bottom() - PillWindow::margin - 15);
         return place;
     }
+    /// Moves about over the pill as a hand does, until the pill has noticed: a pointer that rests while the window is
+    /// being mapped is reported to no one.
+    bool hover() {
+        const bool noticed = waitUntil([this, away = false]() mutable {
+            away = !away;
+            other.movePointer(centre() + QPoint(away ? 1 : 0, 0));
+            return store.state().isHovering;
+        });
+        other.movePointer(centre());
+        return noticed;
+    }
     void expectFocusUntouched() {
         EXPECT_EQ(other.activeWindow(), other.window());
         EXPECT_EQ(other.inputFocus(), other.window());
@@ -47,8 +60,7 @@ TEST_F(FloatingPillTest, NeverTakesTheFocus) {
     EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_ABOVE")));
     EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_SKIP_TASKBAR")));
 
-    other.movePointer(centre());
-    ASSERT_TRUE(waitUntil([this] { return store.state().isHovering; }));
+    ASSERT_TRUE(hover());
     other.button(true);
     other.button(false);
     // A click puts the error away: it has arrived.
@@ -70,11 +82,22 @@ TEST_F(FloatingPillTest, IsCutToItsShapeWithoutACompositor) {
     EXPECT_LT(area.width(), pill.window()->width());
 }
 
+TEST_F(FloatingPillTest, IsSeenAtItsFirstShowing) {
+    // Started at once, before the window was prepared.
+    send({action::StartRecording{}});
+    const auto shownColor = [this] {
+        const auto place = pill.window()->geometry().topLeft() + pill.window()->mask().boundingRect().center();
+        const auto pixel = pill.window()->screen()->grabWindow(0, place.x(), place.y() - 12, 1, 1).toImage();
+        return pixel.isNull() ? QColor() : pixel.pixelColor(0, 0);
+    };
+    EXPECT_TRUE(waitUntil([&] { return shownColor() == pill.window()->color(); }))
+        << qPrintable(shownColor().name()) << " instead of " << qPrintable(pill.window()->color().name());
+}
+
 TEST_F(FloatingPillTest, StaysWhereItIsDragged) {
     show();
     const auto before = pill.window()->position();
-    other.movePointer(centre());
-    ASSERT_TRUE(waitUntil([this] { return store.state().isHovering; }));
+    ASSERT_TRUE(hover());
     const auto grip = centre();
     other.button(true);
     for (int step = 1; step <= 10; ++step)

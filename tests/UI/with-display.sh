@@ -15,6 +15,9 @@ server=$!
 read -r number <"$private/display"
 export DISPLAY=":$number" HOME="$private" XDG_CONFIG_HOME="$private" XDG_RUNTIME_DIR="$private" QT_QPA_PLATFORM=xcb
 unset DBUS_SESSION_BUS_ADDRESS WAYLAND_DISPLAY
-openbox >/dev/null 2>&1 &
+mkfifo "$private/managed"
+# A window that is mapped before the manager is ready would never become the active one.
+openbox --startup "sh -c 'echo ready >$private/managed'" >/dev/null 2>&1 &
 manager=$!
+read -r ready <"$private/managed"
 "$@"

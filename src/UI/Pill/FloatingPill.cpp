@@ -26,7 +26,7 @@ void FloatingPill::prepare() {
     m_window->setPillSize({m_item->property("maximumWidth").toInt(), m_item->property("maximumHeight").toInt()});
     m_item->setSize(m_window->size());
     // The native window is a good part of the time to the first showing.
-    m_window->create();
+    m_window->prepare();
 }
 
 } // namespace quillo

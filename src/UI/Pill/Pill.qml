@@ -42,7 +42,7 @@ Item {
             + (trailing.width > 0 ? root.gap + trailing.width : 0)
 
         anchors.horizontalCenter: parent.horizontalCenter
-        y: parent.height - pillWindow.margin - height + (pillWindow.shown || !pillWindow.composited ? 0 : 5)
+        y: parent.height - pillWindow.margin - height
         // While somebody speaks the width stays: a pill that jumps with every word is a distraction.
         width: root.live ? root.maximumWidth : Math.min(root.maximumWidth, Math.ceil(wanted))
         height: body.lineCount > 1
@@ -56,7 +56,12 @@ Item {
         opacity: pillWindow.shown || !pillWindow.composited ? 1 : 0
 
         Behavior on opacity { NumberAnimation { duration: Theme.fadeDuration } }
-        Behavior on y { NumberAnimation { duration: Theme.fadeDuration; easing.type: Easing.OutCubic } }
+        // A transform and not the position: the window's shape follows the position, and an animation that waits for
+        // the first frame would leave the shape outside the window.
+        transform: Translate {
+            y: pillWindow.shown || !pillWindow.composited ? 0 : 5
+            Behavior on y { NumberAnimation { duration: Theme.fadeDuration; easing.type: Easing.OutCubic } }
+        }
         Behavior on width {
             enabled: pillWindow.shown && pillWindow.composited
             NumberAnimation { duration: Theme.resizeDuration; easing.type: Easing.OutCubic }

@@ -4,7 +4,7 @@ namespace quillo {
 
 PillViewModel::PillViewModel(RecordingStore& store, Clock& clock, Translate translate, std::function<bool()> enabled)
     : m_store(store), m_clock(clock), m_translate(std::move(translate)), m_enabled(std::move(enabled)) {
-    m_observation = m_store.observe(
+    m_observation = m_store.observeLater(
         [this](const RecordingState& before, const RecordingState& after) { stateChanged(before, after); });
     stateChanged(RecordingState(), m_store.state());
 }

@@ -60,6 +60,11 @@ void PillWindow::setPillSize(QSize size) {
     resize(minimumSize());
 }
 
+void PillWindow::prepare() {
+    place();
+    create();
+}
+
 void PillWindow::setShown(bool shown) {
     if (shown == m_shown)
         return;
@@ -94,7 +99,8 @@ void PillWindow::place() {
     // The screen first: it decides the scale factor that the position is converted with.
     if (auto* target = QGuiApplication::screenAt(bottomCentre); target && target != screen())
         setScreen(target);
-    setPosition(bottomCentre.x() - width() / 2, bottomCentre.y() + margin - height());
+    m_place = {bottomCentre.x() - width() / 2, bottomCentre.y() + margin - height()};
+    setPosition(m_place);
 }
 
 void PillWindow::setCapsule(const QRectF& area, qreal radius, const QColor& fill) {
@@ -105,7 +111,9 @@ void PillWindow::setCapsule(const QRectF& area, qreal radius, const QColor& fill
 }
 
 void PillWindow::applyShape() {
-    if (m_capsule.isEmpty())
+    // Not before there is a native window: asking for one here would make it before it has its size, and a change of
+    // size takes effect only when the window manager has answered.
+    if (m_capsule.isEmpty() || !handle())
         return;
     // Without a compositing manager the mask limits the input too; the input region then must not.
     windowhints::setInputRegion(*this, m_composited ? m_capsule.toAlignedRect() : QRect(QPoint(), size()));
@@ -124,7 +132,7 @@ void PillWindow::applyShape() {
 void PillWindow::beginDrag(QPointF pointer) {
     // Not where the pointer is by now: it may have moved on before the press was handled.
     m_dragPointer = pointer.toPoint();
-    m_dragWindow = position();
+    m_dragWindow = m_place;
     m_dragged = false;
 }
 
@@ -136,14 +144,15 @@ void PillWindow::drag() {
     if (!m_dragged && QGuiApplication::platformName().startsWith(u"wayland"))
         startSystemMove();
     m_dragged = true;
-    setPosition(m_dragWindow + moved);
+    m_place = m_dragWindow + moved;
+    setPosition(m_place);
 }
 
 bool PillWindow::endDrag() {
     if (!m_dragged)
         return false;
     if (m_hooks.savePillPosition)
-        m_hooks.savePillPosition(QPointF(x() + width() / 2.0, y() + height() - margin));
+        m_hooks.savePillPosition(QPointF(m_place.x() + width() / 2.0, m_place.y() + height() - margin));
     place();
     return true;
 }

@@ -32,6 +32,9 @@ public:
 
     /// Size of the widest and tallest pill.
     void setPillSize(QSize size);
+    /// Makes the native window where it will appear: moving it afterwards races with the window manager, and the
+    /// position that Qt reports may then stay wrong.
+    void prepare();
     /// Shows the pill on the proper screen, or lets it fade and hides it.
     void setShown(bool shown);
 
@@ -59,6 +62,7 @@ private:
     QColor m_fill;
     QTimer m_hide;
     QPoint m_dragPointer;
+    QPoint m_place; ///< of the window, as last asked for
     QPoint m_dragWindow;
     bool m_dragged = false;
 };
