@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 
 namespace quillo {
 
@@ -67,17 +68,15 @@ public:
     /// Reduces `action` at once, notifies the observers if the state changed, and starts the action's side effect with
     /// a copy of the new state. Returns before the effect has run.
     void send(const Action& action) {
-        assign(m_reducer(m_state, action));
-        if (m_needsEffect && !m_needsEffect(action))
-            return;
-        const auto id = QUuid::createUuid();
-        // The task starts by a posted call: an effect never runs inside `send`, and its entry is always made before its
-        // end removes it.
-        m_activeTasks.emplace(id,
-                              m_runner->schedule(*m_self->executor, QStringLiteral("side effect"),
-                                                 [self = m_self, id, action, state = m_state](std::stop_token token) {
-                                                     return runEffect(self, id, action, state, std::move(token));
-                                                 }));
+        auto before = assign(m_reducer(m_state, action));
+        if (!m_needsEffect || m_needsEffect(action))
+            startEffect(action);
+        // Posted after the effect, so that it has begun before a view redraws.
+        if (before && !m_lateObservers.empty())
+            m_self->executor->post([self = m_self, before = std::move(*before), after = m_state] {
+                if (self->store)
+                    notify(self->store->m_lateObservers, before, after);
+            });
     }
 
     /// Side effects that have been started and not ended, by their identifier.
@@ -86,13 +85,13 @@ public:
     /// Stops the running side effects: none forwards another action.
     void cancelActiveTasks() { m_runner->cancelAll(); }
 
-    [[nodiscard]] Observation observe(Observer observer) {
-        const auto key = m_nextObserver++;
-        m_observers.emplace(key, std::move(observer));
-        return Observation([self = m_self, key] {
-            if (self->store)
-                self->store->m_observers.erase(key);
-        });
+    /// Observes inside `send`, before it returns.
+    [[nodiscard]] Observation observe(Observer observer) { return add(&Store::m_observers, std::move(observer)); }
+
+    /// The same, a moment later: after the effects of the action have begun. For observers that take their time, such
+    /// as views: nothing they do stands between a key and the microphone.
+    [[nodiscard]] Observation observeLater(Observer observer) {
+        return add(&Store::m_lateObservers, std::move(observer));
     }
 
 private:
@@ -101,15 +100,43 @@ private:
         Executor* executor;
     };
 
-    void assign(State next) {
-        if (next == m_state)
-            return;
-        const State before = std::exchange(m_state, std::move(next));
+    using Observers = std::map<uint64_t, Observer>;
+
+    Observation add(Observers Store::*list, Observer observer) {
+        const auto key = m_nextObserver++;
+        (this->*list).emplace(key, std::move(observer));
+        return Observation([self = m_self, list, key] {
+            if (self->store)
+                (self->store->*list).erase(key);
+        });
+    }
+
+    static void notify(const Observers& current, const State& before, const State& after) {
         // An observer may remove itself or send further actions.
-        const auto observers = m_observers;
+        const auto observers = current;
         for (const auto& [key, observer] : observers)
-            if (m_observers.contains(key))
-                observer(before, m_state);
+            if (current.contains(key))
+                observer(before, after);
+    }
+
+    /// The state before, if it was another one.
+    std::optional<State> assign(State next) {
+        if (next == m_state)
+            return std::nullopt;
+        State before = std::exchange(m_state, std::move(next));
+        notify(m_observers, before, m_state);
+        return before;
+    }
+
+    void startEffect(const Action& action) {
+        const auto id = QUuid::createUuid();
+        // The task starts by a posted call: an effect never runs inside `send`, and its entry is always made before its
+        // end removes it.
+        m_activeTasks.emplace(id,
+                              m_runner->schedule(*m_self->executor, QStringLiteral("side effect"),
+                                                 [self = m_self, id, action, state = m_state](std::stop_token token) {
+                                                     return runEffect(self, id, action, state, std::move(token));
+                                                 }));
     }
 
     static Task<> runEffect(std::shared_ptr<Self> self, QUuid id, Action action, State state, std::stop_token token) {
@@ -141,7 +168,8 @@ private:
     NeedsEffect m_needsEffect;
     std::shared_ptr<TaskRunner> m_runner;
     std::map<QUuid, TaskHandle> m_activeTasks;
-    std::map<uint64_t, Observer> m_observers;
+    Observers m_observers;
+    Observers m_lateObservers;
     uint64_t m_nextObserver = 0;
 };
 

@@ -13,9 +13,13 @@ struct Counter {
     bool operator==(const Counter&) const = default;
 };
 
-struct Add { int amount = 0; };
+struct Add {
+    int amount = 0;
+};
 struct Nothing {};
-struct Countdown { int from = 0; };
+struct Countdown {
+    int from = 0;
+};
 using CounterAction = std::variant<Add, Nothing, Countdown>;
 using CounterStore = Store<Counter, CounterAction>;
 
@@ -42,15 +46,16 @@ void fail(const QString& task, const QString& error) {
 
 TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
     int effects = 0;
-    CounterStore store(EventExecutor::main(), {}, reduce,
-                       [&](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
-                           ++effects;
-                           co_return std::nullopt;
-                       },
-                       fail);
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [&](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+            ++effects;
+            co_return std::nullopt;
+        },
+        fail);
     std::vector<std::pair<int, int>> changes;
-    const auto observation =
-        store.observe([&](const Counter& before, const Counter& after) { changes.emplace_back(before.value, after.value); });
+    const auto observation = store.observe(
+        [&](const Counter& before, const Counter& after) { changes.emplace_back(before.value, after.value); });
     store.send(Add{2});
     store.send(Add{0});
     store.send(Nothing{});
@@ -72,13 +77,14 @@ TEST(Store, FedBackActionsAreReducedAgainstTheStateOfTheMoment) {
 TEST(Store, ACancelledTaskForwardsNothingMore) {
     auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
     auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
-    CounterStore store(EventExecutor::main(), {}, reduce,
-                       [shared](CounterAction action, Counter) -> Task<ActionStream<CounterAction>> {
-                           if (std::holds_alternative<Nothing>(action))
-                               co_return std::move(*shared);
-                           co_return std::nullopt;
-                       },
-                       fail);
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [shared](CounterAction action, Counter) -> Task<ActionStream<CounterAction>> {
+            if (std::holds_alternative<Nothing>(action))
+                co_return std::move(*shared);
+            co_return std::nullopt;
+        },
+        fail);
     store.send(Nothing{});
     sink.yield(Add{1});
     ASSERT_TRUE(waitUntil([&] { return store.state().value == 1; }));
@@ -111,15 +117,38 @@ TEST(Store, ActionsYieldedAfterItsReleaseAreDropped) {
 
 TEST(Store, WhatEscapesAnEffectIsReportedAndLeavesNoTask) {
     QString reported;
-    CounterStore store(EventExecutor::main(), {}, reduce,
-                       [](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
-                           throw std::runtime_error("disk full");
-                           co_return std::nullopt;
-                       },
-                       [&](const QString&, const QString& error) { reported = error; });
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+            throw std::runtime_error("disk full");
+            co_return std::nullopt;
+        },
+        [&](const QString&, const QString& error) { reported = error; });
     store.send(Nothing{});
     EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
     EXPECT_EQ(reported, QStringLiteral("disk full"));
+}
+
+TEST(Store, ALateObserverSeesEachChangeOnceAndAfterTheEffectHasBegun) {
+    std::vector<QString> order;
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [&](CounterAction, Counter state) -> Task<ActionStream<CounterAction>> {
+            order.push_back(QStringLiteral("effect %1").arg(state.value));
+            co_return std::nullopt;
+        },
+        fail);
+    const auto observation = store.observeLater([&](const Counter& before, const Counter& after) {
+        order.push_back(QStringLiteral("view %1 to %2").arg(before.value).arg(after.value));
+    });
+    store.send(Add{1});
+    store.send(Add{0});
+    store.send(Add{2});
+    EXPECT_TRUE(order.empty());
+    EventExecutor::main().drain();
+    EXPECT_EQ(order, (std::vector<QString>{QStringLiteral("effect 1"), QStringLiteral("view 0 to 1"),
+                                           QStringLiteral("effect 1"), QStringLiteral("effect 3"),
+                                           QStringLiteral("view 1 to 3")}));
 }
 
 TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {

@@ -26,6 +26,8 @@ struct RecordingFixture {
     void send(std::initializer_list<RecordingAction> actions) {
         for (const auto& action : actions)
             store.send(action);
+        // Views are told a moment after the state has changed.
+        EventExecutor::main().drain();
     }
     /// Into the status `recording`.
     void record() { send({action::StartRecording{}, action::SessionStarted{QStringLiteral("session"), false}}); }

@@ -38,14 +38,18 @@ TEST_F(TrayTest, EntriesFollowTheRecording) {
     auto* cancel = entry(tray.menu(), QStringLiteral("tray.cancel"));
     ASSERT_TRUE(toggle && cancel);
     EXPECT_FALSE(cancel->isEnabled());
-    toggle->trigger();
+    const auto trigger = [](QAction* action) {
+        action->trigger();
+        EventExecutor::main().drain();
+    };
+    trigger(toggle);
     EXPECT_TRUE(store.state().status.is<RecordingState::Connecting>());
     EXPECT_EQ(toggle->text(), u"tray.stopDictation");
     EXPECT_TRUE(cancel->isEnabled());
-    toggle->trigger();
+    trigger(toggle);
     EXPECT_TRUE(store.state().status.is<RecordingState::Processing>());
     EXPECT_FALSE(toggle->isEnabled());
-    cancel->trigger();
+    trigger(cancel);
     EXPECT_TRUE(store.state().status.is<RecordingState::Idle>());
     EXPECT_TRUE(toggle->isEnabled());
 }
