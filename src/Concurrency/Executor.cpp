@@ -99,7 +99,12 @@ SerialExecutor::SerialExecutor(const QString& name) {
 }
 
 SerialExecutor::~SerialExecutor() {
+    // The thread sanitizer does not see how QThread waits; the latch tells it that the thread's work is done.
+    std::latch finished(1);
+    QObject::connect(
+        &m_thread, &QThread::finished, &m_thread, [&finished] { finished.count_down(); }, Qt::DirectConnection);
     m_thread.quit();
+    finished.wait();
     m_thread.wait();
 }
 

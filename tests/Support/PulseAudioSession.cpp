@@ -7,35 +7,10 @@
 
 #include <algorithm>
 #include <csignal>
+#include <span>
 #include <stdexcept>
 
-#include <sys/prctl.h>
-
 namespace quillo::test {
-
-namespace {
-
-std::unique_ptr<QProcess> launch(const QString& program, const QStringList& arguments) {
-    auto process = std::make_unique<QProcess>();
-    process->setStandardOutputFile(QProcess::nullDevice());
-    process->setStandardErrorFile(QProcess::nullDevice());
-    // Nothing may outlive a test that crashes.
-    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process->start(program, arguments);
-    if (!process->waitForStarted())
-        throw std::runtime_error("cannot start " + program.toStdString());
-    return process;
-}
-
-void end(std::unique_ptr<QProcess>& process) {
-    if (!process)
-        return;
-    process->kill();
-    process->waitForFinished();
-    process.reset();
-}
-
-} // namespace
 
 PulseAudioSession::PulseAudioSession() {
     for (const auto* name : {"home", "run", "run/pulse"})
@@ -54,11 +29,12 @@ PulseAudioSession::PulseAudioSession() {
 PulseAudioSession::~PulseAudioSession() { kill(); }
 
 void PulseAudioSession::start() {
-    m_server = launch(QStringLiteral("pulseaudio"),
-                      {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
-                       QStringLiteral("--disable-shm=yes"), QStringLiteral("--use-pid-file=no"), QStringLiteral("-L"),
-                       QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=%1").arg(m_socket),
-                       QStringLiteral("-L"), QStringLiteral("module-null-sink sink_name=speakers rate=48000")});
+    m_server = std::make_unique<ChildProcess>(
+        QStringLiteral("pulseaudio"),
+        QStringList{QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                    QStringLiteral("--disable-shm=yes"), QStringLiteral("--use-pid-file=no"), QStringLiteral("-L"),
+                    QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=%1").arg(m_socket),
+                    QStringLiteral("-L"), QStringLiteral("module-null-sink sink_name=speakers rate=48000")});
     const bool answers = waitUntil([this] {
         QLocalSocket socket;
         socket.connectToServer(m_socket);
@@ -69,23 +45,22 @@ void PulseAudioSession::start() {
 }
 
 void PulseAudioSession::kill() {
-    for (auto& microphone : m_microphones)
-        end(microphone.silence);
     m_microphones.clear();
-    end(m_server);
+    m_server.reset();
     QFile::remove(m_socket);
 }
 
-void PulseAudioSession::suspend() { ::kill(static_cast<pid_t>(m_server->processId()), SIGSTOP); }
-void PulseAudioSession::resume() { ::kill(static_cast<pid_t>(m_server->processId()), SIGCONT); }
+void PulseAudioSession::suspend() { m_server->signal(SIGSTOP); }
+void PulseAudioSession::resume() { m_server->signal(SIGCONT); }
 
 QString PulseAudioSession::pactl(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral("pactl"), arguments);
-    if (!process.waitForFinished(10000) || process.exitCode() != 0)
-        throw std::runtime_error("pactl " + arguments.join(u' ').toStdString() + ": " +
-                                 process.readAllStandardError().toStdString());
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    QFile output(m_folder.filePath(QStringLiteral("pactl.out")));
+    ChildProcess process(QStringLiteral("pactl"), arguments, output.fileName());
+    if (!waitUntil([&] { return !process.isRunning(); }) || process.exitCode() != 0)
+        throw std::runtime_error("pactl failed: " + arguments.join(u' ').toStdString());
+    if (!output.open(QIODevice::ReadOnly))
+        throw std::runtime_error("pactl left no output");
+    return QString::fromUtf8(output.readAll()).trimmed();
 }
 
 QStringList PulseAudioSession::playback(const Microphone& microphone, const QString& format) const {
@@ -106,9 +81,9 @@ void PulseAudioSession::addMicrophone(const QString& name, int rate, int channel
         pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
                QStringLiteral("master=%1-mouth.monitor").arg(name), QStringLiteral("source_name=%1").arg(name),
                QStringLiteral("source_properties='device.description=\"The %1\"'").arg(name)});
-    microphone.silence =
-        launch(QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le"))
-                                            << QStringLiteral("--latency-msec=10") << QStringLiteral("/dev/zero"));
+    microphone.silence = std::make_unique<ChildProcess>(
+        QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le"))
+                                     << QStringLiteral("--latency-msec=10") << QStringLiteral("/dev/zero"));
     m_microphones.push_back(std::move(microphone));
     if (!waitUntil([&] {
             return pactl({QStringLiteral("list"), QStringLiteral("sink-inputs"), QStringLiteral("short")})
@@ -130,7 +105,7 @@ void PulseAudioSession::removeMicrophone(const QString& name) {
 
 void PulseAudioSession::setDefaultSource(const QString& name) { pactl({QStringLiteral("set-default-source"), name}); }
 
-std::unique_ptr<QProcess> PulseAudioSession::speak(const QString& name, const std::vector<int16_t>& samples) {
+std::unique_ptr<ChildProcess> PulseAudioSession::speak(const QString& name, const std::vector<int16_t>& samples) {
     const auto& microphone = find(name);
     QFile file(m_folder.filePath(name + QStringLiteral(".raw")));
     if (!file.open(QIODevice::WriteOnly))
@@ -139,9 +114,11 @@ std::unique_ptr<QProcess> PulseAudioSession::speak(const QString& name, const st
     frames.reserve(samples.size() * static_cast<size_t>(microphone.channels));
     for (const auto sample : samples)
         frames.insert(frames.end(), static_cast<size_t>(microphone.channels), sample);
-    file.write(reinterpret_cast<const char*>(frames.data()), static_cast<qint64>(frames.size() * sizeof(int16_t)));
+    const auto bytes = std::as_bytes(std::span(frames));
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
     file.close();
-    return launch(QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le")) << file.fileName());
+    return std::make_unique<ChildProcess>(QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le"))
+                                                                       << file.fileName());
 }
 
 } // namespace quillo::test

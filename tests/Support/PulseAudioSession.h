@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QProcess>
+#include "Support/ChildProcess.h"
+
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -27,7 +28,7 @@ public:
     void removeMicrophone(const QString& name);
     void setDefaultSource(const QString& name);
     /// Plays 16-bit samples, the same on every channel, into the microphone; the process ends when all are played.
-    std::unique_ptr<QProcess> speak(const QString& name, const std::vector<int16_t>& samples);
+    std::unique_ptr<ChildProcess> speak(const QString& name, const std::vector<int16_t>& samples);
 
     /// Ends the server at once, with all that is in it.
     void kill();
@@ -46,14 +47,14 @@ private:
         int rate = 0;
         int channels = 0;
         QString module;
-        std::unique_ptr<QProcess> silence;
+        std::unique_ptr<ChildProcess> silence;
     };
     [[nodiscard]] QStringList playback(const Microphone& microphone, const QString& format) const;
     Microphone& find(const QString& name);
 
     QTemporaryDir m_folder;
     QString m_socket;
-    std::unique_ptr<QProcess> m_server;
+    std::unique_ptr<ChildProcess> m_server;
     std::vector<Microphone> m_microphones;
 };
 

@@ -33,7 +33,7 @@ TEST(AudioServiceTests, KeepsTheContractOnAnAudioEngine) {
         const auto rate = id == QStringLiteral("headset") ? 44100U : 48000U;
         // A quarter of a second at a constant level: its length tells whether anything was lost or repeated.
         const auto speaker = session.speak(id, std::vector<int16_t>(rate / 4, 8000));
-        ASSERT_TRUE(waitUntil([&] { return speaker->state() == QProcess::NotRunning; }));
+        ASSERT_TRUE(waitUntil([&] { return !speaker->isRunning(); }));
         ASSERT_TRUE(capture.waitForMore(4800));
         service.stopCapture();
         ASSERT_TRUE(capture.waitForEnd());

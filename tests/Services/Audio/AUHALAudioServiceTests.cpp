@@ -89,18 +89,18 @@ TEST(AUHALAudioServiceTests, AnOutputThatStaysOnIsNoObstacle) {
 
 TEST(AUHALAudioServiceTests, DeliversWhatItHeardToTheLastSample) {
     struct Case {
-        double seconds;
+        int callbacks; ///< of 10 ms
         size_t chunks;
         qsizetype lastBytes;
     };
-    for (const auto& [seconds, chunks, lastBytes] : {Case{1.0, 10, 3200}, Case{1.05, 11, 1600}}) {
+    for (const auto& [callbacks, chunks, lastBytes] : {Case{100, 10, 3200}, Case{105, 11, 1600}}) {
         FakeAudioHardware hardware;
         AUHALAudioService service(hardware);
         EXPECT_FALSE(service.firstSampleAt());
         EXPECT_TRUE(service.currentDeviceName().isEmpty());
         AudioCapture capture(service);
         EXPECT_FALSE(service.firstSampleAt());
-        for (int i = 0; i < static_cast<int>(seconds * 100 + 0.5); ++i)
+        for (int i = 0; i < callbacks; ++i)
             ASSERT_TRUE(hardware.feed(std::vector<float>(480, 0.25F)));
         EXPECT_TRUE(service.firstSampleAt());
         EXPECT_EQ(service.currentDeviceName(), QStringLiteral("Microphone"));
