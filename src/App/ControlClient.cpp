@@ -3,6 +3,7 @@
 #include "App/ControlInterface.h"
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -62,7 +63,8 @@ int call(const QString& method, const QVariantList& arguments, QString* answer) 
             *answer = reply.arguments().constFirst().toString();
         return 0;
     }
-    if (reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.ServiceUnknown")) {
+    const auto error = QDBusError(reply).type();
+    if (error == QDBusError::ServiceUnknown || reply.errorName().endsWith(QStringLiteral(".NameHasNoOwner"))) {
         printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
         return 3;
     }
