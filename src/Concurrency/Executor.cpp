@@ -99,10 +99,13 @@ SerialExecutor::SerialExecutor(const QString& name) {
 }
 
 SerialExecutor::~SerialExecutor() {
-    // The thread sanitizer does not see how QThread waits; the latch tells it that the thread's work is done.
+    // The thread sanitizer does not see how QThread waits; the latch tells it that the thread's work is done. It is
+    // connected over there for the same reason.
     std::latch finished(1);
-    QObject::connect(
-        &m_thread, &QThread::finished, &m_thread, [&finished] { finished.count_down(); }, Qt::DirectConnection);
+    runBlocking([this, &finished] {
+        QObject::connect(
+            &m_thread, &QThread::finished, &m_thread, [&finished] { finished.count_down(); }, Qt::DirectConnection);
+    });
     m_thread.quit();
     finished.wait();
     m_thread.wait();
