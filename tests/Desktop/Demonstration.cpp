@@ -33,12 +33,15 @@ struct Shown {
 Shown dictate(DesktopSession& session, const QString& sentence, const QString& pictureWhileSpeaking) {
     const auto before = session.fieldReport().text;
     const auto speech = session.synthesize(sentence);
+    // Sooner after the last release it would be a double tap.
+    static std::chrono::nanoseconds lastRelease{};
+    waitUntil([&] { return monotonicNow() - lastRelease > 400ms; });
     const auto pressed = session.pressKey(DesktopSession::rightSuper);
     if (!session.waitForStatus(QStringLiteral("recording")))
         throw DesktopSessionError(QStringLiteral("the recording did not start; its log is %1").arg(session.logFile()));
     session.play(speech);
     session.screenshot(pictureWhileSpeaking);
-    const auto released = session.releaseKey(DesktopSession::rightSuper);
+    const auto released = lastRelease = session.releaseKey(DesktopSession::rightSuper);
     waitUntil([&] { return session.fieldReport().text != before; }, 30s);
     session.waitForStatus(QStringLiteral("idle"));
 
@@ -63,11 +66,14 @@ int main(int argc, char** argv) {
     parser.addHelpOption();
     const QCommandLineOption pictures(QStringLiteral("pictures"), QStringLiteral("Folder for the screenshots."),
                                       QStringLiteral("folder"), QStringLiteral("build/demonstration"));
-    const QCommandLineOption sentenceOption(
-        QStringLiteral("sentence"), QStringLiteral("What to say."), QStringLiteral("text"),
-        QStringLiteral("I think we should talk to the customer before we make a decision."));
-    parser.addOptions({pictures, sentenceOption});
+    const QCommandLineOption say(QStringLiteral("say"), QStringLiteral("What to say; may be repeated."),
+                                 QStringLiteral("sentence"));
+    parser.addOptions({pictures, say});
     parser.process(application);
+    auto sentences = parser.values(say);
+    if (sentences.isEmpty())
+        sentences = QStringList{QStringLiteral("I think we should talk to the customer before we make a decision."),
+                                QStringLiteral("Everyone on the team did an excellent job this year.")};
 
     QTextStream out(stdout);
     const auto folder = QDir(parser.value(pictures)).absolutePath();
@@ -80,25 +86,32 @@ int main(int argc, char** argv) {
         out << "A virtual desktop is up; starting Quillo in it...\n" << Qt::flush;
         session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
         session.openTextField();
-        const auto sentence = parser.value(sentenceOption);
         out << "Holding Right Super and speaking...\n" << Qt::flush;
-        const auto shown = dictate(session, sentence, whileSpeaking);
+        std::vector<Shown> shown;
+        for (const auto& sentence : sentences)
+            shown.push_back(dictate(session, sentence, whileSpeaking));
         session.screenshot(afterwards);
         session.quillo({QStringLiteral("quit")});
-        QFile::remove(folder + QStringLiteral("/quillo.log"));
-        QFile::copy(session.logFile(), folder + QStringLiteral("/quillo.log"));
+        const QString log = folder + QStringLiteral("/quillo.log");
+        QFile::remove(log);
+        QFile::copy(session.logFile(), log);
 
-        const bool delivered = !shown.received.trimmed().isEmpty();
-        out << "\n  spoken                          " << sentence << "\n  received by the text field      "
-            << shown.received.trimmed() << "\n  key press to first sample       "
-            << QString::number(shown.pressToFirstSample, 'f', 1) << " ms\n  key release to text             "
-            << QString::number(shown.releaseToText, 'f', 1)
-            << " ms  (150 ms of it wait for a second tap of the key)\n  screenshot while speaking       "
-            << whileSpeaking << "\n  screenshot afterwards           " << afterwards << "\n\n";
+        bool delivered = true;
+        for (qsizetype i = 0; i < sentences.size(); ++i) {
+            const auto& one = shown[static_cast<size_t>(i)];
+            delivered = delivered && !one.received.trimmed().isEmpty();
+            out << "\n  spoken                      " << sentences.at(i) << "\n  received by the text field  "
+                << one.received.trimmed() << "\n  key press to first sample   "
+                << QString::number(one.pressToFirstSample, 'f', 1) << " ms\n  key release to text         "
+                << QString::number(one.releaseToText, 'f', 1) << " ms\n";
+        }
+        out << "\nOf each release, 150 ms are the wait for a second tap of the key.\n\n  screenshot while speaking  "
+            << whileSpeaking << "\n  screenshot afterwards      " << afterwards << "\n  log                        "
+            << log << "\n\n";
         if (!delivered) {
             session.keepFolder();
-            out << "No text arrived. The logs are in " << session.folder() << "\n"
-                << QJsonDocument(shown.status).toJson();
+            out << "Not every sentence arrived. The logs are in " << session.folder() << "\n"
+                << QJsonDocument(shown.back().status).toJson();
             return 1;
         }
         out << "On a machine with a desktop the same command opens Quillo in your session.\n";

@@ -1,0 +1,142 @@
+// Figures of whole dictations in a real session on a virtual display: how soon the microphone delivers after the key,
+// how soon the text stands in the field after the release, and how many words come out wrong.
+//
+// usage: DictationFigures [ROUNDS] [SENTENCES]
+
+#include "DesktopSession.h"
+#include "Server/Transcription/Support/Speech.h"
+#include "Support/Async.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTextStream>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace quillo::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// The hotkey's wait for a second tap, part of every release and none of the program's own time.
+constexpr double doubleTapWaitMs = 150;
+
+double milliseconds(std::chrono::nanoseconds duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+struct Dictated {
+    QString text;
+    double pressToFirstSample = 0;
+    double releaseToText = 0;
+    double serverTime = 0; ///< from end_session to session_ended
+};
+
+class Dictations {
+public:
+    explicit Dictations(const QString& serverOptions) {
+        m_session.environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"), serverOptions);
+        m_session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+        m_session.openTextField();
+    }
+
+    DesktopSession& session() { return m_session; }
+
+    std::optional<Dictated> dictate(const QString& speech) {
+        const auto before = m_session.fieldReport().text;
+        waitUntil([&] { return monotonicNow() - m_released > 400ms; });
+        const auto pressed = m_session.pressKey(DesktopSession::rightSuper);
+        if (!m_session.waitForStatus(QStringLiteral("recording")))
+            return std::nullopt;
+        m_session.play(speech);
+        m_released = m_session.releaseKey(DesktopSession::rightSuper);
+        if (!waitUntil([&] { return m_session.fieldReport().text != before; }, 20s) ||
+            !m_session.waitForStatus(QStringLiteral("idle")))
+            return std::nullopt;
+        const auto report = m_session.fieldReport();
+        const auto run = m_session.status().value(QStringLiteral("lastRun")).toObject();
+        const auto timings = run.value(QStringLiteral("timings")).toObject();
+        const auto firstSample =
+            std::chrono::nanoseconds(run.value(QStringLiteral("firstSampleMonotonicNs")).toInteger());
+        return Dictated{run.value(QStringLiteral("text")).toString(), milliseconds(firstSample - pressed),
+                        milliseconds(report.monotonic - m_released),
+                        timings.value(QStringLiteral("stop_to_session_ended_ms")).toDouble()};
+    }
+
+private:
+    DesktopSession m_session;
+    std::chrono::nanoseconds m_released{};
+};
+
+void print(QTextStream& out, const char* label, std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const auto at = [&](double share) {
+        return values[static_cast<size_t>(std::ceil(share * static_cast<double>(values.size()))) - 1];
+    };
+    out << QString::fromLatin1(label).leftJustified(52) << "median " << QString::number(at(0.5), 'f', 1) << " ms, 95 % "
+        << QString::number(at(0.95), 'f', 1) << " ms, worst " << QString::number(values.back(), 'f', 1) << " ms ("
+        << values.size() << " runs)\n";
+}
+
+void printLatencies(QTextStream& out, int rounds) {
+    // A scripted recogniser takes no time of its own: what is left is the program's.
+    Dictations dictations(QStringLiteral("--recogniser scripted"));
+    const auto speech = dictations.session().synthesize(QStringLiteral("a word or two"));
+    std::vector<double> first;
+    std::vector<double> text;
+    std::vector<double> server;
+    for (int i = 0; i < rounds; ++i) {
+        const auto dictated = dictations.dictate(speech);
+        if (!dictated)
+            throw DesktopSessionError(QStringLiteral("dictation %1 did not arrive").arg(i + 1));
+        first.push_back(dictated->pressToFirstSample);
+        text.push_back(dictated->releaseToText - doubleTapWaitMs);
+        server.push_back(dictated->serverTime);
+    }
+    print(out, "key press to first captured sample", first);
+    print(out, "key release to text, less the wait for a second tap", text);
+    print(out, "  of it until the server's last word", server);
+}
+
+void printWordErrors(QTextStream& out, size_t count) {
+    Dictations dictations{QString()};
+    size_t errors = 0;
+    size_t words = 0;
+    std::vector<double> text;
+    const auto all = quillo::server::test::sentences();
+    for (const auto& sentence : all.first(std::min(count, all.size()))) {
+        const auto reference = std::string(sentence.text);
+        const auto dictated = dictations.dictate(dictations.session().synthesize(QString::fromStdString(reference)));
+        errors += quillo::server::test::wordErrors(reference, dictated ? dictated->text.toStdString() : std::string());
+        words += quillo::server::test::wordCount(reference);
+        if (dictated)
+            text.push_back(dictated->releaseToText - doubleTapWaitMs);
+    }
+    out << "word error rate through the whole chain (voice rms): "
+        << QString::number(100.0 * static_cast<double>(errors) / static_cast<double>(words), 'f', 1) << " % of "
+        << words << " words\n";
+    if (!text.empty())
+        print(out, "key release to text with the embedded recogniser", text);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    QTextStream out(stdout);
+    const auto arguments = QCoreApplication::arguments();
+    const int rounds = arguments.size() > 1 ? arguments.at(1).toInt() : 100;
+    const int sentenceCount = arguments.size() > 2 ? arguments.at(2).toInt() : 12;
+    try {
+        if (rounds > 0)
+            printLatencies(out, rounds);
+        out << Qt::flush;
+        if (sentenceCount > 0)
+            printWordErrors(out, static_cast<size_t>(sentenceCount));
+        return 0;
+    } catch (const std::exception& error) {
+        QTextStream(stderr) << QString::fromUtf8(error.what()) << '\n';
+        return 1;
+    }
+}
