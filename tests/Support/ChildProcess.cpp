@@ -18,6 +18,7 @@ ChildProcess::ChildProcess(const QString& program, const QStringList& arguments,
         arguments;
     std::vector<QByteArray> words;
     std::vector<char*> pointers;
+    words.reserve(static_cast<size_t>(all.size()));
     for (const auto& word : all)
         words.push_back(word.toUtf8());
     for (auto& word : words)
