@@ -2,6 +2,8 @@
 // loopback, and is answered with a partial text. Client and server share the machine.
 //
 //   ServerLoad [SESSIONS [SECONDS]]
+//
+// QUILLO_SERVER in the environment names another server program.
 
 #include "LoadClient.h"
 #include "ServerUnderLoad.h"
@@ -97,7 +99,8 @@ int main(int argc, char** argv) {
     const std::chrono::seconds time(argc > 2 ? std::clamp(std::atoi(argv[2]), 1, 120) : 10);
     raiseDescriptorLimit();
     try {
-        ServerUnderLoad server(QUILLO_SERVER);
+        const char* program = std::getenv("QUILLO_SERVER");
+        ServerUnderLoad server(program ? program : QUILLO_SERVER);
         const std::string token = server.token();
         const double emptyMemory = server.residentMegabytes();
         std::vector<std::unique_ptr<LoadClient>> clients;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Transport/RunBlocking.h"
 #include "Transport/WebSocketConnection.h"
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -19,13 +19,6 @@ namespace http = boost::beast::http;
 using RequestParser = http::request_parser<http::string_body>;
 
 constexpr const char* transcribePath = "/ws/v3/transcribe";
-
-/// Runs `call` on a thread that may block and comes back to the caller's strand with its result.
-template <class Call>
-asio::awaitable<std::invoke_result_t<Call>> runBlocking(std::shared_ptr<ConnectionContext> context, Call call) {
-    auto work = [](Call inner) -> asio::awaitable<std::invoke_result_t<Call>> { co_return inner(); };
-    co_return co_await asio::co_spawn(context->blocking.get_executor(), work(std::move(call)), asio::use_awaitable);
-}
 
 inline std::string toString(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
@@ -175,8 +168,8 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         auto refusal = refusalOf(*state);
 
         if (!refusal && boost::beast::websocket::is_upgrade(parser->get()) && request.path == transcribePath) {
-            auto admission =
-                co_await runBlocking(context, [&context, &request] { return admitStream(*context, request); });
+            auto admission = co_await runBlocking(context->blocking, control->strand(),
+                                                  [&context, &request] { return admitStream(*context, request); });
             if (!admission.refusal && buffer.size() == 0) {
                 auto upgrade = parser->release();
                 // What the request held is not needed for the hours that the stream may last.
@@ -225,8 +218,8 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         }
         const bool keepAlive = parser->get().keep_alive() && !context->stopping;
         request.body = std::move(parser->get().body());
-        const HttpResponse answer =
-            co_await runBlocking(context, [&match, &request] { return Router::run(*match.route, request); });
+        const HttpResponse answer = co_await runBlocking(
+            context->blocking, control->strand(), [&match, &request] { return Router::run(*match.route, request); });
         control->expireAfter(options.requestTimeout);
         if (!co_await writeResponse(stream, answer, version, keepAlive))
             co_return;

@@ -159,11 +159,16 @@ void Server::Implementation::admit(Tcp::socket socket) {
         id = ++lastId_;
         open_.emplace(id, state->control);
     }
-    asio::co_spawn(strand, serveConnection(std::move(socket), std::move(state)), [this, id](const std::exception_ptr&) {
-        const std::scoped_lock lock(mutex_);
-        open_.erase(id);
-        ended_.notify_all();
-    });
+    // Started on its own strand, for the reason that RunBlocking.h gives.
+    auto begin = [this, id, strand, held = std::move(socket), state = std::move(state)]() mutable {
+        asio::co_spawn(strand, serveConnection(std::move(held), std::move(state)),
+                       [this, id](const std::exception_ptr&) {
+                           const std::scoped_lock lock(mutex_);
+                           open_.erase(id);
+                           ended_.notify_all();
+                       });
+    };
+    asio::post(strand, std::move(begin));
 }
 
 void Server::Implementation::renewLater() {

@@ -2,10 +2,10 @@
 
 #include "Foundation/Log.h"
 #include "Transport/ConnectionContext.h"
+#include "Transport/RunBlocking.h"
 #include "Transport/TranscriptionSession.h"
 
 #include <boost/asio/awaitable.hpp>
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -126,11 +126,10 @@ private:
         auto work = session_->takeBlockingWork();
         if (!work)
             co_return;
-        auto task = [](std::function<void()> call) -> asio::awaitable<void> {
-            call();
-            co_return;
-        };
-        co_await asio::co_spawn(state_->context->blocking.get_executor(), task(std::move(work)), asio::use_awaitable);
+        co_await runBlocking(state_->context->blocking, control().strand(), [work = std::move(work)] {
+            work();
+            return true;
+        });
         session_->blockingWorkDone();
     }
 
