@@ -173,6 +173,25 @@ RecordingPreferences AppDelegate::recordingPreferences() const {
     return preferences;
 }
 
+void AppDelegate::insertLastTextAgain() {
+    m_tasks.run(QStringLiteral("insert again"), [this](std::stop_token) -> Task<> {
+        auto& injection = *m_services->textInjectionService;
+        const auto last = m_sideEffects->lastReport() ? m_sideEffects->lastReport()->text : QString();
+        QString failure;
+        try {
+            if (!injection.lastUndelivered().isEmpty())
+                co_await injection.insertAgain();
+            else if (!last.isEmpty())
+                co_await injection.inject(last, UserSettings::shared().insertionMode(),
+                                          UserSettings::shared().restoreClipboard());
+        } catch (const TextInjectionError& error) {
+            failure = QString::fromUtf8(error.what());
+        }
+        if (!failure.isEmpty())
+            send(action::ShowHint{failure});
+    });
+}
+
 ControlHooks AppDelegate::controlHooks() {
     ControlHooks hooks;
     hooks.start = [this] {
@@ -192,10 +211,7 @@ ControlHooks AppDelegate::controlHooks() {
     };
     hooks.show = [this] { m_interface->showLanguagePicker(); };
     hooks.quit = [] { QApplication::quit(); };
-    hooks.insertAgain = [this] {
-        m_tasks.run(QStringLiteral("insert again"),
-                    [this](std::stop_token) -> Task<> { co_await m_services->textInjectionService->insertAgain(); });
-    };
+    hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.status = [this] { return statusObject(); };
     hooks.getSetting = [](const QString& key) {
         return printSettingValue(settingForKey(key), UserSettings::shared().value(key));
@@ -269,7 +285,7 @@ UserInterfaceHooks AppDelegate::interfaceHooks() {
         InterfaceChoices choices;
         const auto chosen = UserSettings::shared().primaryLanguage();
         choices.push_back({QStringLiteral("auto"),
-                           LocalizationManager::shared().t(QStringLiteral("language.auto")),
+                           LocalizationManager::shared().t(QStringLiteral("languagePicker.automatic")),
                            {},
                            chosen == QStringLiteral("auto")});
         for (const auto& language : SupportedLanguages::all())
@@ -281,7 +297,7 @@ UserInterfaceHooks AppDelegate::interfaceHooks() {
         const auto& report = m_sideEffects->lastReport();
         return report ? report->text : QString();
     };
-    hooks.insertAgain = controlHooks().insertAgain;
+    hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.openLog = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(LoggingService::shared().path())); };
     hooks.openSettings = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(Preferences::shared().path())); };
     hooks.showAbout = [] {

@@ -36,6 +36,8 @@ private:
     [[nodiscard]] RecordingPreferences recordingPreferences() const;
     [[nodiscard]] QString statusObject() const;
     void applyMicrophone();
+    /// Inserts what did not arrive, else the last text.
+    void insertLastTextAgain();
     void send(const RecordingAction& action) { m_store->send(action); }
     [[nodiscard]] bool isRecording() const { return m_store->state().status.isActive(); }
 

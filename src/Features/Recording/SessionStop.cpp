@@ -126,7 +126,7 @@ Task<> disconnect(RunHandle run) {
 }
 
 void showHint(const RecordingRun& run, const QString& key) {
-    run.yield(action::ShowHint{LocalizationManager::shared().t(key)});
+    run.yield(action::ShowHint{LocalizationManager::shared().t(key, {QStringLiteral("Ctrl+V")})});
 }
 
 /// The text is ready, or there is none: insert it and say how it ended.
@@ -164,9 +164,9 @@ Task<> conclude(RunHandle run) {
             reason = QStringLiteral("failed(text_injection)");
             failure = action::RecordingFailed{RecordingError::Unknown{outcome.error}};
         } else if (*outcome.delivery == Delivery::unconfirmed) {
-            hint = QStringLiteral("pill.textOnClipboard");
+            hint = QStringLiteral("pill.unconfirmed");
         } else if (*outcome.delivery == Delivery::clipboardOnly) {
-            hint = QStringLiteral("pill.pasteFromClipboard");
+            hint = QStringLiteral("pill.leftOnClipboard");
         }
     }
     if (run->isCancelled())

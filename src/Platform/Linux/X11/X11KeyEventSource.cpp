@@ -82,6 +82,11 @@ public:
         m_guard->setOwnGrabActive(false);
     }
 
+    void setConsumed(std::vector<KeyCombination> consumed) override {
+        if (m_grabs)
+            m_grabs->grab(std::move(consumed));
+    }
+
     [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const override {
         return m_grabs ? m_grabs->unavailable() : std::vector<KeyCombination>{};
     }
