@@ -104,6 +104,31 @@ TEST(ServerStreaming, AudioWithoutASessionIsReportedOnceUntilTheNextStart) {
     }
 }
 
+/// Connections that move between threads at every step: what one thread keeps must not leak into another's.
+TEST(ServerStreaming, ManySessionsOnSeveralThreadsKeepEverySample) {
+    ServerOptions options;
+    options.threads = 4;
+    options.maxSessionsPerUser = 1000;
+    const TestServer server(nullptr, options);
+    const QString token = server.token();
+    std::vector<std::unique_ptr<StreamClient>> clients;
+    for (int i = 0; i < 60; ++i)
+        clients.push_back(std::make_unique<StreamClient>(server.streamUrl(token)));
+    for (auto& client : clients) {
+        client->next("connected");
+        client->start();
+    }
+    for (int round = 0; round < 40; ++round) {
+        for (auto& client : clients)
+            client->sendAudio(100);
+        QCoreApplication::processEvents();
+    }
+    for (auto& client : clients)
+        client->send(R"({"type":"end_session"})");
+    for (auto& client : clients)
+        EXPECT_EQ(client->next("session_ended")["duration_ms"], 4000);
+}
+
 struct RecogniserFailure {
     const char* script;
     const char* code;
