@@ -17,7 +17,7 @@ using AudioStatus = int32_t;
 /// An input device. `id` stays the same over reboots and is what a preference stores.
 struct AudioHardwareDevice {
     QString id;
-    QString name;          ///< "Unknown" when it cannot be read
+    QString name;           ///< "Unknown" when it cannot be read
     bool isMonitor = false; ///< hears what a sink plays; never a default choice, offered only when asked for by id
 };
 

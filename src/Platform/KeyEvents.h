@@ -12,8 +12,8 @@ enum class KeyEventType { keyDown, keyUp, flagsChanged };
 /// One event of the keyboard, seen wherever the focus is.
 struct KeyEvent {
     KeyEventType type = KeyEventType::keyDown;
-    uint16_t keyCode = 0;   ///< virtual key code (see `keycode`)
-    uint64_t flags = 0;     ///< modifier bits and the device-dependent side bits after the event
+    uint16_t keyCode = 0; ///< virtual key code (see `keycode`)
+    uint64_t flags = 0;   ///< modifier bits and the device-dependent side bits after the event
     bool isAutoRepeat = false;
 
     bool operator==(const KeyEvent&) const = default;
@@ -64,9 +64,9 @@ struct KeyCombination {
 /// Why the source cannot deliver, or what changed about it.
 enum class KeyEventSourceState {
     running,
-    notAvailable,      ///< the desktop offers no such thing (no X server, no permission)
-    lost,              ///< the connection broke; the source has stopped
-    keyboardChanged,   ///< a keyboard came or went: keys that were down may never be released
+    notAvailable,    ///< the desktop offers no such thing (no X server, no permission)
+    lost,            ///< the connection broke; the source has stopped
+    keyboardChanged, ///< a keyboard came or went: keys that were down may never be released
 };
 
 /// Delivers every key event of the session. Facts only: what they mean is decided above.

@@ -25,7 +25,8 @@ public:
     virtual ~KeyInjector() = default;
 
     [[nodiscard]] virtual bool isAvailable() const = 0;
-    /// Presses and releases `chord`. Keys that are held down are lifted for its duration, so that nothing mixes into it.
+    /// Presses and releases `chord`. Keys that are held down are lifted for its duration, so that nothing mixes into
+    /// it.
     virtual Task<InjectionStatus> pressChord(PasteChord chord) = 0;
     /// Types `text` so that the focused application receives exactly its characters, on any keyboard layout, and leaves
     /// the keyboard mapping as it was. `text` holds no control character but new line and tab.

@@ -31,9 +31,18 @@ struct LanguageMismatch {
 
 /// What the server reported, decoded; and `ConnectionLost`, which the client raises itself.
 namespace server {
-struct SessionStarted { QString sessionId; bool operator==(const SessionStarted&) const = default; };
-struct PartialTranscript { TranscriptionResult result; bool operator==(const PartialTranscript&) const = default; };
-struct FinalTranscript { TranscriptionResult result; bool operator==(const FinalTranscript&) const = default; };
+struct SessionStarted {
+    QString sessionId;
+    bool operator==(const SessionStarted&) const = default;
+};
+struct PartialTranscript {
+    TranscriptionResult result;
+    bool operator==(const PartialTranscript&) const = default;
+};
+struct FinalTranscript {
+    TranscriptionResult result;
+    bool operator==(const FinalTranscript&) const = default;
+};
 struct SessionEnded {
     QString text; ///< the final text, chosen from raw, cleaned-up and command text
     std::optional<QString> metricsId;
@@ -47,18 +56,39 @@ struct SessionEnded {
     std::optional<LanguageMismatch> languageMismatch;
     bool operator==(const SessionEnded&) const = default;
 };
-struct Error { QString code; QString message; bool operator==(const Error&) const = default; };
-struct LanguageDetected { QString language; double confidence = 0; bool operator==(const LanguageDetected&) const = default; };
-struct Unknown { QString type; bool operator==(const Unknown&) const = default; };
-struct ConnectionLost { QString error; bool operator==(const ConnectionLost&) const = default; };
-struct CommandDetected { QString commandText; QString commandType; bool operator==(const CommandDetected&) const = default; };
+struct Error {
+    QString code;
+    QString message;
+    bool operator==(const Error&) const = default;
+};
+struct LanguageDetected {
+    QString language;
+    double confidence = 0;
+    bool operator==(const LanguageDetected&) const = default;
+};
+struct Unknown {
+    QString type;
+    bool operator==(const Unknown&) const = default;
+};
+struct ConnectionLost {
+    QString error;
+    bool operator==(const ConnectionLost&) const = default;
+};
+struct CommandDetected {
+    QString commandText;
+    QString commandType;
+    bool operator==(const CommandDetected&) const = default;
+};
 struct CommandResult {
     QString processedText;
     QString originalText;
     std::optional<QString> presetName;
     bool operator==(const CommandResult&) const = default;
 };
-struct MeetingModeActivated { double timestamp = 0; bool operator==(const MeetingModeActivated&) const = default; };
+struct MeetingModeActivated {
+    double timestamp = 0;
+    bool operator==(const MeetingModeActivated&) const = default;
+};
 struct MeetingTextUpdate {
     QString text;
     std::optional<QString> speaker;
@@ -74,10 +104,20 @@ struct DiarizationComplete {
     QString actionItems;
     bool operator==(const DiarizationComplete&) const = default;
 };
-struct DiarizationFailed { QString taskId; QString error; bool operator==(const DiarizationFailed&) const = default; };
-struct Connected { bool operator==(const Connected&) const = default; };
-struct Pong { bool operator==(const Pong&) const = default; };
-struct CommandProcessing { bool operator==(const CommandProcessing&) const = default; };
+struct DiarizationFailed {
+    QString taskId;
+    QString error;
+    bool operator==(const DiarizationFailed&) const = default;
+};
+struct Connected {
+    bool operator==(const Connected&) const = default;
+};
+struct Pong {
+    bool operator==(const Pong&) const = default;
+};
+struct CommandProcessing {
+    bool operator==(const CommandProcessing&) const = default;
+};
 } // namespace server
 
 using ServerMessage =

@@ -64,7 +64,7 @@ private:
 
 /// What the connection keeps of the session: survives the connection, cleared by `clearAllText`.
 struct SessionTexts {
-    QString accumulatedText;   ///< final transcripts of the session joined together
+    QString accumulatedText; ///< final transcripts of the session joined together
     QString lastPartialText;
     QString savedTextFromDisconnect;
     bool hasRecoveredText = false;

@@ -30,10 +30,11 @@ TEST(TaskRunner, KeepsCapturesAliveAndStopsWhatIsLeftWhenItGoes) {
     auto ended = std::make_shared<int>(0);
     {
         TaskRunner runner([](const QString&, const QString&) {});
-        runner.run(QStringLiteral("watch"), [&clock, ended, text = QString(1000, u'x')](std::stop_token token) -> Task<> {
-            co_await clock.sleep(1h, token);
-            *ended = static_cast<int>(text.size());
-        });
+        runner.run(QStringLiteral("watch"),
+                   [&clock, ended, text = QString(1000, u'x')](std::stop_token token) -> Task<> {
+                       co_await clock.sleep(1h, token);
+                       *ended = static_cast<int>(text.size());
+                   });
         EXPECT_EQ(*ended, 0);
     }
     clock.advance(0s);

@@ -21,7 +21,8 @@ public:
     using Effect = std::function<Task<ActionStream<Action>>(Action, State)>;
     using Name = std::function<QString(const Action&)>;
 
-    TestStore(State initial, Reduce reduce, Effect effect, Name name, std::function<bool(const Action&)> needsEffect = {})
+    TestStore(State initial, Reduce reduce, Effect effect, Name name,
+              std::function<bool(const Action&)> needsEffect = {})
         : m_name(std::move(name)), m_expected(initial),
           m_store(
               EventExecutor::main(), std::move(initial),
@@ -57,8 +58,8 @@ public:
         m_expected = m_store.state();
     }
 
-    /// Waits for the next action fed back, which must be a `T`, and returns it. Changes of the state by actions that are
-    /// received together are compared when the last of them has been received.
+    /// Waits for the next action fed back, which must be a `T`, and returns it. Changes of the state by actions that
+    /// are received together are compared when the last of them has been received.
     template <class T>
     T receive(const std::function<void(State&)>& change = {}) {
         if (!waitUntil([this] { return !m_received.empty(); }, std::chrono::seconds(5))) {

@@ -25,7 +25,8 @@ TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& 
     : m_store(store), m_hooks(hooks), m_translate(std::move(translate)) {
     build();
     present(m_store.state());
-    m_observation = m_store.observeLater([this](const RecordingState&, const RecordingState& after) { present(after); });
+    m_observation =
+        m_store.observeLater([this](const RecordingState&, const RecordingState& after) { present(after); });
     connect(&m_host, &TrayHost::available, this, [this] { showIcon(); });
     connect(&m_host, &TrayHost::unavailable, this, [] {
         appLog(QStringLiteral("[Tray] ⚠️ No host for tray icons on this desktop; the application runs without its icon "

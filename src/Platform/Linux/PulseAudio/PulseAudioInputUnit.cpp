@@ -17,6 +17,12 @@ constexpr size_t portionFrames = 4096;
 /// What is delivered for a hole in the stream.
 constexpr std::array<float, portionFrames> silence{};
 
+/// The context's error; a stream that ended without one has failed all the same.
+AudioStatus failureOf(pa_context* context) {
+    const int error = pa_context_errno(context);
+    return error > 0 ? error : PA_ERR_UNKNOWN;
+}
+
 class PulseAudioInputUnit final : public AudioInputUnit {
 public:
     explicit PulseAudioInputUnit(std::shared_ptr<PulseAudioConnection> connection)
@@ -135,7 +141,7 @@ private:
             const std::lock_guard lock(m_mutex);
             wasOpen = std::exchange(m_isOpen, state == PA_STREAM_READY);
             if (state != PA_STREAM_READY)
-                m_failure = std::max(pa_context_errno(pa_stream_get_context(m_stream)), 1);
+                m_failure = failureOf(pa_stream_get_context(m_stream));
         }
         m_changed.notify_all();
         if (state == PA_STREAM_READY)

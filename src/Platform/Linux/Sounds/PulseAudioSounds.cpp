@@ -7,6 +7,7 @@
 #include <pulse/error.h>
 #include <pulse/simple.h>
 
+#include <atomic>
 #include <map>
 
 namespace quillo {
@@ -34,6 +35,15 @@ void playSamples(const std::vector<float>& samples, double volume) {
 
 class PulseAudioSounds final : public Sounds {
 public:
+    PulseAudioSounds() = default;
+    ~PulseAudioSounds() override {
+        // A sound server that hangs must not hold up the exit: the thread is left to end with the process.
+        if (*m_isPlaying)
+            static_cast<void>(m_executor.release());
+    }
+    PulseAudioSounds(const PulseAudioSounds&) = delete;
+    PulseAudioSounds& operator=(const PulseAudioSounds&) = delete;
+
     bool play(const QString& name, double volume) override {
         auto& samples = m_samples[name];
         if (!samples) {
@@ -44,12 +54,19 @@ public:
         }
         if (!m_executor)
             m_executor = std::make_unique<SerialExecutor>(QStringLiteral("com.quillo.sounds"));
-        m_executor->post([samples, volume] { playSamples(*samples, volume); });
+        // One at a time: sounds that piled up behind a slow server would be heard when nobody expects them.
+        if (m_isPlaying->exchange(true))
+            return true;
+        m_executor->post([samples = samples, volume, isPlaying = m_isPlaying] {
+            playSamples(*samples, volume);
+            *isPlaying = false;
+        });
         return true;
     }
 
 private:
     std::map<QString, std::shared_ptr<const std::vector<float>>> m_samples;
+    std::shared_ptr<std::atomic<bool>> m_isPlaying = std::make_shared<std::atomic<bool>>(false);
     std::unique_ptr<SerialExecutor> m_executor;
 };
 
