@@ -104,6 +104,7 @@ int main(int argc, char** argv) {
         const std::string token = server.token();
         const double emptyMemory = server.residentMegabytes();
         std::vector<std::unique_ptr<LoadClient>> clients;
+        clients.reserve(static_cast<size_t>(sessions));
         for (int i = 0; i < sessions; ++i)
             clients.push_back(std::make_unique<LoadClient>(server.port(), token));
         const double idleMemory = server.residentMegabytes();

@@ -16,7 +16,7 @@ public:
 
     struct Route {
         Handler handler;
-        size_t maxBodyBytes = 64 * 1024;
+        size_t maxBodyBytes = size_t{64} * 1024;
         /// Refused with 415 when a body comes as anything else; empty takes everything.
         std::string contentType = "application/json";
         /// Answered also without TLS from another machine: holds no secret.

@@ -33,9 +33,9 @@ struct ServerOptions {
     std::chrono::milliseconds writeTimeout = std::chrono::seconds(30);  ///< for one frame to be taken by the client
     std::chrono::milliseconds stopTimeout = std::chrono::seconds(3);
 
-    size_t maxHeaderBytes = 16 * 1024;
-    size_t maxFrameBytes = 1024 * 1024;
-    size_t maxQueuedBytes = 256 * 1024; ///< outgoing, per connection
+    size_t maxHeaderBytes = size_t{16} * 1024;
+    size_t maxFrameBytes = size_t{1024} * 1024;
+    size_t maxQueuedBytes = size_t{256} * 1024; ///< outgoing, per connection
     /// Reading stops while the recogniser is further behind than this.
     double maxBacklogSeconds = 30;
 };

@@ -219,10 +219,10 @@ private:
         stream_.async_close({code, reason}, [self = this->shared_from_this()](const boost::system::error_code&) {});
     }
 
-    static constexpr size_t readBlock = 64 * 1024;
-    static constexpr size_t keptBufferBytes = 16 * 1024;
+    static constexpr size_t readBlock = size_t{64} * 1024;
+    static constexpr size_t keptBufferBytes = size_t{16} * 1024;
     /// Of one message that is too large and read only to be dropped.
-    static constexpr size_t maxDiscardedBytes = 64 * 1024 * 1024;
+    static constexpr size_t maxDiscardedBytes = size_t{64} * 1024 * 1024;
 
     websocket::stream<Stream, false> stream_;
     std::shared_ptr<ConnectionState> state_;

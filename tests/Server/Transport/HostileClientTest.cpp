@@ -100,7 +100,7 @@ TEST(ServerHostileClients, AbruptEndsAtEveryStepLeaveNothingBehind) {
 
 TEST(ServerHostileClients, OneThatNeverReadsIsCutAndOthersGoOn) {
     ServerOptions options;
-    options.maxQueuedBytes = 16 * 1024;
+    options.maxQueuedBytes = size_t{16} * 1024;
     const TestServer constServer(nullptr, options);
     auto& server = const_cast<TestServer&>(constServer);
     QTcpSocket socket;

@@ -61,7 +61,7 @@ TEST(ServerStreaming, SendsWithoutWaitingAreServedInOrder) {
 
 TEST(ServerStreaming, MistakesAreAnsweredAndTheSessionLivesOn) {
     ServerOptions options;
-    options.maxFrameBytes = 100 * 1024;
+    options.maxFrameBytes = size_t{100} * 1024;
     const TestServer server(nullptr, options);
     StreamClient client(server);
     client.next("connected");
@@ -112,6 +112,7 @@ TEST(ServerStreaming, ManySessionsOnSeveralThreadsKeepEverySample) {
     const TestServer server(nullptr, options);
     const QString token = server.token();
     std::vector<std::unique_ptr<StreamClient>> clients;
+    clients.reserve(60);
     for (int i = 0; i < 60; ++i)
         clients.push_back(std::make_unique<StreamClient>(server.streamUrl(token)));
     for (auto& client : clients) {
