@@ -1,6 +1,7 @@
 #include "Core/ServerEnvironment.h"
 
 #include <QRegularExpression>
+#include <QStringBuilder>
 
 #include <arpa/inet.h>
 #include <stdexcept>

@@ -1,6 +1,7 @@
 #include "Services/ServerMessageDecoding.h"
 
 #include <QHash>
+#include <QStringBuilder>
 
 namespace quillo {
 

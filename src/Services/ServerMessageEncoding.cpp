@@ -2,6 +2,8 @@
 
 #include "Core/AudioChunk.h"
 
+#include <QStringBuilder>
+
 #include <nlohmann/json.hpp>
 
 namespace quillo::encoding {

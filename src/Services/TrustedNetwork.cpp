@@ -8,6 +8,7 @@
 #include <QHostAddress>
 #include <QSslCertificate>
 #include <QStandardPaths>
+#include <QStringBuilder>
 
 #include <mutex>
 

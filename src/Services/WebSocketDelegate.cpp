@@ -2,6 +2,7 @@
 
 #include "Services/WebSocketServiceState.h"
 
+#include <QStringBuilder>
 #include <QUrlQuery>
 
 namespace quillo {

@@ -3,6 +3,8 @@
 #include "Services/ServerMessageEncoding.h"
 #include "Services/WebSocketServiceActor.h"
 
+#include <QStringBuilder>
+
 namespace quillo {
 
 namespace {

@@ -5,6 +5,7 @@
 #include <QAuthenticator>
 #include <QNetworkRequest>
 #include <QRegularExpression>
+#include <QStringBuilder>
 #include <QTimer>
 #include <QUrlQuery>
 

@@ -1,5 +1,7 @@
 #include "Services/WebSocketServiceProtocol.h"
 
+#include <QStringBuilder>
+
 namespace quillo {
 
 namespace {

@@ -1,6 +1,7 @@
 #include "Core/Log.h"
 #include "Services/Auth/AuthSession.h"
 
+#include <QStringBuilder>
 #include <QSysInfo>
 
 #include <nlohmann/json.hpp>

@@ -1,6 +1,8 @@
 #include "Core/Log.h"
 #include "Services/Auth/AuthSession.h"
 
+#include <QStringBuilder>
+
 #include <nlohmann/json.hpp>
 
 namespace quillo {

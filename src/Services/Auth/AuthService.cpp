@@ -3,6 +3,8 @@
 #include "Core/Log.h"
 #include "Services/Auth/AuthSession.h"
 
+#include <QStringBuilder>
+
 namespace quillo {
 
 namespace {

@@ -3,6 +3,8 @@
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
 
+#include <QStringBuilder>
+
 namespace quillo {
 
 QUrl AuthService::Session::authURL(const QString& path) const {

@@ -3,6 +3,8 @@
 #include "Concurrency/AsyncStream.h"
 #include "Core/Log.h"
 
+#include <QStringBuilder>
+
 namespace quillo {
 
 namespace {

@@ -7,6 +7,7 @@
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QStringBuilder>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
