@@ -87,6 +87,7 @@ void TranscriptionSession::handle(const message::StartSession& start) {
     const auto& languages = start.options.languages;
     detectsLanguage_ = languages.size() != 1 || languages.front() == "auto";
     summary_ = {};
+    text_ = {};
     summary_.metricsId = randomUuid();
     summary_.transcriptionId = randomUuid();
     summary_.provider = recogniser_->name();
@@ -183,8 +184,7 @@ void TranscriptionSession::onPartial(const Transcript& transcript) {
 
 void TranscriptionSession::onFinal(const Transcript& transcript) {
     if (!transcript.text.empty()) {
-        summary_.text += summary_.text.empty() ? "" : " ";
-        summary_.text += transcript.text;
+        text_.append(transcript);
         confidenceSum_ += transcript.confidence;
         ++finalCount_;
     }
@@ -197,6 +197,7 @@ void TranscriptionSession::onFinal(const Transcript& transcript) {
 }
 
 void TranscriptionSession::onFinished() {
+    summary_.text = text_.text();
     summary_.durationMs = sampleCount_ / samplesPerMillisecond;
     summary_.confidence = finalCount_ > 0 ? confidenceSum_ / finalCount_ : 0;
     log(LogLevel::info, "session",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Transcription/TranscriptAssembler.h"
 #include "Transport/ProtocolMessages.h"
 
 #include <chrono>
@@ -88,6 +89,7 @@ private:
     bool detectsLanguage_ = false;
     std::string sessionId_;
     int64_t sampleCount_ = 0;
+    TranscriptAssembler text_; ///< of the pieces so far
     SessionSummary summary_;
     double confidenceSum_ = 0;
     int finalCount_ = 0;
