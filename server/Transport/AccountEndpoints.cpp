@@ -45,8 +45,8 @@ Router::Handler withJsonBody(Handler handler) {
 
 } // namespace
 
-void addAccountEndpoints(Router& router, std::shared_ptr<AccountStore> accounts,
-                         std::shared_ptr<RateLimiter> anonymousLimiter) {
+void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& accounts,
+                         const std::shared_ptr<RateLimiter>& anonymousLimiter) {
     const auto anonymous = withJsonBody([accounts, anonymousLimiter](const HttpRequest& request, const Json& body) {
         const auto deviceId = optionalString(body, "device_id").value_or("");
         if (deviceId.empty() || deviceId.size() > maxDeviceIdLength)

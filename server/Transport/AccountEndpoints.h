@@ -16,7 +16,7 @@ namespace quillo::server {
 ///
 /// Both of the first answer {"user": {"id", "email", "full_name", "is_anonymous"}, "tokens": {"access_token",
 /// "refresh_token", "expires_in"}, "is_new_user"}. A refused token is 401 with "error" = "invalid_grant".
-void addAccountEndpoints(Router& router, std::shared_ptr<AccountStore> accounts,
-                         std::shared_ptr<RateLimiter> anonymousLimiter);
+void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& accounts,
+                         const std::shared_ptr<RateLimiter>& anonymousLimiter);
 
 } // namespace quillo::server
