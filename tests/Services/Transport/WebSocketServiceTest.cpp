@@ -9,6 +9,7 @@
 #include "Support/Async.h"
 
 #include <QCryptographicHash>
+#include <QStringBuilder>
 
 #include <gmock/gmock.h>
 
