@@ -82,7 +82,7 @@ Task<bool> restart(RunHandle run, QString* reason) {
     if (!stream)
         co_return false;
     if (run->isStopping || run->isCancelled()) {
-        run->services.audio.stopCapture();
+        // Dropping the stream ends this capture; a stop would hit the microphone of a dictation started meanwhile.
         run->captureDrained.set();
         co_return true;
     }
@@ -118,6 +118,8 @@ void abandon(const RunHandle& run, const QString& reason) {
     run->captureDrained.set();
     run->yield(action::AudioCaptureFailed{reason});
     run->finish(QStringLiteral("failed(audio_no_callbacks)"));
+    run->tasks.run(QStringLiteral("disconnect"),
+                   [run](std::stop_token) -> Task<> { return run->services.webSocket.disconnect(); });
 }
 
 } // namespace

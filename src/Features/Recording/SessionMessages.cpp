@@ -8,6 +8,16 @@ namespace quillo::sessionMessages {
 
 namespace {
 
+/// Asks for a new session. A request that cannot be sent is no end: the connection's own end is reported by its events.
+Task<> restartSession(RunHandle run) {
+    try {
+        co_await sessionConnector::requestSession(run);
+    } catch (const WebSocketError& error) {
+        recordingLog(QStringLiteral("⚠️ Failed to restart the session: %1").arg(QString::fromUtf8(error.what())),
+                     LogLevel::warn);
+    }
+}
+
 /// Reacts to one event; copies of it share the run.
 class Reaction {
 public:
@@ -148,7 +158,7 @@ private:
                      LogLevel::warn);
         run.sendsDirectly = false;
         run.tasks.run(QStringLiteral("restart session"),
-                      [handle = m_run](std::stop_token) { return sessionConnector::requestSession(handle); });
+                      [handle = m_run](std::stop_token) { return restartSession(handle); });
     }
 
     void fallBackToAvailableText() const {

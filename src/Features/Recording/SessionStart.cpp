@@ -107,10 +107,9 @@ Task<> start(RunHandle run) {
     } catch (const AudioServiceError& error) {
         captureError = QString::fromUtf8(error.what());
     }
-    if (run->isCancelled()) {
-        run->services.audio.stopCapture();
+    // Dropping the stream ends this capture; a stop would hit the microphone of a dictation started meanwhile.
+    if (run->isCancelled())
         co_return;
-    }
     if (!stream) {
         co_await fail(run, action::AudioCaptureFailed{captureError}, QStringLiteral("failed(audio_capture)"));
         co_return;

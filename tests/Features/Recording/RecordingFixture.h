@@ -1,0 +1,177 @@
+#pragma once
+
+#include "Core/NotificationCenter.h"
+#include "Features/Recording/RecordingReducer.h"
+#include "Features/Recording/RecordingSideEffects.h"
+#include "Features/Recording/RecordingStore.h"
+#include "Services/Auth/InMemoryTokenStorage.h"
+#include "Support/MockApplications.h"
+#include "Support/MockAudioService.h"
+#include "Support/MockPermissionService.h"
+#include "Support/MockTextInjectionService.h"
+#include "Support/MockWebSocketService.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace quillo::test {
+
+/// An account whose server answers as a test says.
+class MockAuthService final : public AuthServiceProtocol {
+public:
+    std::optional<AuthError> refreshError;
+    std::optional<AuthUser> user = AuthUser{.id = QStringLiteral("u"), .email = {}, .fullName = {}};
+    int refreshes = 0;
+    int anonymousSessions = 0;
+
+    Task<bool> checkExistingSession() override { co_return true; }
+    Task<> createAnonymousSession() override {
+        ++anonymousSessions;
+        co_return;
+    }
+    Task<> refreshAccessToken() override {
+        ++refreshes;
+        if (refreshError) {
+            const auto error = *refreshError;
+            throw error;
+        }
+        co_return;
+    }
+    void logout() override {}
+    [[nodiscard]] bool isAuthenticated() const override { return user.has_value(); }
+    [[nodiscard]] std::optional<AuthUser> currentUser() const override { return user; }
+};
+
+class MockNetworkMonitor final : public NetworkMonitorServiceProtocol {
+public:
+    bool connected = true;
+    void startMonitoring() override {}
+    [[nodiscard]] bool isConnected() const override { return connected; }
+    AsyncStream<bool> connectivityStream() override { return AsyncStream<bool>::of(EventExecutor::main(), {}); }
+};
+
+class MockMetrics final : public MetricsServiceProtocol {
+public:
+    QStringList events;
+    void track(const QString& event, const QVariantMap&) override { events.append(event); }
+};
+
+class MockSounds final : public Sounds {
+public:
+    bool play(const QString&, double) override { return true; }
+};
+
+/// The recording core over doubles, on a clock that the test turns. Nothing here waits for real time.
+class RecordingFixture : public testing::Test {
+protected:
+    using Status = RecordingState;
+
+    RecordingFixture() {
+        tokens.setAccessToken(QStringLiteral("token"));
+        posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                                  [this](const QString& name) { notifications.append(name); });
+        settle();
+    }
+    ~RecordingFixture() override {
+        QObject::disconnect(posted);
+        effects.reset();
+        settle();
+        store.reset();
+        settle();
+    }
+
+    static void settle() { EventExecutor::main().drain(); }
+    void send(const RecordingAction& action) {
+        store->send(action);
+        settle();
+    }
+    void start() { send(action::StartRecording{}); }
+    void stop() { send(action::StopRecording{}); }
+    void cancel() { send(action::CancelRecording{}); }
+    void serverSays(ServerMessage message) {
+        webSocket.yield(std::move(message));
+        settle();
+    }
+    void speak(int chunks = 1) {
+        for (int i = 0; i < chunks; ++i) {
+            audio.speak();
+            settle();
+        }
+    }
+    void startSession() { serverSays(server::SessionStarted{QStringLiteral("s1")}); }
+    void endSession(const QString& text) {
+        server::SessionEnded ended;
+        ended.text = text;
+        serverSays(ended);
+    }
+    /// Up to a recording with five chunks heard, half a second after the key.
+    void record() {
+        start();
+        speak(2);
+        startSession();
+        speak(3);
+        clock.advance(std::chrono::milliseconds(500));
+    }
+    /// A dictation from the key to the text, whatever went before it.
+    void expectDictationWorks() {
+        injection.calls.clear();
+        record();
+        ASSERT_TRUE(is<Status::Recording>()) << description();
+        stop();
+        endSession(QStringLiteral("works"));
+        ASSERT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(injection.calls.front().text, QStringLiteral("works"));
+        expectQuiet();
+        EXPECT_TRUE(is<Status::Idle>()) << description();
+    }
+    /// Nothing of a dictation is left: no microphone, socket, run or effect.
+    void expectQuiet() {
+        EXPECT_FALSE(audio.isCapturing());
+        EXPECT_EQ(audio.starts(), audio.ends());
+        EXPECT_FALSE(webSocket.isConnected());
+        EXPECT_FALSE(effects->isBusy());
+        EXPECT_TRUE(store->activeTasks().empty());
+    }
+    template <class T>
+    [[nodiscard]] bool is() const {
+        return store->state().status.is<T>();
+    }
+    template <class T>
+    [[nodiscard]] bool failedWith() const {
+        const auto* error = store->state().status.error();
+        return error && error->is<T>();
+    }
+    [[nodiscard]] std::string description() const { return store->state().status.description().toStdString(); }
+
+    ManualClock clock{EventExecutor::main()};
+    MockAudioService audio;
+    MockWebSocketService webSocket;
+    MockTextInjectionService injection;
+    InMemoryTokenStorage tokens;
+    MockAuthService auth;
+    MockPermissionService permissions;
+    MockNetworkMonitor network;
+    MockMetrics metrics;
+    MockApplications applications;
+    MockSounds sounds;
+    RecordingPreferences preferences;
+    QStringList notifications;
+    QMetaObject::Connection posted;
+    std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(
+        RecordingServices{clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications,
+                          sounds, [this] { return preferences; }});
+    std::unique_ptr<RecordingStore> store = std::make_unique<RecordingStore>(
+        EventExecutor::main(), RecordingState{},
+        [reducer = RecordingReducer([this] { return clock.wallTime(); })](
+            const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); },
+        [this](RecordingAction action, RecordingState state) {
+            return effects->handle(std::move(action), std::move(state));
+        },
+        [](const QString& task, const QString& error) {
+            ADD_FAILURE() << task.toStdString() << " threw " << error.toStdString();
+        },
+        [this](const RecordingAction& action) { return effects->handles(action); });
+};
+
+} // namespace quillo::test

@@ -1,0 +1,191 @@
+#include "RecordingFixture.h"
+
+namespace quillo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class RecordingStopTests : public RecordingFixture {
+protected:
+    /// Stopped before the session has started, with two chunks heard.
+    void stopWhileConnecting() {
+        start();
+        speak(2);
+        clock.advance(500ms);
+        stop();
+        EXPECT_TRUE(is<Status::Processing>()) << description();
+        EXPECT_FALSE(audio.isCapturing());
+    }
+};
+
+TEST_F(RecordingStopTests, aSessionThatArrivesAfterTheStopIsFinishedNormally) {
+    stopWhileConnecting();
+    clock.advance(11s);
+    startSession();
+    clock.advance(200ms);
+    EXPECT_EQ(webSocket.audio.size(), 2U);
+    EXPECT_EQ(webSocket.endedSessions, 1);
+    endSession(QStringLiteral("late"));
+    ASSERT_EQ(injection.calls.size(), 1U);
+    expectQuiet();
+    expectDictationWorks();
+}
+
+TEST_F(RecordingStopTests, aSessionThatNeverArrivesIsGivenUpAfterTwelveSeconds) {
+    stopWhileConnecting();
+    clock.advance(11900ms);
+    EXPECT_TRUE(is<Status::Processing>()) << description();
+    clock.advance(300ms);
+    EXPECT_TRUE(failedWith<RecordingError::ConnectionLost>()) << description();
+    expectQuiet();
+    expectDictationWorks();
+}
+
+TEST_F(RecordingStopTests, aStopWithoutSpeechEndsInSilence) {
+    for (const int chunks : {0, 1}) {
+        SCOPED_TRACE(chunks);
+        start();
+        speak(chunks);
+        clock.advance(100ms);
+        stop();
+        EXPECT_TRUE(is<Status::Idle>()) << description();
+        expectQuiet();
+    }
+    EXPECT_TRUE(injection.calls.empty());
+    expectDictationWorks();
+}
+
+TEST_F(RecordingStopTests, aSecondStartOrStopChangesNothing) {
+    record();
+    start();
+    EXPECT_EQ(audio.starts(), 1);
+    stop();
+    stop();
+    EXPECT_EQ(webSocket.endedSessions, 1);
+    endSession(QStringLiteral("once"));
+    EXPECT_EQ(injection.calls.size(), 1U);
+    expectQuiet();
+}
+
+TEST_F(RecordingStopTests, theLastWordIsAwaitedEightSecondsFromTheLatestMessage) {
+    record();
+    webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+    stop();
+    clock.advance(7s);
+    serverSays(server::Pong{});
+    clock.advance(7900ms);
+    EXPECT_TRUE(injection.calls.empty());
+    clock.advance(200ms);
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
+    expectQuiet();
+}
+
+TEST_F(RecordingStopTests, whatWasRecognisedIsDeliveredWhenTheLastWordWillNotCome) {
+    const std::vector<std::pair<const char*, std::function<void()>>> cases{
+        {"internal error",
+         [&] {
+             serverSays(server::Error{QStringLiteral("INTERNAL_ERROR"), QString()});
+         }},
+        {"no session",
+         [&] {
+             serverSays(server::Error{QStringLiteral("NO_SESSION"), QString()});
+         }},
+        {"connection lost", [&] {
+             webSocket.lose(QStringLiteral("gone"));
+             settle();
+         }}};
+    for (const auto& [name, end] : cases) {
+        SCOPED_TRACE(name);
+        injection.calls.clear();
+        record();
+        webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+        stop();
+        end();
+        ASSERT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aConnectionLostWhileRecordingLeavesTheTextForTheStop) {
+    record();
+    webSocket.currentTexts.accumulatedText = QStringLiteral("recovered");
+    webSocket.lose(QStringLiteral("gone"));
+    settle();
+    EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
+    EXPECT_TRUE(audio.isCapturing());
+    stop();
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_TRUE(failedWith<RecordingError::ConnectionLost>()) << description();
+    expectQuiet();
+    expectDictationWorks();
+}
+
+TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsText) {
+    for (const bool replaceable : {true, false}) {
+        SCOPED_TRACE(replaceable);
+        injection.calls.clear();
+        record();
+        if (!replaceable)
+            audio.nextStartError = AudioServiceError(AudioServiceError::Code::deviceSetupFailed);
+        audio.loseDevice();
+        settle();
+        EXPECT_EQ(audio.isCapturing(), replaceable);
+        if (replaceable) {
+            speak(1);
+            stop();
+        }
+        endSession(QStringLiteral("heard"));
+        EXPECT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(failedWith<RecordingError::AudioCaptureFailed>(), !replaceable) << description();
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aCancelAtAnyStageInsertsNothingAndFreesTheMicrophone) {
+    const std::vector<std::pair<const char*, std::function<void()>>> stages{{"connecting",
+                                                                             [&] {
+                                                                                 start();
+                                                                                 speak();
+                                                                             }},
+                                                                            {"recording", [&] { record(); }},
+                                                                            {"processing", [&] {
+                                                                                 record();
+                                                                                 stop();
+                                                                             }}};
+    for (const auto& [name, reach] : stages) {
+        SCOPED_TRACE(name);
+        injection.calls.clear();
+        reach();
+        cancel();
+        EXPECT_TRUE(failedWith<RecordingError::Cancelled>()) << description();
+        endSession(QStringLiteral("must not appear"));
+        clock.advance(20s);
+        EXPECT_TRUE(injection.calls.empty());
+        expectQuiet();
+        expectDictationWorks();
+    }
+}
+
+TEST_F(RecordingStopTests, aStartRightAfterACancelKeepsItsOwnMicrophone) {
+    AsyncEvent opened;
+    audio.beforeStart = [&]() -> Task<> { co_await opened.wait(clock, 1h); };
+    start();
+    cancel();
+    audio.beforeStart = nullptr;
+    start();
+    EXPECT_TRUE(audio.isCapturing());
+    // The device that the cancelled dictation asked for fails late: none of the next one's business.
+    audio.nextStartError = AudioServiceError(AudioServiceError::Code::engineStartFailed);
+    opened.set();
+    settle();
+    EXPECT_TRUE(audio.isCapturing());
+    cancel();
+    expectQuiet();
+}
+
+} // namespace
+
+} // namespace quillo::test

@@ -1,0 +1,54 @@
+#include "RecordingFixture.h"
+
+#include <random>
+
+namespace quillo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class RecordingStormTests : public RecordingFixture {};
+
+TEST_F(RecordingStormTests, noOrderOfEventsLeavesAnythingBehind) {
+    const auto seed = std::random_device{}();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
+    const std::vector<QString> codes{QStringLiteral("NO_SESSION"), QStringLiteral("STT_UNAVAILABLE"),
+                                     QStringLiteral("TRANSCRIPTION_ERROR"), QStringLiteral("INTERNAL_ERROR")};
+    const std::vector<std::function<void()>> events{
+        [&] { store->send(action::StartRecording{}); },
+        [&] { store->send(action::StartRecording{}); },
+        [&] { store->send(action::StopRecording{}); },
+        [&] { store->send(action::CancelRecording{}); },
+        [&] { store->send(action::Reset{}); },
+        [&] { audio.speak(); },
+        [&] { audio.speak(); },
+        [&] { audio.loseDevice(); },
+        [&] { webSocket.yield(server::SessionStarted{QStringLiteral("s")}); },
+        [&] { webSocket.yield(server::SessionEnded{.text = QStringLiteral("t")}); },
+        [&] {
+            webSocket.yield(server::Error{codes[static_cast<size_t>(upTo(4))], QStringLiteral("m")});
+        },
+        [&] { webSocket.lose(QStringLiteral("gone")); },
+        [&] { clock.advance(std::chrono::milliseconds(upTo(1500))); },
+        [&] { settle(); },
+    };
+    for (int round = 0; round < 20; ++round) {
+        for (int i = 0; i < 200; ++i)
+            events[static_cast<size_t>(upTo(static_cast<int>(events.size())))]();
+        settle();
+        store->send(action::StopRecording{});
+        clock.advance(2min);
+        expectQuiet();
+        EXPECT_TRUE(is<Status::Idle>() || store->state().status.error()) << description();
+        expectDictationWorks();
+        if (HasFailure())
+            return;
+    }
+}
+
+} // namespace
+
+} // namespace quillo::test
