@@ -147,16 +147,18 @@ void AppDelegate::checkSession() {
         if (!failure.isEmpty())
             log(QStringLiteral("Session fallback: anonymous auth failed — %1").arg(failure), LogLevel::warn);
     });
-    QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted, qApp, [this](const QString& name) {
-        if (name != notification::authUserDidChange)
-            return;
-        log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
-        const auto user = m_services->authService->currentUser();
-        UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
-        if (!m_sideEffects->isBusy())
-            m_tasks.run(QStringLiteral("disconnect"),
-                        [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
-    });
+    QObject::connect(
+        &NotificationCenter::shared(), &NotificationCenter::posted, qApp,
+        [this](const QString& name, const QVariantMap&) {
+            if (name != notification::authUserDidChange)
+                return;
+            log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
+            const auto user = m_services->authService->currentUser();
+            UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
+            if (!m_sideEffects->isBusy())
+                m_tasks.run(QStringLiteral("disconnect"),
+                            [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
+        });
 }
 
 RecordingPreferences AppDelegate::recordingPreferences() const {
@@ -269,7 +271,7 @@ QString AppDelegate::statusObject() const {
 
 UserInterfaceHooks AppDelegate::interfaceHooks() {
     UserInterfaceHooks hooks;
-    hooks.listMicrophones = [this](std::function<void(InterfaceChoices)> answer) {
+    hooks.listMicrophones = [this](const std::function<void(InterfaceChoices)>& answer) {
         m_tasks.run(QStringLiteral("list microphones"), [this, answer](std::stop_token) -> Task<> {
             const auto chosen = UserSettings::shared().selectedMicrophoneId();
             InterfaceChoices choices;

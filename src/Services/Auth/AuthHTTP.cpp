@@ -20,6 +20,7 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
         // A status with a body that broke off is no answer.
         answer.status = 0;
         answer.failure = reply.errorString();
+        answer.isHandshakeFailure = reply.error() == QNetworkReply::SslHandshakeFailedError;
     }
     return answer;
 }
@@ -29,13 +30,28 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
 
 Task<AuthHTTPAnswer> AuthHTTP::post(QUrl url, QByteArray json, std::chrono::milliseconds timeout) {
-    QNetworkRequest request(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setTransferTimeout(static_cast<int>(timeout.count()));
-    if (m_prepare)
-        m_prepare(request);
-    return awaitReply(m_network.post(request, json));
+    return post(&m_network, m_prepare, std::move(url), std::move(json), timeout);
+}
+
+Task<AuthHTTPAnswer> AuthHTTP::post(QPointer<QNetworkAccessManager> network, Prepare prepare, QUrl url, QByteArray json,
+                                    std::chrono::milliseconds timeout) {
+    AuthHTTPAnswer answer;
+    for (int attempt = 1; attempt <= 2 && network; ++attempt) {
+        QNetworkRequest request(url);
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+        request.setTransferTimeout(static_cast<int>(timeout.count()));
+        if (prepare)
+            prepare(request);
+        answer = co_await awaitReply(network->post(request, json));
+        if (!answer.isHandshakeFailure)
+            break;
+        // On the very first start the local server makes its authority while we wait in its queue. By now it is there;
+        // the manager would go on with what it was told before.
+        if (network)
+            network->clearConnectionCache();
+    }
+    co_return answer;
 }
 
 Task<AuthHTTPAnswer> AuthHTTP::awaitReply(QNetworkReply* reply) {

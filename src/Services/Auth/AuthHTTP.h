@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
+#include <QPointer>
 #include <QString>
 #include <QUrl>
 
@@ -18,6 +19,7 @@ struct AuthHTTPAnswer {
     int status = 0;
     QByteArray body;
     QString failure;
+    bool isHandshakeFailure = false; ///< the server's certificate was not trusted
 
     [[nodiscard]] bool isAnswered() const { return status != 0; }
     /// The server understood and refused. 404, 408, 429 and the like say nothing about the token.
@@ -35,10 +37,13 @@ public:
 
     explicit AuthHTTP(Prepare prepare) : m_prepare(std::move(prepare)) {}
 
-    /// Ends with a failure after `timeout` without progress, or when this object goes.
+    /// A handshake that fails for want of trust is tried once more, with what is trusted then. Ends with a failure
+    /// after `timeout` without progress, or when this object goes.
     Task<AuthHTTPAnswer> post(QUrl url, QByteArray json, std::chrono::milliseconds timeout);
 
 private:
+    static Task<AuthHTTPAnswer> post(QPointer<QNetworkAccessManager> network, Prepare prepare, QUrl url,
+                                     QByteArray json, std::chrono::milliseconds timeout);
     static Task<AuthHTTPAnswer> awaitReply(QNetworkReply* reply);
 
     Prepare m_prepare;
