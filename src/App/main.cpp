@@ -26,7 +26,17 @@ QString helpText() {
                           "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n");
 }
 
+/// Qt ends the process with an abort where no display answers; say it before.
+bool hasDisplay() {
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
 int runApplication(int argc, char** argv) {
+    if (!hasDisplay()) {
+        QTextStream(stderr) << "quillo: there is no display here. Start Quillo in a desktop session.\n";
+        return 1;
+    }
     configureRendering();
     QApplication application(argc, argv);
     QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
