@@ -88,7 +88,7 @@ void Preferences::setAsideUnlessReadable() {
 bool Preferences::contains(const QString& key) const { return m_settings->contains(key); }
 
 QVariant Preferences::value(const QString& key) const {
-    const QVariant stored = m_settings->value(key);
+    QVariant stored = m_settings->value(key);
     // A hand-written "a, b" reads as a list.
     if (stored.typeId() == QMetaType::QStringList)
         return stored.toStringList().join(QStringLiteral(", "));

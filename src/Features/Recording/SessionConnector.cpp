@@ -107,12 +107,16 @@ Task<std::optional<WebSocketError>> connectWithin(RunHandle run, Clock::Duration
     run->tasks.run(QStringLiteral("connect"), [run, attempt](std::stop_token) { return attemptConnect(run, attempt); });
     if (co_await attempt->done.wait(run->services.clock, limit, run->token()))
         co_return attempt->error;
+    if (!run->isCancelled())
+        co_await run->services.webSocket.disconnect();
+    // Errors are the result here, not thrown.
     if (run->isCancelled())
-        co_return WebSocketError(WebSocketError::Code::connectionCancelled);
-    co_await run->services.webSocket.disconnect();
-    co_return WebSocketError(WebSocketError::Code::connectionFailed,
-                             QStringLiteral("Connection timeout (%1s)")
-                                 .arg(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
+        attempt->error.emplace(WebSocketError::Code::connectionCancelled);
+    else
+        attempt->error.emplace(WebSocketError::Code::connectionFailed,
+                               QStringLiteral("Connection timeout (%1s)")
+                                   .arg(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
+    co_return attempt->error;
 }
 
 QString reasonOf(const WebSocketError& error) {

@@ -16,7 +16,9 @@ RecordingReducer makeReducer() {
     });
 }
 
-RecordingState::Status connectionFailed() { return RecordingError(RecordingError::ConnectionFailed{QStringLiteral("x")}); }
+RecordingState::Status connectionFailed() {
+    return RecordingError(RecordingError::ConnectionFailed{QStringLiteral("x")});
+}
 
 RecordingState withStatus(RecordingState::Status status) {
     RecordingState state;
@@ -165,8 +167,9 @@ TEST(RecordingReducer, RecoveredTextIsKeptOnlyWhenThereIsSome) {
     state.finalText = QStringLiteral("before");
     EXPECT_EQ(makeReducer().reduce(state, action::ConnectionLost{QStringLiteral("e"), QString()}).finalText,
               QStringLiteral("before"));
-    EXPECT_EQ(makeReducer().reduce(state, action::ConnectionLost{QStringLiteral("e"), QStringLiteral("saved")}).finalText,
-              QStringLiteral("saved"));
+    EXPECT_EQ(
+        makeReducer().reduce(state, action::ConnectionLost{QStringLiteral("e"), QStringLiteral("saved")}).finalText,
+        QStringLiteral("saved"));
 }
 
 TEST(RecordingReducer, TheCommandLineShowsAtMostFortyCharactersOfThePhrase) {

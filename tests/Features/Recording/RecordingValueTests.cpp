@@ -43,7 +43,8 @@ TEST(RecordingState, ThePillFollowsTheStatus) {
     state.status = RecordingState::Processing{};
     EXPECT_TRUE(std::holds_alternative<PillVisualState::Processing>(state.pillState()));
     state.commandStatusMessage = QStringLiteral("Processing with AI...");
-    EXPECT_EQ(state.pillState(), PillState(PillVisualState::ProcessingCommand{QStringLiteral("Processing with AI...")}));
+    EXPECT_EQ(state.pillState(),
+              PillState(PillVisualState::ProcessingCommand{QStringLiteral("Processing with AI...")}));
     state.status = RecordingError(RecordingError::Cancelled{});
     EXPECT_TRUE(std::holds_alternative<PillVisualState::Error>(state.pillState()));
 }
@@ -73,8 +74,9 @@ TEST(TimingSnapshot, IntervalsOfMissingPointsAreLeftOut) {
     snapshot.webSocketConnectedAt = start + 250ms;
     EXPECT_EQ(snapshot.description(), QStringLiteral("hotkey→firstChunk=110.0ms, hotkey→wsConnected=250.0ms"));
     const auto metrics = snapshot.metrics(start + 1s);
-    EXPECT_EQ(metrics.keys(), (QStringList{QStringLiteral("hotkey_to_first_chunk_ms"), QStringLiteral("hotkey_to_now_ms"),
-                                           QStringLiteral("hotkey_to_ws_connected_ms")}));
+    EXPECT_EQ(metrics.keys(),
+              (QStringList{QStringLiteral("hotkey_to_first_chunk_ms"), QStringLiteral("hotkey_to_now_ms"),
+                           QStringLiteral("hotkey_to_ws_connected_ms")}));
 }
 
 } // namespace

@@ -31,7 +31,7 @@ QHash<QString, QString> readGroup(const QString& path) {
 QString programOf(const QString& exec) {
     const QStringList words = exec.split(u' ', Qt::SkipEmptyParts);
     for (const QString& word : words) {
-        const QString name = QFileInfo(QString(word).remove(u'"')).fileName();
+        QString name = QFileInfo(QString(word).remove(u'"')).fileName();
         if (name != u"env" && !word.contains(u'='))
             return name;
     }

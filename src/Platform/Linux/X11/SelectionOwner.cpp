@@ -13,7 +13,7 @@ SelectionOwner::SelectionOwner(XcbConnection& connection, xcb_window_t window, R
     : m_connection(connection), m_window(window), m_onRead(std::move(onRead)), m_onLost(std::move(onLost)) {}
 
 qsizetype SelectionOwner::pieceSize() const {
-    constexpr qsizetype most = 256 * 1024;
+    constexpr qsizetype most = 256LL * 1024;
     const auto request = static_cast<qsizetype>(xcb_get_maximum_request_length(m_connection.get())) * 4;
     return std::min(most, request - 128);
 }

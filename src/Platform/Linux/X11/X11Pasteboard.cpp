@@ -17,7 +17,7 @@ namespace {
 using std::chrono::steady_clock;
 
 // What somebody copied may be a film; the clipboard is not worth more memory than this.
-constexpr qsizetype mostSaved = 64 * 1024 * 1024;
+constexpr qsizetype mostSaved = 64LL * 1024 * 1024;
 
 /// Shared between the offer, on the main thread, and the owner of the selection, on the worker.
 class OfferState {
