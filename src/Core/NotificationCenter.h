@@ -16,6 +16,16 @@ inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChang
 inline const QString userDidRequestLogout = QStringLiteral("quillo.userDidRequestLogout");
 inline const QString authCallback = QStringLiteral("quillo.authCallback");
 inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
+/// A recording's audio waits on disk for its text.
+inline const QString pendingRecordingSaved = QStringLiteral("PendingRecordingSaved");
+/// Transcribe stored audio again; "pendingAudioId" and optionally "language".
+inline const QString retranscribeRequest = QStringLiteral("RetranscribeRequest");
+/// A live dictation received its text: the server works.
+inline const QString transcriptionSucceeded = QStringLiteral("TranscriptionSucceeded");
+inline const QString realTimeRecordingStarted = QStringLiteral("RealTimeRecordingStarted");
+inline const QString realTimeRecordingStopped = QStringLiteral("RealTimeRecordingStopped");
+/// A waiting recording received its text; "recordId".
+inline const QString pendingRecordRecovered = QStringLiteral("PendingRecordRecovered");
 } // namespace notification
 
 /// Named notifications between services that do not know each other. Main thread only.
