@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <stdexcept>
+
+namespace quillo {
+
+/// A file operation that the system refused. `what()` names the file, the cause and, where there is one, the next step.
+class FileError : public std::runtime_error {
+public:
+    explicit FileError(const QString& message) : std::runtime_error(message.toStdString()) {}
+    [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
+};
+
+/// A file descriptor that closes itself.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() { reset(); }
+    Descriptor(Descriptor&& other) noexcept : m_descriptor(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    [[nodiscard]] int get() const { return m_descriptor; }
+    [[nodiscard]] explicit operator bool() const { return m_descriptor >= 0; }
+    int release();
+    void reset(int descriptor = -1);
+
+private:
+    int m_descriptor = -1;
+};
+
+/// Files that only their owner may read: folders have mode 0700, files 0600, and links are not followed. Any thread.
+/// Every function that returns no success throws FileError.
+namespace privateFile {
+
+/// What an `errno` means to the user, with the next step where one helps: "the disk is full; free some space".
+QString describe(int error);
+
+/// Makes the folder and those above it.
+void makeFolder(const QString& path);
+/// Opens or makes a file to write at its end.
+Descriptor openForAppending(const QString& path);
+/// Makes an empty file to write, replacing what is there.
+Descriptor create(const QString& path);
+/// Opens a regular file to read.
+Descriptor openForReading(const QString& path);
+/// Bytes in the file; -1 when there is no regular file.
+qint64 size(const QString& path);
+
+/// Writes everything, however often the kernel takes a part or is interrupted. Returns 0 or the `errno`; `written`
+/// grows by what was taken in either case.
+int writeAll(int descriptor, const char* data, qint64 size, qint64& written);
+/// Reads up to `size` bytes at `offset`, fewer only at the end of the file.
+QByteArray readAt(int descriptor, qint64 offset, qint64 size);
+/// A whole small file; one beyond `limit` bytes is refused.
+QByteArray read(const QString& path, qint64 limit);
+
+enum class Durability {
+    kernel, ///< survives the process
+    disk,   ///< survives the machine
+};
+/// Puts `content` in the place of the file at once: whoever reads sees the old content or the new, never a part.
+void replace(const QString& path, const QByteArray& content, Durability durability);
+/// True when the file is gone, also when it was not there.
+bool remove(const QString& path);
+
+} // namespace privateFile
+
+} // namespace quillo
