@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+namespace quillo::RecordStatus {
+
+/// The words that the store keeps in `TranscriptionRecord::status`.
+inline const QString recording = QStringLiteral("recording");   ///< only while a session runs
+inline const QString processing = QStringLiteral("processing"); ///< audio finished, waiting for the final text
+inline const QString diarizing = QStringLiteral("diarizing");   ///< a meeting, waiting for its speakers
+inline const QString completed = QStringLiteral("completed");
+inline const QString pendingTranscription = QStringLiteral("pending_transcription"); ///< its audio waits for a retry
+inline const QString unrecognized = QStringLiteral("unrecognized"); ///< no words were found; the audio is kept
+inline const QString transcriptionFailed = QStringLiteral("transcription_failed"); ///< given up; the audio is kept
+
+} // namespace quillo::RecordStatus
