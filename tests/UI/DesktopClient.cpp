@@ -59,6 +59,16 @@ std::set<QString> DesktopClient::states(xcb_window_t window) const {
     return names;
 }
 
+QRect DesktopClient::geometry(xcb_window_t window) const {
+    const std::unique_ptr<xcb_get_geometry_reply_t, decltype(&free)> size(
+        xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, window), nullptr), &free);
+    const std::unique_ptr<xcb_translate_coordinates_reply_t, decltype(&free)> place(
+        xcb_translate_coordinates_reply(m_connection, xcb_translate_coordinates(m_connection, window, m_root, 0, 0),
+                                        nullptr),
+        &free);
+    return size && place ? QRect(place->dst_x, place->dst_y, size->width, size->height) : QRect();
+}
+
 void DesktopClient::movePointer(QPoint place) {
     xcb_test_fake_input(m_connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, m_root, static_cast<int16_t>(place.x()),
                         static_cast<int16_t>(place.y()), 0);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPoint>
+#include <QRect>
 #include <QString>
 
 #include <memory>
@@ -24,6 +25,9 @@ public:
     [[nodiscard]] xcb_window_t inputFocus() const;
     /// The names in `_NET_WM_STATE` of `window`.
     [[nodiscard]] std::set<QString> states(xcb_window_t window) const;
+
+    /// Where a window of anybody's is, in the display's own pixels.
+    [[nodiscard]] QRect geometry(xcb_window_t window) const;
 
     void movePointer(QPoint place);
     void button(bool pressed);

@@ -99,8 +99,10 @@ void PillWindow::place() {
     // The screen first: it decides the scale factor that the position is converted with.
     if (auto* target = QGuiApplication::screenAt(bottomCentre); target && target != screen())
         setScreen(target);
-    m_place = {bottomCentre.x() - width() / 2, bottomCentre.y() + margin - height()};
-    setPosition(m_place);
+    // Not width() and height(): after a change to a screen of another scale they are the old pixels in new units.
+    const auto wanted = minimumSize();
+    m_place = {bottomCentre.x() - wanted.width() / 2, bottomCentre.y() + margin - wanted.height()};
+    setGeometry(QRect(m_place, wanted));
 }
 
 void PillWindow::setCapsule(const QRectF& area, qreal radius, const QColor& fill) {
