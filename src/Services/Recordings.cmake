@@ -2,10 +2,15 @@
 list(APPEND SERVICES_SOURCES
   AudioFileWriter.cpp
   AudioStorageManager.cpp
+  FileTransfer.cpp
+  JsonNesting.cpp
   PCMFiles.cpp
   PendingAudioFiles.cpp
   PendingAudioMetadata.cpp
   PrivateFile.cpp
-  RecordingsInUse.cpp)
+  RecordingsInUse.cpp
+  TranscriptionFileClient.cpp
+  TranscriptionFileClientError.cpp
+  TranscriptionFileResponse.cpp)
 list(APPEND SERVICES_MOC AudioStorageManager.h)
-list(APPEND SERVICES_LINK nlohmann_json::nlohmann_json)
+list(APPEND SERVICES_LINK Qt6::Network nlohmann_json::nlohmann_json)

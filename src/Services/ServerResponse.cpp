@@ -1,5 +1,7 @@
 #include "Services/ServerResponse.h"
 
+#include "Services/JsonNesting.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -10,31 +12,6 @@ namespace quillo {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// Nesting is counted in the bytes, so that a hostile frame costs one pass and no memory.
-bool isNestedTooDeep(const QByteArray& frame) {
-    int depth = 0;
-    bool inText = false;
-    bool escaped = false;
-    for (const char character : frame) {
-        if (inText) {
-            if (escaped)
-                escaped = false;
-            else if (character == '\\')
-                escaped = true;
-            else if (character == '"')
-                inText = false;
-        } else if (character == '"') {
-            inText = true;
-        } else if (character == '{' || character == '[') {
-            if (++depth > ServerResponse::deepestNesting)
-                return true;
-        } else if (character == '}' || character == ']') {
-            --depth;
-        }
-    }
-    return false;
-}
 
 bool convert(const Json& value, QString& field) {
     if (!value.is_string())
@@ -224,7 +201,7 @@ ResponseData readData(const Json& object, QStringList& faults) {
 } // namespace
 
 std::optional<ServerResponse> ServerResponse::decode(const QByteArray& frame) {
-    if (frame.size() > longestFrame || isNestedTooDeep(frame))
+    if (frame.size() > longestFrame || isNestedTooDeep(frame, ServerResponse::deepestNesting))
         return std::nullopt;
     const auto json = Json::parse(frame.begin(), frame.end(), nullptr, false);
     if (!json.is_object())

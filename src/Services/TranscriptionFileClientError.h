@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+namespace quillo {
+
+/// Why a file was not transcribed. `what()` is the text for the user.
+class TranscriptionFileClientError : public std::runtime_error {
+public:
+    enum class Kind {
+        invalidURL,
+        invalidResponse, ///< no HTTP answer that could be used: too long, never ending
+        decodingFailed,
+        serverError, ///< any status but 200
+        audioFileMissing,
+        audioFileUnreadable,
+        notAuthenticated,
+        unreachable, ///< no connection, or none that lasted; the text names the cause
+    };
+
+    explicit TranscriptionFileClientError(Kind kind) : TranscriptionFileClientError(kind, textOf(kind)) {}
+    /// With the server's own message; an empty one is replaced.
+    static TranscriptionFileClientError serverError(int status, const QString& message);
+    static TranscriptionFileClientError unreachable(const QString& cause);
+
+    [[nodiscard]] Kind kind() const { return m_kind; }
+    /// HTTP status of a server error; 0 of the others.
+    [[nodiscard]] int status() const { return m_status; }
+    [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
+
+private:
+    TranscriptionFileClientError(Kind kind, const QString& text, int status = 0)
+        : std::runtime_error(text.toStdString()), m_kind(kind), m_status(status) {}
+    static QString textOf(Kind kind);
+
+    Kind m_kind;
+    int m_status;
+};
+
+} // namespace quillo
