@@ -4,11 +4,12 @@
 #include "Core/Log.h"
 #include "Platform/Linux/X11/SelectionOwner.h"
 #include "Platform/Linux/X11/SelectionReader.h"
+#include "Platform/Linux/X11/SelectionWatch.h"
+#include "Platform/PasteboardOfferState.h"
 
-#include <QTimer>
+#include <QSocketNotifier>
 
 #include <atomic>
-#include <set>
 
 namespace quillo {
 
@@ -18,89 +19,6 @@ using std::chrono::steady_clock;
 
 // What somebody copied may be a film; the clipboard is not worth more memory than this.
 constexpr qsizetype mostSaved = 64LL * 1024 * 1024;
-
-/// Shared between the offer, on the main thread, and the owner of the selection, on the worker.
-class OfferState {
-public:
-    void wasRead(int64_t process) {
-        const std::lock_guard lock(m_mutex);
-        ++m_reads;
-        m_lastRead = steady_clock::now();
-        if (process != 0)
-            m_readers.insert(process);
-        answer(true);
-    }
-
-    void lost() {
-        const std::lock_guard lock(m_mutex);
-        m_owner = false;
-        answer(false);
-    }
-
-    /// A stream whose first element tells whether the text was read.
-    AsyncStream<bool> outcome(std::chrono::milliseconds deadline) {
-        auto [stream, sink] = AsyncStream<bool>::make(EventExecutor::main());
-        const std::lock_guard lock(m_mutex);
-        if (m_reads > 0 || !m_owner) {
-            sink.yield(m_reads > 0);
-        } else {
-            m_waiting.push_back(sink);
-            QTimer::singleShot(deadline, [sink = sink] { sink.yield(false); });
-        }
-        return std::move(stream);
-    }
-
-    [[nodiscard]] int reads() const {
-        const std::lock_guard lock(m_mutex);
-        return m_reads;
-    }
-    [[nodiscard]] bool isOwner() const {
-        const std::lock_guard lock(m_mutex);
-        return m_owner;
-    }
-    [[nodiscard]] std::optional<steady_clock::time_point> lastRead() const {
-        const std::lock_guard lock(m_mutex);
-        return m_lastRead;
-    }
-    [[nodiscard]] bool readBy(int64_t pid) const {
-        const std::lock_guard lock(m_mutex);
-        return m_readers.contains(pid);
-    }
-
-private:
-    void answer(bool read) {
-        for (const auto& sink : m_waiting)
-            sink.yield(read);
-        m_waiting.clear();
-    }
-
-    mutable std::mutex m_mutex;
-    int m_reads = 0;
-    bool m_owner = true;
-    std::optional<steady_clock::time_point> m_lastRead;
-    std::set<int64_t> m_readers;
-    std::vector<AsyncStream<bool>::Sink> m_waiting;
-};
-
-Task<bool> awaitOutcome(std::shared_ptr<OfferState> state, std::chrono::milliseconds deadline) {
-    auto stream = state->outcome(deadline);
-    const auto read = co_await stream.next();
-    co_return read.value_or(false);
-}
-
-class X11PasteboardOffer final : public PasteboardOffer {
-public:
-    explicit X11PasteboardOffer(std::shared_ptr<OfferState> state) : m_state(std::move(state)) {}
-    [[nodiscard]] int reads() const override { return m_state->reads(); }
-    [[nodiscard]] bool isOwner() const override { return m_state->isOwner(); }
-    Task<bool> waitUntilRead(std::chrono::milliseconds deadline) override { return awaitOutcome(m_state, deadline); }
-    [[nodiscard]] std::optional<steady_clock::time_point> lastRead() const override { return m_state->lastRead(); }
-    [[nodiscard]] bool readBy(int64_t pid) const override { return m_state->readBy(pid); }
-    [[nodiscard]] const std::shared_ptr<OfferState>& state() const { return m_state; }
-
-private:
-    std::shared_ptr<OfferState> m_state;
-};
 
 /// Lives on the worker thread from `start` to `finish`.
 class SelectionWorker {
@@ -136,7 +54,7 @@ public:
         return contents;
     }
 
-    void offer(const QString& text, bool alsoPrimary, std::shared_ptr<OfferState> state) {
+    void offer(const QString& text, bool alsoPrimary, std::shared_ptr<PasteboardOfferState> state) {
         replaceOffer(std::move(state));
         const auto formats = textFormats(text);
         const xcb_timestamp_t time = m_reader.serverTime();
@@ -147,7 +65,7 @@ public:
         handleEvents();
     }
 
-    bool restore(const PasteboardContents& contents, const std::shared_ptr<OfferState>& offered) {
+    bool restore(const PasteboardContents& contents, const std::shared_ptr<PasteboardOfferState>& offered) {
         handleEvents(); // A clear that has arrived must count.
         if (!offered || m_offer != offered || m_owner.held(m_clipboard) == nullptr)
             return false;
@@ -184,7 +102,7 @@ private:
         }
     }
 
-    void replaceOffer(std::shared_ptr<OfferState> next) {
+    void replaceOffer(std::shared_ptr<PasteboardOfferState> next) {
         if (m_offer)
             m_offer->lost();
         m_offer = std::move(next);
@@ -205,7 +123,7 @@ private:
     SelectionOwner m_owner;
     SelectionReader m_reader;
     xcb_atom_t m_clipboard;
-    std::shared_ptr<OfferState> m_offer;
+    std::shared_ptr<PasteboardOfferState> m_offer;
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::atomic<bool> m_broken = false;
 };
@@ -233,6 +151,8 @@ public:
 
     [[nodiscard]] bool isAvailable() const override { return !m_worker->isBroken(); }
 
+    [[nodiscard]] std::optional<uint64_t> changeCount() const override { return m_watch->count(); }
+
     Task<PasteboardContents> read(std::chrono::milliseconds deadline) override {
         // The time counts from the call, not from when the thread comes to it.
         return runOn<PasteboardContents>(
@@ -242,14 +162,14 @@ public:
     Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) override {
         return runOn<std::shared_ptr<PasteboardOffer>>(
             m_executor, [worker = m_worker, text = std::move(text), alsoPrimary]() -> std::shared_ptr<PasteboardOffer> {
-                auto state = std::make_shared<OfferState>();
+                auto state = std::make_shared<PasteboardOfferState>();
                 worker->offer(text, alsoPrimary, state);
-                return std::make_shared<X11PasteboardOffer>(std::move(state));
+                return std::make_shared<SharedPasteboardOffer>(std::move(state));
             });
     }
 
     Task<bool> restore(PasteboardContents contents, std::shared_ptr<PasteboardOffer> offer) override {
-        const auto ours = std::dynamic_pointer_cast<X11PasteboardOffer>(offer);
+        const auto ours = std::dynamic_pointer_cast<SharedPasteboardOffer>(offer);
         return runOn<bool>(m_executor,
                            [worker = m_worker, contents = std::move(contents), state = ours ? ours->state() : nullptr] {
                                return worker->restore(contents, state);
@@ -258,6 +178,7 @@ public:
 
 private:
     std::shared_ptr<SelectionWorker> m_worker;
+    std::unique_ptr<SelectionWatch> m_watch = std::make_unique<SelectionWatch>("CLIPBOARD");
     SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< ends first: its last job uses the worker
 };
 

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Platform/Pasteboard.h"
+
+#include "Concurrency/AsyncStream.h"
+
+#include <mutex>
+#include <set>
+#include <vector>
+
+namespace quillo {
+
+/// What has become of a text on the clipboard: shared between its offer, on the main thread, and the adapter's thread
+/// that serves it. Any thread.
+class PasteboardOfferState {
+public:
+    /// A reader has been given the text; `process` is its id, or 0 where the desktop does not tell.
+    void wasRead(int64_t process);
+    /// Somebody else has the clipboard now.
+    void lost();
+
+    /// A stream whose first element tells whether the text was read. Main thread.
+    AsyncStream<bool> outcome(std::chrono::milliseconds deadline);
+
+    [[nodiscard]] int reads() const;
+    [[nodiscard]] bool isOwner() const;
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const;
+    [[nodiscard]] bool readBy(int64_t pid) const;
+
+private:
+    void answer(bool read);
+
+    mutable std::mutex m_mutex;
+    int m_reads = 0;
+    bool m_owner = true;
+    std::optional<std::chrono::steady_clock::time_point> m_lastRead;
+    std::set<int64_t> m_readers;
+    std::vector<AsyncStream<bool>::Sink> m_waiting;
+};
+
+/// The offer over such a state.
+class SharedPasteboardOffer final : public PasteboardOffer {
+public:
+    explicit SharedPasteboardOffer(std::shared_ptr<PasteboardOfferState> state) : m_state(std::move(state)) {}
+    [[nodiscard]] int reads() const override { return m_state->reads(); }
+    [[nodiscard]] bool isOwner() const override { return m_state->isOwner(); }
+    Task<bool> waitUntilRead(std::chrono::milliseconds deadline) override;
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override {
+        return m_state->lastRead();
+    }
+    [[nodiscard]] bool readBy(int64_t pid) const override { return m_state->readBy(pid); }
+    [[nodiscard]] const std::shared_ptr<PasteboardOfferState>& state() const { return m_state; }
+
+private:
+    std::shared_ptr<PasteboardOfferState> m_state;
+};
+
+} // namespace quillo
