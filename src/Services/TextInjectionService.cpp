@@ -11,6 +11,8 @@ namespace {
 
 // The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
+// The read ahead has the time in which the first words are spoken; a text that comes sooner waits for its end.
+constexpr auto readAheadDeadline = std::chrono::seconds(1);
 constexpr auto secureInputDeadline = std::chrono::milliseconds(60);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
 constexpr auto rereadInterval = std::chrono::milliseconds(5);
@@ -50,6 +52,7 @@ struct TextInjectionService::State {
     QString lastUndelivered;
     std::optional<AsyncEvent> turn; ///< set while an injection runs; its event says when the next may
     std::optional<std::pair<PasteboardContents, uint64_t>> prepared;
+    std::optional<AsyncEvent> preparing; ///< set while the clipboard is read ahead
     std::optional<Saved> pendingRestore;
     std::optional<AsyncEvent> restoring; ///< set while the clipboard is being given back
     TaskHandle restoreTask;
@@ -167,7 +170,9 @@ Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<Sta
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     self->restoreTask.cancel();
     self->pendingRestore.reset();
-    co_await self->pasteboard.offerText(text, false);
+    // On the primary selection too: the middle mouse button pastes it at once.
+    if (!co_await self->pasteboard.offerText(text, true))
+        throw TextInjectionError(TextInjectionError::Code::eventSource);
     log(QStringLiteral("⚠️ No keys can be sent here: the text is on the clipboard"), LogLevel::warn);
     co_return Delivery::clipboardOnly;
 }
@@ -214,12 +219,19 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
         const AsyncEvent restored = *self->restoring;
         co_await restored.wait(self->clock, clipboardDeadline);
     }
+    if (self->preparing) {
+        const AsyncEvent ready = *self->preparing;
+        co_await ready.wait(self->clock, clipboardDeadline);
+    }
     // The text of the last dictation may still be there, with what was on the clipboard before it waiting to return.
     if (self->pendingRestore && self->pendingRestore->offer->isOwner())
         co_return self->pendingRestore->contents;
+    PasteboardContents contents;
+    // An owner that hung when it was asked ahead is not asked again.
     if (self->prepared && self->pasteboard.changeCount() == self->prepared->second)
-        co_return self->prepared->first;
-    auto contents = co_await self->pasteboard.read(clipboardDeadline);
+        contents = self->prepared->first;
+    else
+        contents = co_await self->pasteboard.read(clipboardDeadline);
     if (!contents.complete)
         log(QStringLiteral("⚠️ The clipboard could not be read in full; what was read of it will be given back"),
             LogLevel::warn);
@@ -263,12 +275,19 @@ Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> sel
 
 Task<> TextInjectionService::State::prepare(std::shared_ptr<State> self) {
     self->prepared.reset();
-    const auto count = self->pasteboard.changeCount();
-    if (!self->pasteboard.isAvailable() || !count || self->pendingRestore)
+    if (self->preparing)
         co_return;
-    auto contents = co_await self->pasteboard.read(std::chrono::seconds(2));
+    const auto count = self->pasteboard.changeCount();
+    // What is never going to be given back need not be known.
+    if (!self->pasteboard.isAvailable() || !self->injector.isAvailable() || !count || self->pendingRestore)
+        co_return;
+    AsyncEvent ready;
+    self->preparing = ready;
+    auto contents = co_await self->pasteboard.read(readAheadDeadline);
     if (self->pasteboard.changeCount() == count)
         self->prepared.emplace(std::move(contents), *count);
+    self->preparing.reset();
+    ready.set();
 }
 
 Task<bool> TextInjectionService::State::hasFocusedTextField(std::shared_ptr<State> self) {
