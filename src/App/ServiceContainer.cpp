@@ -7,6 +7,8 @@
 #include "Platform/Linux/Reachability/NetlinkPathMonitor.h"
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Platform/Linux/Sounds/PulseAudioSounds.h"
+#include "Platform/Linux/Wayland/DataControlPasteboard.h"
+#include "Platform/Linux/Wayland/DesktopProtocol.h"
 #include "Platform/Linux/X11/InjectionGuard.h"
 #include "Platform/Linux/X11/KeyboardGrabProbe.h"
 #include "Platform/Linux/X11/X11Applications.h"
@@ -52,13 +54,11 @@ std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
 } // namespace
 
 ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
-    const auto guard = std::make_shared<InjectionGuard>();
     audioHardware = createPulseAudioHardware();
-    keyEvents = orElse(createX11KeyEventSource(guard), makeUnavailableKeyEventSource);
-    keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
-    pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
-    applications = orElse(createX11Applications(), makeUnavailableApplications);
-    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); });
+    if (desktopProtocol(QProcessEnvironment::systemEnvironment()) == DesktopProtocol::wayland)
+        connectWayland();
+    else
+        connectX11();
     sounds = createSounds();
 
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);
@@ -97,5 +97,28 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
 }
 
 ServiceContainer::~ServiceContainer() = default;
+
+void ServiceContainer::connectX11() {
+    const auto guard = std::make_shared<InjectionGuard>();
+    keyEvents = orElse(createX11KeyEventSource(guard), makeUnavailableKeyEventSource);
+    keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
+    pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
+    applications = orElse(createX11Applications(), makeUnavailableApplications);
+    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); });
+}
+
+void ServiceContainer::connectWayland() {
+    // Keys and windows of the session are out of reach: an X server beside the compositor shows its own clients alone.
+    // Adapters over the desktop's portals belong here.
+    keyEvents = makeUnavailableKeyEventSource();
+    keyInjector = makeUnavailableKeyInjector();
+    applications = makeUnavailableApplications();
+    pasteboard = createDataControlPasteboard();
+    // A compositor without data control takes the clipboard of its X clients over without asking for the focus (GNOME).
+    if (!pasteboard && !qEnvironmentVariableIsEmpty("DISPLAY"))
+        pasteboard = createX11Pasteboard();
+    pasteboard = orElse(std::move(pasteboard), makeUnavailablePasteboard);
+    accessibility = createAtSpiAccessibility([] { return false; });
+}
 
 } // namespace quillo

@@ -55,6 +55,10 @@ struct ServiceContainer {
     std::unique_ptr<AuthService> authService;
     std::unique_ptr<NetworkMonitorServiceProtocol> networkMonitor;
     std::unique_ptr<MetricsServiceProtocol> metricsService;
+
+private:
+    void connectX11();
+    void connectWayland();
 };
 
 } // namespace quillo
