@@ -58,8 +58,9 @@ struct DataContainer {
     /// StoreError, also when there is no store yet.
     static std::unique_ptr<ModelContainer> openReadOnly();
 
-    /// Inserts seven demonstration records, once, when `arguments` hold "--seed-data".
-    static void seedTestDataIfNeeded(ModelContext& context, const QStringList& arguments);
+    /// Inserts seven demonstration records of `userId`, once, when `arguments` hold "--seed-data".
+    static void seedTestDataIfNeeded(ModelContext& context, const QStringList& arguments,
+                                     const QString& userId = QStringLiteral("demo-user"));
 };
 
 } // namespace quillo

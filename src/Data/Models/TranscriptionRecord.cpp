@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <limits>
 #include <stdexcept>
 
 namespace quillo {
@@ -17,18 +18,26 @@ std::optional<QByteArray> orNothing(const QByteArray& bytes, bool isEmpty) {
     return isEmpty ? std::nullopt : std::optional(bytes);
 }
 
+int64_t oneMore(int64_t count) {
+    if (count == std::numeric_limits<int64_t>::max())
+        throw std::overflow_error("a counter of the record has reached its end");
+    return count + 1;
+}
+
 /// The texts with those that follow each other under the same speaker joined: a paragraph for each turn.
 template <typename Segment, typename Key>
 QString mergeConsecutiveTexts(const QList<Segment>& segments, Key speakerKey) {
     QStringList paragraphs;
-    for (qsizetype i = 0; i < segments.size(); ++i) {
-        const auto text = segments.at(i).text.trimmed();
+    const Segment* previous = nullptr;
+    for (const auto& segment : segments) {
+        const auto text = segment.text.trimmed();
         if (text.isEmpty())
             continue;
-        if (i > 0 && !paragraphs.isEmpty() && speakerKey(segments.at(i)) == speakerKey(segments.at(i - 1)))
+        if (previous && speakerKey(segment) == speakerKey(*previous))
             paragraphs.last() += u' ' + text;
         else
             paragraphs.append(text);
+        previous = &segment;
     }
     return paragraphs.join(u'\n');
 }
@@ -84,14 +93,12 @@ void TranscriptionRecord::applyDiarization(const QList<MeetingSegment>& segments
 }
 
 void TranscriptionRecord::markRetryAttempt() {
-    if (__builtin_add_overflow(retryCount, 1, &retryCount))
-        throw std::overflow_error("too many retry attempts");
+    retryCount = oneMore(retryCount);
     lastRetryAt = QDateTime::currentDateTimeUtc();
 }
 
 bool TranscriptionRecord::incrementEmptyResultCount() {
-    if (__builtin_add_overflow(emptyResultCount, 1, &emptyResultCount))
-        throw std::overflow_error("too many empty results");
+    emptyResultCount = oneMore(emptyResultCount);
     return emptyResultCount >= 2;
 }
 

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Data/StoreError.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace quillo {
+
+class Database;
+
+/// A prepared statement: bind from index 1, step until false, read from column 0. Everything that can fail throws
+/// StoreError.
+class Statement {
+public:
+    Statement(const Database& database, std::string_view sql);
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    Statement& bind(int index, int64_t value);
+    Statement& bind(int index, double value);
+    Statement& bind(int index, const QString& text);
+    Statement& bindBlob(int index, const QByteArray& bytes);
+    Statement& bindNull(int index);
+
+    /// True while there is a row.
+    bool step();
+    /// Ready to be bound and stepped anew.
+    void reset();
+
+    // A value of another type is converted as SQLite does; NULL reads as 0 or empty.
+    [[nodiscard]] bool isNull(int column) const;
+    [[nodiscard]] bool isNumber(int column) const;
+    [[nodiscard]] int64_t integer(int column) const;
+    [[nodiscard]] double real(int column) const;
+    [[nodiscard]] QString text(int column) const;
+    [[nodiscard]] QByteArray blob(int column) const;
+
+private:
+    void check(int result) const;
+
+    const Database& m_database;
+    sqlite3_stmt* m_statement = nullptr;
+};
+
+/// One connection to a SQLite file, with the functions that the store's triggers call. Main thread.
+///
+/// Written changes survive the death of the process as soon as their transaction is committed, and the file survives
+/// that of the machine, though the last transactions before may be lost with it.
+class Database {
+public:
+    enum class Access { readWrite, readOnly };
+
+    /// `path` may be empty for a database in memory. Nothing of the file is read yet.
+    explicit Database(const QString& path, Access access = Access::readWrite);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    /// Runs statements that return nothing.
+    void execute(const char* sql) const;
+    void execute(const std::string& sql) const { execute(sql.c_str()); }
+    /// A statement kept for the next time; reset, and used by one caller at a time.
+    Statement& prepared(const std::string& sql);
+    /// The first column of the first row; nothing without a row.
+    [[nodiscard]] std::optional<int64_t> integer(std::string_view sql) const;
+    /// Whether a transaction is open.
+    [[nodiscard]] bool inTransaction() const;
+    /// While off, closing leaves the file and its log as they are.
+    void setCheckpointsOnClose(bool enabled) const;
+    [[nodiscard]] const QString& path() const { return m_path; }
+
+    /// What a result code means to the user. Leaves a note for the next start when the file is damaged.
+    [[nodiscard]] StoreError error(int result) const;
+    /// The note's file; the next start looks the whole database through when it is there.
+    static QString damageNotePath(const QString& path);
+
+private:
+    friend class Statement;
+
+    QString m_path;
+    sqlite3* m_database = nullptr;
+    std::unordered_map<std::string, std::unique_ptr<Statement>> m_prepared;
+};
+
+/// Takes the write lock at once; rolls back unless committed.
+class Transaction {
+public:
+    explicit Transaction(Database& database);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+    void commit();
+
+private:
+    Database& m_database;
+    bool m_isOpen = true;
+};
+
+} // namespace quillo

@@ -1,0 +1,63 @@
+#include "Data/Repository/SearchFunctions.h"
+
+#include "Data/Models/TranscriptionRecord.h"
+#include "Data/Repository/SearchWords.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <sqlite3.h>
+
+namespace quillo {
+
+namespace {
+
+QString text(sqlite3_value* value) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return bytes ? QString::fromUtf8(bytes, sqlite3_value_bytes(value)) : QString();
+}
+
+QByteArray blob(sqlite3_value* value) {
+    const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
+    return QByteArray(bytes, bytes ? sqlite3_value_bytes(value) : 0);
+}
+
+void words(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
+    try {
+        const auto tags = decodeTagNames(blob(arguments[3]));
+        // A line break ends every word, also those of scripts without spaces.
+        const QStringList texts{text(arguments[0]), text(arguments[1]), text(arguments[2]), tags.join(u'\n')};
+        QString result = searchWords::indexed(texts.join(u'\n'));
+        for (const auto& tag : tags)
+            result += u' ' + searchWords::tagMark(tag);
+        if (sqlite3_value_int(arguments[4]) != 0)
+            result += u' ' + searchWords::favoriteMark();
+        const auto bytes = result.toUtf8();
+        sqlite3_result_text64(context, bytes.constData(), static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT,
+                              SQLITE_UTF8);
+    } catch (const std::bad_alloc&) {
+        sqlite3_result_error_nomem(context);
+    }
+}
+
+void position(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
+    sqlite3_result_int64(context, positionOf(sqlite3_value_double(arguments[0])));
+}
+
+} // namespace
+
+int64_t positionOf(double createdAt) {
+    // Leaves room for the places of a millisecond, and holds dates far beyond any calendar.
+    constexpr double furthest = 4e12;
+    constexpr int64_t placesPerMillisecond = 1024;
+    const double seconds = std::isfinite(createdAt) ? std::clamp(createdAt, -furthest, furthest) : 0;
+    return static_cast<int64_t>(std::llround(seconds * 1000)) * placesPerMillisecond;
+}
+
+void registerSearchFunctions(sqlite3* database) {
+    constexpr int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
+    sqlite3_create_function_v2(database, "quillo_words", 5, flags, nullptr, words, nullptr, nullptr, nullptr);
+    sqlite3_create_function_v2(database, "quillo_position", 1, flags, nullptr, position, nullptr, nullptr, nullptr);
+}
+
+} // namespace quillo

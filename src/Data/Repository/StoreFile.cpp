@@ -1,0 +1,193 @@
+#include "Data/Repository/StoreFile.h"
+
+#include "Core/Log.h"
+#include "Data/Repository/StoreSchema.h"
+#include "Data/SQLiteHelper.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace quillo::storeFile {
+
+namespace {
+
+const std::array companions{QString(), QStringLiteral("-shm"), QStringLiteral("-wal")};
+
+void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("DataContainer")); }
+
+QString describe(int error) {
+    return QString::fromLocal8Bit(std::strerror(error)); // NOLINT(concurrency-mt-unsafe): glibc's is safe
+}
+
+[[noreturn]] void fail(const QString& path, int error) {
+    const bool isFull = error == ENOSPC || error == EDQUOT;
+    throw StoreError(isFull ? StoreError::Cause::diskFull : StoreError::Cause::unwritable,
+                     QStringLiteral("The history (%1) cannot be written: %2. %3.")
+                         .arg(path, describe(error),
+                              isFull ? QStringLiteral("Free some space")
+                                     : QStringLiteral("Check the permissions of the file and its folder")));
+}
+
+/// SQLite gives its companions the mode of the database, so the file is made private before it is opened.
+void makePrivateFile(const QString& path) {
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR);
+    if (descriptor < 0)
+        fail(path, errno);
+    const int result = ::fchmod(descriptor, S_IRUSR | S_IWUSR);
+    const int error = errno;
+    ::close(descriptor);
+    if (result != 0)
+        fail(path, error);
+    for (const auto& companion : companions)
+        if (!companion.isEmpty())
+            ::chmod(QFile::encodeName(path + companion).constData(), S_IRUSR | S_IWUSR);
+}
+
+StoreError damaged(const QString& path, const QString& detail) {
+    return {StoreError::Cause::damaged, QStringLiteral("The history (%1) is damaged: %2.").arg(path, detail)};
+}
+
+/// Cheap, whatever the size: the schema, the ends of every table, and that the file is as long as it says. All of it
+/// is looked through only after damage was met in use.
+void check(Database& database, const QString& path) {
+    const auto pages = database.integer("PRAGMA page_count").value_or(0);
+    const auto pageSize = database.integer("PRAGMA page_size").value_or(0);
+    const bool hasLog = QFileInfo(path + QStringLiteral("-wal")).size() > 0;
+    if (!hasLog && QFileInfo(path).size() < pages * pageSize)
+        throw damaged(path, QStringLiteral("its end is missing"));
+    QStringList tables;
+    {
+        Statement statement(database, "SELECT name FROM sqlite_master WHERE type = 'table' AND name IN "
+                                      "('ZTRANSCRIPTIONRECORD', 'ZTAG', 'ZAPPSETTINGS', 'QuilloOrder', "
+                                      "'QuilloSearch_data', 'QuilloSearch_idx')");
+        while (statement.step())
+            tables.append(statement.text(0));
+    }
+    for (const auto& table : tables)
+        for (const auto* end : {"ASC", "DESC"}) {
+            const auto key =
+                table == QStringLiteral("QuilloSearch_idx") ? QStringLiteral("1") : QStringLiteral("rowid");
+            Statement statement(database, QStringLiteral("SELECT * FROM %1 ORDER BY %2 %3 LIMIT 1")
+                                              .arg(table, key, QString::fromLatin1(end))
+                                              .toStdString());
+            statement.step();
+        }
+    if (QFile::exists(Database::damageNotePath(path))) {
+        Statement statement(database, "PRAGMA quick_check(1)");
+        if (statement.step() && statement.text(0) != QStringLiteral("ok"))
+            throw damaged(path, statement.text(0));
+        QFile::remove(Database::damageNotePath(path));
+    }
+}
+
+std::unique_ptr<Database> openChecked(const QString& path) {
+    auto database = std::make_unique<Database>(path);
+    // Until the file is known to be sound, nothing may touch its bytes.
+    database->setCheckpointsOnClose(false);
+    check(*database, path);
+    database->execute("PRAGMA journal_mode = WAL");
+    database->execute("PRAGMA synchronous = NORMAL");
+    // The log is cut back after a large transaction; it would keep its size for good.
+    database->execute("PRAGMA journal_size_limit = 4194304");
+    storeSchema::prepare(*database);
+    database->setCheckpointsOnClose(true);
+    return database;
+}
+
+QString setAside(const QString& path, const QString& word) {
+    const auto stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    const auto base = path + u'.' + word + u'-' + stamp;
+    auto kept = base;
+    for (int attempt = 2; QFile::exists(kept); ++attempt)
+        kept = base + u'-' + QString::number(attempt);
+    for (const auto& companion : companions)
+        if (QFile::exists(path + companion) && ::rename(QFile::encodeName(path + companion).constData(),
+                                                        QFile::encodeName(kept + companion).constData()) != 0)
+            fail(path + companion, errno);
+    QFile::remove(Database::damageNotePath(path));
+    return kept;
+}
+
+} // namespace
+
+void makeFolder(const QString& path) {
+    if (!QFileInfo(path).isDir()) {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
+            fail(path, errno);
+    }
+    if (::chmod(QFile::encodeName(path).constData(), S_IRWXU) != 0)
+        fail(path, errno);
+}
+
+void migrateLegacy(const QString& legacyPath, const QString& path) {
+    if (QFileInfo::exists(path) || !QFileInfo::exists(legacyPath))
+        return;
+    bool isOurs = false;
+    try {
+        isOurs = SQLiteHelper::tableExists(SQLiteHelper::open(legacyPath), QStringLiteral("ZTRANSCRIPTIONRECORD"));
+    } catch (const SQLiteHelper::Error&) {
+        // Not a database, or not ours to read: the same to us.
+    }
+    if (!isOurs) {
+        log(QStringLiteral("⚠️ DataContainer: legacy default.store does not contain Quillo data — skipping migration"),
+            LogLevel::warn);
+        return;
+    }
+    for (const auto& companion : companions) {
+        if (!QFileInfo::exists(legacyPath + companion))
+            continue;
+        QFile source(legacyPath + companion);
+        if (source.copy(path + companion))
+            continue;
+        log(QStringLiteral("⚠️ DataContainer: migration failed (%1) — will create fresh store")
+                .arg(source.errorString()),
+            LogLevel::warn);
+        for (const auto& copied : companions)
+            QFile::remove(path + copied);
+        return;
+    }
+    log(QStringLiteral("✅ DataContainer: migrated legacy store → %1").arg(path), LogLevel::info);
+}
+
+Opened open(const QString& path) {
+    if (QFileInfo(path).isDir())
+        fail(path, EISDIR);
+    makePrivateFile(path);
+    QString reason;
+    QString word;
+    try {
+        return {openChecked(path), {}, {}};
+    } catch (const StoreError& error) {
+        if (error.cause() == StoreError::Cause::damaged)
+            word = QStringLiteral("damaged");
+        else if (error.cause() == StoreError::Cause::newer)
+            word = QStringLiteral("newer");
+        else
+            throw;
+        reason = error.message();
+    }
+    const auto kept = setAside(path, word);
+    log(QStringLiteral("❌ DataContainer: %1 Kept as %2; starting a fresh store").arg(reason, kept), LogLevel::error);
+    makePrivateFile(path);
+    const auto told = word == QStringLiteral("newer")
+                          ? QStringLiteral("Your history was written by a later version of Quillo. It is kept as %1, "
+                                           "and a fresh one was started. Update Quillo and rename the file back to "
+                                           "see it again.")
+                          : QStringLiteral("Your history was damaged and could not be opened. It is kept as %1, and a "
+                                           "fresh one was started.");
+    return {openChecked(path), kept, told.arg(kept)};
+}
+
+} // namespace quillo::storeFile
