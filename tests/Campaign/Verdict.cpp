@@ -1,0 +1,100 @@
+#include "Verdict.h"
+
+#include <algorithm>
+
+namespace quillo::test {
+
+namespace {
+
+QString milliseconds(int64_t samples) {
+    return QStringLiteral("%1 ms").arg(static_cast<double>(samples) * 1000 / samplesPerSecond, 0, 'f', 1);
+}
+
+int64_t sign(size_t position) { return static_cast<int64_t>(position); }
+
+bool isSilent(SampleView samples) {
+    return std::ranges::all_of(samples, [](int16_t sample) { return sample == 0; });
+}
+
+/// What lies between two stretches, or before the first and behind the last.
+struct Judge {
+    Verdict& verdict;
+    SampleView held;
+    const Moments& moments;
+    const Bounds& bounds;
+
+    void blame(const QString& sentence) const { verdict.faults.append(sentence); }
+
+    void between(const Stretch& before, const Stretch& after) const {
+        const auto extra = sign(after.held) - sign(before.heldEnd());
+        const auto skipped = sign(after.reference) - sign(before.referenceEnd());
+        const bool crossesSeam =
+            moments.seam && sign(before.referenceEnd()) <= *moments.seam && sign(after.reference) >= *moments.seam;
+        if (crossesSeam) {
+            // The new sound server is silent until the signal plays again, and the application may be there first.
+            if (!isSilent(held.subspan(before.heldEnd(), static_cast<size_t>(extra))))
+                strange(extra, before);
+            const auto missing = *moments.seam - sign(before.referenceEnd());
+            if (missing > bounds.end)
+                lose(missing - bounds.end, QStringLiteral("before the sound server ended"));
+            return;
+        }
+        if (extra > 0)
+            strange(extra, before);
+        if (skipped > extra)
+            lose(skipped - extra, QStringLiteral("at %1").arg(milliseconds(sign(before.heldEnd()))));
+        if (skipped < 0) {
+            verdict.repeated -= skipped;
+            blame(QStringLiteral("%1 samples are held twice at %2").arg(-skipped).arg(milliseconds(sign(after.held))));
+        }
+    }
+
+    void strange(int64_t count, const Stretch& before) const {
+        verdict.strange += count;
+        blame(QStringLiteral("%1 samples at %2 are not what the microphone delivered")
+                  .arg(count)
+                  .arg(milliseconds(sign(before.heldEnd()))));
+    }
+
+    void lose(int64_t count, const QString& where) const {
+        verdict.lost += count;
+        blame(QStringLiteral("%1 samples (%2) are lost %3").arg(count).arg(milliseconds(count), where));
+    }
+};
+
+} // namespace
+
+Verdict judge(const Alignment& alignment, SampleView held, const Moments& moments, const Bounds& bounds) {
+    Verdict verdict;
+    verdict.held = sign(held.size());
+    const Judge judge{verdict, held, moments, bounds};
+    if (alignment.stretches.empty()) {
+        verdict.delivered = std::max<int64_t>(0, moments.ended - moments.pressed - bounds.start);
+        if (!held.empty()) {
+            verdict.strange = verdict.held;
+            judge.blame(QStringLiteral("nothing of what is held was delivered by the microphone"));
+        }
+        if (verdict.delivered > bounds.end)
+            judge.lose(verdict.delivered - bounds.end, QStringLiteral("altogether"));
+        return verdict;
+    }
+    const auto& first = alignment.stretches.front();
+    const auto& last = alignment.stretches.back();
+    verdict.delivered = std::max<int64_t>(0, moments.ended - sign(first.reference));
+    verdict.startDelay = sign(first.reference) - moments.pressed;
+    verdict.endMargin = sign(last.referenceEnd()) - moments.ended;
+    if (first.held > 0)
+        judge.strange(sign(first.held), Stretch{});
+    if (last.heldEnd() < held.size())
+        judge.strange(verdict.held - sign(last.heldEnd()), last);
+    for (size_t i = 1; i < alignment.stretches.size(); ++i)
+        judge.between(alignment.stretches[i - 1], alignment.stretches[i]);
+    // From the sound server's end on, nothing was promised.
+    if (verdict.startDelay > bounds.start)
+        judge.lose(verdict.startDelay - bounds.start, QStringLiteral("at the beginning"));
+    if (-verdict.endMargin > bounds.end)
+        judge.lose(-verdict.endMargin - bounds.end, QStringLiteral("at the end"));
+    return verdict;
+}
+
+} // namespace quillo::test
