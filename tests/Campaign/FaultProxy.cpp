@@ -151,8 +151,11 @@ private:
             m_connections.remove_if([](const auto& connection) { return connection.dead; });
             descriptors.assign({{m_wakeup, POLLIN, 0}, {m_listener, POLLIN, 0}});
             for (const auto& connection : m_connections) {
-                descriptors.push_back({connection.client, interest(connection, true), 0});
-                descriptors.push_back({connection.server, interest(connection, false), 0});
+                for (const bool isClient : {true, false}) {
+                    // Left out when nothing is wanted of it: a hang-up would be reported in any case, without end.
+                    const auto events = interest(connection, isClient);
+                    descriptors.push_back({!events ? -1 : isClient ? connection.client : connection.server, events, 0});
+                }
             }
             lock.unlock();
             ::poll(descriptors.data(), descriptors.size(), -1);
@@ -174,7 +177,6 @@ private:
 
     [[nodiscard]] bool flows(const Connection& connection) const { return !stalled && !connection.stalled; }
 
-    /// A descriptor whose events are not wanted is left out, as poll reports a hang-up in any case.
     [[nodiscard]] short interest(const Connection& connection, bool isClient) const {
         if (!flows(connection))
             return 0;

@@ -8,7 +8,8 @@
 namespace quillo::test {
 
 /// A TCP proxy on loopback that fails on demand, in the ways networks do. Works on a thread of its own, so that a busy
-/// test does not delay what it forwards. The functions may be called from any thread; they return when the fault stands.
+/// test does not delay what it forwards. The functions may be called from any thread; they return when the fault
+/// stands.
 class FaultProxy {
 public:
     /// What a connection carries, told by its first byte: HTTP over TLS or a plain WebSocket.
