@@ -16,6 +16,8 @@ inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChang
 inline const QString userDidRequestLogout = QStringLiteral("quillo.userDidRequestLogout");
 inline const QString authCallback = QStringLiteral("quillo.authCallback");
 inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
+/// Something the user must know although nobody asked; "message" in plain words.
+inline const QString userNotice = QStringLiteral("quillo.userNotice");
 /// A recording's audio waits on disk for its text.
 inline const QString pendingRecordingSaved = QStringLiteral("PendingRecordingSaved");
 /// Transcribe stored audio again; "pendingAudioId" and optionally "language".

@@ -155,6 +155,25 @@ void UserSettings::recordConsent(const QString& prefix) {
     setValue(prefix + QStringLiteral("ConsentVersion"), consentVersion);
 }
 
+void UserSettings::countRecording(bool languageMismatch) {
+    const auto count = [this](const QString& key, int from) {
+        setValue(key, from == std::numeric_limits<int>::max() ? from : from + 1);
+    };
+    count(QStringLiteral("totalRecordingsCount"), totalRecordingsCount());
+    if (!languageMismatch)
+        return;
+    constexpr qint64 periodInDays = 30;
+    const auto now = QDateTime::currentDateTimeUtc();
+    const auto startKey = QStringLiteral("mismatchPeriodStartDate");
+    const auto countKey = QStringLiteral("mismatchCountInPeriod");
+    const auto start = QDateTime::fromString(value(startKey).toString(), Qt::ISODate);
+    // A clock that was set back starts a new period, too.
+    const bool inPeriod = start.isValid() && start <= now && start.daysTo(now) < periodInDays;
+    if (!inPeriod)
+        setValue(startKey, now.toString(Qt::ISODate));
+    count(countKey, inPeriod ? value(countKey).toInt() : 0);
+}
+
 MeetingModePreference UserSettings::meetingModePreference() const {
     const auto word = text("meetingModePreference");
     if (word == QStringLiteral("off"))

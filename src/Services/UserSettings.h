@@ -68,6 +68,11 @@ public:
     [[nodiscard]] std::optional<double> pillPositionX() const { return position("pillPositionX"); }
     [[nodiscard]] std::optional<double> pillPositionY() const { return position("pillPositionY"); }
     void setPillPosition(double x, double y);
+    /// Whether the audio of a finished dictation is kept.
+    [[nodiscard]] bool keepAudio() const { return flag("keepAudio"); }
+    [[nodiscard]] int totalRecordingsCount() const { return value(QStringLiteral("totalRecordingsCount")).toInt(); }
+    /// Counts a dictation that ended with text, and within a period of 30 days those in a language not configured.
+    void countRecording(bool languageMismatch);
     [[nodiscard]] int audioStorageLimitMB() const { return value(QStringLiteral("audioStorageLimitMB")).toInt(); }
 
     // Consent

@@ -3,6 +3,7 @@
 #include "Services/WebSocketServiceProtocol.h"
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 namespace quillo::test {
@@ -14,6 +15,9 @@ public:
     // What the test scripts.
     std::deque<WebSocketError> connectErrors; ///< each fails one connect, in order; afterwards they succeed
     std::optional<WebSocketError> sendError;  ///< fails everything that is sent
+    /// When set, a connect or a chunk waits here: a server or a network that takes its time.
+    std::function<Task<>()> beforeConnect;
+    std::function<Task<>()> beforeAudio;
     SessionTexts currentTexts;
 
     // What was asked.
@@ -42,17 +46,18 @@ public:
 
     Task<> connect() override {
         ++connects;
+        if (beforeConnect)
+            co_await beforeConnect();
         if (!connectErrors.empty()) {
             const auto error = connectErrors.front();
             connectErrors.pop_front();
-            return failing(error);
+            throw error;
         }
         auto [stream, sink] = AsyncStream<ServerMessage>::make(EventExecutor::main());
         m_stream.emplace(std::move(stream));
         m_events = sink;
         m_isConnected = true;
         yield(server::Connected{});
-        return done();
     }
 
     Task<> disconnect() override {
@@ -68,9 +73,11 @@ public:
     }
 
     Task<> sendAudio(AudioChunk chunk, bool /*hasSpeech*/) override {
+        if (beforeAudio)
+            co_await beforeAudio();
         if (!sendError)
             audio.push_back(std::move(chunk));
-        return sent();
+        co_await sent();
     }
 
     Task<> endSession() override {

@@ -13,21 +13,15 @@ constexpr int maxFirstAudioChunkRestartAttempts = 1;
 /// A stopped capture ends its stream at once; this only bounds a backend that does not.
 constexpr Clock::Duration drainTimeout = 2s;
 
+/// The connection is stuck when not a single chunk goes out for this long.
+constexpr Clock::Duration stalledSendLimit = 8s;
+
 void recover(const RunHandle& run, QString reason);
 
-Task<> send(RunHandle run, AudioChunk chunk) {
-    try {
-        co_await run->services.webSocket.sendAudio(chunk, true);
-        co_return;
-    } catch (const WebSocketError& error) {
-        recordingLog(QStringLiteral("⚠️ Failed to send audio chunk %1: %2")
-                         .arg(chunk.sequence)
-                         .arg(QString::fromUtf8(error.what())),
-                     LogLevel::warn);
-    }
-    // The connection's end is reported by its event stream; until then nothing captured is thrown away.
-    run->sendsDirectly = false;
-    run->backlog.append(std::move(chunk));
+/// Sends what waits, unless somebody is at it.
+void send(const RunHandle& run) {
+    if (!run->isFlushing)
+        run->tasks.run(QStringLiteral("send audio"), [run](std::stop_token) { return flush(run); });
 }
 
 void observe(RecordingRun& run, const AudioChunk& chunk) {
@@ -46,17 +40,27 @@ void observe(RecordingRun& run, const AudioChunk& chunk) {
     run.yield(action::AudioLevelUpdated{chunk.level});
 }
 
+/// Takes one chunk in. The disk comes first, and nothing here waits: a stalled connection must not hold the audio up.
+void take(const RunHandle& run, AudioChunk chunk) {
+    run->archive->append(chunk);
+    if (run->isFinished)
+        return;
+    observe(*run, chunk);
+    if (run->isOffline)
+        return; // the disk has it, and nobody will ask for it here
+    if (const int dropped = run->backlog.append(std::move(chunk)); dropped > 0)
+        run->isIncomplete = true;
+    if (run->sendsDirectly)
+        send(run);
+}
+
 Task<> consume(RunHandle run, std::shared_ptr<AsyncStream<AudioChunk>> stream, int generation) {
     QString lost;
     try {
-        while (auto chunk = co_await stream->next(run->token())) {
+        while (auto chunk = co_await stream->next(run->captureStop.get_token())) {
             if (generation != run->captureGeneration)
                 co_return;
-            observe(*run, *chunk);
-            if (run->sendsDirectly)
-                co_await send(run, std::move(*chunk));
-            else
-                run->backlog.append(std::move(*chunk));
+            take(run, std::move(*chunk));
         }
     } catch (const AudioServiceError& error) {
         lost = QString::fromUtf8(error.what());
@@ -116,6 +120,7 @@ void abandon(const RunHandle& run, const QString& reason) {
     run->services.audio.stopCapture();
     run->captureFailure = reason;
     run->captureDrained.set();
+    run->archive->keepPending(QStringLiteral("audio_no_callbacks"));
     run->yield(action::AudioCaptureFailed{reason});
     run->finish(QStringLiteral("failed(audio_no_callbacks)"));
     run->tasks.run(QStringLiteral("disconnect"),
@@ -125,6 +130,7 @@ void abandon(const RunHandle& run, const QString& reason) {
 } // namespace
 
 void begin(const RunHandle& run, AsyncStream<AudioChunk> stream) {
+    run->isCapturing = true;
     auto shared = std::make_shared<AsyncStream<AudioChunk>>(std::move(stream));
     run->tasks.run(QStringLiteral("audio streaming"),
                    [run, shared, generation = run->captureGeneration](std::stop_token) {
@@ -162,13 +168,11 @@ Task<> watchFirstChunk(RunHandle run) {
 }
 
 Task<> flush(RunHandle run) {
-    if (run->isFlushing) {
-        co_await run->flushed.wait(run->services.clock, std::chrono::hours(1), run->token());
+    if (run->isFlushing)
         co_return;
-    }
     run->isFlushing = true;
     run->flushed = AsyncEvent();
-    if (!run->backlog.isEmpty())
+    if (!run->sendsDirectly && !run->backlog.isEmpty())
         recordingLog(
             QStringLiteral("📤 Sending %1 buffered chunks after session_started").arg(run->backlog.chunkCount()));
     while (auto chunk = run->backlog.takeFirst()) {
@@ -177,10 +181,12 @@ Task<> flush(RunHandle run) {
         bool connected = true;
         try {
             co_await run->services.webSocket.sendAudio(*chunk, true);
+            ++run->chunksSent;
         } catch (const WebSocketError& error) {
             recordingLog(
                 QStringLiteral("⚠️ Failed to send buffered audio chunk: %1").arg(QString::fromUtf8(error.what())),
                 LogLevel::warn);
+            run->isIncomplete = true;
             connected = run->services.webSocket.isConnected();
         }
         if (!connected)
@@ -191,11 +197,35 @@ Task<> flush(RunHandle run) {
     run->flushed.set();
 }
 
+Task<> finishSending(RunHandle run) {
+    send(run);
+    for (int sent = -1; run->isFlushing && sent != run->chunksSent && !run->isCancelled();) {
+        sent = run->chunksSent;
+        co_await run->flushed.wait(run->services.clock, stalledSendLimit, run->token());
+    }
+    if (run->isFlushing && !run->isCancelled())
+        recordingLog(
+            QStringLiteral("⚠️ The connection takes no more audio (bufferedChunks=%1)").arg(run->backlog.chunkCount()),
+            LogLevel::warn);
+    if (run->isFlushing || !run->backlog.isEmpty())
+        run->isIncomplete = true;
+}
+
 Task<> stopAndDrain(RunHandle run) {
-    recordingLog(QStringLiteral("⏳ Waiting for audio stream to drain remaining chunks..."));
     run->services.audio.stopCapture();
-    if (!co_await run->captureDrained.wait(run->services.clock, drainTimeout, run->token()) && !run->isCancelled())
+    return drain(std::move(run));
+}
+
+Task<> drain(RunHandle run) {
+    if (!run->isCapturing)
+        co_return;
+    recordingLog(QStringLiteral("⏳ Waiting for audio stream to drain remaining chunks..."));
+    // Not ended by the run's own end: what was captured before it still belongs on the disk.
+    if (!co_await run->captureDrained.wait(run->services.clock, drainTimeout, run->captureStop.get_token()) &&
+        !run->captureStop.stop_requested()) {
         recordingLog(QStringLiteral("⚠️ The audio stream did not end within 2s of the stop"), LogLevel::warn);
+        run->captureStop.request_stop();
+    }
     recordingLog(QStringLiteral("✅ Audio capture stopped and all chunks sent"));
 }
 

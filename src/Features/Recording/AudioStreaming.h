@@ -15,12 +15,18 @@ void begin(const RunHandle& run, AsyncStream<AudioChunk> stream);
 /// Restarts the capture once when no chunk arrives within 0.6 s, then gives the recording up.
 Task<> watchFirstChunk(RunHandle run);
 
-/// Sends the backlog; a chunk that cannot be sent is reported and the flush goes on. Chunks captured from then on are
-/// sent as they come.
+/// Sends the backlog until it is empty; a chunk that cannot be sent is reported and the flush goes on. Chunks captured
+/// from then on are sent as they come.
 Task<> flush(RunHandle run);
 
-/// Stops the microphone and returns when every chunk has been handled.
+/// After the last chunk: returns when everything has gone out, or the connection takes no more.
+Task<> finishSending(RunHandle run);
+
+/// Stops the microphone and returns when every chunk captured before is on the disk and in the backlog.
 Task<> stopAndDrain(RunHandle run);
+
+/// The same for a microphone that has been stopped already, and may be recording for another dictation by now.
+Task<> drain(RunHandle run);
 
 } // namespace audioStreaming
 

@@ -1,5 +1,7 @@
 #include "Features/Recording/RecordingRun.h"
 
+#include "Core/NotificationCenter.h"
+
 namespace quillo {
 
 QString RecordingRun::counters() const {
@@ -7,6 +9,24 @@ QString RecordingRun::counters() const {
         .arg(observedAudioChunks)
         .arg(observedAudioBytes)
         .arg(backlog.chunkCount());
+}
+
+ArchivedText RecordingRun::archivedText() const {
+    ArchivedText archived{.text = text,
+                          .originalText = ended && ended->commandApplied
+                                              ? services.webSocket.texts().originalTextBeforeCommand
+                                              : QString(),
+                          .sessionId = currentSessionId,
+                          .language = detectedLanguage,
+                          .metricsId = std::nullopt,
+                          .mismatch = std::nullopt};
+    if (ended) {
+        archived.metricsId = ended->metricsId;
+        archived.mismatch = ended->languageMismatch;
+        if (ended->languageDetected)
+            archived.language = *ended->languageDetected;
+    }
+    return archived;
 }
 
 void RecordingRun::finish(const QString& reason) {
@@ -18,6 +38,8 @@ void RecordingRun::finish(const QString& reason) {
     log.end(reason, counters());
     sink.finish();
     stop.request_stop();
+    if (timing.audioCaptureStartedAt)
+        NotificationCenter::shared().post(notification::realTimeRecordingStopped);
 }
 
 } // namespace quillo

@@ -36,7 +36,17 @@ struct RecordingRun {
     QString currentSessionId;
     std::optional<RunningApplication> targetApp; ///< frontmost at the start
 
+    // What it leaves behind; made when the microphone opens.
+    std::unique_ptr<RecordingArchive> archive;
+    /// A sentence for the user: the disk or the history refused something on the way.
+    std::optional<QString> problem;
+
     // Audio.
+    bool isCapturing = false; ///< chunks are coming, or a stream of them has still to be read to its end
+    /// Ends the reading of the microphone before its stream does: nobody wants what is still to come.
+    std::stop_source captureStop;
+    /// The server did not get, or did not keep, all that was captured: its text is not the whole of what was said.
+    bool isIncomplete = false;
     AudioBacklog backlog;
     bool sendsDirectly = false; ///< the session is open and the backlog has been sent
     bool isFlushing = false;    ///< the backlog is being sent; chunks still join it at its end
@@ -61,6 +71,7 @@ struct RecordingRun {
     bool textAlreadyInjected = false;
     std::optional<Clock::Instant> lastServerMessageAt;
     std::optional<server::SessionEnded> ended;
+    int chunksSent = 0;
     std::optional<RecordingAction> fatalError; ///< what the server's failure is to be shown as
     QString detectedLanguage;
 
@@ -72,6 +83,8 @@ struct RecordingRun {
     [[nodiscard]] bool isCancelled() const { return stop.stop_requested(); }
     void yield(RecordingAction action) const { sink.yield(std::move(action)); }
 
+    /// For the history: `text`, and what the server said about it.
+    [[nodiscard]] ArchivedText archivedText() const;
     /// " observedChunks=... bufferedChunks=..." for the end marker.
     [[nodiscard]] QString counters() const;
     /// Writes the end marker, reports the timings and ends the action stream. The first call counts.

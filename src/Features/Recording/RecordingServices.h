@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Concurrency/Clock.h"
+#include "Features/Recording/RecordingArchive.h"
 #include "Platform/Applications.h"
 #include "Platform/Sounds.h"
 #include "Services/AudioServiceProtocol.h"
@@ -22,6 +23,8 @@ namespace quillo {
 /// The preferences a dictation reads, as they stand when it starts.
 struct RecordingPreferences {
     QStringList languages; ///< codes sent to the server; empty means automatic detection
+    QString primaryLanguage;
+    QString secondaryLanguage;
     bool languageChosen = true;
     bool playSound = true;
     InjectionMode insertionMode = InjectionMode::paste;
@@ -29,6 +32,8 @@ struct RecordingPreferences {
     bool enhancedTranscription = false;
     std::optional<QString> enhancedConsentTimestamp;
     bool demoMode = false;
+    bool keepAudio = true;         ///< of a finished dictation, for playback
+    bool isFirstRecording = false; ///< since the installation
 };
 
 /// What the recording core drives. All references outlive it; everything is called on the main thread.
@@ -45,6 +50,9 @@ struct RecordingServices {
     Applications& applications;
     Sounds& sounds;
     std::function<RecordingPreferences()> preferences;
+    ArchiveStores stores = {};
+    /// Told of every dictation that ended with text, and whether its language was not among the configured ones.
+    std::function<void(bool languageMismatch)> countRecording = [](bool) {};
 };
 
 } // namespace quillo

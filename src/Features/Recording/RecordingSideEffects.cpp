@@ -1,5 +1,6 @@
 #include "Features/Recording/RecordingSideEffects.h"
 
+#include "Features/Recording/AudioStreaming.h"
 #include "Features/Recording/SessionStart.h"
 #include "Features/Recording/SessionStop.h"
 #include "Features/Recording/StartStopSounds.h"
@@ -61,7 +62,9 @@ ActionStream<RecordingAction> RecordingSideEffects::handleStartRecording(const R
     run->startTime = state.startTime;
     run->timing.recordingRequestedAt = m_services.clock.now();
     run->clientRecordingId = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    run->log.begin(run->clientRecordingId.left(8), QStringLiteral(" sysAudioAllowed=false"));
+    run->log.begin(run->clientRecordingId.left(8),
+                   QStringLiteral(" sysAudioAllowed=false is_first_recording=%1")
+                       .arg(run->preferences.isFirstRecording ? QStringLiteral("true") : QStringLiteral("false")));
     m_tasks.run(QStringLiteral("start recording"), [run](std::stop_token) {
         return run->preferences.demoMode ? sessionStart::startDemo(run) : sessionStart::start(run);
     });
@@ -97,16 +100,43 @@ ActionStream<RecordingAction> RecordingSideEffects::handleCancelRecording() {
     recordingLog(QStringLiteral("🧹 Cancelling startRecording task "));
     recordingLog(QStringLiteral("🚫 Cancelling recording... "));
     playSound(*m_run, SoundCue::cancel);
-    abandonRun(QStringLiteral("cancelled(user_cancel)"));
+    abandonRun(QStringLiteral("cancelled(user_cancel)"), Remains::discarded);
     recordingLog(QStringLiteral("🚫 Recording cancelled successfully "));
     return AsyncStream<RecordingAction>::of(m_services.clock.executor(), {action::ShowCancelledMessage{}});
 }
 
-void RecordingSideEffects::abandonRun(const QString& reason) {
+namespace {
+
+/// The last chunks are still on their way when a capture is stopped; they belong to the recording like the others.
+Task<> keepRemains(RunHandle run, QString reason) {
+    co_await audioStreaming::drain(run);
+    run->archive->keepPending(reason);
+}
+
+} // namespace
+
+Task<> RecordingSideEffects::shutDown() {
+    if (!isBusy())
+        co_return;
     const auto run = m_run;
-    ++run->captureGeneration;
+    abandonRun(QStringLiteral("cancelled(quit)"));
+    if (run->archive)
+        co_await keepRemains(run, QStringLiteral("quit"));
+}
+
+void RecordingSideEffects::abandonRun(const QString& reason, Remains remains) {
+    const auto run = m_run;
     m_services.audio.stopCapture();
+    if (remains == Remains::discarded) {
+        ++run->captureGeneration;
+        run->captureStop.request_stop();
+        if (run->archive)
+            run->archive->discard();
+    }
     run->finish(reason);
+    if (remains == Remains::kept && run->archive)
+        m_tasks.run(QStringLiteral("keep remains"),
+                    [run, reason](std::stop_token) { return keepRemains(run, reason); });
     m_tasks.run(QStringLiteral("disconnect"),
                 [run](std::stop_token) -> Task<> { co_await run->services.webSocket.disconnect(); });
 }

@@ -27,6 +27,8 @@ public:
     [[nodiscard]] bool handles(const RecordingAction& action) const override;
     Task<ActionStream<RecordingAction>> handle(RecordingAction action, RecordingState state) override;
 
+    /// Ends the dictation under way, if any, and returns when what was said is on the disk; for the program's own end.
+    Task<> shutDown();
     /// True while a microphone, a socket or a delivery of a dictation is in use.
     [[nodiscard]] bool isBusy() const;
     [[nodiscard]] const std::optional<RecordingReport>& lastReport() const { return m_lastReport; }
@@ -35,8 +37,10 @@ private:
     ActionStream<RecordingAction> handleStartRecording(const RecordingState& state);
     void handleStopRecording(const RecordingState& state);
     ActionStream<RecordingAction> handleCancelRecording();
+    /// What becomes of the audio of a run that is given up.
+    enum class Remains { kept, discarded };
     /// Ends a run that the state has left behind, without a word to the user.
-    void abandonRun(const QString& reason);
+    void abandonRun(const QString& reason, Remains remains = Remains::kept);
 
     RecordingServices m_services;
     TaskRunner m_tasks;

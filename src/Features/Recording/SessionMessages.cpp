@@ -157,6 +157,8 @@ private:
                                     "until session_started)..."),
                      LogLevel::warn);
         run.sendsDirectly = false;
+        // What the server has had is gone with its session.
+        run.isIncomplete = run.isIncomplete || run.chunksSent > 0;
         run.tasks.run(QStringLiteral("restart session"),
                       [handle = m_run](std::stop_token) { return restartSession(handle); });
     }

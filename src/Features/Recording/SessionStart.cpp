@@ -9,14 +9,20 @@ namespace quillo::sessionStart {
 
 namespace {
 
-/// Shows `failure`, gives back what the start has taken, and ends the run.
-Task<> fail(RunHandle run, RecordingAction failure, QString reason) {
+/// Shows `failure`, gives back what the start has taken, keeps what was said until then, and ends the run. `pending` is
+/// the word beside the audio that waits.
+Task<> fail(RunHandle run, RecordingAction failure, QString reason, QString pending = {}) {
+    if (!run->isFinished && !run->isCancelled())
+        co_await audioStreaming::stopAndDrain(run);
     if (run->isFinished || run->isCancelled()) {
         recordingLog(QStringLiteral("⚠️ Ignoring connection error after cancel "));
         co_return;
     }
+    if (run->isStopping)
+        co_return; // the stop sees that there is no connection and keeps the audio
     run->services.metrics.track(QStringLiteral("recording_failed"), {{QStringLiteral("reason"), reason}});
-    run->services.audio.stopCapture();
+    if (run->archive)
+        run->archive->keepPending(pending);
     run->yield(std::move(failure));
     run->finish(reason);
     co_await run->services.webSocket.disconnect();
@@ -53,6 +59,28 @@ Task<bool> ensurePermissions(RunHandle run) {
         co_return false;
     }
     co_return true;
+}
+
+/// Opens the disk and the history for what is going to be said.
+void beginArchive(RunHandle run) {
+    const auto user = run->services.auth.currentUser();
+    run->archive = std::make_unique<RecordingArchive>(
+        run->services.stores,
+        ArchiveFacts{
+            .recordingId = run->clientRecordingId,
+            .userId = user ? user->id : QString(),
+            .createdAt = run->services.clock.wallTime(),
+            .primaryLanguage = run->preferences.primaryLanguage,
+            .secondaryLanguage = run->preferences.secondaryLanguage,
+            .targetApp = run->targetApp ? run->targetApp->name : QString(),
+            .targetAppPid = run->targetApp ? run->targetApp->pid : 0,
+        },
+        // The run owns the archive.
+        [&run = *run](const QString& problem) {
+            run.problem = problem;
+            NotificationCenter::shared().post(notification::userNotice, {{QStringLiteral("message"), problem}});
+        });
+    run->archive->begin();
 }
 
 void captureTarget(RecordingRun& run) {
@@ -97,6 +125,7 @@ Task<> start(RunHandle run) {
     auto capture = run->services.audio.startCapture();
     playSound(*run, SoundCue::start);
     captureTarget(*run);
+    beginArchive(run);
     run->services.webSocket.clearAllText();
     recordingLog(QStringLiteral("🧹 Cleared all previous text"));
 
@@ -114,6 +143,7 @@ Task<> start(RunHandle run) {
         co_await fail(run, action::AudioCaptureFailed{captureError}, QStringLiteral("failed(audio_capture)"));
         co_return;
     }
+    NotificationCenter::shared().post(notification::realTimeRecordingStarted);
     run->timing.audioCaptureStartedAt = run->services.clock.now();
     recordingLog(QStringLiteral("✅ Audio capture started "));
     run->services.metrics.track(QStringLiteral("audio_capture_started"));
@@ -127,7 +157,7 @@ Task<> start(RunHandle run) {
 
     if (auto failure = co_await sessionConnector::open(run)) {
         run->connectionGone.set();
-        co_await fail(run, std::move(failure->action), failure->reason);
+        co_await fail(run, std::move(failure->action), failure->reason, QStringLiteral("connection_failed"));
         co_return;
     }
     recordingLog(QStringLiteral("🧹 Finishing startRecording stream "));

@@ -1,5 +1,6 @@
 #include "Features/Recording/SessionStop.h"
 
+#include "Core/NotificationCenter.h"
 #include "Features/Recording/AudioStreaming.h"
 #include "Features/Recording/StartStopSounds.h"
 #include "Features/Recording/TextDelivery.h"
@@ -95,8 +96,7 @@ Task<> waitForSessionEnded(RunHandle run) {
 }
 
 Task<> endSession(RunHandle run) {
-    if (!run->backlog.isEmpty() || run->isFlushing)
-        co_await audioStreaming::flush(run);
+    co_await audioStreaming::finishSending(run);
     try {
         co_await run->services.webSocket.endSession();
         recordingLog(QStringLiteral("✅ end_session sent to server"));
@@ -129,63 +129,149 @@ void showHint(const RecordingRun& run, const QString& key) {
     run.yield(action::ShowHint{LocalizationManager::shared().t(key, {QStringLiteral("Ctrl+V")})});
 }
 
-/// The text is ready, or there is none: insert it and say how it ended.
-Task<> conclude(RunHandle run) {
+/// How a dictation ended: the run reason, and what the user is shown.
+struct Conclusion {
     QString reason = QStringLiteral("completed");
-    QString hint;
-    std::optional<RecordingAction> failure = run->fatalError;
-    if (run->captureFailure)
-        failure = action::AudioCaptureFailed{*run->captureFailure};
+    QString hint; ///< key of the text
+    std::optional<RecordingAction> failure;
+};
 
-    if (run->text.trimmed().isEmpty()) {
-        recordingLog(QStringLiteral("⚠️ Empty text, skipping local save "), LogLevel::warn);
-        if (run->ended && !failure) {
-            recordingLog(QStringLiteral("⚠️ Server returned 0 words for %1 audio chunks ").arg(run->observedAudioChunks),
-                         LogLevel::warn);
-            reason = QStringLiteral("completed(empty_result_zero_words)");
-            hint = QStringLiteral("pill.nothingHeard");
-        } else if (!failure) {
-            recordingLog(QStringLiteral("⚠️ No text and session_ended not received for %1 audio chunks")
-                             .arg(run->observedAudioChunks),
-                         LogLevel::warn);
-            reason = QStringLiteral("failed(empty_text_from_server)");
-            failure = action::RecordingFailed{RecordingError::ConnectionLost{}};
-        }
-    } else if (!run->services.permissions.isAccessibilityGranted()) {
+/// What already went wrong on the way, whatever text there is.
+Conclusion conclusionSoFar(const RecordingRun& run) {
+    Conclusion conclusion;
+    if (run.captureFailure) {
+        conclusion.failure = action::AudioCaptureFailed{*run.captureFailure};
+        conclusion.reason = QStringLiteral("failed(microphone_lost)");
+    } else if (run.fatalError) {
+        conclusion.failure = run.fatalError;
+        conclusion.reason = QStringLiteral("failed(fatal_stt_error)");
+    }
+    return conclusion;
+}
+
+/// The audio waits in the queue; a failure already known keeps its own words.
+void keepForLater(RecordingRun& run, Conclusion& conclusion, const QString& reason) {
+    run.archive->keepPending(reason, run.archivedText());
+    if (conclusion.failure)
+        return;
+    conclusion.reason = QStringLiteral("completed(%1)").arg(reason);
+    conclusion.hint = QStringLiteral("pill.savedForLater");
+}
+
+Conclusion concludeOffline(RecordingRun& run) {
+    recordingLog(QStringLiteral("🛑 Stopping OFFLINE recording — saving pending transcription "));
+    auto conclusion = conclusionSoFar(run);
+    run.services.metrics.track(QStringLiteral("offline_recording_stopped"));
+    keepForLater(run, conclusion, QStringLiteral("offline_recording_stopped"));
+    if (!conclusion.failure)
+        conclusion.reason = QStringLiteral("completed(offline_stop)");
+    recordingLog(QStringLiteral("✅ Offline recording saved as pending. Will be transcribed when network returns. "));
+    return conclusion;
+}
+
+Conclusion concludeWithoutText(RecordingRun& run) {
+    auto conclusion = conclusionSoFar(run);
+    const auto chunks = run.observedAudioChunks;
+    recordingLog(QStringLiteral("⚠️ Empty text, skipping local save "), LogLevel::warn);
+    if (!run.archive->hasAudio()) {
+        recordingLog(QStringLiteral("⚠️ No text and no audio captured (chunks=%1) — cleaning up").arg(chunks),
+                     LogLevel::warn);
+        run.archive->discard();
+        conclusion.hint = QStringLiteral("pill.nothingHeard");
+    } else if (!run.sessionStarted.isSet() && !run.fatalError) {
+        recordingLog(
+            QStringLiteral("🛟 session_started never arrived after stop — saving buffered audio as pending and "
+                           "resetting "),
+            LogLevel::warn);
+        keepForLater(run, conclusion, QStringLiteral("stop_before_session_started"));
+    } else if (run.ended && !run.isIncomplete) {
+        recordingLog(QStringLiteral("⚠️ Server returned 0 words for %1 audio chunks — preserving audio as unrecognized "
+                                    "(no auto re-transcribe; manual re-transcribe available) ")
+                         .arg(chunks),
+                     LogLevel::warn);
+        run.archive->keepUnrecognized(QStringLiteral("empty_result_zero_words"));
+        if (!conclusion.failure)
+            conclusion.reason = QStringLiteral("completed(empty_result_zero_words)");
+        conclusion.hint = QStringLiteral("pill.nothingHeard");
+    } else if (run.fatalError) {
+        keepForLater(run, conclusion, QStringLiteral("fatal_stt_error"));
+        recordingLog(QStringLiteral("💾 Audio saved as pending (no text, %1 chunks) after STT error ").arg(chunks));
+    } else {
+        recordingLog(QStringLiteral("⚠️ No text and session_ended not received for %1 audio chunks — saving as pending "
+                                    "for re-transcription ")
+                         .arg(chunks),
+                     LogLevel::warn);
+        keepForLater(run, conclusion, QStringLiteral("empty_text_from_server"));
+    }
+    return conclusion;
+}
+
+/// Into the history. A text that is not the whole of what was said waits there for the rest of it.
+void archiveText(RecordingRun& run, Conclusion& conclusion) {
+    if (run.ended && !run.isIncomplete) {
+        run.archive->complete(run.archivedText(), run.preferences.keepAudio);
+        run.services.countRecording(run.ended->languageMismatch.has_value());
+        NotificationCenter::shared().post(notification::transcriptionSucceeded);
+        return;
+    }
+    run.archive->keepPending(QStringLiteral("incomplete_text"), run.archivedText());
+    run.services.countRecording(false);
+    if (run.fatalError)
+        recordingLog(QStringLiteral("💾 Recording saved after STT error: %1").arg(run.clientRecordingId));
+    if (conclusion.hint.isEmpty())
+        conclusion.hint = QStringLiteral("pill.incomplete");
+}
+
+Task<Conclusion> concludeWithText(RunHandle run) {
+    auto conclusion = conclusionSoFar(*run);
+    if (!run->services.permissions.isAccessibilityGranted()) {
         recordingLog(QStringLiteral("❌ Accessibility permission missing - cannot inject text, saving recording"),
                      LogLevel::error);
-        reason = QStringLiteral("failed(accessibility_missing_injection)");
-        failure = action::RecordingFailed{RecordingError::AccessibilityPermissionDenied{}};
-    } else {
-        recordingLog(QStringLiteral("📝 Text to inject: %1").arg(run->text));
-        const auto outcome = co_await textDelivery::deliver(run, run->text);
-        run->delivery = outcome.delivery;
-        if (!outcome.delivery) {
-            reason = QStringLiteral("failed(text_injection)");
-            failure = action::RecordingFailed{RecordingError::Unknown{outcome.error}};
-        } else if (*outcome.delivery == Delivery::unconfirmed) {
-            hint = QStringLiteral("pill.unconfirmed");
-        } else if (*outcome.delivery == Delivery::clipboardOnly) {
-            hint = QStringLiteral("pill.leftOnClipboard");
-        }
+        conclusion.reason = QStringLiteral("failed(accessibility_missing_injection)");
+        conclusion.failure = action::RecordingFailed{RecordingError::AccessibilityPermissionDenied{}};
+        archiveText(*run, conclusion);
+        recordingLog(QStringLiteral("💾 Recording saved (no accessibility): %1 accessibility_missing")
+                         .arg(run->clientRecordingId));
+        co_return conclusion;
     }
-    if (run->isCancelled())
+    recordingLog(QStringLiteral("📝 Text to inject: %1").arg(run->text));
+    const auto outcome = co_await textDelivery::deliver(run, run->text);
+    run->delivery = outcome.delivery;
+    if (!outcome.delivery) {
+        conclusion.reason = QStringLiteral("failed(text_injection)");
+        conclusion.failure = action::RecordingFailed{RecordingError::Unknown{outcome.error}};
+    } else if (!outcome.hadTextField) {
+        conclusion.hint = QStringLiteral("injection.noTextField");
+    } else if (*outcome.delivery == Delivery::unconfirmed) {
+        conclusion.hint = QStringLiteral("pill.unconfirmed");
+    } else if (*outcome.delivery == Delivery::clipboardOnly) {
+        conclusion.hint = QStringLiteral("pill.leftOnClipboard");
+    }
+    archiveText(*run, conclusion);
+    co_return conclusion;
+}
+
+/// The text is ready, or there is none: insert it, put it into the history, and say how it ended.
+Task<> conclude(RunHandle run) {
+    Conclusion conclusion;
+    if (run->isOffline)
+        conclusion = concludeOffline(*run);
+    else if (run->text.trimmed().isEmpty())
+        conclusion = concludeWithoutText(*run);
+    else
+        conclusion = co_await concludeWithText(run);
+    if (run->isFinished)
         co_return;
-    if (run->isOffline && !failure) {
-        reason = QStringLiteral("completed(offline_stop)");
-        failure = action::RecordingFailed{RecordingError::ConnectionLost{run->text}};
-    }
+    if (run->archive->record())
+        run->yield(action::ShowSavedToHistory{});
     run->yield(action::RecordingCompleted{});
-    if (failure) {
-        if (reason == QStringLiteral("completed"))
-            reason =
-                QStringLiteral("failed(%1)")
-                    .arg(run->captureFailure ? QStringLiteral("microphone_lost") : QStringLiteral("fatal_stt_error"));
-        run->yield(*failure);
-    } else if (!hint.isEmpty()) {
-        showHint(*run, hint);
-    }
-    run->finish(reason);
+    if (conclusion.failure)
+        run->yield(*conclusion.failure);
+    else if (run->problem)
+        run->yield(action::ShowHint{*run->problem});
+    else if (!conclusion.hint.isEmpty())
+        showHint(*run, conclusion.hint);
+    run->finish(conclusion.reason);
 }
 
 } // namespace
@@ -195,6 +281,9 @@ Task<> stop(RunHandle run) {
     run->timing.stopRequestedAt = run->services.clock.now();
     if (wasTap(*run)) {
         run->services.audio.stopCapture();
+        run->captureStop.request_stop();
+        if (run->archive)
+            run->archive->discard();
         run->yield(action::Reset{});
         // The run ends before the socket is closed: the next press must find nobody in its way.
         run->finish(QStringLiteral("cancelled(quick_tap)"));
@@ -204,6 +293,9 @@ Task<> stop(RunHandle run) {
     playSound(*run, SoundCue::stop);
     recordingLog(QStringLiteral("🛑 Stopping recording... "));
     co_await audioStreaming::stopAndDrain(run);
+    if (run->isFinished)
+        co_return;
+    run->archive->beginProcessing();
 
     if (run->isOffline) {
         recordingLog(QStringLiteral("✅ Audio capture stopped (offline mode)"));

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "Core/NotificationCenter.h"
+#include "Data/DataContainer.h"
+#include "Data/ModelContext.h"
+#include "Data/TagManager.h"
 #include "Features/Recording/RecordingReducer.h"
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingStore.h"
@@ -10,6 +13,10 @@
 #include "Support/MockPermissionService.h"
 #include "Support/MockTextInjectionService.h"
 #include "Support/MockWebSocketService.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -144,6 +151,25 @@ protected:
     }
     [[nodiscard]] std::string description() const { return store->state().status.description().toStdString(); }
 
+    /// The history's records, oldest first.
+    [[nodiscard]] QList<RecordPointer> records() const { return history->fetch(RecordQuery{}); }
+    /// The audio on disk of `recordingId`.
+    [[nodiscard]] static QByteArray audioOnDisk(const QString& recordingId) {
+        QFile file(AudioFileWriter::pendingAudioDirectory() + QLatin1Char('/') + recordingId + QStringLiteral(".pcm"));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    [[nodiscard]] static QStringList audioFiles() {
+        return QDir(AudioFileWriter::pendingAudioDirectory()).entryList(QDir::Files, QDir::Name);
+    }
+
+    /// The user's data folder.
+    struct DataFolder : QTemporaryDir {
+        DataFolder() { qputenv("XDG_DATA_HOME", path().toLocal8Bit()); }
+    } data;
+    std::unique_ptr<ModelContainer> container = DataContainer::create();
+    ModelContext* history = &container->mainContext();
+    TagManager tags{history};
+    int counted = 0;
     ManualClock clock{EventExecutor::main()};
     MockAudioService audio;
     MockWebSocketService webSocket;
@@ -158,9 +184,9 @@ protected:
     RecordingPreferences preferences;
     QStringList notifications;
     QMetaObject::Connection posted;
-    std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(
-        RecordingServices{clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications,
-                          sounds, [this] { return preferences; }});
+    std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(RecordingServices{
+        clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications, sounds,
+        [this] { return preferences; }, ArchiveStores{history, &tags}, [this](bool) { ++counted; }});
     std::unique_ptr<RecordingStore> store = std::make_unique<RecordingStore>(
         EventExecutor::main(), RecordingState{},
         [reducer = RecordingReducer([this] { return clock.wallTime(); })](

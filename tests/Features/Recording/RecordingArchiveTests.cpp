@@ -1,0 +1,280 @@
+#include "RecordingFixture.h"
+
+#include <QFileInfo>
+
+namespace quillo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// What is left of a dictation on the disk and in the history, however it ends.
+class RecordingArchiveTests : public RecordingFixture {
+protected:
+    /// Speaks `count` chunks that are all different.
+    QByteArray say(int count) {
+        QByteArray said;
+        for (int i = 0; i < count; ++i) {
+            const QByteArray chunk(AudioFormat::chunkByteSize, static_cast<char>(++m_spoken));
+            audio.speak(0.5F, chunk);
+            settle();
+            said += chunk;
+        }
+        return said;
+    }
+    /// The one record, whose audio must be `said` to the last sample.
+    RecordPointer onlyRecord(const QByteArray& said) {
+        const auto all = records();
+        if (all.size() != 1) {
+            ADD_FAILURE() << all.size() << " records";
+            return nullptr;
+        }
+        EXPECT_EQ(audioOnDisk(all.front()->effectiveAudioId().value_or(QString())), said);
+        return all.front();
+    }
+    void loseConnection() {
+        webSocket.lose(QStringLiteral("gone"));
+        settle();
+    }
+
+private:
+    int m_spoken = 0;
+};
+
+TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
+    struct Case {
+        const char* name;
+        std::function<void()> end;
+        QString status;
+        QString text;
+        QString reason;
+    };
+    const QString pending = RecordStatus::pendingTranscription;
+    const QString soFar = QStringLiteral("so far");
+    const std::vector<Case> cases{
+        {"text", [&] { stop(), endSession(QStringLiteral("hello there")); }, RecordStatus::completed,
+         QStringLiteral("hello there"), QStringLiteral("completed")},
+        {"zero words",
+         [&] { stop(), endSession({}); },
+         RecordStatus::unrecognized,
+         {},
+         QStringLiteral("completed(empty_result_zero_words)")},
+        {"no answer",
+         [&] { stop(), clock.advance(9s); },
+         pending,
+         {},
+         QStringLiteral("completed(empty_text_from_server)")},
+        {"no last word",
+         [&] {
+             webSocket.currentTexts.accumulatedText = soFar;
+             stop(), clock.advance(9s);
+         },
+         pending, soFar, QStringLiteral("completed")},
+        {"connection lost while stopping",
+         [&] { stop(), loseConnection(); },
+         pending,
+         {},
+         QStringLiteral("completed(empty_text_from_server)")},
+        {"connection lost while recording",
+         [&] { loseConnection(), stop(); },
+         pending,
+         {},
+         QStringLiteral("completed(offline_stop)")},
+        {"recogniser out of order",
+         [&] {
+             serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QString()});
+         },
+         pending,
+         {},
+         QStringLiteral("failed(fatal_stt_error)")},
+        {"reset from outside", [&] { send(action::Reset{}); }, pending, {}, QStringLiteral("cancelled(reset)")},
+        {"text not inserted",
+         [&] {
+             injection.failure = TextInjectionError::Code::secureInput;
+             stop(), endSession(QStringLiteral("a secret"));
+             injection.failure.reset();
+         },
+         RecordStatus::completed, QStringLiteral("a secret"), QStringLiteral("failed(text_injection)")},
+        {"accessibility taken away",
+         [&] {
+             permissions.accessibility = false;
+             stop(), endSession(QStringLiteral("kept"));
+             permissions.accessibility = true;
+         },
+         RecordStatus::completed, QStringLiteral("kept"), QStringLiteral("failed(accessibility_missing_injection)")},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        webSocket.currentTexts = {};
+        notifications.clear();
+        record();
+        const auto said = QByteArray(5 * AudioFormat::chunkByteSize, '\0') + say(2);
+        test.end();
+        expectQuiet();
+        EXPECT_EQ(effects->lastReport()->reason, test.reason);
+        if (const auto kept = onlyRecord(said)) {
+            EXPECT_EQ(kept->status, test.status);
+            EXPECT_EQ(kept->text, test.text);
+            EXPECT_EQ(kept->durationMs, 700);
+            EXPECT_EQ(kept->userId, QStringLiteral("u"));
+            EXPECT_EQ(notifications.contains(notification::pendingRecordingSaved), test.status == pending);
+            // What the queue finds on the disk says the same.
+            EXPECT_EQ(AudioFileWriter::listPendingRecordings().size(), test.status == pending ? 1U : 0U);
+            AudioFileWriter::deleteFiles(kept->effectiveAudioId().value_or(QString()));
+            history->remove(kept);
+            history->save();
+        }
+    }
+}
+
+TEST_F(RecordingArchiveTests, whatTheUserDidNotWantLeavesNothing) {
+    const std::vector<std::pair<const char*, std::function<void()>>> ends{
+        {"cancelled", [&] { record(), cancel(); }},
+        {"cancelled while processing", [&] { record(), stop(), cancel(); }},
+        {"tapped", [&] { start(), say(1), clock.advance(100ms), stop(); }},
+        {"never heard", [&] { start(), startSession(), clock.advance(500ms), stop(); }},
+    };
+    for (const auto& [name, end] : ends) {
+        SCOPED_TRACE(name);
+        end();
+        endSession(QStringLiteral("must not appear"));
+        clock.advance(20s);
+        expectQuiet();
+        EXPECT_TRUE(records().isEmpty());
+        EXPECT_EQ(audioFiles(), QStringList());
+    }
+}
+
+TEST_F(RecordingArchiveTests, audioIsOnTheDiskWhileItIsCaptured) {
+    start();
+    const auto said = say(2);
+    ASSERT_EQ(records().size(), 1);
+    EXPECT_EQ(records().front()->status, RecordStatus::recording);
+    const auto pending = AudioFileWriter::listPendingRecordings();
+    ASSERT_EQ(pending.size(), 1U);
+    EXPECT_EQ(pending.front().userId, QStringLiteral("u"));
+    EXPECT_EQ(audioOnDisk(pending.front().id), said);
+    // A connection that takes nothing more must not hold the disk up.
+    AsyncEvent taken;
+    webSocket.beforeAudio = [&]() -> Task<> { co_await taken.wait(clock, 1h); };
+    startSession();
+    const auto more = say(20);
+    EXPECT_EQ(audioOnDisk(pending.front().id), said + more);
+    clock.advance(1s);
+    stop();
+    clock.advance(30s);
+    EXPECT_FALSE(effects->isBusy());
+    EXPECT_EQ(onlyRecord(said + more)->status, RecordStatus::pendingTranscription);
+    taken.set();
+    settle();
+    webSocket.beforeAudio = nullptr;
+    expectQuiet();
+}
+
+TEST_F(RecordingArchiveTests, aStartThatFailsLaterKeepsWhatWasSaidMeanwhile) {
+    webSocket.connectErrors = {WebSocketError(WebSocketError::Code::connectionFailed, QStringLiteral("refused"))};
+    AsyncEvent answered;
+    webSocket.beforeConnect = [&]() -> Task<> { co_await answered.wait(clock, 1h); };
+    start();
+    const auto said = say(3);
+    answered.set();
+    settle();
+    EXPECT_TRUE(failedWith<RecordingError::ConnectionFailed>()) << description();
+    EXPECT_EQ(onlyRecord(said)->status, RecordStatus::pendingTranscription);
+    expectQuiet();
+}
+
+TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
+    const std::vector<std::pair<const char*, std::function<void()>>> losses{
+        {"session restarted",
+         [&] {
+             record();
+             serverSays(server::Error{QStringLiteral("NO_SESSION"), QString()});
+             startSession();
+         }},
+        {"more than the buffer holds before the session",
+         [&] {
+             start();
+             say(700);
+             startSession();
+             clock.advance(1s);
+         }},
+    };
+    for (const auto& [name, lose] : losses) {
+        SCOPED_TRACE(name);
+        injection.calls.clear();
+        lose();
+        stop();
+        endSession(QStringLiteral("the end of it"));
+        EXPECT_EQ(injection.calls.size(), 1U);
+        ASSERT_EQ(records().size(), 1);
+        EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
+        EXPECT_EQ(records().front()->text, QStringLiteral("the end of it"));
+        history->remove(records().front());
+        history->save();
+    }
+}
+
+TEST_F(RecordingArchiveTests, theLastChunkIsKeptWhenTheProgramEnds) {
+    record();
+    const QByteArray last(1234, 'z');
+    audio.beforeStop = [&] { audio.speak(0.1F, last); };
+    bool done = false;
+    TaskRunner runner([](const QString& name, const QString& error) { ADD_FAILURE() << qPrintable(name + error); });
+    runner.run(QStringLiteral("quit"), [&](std::stop_token) -> Task<> {
+        co_await effects->shutDown();
+        done = true;
+    });
+    settle();
+    EXPECT_TRUE(done);
+    expectQuiet();
+    const auto kept = onlyRecord(QByteArray(5 * AudioFormat::chunkByteSize, '\0') + last);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->status, RecordStatus::pendingTranscription);
+}
+
+TEST_F(RecordingArchiveTests, aDiskThatRefusesDoesNotStopTheDictation) {
+    // A file where the folder should be.
+    QDir().mkpath(data.path() + QStringLiteral("/QuilloSpeech"));
+    QFile blocked(data.path() + QStringLiteral("/QuilloSpeech/pending-audio"));
+    ASSERT_TRUE(blocked.open(QIODevice::WriteOnly));
+    blocked.close();
+    record();
+    EXPECT_TRUE(notifications.contains(notification::userNotice));
+    stop();
+    endSession(QStringLiteral("still works"));
+    ASSERT_EQ(injection.calls.size(), 1U);
+    ASSERT_EQ(records().size(), 1);
+    EXPECT_EQ(records().front()->text, QStringLiteral("still works"));
+    EXPECT_EQ(records().front()->status, RecordStatus::completed);
+    EXPECT_TRUE(store->state().savedToHistoryHintVisible);
+    expectQuiet();
+}
+
+TEST_F(RecordingArchiveTests, theRecordCarriesWhatTheServerSaid) {
+    record();
+    stop();
+    server::SessionEnded ended;
+    ended.text = QStringLiteral("Guten Tag zusammen");
+    ended.metricsId = QStringLiteral("m1");
+    ended.languageDetected = QStringLiteral("de");
+    ended.languageMismatch =
+        LanguageMismatch{QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("German"), 0.9};
+    serverSays(ended);
+    ASSERT_EQ(records().size(), 1);
+    const auto& kept = *records().front();
+    EXPECT_EQ(kept.wordCount, 3);
+    EXPECT_EQ(kept.sessionId, QStringLiteral("s1"));
+    EXPECT_EQ(kept.metricsServerId, QStringLiteral("m1"));
+    EXPECT_EQ(kept.languageDetected, QStringLiteral("de"));
+    EXPECT_TRUE(kept.detectedLanguageMismatch);
+    EXPECT_EQ(kept.mismatchDetectedLanguageName, QStringLiteral("German"));
+    EXPECT_EQ(kept.sourceApp, QStringLiteral("Editor"));
+    EXPECT_EQ(kept.tagNames(), QStringList{QStringLiteral("Editor")});
+    EXPECT_EQ(kept.audioRetainedId, kept.clientRecordingId);
+    EXPECT_EQ(counted, 1);
+}
+
+} // namespace
+
+} // namespace quillo::test
