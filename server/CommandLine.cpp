@@ -34,6 +34,10 @@ auto count(const char* name, size_t ServerOptions::*member) {
     };
 }
 
+uint64_t megabytes(const char* name, const std::string& text) {
+    return static_cast<uint64_t>(number(name, text, 1, 1000000)) * 1000 * 1000;
+}
+
 RecogniserKind recogniserKind(const std::string& text) {
     if (text == "pocketsphinx")
         return RecogniserKind::pocketSphinx;
@@ -54,7 +58,7 @@ const std::vector<Option>& options() {
              line.server.listen = text;
              line.listenGiven = true;
          }},
-        {"--data", "FOLDER", "keys, certificates and accounts (default $XDG_DATA_HOME/quillo/server)",
+        {"--data", "FOLDER", "keys, certificates, accounts and uploads (default $XDG_DATA_HOME/quillo/server)",
          [](CommandLine& line, const std::string& text) { line.server.dataFolder = text; }},
         {"--host", "NAME", "one more name or address the certificate is valid for; may be repeated",
          [](CommandLine& line, const std::string& text) {
@@ -95,6 +99,28 @@ const std::vector<Option>& options() {
         {"--max-anonymous-per-hour", "N", "anonymous sign-ins from one address (default 60)",
          [](CommandLine& line, const std::string& text) {
              line.server.maxAnonymousPerHour = static_cast<int>(number("--max-anonymous-per-hour", text, 1, 1000000));
+         }},
+        {"--max-uploads-per-user", "N", "uploads of one user at a time (default 4)",
+         count("--max-uploads-per-user", &ServerOptions::maxUploadsPerUser)},
+        {"--max-upload-mb", "MB", "the largest recording that may be uploaded, in millions of bytes (default 1500)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.maxUploadBytes = megabytes("--max-upload-mb", text);
+         }},
+        {"--max-spool-mb", "MB", "uploaded audio on the disk that waits to be recognised (default 10000)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.maxSpoolBytes = megabytes("--max-spool-mb", text);
+         }},
+        {"--file-workers", "N", "uploaded files recognised at once (default half of the processors)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.fileWorkers = static_cast<unsigned>(number("--file-workers", text, 1, 256));
+         }},
+        {"--keep-results-hours", "HOURS", "how long the text of an uploaded file is kept (default 192)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.resultLifetime = std::chrono::hours(number("--keep-results-hours", text, 1, 87600));
+         }},
+        {"--keep-audio-hours", "HOURS", "how long uploaded audio waits for its recognition (default 48)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.audioLifetime = std::chrono::hours(number("--keep-audio-hours", text, 1, 87600));
          }},
         {"--idle-timeout", "SECONDS", "close a streaming socket that sends nothing for so long (default 300)",
          [](CommandLine& line, const std::string& text) {

@@ -34,6 +34,8 @@ int serve(CommandLine line) {
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    // A limit on file sizes is reported by the write instead.
+    std::signal(SIGXFSZ, SIG_IGN);
 
     if (line.exitWithParent) {
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -240,9 +240,9 @@ private:
     std::shared_ptr<void> takePlace() {
         if (service_.sessions.fetch_add(1) >= service_.settings.maxSessions) {
             --service_.sessions;
-            throw RecogniserUnavailable("All " + std::to_string(service_.settings.maxSessions) +
-                                        " sessions of the transcription service are in use: try again when one has "
-                                        "ended, or allow more in the server's settings");
+            throw RecogniserBusy("All " + std::to_string(service_.settings.maxSessions) +
+                                 " sessions of the transcription service are in use: try again when one has "
+                                 "ended, or allow more in the server's settings");
         }
         return {nullptr, [this](void*) { --service_.sessions; }};
     }

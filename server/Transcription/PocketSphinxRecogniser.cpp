@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <numeric>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace quillo::server {
 
@@ -17,6 +19,8 @@ constexpr double samplesPerSecond = EnergyVad::sampleRate;
 constexpr size_t chunkSamples = EnergyVad::sampleRate / 10;
 /// How much of a session's first utterance is held back to estimate the channel from.
 constexpr size_t openingSamples = EnergyVad::sampleRate;
+/// Niceness of work that nobody waits for; the scheduler then favours live sessions sixtyfold.
+constexpr int backgroundNice = 19;
 
 /// Recognises one session's audio on one decoder.
 class Recognition final : public UtteranceSink {
@@ -178,30 +182,39 @@ public:
         requireEnglish(options.languages);
         std::shared_ptr slot = pool_.reserve();
         if (!slot)
-            throw RecogniserUnavailable("All " + std::to_string(settings_.maxDecoders) +
-                                        " sessions of the embedded recogniser are in use: try again when one has "
-                                        "ended, or allow more in the server's settings");
+            throw RecogniserBusy("All " + std::to_string(settings_.maxDecoders) +
+                                 " sessions of the embedded recogniser are in use: try again when one has "
+                                 "ended, or allow more in the server's settings");
         auto core = std::make_shared<SessionCore>(std::move(listener));
         auto session = makeSession(core);
-        workers_.start(core, [this, core, slot = std::move(slot)]() mutable { serve(*core, slot); });
+        workers_.start(core, [this, core, slot = std::move(slot), background = options.background]() mutable {
+            serve(*core, slot, background);
+        });
         return session;
     }
 
 private:
+    /// Lowers the priority of this thread, which serves one session only. Linux keeps one for each thread.
+    static void yieldToOthers() { ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNice); }
+
     static void requireEnglish(const std::vector<std::string>& languages) {
         const auto served = [](const std::string& language) {
             return language.empty() || language == "auto" || language == "en" || language.starts_with("en-");
         };
         if (languages.empty() || std::ranges::any_of(languages, served))
             return;
-        throw RecogniserUnavailable("The embedded recogniser knows English only, not \"" + languages.front() +
-                                    "\": for other languages give the server the URL of a transcription service, such "
-                                    "as a Whisper server");
+        throw LanguageNotServed("The embedded recogniser knows English only, not \"" + languages.front() +
+                                "\": for other languages give the server the URL of a transcription service, such "
+                                "as a Whisper server");
     }
 
-    void serve(SessionCore& core, std::shared_ptr<DecoderPool::Slot>& slot) const {
+    void serve(SessionCore& core, std::shared_ptr<DecoderPool::Slot>& slot, bool background) const {
         try {
-            Recognition recognition(core, slot->decoder(), settings_);
+            Decoder& decoder = slot->decoder();
+            // Not before: a live session may be waiting for the lock under which models are loaded.
+            if (background)
+                yieldToOthers();
+            Recognition recognition(core, decoder, settings_);
             UtteranceSegmenter segmenter(recognition);
             std::vector<int16_t> samples;
             SessionCore::Take taken{};

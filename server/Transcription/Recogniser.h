@@ -32,6 +32,8 @@ struct Transcript {
 struct RecognitionOptions {
     std::vector<std::string> languages; ///< ISO 639-1; empty or "auto" for any
     bool enhanced = false;
+    /// Nobody waits for the words as they are spoken: the work gives way to that of other sessions.
+    bool background = false;
 };
 
 /// Receives what a recognition produces. Called from the recogniser's threads, one call at a time per session.
@@ -68,6 +70,18 @@ public:
 class RecogniserUnavailable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/// The recogniser serves as many sessions as it can; one of them has to end first.
+class RecogniserBusy : public RecogniserUnavailable {
+public:
+    using RecogniserUnavailable::RecogniserUnavailable;
+};
+
+/// The recogniser works, but knows none of the languages asked for.
+class LanguageNotServed : public RecogniserUnavailable {
+public:
+    using RecogniserUnavailable::RecogniserUnavailable;
 };
 
 /// A speech recogniser. Thread-safe.

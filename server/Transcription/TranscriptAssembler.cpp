@@ -20,4 +20,15 @@ void TranscriptAssembler::append(const Transcript& piece) {
     text_ += addition;
 }
 
+int64_t countWords(std::string_view text) {
+    int64_t words = 0;
+    bool inWord = false;
+    for (const char c : text) {
+        const bool space = c == ' ' || (c >= '\t' && c <= '\r');
+        words += !space && !inWord ? 1 : 0;
+        inWord = !space;
+    }
+    return words;
+}
+
 } // namespace quillo::server

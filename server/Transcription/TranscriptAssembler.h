@@ -2,7 +2,9 @@
 
 #include "Transcription/Recogniser.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace quillo::server {
 
@@ -16,5 +18,8 @@ public:
 private:
     std::string text_;
 };
+
+/// Words of a text: what stands between blanks and line breaks.
+int64_t countWords(std::string_view text);
 
 } // namespace quillo::server

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Accounts/AccountStore.h"
+#include "Tasks/TaskService.h"
 #include "Transcription/Recogniser.h"
 #include "Transport/Asio.h"
 #include "Transport/ConnectionControl.h"
@@ -23,6 +24,8 @@ struct ConnectionContext {
     std::shared_ptr<Recogniser> recogniser;
     std::shared_ptr<Limits> connections;
     std::shared_ptr<Limits> sessions;
+    std::shared_ptr<Limits> uploads;
+    std::shared_ptr<TaskService> tasks;
     std::atomic<bool> stopping = false;
     /// Threads for the database and for opening recognisers.
     asio::thread_pool blocking{2};

@@ -2,6 +2,7 @@
 
 #include <boost/asio/post.hpp>
 
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 namespace quillo::server {
@@ -44,6 +45,13 @@ void ConnectionControl::cut() {
     const linger now{1, 0};
     ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
     ::shutdown(socket_, SHUT_RDWR);
+}
+
+bool ConnectionControl::peerHasClosed() const {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    return socket_ < 0 || ::getsockopt(socket_, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
+           info.tcpi_state != TCP_ESTABLISHED;
 }
 
 void ConnectionControl::requestStop() {

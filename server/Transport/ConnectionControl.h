@@ -24,6 +24,9 @@ public:
     /// closes it.
     void cut();
 
+    /// True when the client has closed its side, which nobody notices while nothing is read.
+    [[nodiscard]] bool peerHasClosed() const;
+
     /// What `requestStop` does; cuts the connection when there is none.
     void onStop(std::function<void()> stop) { stop_ = std::move(stop); }
     /// The server is stopping. Thread-safe.

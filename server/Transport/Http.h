@@ -3,9 +3,13 @@
 #include "Foundation/Json.h"
 
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace quillo::server {
@@ -24,6 +28,7 @@ struct HttpRequest {
     std::string contentType;
     std::string authorization;
     std::string body;
+    std::string parameter; ///< what stands where the route's path has "{...}", decoded
     Peer peer;
 
     /// A decoded query item.
@@ -36,6 +41,26 @@ struct HttpResponse {
     int status = 200;
     Json body;
     std::vector<std::pair<std::string, std::string>> headers;
+};
+
+/// An answer that is not known yet. `whenReady` is called once, on a thread that may block, and calls `done` once, at
+/// once or later from any thread; `late` is answered when it has not by the server's `answerTimeout`.
+struct LaterResponse {
+    using Done = std::function<void(HttpResponse)>;
+    std::function<void(Done done)> whenReady;
+    HttpResponse late;
+};
+
+using Answer = std::variant<HttpResponse, LaterResponse>;
+
+/// Takes the body of one request while it arrives. Called on threads that may block, one call at a time; destroyed
+/// without `finish` when the client goes away.
+class BodyReceiver {
+public:
+    virtual ~BodyReceiver() = default;
+    /// The next bytes. An answer ends the request: the rest of the body is not read.
+    virtual std::optional<HttpResponse> receive(std::string_view bytes) = 0;
+    virtual Answer finish() = 0;
 };
 
 /// An answer that says what went wrong: "detail" for people, "error" with the OAuth word, "code" for programs.

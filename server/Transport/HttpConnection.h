@@ -1,9 +1,11 @@
 #pragma once
 
 #include "Transport/RunBlocking.h"
+#include "Transport/Waiting.h"
 #include "Transport/WebSocketConnection.h"
 
 #include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/buffer_body.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
@@ -16,7 +18,9 @@ namespace quillo::server {
 
 namespace http = boost::beast::http;
 
-using RequestParser = http::request_parser<http::string_body>;
+/// Hands the body out block by block: what is to become of it is known to the route alone.
+using RequestParser = http::request_parser<http::buffer_body>;
+using BodyBlock = std::array<char, 64 * size_t{1024}>;
 
 constexpr const char* transcribePath = "/ws/v3/transcribe";
 
@@ -95,20 +99,34 @@ asio::awaitable<bool> writeResponse(Stream& stream, const HttpResponse& answer, 
     co_return !error;
 }
 
-/// Ends a connection so that the peer can still read the answer: closing with unread bytes would reset it.
+/// Ends a connection so that the peer can still read the answer: closing with unread bytes would reset it. `unread`
+/// bytes of a body are still to come, if the peer goes on sending.
 template <class Stream>
-asio::awaitable<void> linger(Stream& stream, std::shared_ptr<ConnectionControl> control) {
-    control->expireAfter(std::chrono::seconds(2));
+asio::awaitable<void> linger(Stream& stream, std::shared_ptr<ConnectionControl> control, uint64_t unread = 0) {
+    constexpr uint64_t mostUnread = uint64_t{64} * 1024 * 1024;
+    control->expireAfter(std::chrono::seconds(unread > 0 ? 5 : 2));
     boost::system::error_code error;
-    if constexpr (requires { stream.async_shutdown(asio::use_awaitable); }) {
-        co_await stream.async_shutdown(asio::redirect_error(asio::use_awaitable, error));
-    } else {
+    std::array<char, 4096> rest;
+    unread = std::min(unread, mostUnread);
+    constexpr bool isPlain = !requires { stream.async_shutdown(asio::use_awaitable); };
+    if constexpr (isPlain) {
         stream.shutdown(Tcp::socket::shutdown_send, error);
-        std::array<char, 4096> rest;
-        for (size_t total = 0; !error && total < size_t{8} * 1024 * 1024;)
-            total +=
-                co_await stream.async_read_some(asio::buffer(rest), asio::redirect_error(asio::use_awaitable, error));
+        unread = std::max(unread, mostUnread / 8);
     }
+    for (uint64_t total = 0; !error && total < unread;)
+        total += co_await stream.async_read_some(asio::buffer(rest), asio::redirect_error(asio::use_awaitable, error));
+    if constexpr (!isPlain) {
+        if (!error)
+            co_await stream.async_shutdown(asio::redirect_error(asio::use_awaitable, error));
+    }
+}
+
+/// Bytes of the body that have not been read.
+inline uint64_t unreadBytes(const RequestParser& parser) {
+    if (parser.is_done())
+        return 0;
+    const auto known = parser.content_length_remaining();
+    return known ? *known : std::numeric_limits<uint64_t>::max();
 }
 
 /// Who may stream, or why not.
@@ -140,6 +158,38 @@ inline StreamAdmission admitStream(ConnectionContext& context, const HttpRequest
     if (admission.verdict == Limits::Verdict::fullForKey)
         return {retryLater(429, "TOO_MANY_SESSIONS", "This user has too many sessions open.", seconds(5)), {}, {}};
     return {std::nullopt, user->id, std::move(admission.place)};
+}
+
+/// Reads the body into the request or the receiver. Returns the answer that ends the request early.
+template <class Stream>
+asio::awaitable<std::optional<HttpResponse>>
+readBody(Stream& stream, boost::beast::flat_buffer& buffer, RequestParser& parser, ConnectionState& state,
+         HttpRequest& request, const std::unique_ptr<BodyReceiver>& receiver, boost::system::error_code& error) {
+    std::unique_ptr<BodyBlock> block;
+    while (!parser.is_done()) {
+        if (!block)
+            block = std::make_unique<BodyBlock>();
+        // Every block anew, so that a body may be large but not slow.
+        state.control->expireAfter(state.context->options.requestTimeout);
+        parser.get().body().data = block->data();
+        parser.get().body().size = block->size();
+        co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+        if (error == http::error::need_buffer)
+            error = {};
+        if (error)
+            co_return std::nullopt;
+        const std::string_view bytes(block->data(), block->size() - parser.get().body().size);
+        if (!receiver) {
+            request.body.append(bytes);
+        } else if (!bytes.empty()) {
+            auto refusal = co_await runBlocking(state.context->blocking, state.control->strand(), [&] {
+                return Router::guard<std::optional<HttpResponse>>(request, [&] { return receiver->receive(bytes); });
+            });
+            if (refusal)
+                co_return refusal;
+        }
+    }
+    co_return std::nullopt;
 }
 
 template <class Stream>
@@ -200,26 +250,56 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         if (refusal) {
             // The body, if any, is not read: the connection cannot be kept.
             if (co_await writeResponse(stream, *refusal, version, false, request.method == "HEAD"))
-                co_await linger(stream, control);
+                co_await linger(stream, control, unreadBytes(*parser));
             co_return;
         }
 
-        parser->body_limit(match.route->maxBodyBytes);
-        if (boost::beast::iequals(parser->get()[http::field::expect], "100-continue")) {
+        request.parameter = std::move(match.parameter);
+        const Router::Route& route = *match.route;
+        parser->body_limit(route.maxBodyBytes);
+
+        // Who may not send a body is told before it comes.
+        std::unique_ptr<BodyReceiver> receiver;
+        if (route.open) {
+            using Opened = std::variant<HttpResponse, std::unique_ptr<BodyReceiver>>;
+            Opened opened = co_await runBlocking(context->blocking, control->strand(), [&route, &request] {
+                return Router::guard<Opened>(request, [&] { return route.open(request); });
+            });
+            if (auto* receiving = std::get_if<1>(&opened))
+                receiver = std::move(*receiving);
+            else
+                refusal = std::get<0>(std::move(opened));
+        }
+        if (!refusal && boost::beast::iequals(parser->get()[http::field::expect], "100-continue")) {
             http::response<http::string_body> proceed(http::status::continue_, version);
             co_await http::async_write(stream, proceed, asio::redirect_error(asio::use_awaitable, error));
         }
-        if (!error)
-            co_await http::async_read(stream, buffer, *parser, asio::redirect_error(asio::use_awaitable, error));
-        if (error) {
-            if (const auto answer = answerTo(error); answer && co_await writeResponse(stream, *answer, version, false))
-                co_await linger(stream, control);
+        if (!refusal && !error)
+            refusal = co_await readBody(stream, buffer, *parser, *state, request, receiver, error);
+        if (error)
+            refusal = answerTo(error);
+        if (error || refusal) {
+            // Gives its file and its place back before anybody reads the answer.
+            co_await destroyBlocking(*context, control->strand(), std::move(receiver));
+            if (refusal && co_await writeResponse(stream, *refusal, version, false))
+                co_await linger(stream, control, unreadBytes(*parser));
             co_return;
         }
+
         const bool keepAlive = parser->get().keep_alive() && !context->stopping;
-        request.body = std::move(parser->get().body());
-        const HttpResponse answer = co_await runBlocking(
-            context->blocking, control->strand(), [&match, &request] { return Router::run(*match.route, request); });
+        Answer outcome = co_await runBlocking(
+            context->blocking, control->strand(), [&route, &request, held = std::move(receiver)]() mutable {
+                return Router::guard<Answer>(request, [&] { return held ? held->finish() : route.handler(request); });
+            });
+        HttpResponse answer;
+        if (auto* later = std::get_if<LaterResponse>(&outcome)) {
+            auto ready = co_await waitForAnswer(std::move(*later), context, control);
+            if (!ready)
+                co_return; // the client has gone
+            answer = std::move(*ready);
+        } else {
+            answer = std::get<HttpResponse>(std::move(outcome));
+        }
         control->expireAfter(options.requestTimeout);
         if (!co_await writeResponse(stream, answer, version, keepAlive))
             co_return;

@@ -1,6 +1,7 @@
 #include "Transport/ProtocolMessages.h"
 
 #include "Foundation/Encoding.h"
+#include "Transcription/TranscriptAssembler.h"
 
 #include <bit>
 #include <cmath>
@@ -11,6 +12,7 @@ namespace quillo::server {
 namespace {
 
 constexpr size_t maxLanguages = 100;
+constexpr size_t maxRecordingIdLength = 1024;
 
 std::vector<std::string> stringsOf(const Json& object, const char* key) {
     std::vector<std::string> strings;
@@ -38,6 +40,9 @@ message::StartSession parseStart(const Json& json) {
     start.options.languages = stringsOf(json, "languages");
     start.options.enhanced = optionalBool(json, "enhanced_transcription").value_or(false);
     start.isMeeting = optionalString(json, "mode").value_or("streaming") == "meeting_streaming";
+    start.recordingId = optionalString(json, "client_recording_id").value_or("");
+    if (start.recordingId.size() > maxRecordingIdLength)
+        throw std::invalid_argument("\"client_recording_id\" is too long");
     // The formats are fixed by the protocol; anything else would be recognised as noise.
     demand<std::string>("audio_format", optionalString(json, "audio_format"), "linear16", "\"linear16\"");
     demand<double>("sample_rate", optionalNumber(json, "sample_rate"), 16000, "16000");
@@ -161,16 +166,5 @@ std::string errorMessage(const std::string& code, const std::string& text, const
 }
 
 std::string pongMessage() { return envelope("pong", Json::object()); }
-
-int64_t countWords(std::string_view text) {
-    int64_t words = 0;
-    bool inWord = false;
-    for (const char c : text) {
-        const bool space = c == ' ' || (c >= '\t' && c <= '\r');
-        words += !space && !inWord ? 1 : 0;
-        inWord = !space;
-    }
-    return words;
-}
 
 } // namespace quillo::server

@@ -15,7 +15,8 @@ namespace message {
 
 struct StartSession {
     RecognitionOptions options;
-    bool isMeeting = false; ///< "mode" = "meeting_streaming"
+    bool isMeeting = false;  ///< "mode" = "meeting_streaming"
+    std::string recordingId; ///< "client_recording_id"; may be empty
 };
 struct AudioChunk {
     std::vector<int16_t> samples;
@@ -65,8 +66,5 @@ std::string languageDetectedMessage(const std::string& language, double confiden
 std::string sessionEndedMessage(const SessionSummary& summary);
 std::string errorMessage(const std::string& code, const std::string& text, const std::string& details = {});
 std::string pongMessage();
-
-/// Words between white space.
-int64_t countWords(std::string_view text);
 
 } // namespace quillo::server

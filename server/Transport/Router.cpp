@@ -51,19 +51,51 @@ HttpResponse retryLater(int status, const std::string& code, const std::string& 
 }
 
 void Router::add(const std::string& method, const std::string& path, Route route) {
-    routes_[path][method] = std::move(route);
+    const auto open = path.find('{');
+    if (open == std::string::npos) {
+        routes_[path][method] = std::move(route);
+        return;
+    }
+    const std::string before = path.substr(0, open);
+    const std::string after = path.substr(path.find('}') + 1);
+    for (Pattern& pattern : patterns_) {
+        if (pattern.before == before && pattern.after == after) {
+            pattern.methods[method] = std::move(route);
+            return;
+        }
+    }
+    patterns_.push_back({before, after, {}});
+    patterns_.back().methods[method] = std::move(route);
+}
+
+const Router::Methods* Router::methodsOf(const std::string& path, std::string& parameter) const {
+    if (const auto found = routes_.find(path); found != routes_.end())
+        return &found->second;
+    for (const Pattern& pattern : patterns_) {
+        if (path.size() <= pattern.before.size() + pattern.after.size() || !path.starts_with(pattern.before) ||
+            !path.ends_with(pattern.after))
+            continue;
+        const auto between =
+            path.substr(pattern.before.size(), path.size() - pattern.before.size() - pattern.after.size());
+        if (between.find('/') != std::string::npos)
+            continue;
+        parameter = decodePercent(between);
+        return &pattern.methods;
+    }
+    return nullptr;
 }
 
 Router::Match Router::find(const HttpRequest& request) const {
-    const auto path = routes_.find(request.path);
-    if (path == routes_.end())
+    std::string parameter;
+    const Methods* methods = methodsOf(request.path, parameter);
+    if (!methods)
         return {nullptr, errorResponse(404, "not_found", "NOT_FOUND", "There is nothing at this path.")};
-    const auto method = path->second.find(request.method);
-    if (method == path->second.end()) {
+    const auto method = methods->find(request.method);
+    if (method == methods->end()) {
         Match match{nullptr, errorResponse(405, "method_not_allowed", "METHOD_NOT_ALLOWED",
                                            "This path does not answer this method.")};
         std::string allowed;
-        for (const auto& [name, route] : path->second)
+        for (const auto& [name, route] : *methods)
             allowed += (allowed.empty() ? "" : ", ") + name;
         match.error.headers.emplace_back("Allow", allowed);
         return match;
@@ -75,17 +107,16 @@ Router::Match Router::find(const HttpRequest& request) const {
     if (request.method == "POST" && !route.contentType.empty() && !isMediaType(request.contentType, route.contentType))
         return {nullptr, errorResponse(415, "invalid_request", "UNSUPPORTED_MEDIA_TYPE",
                                        "The body must be sent as " + route.contentType + ".")};
-    return {&route, {}};
+    return {&route, {}, std::move(parameter)};
 }
 
 HttpResponse Router::run(const Route& route, const HttpRequest& request) {
-    try {
-        return route.handler(request);
-    } catch (const std::exception& error) {
-        log(LogLevel::error, "http", request.method + " " + request.path + " failed: " + error.what());
-        return errorResponse(500, "server_error", "INTERNAL_ERROR",
-                             "The server failed on this request; its log says why.");
-    }
+    return guard<HttpResponse>(request, [&] { return route.handler(request); });
+}
+
+HttpResponse Router::failure(const HttpRequest& request, const std::exception& error) {
+    log(LogLevel::error, "http", request.method + " " + request.path + " failed: " + error.what());
+    return errorResponse(500, "server_error", "INTERNAL_ERROR", "The server failed on this request; its log says why.");
 }
 
 } // namespace quillo::server

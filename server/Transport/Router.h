@@ -2,9 +2,14 @@
 
 #include "Transport/Http.h"
 
+#include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace quillo::server {
 
@@ -14,29 +19,57 @@ class Router {
 public:
     using Handler = std::function<HttpResponse(const HttpRequest&)>;
 
+    /// Begins to take the body of a request, or refuses it.
+    using Opener = std::function<std::variant<HttpResponse, std::unique_ptr<BodyReceiver>>(const HttpRequest&)>;
+
     struct Route {
         Handler handler;
-        size_t maxBodyBytes = size_t{64} * 1024;
+        /// In place of `handler`, for bodies that are too large to be held in memory.
+        Opener open = {};
+        uint64_t maxBodyBytes = uint64_t{64} * 1024;
         /// Refused with 415 when a body comes as anything else; empty takes everything.
         std::string contentType = "application/json";
         /// Answered also without TLS from another machine: holds no secret.
         bool isPublic = false;
     };
 
+    /// A part of `path` in braces, as in "/tasks/{id}", stands for anything without a slash.
     void add(const std::string& method, const std::string& path, Route route);
 
     /// The route, or the error to answer: 403 without TLS, 404, 405 with "Allow", 415.
     struct Match {
         const Route* route = nullptr;
         HttpResponse error;
+        std::string parameter = {};
     };
     [[nodiscard]] Match find(const HttpRequest& request) const;
 
     /// Runs the handler; never throws.
     static HttpResponse run(const Route& route, const HttpRequest& request);
+    /// Runs `call`, which answers `request`, and turns what it throws into an answer.
+    template <class Result>
+    static Result guard(const HttpRequest& request, const std::function<Result()>& call) {
+        try {
+            return call();
+        } catch (const std::exception& error) {
+            return failure(request, error);
+        }
+    }
 
 private:
-    std::map<std::string, std::map<std::string, Route>> routes_;
+    using Methods = std::map<std::string, Route>;
+    /// A path with one part in braces.
+    struct Pattern {
+        std::string before;
+        std::string after;
+        Methods methods;
+    };
+
+    static HttpResponse failure(const HttpRequest& request, const std::exception& error);
+    [[nodiscard]] const Methods* methodsOf(const std::string& path, std::string& parameter) const;
+
+    std::map<std::string, Methods> routes_;
+    std::vector<Pattern> patterns_;
 };
 
 } // namespace quillo::server

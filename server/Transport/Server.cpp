@@ -5,6 +5,7 @@
 #include "Transport/AccountEndpoints.h"
 #include "Transport/CertificateAuthority.h"
 #include "Transport/Connection.h"
+#include "Transport/FileEndpoints.h"
 #include "Transport/ListeningSocket.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -36,6 +37,20 @@ std::shared_ptr<asio::ssl::context> makeTls(const CertificateFiles& files) {
     return tls;
 }
 
+TaskSettings taskSettings(const ServerOptions& options) {
+    TaskSettings settings;
+    settings.dataFolder = options.dataFolder;
+    settings.maxSpoolBytes = static_cast<int64_t>(options.maxSpoolBytes);
+    settings.maxFileBytes = static_cast<int64_t>(options.maxUploadBytes);
+    settings.workers =
+        options.fileWorkers > 0 ? options.fileWorkers : std::max(1U, std::thread::hardware_concurrency() / 2);
+    settings.maxTasksPerUser = options.maxTasksPerUser;
+    settings.resultLifetime = options.resultLifetime;
+    settings.audioLifetime = options.audioLifetime;
+    settings.stallTimeout = options.stallTimeout;
+    return settings;
+}
+
 void setKeepAlive(int descriptor) {
     const auto set = [descriptor](int level, int option, int value) {
         ::setsockopt(descriptor, level, option, &value, sizeof value);
@@ -60,6 +75,7 @@ public:
         const ServerOptions& set = context_->options;
         context_->connections = std::make_shared<Limits>(set.maxConnections, set.maxConnectionsPerAddress);
         context_->sessions = std::make_shared<Limits>(set.maxSessions, set.maxSessionsPerUser);
+        context_->uploads = std::make_shared<Limits>(set.maxUploads, set.maxUploadsPerUser);
     }
 
     void start();
@@ -105,6 +121,11 @@ void Server::Implementation::start() {
     addAccountEndpoints(context_->router, context_->accounts,
                         std::make_shared<RateLimiter>(options.maxAnonymousPerHour, std::chrono::hours(1),
                                                       [] { return std::chrono::steady_clock::now(); }));
+    context_->tasks = std::make_shared<TaskService>(taskSettings(options), context_->recogniser,
+                                                    [] { return std::chrono::system_clock::now(); });
+    addFileEndpoints(context_->router,
+                     {options.maxUploadBytes, context_->accounts, context_->tasks, context_->uploads});
+    context_->tasks->start();
     accept();
     renewLater();
     for (unsigned i = 0; i < std::max(1U, options.threads); ++i)
@@ -209,6 +230,8 @@ void Server::Implementation::stop() {
         pause_.cancel();
         renewal_.cancel();
     });
+    // What is being recognised in the background is abandoned first: it would only delay the others.
+    context_->tasks->stop();
     forEachConnection(&ConnectionControl::requestStop);
     if (!waitForConnections(context_->options.stopTimeout)) {
         forEachConnection(&ConnectionControl::requestCut);

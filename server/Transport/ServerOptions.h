@@ -25,7 +25,21 @@ struct ServerOptions {
     /// Anonymous sign-ins of one address within an hour.
     int maxAnonymousPerHour = 60;
 
-    std::chrono::milliseconds requestTimeout = std::chrono::seconds(15);   ///< TLS handshake and one request
+    size_t maxUploads = 64;
+    size_t maxUploadsPerUser = 4;
+    uint64_t maxUploadBytes = uint64_t{1500} * 1000 * 1000;
+    /// Uploaded audio on the disk that waits to be recognised.
+    uint64_t maxSpoolBytes = uint64_t{10} * 1000 * 1000 * 1000;
+    int maxTasksPerUser = 32; ///< files that wait or are being recognised
+    unsigned fileWorkers = 0; ///< files recognised at once; 0: half of the processors
+    std::chrono::seconds resultLifetime = std::chrono::hours(24 * 8);
+    std::chrono::seconds audioLifetime = std::chrono::hours(48);      ///< of audio that could not be recognised so far
+    std::chrono::milliseconds stallTimeout = std::chrono::minutes(5); ///< of a recogniser that does nothing
+
+    /// TLS handshake, one request, and each 64 KiB of an upload.
+    std::chrono::milliseconds requestTimeout = std::chrono::seconds(15);
+    /// An upload is answered after so long even when its text is not known; the client's own limit is 300 s.
+    std::chrono::milliseconds answerTimeout = std::chrono::seconds(280);
     std::chrono::milliseconds keepAliveTimeout = std::chrono::seconds(60); ///< between requests
     std::chrono::milliseconds idleTimeout = std::chrono::minutes(5);       ///< streaming, no frame from the client
     std::chrono::milliseconds maxSessionTime = std::chrono::hours(4);

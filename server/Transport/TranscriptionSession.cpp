@@ -81,6 +81,13 @@ void TranscriptionSession::handle(const message::StartSession& start) {
     }
     sessionId_ = randomUuid();
     sampleCount_ = 0;
+    recordingId_ = start.recordingId;
+    sampleHash_.reset();
+    if (!recordingId_.empty())
+        sampleHash_.emplace();
+    languages_.clear();
+    for (const auto& language : start.options.languages)
+        languages_ += (languages_.empty() ? "" : ",") + language;
     confidenceSum_ = 0;
     finalCount_ = 0;
     toldNoSession_ = false;
@@ -143,6 +150,8 @@ void TranscriptionSession::handle(const message::AudioChunk& chunk) {
         return;
     }
     sampleCount_ += static_cast<int64_t>(chunk.samples.size());
+    if (sampleHash_)
+        sampleHash_->update(chunk.samples);
     recognition_->push(chunk.samples);
 }
 
@@ -203,9 +212,25 @@ void TranscriptionSession::onFinished() {
     log(LogLevel::info, "session",
         label() + " ended: " + std::to_string(summary_.durationMs) + " ms of audio, " +
             std::to_string(countWords(summary_.text)) + " words");
+    if (sampleHash_)
+        keep();
     const std::string frame = sessionEndedMessage(summary_);
     release();
     channel_.send(frame);
+}
+
+void TranscriptionSession::keep() {
+    LiveTranscript live;
+    live.userId = userId_;
+    live.recordingId = recordingId_;
+    live.id = summary_.transcriptionId;
+    live.text = summary_.text;
+    live.language = summary_.language;
+    live.languages = languages_;
+    live.provider = summary_.provider;
+    live.sampleCount = sampleCount_;
+    live.sampleHash = sampleHash_->finish();
+    channel_.keep(std::move(live));
 }
 
 void TranscriptionSession::onFailed(bool unavailable, const std::string& message) {
@@ -244,6 +269,7 @@ void TranscriptionSession::release() {
     state_ = State::idle;
     deadline_.reset();
     summary_.text.clear();
+    sampleHash_.reset();
     if (recognition_)
         channel_.dispose(std::move(recognition_));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tasks/Task.h"
 #include "Transcription/TranscriptAssembler.h"
 #include "Transport/ProtocolMessages.h"
 
@@ -23,6 +24,8 @@ public:
         std::function<void(std::function<void()>)> post;
         /// Destroys a recognition on a thread that may block.
         std::function<void(std::unique_ptr<RecognitionSession>)> dispose;
+        /// Keeps what a session of a named recording heard; may return before it is kept.
+        std::function<void(LiveTranscript)> keep;
     };
 
     struct Bounds {
@@ -71,6 +74,7 @@ private:
     void onFinished();
     void onFailed(bool unavailable, const std::string& message);
     void finish();
+    void keep();
     void fail(const std::string& code, const std::string& text, const std::string& details);
     void release();
     [[nodiscard]] std::string label() const;
@@ -89,7 +93,10 @@ private:
     bool detectsLanguage_ = false;
     std::string sessionId_;
     int64_t sampleCount_ = 0;
-    TranscriptAssembler text_; ///< of the pieces so far
+    std::string recordingId_;
+    std::string languages_;
+    std::optional<Sha256> sampleHash_; ///< of a named recording
+    TranscriptAssembler text_;         ///< of the pieces so far
     SessionSummary summary_;
     double confidenceSum_ = 0;
     int finalCount_ = 0;

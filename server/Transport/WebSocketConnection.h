@@ -10,8 +10,8 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/buffer_body.hpp>
 #include <boost/beast/http/message.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
@@ -26,7 +26,7 @@ namespace websocket = boost::beast::websocket;
 template <class Stream>
 class WebSocketConnection : public std::enable_shared_from_this<WebSocketConnection<Stream>> {
 public:
-    using Upgrade = boost::beast::http::request<boost::beast::http::string_body>;
+    using Upgrade = boost::beast::http::request<boost::beast::http::buffer_body>;
     using Clock = std::chrono::steady_clock;
 
     WebSocketConnection(Stream&& stream, std::shared_ptr<ConnectionState> state, std::string userId,
@@ -67,6 +67,9 @@ private:
         channel.dispose = [context = state_->context](std::unique_ptr<RecognitionSession> recognition) {
             asio::post(context->blocking, [held = std::shared_ptr<RecognitionSession>(
                                                std::move(recognition))]() mutable { held.reset(); });
+        };
+        channel.keep = [context = state_->context](LiveTranscript live) {
+            asio::post(context->blocking, [tasks = context->tasks, live = std::move(live)] { tasks->keepLive(live); });
         };
         session_ = std::make_shared<TranscriptionSession>(
             std::move(channel), state_->context->recogniser,

@@ -1,6 +1,7 @@
 #include "Transcription/PocketSphinx/Decoder.h"
 
 #include "Transcription/EnergyVad.h"
+#include "Transcription/PocketSphinx/LoadMutex.h"
 #include "Transcription/PocketSphinx/SpokenMarks.h"
 
 // The guards against C++ in these headers are incomplete.
@@ -19,10 +20,14 @@ extern "C" {
 
 #include <algorithm>
 #include <fstream>
-#include <mutex>
 #include <sstream>
 
 namespace quillo::server {
+
+std::mutex& loadMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
 
 namespace {
 
@@ -30,12 +35,6 @@ constexpr double frameSeconds = 0.01;
 /// How many frames of speech the model's own channel estimate weighs when the speaker's first second is added to it.
 constexpr float priorFrames = 100;
 constexpr const char* remedy = "install the package pocketsphinx-en-us or name the folder of the model";
-
-/// ps_init writes to globals of the library.
-std::mutex& loadMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
 
 void requireReadable(const std::filesystem::path& file) {
     if (access(file.c_str(), R_OK) != 0)

@@ -7,14 +7,46 @@ namespace quillo::test {
 
 using server::Json;
 
-TestServer::TestServer(const char* script, server::ServerOptions options) {
+namespace {
+
+/// True when an answer has come to its end, as its length says.
+bool isComplete(const QByteArray& answer) {
+    const auto split = answer.indexOf("\r\n\r\n");
+    const auto length = answer.indexOf("Content-Length: ");
+    return split > 0 && length > 0 && length < split &&
+           answer.size() >=
+               split + 4 + answer.mid(length + 16, answer.indexOf('\r', length) - length - 16).toLongLong();
+}
+
+} // namespace
+
+TestServer::TestServer(const char* script, server::ServerOptions options)
+    : TestServer(
+          server::makeScriptedRecogniser(script ? server::Script::fromJson(script) : server::Script::defaultScript()),
+          std::move(options)) {}
+
+TestServer::TestServer(std::shared_ptr<server::Recogniser> recogniser, server::ServerOptions options) {
     if (options.listen == server::ServerOptions().listen)
         options.listen = "127.0.0.1:0";
-    options.dataFolder = folder_.filePath(QStringLiteral("data")).toStdString();
-    server_ = std::make_unique<server::Server>(
-        options,
-        server::makeScriptedRecogniser(script ? server::Script::fromJson(script) : server::Script::defaultScript()));
+    options.dataFolder = dataFolder();
+    server_ = std::make_unique<server::Server>(options, std::move(recogniser));
     server_->start();
+}
+
+std::filesystem::path TestServer::dataFolder() const { return folder_.filePath(QStringLiteral("data")).toStdString(); }
+
+QByteArray TestServer::exchangeEncrypted(const QByteArray& bytes) const {
+    QSslSocket socket;
+    socket.setSslConfiguration(trust());
+    socket.connectToHostEncrypted(QStringLiteral("localhost"), server_->port());
+    socket.write(bytes);
+    // The server waits a while for the client to close first.
+    QByteArray answer;
+    EXPECT_TRUE(waitUntil([&] {
+        answer += socket.readAll();
+        return isComplete(answer) || socket.state() == QAbstractSocket::UnconnectedState;
+    })) << bytes.left(80).data();
+    return answer;
 }
 
 QSslConfiguration TestServer::trust() const {

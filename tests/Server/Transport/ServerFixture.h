@@ -18,12 +18,16 @@ namespace quillo::test {
 class TestServer {
 public:
     explicit TestServer(const char* script = nullptr, server::ServerOptions options = {});
+    explicit TestServer(std::shared_ptr<server::Recogniser> recogniser, server::ServerOptions options = {});
 
     server::Server& operator*() { return *server_; }
     server::Server* operator->() { return server_.get(); }
     [[nodiscard]] QSslConfiguration trust() const;
     /// An access token of a new anonymous user.
     [[nodiscard]] QString token(const char* device = "device") const;
+    [[nodiscard]] std::filesystem::path dataFolder() const;
+    /// Sends bytes as they are within TLS, and reads until the server closes.
+    [[nodiscard]] QByteArray exchangeEncrypted(const QByteArray& bytes) const;
     [[nodiscard]] QUrl streamUrl(const QString& token, bool encrypted = false) const;
 
 private:

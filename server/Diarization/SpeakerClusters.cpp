@@ -1,0 +1,151 @@
+#include "Diarization/SpeakerClusters.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace quillo::server {
+namespace {
+
+constexpr double never = std::numeric_limits<double>::infinity();
+/// Weight of the penalty for a second voice; 1 in theory. Frames follow each other too closely to be independent, and
+/// a few seconds hold some sounds only: both make one voice look like several.
+constexpr double penaltyWeight = 2.5;
+/// Voiced frames that a speaker has at least: what is less is a cough or a laugh of somebody else.
+constexpr double smallestSpeaker = 60;
+/// Added to every variance, so that a few frames that are all alike count as no proof.
+constexpr double smallestVariance = 0.05;
+
+constexpr double freeParameters = voiceDimensions + voiceDimensions * (voiceDimensions + 1) / 2.0;
+
+} // namespace
+
+void VoiceStatistics::add(const VoiceVector& values) {
+    count += 1;
+    for (size_t i = 0; i < voiceDimensions; ++i) {
+        sum[i] += values[i];
+        for (size_t j = 0; j <= i; ++j)
+            squares[i][j] += values[i] * values[j];
+    }
+}
+
+void VoiceStatistics::add(const VoiceStatistics& other) {
+    count += other.count;
+    for (size_t i = 0; i < voiceDimensions; ++i) {
+        sum[i] += other.sum[i];
+        for (size_t j = 0; j <= i; ++j)
+            squares[i][j] += other.squares[i][j];
+    }
+}
+
+double VoiceStatistics::logDeterminant() const {
+    // Cholesky factorisation; the determinant is the square of the product of the diagonal.
+    std::array<VoiceVector, voiceDimensions> factor{};
+    double result = 0;
+    for (size_t i = 0; i < voiceDimensions; ++i) {
+        for (size_t j = 0; j <= i; ++j) {
+            double value = squares[i][j] / count - sum[i] / count * (sum[j] / count);
+            if (i == j)
+                value += smallestVariance;
+            for (size_t k = 0; k < j; ++k)
+                value -= factor[i][k] * factor[j][k];
+            if (i == j) {
+                const double diagonal = std::sqrt(std::max(value, 1e-6));
+                factor[i][i] = diagonal;
+                result += 2 * std::log(diagonal);
+            } else {
+                factor[i][j] = value / factor[j][j];
+            }
+        }
+    }
+    return result;
+}
+
+double SpeakerClusters::cost(const Group& left, const Group& right) {
+    if (left.side != right.side)
+        return never;
+    VoiceStatistics both = left.statistics;
+    both.add(right.statistics);
+    const double gain = 0.5 * (both.count * both.logDeterminant() - left.statistics.count * left.logDeterminant -
+                               right.statistics.count * right.logDeterminant);
+    return gain - penaltyWeight * 0.5 * freeParameters * std::log(both.count);
+}
+
+void SpeakerClusters::refresh(size_t group) {
+    groups_[group].logDeterminant = groups_[group].statistics.logDeterminant();
+    for (size_t other = 0; other < groups_.size(); ++other) {
+        if (other != group)
+            costs_[std::max(group, other)][std::min(group, other)] = cost(groups_[group], groups_[other]);
+    }
+}
+
+void SpeakerClusters::add(const VoiceStatistics& piece, int side) {
+    groups_.push_back({piece, 0, side, {pieceCount_++}});
+    costs_.emplace_back(groups_.size() - 1, never);
+    refresh(groups_.size() - 1);
+    if (groups_.size() > maxGroups) {
+        const Pair pair = closest();
+        if (pair.cost < never)
+            join(pair);
+    }
+}
+
+SpeakerClusters::Pair SpeakerClusters::closest() const {
+    Pair best{0, 0, never};
+    for (size_t right = 1; right < groups_.size(); ++right) {
+        for (size_t left = 0; left < right; ++left) {
+            if (costs_[right][left] < best.cost)
+                best = {left, right, costs_[right][left]};
+        }
+    }
+    return best;
+}
+
+void SpeakerClusters::join(const Pair& pair) {
+    Group& into = groups_[pair.left];
+    Group& from = groups_[pair.right];
+    into.statistics.add(from.statistics);
+    into.pieces.insert(into.pieces.end(), from.pieces.begin(), from.pieces.end());
+    groups_.erase(groups_.begin() + static_cast<ptrdiff_t>(pair.right));
+    costs_.erase(costs_.begin() + static_cast<ptrdiff_t>(pair.right));
+    for (size_t row = pair.right; row < costs_.size(); ++row)
+        costs_[row].erase(costs_[row].begin() + static_cast<ptrdiff_t>(pair.right));
+    refresh(pair.left);
+}
+
+/// Gives what is too short for a speaker to the voice that it is most like.
+void SpeakerClusters::dissolveSmall() {
+    for (;;) {
+        const auto smallest =
+            std::ranges::min_element(groups_, {}, [](const Group& group) { return group.statistics.count; });
+        if (smallest == groups_.end() || smallest->statistics.count >= smallestSpeaker)
+            return;
+        const auto index = static_cast<size_t>(smallest - groups_.begin());
+        Pair best{0, 0, never};
+        for (size_t other = 0; other < groups_.size(); ++other) {
+            if (other == index)
+                continue;
+            const double value = costs_[std::max(index, other)][std::min(index, other)];
+            if (value < best.cost)
+                best = {std::min(index, other), std::max(index, other), value};
+        }
+        if (best.cost == never)
+            return; // nobody else is on this side
+        join(best);
+    }
+}
+
+std::vector<int> SpeakerClusters::finish() {
+    for (Pair pair = closest(); pair.cost < 0; pair = closest())
+        join(pair);
+    dissolveSmall();
+    std::ranges::sort(groups_, {}, [](const Group& group) { return *std::ranges::min_element(group.pieces); });
+    std::vector<int> result(pieceCount_);
+    for (size_t group = 0; group < groups_.size(); ++group) {
+        for (const size_t piece : groups_[group].pieces)
+            result[piece] = static_cast<int>(group);
+    }
+    return result;
+}
+
+} // namespace quillo::server

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace quillo::server {
+
+/// A stretch in which one speaker speaks; seconds from the start of the audio.
+struct SpeakerTurn {
+    double start = 0;
+    double end = 0;
+    int speaker = 0; ///< from 0, in the order of their first words
+};
+
+} // namespace quillo::server

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace quillo::server {
+
+/// Twelve mel-frequency cepstra and the logarithm of the pitch.
+constexpr size_t voiceDimensions = 13;
+using VoiceVector = std::array<double, voiceDimensions>;
+
+/// What is heard in 10 ms of speech.
+struct VoiceFrame {
+    bool voiced = false; ///< `values` means something
+    VoiceVector values{};
+};
+
+/// Describes how a voice sounds. Not thread-safe.
+class VoiceFeatures {
+public:
+    static constexpr size_t frameSamples = 160;
+
+    VoiceFeatures();
+    ~VoiceFeatures();
+    VoiceFeatures(const VoiceFeatures&) = delete;
+    VoiceFeatures& operator=(const VoiceFeatures&) = delete;
+
+    /// The frames of a stretch of speech at 16 kHz.
+    std::vector<VoiceFrame> analyse(std::span<const int16_t> samples);
+
+private:
+    struct FrontEnd;
+    std::unique_ptr<FrontEnd> frontEnd_;
+};
+
+} // namespace quillo::server

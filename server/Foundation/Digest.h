@@ -1,0 +1,30 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace quillo::server {
+
+using Sha256Value = std::array<uint8_t, 32>;
+
+/// SHA-256 of bytes that come piece by piece. Not thread-safe.
+class Sha256 {
+public:
+    Sha256();
+    void update(std::string_view bytes);
+    /// Samples count as little-endian bytes, as they lie in a file.
+    void update(std::span<const int16_t> samples);
+    /// The value; nothing may be added afterwards.
+    Sha256Value finish();
+
+private:
+    struct Closer {
+        void operator()(void* context) const;
+    };
+    std::unique_ptr<void, Closer> context_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,348 @@
+#include "Tasks/TaskService.h"
+
+#include "Diarization/SpeakerTracker.h"
+#include "Foundation/Log.h"
+#include "Tasks/FileRecognition.h"
+#include "Tasks/TaskResults.h"
+#include "Uploads/UploadError.h"
+#include "Uploads/UploadForm.h"
+
+#include <algorithm>
+#include <set>
+
+namespace quillo::server {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto expiryInterval = std::chrono::minutes(30);
+constexpr auto databasePause = std::chrono::seconds(30);
+constexpr auto busyPause = std::chrono::seconds(2);
+/// A file whose recognition ended the server so often is not tried again.
+constexpr int maxAttempts = 3;
+
+/// True when a session that was asked for `languages` and heard `heard` is an answer for `wanted`.
+bool languageFits(const std::string& wanted, const LiveTranscript& live) {
+    return wanted.empty() || wanted == "auto" || wanted == live.languages || wanted == live.language;
+}
+
+/// What those who wait are told of a task that was removed with its account.
+Task removedTask() {
+    Task task;
+    task.status = TaskStatus::failed;
+    task.errorStatus = 404;
+    task.errorCode = "NOT_FOUND";
+    task.error = "The task was removed.";
+    return task;
+}
+
+Sha256Value hashOfSamples(AudioReader& audio) {
+    Sha256 hash;
+    AudioBlock block;
+    while (audio.read(block))
+        hash.update(block.mono);
+    return hash.finish();
+}
+
+} // namespace
+
+TaskService::TaskService(TaskSettings settings, std::shared_ptr<Recogniser> recogniser, TaskStore::WallClock clock)
+    : settings_(std::move(settings)), recogniser_(std::move(recogniser)),
+      store_(settings_.dataFolder / "tasks.sqlite", std::move(clock)),
+      spool_(std::make_shared<Spool>(settings_.dataFolder / "uploads", settings_.maxSpoolBytes)) {}
+
+TaskService::~TaskService() { stop(); }
+
+void TaskService::start() {
+    std::set<std::string> needed;
+    for (const Task& task : store_.unfinished()) {
+        const auto& request = task.request;
+        std::error_code error;
+        const auto size = std::filesystem::file_size(spool_->path(request.audioFile), error);
+        if (error || static_cast<int64_t>(size) != request.audioBytes) {
+            store_.fail(task.id, 503, "AUDIO_LOST", "The server lost the uploaded audio; upload it again.");
+            log(LogLevel::error, "tasks", "the audio of task " + task.id + " is gone; the task has failed");
+        } else if (task.attempts >= maxAttempts) {
+            store_.fail(task.id, 500, "RECOGNITION_CRASHED",
+                        "Recognising this audio ended the server several times; it is not tried again.");
+            log(LogLevel::error, "tasks", "task " + task.id + " ended the server several times and is given up");
+        } else {
+            store_.requeue(task.id, false);
+            needed.insert(request.audioFile);
+            queue_.push({request.userId, task.id});
+        }
+    }
+    spool_->retain(needed);
+    if (!needed.empty())
+        log(LogLevel::info, "tasks", "taking up " + std::to_string(needed.size()) + " unfinished tasks");
+    expire();
+    nextExpiry_ = Clock::now() + expiryInterval;
+    for (unsigned i = 0; i < std::max(1U, settings_.workers); ++i)
+        workers_.emplace_back([this] { work(); });
+}
+
+void TaskService::stop() {
+    {
+        const std::scoped_lock lock(mutex_);
+        stopping_ = true;
+        for (const auto& [id, running] : running_)
+            running->stop.request_stop();
+        waiting_.clear();
+    }
+    changed_.notify_all();
+    for (auto& worker : workers_)
+        worker.join();
+    workers_.clear();
+}
+
+std::unique_ptr<UploadForm> TaskService::form(const std::string& contentType) const {
+    return std::make_unique<UploadForm>(spool_, contentType, settings_.maxFileBytes);
+}
+
+Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& form) {
+    auto audio = form.takeAudio();
+    // Refuses what is no audio before anybody waits for it.
+    const auto path = spool_->path(audio->name());
+    { const AudioReader check(path); }
+
+    TaskRequest request;
+    request.userId = userId;
+    request.kind = kind;
+    request.recordingId = form.recordingId();
+    request.language = form.language();
+    request.purpose = form.purpose();
+    request.provider = recogniser_->name();
+    request.audioHash = form.audioHash();
+    request.audioFile = audio->name();
+    request.audioBytes = audio->size();
+
+    const std::scoped_lock submitLock(submitMutex_);
+    if (auto same = store_.match(request)) {
+        log(LogLevel::info, "tasks", "a request of user " + userId + " joins task " + same->id);
+        return *same;
+    }
+    if (kind == TaskKind::transcription && !request.recordingId.empty() && !request.wantsFreshResult()) {
+        if (auto live = answerFromLive(userId, form, path))
+            return *live;
+    }
+    if (store_.unfinishedOf(userId) >= settings_.maxTasksPerUser)
+        throw UploadError(429, "TOO_MANY_TASKS",
+                          "Too many files of this account wait to be recognised; try again when some are done.");
+    Task task = store_.add(request);
+    audio->keep();
+    log(LogLevel::info, "tasks",
+        "task " + task.id + " of user " + userId + ": " + std::to_string(request.audioBytes) + " bytes to recognise");
+    {
+        const std::scoped_lock lock(mutex_);
+        queue_.push({userId, task.id});
+    }
+    changed_.notify_one();
+    return task;
+}
+
+std::optional<Task> TaskService::answerFromLive(const std::string& userId, const UploadForm& form,
+                                                const std::filesystem::path& audio) {
+    const auto live = store_.findLive(userId, form.recordingId());
+    if (!live || live->text.empty() || live->provider != recogniser_->name() || !languageFits(form.language(), *live))
+        return std::nullopt;
+    AudioReader reader(audio);
+    if (!reader.isVerbatim() || reader.length() != live->sampleCount ||
+        !store_.liveMatches(*live, hashOfSamples(reader)))
+        return std::nullopt;
+    log(LogLevel::info, "tasks", "a file of user " + userId + " was heard live before; answered without recognition");
+    RecognisedFile heard;
+    heard.text = live->text;
+    heard.language = live->language;
+    heard.sampleCount = live->sampleCount;
+    Task task;
+    task.id = live->id;
+    task.status = TaskStatus::completed;
+    task.result = toText(transcriptionResult(live->id, heard));
+    return task;
+}
+
+void TaskService::whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done) {
+    std::optional<Task> task;
+    {
+        // Under the lock under which the end of a task is told, so that it cannot be missed.
+        const std::scoped_lock lock(mutex_);
+        task = store_.find(userId, id);
+        if (task && !task->isOver()) {
+            if (!stopping_)
+                waiting_[id].push_back(std::move(done));
+            return;
+        }
+    }
+    done(task ? *task : removedTask());
+}
+
+double TaskService::progress(const std::string& id) const {
+    const std::scoped_lock lock(mutex_);
+    const auto found = running_.find(id);
+    return found == running_.end() ? 0 : found->second->progress.load();
+}
+
+void TaskService::keepLive(const LiveTranscript& transcript) {
+    try {
+        store_.keepLive(transcript);
+    } catch (const std::exception& error) {
+        log(LogLevel::error, "tasks", std::string("cannot keep a live transcript: ") + error.what());
+    }
+}
+
+void TaskService::removeUser(const std::string& userId) {
+    {
+        const std::scoped_lock lock(mutex_);
+        queue_.remove(userId);
+        for (const auto& [id, running] : running_) {
+            if (running->userId == userId)
+                running->stop.request_stop();
+        }
+    }
+    for (const auto& file : store_.removeUser(userId))
+        spool_->remove(file);
+}
+
+void TaskService::work() {
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        const auto now = Clock::now();
+        if (now >= nextExpiry_) {
+            nextExpiry_ = now + expiryInterval;
+            lock.unlock();
+            expire();
+            lock.lock();
+            continue;
+        }
+        if (now < busyUntil_) {
+            changed_.wait_until(lock, busyUntil_);
+            continue;
+        }
+        const auto item = queue_.pop();
+        if (!item) {
+            changed_.wait_until(lock, nextExpiry_);
+            continue;
+        }
+        lock.unlock();
+        runTask(*item);
+        lock.lock();
+        queue_.done(item->user);
+    }
+}
+
+void TaskService::runTask(const FairQueue::Item& item) {
+    const auto running = std::make_shared<Running>();
+    running->userId = item.user;
+    try {
+        const auto task = store_.find(item.user, item.id);
+        if (!task || task->isOver())
+            return;
+        {
+            const std::scoped_lock lock(mutex_);
+            if (stopping_)
+                return;
+            running_.emplace(item.id, running);
+        }
+        perform(*task, *running);
+    } catch (const std::exception& error) {
+        // Only the database is left to fail, as on a full disk.
+        log(LogLevel::error, "tasks", "task " + item.id + " could not be recorded, later again: " + error.what());
+        const std::scoped_lock lock(mutex_);
+        queue_.pushFront(item);
+        busyUntil_ = Clock::now() + databasePause;
+    }
+    {
+        const std::scoped_lock lock(mutex_);
+        running_.erase(item.id);
+    }
+    try {
+        finished(item.user, item.id);
+    } catch (const std::exception& error) {
+        log(LogLevel::error, "tasks", "the end of task " + item.id + " could not be told: " + error.what());
+    }
+}
+
+void TaskService::perform(const Task& task, Running& running) {
+    const auto& request = task.request;
+    const auto fail = [&](int status, const std::string& code, const std::string& detail) {
+        log(LogLevel::error, "tasks", "task " + task.id + " failed with " + code + ": " + detail);
+        store_.fail(task.id, status, code, detail);
+        spool_->remove(request.audioFile);
+    };
+    store_.begin(task.id);
+    log(LogLevel::info, "tasks", "task " + task.id + " begun, attempt " + std::to_string(task.attempts + 1));
+    try {
+        AudioReader audio(spool_->path(request.audioFile));
+        SpeakerTracker speakers;
+        FileRecognitionSettings settings;
+        settings.language = request.language;
+        settings.stallTimeout = settings_.stallTimeout;
+        settings.onProgress = [&running](double share) { running.progress = share; };
+        if (request.kind == TaskKind::diarization) {
+            settings.onAudio = [&speakers](const AudioBlock& block) {
+                if (block.left.empty())
+                    speakers.push(block.mono);
+                else
+                    speakers.push(block.left, block.right);
+            };
+        }
+        const auto begin = Clock::now();
+        const RecognisedFile file = recogniseFile(*recogniser_, audio, settings, running.stop.get_token());
+        const Json result = request.kind == TaskKind::diarization
+                                ? diarizationResult(file, speakers.finish(), recogniser_->name())
+                                : transcriptionResult(task.id, file);
+        store_.complete(task.id, toText(result));
+        spool_->remove(request.audioFile);
+        const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+        log(LogLevel::info, "tasks",
+            "task " + task.id + " done: " + std::to_string(file.sampleCount / AudioReader::rate) + " s of audio in " +
+                std::to_string(took.count()) + " ms");
+    } catch (const RecognitionStopped&) {
+        store_.requeue(task.id, true);
+    } catch (const RecogniserBusy&) {
+        store_.requeue(task.id, true);
+        const std::scoped_lock lock(mutex_);
+        queue_.pushFront({request.userId, task.id});
+        busyUntil_ = Clock::now() + busyPause;
+    } catch (const LanguageNotServed& error) {
+        fail(422, "LANGUAGE_NOT_SERVED", error.what());
+    } catch (const RecogniserUnavailable& error) {
+        fail(503, "STT_UNAVAILABLE", error.what());
+    } catch (const RecognitionFailed& error) {
+        fail(503, error.isUnavailable ? "STT_UNAVAILABLE" : "TRANSCRIPTION_ERROR", error.what());
+    } catch (const UploadError& error) {
+        fail(error.status(), error.code(), error.what());
+    } catch (const DatabaseError&) {
+        throw;
+    } catch (const std::exception& error) {
+        fail(500, "INTERNAL_ERROR", error.what());
+    }
+}
+
+void TaskService::finished(const std::string& userId, const std::string& id) {
+    std::vector<std::function<void(const Task&)>> waiting;
+    std::optional<Task> task;
+    {
+        const std::scoped_lock lock(mutex_);
+        task = store_.find(userId, id);
+        if (task && !task->isOver())
+            return;
+        if (const auto found = waiting_.find(id); found != waiting_.end()) {
+            waiting = std::move(found->second);
+            waiting_.erase(found);
+        }
+    }
+    for (const auto& done : waiting)
+        done(task ? *task : removedTask());
+}
+
+void TaskService::expire() {
+    try {
+        for (const auto& file : store_.expire(settings_.resultLifetime, settings_.audioLifetime))
+            spool_->remove(file);
+    } catch (const std::exception& error) {
+        log(LogLevel::error, "tasks", std::string("cannot remove what has expired: ") + error.what());
+    }
+}
+
+} // namespace quillo::server

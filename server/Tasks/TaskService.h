@@ -1,0 +1,104 @@
+#pragma once
+
+#include "Foundation/Json.h"
+#include "Tasks/FairQueue.h"
+#include "Tasks/TaskStore.h"
+#include "Transcription/Recogniser.h"
+#include "Uploads/Spool.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <stop_token>
+#include <thread>
+#include <unordered_map>
+
+namespace quillo::server {
+
+class UploadForm;
+
+struct TaskSettings {
+    std::filesystem::path dataFolder;
+    int64_t maxSpoolBytes = int64_t{10} * 1000 * 1000 * 1000;
+    int64_t maxFileBytes = int64_t{1500} * 1000 * 1000;
+    /// Files recognised at once.
+    unsigned workers = 1;
+    int maxTasksPerUser = 32; ///< queued or running
+    std::chrono::seconds resultLifetime = std::chrono::hours(24 * 8);
+    std::chrono::seconds audioLifetime = std::chrono::hours(48); ///< of audio that could not be recognised so far
+    std::chrono::milliseconds stallTimeout = std::chrono::minutes(5);
+};
+
+/// Recognises uploaded files in the background. A task outlives the client that asked for it and a restart of the
+/// server: it ends in the database, where a repeated request finds it. Thread-safe.
+class TaskService {
+public:
+    /// Opens the database and the spool. Throws std::runtime_error.
+    TaskService(TaskSettings settings, std::shared_ptr<Recogniser> recogniser, TaskStore::WallClock clock);
+    /// Stops.
+    ~TaskService();
+    TaskService(const TaskService&) = delete;
+    TaskService& operator=(const TaskService&) = delete;
+
+    /// Takes up what an earlier run left, and begins to work.
+    void start();
+    /// Abandons what is being recognised, to be begun anew by the next start, and returns when the workers have ended.
+    void stop();
+
+    /// A form for an upload to this server. Throws UploadError.
+    [[nodiscard]] std::unique_ptr<UploadForm> form(const std::string& contentType) const;
+
+    /// Takes a finished form, whose audio becomes the task's; or finds the task that already does what is asked for,
+    /// or the live transcript of the same audio. Throws UploadError, DatabaseError.
+    Task submit(const std::string& userId, TaskKind kind, UploadForm& form);
+
+    /// Calls `done` once, when the task is over: at once, or from a worker. Never when the server stops before.
+    void whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done);
+
+    std::optional<Task> find(const std::string& userId, const std::string& id) { return store_.find(userId, id); }
+    std::optional<Task> findDiarization(const std::string& userId, const std::string& recordingId) {
+        return store_.findDiarization(userId, recordingId);
+    }
+    /// How much of a running task is done, 0 to 1.
+    [[nodiscard]] double progress(const std::string& id) const;
+
+    /// Keeps what a live session heard. Never throws: what could not be kept is recognised again if it is needed.
+    void keepLive(const LiveTranscript& transcript);
+    /// Removes all of a user, and stops what is being done for them.
+    void removeUser(const std::string& userId);
+
+    [[nodiscard]] const Spool& spool() const { return *spool_; }
+
+private:
+    struct Running {
+        std::string userId;
+        std::stop_source stop;
+        std::atomic<double> progress = 0;
+    };
+
+    void work();
+    void perform(const Task& task, Running& running);
+    void runTask(const FairQueue::Item& item);
+    void finished(const std::string& userId, const std::string& id);
+    void expire();
+    std::optional<Task> answerFromLive(const std::string& userId, const UploadForm& form,
+                                       const std::filesystem::path& audio);
+
+    const TaskSettings settings_;
+    std::shared_ptr<Recogniser> recogniser_;
+    TaskStore store_;
+    std::shared_ptr<Spool> spool_;
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    FairQueue queue_;
+    std::unordered_map<std::string, std::shared_ptr<Running>> running_;
+    std::unordered_map<std::string, std::vector<std::function<void(const Task&)>>> waiting_;
+    std::chrono::steady_clock::time_point nextExpiry_;
+    std::chrono::steady_clock::time_point busyUntil_; ///< the recogniser has no place before
+    bool stopping_ = false;
+    std::mutex submitMutex_; ///< two requests for the same must not both find nothing
+    std::vector<std::thread> workers_;
+};
+
+} // namespace quillo::server

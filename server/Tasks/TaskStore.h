@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Storage/Database.h"
+#include "Tasks/Task.h"
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace quillo::server {
+
+/// Uploaded work and its results in SQLite. Thread-safe; calls take a lock and touch the disk, so they belong on a
+/// thread that may block. Every function throws DatabaseError.
+class TaskStore {
+public:
+    using WallClock = std::function<std::chrono::system_clock::time_point()>;
+    /// A repeated request for a fresh result within this time is taken for a retry of the first.
+    static constexpr std::chrono::minutes retryWindow{10};
+
+    TaskStore(const std::filesystem::path& file, WallClock clock);
+
+    /// The task that already does, or did, what is asked for; empty when there is none.
+    std::optional<Task> match(const TaskRequest& request);
+    Task add(const TaskRequest& request);
+
+    /// A user's task; empty when it is unknown or another user's.
+    std::optional<Task> find(const std::string& userId, const std::string& id);
+    /// The newest diarization of a user's recording.
+    std::optional<Task> findDiarization(const std::string& userId, const std::string& recordingId);
+    /// Tasks that are queued or running, oldest first.
+    std::vector<Task> unfinished();
+    [[nodiscard]] int unfinishedOf(const std::string& userId);
+
+    /// Counts an attempt.
+    void begin(const std::string& id);
+    /// Puts it back; `uncount` takes the attempt back, which was not the task's fault.
+    void requeue(const std::string& id, bool uncount);
+    /// The end of a task: its audio is not needed any more.
+    void complete(const std::string& id, const std::string& result);
+    void fail(const std::string& id, int status, const std::string& code, const std::string& error);
+
+    /// Replaces what was kept for the same recording.
+    void keepLive(const LiveTranscript& transcript);
+    std::optional<LiveTranscript> findLive(const std::string& userId, const std::string& recordingId);
+    /// True when the live transcript was made from samples with this hash.
+    bool liveMatches(const LiveTranscript& transcript, const Sha256Value& sampleHash);
+
+    /// Forgets results older than `results`, and gives up work older than `audio`. Returns the audio files that are
+    /// not needed any more.
+    std::vector<std::string> expire(std::chrono::seconds results, std::chrono::seconds audio);
+    /// Forgets all of a user; returns audio files as `expire` does.
+    std::vector<std::string> removeUser(const std::string& userId);
+
+private:
+    static Task read(const Statement& row);
+    std::optional<Task> findOne(Statement& query);
+    std::vector<std::string> audioFiles(Statement& query);
+    [[nodiscard]] int64_t now() const;
+
+    std::mutex mutex_;
+    WallClock clock_;
+    Database database_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,69 @@
+#include "Transport/Waiting.h"
+
+#include "Transport/RunBlocking.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+namespace quillo::server {
+namespace {
+
+/// How often it is looked whether the client is still there.
+constexpr auto lookInterval = std::chrono::seconds(1);
+
+/// What the waiting connection and the thread that answers share.
+struct Pending {
+    explicit Pending(const asio::any_io_executor& strand) : timer(strand) {}
+    asio::steady_timer timer;
+    std::optional<HttpResponse> response;
+};
+
+} // namespace
+
+asio::awaitable<std::optional<HttpResponse>> waitForAnswer(LaterResponse later,
+                                                           std::shared_ptr<ConnectionContext> context,
+                                                           std::shared_ptr<ConnectionControl> control) {
+    const auto pending = std::make_shared<Pending>(control->strand());
+    const auto done = [pending, strand = control->strand()](HttpResponse response) {
+        asio::post(strand, [pending, response = std::move(response)]() mutable {
+            pending->response = std::move(response);
+            pending->timer.cancel();
+        });
+    };
+    co_await runBlocking(context->blocking, control->strand(), [&later, &done] {
+        later.whenReady(done);
+        return true;
+    });
+    control->onStop([pending, control] {
+        pending->timer.cancel();
+        control->cut();
+    });
+    const auto end = ConnectionControl::Clock::now() + context->options.answerTimeout;
+    boost::system::error_code ignored;
+    while (!pending->response && ConnectionControl::Clock::now() < end) {
+        if (context->stopping || control->peerHasClosed())
+            co_return std::nullopt;
+        // Without a deadline of its own the wait would be cut as a slow request.
+        control->expireAfter(2 * lookInterval + context->options.requestTimeout);
+        pending->timer.expires_after(
+            std::min<ConnectionControl::Clock::duration>(lookInterval, end - ConnectionControl::Clock::now()));
+        co_await pending->timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    }
+    control->onStop({});
+    if (!pending->response)
+        co_return std::move(later.late);
+    co_return std::move(pending->response);
+}
+
+asio::awaitable<void> destroyBlocking(ConnectionContext& context, asio::any_io_executor strand,
+                                      std::unique_ptr<BodyReceiver> receiver) {
+    if (!receiver)
+        co_return;
+    co_await runBlocking(context.blocking, strand, [&receiver] {
+        receiver.reset();
+        return true;
+    });
+}
+
+} // namespace quillo::server

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Uploads/WavFile.h"
+
+#include <memory>
+#include <vector>
+
+namespace quillo::server {
+
+/// A stretch of audio at 16 kHz.
+struct AudioBlock {
+    std::vector<int16_t> mono; ///< both channels mixed
+    /// Of a stereo file; empty of a mono one.
+    std::vector<int16_t> left;
+    std::vector<int16_t> right;
+};
+
+/// Reads a WAV file of any rate as 16 kHz, a second at a time. Not thread-safe.
+class AudioReader {
+public:
+    static constexpr int rate = 16000;
+
+    /// Throws as WavFile does.
+    explicit AudioReader(const std::filesystem::path& file);
+    ~AudioReader();
+    AudioReader(const AudioReader&) = delete;
+    AudioReader& operator=(const AudioReader&) = delete;
+
+    /// Samples at 16 kHz that will come in all, within one or two when the rate is converted.
+    [[nodiscard]] int64_t length() const;
+    [[nodiscard]] bool isStereo() const { return wav_.channels() == 2; }
+    /// True when the samples are passed on as they are: 16 kHz mono.
+    [[nodiscard]] bool isVerbatim() const { return wav_.channels() == 1 && wav_.rate() == rate; }
+
+    /// The next block; false at the end. Throws std::runtime_error.
+    bool read(AudioBlock& block);
+
+private:
+    class Converter;
+    WavFile wav_;
+    std::unique_ptr<Converter> converter_;
+    std::vector<int16_t> input_;
+    std::vector<int16_t> output_;
+};
+
+} // namespace quillo::server

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillo::server {
+
+/// What stands in the header of a part.
+struct PartHeader {
+    std::string name;
+    std::optional<std::string> fileName;
+    std::string contentType; ///< empty when not given
+};
+
+/// Receives the parts of a form, one after another.
+class MultipartSink {
+public:
+    virtual ~MultipartSink() = default;
+    virtual void partBegan(const PartHeader& header) = 0;
+    virtual void partData(std::string_view bytes) = 0;
+    virtual void partEnded() = 0;
+};
+
+/// Cuts a multipart/form-data body (RFC 7578, RFC 2046 section 5.1) into its parts as it arrives. Keeps no more than
+/// a block, a delimiter and a part's header in memory. What the sink throws passes through. Not thread-safe.
+class MultipartParser {
+public:
+    static constexpr size_t maxHeaderBytes = size_t{8} * 1024;
+    static constexpr size_t maxPreambleBytes = 1024;
+    static constexpr int maxParts = 32;
+
+    /// The boundary that a Content-Type names; empty when there is none that RFC 2046 allows.
+    static std::optional<std::string> boundaryOf(std::string_view contentType);
+
+    /// `sink` must outlive the parser.
+    MultipartParser(const std::string& boundary, MultipartSink& sink);
+
+    /// Throws UploadError when the bytes are not a form.
+    void push(std::string_view bytes);
+    /// The body is over. Throws UploadError when its closing boundary has not come.
+    void finish() const;
+
+private:
+    enum class State { preamble, delimiter, header, body, epilogue };
+
+    bool step();
+    bool skipPreamble();
+    bool readDelimiter();
+    bool readHeader();
+    bool readBody();
+
+    MultipartSink& sink_;
+    std::string delimiter_; ///< with the line break before it
+    std::string pending_;
+    size_t read_ = 0; ///< how much of `pending_` is done with
+    size_t preamble_ = 0;
+    int parts_ = 0;
+    State state_ = State::preamble;
+};
+
+} // namespace quillo::server

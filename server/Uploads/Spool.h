@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace quillo::server {
+
+class Spool;
+
+/// A file being uploaded. Removed when destroyed, unless it was kept.
+class SpoolFile {
+public:
+    ~SpoolFile();
+    SpoolFile(const SpoolFile&) = delete;
+    SpoolFile& operator=(const SpoolFile&) = delete;
+
+    /// Appends. Throws UploadError (507) when the disk or the spool is full.
+    void write(std::string_view bytes);
+    /// Everything was written: brings it to the disk, so that it survives a power cut. Throws UploadError.
+    void close();
+    /// From now on the file stays until `Spool::remove`.
+    void keep() { kept_ = true; }
+
+    [[nodiscard]] const std::string& name() const { return name_; }
+    [[nodiscard]] int64_t size() const { return size_; }
+
+private:
+    friend class Spool;
+    SpoolFile(std::shared_ptr<Spool> spool, std::string name, int descriptor);
+
+    std::shared_ptr<Spool> spool_;
+    std::string name_;
+    int descriptor_;
+    int64_t size_ = 0;
+    bool kept_ = false;
+};
+
+/// The folder, readable by the owner alone, where uploaded audio waits to be recognised. Bounds the bytes in it.
+/// Thread-safe.
+class Spool : public std::enable_shared_from_this<Spool> {
+public:
+    /// Makes the folder if it is missing. Throws std::runtime_error.
+    Spool(std::filesystem::path folder, int64_t maxBytes);
+
+    /// Throws UploadError when the file cannot be made.
+    std::unique_ptr<SpoolFile> create();
+    /// Removes a kept file; one that is gone already is no error.
+    void remove(const std::string& name);
+    /// Removes every file whose name is not in `names`: what a server that was killed left behind.
+    void retain(const std::set<std::string>& names);
+
+    [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+    /// Bytes in the folder.
+    [[nodiscard]] int64_t used() const;
+
+private:
+    friend class SpoolFile;
+    void reserve(int64_t bytes);
+    void release(int64_t bytes);
+
+    std::filesystem::path folder_;
+    int64_t maxBytes_;
+    mutable std::mutex mutex_;
+    int64_t used_ = 0;
+};
+
+} // namespace quillo::server

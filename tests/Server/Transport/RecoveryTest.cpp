@@ -1,0 +1,134 @@
+#include "FileFixture.h"
+#include "ServerProcess.h"
+
+#include <QFile>
+
+#include <csignal>
+#include <sys/resource.h>
+
+using namespace quillo::test;
+using quillo::server::Json;
+
+namespace {
+
+/// Uploads survive what happens to the server; told by the real program.
+class Recovery : public testing::Test {
+protected:
+    void SetUp() override {
+        QFile file(script);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(R"({"words": ["one", "two"], "words_per_second": 2, "words_per_final": 4, "speed": 20})");
+    }
+    void start(const QStringList& more = {}) {
+        server.start(
+            QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), QStringLiteral("--script"), script} +
+            more);
+        if (token.isEmpty()) {
+            const auto signedIn = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
+            token = QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>());
+        }
+    }
+    void killServer() {
+        server.process.kill();
+        ASSERT_TRUE(server.finished());
+        server.process.readAllStandardError();
+    }
+    HttpAnswer send(const Form& what) const {
+        return parseAnswer(exchange(server.port, uploadRequest("/transcription/file", token, what.body())));
+    }
+    /// Begins an upload of ten seconds, which take half a second to recognise, and waits until that has begun.
+    void beginUpload() {
+        socket.connectToHost(QStringLiteral("127.0.0.1"), server.port);
+        socket.write(uploadRequest("/transcription/file", token, form.body()));
+        QByteArray log;
+        ASSERT_TRUE(waitUntil([&] {
+            log += server.process.readAllStandardError();
+            return log.contains("begun, attempt 1");
+        }));
+    }
+    [[nodiscard]] qsizetype spooled() const {
+        return QDir(server.data + QStringLiteral("/uploads")).entryList(QDir::Files).size();
+    }
+
+    QTemporaryDir folder;
+    QString script = folder.filePath(QStringLiteral("script.json"));
+    ServerProcess server{folder.filePath(QStringLiteral("data"))};
+    QString token;
+    QTcpSocket socket;
+    Form form{.file = wav(160000), .recordingId = "r1"};
+};
+
+TEST_F(Recovery, AKilledServerTakesUpWhatItWasDoing) {
+    start();
+    beginUpload();
+    killServer();
+    EXPECT_EQ(spooled(), 1);
+    {
+        // What an upload that was cut off by the kill would have left.
+        QFile rest(server.data + QStringLiteral("/uploads/rest.audio"));
+        ASSERT_TRUE(rest.open(QIODevice::WriteOnly));
+    }
+    start();
+    // Nobody asks, and yet it is done.
+    ASSERT_TRUE(waitUntil([&] { return spooled() == 0; }));
+    const auto answer = send(form);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body["word_count"], 20);
+    EXPECT_TRUE(waitUntil([&] { return server.process.readAllStandardError().contains("joins task"); }));
+}
+
+TEST_F(Recovery, ASignalledServerTakesItUpToo) {
+    start();
+    beginUpload();
+    ::kill(static_cast<pid_t>(server.process.processId()), SIGTERM);
+    ASSERT_TRUE(server.finished());
+    EXPECT_EQ(server.process.exitCode(), 0);
+    EXPECT_EQ(spooled(), 1);
+    start();
+    EXPECT_EQ(send(form).body["word_count"], 20);
+    EXPECT_EQ(spooled(), 0);
+}
+
+TEST_F(Recovery, AFileThatEndsTheServerEveryTimeIsGivenUp) {
+    start();
+    beginUpload();
+    const auto logged = [this](const char* text) {
+        QByteArray log;
+        return waitUntil([&] { return (log += server.process.readAllStandardError()).contains(text); });
+    };
+    for (int attempt = 1; attempt <= 3; ++attempt) {
+        ASSERT_TRUE(attempt == 1 || logged("begun, attempt")); // the first was seen by beginUpload
+        killServer();
+        start();
+    }
+    EXPECT_TRUE(logged("is given up"));
+    EXPECT_EQ(spooled(), 0);
+    EXPECT_EQ(send(form).status, 200); // asked for anew, it is tried anew
+}
+
+TEST_F(Recovery, ShortenedAudioIsNotTakenForTheRecording) {
+    start();
+    beginUpload();
+    killServer();
+    const auto names = QDir(server.data + QStringLiteral("/uploads")).entryInfoList(QDir::Files);
+    ASSERT_EQ(names.size(), 1);
+    ASSERT_TRUE(QFile::resize(names.front().filePath(), 1000));
+    start();
+    EXPECT_EQ(spooled(), 0);
+    EXPECT_EQ(send(form).body["word_count"], 20);
+}
+
+TEST_F(Recovery, AFullDiskIsToldAndLeavesNothing) {
+    server.process.setChildProcessModifier([] {
+        const rlimit limit{300000, 300000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    start();
+    const auto full = send(form);
+    EXPECT_EQ(full.status, 507);
+    EXPECT_EQ(full.body["code"], "INSUFFICIENT_STORAGE");
+    EXPECT_EQ(spooled(), 0);
+    EXPECT_EQ(send({.file = wav(1600)}).status, 200);
+}
+
+} // namespace
