@@ -72,10 +72,10 @@ struct ModelContext::Implementation {
     /// Calls `row` for each record of `query`.
     template <typename Row>
     void forEach(const RecordQuery& query, const std::string& columns, Row row) {
-        const RecordSelect select(query);
-        if (!select.canMatch())
-            return;
         withChanges([&] {
+            const RecordSelect select(query, *database);
+            if (!select.canMatch())
+                return;
             Statement statement(*database, select.rows(columns));
             select.bind(statement);
             while (statement.step())
@@ -169,10 +169,10 @@ QList<RecordSummary> ModelContext::summaries(const RecordQuery& query) {
 
 int64_t ModelContext::count(const RecordQuery& query) {
     auto& self = *m_implementation;
-    const RecordSelect select(query);
-    if (!select.canMatch())
-        return 0;
     return self.withChanges([&] {
+        const RecordSelect select(query, *self.database);
+        if (!select.canMatch())
+            return int64_t{0};
         Statement statement(*self.database, select.count());
         select.bind(statement);
         return statement.step() ? statement.integer(0) : 0;

@@ -17,7 +17,7 @@ void logError(const QString& message) {
 /// As the history's list of names is sorted: by the user's language, numbers by their value.
 QCollator nameOrder() {
     // The C locale compares bytes, which is nobody's order of names.
-    QCollator collator(QLocale() == QLocale::c() ? QLocale(QLocale::English) : QLocale());
+    QCollator collator(QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale());
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     return collator;

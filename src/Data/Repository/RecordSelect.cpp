@@ -9,19 +9,35 @@ namespace quillo {
 
 namespace {
 
-QString fullTextQuery(const RecordQuery& query) {
+/// More would cost more to look for than the index's own way.
+constexpr qsizetype mostCompletions = 256;
+
+std::optional<QStringList> wordsBeginningWith(const QString& prefix, Database& database) {
+    auto& statement = database.prepared("SELECT word FROM QuilloWord WHERE word >= ?1 AND word < ?2 LIMIT " +
+                                        std::to_string(mostCompletions + 1));
+    // Behind every word that begins so.
+    statement.bind(1, prefix).bind(2, QString(prefix + QString::fromUcs4(U"\U0010ffff", 1)));
+    QStringList words;
+    while (statement.step())
+        words.append(statement.text(0));
+    statement.reset();
+    return words.size() > mostCompletions ? std::nullopt : std::optional(words);
+}
+
+QString fullTextQuery(const RecordQuery& query, Database& database) {
     QStringList marks;
     for (const auto& tag : query.tagNames)
         marks.append(searchWords::tagMark(tag));
     if (query.favoritesOnly)
         marks.append(searchWords::favoriteMark());
-    return searchWords::matching(query.search, marks);
+    return searchWords::matching(query.search, marks,
+                                 [&database](const QString& prefix) { return wordsBeginningWith(prefix, database); });
 }
 
 } // namespace
 
-RecordSelect::RecordSelect(const RecordQuery& query) : m_query(query) {
-    const auto words = fullTextQuery(query);
+RecordSelect::RecordSelect(const RecordQuery& query, Database& database) : m_query(query) {
+    const auto words = fullTextQuery(query, database);
     if (!words.isEmpty()) {
         // Bounds belong to the full-text table, so that it does not read what lies outside them.
         m_position = "s.rowid";

@@ -11,7 +11,7 @@ namespace quillo {
 /// A record query in SQL.
 class RecordSelect {
 public:
-    explicit RecordSelect(const RecordQuery& query);
+    RecordSelect(const RecordQuery& query, Database& database);
 
     /// False when the query can find nothing: its search holds no word.
     [[nodiscard]] bool canMatch() const { return m_canMatch; }

@@ -22,19 +22,47 @@ QByteArray blob(sqlite3_value* value) {
     return QByteArray(bytes, bytes ? sqlite3_value_bytes(value) : 0);
 }
 
+struct Words {
+    QString text;
+    QStringList tags;
+};
+
+/// Of the first four arguments.
+Words wordsOf(sqlite3_value** arguments) {
+    Words words;
+    words.tags = decodeTagNames(blob(arguments[3]));
+    // A line break ends every word, also those of scripts without spaces.
+    const QStringList texts{text(arguments[0]), text(arguments[1]), text(arguments[2]), words.tags.join(u'\n')};
+    words.text = searchWords::indexed(texts.join(u'\n'));
+    return words;
+}
+
+void setResult(sqlite3_context* context, const QByteArray& bytes) {
+    sqlite3_result_text64(context, bytes.constData(), static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT,
+                          SQLITE_UTF8);
+}
+
 void words(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
     try {
-        const auto tags = decodeTagNames(blob(arguments[3]));
-        // A line break ends every word, also those of scripts without spaces.
-        const QStringList texts{text(arguments[0]), text(arguments[1]), text(arguments[2]), tags.join(u'\n')};
-        QString result = searchWords::indexed(texts.join(u'\n'));
+        auto [result, tags] = wordsOf(arguments);
         for (const auto& tag : tags)
             result += u' ' + searchWords::tagMark(tag);
         if (sqlite3_value_int(arguments[4]) != 0)
             result += u' ' + searchWords::favoriteMark();
-        const auto bytes = result.toUtf8();
-        sqlite3_result_text64(context, bytes.constData(), static_cast<sqlite3_uint64>(bytes.size()), SQLITE_TRANSIENT,
-                              SQLITE_UTF8);
+        setResult(context, result.toUtf8());
+    } catch (const std::bad_alloc&) {
+        sqlite3_result_error_nomem(context);
+    }
+}
+
+void longWords(sqlite3_context* context, int /*count*/, sqlite3_value** arguments) {
+    try {
+        QByteArray array("[");
+        for (const auto& word : wordsOf(arguments).text.split(u' '))
+            // Letters and digits only: nothing to escape.
+            if (searchWords::isListed(word))
+                array += (array.size() > 1 ? ",\"" : "\"") + word.toUtf8() + '"';
+        setResult(context, array + ']');
     } catch (const std::bad_alloc&) {
         sqlite3_result_error_nomem(context);
     }
@@ -49,7 +77,7 @@ void position(sqlite3_context* context, int /*count*/, sqlite3_value** arguments
 int64_t positionOf(double createdAt) {
     // Leaves room for the places of a millisecond, and holds dates far beyond any calendar.
     constexpr double furthest = 4e12;
-    constexpr int64_t placesPerMillisecond = 1024;
+    constexpr int64_t placesPerMillisecond = 16;
     const double seconds = std::isfinite(createdAt) ? std::clamp(createdAt, -furthest, furthest) : 0;
     return static_cast<int64_t>(std::llround(seconds * 1000)) * placesPerMillisecond;
 }
@@ -57,6 +85,7 @@ int64_t positionOf(double createdAt) {
 void registerSearchFunctions(sqlite3* database) {
     constexpr int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
     sqlite3_create_function_v2(database, "quillo_words", 5, flags, nullptr, words, nullptr, nullptr, nullptr);
+    sqlite3_create_function_v2(database, "quillo_long_words", 5, flags, nullptr, longWords, nullptr, nullptr, nullptr);
     sqlite3_create_function_v2(database, "quillo_position", 1, flags, nullptr, position, nullptr, nullptr, nullptr);
 }
 

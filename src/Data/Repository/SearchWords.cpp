@@ -24,21 +24,27 @@ bool isDiacritic(char32_t character) {
            (character >= 0xfe00 && character <= 0xfe0f);
 }
 
-/// Letters that Unicode does not take apart though people type them without the stroke.
-char32_t withoutStroke(char32_t character) {
+/// Letters that Unicode does not take apart though people type them so.
+std::u32string_view spelledOut(char32_t character) {
     switch (character) {
+    case U'ß':
+        return U"ss";
+    case U'æ':
+        return U"ae";
+    case U'œ':
+        return U"oe";
     case U'ø':
-        return U'o';
+        return U"o";
     case U'ł':
-        return U'l';
+        return U"l";
     case U'đ':
-        return U'd';
+        return U"d";
     case U'ħ':
-        return U'h';
+        return U"h";
     case U'ı':
-        return U'i';
+        return U"i";
     default:
-        return character;
+        return {};
     }
 }
 
@@ -46,10 +52,15 @@ std::u32string folded(const QString& text) {
     const bool isAscii = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
     if (isAscii)
         return text.toLower().toStdU32String();
-    auto characters = text.normalized(QString::NormalizationForm_KD).toCaseFolded().toStdU32String();
-    std::erase_if(characters, isDiacritic);
-    for (auto& character : characters)
-        character = withoutStroke(character);
+    std::u32string characters;
+    for (const auto character : text.normalized(QString::NormalizationForm_KD).toCaseFolded().toStdU32String()) {
+        if (isDiacritic(character))
+            continue;
+        if (const auto letters = spelledOut(character); !letters.empty())
+            characters += letters;
+        else
+            characters += character;
+    }
     return QString::fromStdU32String(characters).normalized(QString::NormalizationForm_C).toStdU32String();
 }
 
@@ -120,7 +131,21 @@ QString toString(std::u32string_view characters) {
 
 const QString asPrefix = QStringLiteral("*");
 
+/// As in the index's declaration.
+constexpr qsizetype longestIndexedPrefix = 5;
+
 QString quoted(const QString& word) { return u'"' + word + u'"'; }
+
+QString beginningWith(const QString& prefix, const Completion& completion) {
+    const auto complete = isListed(prefix) ? completion(prefix) : std::nullopt;
+    if (!complete)
+        return quoted(prefix) + asPrefix;
+    QStringList words{quoted(prefix)};
+    for (const auto& word : *complete)
+        if (word != prefix)
+            words.append(quoted(word));
+    return u'(' + words.join(QStringLiteral(" OR ")) + u')';
+}
 
 } // namespace
 
@@ -151,32 +176,38 @@ QString tagMark(const QString& tagName) { return tagMarker + QString::fromLatin1
 
 QString favoriteMark() { return favoriteMarker; }
 
-QString matching(const QString& search, const QStringList& marks) {
+bool isListed(const QString& word) {
+    // Surrogates only ever make a word seem longer.
+    return word.size() > longestIndexedPrefix;
+}
+
+QString matching(const QString& search, const QStringList& marks, const Completion& completion) {
     QStringList terms;
     for (const auto& mark : marks)
         terms.append(quoted(mark));
     const auto text = folded(search.left(4096));
-    bool lastIsOpen = false;
+    QString open; // what the last word begins with, while it is typed
     qsizetype words = 0;
     forEachRun(text, [&](std::u32string_view run, Kind kind) {
         if (words >= mostSearchWords)
             return;
-        lastIsOpen = run.data() + run.size() == text.data() + text.size();
+        open.clear();
         if (kind == Kind::unspaced && run.size() > 1) {
             for (size_t i = 0; i + 1 < run.size() && words < mostSearchWords; ++i, ++words)
                 terms.append(quoted(toString(run.substr(i, 2))));
-            lastIsOpen = false;
             return;
         }
         ++words;
-        const bool isCharacter = kind == Kind::unspaced;
-        terms.append(quoted(toString(run.substr(0, longestWord))) + (isCharacter ? asPrefix : QString()));
-        lastIsOpen = lastIsOpen && kind == Kind::spaced;
+        const auto word = toString(run.substr(0, longestWord));
+        terms.append(quoted(word) + (kind == Kind::unspaced ? asPrefix : QString()));
+        // Also with a blank behind it, or the results would vanish between two words.
+        if (kind == Kind::spaced)
+            open = word;
     });
     if (words == 0 && !search.trimmed().isEmpty())
         return {};
-    if (lastIsOpen)
-        terms.last() += asPrefix;
+    if (!open.isEmpty())
+        terms.last() = beginningWith(open, completion);
     return terms.join(QStringLiteral(" AND "));
 }
 

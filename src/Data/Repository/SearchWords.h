@@ -4,6 +4,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+#include <optional>
+
 namespace quillo {
 
 /// How texts become words of the full-text index, and what the user types becomes a query of the same words.
@@ -22,9 +25,16 @@ QString indexed(const QString& text);
 QString tagMark(const QString& tagName);
 QString favoriteMark();
 
+/// Whether the word is kept in the list that completes what is typed: the index itself is slow at beginnings longer
+/// than those it was made for.
+bool isListed(const QString& word);
+
+/// The listed words that begin with `prefix`; nothing when there are too many to look for each.
+using Completion = std::function<std::optional<QStringList>(const QString& prefix)>;
+
 /// The index's query for `search` and `marks` (from `tagMark` and `favoriteMark`), everything required, the last word
 /// as a prefix. Empty when there is nothing to look for.
-QString matching(const QString& search, const QStringList& marks);
+QString matching(const QString& search, const QStringList& marks, const Completion& completion);
 
 } // namespace searchWords
 

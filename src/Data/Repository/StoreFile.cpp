@@ -165,6 +165,10 @@ Opened open(const QString& path) {
     if (QFileInfo(path).isDir())
         fail(path, EISDIR);
     makePrivateFile(path);
+    QStringList madeByOpening;
+    for (const auto& companion : companions)
+        if (!QFile::exists(path + companion))
+            madeByOpening.append(path + companion);
     QString reason;
     QString word;
     try {
@@ -178,6 +182,8 @@ Opened open(const QString& path) {
             throw;
         reason = error.message();
     }
+    for (const auto& companion : madeByOpening)
+        QFile::remove(companion);
     const auto kept = setAside(path, word);
     log(QStringLiteral("❌ DataContainer: %1 Kept as %2; starting a fresh store").arg(reason, kept), LogLevel::error);
     makePrivateFile(path);

@@ -106,8 +106,8 @@ void prepare(Database& database) {
     if (found == version && searchIndex::isComplete(database))
         return;
     Transaction transaction(database);
+    database.execute(bookkeepingTables);
     if (found < version) {
-        database.execute(bookkeepingTables);
         prepareTable(database, appSettingsTable());
         prepareTable(database, tagTable());
         prepareTable(database, recordTable());
