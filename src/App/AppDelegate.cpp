@@ -1,11 +1,14 @@
 #include "App/AppDelegate.h"
 
+#include "App/HotkeySetup.h"
 #include "Core/Log.h"
 #include "Core/LoggingService.h"
 #include "Core/NotificationCenter.h"
 #include "Core/SupportedLanguages.h"
+#include "Data/TagManager.h"
 #include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
+#include "UI/DesktopNotification.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -52,6 +55,10 @@ AppDelegate::~AppDelegate() {
 
 bool AppDelegate::launch() {
     log(QStringLiteral("🚀 Application launching..."));
+    if (!m_instance.acquire())
+        return false;
+    observeNotifications();
+    m_history = openHistory(QCoreApplication::arguments());
     m_control = std::make_unique<ControlService>(controlHooks());
     UserSettings::shared().runMigrations();
     m_environment = chooseServer();
@@ -70,6 +77,7 @@ bool AppDelegate::launch() {
                              QFileInfo(LoggingService::defaultPath()).path() + QStringLiteral("/quillo-server.log"));
     m_services->networkMonitor->startMonitoring();
     checkSession();
+    deliverNotices();
     log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
     return true;
 }
@@ -89,7 +97,9 @@ void AppDelegate::setupStore() {
     m_sideEffects = std::make_unique<RecordingSideEffects>(RecordingServices{
         m_clock, *services.audioService, *services.webSocketService, *services.textInjectionService,
         *services.tokenStorage, *services.authService, *services.permissionService, *services.networkMonitor,
-        *services.metricsService, *services.applications, *services.sounds, [this] { return recordingPreferences(); }});
+        *services.metricsService, *services.applications, *services.sounds, [this] { return recordingPreferences(); },
+        m_history ? ArchiveStores{&m_history->mainContext(), &TagManager::shared()} : ArchiveStores{},
+        [](bool languageMismatch) { UserSettings::shared().countRecording(languageMismatch); }});
     m_store = std::make_unique<RecordingStore>(
         EventExecutor::main(), RecordingState(),
         [reducer = RecordingReducer([this] { return m_clock.wallTime(); })](
@@ -123,10 +133,13 @@ void AppDelegate::setupHotkeys() {
     hotkeys.onHandsOffModeChanged = [this](bool handsOff) { send(action::SetHandsOff{handsOff}); };
     hotkeys.onCancel = [this] { send(action::CancelRecording{}); };
     hotkeys.start();
-    if (!hotkeys.isRunning())
+    if (!hotkeys.isRunning()) {
         log(QStringLiteral(
                 "[AppDelegate] ⚠️ Accessibility not granted. Hotkeys will not work until permission is granted."),
             LogLevel::warn);
+        log(QStringLiteral("[AppDelegate] A key of the desktop can be bound instead; the steps: quillo setup-key"));
+        hotkeySetup::offerOnce();
+    }
 }
 
 void AppDelegate::setupInterface() {
@@ -147,18 +160,46 @@ void AppDelegate::checkSession() {
         if (!failure.isEmpty())
             log(QStringLiteral("Session fallback: anonymous auth failed — %1").arg(failure), LogLevel::warn);
     });
-    QObject::connect(
-        &NotificationCenter::shared(), &NotificationCenter::posted, qApp,
-        [this](const QString& name, const QVariantMap&) {
-            if (name != notification::authUserDidChange)
-                return;
-            log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
-            const auto user = m_services->authService->currentUser();
-            UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
-            if (!m_sideEffects->isBusy())
-                m_tasks.run(QStringLiteral("disconnect"),
-                            [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
-        });
+}
+
+void AppDelegate::observeNotifications() {
+    QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted, qApp,
+                     [this](const QString& name, const QVariantMap& userInfo) {
+                         if (name == notification::authUserDidChange)
+                             userDidChange();
+                         else if (name == notification::userNotice)
+                             m_notices << userInfo.value(QStringLiteral("message")).toString(), deliverNotices();
+                     });
+}
+
+void AppDelegate::userDidChange() {
+    log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
+    const auto user = m_services->authService->currentUser();
+    UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
+    if (!m_sideEffects->isBusy())
+        m_tasks.run(QStringLiteral("disconnect"),
+                    [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
+}
+
+void AppDelegate::deliverNotices() {
+    if (!m_interface)
+        return; // what happens during the start is said at its end
+    for (const auto& notice : std::exchange(m_notices, {})) {
+        notifyDesktop(notice);
+        if (!m_sideEffects->isBusy())
+            send(action::ShowHint{notice});
+    }
+}
+
+void AppDelegate::quit() {
+    if (std::exchange(m_isQuitting, true))
+        return;
+    // Nothing may start a dictation any more; the one under way is put on the disk first.
+    m_services->hotkeyService->stop();
+    m_tasks.run(QStringLiteral("quit"), [this](std::stop_token) -> Task<> {
+        co_await m_sideEffects->shutDown();
+        QApplication::quit();
+    });
 }
 
 RecordingPreferences AppDelegate::recordingPreferences() const {
@@ -172,6 +213,10 @@ RecordingPreferences AppDelegate::recordingPreferences() const {
     preferences.enhancedTranscription = settings.enhancedTranscriptionEnabled() && settings.hasValidEnhancedConsent();
     preferences.enhancedConsentTimestamp = settings.enhancedConsentTimestamp();
     preferences.demoMode = settings.useDemoMode();
+    preferences.primaryLanguage = settings.primaryLanguage();
+    preferences.secondaryLanguage = settings.secondaryLanguage();
+    preferences.keepAudio = settings.keepAudio();
+    preferences.isFirstRecording = settings.totalRecordingsCount() == 0;
     return preferences;
 }
 
@@ -212,7 +257,7 @@ ControlHooks AppDelegate::controlHooks() {
             send(action::CancelRecording{});
     };
     hooks.show = [this] { m_interface->showLanguagePicker(); };
-    hooks.quit = [] { QApplication::quit(); };
+    hooks.quit = [this] { quit(); };
     hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.status = [this] { return statusObject(); };
     hooks.getSetting = [](const QString& key) {
@@ -302,11 +347,13 @@ UserInterfaceHooks AppDelegate::interfaceHooks() {
     hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.openLog = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(LoggingService::shared().path())); };
     hooks.openSettings = [] { QDesktopServices::openUrl(QUrl::fromLocalFile(Preferences::shared().path())); };
+    if (!m_services->hotkeyService->isRunning())
+        hooks.setUpHotkey = [] { hotkeySetup::show(); };
     hooks.showAbout = [] {
         QMessageBox::about(nullptr, QStringLiteral("Quillo"),
                            QStringLiteral("Quillo %1").arg(QStringLiteral(QUILLO_VERSION)));
     };
-    hooks.quit = [] { QApplication::quit(); };
+    hooks.quit = [this] { quit(); };
     hooks.pillEnabled = [] { return UserSettings::shared().showFloatingPill(); };
     hooks.loadPillPosition = []() -> std::optional<QPointF> {
         const auto x = UserSettings::shared().pillPositionX();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/ControlService.h"
+#include "App/HistoryStartup.h"
 #include "App/LocalServer.h"
 #include "App/ServiceContainer.h"
 #include "Concurrency/TaskRunner.h"
@@ -21,9 +22,11 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// Starts everything. False when another instance runs already, which has then been brought to the front.
+    /// Starts everything. False when another instance runs already.
     /// Throws std::invalid_argument or std::system_error when there is no way to go on; `what()` says what to do.
     bool launch();
+    /// Ends the program when what is being said is on the disk.
+    void quit();
 
 private:
     [[nodiscard]] ServerEnvironment chooseServer();
@@ -31,6 +34,10 @@ private:
     void setupHotkeys();
     void setupInterface();
     void checkSession();
+    void observeNotifications();
+    void userDidChange();
+    /// Tells the user what services have reported, as soon as there is an interface to tell it.
+    void deliverNotices();
     [[nodiscard]] ControlHooks controlHooks();
     [[nodiscard]] UserInterfaceHooks interfaceHooks();
     [[nodiscard]] RecordingPreferences recordingPreferences() const;
@@ -43,9 +50,13 @@ private:
 
     SystemClock m_clock;
     TaskRunner m_tasks;
+    InstanceLock m_instance;
+    QStringList m_notices;
+    bool m_isQuitting = false;
     std::unique_ptr<ControlService> m_control;
     std::unique_ptr<LocalServer> m_localServer;
     std::optional<ServerEnvironment> m_environment;
+    std::unique_ptr<ModelContainer> m_history;
     std::unique_ptr<ServiceContainer> m_services;
     std::unique_ptr<RecordingSideEffects> m_sideEffects;
     std::unique_ptr<RecordingStore> m_store;

@@ -22,12 +22,12 @@ void handleSignal(int /*signal*/) {
 
 } // namespace
 
-void quitOnTerminationSignals() {
+void onTerminationSignal(std::function<void()> quit) {
     wakeDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     auto* const notifier = new QSocketNotifier(wakeDescriptor, QSocketNotifier::Read, qApp);
-    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [notifier] {
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [notifier, quit = std::move(quit)] {
         notifier->setEnabled(false);
-        QCoreApplication::quit();
+        quit();
     });
     for (const int signal : {SIGTERM, SIGINT, SIGHUP})
         std::signal(signal, handleSignal);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
+
 namespace quillo {
 
-/// Ends the event loop on SIGTERM, SIGINT and SIGHUP, so that nothing stays grabbed, recording or unsaved. To be called
-/// once, on the main thread, after the QCoreApplication was made.
-void quitOnTerminationSignals();
+/// Calls `quit` on the main thread at the first SIGTERM, SIGINT or SIGHUP, so that nothing stays grabbed, recording or
+/// unsaved. To be called once, after the QCoreApplication was made.
+void onTerminationSignal(std::function<void()> quit);
 
 } // namespace quillo

@@ -1,12 +1,16 @@
 #include "App/AppDelegate.h"
 #include "App/ControlClient.h"
+#include "App/HotkeySetup.h"
 #include "App/TerminationSignals.h"
 #include "Core/Log.h"
 #include "Core/LoggingService.h"
+#include "Platform/Linux/Wayland/DesktopProtocol.h"
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <QTextStream>
+
+#include <csignal>
 
 using namespace quillo;
 
@@ -18,11 +22,14 @@ QString helpText() {
                "Without a command Quillo starts: hold Right Super, speak, let go, and the words stand at the\n"
                "cursor. The commands act on the running Quillo:\n\n") +
            controlClient::help() +
-           QStringLiteral("\n  --version  print the version\n  --help     print this\n\n"
+           QStringLiteral("  setup-key  print how to bind a key to dictation on this desktop; needs no running Quillo\n"
+                          "\n  --version  print the version\n  --help     print this\n\n"
                           "Environment:\n"
                           "  QUILLO_SERVER_HOST     the server to dictate with, HOST or HOST:PORT; without it Quillo\n"
                           "                         starts its own on this machine\n"
                           "  QUILLO_SERVER_OPTIONS  more options for that own server, see quillo-server --help\n"
+                          "  QUILLO_DESKTOP_PROTOCOL  x11 or wayland: how keys and clipboard are reached, where\n"
+                          "                         the session's own is the wrong one\n"
                           "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n");
 }
 
@@ -38,19 +45,27 @@ int runApplication(int argc, char** argv) {
         return 1;
     }
     configureRendering();
+    const auto platform = windowPlatform(QProcessEnvironment::systemEnvironment());
+    if (!platform.isEmpty())
+        qputenv("QT_QPA_PLATFORM", platform);
     QApplication application(argc, argv);
+    if (!platform.isEmpty())
+        qunsetenv("QT_QPA_PLATFORM"); // programs that are opened from here make their own choice
     QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
     QApplication::setDesktopFileName(QStringLiteral("quillo"));
     QApplication::setQuitOnLastWindowClosed(false);
     LoggingService::shared().open();
-    quitOnTerminationSignals();
+    // A write that a limit of the user's refuses is an error like a full disk, not the end of the program.
+    std::signal(SIGXFSZ, SIG_IGN);
     int code = 0;
     try {
         AppDelegate delegate;
-        if (delegate.launch())
+        if (delegate.launch()) {
+            onTerminationSignal([&delegate] { delegate.quit(); });
             code = QApplication::exec();
-        else
+        } else {
             QTextStream(stdout) << "Quillo is running already; see its icon in the tray.\n";
+        }
     } catch (const std::exception& error) {
         appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("App"));
         QTextStream(stderr) << "quillo: " << QString::fromUtf8(error.what()) << '\n';
@@ -75,6 +90,11 @@ int main(int argc, char** argv) {
     }
     if (arguments.isEmpty())
         return runApplication(argc, argv);
+    if (arguments == QStringList{QStringLiteral("setup-key")}) {
+        const QCoreApplication application(argc, argv);
+        QTextStream(stdout) << hotkeySetup::guide();
+        return 0;
+    }
     if (arguments == QStringList{QStringLiteral("--help")} || arguments == QStringList{QStringLiteral("-h")}) {
         QTextStream(stdout) << helpText();
         return 0;
