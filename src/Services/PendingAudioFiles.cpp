@@ -186,20 +186,28 @@ QStringList listStaleFiles() {
     return stale;
 }
 
-bool markCompleted(const QString& recordingId, const QDateTime& now) {
+PendingAudioMetadata metadataOrDefaults(const QString& recordingId) {
     try {
-        PendingAudioMetadata metadata;
-        try {
-            metadata = readMetadata(recordingId);
-        } catch (const FileError&) {
-            if (!audioFilesExist(recordingId))
-                throw;
-            metadata.id = recordingId;
-            metadata.createdAt = QFileInfo(audioPath(recordingId)).lastModified().toUTC();
-            metadata.totalBytes = audioBytes(recordingId);
-            metadata.durationMs = durationMs(metadata.totalBytes);
-        }
+        return readMetadata(recordingId);
+    } catch (const FileError&) {
+        if (!audioFilesExist(recordingId))
+            throw;
+    }
+    PendingAudioMetadata metadata;
+    metadata.id = recordingId;
+    metadata.totalBytes = audioBytes(recordingId);
+    metadata.durationMs = durationMs(metadata.totalBytes);
+    // The file was last written when the recording ended.
+    metadata.createdAt = QFileInfo(audioPath(recordingId)).lastModified().toUTC().addMSecs(-metadata.durationMs);
+    return metadata;
+}
+
+bool markCompleted(const QString& recordingId, const QDateTime& now, const std::optional<QString>& reason) {
+    try {
+        auto metadata = metadataOrDefaults(recordingId);
         metadata.completedAt = now.toUTC();
+        if (reason)
+            metadata.reason = *reason;
         writeMetadata(metadata);
     } catch (const FileError& error) {
         log(QStringLiteral("⚠️ Could not mark a recording as completed: %1").arg(error.message()), LogLevel::warn);

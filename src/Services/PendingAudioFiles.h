@@ -56,9 +56,15 @@ std::vector<StrayAudio> listAudioWithoutMetadata();
 /// Names of files in the folder that belong to no audio: metadata of audio that is gone, leftovers of temporary files.
 QStringList listStaleFiles();
 
-/// Sets "completedAt" and rewrites the metadata, making it when only the audio is there. False with a line in the log
-/// when that cannot be done.
-bool markCompleted(const QString& recordingId, const QDateTime& now = QDateTime::currentDateTimeUtc());
+/// Sets "completedAt", and "reason" when one is given, and rewrites the metadata, making it when only the audio is
+/// there. False with a line in the log when that cannot be done.
+bool markCompleted(const QString& recordingId, const QDateTime& now = QDateTime::currentDateTimeUtc(),
+                   const std::optional<QString>& reason = {});
+/// The "reason" of audio in which no words were found: kept, and not tried again by itself.
+inline const QString unrecognizedReason = QStringLiteral("unrecognized");
+/// The metadata of a recording, or what can be told from the audio alone when there is none that can be read. Throws
+/// FileError when there is no audio either.
+PendingAudioMetadata metadataOrDefaults(const QString& recordingId);
 /// How often a transcription of the recording came back empty.
 int diskEmptyResultCount(const QString& recordingId);
 /// Counts one more; true when it has now been empty at least twice, so that another attempt is pointless.

@@ -14,3 +14,8 @@ list(APPEND SERVICES_SOURCES
   TranscriptionFileResponse.cpp)
 list(APPEND SERVICES_MOC AudioStorageManager.h)
 list(APPEND SERVICES_LINK Qt6::Network nlohmann_json::nlohmann_json)
+# A library of its own, as it alone needs the history.
+quillo_library(ServicesPending FOLDER Services
+  SOURCES PendingQueue.cpp PendingQueueTranscription.cpp PendingRecords.cpp PendingRepair.cpp
+          PendingTranscriptionManager.cpp
+  LINK QuilloServices QuilloData)

@@ -3,9 +3,9 @@
 #include "RecordingsFolder.h"
 #include "Services/Transport/LogLines.h"
 #include "Support/Async.h"
+#include "Support/LargestFile.h"
 
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,26 +14,6 @@ namespace {
 
 const QString recordingId = QStringLiteral("5f7c1c1e-0000-4000-8000-000000000001");
 const QByteArray chunk(3200, '\x21');
-
-/// The kernel refuses to let a file grow beyond `bytes`, as a full disk would.
-class LargestFile {
-public:
-    explicit LargestFile(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &m_previous);
-        const rlimit limit{.rlim_cur = bytes, .rlim_max = m_previous.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~LargestFile() {
-        ::setrlimit(RLIMIT_FSIZE, &m_previous);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    LargestFile(const LargestFile&) = delete;
-    LargestFile& operator=(const LargestFile&) = delete;
-
-private:
-    rlimit m_previous{};
-    void (*m_handler)(int);
-};
 
 TEST(AudioFileWriter, AppendsChunksThatOnlyTheOwnerReads) {
     const RecordingsFolder folder;

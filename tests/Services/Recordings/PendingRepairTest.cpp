@@ -1,0 +1,208 @@
+#include "PendingQueueFixture.h"
+
+#include <QFileInfo>
+
+#include <gmock/gmock.h>
+
+namespace quillo::test {
+namespace {
+
+const QString audioId = QStringLiteral("5f7c1c1e-0000-4000-8000-000000000001");
+
+/// What the last run left behind, and what the start makes of it. Without a network, so that nothing is sent yet.
+class PendingRepairTest : public PendingQueueFixture {
+protected:
+    PendingRepairTest() { network.setConnected(false); }
+
+    void age(const QString& name, std::chrono::seconds seconds) const {
+        QFile file(folder.path(name));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        ASSERT_TRUE(file.setFileTime(clock.wallTime().addSecs(-seconds.count()), QFileDevice::FileModificationTime));
+    }
+    QList<RecordPointer> all() const { return context().fetch({}); }
+
+    const QByteArray audio = QByteArray(64'000, '\x01'); // two seconds
+};
+
+TEST_F(PendingRepairTest, AKillWhileRecordingLosesNothing) {
+    auto metadata = RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-100));
+    metadata.clientRecordingId = QStringLiteral("client-1");
+    metadata.primaryLanguage = QStringLiteral("fr");
+    metadata.reason = QStringLiteral("in_progress"); // early metadata: no counts yet
+    folder.add(metadata, audio + "x");               // cut within a sample
+    auto meeting = RecordingsFolder::metadata(QStringLiteral("meeting"), clock.wallTime().addSecs(-50));
+    meeting.systemAudioId = QStringLiteral("meeting-system");
+    folder.add(meeting, audio);
+    folder.write(QStringLiteral("meeting-system.pcm"), audio);
+    start();
+    const auto records = all();
+    ASSERT_EQ(records.size(), 2);
+    const RecordFields record = *records.back();
+    EXPECT_EQ(record.status, RecordStatus::pendingTranscription);
+    EXPECT_EQ(record.pendingAudioId, audioId);
+    EXPECT_EQ(record.clientRecordingId, QStringLiteral("client-1"));
+    EXPECT_EQ(record.createdAt, metadata.createdAt);
+    EXPECT_EQ(record.durationMs, 2000);
+    EXPECT_EQ(record.sourceApp, QStringLiteral("Text Editor"));
+    EXPECT_EQ(record.userId, QStringLiteral("user-1"));
+    EXPECT_FALSE(record.isMeetingMode);
+    EXPECT_TRUE(records.front()->isMeetingMode);
+    start();
+    EXPECT_EQ(all().size(), 2) << "adopted once";
+    network.setConnected(true);
+    EXPECT_EQ(client.calls.front().language, QStringLiteral("fr"));
+    EXPECT_EQ(recovered.size(), 2);
+}
+
+TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
+    folder.write(QStringLiteral("bare.pcm"), audio);
+    folder.write(QStringLiteral("broken.pcm"), audio);
+    folder.write(QStringLiteral("broken.json"), "{\"id\":");
+    folder.write(QStringLiteral("empty.pcm"), "x");
+    age(QStringLiteral("bare.pcm"), 1s);
+    AudioFileWriter writer(QStringLiteral("running"));
+    writer.startWriting();
+    writer.writeChunk(audio);
+    start();
+    QStringList adopted;
+    for (const auto& record : all()) {
+        adopted << *record->pendingAudioId;
+        EXPECT_EQ(record->durationMs, 2000);
+        EXPECT_EQ(record->userId, QStringLiteral("user-1"));
+        EXPECT_EQ(record->clientRecordingId, record->pendingAudioId);
+    }
+    EXPECT_THAT(adopted, testing::UnorderedElementsAre(QStringLiteral("bare"), QStringLiteral("broken")));
+    // When it began is told by its end and its length.
+    EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("bare")).createdAt, clock.wallTime().addSecs(-3));
+    network.setConnected(true);
+    EXPECT_EQ(recovered.size(), 2);
+}
+
+TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
+    using Change = std::function<void(RecordFields&)>;
+    const Change none;
+    const auto text = QStringLiteral("the text");
+    struct Case {
+        const char* name;
+        Change record; ///< what differs from a record without audio and text; nothing: there is no record
+        bool hasAudio;
+        bool hasMetadata;
+        QString status; ///< afterwards, of the only record
+        bool isSent;
+    };
+    const auto with = [&](const QString& status, const QString& words, auto link) {
+        return [=](RecordFields& record) {
+            record.status = status;
+            record.text = words;
+            record.pendingAudioId.reset();
+            record.clientRecordingId.reset();
+            link(record);
+        };
+    };
+    const auto pendingId = [](RecordFields& record) { record.pendingAudioId = audioId; };
+    const auto retainedId = [](RecordFields& record) { record.audioRetainedId = audioId; };
+    const auto clientId = [](RecordFields& record) { record.clientRecordingId = audioId; };
+    const auto nothing = [](RecordFields&) {};
+    const auto waiting = RecordStatus::pendingTranscription;
+    const Case cases[] = {
+        {"no record", none, true, true, waiting, true},
+        {"no record, no metadata", none, true, false, waiting, true},
+        {"waiting", with(waiting, {}, pendingId), true, true, waiting, true},
+        {"waiting, no metadata", with(waiting, {}, pendingId), true, false, waiting, true},
+        {"waiting by the client's id", with(waiting, {}, clientId), true, true, waiting, true},
+        {"waiting for audio that is gone", with(waiting, {}, pendingId), false, false,
+         RecordStatus::transcriptionFailed, false},
+        {"waiting with a text, audio gone", with(waiting, text, pendingId), false, true, RecordStatus::completed,
+         false},
+        {"waiting for nothing", with(waiting, {}, nothing), false, false, RecordStatus::transcriptionFailed, false},
+        {"text saved, kept audio not marked", with(RecordStatus::completed, text, retainedId), true, true,
+         RecordStatus::completed, false},
+        {"text saved, audio not yet deleted", with(RecordStatus::completed, text, clientId), true, true,
+         RecordStatus::completed, false},
+        {"text saved, no metadata", with(RecordStatus::completed, text, clientId), true, false, RecordStatus::completed,
+         false},
+        {"completed without a text", with(RecordStatus::completed, {}, clientId), true, true, waiting, true},
+        {"unrecognized, audio not marked", with(RecordStatus::unrecognized, {}, retainedId), true, true,
+         RecordStatus::unrecognized, false},
+        {"given up, audio not marked", with(RecordStatus::transcriptionFailed, {}, retainedId), true, true,
+         RecordStatus::transcriptionFailed, false},
+        {"still recording when killed", with(RecordStatus::recording, {}, clientId), true, true, waiting, true},
+        {"still processing when killed", with(RecordStatus::processing, text, clientId), true, true, waiting, true},
+    };
+    for (const auto& [name, change, hasAudio, hasMetadata, status, isSent] : cases) {
+        SCOPED_TRACE(name);
+        client.calls.clear();
+        network.setConnected(false);
+        if (change)
+            addPending(audioId, change);
+        QDir(folder.path()).removeRecursively();
+        if (hasAudio)
+            folder.write(audioId + QStringLiteral(".pcm"), audio);
+        if (hasMetadata)
+            pendingAudioFiles::writeMetadata(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)));
+        start();
+        ASSERT_EQ(all().size(), 1);
+        EXPECT_EQ(all().front()->status, status);
+        if (hasAudio && !isSent) {
+            EXPECT_FALSE(pendingAudioFiles::readMetadata(audioId).isPending());
+            EXPECT_EQ(all().front()->audioRetainedId, audioId) << "it can be played";
+        }
+        network.setConnected(true);
+        EXPECT_EQ(client.calls.size(), isSent ? 1 : 0);
+        context().remove(all().front());
+        context().save();
+    }
+}
+
+TEST_F(PendingRepairTest, RecordingsOfThisRunAreNotLeftOver) {
+    // Started late: a recording of this run has ended and waits for its text.
+    manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
+        .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+    clock.advance(10s);
+    folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-5)), audio);
+    const auto record = TranscriptionRecord::recordingInProgress(QStringLiteral("user-1"), {}, false);
+    record->clientRecordingId = audioId;
+    context().insert(record);
+    context().save();
+    manager->start(&context());
+    ASSERT_EQ(all().size(), 1);
+    EXPECT_EQ(all().front()->status, RecordStatus::recording);
+}
+
+TEST_F(PendingRepairTest, OnlyOldFilesOfNothingAreRemoved) {
+    folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), audio);
+    const QStringList unmatched{QStringLiteral("gone.json"), QStringLiteral("empty.pcm"), QStringLiteral("a.json.new"),
+                                QStringLiteral("a_retranscribe.wav")};
+    for (const auto& name : unmatched) {
+        folder.write(name, "x");
+        age(name, 299s);
+    }
+    start();
+    EXPECT_EQ(folder.names().size(), 6);
+    for (const auto& name : unmatched)
+        age(name, 300s);
+    folder.write(QStringLiteral("notes.txt"), "not ours");
+    age(QStringLiteral("notes.txt"), 10'000s);
+    start();
+    EXPECT_EQ(folder.names(), QStringList({audioId + QStringLiteral(".json"), audioId + QStringLiteral(".pcm"),
+                                           QStringLiteral("notes.txt")}));
+}
+
+TEST_F(PendingRepairTest, WithoutAHistoryEverythingStaysOnDisk) {
+    folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), audio);
+    network.setConnected(true);
+    manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
+        .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+    manager->start(nullptr);
+    post(notification::pendingRecordingSaved);
+    post(notification::transcriptionSucceeded);
+    EXPECT_FALSE(manager->retranscribeRecording(audioId, {}));
+    EXPECT_EQ(client.calls.size(), 0);
+    EXPECT_EQ(clock.pending(), 0U);
+    EXPECT_TRUE(pendingAudioFiles::readMetadata(audioId).isPending());
+    start();
+    EXPECT_EQ(recovered.size(), 1);
+}
+
+} // namespace
+} // namespace quillo::test

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Services/NetworkMonitorServiceProtocol.h"
+
+#include <vector>
+
+namespace quillo::test {
+
+/// A network that a test turns on and off.
+class ScriptedNetworkMonitor final : public NetworkMonitorServiceProtocol {
+public:
+    ~ScriptedNetworkMonitor() override {
+        for (const auto& subscriber : m_subscribers)
+            subscriber.finish();
+    }
+
+    void startMonitoring() override { isMonitoring = true; }
+    [[nodiscard]] bool isConnected() const override { return m_connected; }
+    AsyncStream<bool> connectivityStream() override {
+        auto [stream, sink] = AsyncStream<bool>::make(EventExecutor::main());
+        m_subscribers.push_back(sink);
+        return std::move(stream);
+    }
+
+    void setConnected(bool connected) {
+        m_connected = connected;
+        for (const auto& subscriber : m_subscribers)
+            subscriber.yield(connected);
+        EventExecutor::main().drain();
+    }
+
+    bool isMonitoring = false;
+
+private:
+    bool m_connected = true;
+    std::vector<AsyncStream<bool>::Sink> m_subscribers;
+};
+
+} // namespace quillo::test
