@@ -34,6 +34,8 @@ struct UserInterfaceHooks {
     /// The text that "insert the last text again" would insert; empty disables the entry.
     std::function<QString()> lastText;
     std::function<void()> insertAgain;
+    /// Shows how to bind a key in the desktop; empty where the application sees its hotkeys itself.
+    std::function<void()> setUpHotkey;
     std::function<void()> openLog;
     std::function<void()> openSettings;
     std::function<void()> showAbout;

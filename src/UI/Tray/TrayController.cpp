@@ -69,6 +69,7 @@ void TrayController::build() {
         m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
     }
     m_menu.addSeparator();
+    addEntry(QStringLiteral("tray.setUpHotkey"), m_hooks.setUpHotkey);
     addEntry(QStringLiteral("tray.settings"), m_hooks.openSettings);
     addEntry(QStringLiteral("tray.showLog"), m_hooks.openLog);
     addEntry(QStringLiteral("tray.about"), m_hooks.showAbout);
