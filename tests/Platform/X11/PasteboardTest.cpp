@@ -135,10 +135,35 @@ TEST_F(PasteboardTest, AHungOwnerCostsTheDeadlineOnly) {
     const auto contents = await(m_pasteboard->read(milliseconds(200)));
     EXPECT_LT(std::chrono::steady_clock::now() - before, milliseconds(400));
     EXPECT_FALSE(contents.complete);
+    // However long it may take: an owner that says nothing at all is given up soon.
+    EXPECT_FALSE(await(m_pasteboard->read(milliseconds(8000)), milliseconds(2000)).complete);
     // The clipboard can be taken from it all the same.
     const auto offered = offer(QStringLiteral("free"));
     EXPECT_EQ(paste(), "free");
     ::kill(static_cast<pid_t>(owner->processId()), SIGCONT);
+}
+
+TEST_F(PasteboardTest, CountsEveryChangeOfHands) {
+    auto count = m_pasteboard->changeCount();
+    ASSERT_TRUE(count);
+    const auto changed = [&](const char* what) {
+        const auto now = m_pasteboard->changeCount();
+        EXPECT_GT(now, count) << what;
+        count = now;
+    };
+    auto owner = copy("one");
+    changed("another program copied");
+    const auto offered = offer(QStringLiteral("dictated"));
+    changed("we took it");
+    EXPECT_EQ(paste(), "dictated");
+    EXPECT_EQ(m_pasteboard->changeCount(), count) << "reading changes nothing";
+    await(m_pasteboard->restore({}, offered));
+    changed("we gave it up");
+    owner = copy("two");
+    changed("another program copied again");
+    owner->kill();
+    owner->waitForFinished();
+    EXPECT_TRUE(waitUntil([&] { return m_pasteboard->changeCount() > count; })) << "its owner ended";
 }
 
 TEST_F(PasteboardTest, AnEmptyClipboardIsEmptyAndStaysSo) {

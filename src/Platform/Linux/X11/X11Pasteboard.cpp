@@ -4,6 +4,7 @@
 #include "Core/Log.h"
 #include "Platform/Linux/X11/SelectionOwner.h"
 #include "Platform/Linux/X11/SelectionReader.h"
+#include "Platform/Linux/X11/SelectionWatch.h"
 #include "Platform/PasteboardOfferState.h"
 
 #include <QSocketNotifier>
@@ -150,6 +151,7 @@ public:
 
     [[nodiscard]] bool isAvailable() const override { return !m_worker->isBroken(); }
 
+    [[nodiscard]] std::optional<uint64_t> changeCount() const override { return m_watch->count(); }
 
     Task<PasteboardContents> read(std::chrono::milliseconds deadline) override {
         // The time counts from the call, not from when the thread comes to it.
@@ -176,6 +178,7 @@ public:
 
 private:
     std::shared_ptr<SelectionWorker> m_worker;
+    std::unique_ptr<SelectionWatch> m_watch = std::make_unique<SelectionWatch>("CLIPBOARD");
     SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< ends first: its last job uses the worker
 };
 
