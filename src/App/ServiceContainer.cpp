@@ -76,7 +76,8 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
         },
         clock);
     textInjectionService =
-        std::make_unique<TextInjectionService>(*pasteboard, *keyInjector, *applications, *accessibility, clock);
+        std::make_unique<TextInjectionService>(*pasteboard, *keyInjector, *applications, *accessibility, clock,
+                                               [&settings] { return settings.value(QStringLiteral("smartSpacing")).toBool(); });
     permissionService = std::make_unique<PermissionService>(
         [this] { return audioHardware->isAvailable(); },
         // Without a way to send keys the text still reaches the clipboard: that is a degraded mode, not a refusal.
@@ -92,6 +93,13 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
             .clientVersion = QStringLiteral(QUILLO_VERSION),
         },
         clock);
+    fileClient = std::make_unique<TranscriptionFileClient>(
+        TranscriptionFileClient::Config{
+            .apiBaseURL = environment.apiBaseURL(),
+            .tokenStorage = tokenStorage,
+            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+        },
+        *authService, clock);
     networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
     metricsService = std::make_unique<MetricsService>();
 }

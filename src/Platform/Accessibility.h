@@ -24,6 +24,12 @@ public:
 
     /// The focused element; nothing when it cannot be told.
     virtual Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds deadline) = 0;
+    /// The character before the caret of the focused element, empty at the beginning of its text; nothing when it
+    /// cannot be told.
+    virtual Task<std::optional<QString>> characterBeforeCaret(std::chrono::milliseconds deadline) {
+        (void)deadline;
+        co_return std::nullopt;
+    }
     /// Another program holds the keyboard for itself, or a password field has the focus as far as is known.
     virtual Task<bool> isSecureInputEnabled(std::chrono::milliseconds deadline) = 0;
 };

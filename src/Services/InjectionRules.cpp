@@ -23,6 +23,25 @@ bool isAmong(const QSet<QString>& names, const QString& identifier) {
     return names.contains(lower) || names.contains(lower.section(u'.', -1));
 }
 
+/// Scripts whose words stand side by side.
+bool isOfUnpartedScript(char32_t character) {
+    switch (QChar::script(character)) {
+    case QChar::Script_Han:
+    case QChar::Script_Hiragana:
+    case QChar::Script_Katakana:
+    case QChar::Script_Bopomofo:
+    case QChar::Script_Yi:
+    case QChar::Script_Thai:
+    case QChar::Script_Lao:
+    case QChar::Script_Khmer:
+    case QChar::Script_Myanmar:
+    case QChar::Script_Tibetan:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 PasteChord pasteChordFor(const std::optional<RunningApplication>& application) {
@@ -49,6 +68,27 @@ QString withoutControlCharacters(const QString& text) {
         }
     }
     return result;
+}
+
+bool holdsKeysThatAct(const QString& text) { return text.contains(u'\n') || text.contains(u'\t'); }
+
+QString textFor(const std::optional<RunningApplication>& application, QString text) {
+    if (application && application->isTerminal) {
+        while (text.endsWith(u'\n'))
+            text.chop(1);
+    }
+    return text;
+}
+
+bool needsBlankBetween(QStringView before, QStringView text) {
+    const auto previous = before.isEmpty() ? U' ' : before.toUcs4().constLast();
+    const auto next = text.isEmpty() ? U' ' : text.toUcs4().constFirst();
+    const auto isWord = [](char32_t character) {
+        return QChar::isLetterOrNumber(character) && !isOfUnpartedScript(character);
+    };
+    static constexpr QStringView endMarks = u".,;:!?…%)]}\"'”’»€";
+    return isWord(next) &&
+           (isWord(previous) || (previous <= 0xffff && endMarks.contains(QChar(static_cast<char16_t>(previous)))));
 }
 
 bool isTextRole(const QString& role) {

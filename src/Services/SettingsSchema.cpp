@@ -70,6 +70,7 @@ std::vector<Setting> makeSchema() {
         text(s("insertionMode"), s("paste"), s("How text is inserted: pasted, or typed key by key"),
              {s("paste"), s("type")}),
         boolean(s("restoreClipboard"), true, s("Give the clipboard back after pasting")),
+        boolean(s("smartSpacing"), true, s("Put a blank between two dictations into one field")),
         text(s("selectedMicrophoneId"), {}, s("Microphone to record; empty for the system default")),
         boolean(s("playSound"), true, s("Play a sound when a recording starts and stops")),
         boolean(s("showFloatingPill"), true, s("Show the floating pill")),

@@ -12,9 +12,10 @@ namespace {
 // The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
 // The read ahead has the time in which the first words are spoken; a text that comes sooner waits for its end.
-constexpr auto readAheadDeadline = std::chrono::seconds(1);
+constexpr auto readAheadDeadline = std::chrono::seconds(2);
 constexpr auto secureInputDeadline = std::chrono::milliseconds(60);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
+constexpr auto caretDeadline = std::chrono::milliseconds(40);
 constexpr auto rereadInterval = std::chrono::milliseconds(5);
 constexpr auto longestGrace = std::chrono::seconds(2);
 constexpr auto longestTurn = std::chrono::seconds(30);
@@ -29,6 +30,8 @@ qsizetype characterCount(const QString& text) {
     return std::count_if(text.begin(), text.end(), [](QChar unit) { return !unit.isLowSurrogate(); });
 }
 
+QString lastCharacterOf(const QString& text) { return text.right(text.back().isLowSurrogate() ? 2 : 1); }
+
 } // namespace
 
 struct TextInjectionService::State {
@@ -38,14 +41,25 @@ struct TextInjectionService::State {
         std::shared_ptr<PasteboardOffer> offer;
     };
 
-    State(Pasteboard& board, KeyInjector& keys, Applications& windows, Accessibility& elements, Clock& time)
-        : pasteboard(board), injector(keys), applications(windows), accessibility(elements), clock(time) {}
+    /// The last text that arrived.
+    struct Delivered {
+        RunningApplication application;
+        QString lastCharacter;
+        Clock::Instant at;
+    };
+
+    State(Pasteboard& board, KeyInjector& keys, Applications& windows, Accessibility& elements, Clock& time,
+          std::function<bool()> spacing)
+        : pasteboard(board), injector(keys), applications(windows), accessibility(elements), clock(time),
+          smartSpacing(std::move(spacing)) {}
 
     Pasteboard& pasteboard;
     KeyInjector& injector;
     Applications& applications;
     Accessibility& accessibility;
     Clock& clock;
+    std::function<bool()> smartSpacing;
+    std::optional<Delivered> predecessor;
     TaskRunner runner{[](const QString& name, const QString& error) {
         log(QStringLiteral("❌ %1 failed: %2").arg(name, error), LogLevel::error);
     }};
@@ -66,14 +80,17 @@ struct TextInjectionService::State {
     static Task<bool> waitForReader(std::shared_ptr<State> self, std::shared_ptr<PasteboardOffer> offer,
                                     int readsBefore, Clock::Duration deadline);
     static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
+    static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
     static Task<> prepare(std::shared_ptr<State> self);
     static Task<bool> hasFocusedTextField(std::shared_ptr<State> self);
     static void throwUnlessDelivered(InjectionStatus status);
 };
 
 TextInjectionService::TextInjectionService(Pasteboard& pasteboard, KeyInjector& injector, Applications& applications,
-                                           Accessibility& accessibility, Clock& clock)
-    : m_state(std::make_shared<State>(pasteboard, injector, applications, accessibility, clock)) {}
+                                           Accessibility& accessibility, Clock& clock,
+                                           std::function<bool()> smartSpacing)
+    : m_state(
+          std::make_shared<State>(pasteboard, injector, applications, accessibility, clock, std::move(smartSpacing))) {}
 
 TextInjectionService::~TextInjectionService() { m_state->runner.cancelAll(); }
 
@@ -100,6 +117,7 @@ Task<Delivery> TextInjectionService::State::inject(std::shared_ptr<State> self, 
     }
     self->turn.emplace();
     std::exception_ptr failure;
+    const auto application = self->applications.frontmost();
     auto delivery = Delivery::read;
     try {
         delivery = co_await injectInTurn(self, text, mode, restoreClipboard);
@@ -108,6 +126,9 @@ Task<Delivery> TextInjectionService::State::inject(std::shared_ptr<State> self, 
     }
     const bool arrived = !failure && (delivery == Delivery::read || delivery == Delivery::typed);
     self->lastUndelivered = arrived ? QString() : text;
+    self->predecessor.reset();
+    if (arrived && application && !text.isEmpty())
+        self->predecessor = Delivered{*application, lastCharacterOf(text), self->clock.now()};
     AsyncEvent done = *std::exchange(self->turn, std::nullopt);
     done.set();
     if (failure)
@@ -123,7 +144,7 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
             .arg(characterCount(text))
             .arg(nameOf(application), restore ? QStringLiteral("true") : QStringLiteral("false")),
         LogLevel::info);
-    text = withoutControlCharacters(text);
+    text = textFor(application, withoutControlCharacters(text));
     if (text.isEmpty())
         co_return Delivery::typed;
     if (co_await self->accessibility.isSecureInputEnabled(secureInputDeadline)) {
@@ -134,9 +155,15 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
     }
     if (!self->injector.isAvailable())
         co_return co_await leaveOnClipboard(self, text);
+    if (application && co_await lacksBlank(self, *application, text))
+        text.prepend(u' ');
     if (mode == InjectionMode::type && text.size() > longestTypedText && self->pasteboard.isAvailable()) {
         log(QStringLiteral("⚠️ %1 characters are too many to type: pasting them").arg(characterCount(text)),
             LogLevel::warn);
+        mode = InjectionMode::paste;
+    }
+    if (mode == InjectionMode::type && holdsKeysThatAct(text) && self->pasteboard.isAvailable()) {
+        log(QStringLiteral("🔹 The text has line ends or tabs, which act as keys: pasting it"), LogLevel::info);
         mode = InjectionMode::paste;
     }
     if (mode == InjectionMode::paste && !self->pasteboard.isAvailable()) {
@@ -146,6 +173,19 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
     if (mode == InjectionMode::type)
         co_return co_await injectViaTyping(self, text);
     co_return co_await injectViaPaste(self, text, restore, pasteChordFor(application));
+}
+
+Task<bool> TextInjectionService::State::lacksBlank(std::shared_ptr<State> self, RunningApplication application,
+                                                   QString text) {
+    const auto& last = self->predecessor;
+    // Of a terminal nothing is known: a password may be asked for.
+    if (!last || !self->smartSpacing || !self->smartSpacing() || application.isTerminal ||
+        last->application != application || self->clock.now() - last->at > continuationTime ||
+        !needsBlankBetween(last->lastCharacter, text))
+        co_return false;
+    const QString expected = last->lastCharacter;
+    // Anything else there means that somebody has typed or gone elsewhere since.
+    co_return co_await self->accessibility.characterBeforeCaret(caretDeadline) == expected;
 }
 
 void TextInjectionService::State::throwUnlessDelivered(InjectionStatus status) {

@@ -8,6 +8,7 @@
 #include "Platform/Pasteboard.h"
 #include "Services/TextInjectionServiceProtocol.h"
 
+#include <functional>
 #include <memory>
 
 namespace quillo {
@@ -25,8 +26,13 @@ public:
     /// How long after the last read the clipboard is given back: some applications read twice.
     static constexpr auto restoreGrace = std::chrono::milliseconds(80);
 
+    /// A text within this time of the one before, in the same window, goes on where that ended.
+    static constexpr auto continuationTime = std::chrono::minutes(2);
+
+    /// While `smartSpacing` answers true, a text that follows its predecessor in the same field gets a blank in front
+    /// where one is missing; only where the accessibility bus tells that the caret is still behind the predecessor.
     TextInjectionService(Pasteboard& pasteboard, KeyInjector& injector, Applications& applications,
-                         Accessibility& accessibility, Clock& clock);
+                         Accessibility& accessibility, Clock& clock, std::function<bool()> smartSpacing = {});
     ~TextInjectionService() override;
     TextInjectionService(const TextInjectionService&) = delete;
     TextInjectionService& operator=(const TextInjectionService&) = delete;

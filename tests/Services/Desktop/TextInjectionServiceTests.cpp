@@ -63,8 +63,9 @@ protected:
     MockKeyInjector injector;
     MockApplications applications;
     MockAccessibility accessibility;
-    std::unique_ptr<TextInjectionService> owned =
-        std::make_unique<TextInjectionService>(pasteboard, injector, applications, accessibility, clock);
+    bool smartSpacing = true;
+    std::unique_ptr<TextInjectionService> owned = std::make_unique<TextInjectionService>(
+        pasteboard, injector, applications, accessibility, clock, [this] { return smartSpacing; });
     TextInjectionService& service = *owned;
 };
 
@@ -175,6 +176,19 @@ TEST_F(TextInjection, AHungClipboardOwnerCostsADeadlineOnlyAndNothingWhenPrepare
     EXPECT_EQ(pasteboard.text(), QStringLiteral("slow"));
 }
 
+TEST_F(TextInjection, AnOwnerThatHungWhenItWasAskedAheadIsNotAskedAgain) {
+    pasteboard.tellsChanges = true;
+    pasteboard.readDelay = 10s;
+    auto preparing = service.prepareForInjection();
+    executor.drain();
+    clock.advance(2s);
+    const auto start = clock.now();
+    const auto outcome = begin(dictated);
+    EXPECT_EQ(outcome->delivery, Delivery::read);
+    EXPECT_EQ(outcome->at, start);
+    EXPECT_EQ(pasteboard.readCount, 1);
+}
+
 TEST_F(TextInjection, WhatWasPreparedDoesNotCountOnceTheClipboardChanged) {
     pasteboard.tellsChanges = true;
     await(service.prepareForInjection());
@@ -227,6 +241,77 @@ TEST_F(TextInjection, TypesWithoutTheClipboardUnlessTheTextIsVeryLong) {
     const QString megabyte(1'000'000, u'x');
     EXPECT_EQ(begin(megabyte, InjectionMode::type)->delivery, Delivery::read);
     EXPECT_EQ(pasteboard.offers.back()->text, megabyte);
+}
+
+TEST_F(TextInjection, LineEndsAndTabsArePastedForTypedTheyWouldAct) {
+    for (const auto& text : {QStringLiteral("one\ntwo"), QStringLiteral("one\ttwo")}) {
+        EXPECT_EQ(begin(text, InjectionMode::type)->delivery, Delivery::read);
+        EXPECT_EQ(pasteboard.offers.back()->text, text);
+    }
+    EXPECT_TRUE(injector.typed.empty());
+}
+
+TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
+    applications.front =
+        RunningApplication{.pid = 1, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
+    begin(QStringLiteral("rm -r build\n\n"));
+    EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("rm -r build"));
+    applications.front->isTerminal = false;
+    begin(QStringLiteral("a paragraph\n"));
+    EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("a paragraph\n"));
+}
+
+TEST_F(TextInjection, ATextThatGoesOnWhereTheLastEndedGetsTheBlankBetween) {
+    const auto second = [&](const QString& text) {
+        accessibility.beforeCaret = QStringLiteral(".");
+        begin(QStringLiteral("A decision."));
+        return [this, text] {
+            begin(text);
+            return pasteboard.offers.back()->text;
+        };
+    };
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral(" Everyone"));
+    EXPECT_EQ(second(QStringLiteral(", said"))(), QStringLiteral(", said"));
+    const auto elsewhere = second(QStringLiteral("Everyone"));
+    for (const auto& found : {std::optional<QString>(), std::optional(QString()), std::optional(QStringLiteral("n"))}) {
+        accessibility.beforeCaret = found;
+        EXPECT_EQ(elsewhere(), QStringLiteral("Everyone"));
+        second({});
+    }
+    const auto late = second(QStringLiteral("Everyone"));
+    clock.advance(121s);
+    EXPECT_EQ(late(), QStringLiteral("Everyone"));
+    const auto otherWindow = second(QStringLiteral("Everyone"));
+    applications.front->window = 2;
+    EXPECT_EQ(otherWindow(), QStringLiteral("Everyone"));
+    applications.front->isTerminal = true;
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral("Everyone"));
+    applications.front->isTerminal = false;
+    smartSpacing = false;
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral("Everyone"));
+}
+
+TEST(InjectionRules, ABlankPartsWordsOfScriptsThatPartThem) {
+    struct Case {
+        QString before;
+        QString text;
+        bool expected;
+    };
+    const Case cases[] = {{QStringLiteral("a"), QStringLiteral("b"), true},
+                          {QStringLiteral("?"), QStringLiteral("9"), true},
+                          {QStringLiteral("”"), QStringLiteral("Ж"), true},
+                          {QStringLiteral("("), QStringLiteral("b"), false},
+                          {QStringLiteral(" "), QStringLiteral("b"), false},
+                          {QStringLiteral("\n"), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QStringLiteral(" b"), false},
+                          {QStringLiteral("a"), QStringLiteral("-b"), false},
+                          {QStringLiteral("本"), QStringLiteral("日"), false},
+                          {QStringLiteral("。"), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QStringLiteral("ไ"), false},
+                          {QString(), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QString(), false}};
+    for (const auto& [before, text, expected] : cases)
+        EXPECT_EQ(needsBlankBetween(before, text), expected) << before.toStdString() << "|" << text.toStdString();
 }
 
 TEST_F(TextInjection, AnEmptyTextTouchesNothing) {

@@ -5,8 +5,10 @@
 #include "Platform/Linux/AtSpi/AtSpiRoles.h"
 
 #include <QDBusArgument>
+#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 #include <QTimer>
 
 namespace quillo {
@@ -82,6 +84,40 @@ Task<bool> inquireSecure(QDBusConnection bus, AtSpiObject object, std::chrono::m
     co_return element.has_value() && element->isPassword;
 }
 
+/// Asks for the caret, then for what stands before it; both within `deadline`.
+Task<std::optional<QString>> inquireCaret(QDBusConnection bus, AtSpiObject object, std::chrono::milliseconds deadline) {
+    if (object.isEmpty() || !bus.isConnected())
+        co_return std::nullopt;
+    auto [stream, sink] = AsyncStream<std::optional<QString>>::make(EventExecutor::main());
+    const auto milliseconds = static_cast<int>(deadline.count());
+    const auto text = QStringLiteral("org.a11y.atspi.Text");
+    auto question = QDBusMessage::createMethodCall(
+        object.service, object.path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    question << text << QStringLiteral("CaretOffset");
+    auto* const caret = new QDBusPendingCallWatcher(bus.asyncCall(question, milliseconds));
+    QObject::connect(
+        caret, &QDBusPendingCallWatcher::finished, caret, [caret, bus, object, text, milliseconds, sink = sink] {
+            const QDBusPendingReply<QDBusVariant> reply = *caret;
+            caret->deleteLater();
+            const int offset = reply.isError() ? -1 : reply.value().variant().toInt();
+            if (offset <= 0) {
+                sink.yield(offset == 0 ? std::optional(QString()) : std::nullopt);
+                return;
+            }
+            auto next = QDBusMessage::createMethodCall(object.service, object.path, text, QStringLiteral("GetText"));
+            next << offset - 1 << offset;
+            auto* const content = new QDBusPendingCallWatcher(bus.asyncCall(next, milliseconds));
+            QObject::connect(content, &QDBusPendingCallWatcher::finished, content, [content, sink] {
+                const QDBusPendingReply<QString> answer = *content;
+                content->deleteLater();
+                sink.yield(answer.isError() ? std::nullopt : std::optional(answer.value()));
+            });
+        });
+    QTimer::singleShot(deadline, [sink = sink] { sink.yield(std::nullopt); });
+    const auto character = co_await stream.next();
+    co_return character.value_or(std::nullopt);
+}
+
 Task<bool> answer(bool value) { co_return value; }
 
 class AtSpiAccessibility final : public Accessibility {
@@ -93,6 +129,10 @@ public:
 
     Task<Element> focusedElement(std::chrono::milliseconds deadline) override {
         return inquire(m_focus.bus(), m_focus.focused(), deadline);
+    }
+
+    Task<std::optional<QString>> characterBeforeCaret(std::chrono::milliseconds deadline) override {
+        return inquireCaret(m_focus.bus(), m_focus.focused(), deadline);
     }
 
     Task<bool> isSecureInputEnabled(std::chrono::milliseconds deadline) override {
