@@ -8,6 +8,7 @@
 #include "Data/TagManager.h"
 #include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
+#include "Services/AudioStorageManager.h"
 #include "UI/DesktopNotification.h"
 
 #include <QApplication>
@@ -112,8 +113,12 @@ void AppDelegate::setupStore() {
         },
         [this](const RecordingAction& action) { return m_sideEffects->handles(action); });
     m_stateObservation = m_store->observe([this](const RecordingState& before, const RecordingState& after) {
-        if (before.status != after.status)
-            m_services->hotkeyService->setRecordingActive(after.status.isActive());
+        if (before.status == after.status)
+            return;
+        m_services->hotkeyService->setRecordingActive(after.status.isActive());
+        if (before.status.is<RecordingState::Processing>())
+            m_tasks.run(QStringLiteral("storage limit"),
+                        [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
     });
     applyMicrophone();
     QObject::connect(&UserSettings::shared(), &UserSettings::changed, qApp, [this](const QString& key) {
@@ -159,7 +164,18 @@ void AppDelegate::checkSession() {
         }
         if (!failure.isEmpty())
             log(QStringLiteral("Session fallback: anonymous auth failed — %1").arg(failure), LogLevel::warn);
+        // Without a user nothing could be sent yet; the queue looks again when one signs in.
+        startQueue();
     });
+}
+
+void AppDelegate::startQueue() {
+    m_queue = std::make_unique<PendingTranscriptionManager>(
+        PendingQueueServices{*m_services->fileClient, *m_services->networkMonitor, *m_services->authService,
+                             Preferences::shared(), m_clock});
+    m_queue->start(m_history ? &m_history->mainContext() : nullptr);
+    m_tasks.run(QStringLiteral("storage limit"),
+                [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
 }
 
 void AppDelegate::observeNotifications() {

@@ -7,6 +7,7 @@
 #include "Concurrency/TaskRunner.h"
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingStore.h"
+#include "Services/PendingTranscriptionManager.h"
 #include "UI/UserInterface.h"
 
 #include <memory>
@@ -36,6 +37,8 @@ private:
     void checkSession();
     void observeNotifications();
     void userDidChange();
+    /// Transcribes what waits on the disk, from now on.
+    void startQueue();
     /// Tells the user what services have reported, as soon as there is an interface to tell it.
     void deliverNotices();
     [[nodiscard]] ControlHooks controlHooks();
@@ -58,6 +61,7 @@ private:
     std::optional<ServerEnvironment> m_environment;
     std::unique_ptr<ModelContainer> m_history;
     std::unique_ptr<ServiceContainer> m_services;
+    std::unique_ptr<PendingTranscriptionManager> m_queue;
     std::unique_ptr<RecordingSideEffects> m_sideEffects;
     std::unique_ptr<RecordingStore> m_store;
     Observation m_stateObservation;

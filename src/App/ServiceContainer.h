@@ -18,6 +18,7 @@
 #include "Services/NetworkMonitorServiceProtocol.h"
 #include "Services/PermissionServiceProtocol.h"
 #include "Services/TextInjectionService.h"
+#include "Services/TranscriptionFileClient.h"
 #include "Services/TrustedNetwork.h"
 #include "Services/UserSettings.h"
 #include "Services/WebSocketServiceProtocol.h"
@@ -53,6 +54,7 @@ struct ServiceContainer {
     std::unique_ptr<PermissionServiceProtocol> permissionService;
     std::unique_ptr<HotkeyService> hotkeyService;
     std::unique_ptr<AuthService> authService;
+    std::unique_ptr<TranscriptionFileClientProtocol> fileClient;
     std::unique_ptr<NetworkMonitorServiceProtocol> networkMonitor;
     std::unique_ptr<MetricsServiceProtocol> metricsService;
 
