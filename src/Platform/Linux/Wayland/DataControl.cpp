@@ -162,8 +162,9 @@ bool DataControl::own(Selection selection, DataSource::Formats formats, DataSour
     setSelection(selection, next->get());
     // What was ours before goes without a word: only others are to be told of.
     source(selection) = std::move(next);
-    const auto* ours = source(selection)->get();
-    return m_connection->roundTrip(deadline) && source(selection) && source(selection)->get() == ours;
+    if (!m_connection->roundTrip(deadline))
+        source(selection).reset();
+    return source(selection) != nullptr;
 }
 
 void DataControl::disown(Selection selection) {
@@ -175,12 +176,14 @@ void DataControl::disown(Selection selection) {
 
 const DataSource::Formats* DataControl::held(Selection selection) const {
     const auto& ours = m_sources[static_cast<size_t>(selection)];
-    return ours ? &ours->formats() : nullptr;
+    return ours && !isBroken() ? &ours->formats() : nullptr;
 }
 
 DataControl::ReadResult DataControl::readClipboard(qsizetype mostBytes, Deadline deadline) {
     ReadResult result;
     m_connection->dispatch();
+    if (isBroken())
+        return {{}, false};
     if (const auto* ours = held(Selection::clipboard))
         return {*ours, true};
     const auto& offer = m_offers[static_cast<size_t>(Selection::clipboard)];

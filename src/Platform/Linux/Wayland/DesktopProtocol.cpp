@@ -25,7 +25,8 @@ QByteArray windowPlatform(const QProcessEnvironment& environment) {
     if (!environment.value(QStringLiteral("QT_QPA_PLATFORM")).isEmpty() ||
         environment.value(QStringLiteral("DISPLAY")).isEmpty() || desktopProtocol(environment) == DesktopProtocol::none)
         return {};
-    return QByteArrayLiteral("xcb");
+    // The second is tried where the first does not come up.
+    return QByteArrayLiteral("xcb;wayland");
 }
 
 } // namespace quillo
