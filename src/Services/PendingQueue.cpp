@@ -14,9 +14,9 @@ constexpr qsizetype rememberedUsers = 50;
 
 } // namespace
 
-QStringList PendingQueue::collect() {
-    QStringList audioIds;
-    QSet<QString> taken;
+std::vector<PendingQueue::Group> PendingQueue::collect() {
+    std::vector<Group> groups;
+    QHash<QString, size_t> places;
     std::map<QString, RecordingsInUse::Lease> leases;
     for (const auto& record : records->pending()) {
         const auto audioId = record->pendingAudioId.value_or(QString());
@@ -24,14 +24,20 @@ QStringList PendingQueue::collect() {
             continue;
         // Whoever's it is, the storage limit must not take what waits.
         leases.try_emplace(audioId, audioId, RecordingsInUse::Purpose::queued);
-        if (!isOwn(record->userId) || taken.contains(audioId) ||
-            RecordingsInUse::contains(audioId, RecordingsInUse::Purpose::writing))
+        if (!isOwn(record->userId) || RecordingsInUse::contains(audioId, RecordingsInUse::Purpose::writing))
             continue;
-        taken.insert(audioId);
-        audioIds.append(audioId);
+        const auto found = places.constFind(audioId);
+        if (found != places.constEnd()) {
+            groups[*found].records.append(record);
+            continue;
+        }
+        places.insert(audioId, groups.size());
+        groups.push_back({audioId, {record}});
     }
     m_leases = std::move(leases);
-    return audioIds;
+    m_hasWaiting = !groups.empty();
+    m_hasChanged = false;
+    return groups;
 }
 
 Task<> PendingQueue::processPendingIfNeeded(Self self) {
@@ -53,36 +59,38 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
         bool& isRunning;
     };
     const Pass pass(self->isProcessing);
+    self->m_isSignedOut = false;
     self->publishUnsaved();
     QHash<QString, int> seen;
-    auto audioIds = self->collect();
-    if (!audioIds.isEmpty())
-        queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(audioIds.size()));
-    while (!audioIds.isEmpty()) {
-        for (const auto& audioId : std::as_const(audioIds)) {
+    auto groups = self->collect();
+    if (!groups.empty())
+        queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(groups.size()));
+    while (!groups.empty()) {
+        for (const auto& group : groups) {
             if (self->isClosed)
                 co_return;
             if (!self->services.network.isConnected()) {
                 queueLog(QStringLiteral("🌐 Network lost during processing — pausing"));
                 co_return;
             }
-            const auto request = self->m_requests.value(audioId);
-            const auto step = co_await process(self, audioId);
+            const auto request = self->m_requests.value(group.audioId);
+            const auto step = co_await process(self, group);
             if (step == Step::pause)
                 co_return;
             if (step == Step::done)
-                seen.insert(audioId, request);
+                seen.insert(group.audioId, request);
         }
-        if (self->isClosed)
+        // While nothing was sent no time has passed in which something could have arrived.
+        if (self->isClosed || !self->m_hasChanged)
             co_return;
-        audioIds = self->collect();
-        audioIds.removeIf([&](const QString& audioId) {
-            const auto found = seen.constFind(audioId);
-            return found != seen.constEnd() && *found == self->m_requests.value(audioId);
+        groups = self->collect();
+        std::erase_if(groups, [&](const Group& group) {
+            const auto found = seen.constFind(group.audioId);
+            return found != seen.constEnd() && *found == self->m_requests.value(group.audioId);
         });
-        if (!audioIds.isEmpty())
+        if (!groups.empty())
             queueLog(QStringLiteral("📋 Re-check: found %1 new pending recording(s) arrived during processing")
-                         .arg(audioIds.size()));
+                         .arg(groups.size()));
     }
 }
 
@@ -119,6 +127,7 @@ bool PendingQueue::requestAgain(const QString& audioId, const QString& language)
     }
     records->makePending(owners, audioId);
     records->save();
+    m_hasChanged = true;
     ++m_requests[audioId];
     m_rejected.remove(audioId);
     queueLog(QStringLiteral("🔄 Re-transcription initiated for: %1").arg(audioId));
@@ -144,9 +153,13 @@ bool PendingQueue::resetBackoff() {
 }
 
 bool PendingQueue::isWaiting() {
-    // Without a network or a user a later check would find nothing to do either; their return begins a pass.
-    return records && services.network.isConnected() && services.auth.currentUser() &&
-           (!m_unsaved.isEmpty() || !collect().isEmpty());
+    // Without a network or a session a later check would find nothing to do either, or ask the account server in vain;
+    // their return, or the next live recording, begins a pass.
+    if (!records || !services.network.isConnected() || !services.auth.currentUser() || m_isSignedOut)
+        return false;
+    if (m_hasChanged)
+        (void)collect();
+    return m_hasWaiting || !m_unsaved.empty();
 }
 
 bool PendingQueue::isOwn(const QString& userId) const {
@@ -188,13 +201,9 @@ void PendingQueue::markUnrecognized(const QString& audioId, const QList<RecordPo
                  .arg(audioId));
 }
 
-void PendingQueue::publish(const QString& audioId) {
+void PendingQueue::publish(const QString& audioId, const RecordPointer& record) {
     // The record first, then this: were we killed in between, the next start finds the text beside the audio.
     pendingAudioFiles::markCompleted(audioId, services.clock.wallTime());
-    const auto owners = records->ofAudio(audioId);
-    if (owners.isEmpty())
-        return;
-    const auto& record = owners.front();
     queueLog(QStringLiteral("✅ Pending recording transcribed successfully: %1... (audio kept until storage limit)")
                  .arg(audioId.left(8)));
     NotificationCenter::shared().post(notification::pendingRecordRecovered,
@@ -203,10 +212,10 @@ void PendingQueue::publish(const QString& audioId) {
 }
 
 void PendingQueue::publishUnsaved() {
-    if (m_unsaved.isEmpty() || !records->save())
+    if (m_unsaved.empty() || !records->save())
         return;
-    for (const auto& audioId : std::exchange(m_unsaved, {}))
-        publish(audioId);
+    for (const auto& [audioId, record] : std::exchange(m_unsaved, {}))
+        publish(audioId, record);
 }
 
 } // namespace quillo

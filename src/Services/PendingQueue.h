@@ -10,11 +10,11 @@
 
 #include <QHash>
 #include <QSet>
-#include <QStringList>
 
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace quillo {
 
@@ -63,25 +63,33 @@ private:
     };
     enum class MeetingRecovery { none, running, done };
     struct Item;
+    /// The records that wait with one audio, as they were when the queue was looked through.
+    struct Group {
+        QString audioId;
+        QList<RecordPointer> records;
+    };
 
-    QStringList collect();
+    std::vector<Group> collect();
     /// Nothing when it is not to be sent now.
-    std::optional<Item> prepare(const QString& audioId);
-    static Task<Step> process(Self self, QString audioId);
+    std::optional<Item> prepare(const Group& group);
+    static Task<Step> process(Self self, Group group);
     static Task<Step> transcribe(Self self, Item item);
     static Task<MeetingRecovery> recoverMeeting(Self self, Item item);
     Step settleFailure(const Item& item, const std::exception_ptr& error);
     Step settleEmpty(const Item& item);
     Step settleSuccess(const QString& audioId, const RecordPointer& record);
-    void publish(const QString& audioId);
+    void publish(const QString& audioId, const RecordPointer& record);
     void markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting);
     void publishUnsaved();
 
-    QHash<QString, int> m_requests;        ///< audio id to how often it was asked for anew
-    QHash<QString, int64_t> m_toldTooSoon; ///< audio id to the attempts made when that was logged
-    QSet<QString> m_rejected;              ///< audio that the server itself refused, rather than failed on
-    QStringList m_unsaved;                 ///< audio whose text is not in the file yet
+    QHash<QString, int> m_requests;             ///< audio id to how often it was asked for anew
+    QHash<QString, int64_t> m_toldTooSoon;      ///< audio id to the attempts made when that was logged
+    QSet<QString> m_rejected;                   ///< audio that the server itself refused, rather than failed on
+    std::map<QString, RecordPointer> m_unsaved; ///< by audio: whose text is not in the file yet
     std::map<QString, RecordingsInUse::Lease> m_leases;
+    bool m_hasWaiting = false;  ///< as of the latest look
+    bool m_hasChanged = true;   ///< since then
+    bool m_isSignedOut = false; ///< the last pass found that the session is over
 };
 
 } // namespace quillo

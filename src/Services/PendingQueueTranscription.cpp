@@ -45,8 +45,13 @@ bool isRejection(const TranscriptionFileClientError& error) {
 
 } // namespace
 
-std::optional<PendingQueue::Item> PendingQueue::prepare(const QString& audioId) {
-    const auto waiting = records->pendingWith(audioId);
+std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
+    const auto& audioId = group.audioId;
+    // Others may have gone on with them while those in front were sent.
+    auto waiting = group.records;
+    waiting.removeIf([&](const RecordPointer& record) {
+        return record->status != RecordStatus::pendingTranscription || record->pendingAudioId != audioId;
+    });
     if (waiting.isEmpty())
         return std::nullopt;
     const auto now = services.clock.wallTime();
@@ -67,6 +72,7 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const QString& audioId) 
         if (!metadata || metadata->isPending()) {
             queueLog(QStringLiteral("❌ Pending recording expired (age=%1h): %2").arg(age / 3600).arg(audioId),
                      LogLevel::error);
+            m_hasChanged = true;
             PendingRecords::giveUp(waiting, RecordStatus::transcriptionFailed);
             if (records->save() && metadata)
                 pendingAudioFiles::markCompleted(audioId, now);
@@ -79,6 +85,7 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const QString& audioId) 
                      .arg(attempts)
                      .arg(audioId),
                  LogLevel::warn);
+        m_hasChanged = true;
         markUnrecognized(audioId, waiting);
         return std::nullopt;
     }
@@ -94,6 +101,7 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const QString& audioId) 
         m_toldTooSoon.insert(audioId, attempts);
         return std::nullopt;
     }
+    m_hasChanged = true;
     if (!metadata)
         read();
     const auto& record = *waiting.front();
@@ -110,10 +118,11 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const QString& audioId) 
     return item;
 }
 
-Task<PendingQueue::Step> PendingQueue::process(Self self, QString audioId) {
-    const auto item = self->prepare(audioId);
+Task<PendingQueue::Step> PendingQueue::process(Self self, Group group) {
+    const auto item = self->prepare(group);
     if (!item)
         co_return Step::done;
+    const auto& audioId = item->audioId;
     queueLog(QStringLiteral("🔄 Processing pending recording: %1").arg(audioId));
     // Another transcription is not found with the old one.
     if (item->isMeeting && item->clientRecordingId && item->purpose == transcriptionPurpose::pending) {
@@ -208,12 +217,12 @@ PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const Rec
     m_toldTooSoon.remove(audioId);
     if (!records->save()) {
         // The text is in memory; until it is in the file the audio counts as waiting.
-        m_unsaved.append(audioId);
+        m_unsaved.insert_or_assign(audioId, record);
         return Step::done;
     }
     queueLog(QStringLiteral("✅ Updated pending record with transcription: %1")
                  .arg(record->id.toString(QUuid::WithoutBraces)));
-    publish(audioId);
+    publish(audioId, record);
     return Step::done;
 }
 
@@ -247,6 +256,7 @@ PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exce
         isRejected = isRejection(failure);
         if (failure.kind() == Kind::notAuthenticated) {
             queueLog(QStringLiteral("🔒 Nobody is signed in — pausing"), LogLevel::warn);
+            m_isSignedOut = true;
             return Step::pause;
         }
         if (failure.kind() == Kind::audioFileMissing || failure.kind() == Kind::audioFileUnreadable)

@@ -376,6 +376,7 @@ TEST_F(PendingTranscriptionManagerTest, ASessionThatEndedCostsNoAttempt) {
     start();
     EXPECT_EQ(client.calls.size(), 1) << "the others would fare no better";
     EXPECT_EQ(stored(id).retryCount, 0);
+    EXPECT_EQ(clock.pending(), 0U) << "asked again when somebody signs in, not every half minute";
     answerWith(QStringLiteral("a"));
     post(notification::authUserDidChange);
     EXPECT_EQ(recovered.size(), 2);
