@@ -33,6 +33,9 @@ QRegion roundedRegion(const QRect& area, int radius) {
 PillWindow::PillWindow(const UserInterfaceHooks& hooks) : m_hooks(hooks), m_composited(windowhints::isComposited()) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
              Qt::NoDropShadowWindowHint);
+    // Through Xwayland a managed window is placed and focused as the compositor likes; an unmanaged one is left alone.
+    if (QGuiApplication::platformName() == u"xcb" && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        setFlag(Qt::BypassWindowManagerHint);
     auto format = requestedFormat();
     format.setAlphaBufferSize(8);
     setFormat(format);
