@@ -38,6 +38,16 @@ std::vector<PendingAudioMetadata> disposable() {
     return recordings;
 }
 
+/// Bytes in a recording's files, those of its system audio included.
+qint64 sizeOf(const PendingAudioMetadata& metadata) {
+    qint64 bytes = 0;
+    for (const auto& path :
+         {pendingAudioFiles::audioPath(metadata.id), pendingAudioFiles::metadataPath(metadata.id),
+          metadata.systemAudioId ? pendingAudioFiles::audioPath(*metadata.systemAudioId) : QString()})
+        bytes += std::max<qint64>(0, path.isEmpty() ? 0 : privateFile::size(path));
+    return bytes;
+}
+
 /// Returns the bytes that remain.
 qint64 enforce(qint64 limit) {
     auto usage = calculateDirectorySize();
@@ -46,14 +56,14 @@ qint64 enforce(qint64 limit) {
     for (const auto& metadata : disposable()) {
         if (usage <= limit)
             break;
+        const auto freed = sizeOf(metadata);
         if (!pendingAudioFiles::deleteFiles(metadata.id))
             continue;
-        const auto remaining = calculateDirectorySize();
         log(QStringLiteral("🗑️ AudioStorageManager: deleted audio %1 (%2 bytes) to free %3 bytes of space")
                 .arg(metadata.id)
-                .arg(usage - remaining)
+                .arg(freed)
                 .arg(usage - limit));
-        usage = remaining;
+        usage -= freed;
     }
     return usage;
 }

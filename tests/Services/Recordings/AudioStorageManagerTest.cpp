@@ -42,6 +42,10 @@ TEST_F(AudioStorageManagerTest, TheOldestRetainedRecordingGoesFirstAndPendingOne
     m_manager.enforceStorageLimit();
     EXPECT_EQ(ids(), QStringList({QStringLiteral("pending"), QStringLiteral("newest")}));
     EXPECT_EQ(published.size(), 1);
+    qint64 onDisk = 0;
+    for (const auto& file : QDir(m_folder.path()).entryInfoList(QDir::Files))
+        onDisk += file.size();
+    EXPECT_EQ(m_manager.currentUsageBytes(), onDisk);
     EXPECT_EQ(m_manager.currentUsageBytes(), published.value(0));
     EXPECT_NEAR(m_manager.usageRatio(), 0.75, 0.01);
 
