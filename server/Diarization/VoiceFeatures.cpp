@@ -6,6 +6,7 @@
 // The guards against C++ in these headers are incomplete.
 extern "C" {
 #include <sphinxbase/cmd_ln.h>
+#include <sphinxbase/err.h>
 #include <sphinxbase/fe.h>
 }
 
@@ -27,6 +28,7 @@ struct VoiceFeatures::FrontEnd {
 
     FrontEnd() {
         const std::scoped_lock lock(loadMutex());
+        err_set_logfp(nullptr); // or it prints its settings every time
         cmd_ln_t* config =
             cmd_ln_init(nullptr, fe_get_args(), TRUE, "-remove_silence", "no", "-remove_noise", "no", nullptr);
         if (config) {

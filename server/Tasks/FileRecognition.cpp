@@ -113,7 +113,7 @@ RecognisedFile recogniseFile(Recogniser& recogniser, AudioReader& audio, const F
                              const std::stop_token& stop) {
     const auto collector = std::make_shared<Collector>();
     RecognitionOptions options;
-    options.background = true;
+    options.background = settings.background;
     if (!settings.language.empty() && settings.language != "auto")
         options.languages = {settings.language};
     const auto session = recogniser.open(options, collector);

@@ -32,7 +32,8 @@ struct RecognisedFile {
 };
 
 struct FileRecognitionSettings {
-    std::string language; ///< empty or "auto" for any
+    std::string language;   ///< empty or "auto" for any
+    bool background = true; ///< gives way to live sessions
     /// A recogniser that neither takes audio nor answers for so long has failed.
     std::chrono::milliseconds stallTimeout = std::chrono::minutes(5);
     std::function<void(double share)> onProgress;         ///< 0 to 1

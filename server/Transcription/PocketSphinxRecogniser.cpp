@@ -19,8 +19,9 @@ constexpr double samplesPerSecond = EnergyVad::sampleRate;
 constexpr size_t chunkSamples = EnergyVad::sampleRate / 10;
 /// How much of a session's first utterance is held back to estimate the channel from.
 constexpr size_t openingSamples = EnergyVad::sampleRate;
-/// Niceness of work that nobody waits for; the scheduler then favours live sessions sixtyfold.
-constexpr int backgroundNice = 19;
+/// Niceness of work that nobody waits for: the scheduler then favours live sessions tenfold. More would let it starve
+/// on a machine that is busy otherwise.
+constexpr int backgroundNice = 10;
 
 /// Recognises one session's audio on one decoder.
 class Recognition final : public UtteranceSink {

@@ -258,14 +258,20 @@ RawWords Decoder::end() {
     library_->inUtterance = false;
     if (ps_get_hyp(library_->decoder.get(), nullptr) != nullptr) {
         logmath_t* logarithms = ps_get_logmath(library_->decoder.get());
+        int begin = -1;
         for (ps_seg_t* segment = ps_seg_iter(library_->decoder.get()); segment != nullptr;
              segment = ps_seg_next(segment)) {
-            std::string word = withoutVariant(ps_seg_word(segment));
-            if (isFiller(word))
-                continue;
             int first = 0;
             int last = 0;
             ps_seg_frames(segment, &first, &last);
+            // The library counts from the start of the stream; the first segment, a silence, begins the utterance.
+            if (begin < 0)
+                begin = first;
+            first -= begin;
+            last -= begin;
+            std::string word = withoutVariant(ps_seg_word(segment));
+            if (isFiller(word))
+                continue;
             const double confidence = logmath_exp(logarithms, ps_seg_prob(segment, nullptr, nullptr, nullptr));
             words.push_back(
                 {std::move(word), first * frameSeconds, (last + 1) * frameSeconds, std::clamp(confidence, 0.0, 1.0)});
