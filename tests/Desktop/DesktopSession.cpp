@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 // After Qt: Xlib's macros break its headers.
 #include <X11/extensions/XTest.h>
@@ -68,7 +69,7 @@ DesktopSession::DesktopSession(Options options) : m_options(options) {
     m_environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     startDisplay();
     startBus();
-    launch(QStringLiteral("openbox"), QStringLiteral("openbox"), {});
+    startWindowManager();
     if (m_options.compositor)
         launch(QStringLiteral("picom"), QStringLiteral("picom"),
                {QStringLiteral("--backend"), QStringLiteral("xrender"), QStringLiteral("--config"),
@@ -147,10 +148,11 @@ void DesktopSession::startDisplay() {
     process.setStandardErrorFile(path(QStringLiteral("xvfb.log")));
     process.setStandardInputFile(QProcess::nullDevice());
     process.setChildProcessModifier([descriptor] { ::dup2(descriptor, 3); });
-    process.start(QStringLiteral("Xvfb"),
-                  {QStringLiteral("-displayfd"), QStringLiteral("3"), QStringLiteral("-screen"), QStringLiteral("0"),
-                   QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-                   QStringLiteral("-noreset")});
+    const QStringList arguments{QStringLiteral("-displayfd"),  QStringLiteral("3"),
+                                QStringLiteral("-screen"),     QStringLiteral("0"),
+                                QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
+                                QStringLiteral("tcp"),         QStringLiteral("-noreset")};
+    process.start(QStringLiteral("Xvfb"), arguments + m_options.displayOptions);
     const bool up = process.waitForStarted() && waitUntil([&] { return readAll(file).endsWith('\n'); }, startLimit);
     ::close(descriptor);
     if (!up)
@@ -171,11 +173,23 @@ void DesktopSession::startBus() {
                          socket);
 }
 
+void DesktopSession::startWindowManager() {
+    // Its keys are not the session's subject: Alt+Space would open its menu, and that takes the keyboard.
+    QString configuration = QString::fromUtf8(readAll(QStringLiteral("/etc/xdg/openbox/rc.xml")));
+    configuration.remove(
+        QRegularExpression(QStringLiteral("<keybind .*</keybind>"), QRegularExpression::DotMatchesEverythingOption));
+    QFile file(path(QStringLiteral("openbox.xml")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(configuration.toUtf8()) <= 0)
+        throw DesktopSessionError(QStringLiteral("no configuration of the window manager (package openbox)"));
+    file.close();
+    launch(QStringLiteral("openbox"), QStringLiteral("openbox"), {QStringLiteral("--config-file"), file.fileName()});
+}
+
 void DesktopSession::startSound() {
     const auto socket = path(QStringLiteral("run/pulse/native"));
     QDir().mkpath(path(QStringLiteral("run/pulse")));
     const auto rate = QString::number(m_options.microphoneRate);
-    launchAndWaitForFile(
+    m_sound.push_back(&launchAndWaitForFile(
         QStringLiteral("pulseaudio"), QStringLiteral("pulseaudio"),
         {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
          QStringLiteral("--disable-shm=yes"), QStringLiteral("-L"),
@@ -184,7 +198,7 @@ void DesktopSession::startSound() {
          QStringLiteral("module-null-sink sink_name=speakers rate=48000"), QStringLiteral("-L"),
          QStringLiteral("module-remap-source master=mouth.monitor source_name=microphone "
                         "source_properties='device.description=\"Virtual Microphone\"'")},
-        socket);
+        socket));
     if (!waitUntil(
             [this] {
                 return run(QStringLiteral("pactl"), {QStringLiteral("info")}).contains(QStringLiteral("Server Name"));
@@ -194,19 +208,28 @@ void DesktopSession::startSound() {
     run(QStringLiteral("pactl"), {QStringLiteral("set-default-source"), QStringLiteral("microphone")});
     run(QStringLiteral("pactl"), {QStringLiteral("set-default-sink"), QStringLiteral("speakers")});
     // An idle null sink sleeps for up to two seconds at a time, as no real microphone does; silence keeps it awake.
-    launch(QStringLiteral("silence"), QStringLiteral("pacat"),
-           {QStringLiteral("-p"), QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--format=s16le"),
-            QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
-            QStringLiteral("/dev/zero")});
+    m_sound.push_back(
+        &launch(QStringLiteral("silence"), QStringLiteral("pacat"),
+                {QStringLiteral("-p"), QStringLiteral("-d"), QStringLiteral("mouth"), QStringLiteral("--format=s16le"),
+                 QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
+                 QStringLiteral("/dev/zero")}));
     // So does the remapped source that plays the microphone: another listener, as a conference would be, keeps it
     // running.
-    launch(QStringLiteral("listener"), QStringLiteral("pacat"),
-           {QStringLiteral("-r"), QStringLiteral("-d"), QStringLiteral("microphone"), QStringLiteral("--format=s16le"),
-            QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"),
-            QStringLiteral("/dev/null")});
+    m_sound.push_back(
+        &launch(QStringLiteral("listener"), QStringLiteral("pacat"),
+                {QStringLiteral("-r"), QStringLiteral("-d"), QStringLiteral("microphone"),
+                 QStringLiteral("--format=s16le"), QStringLiteral("--rate=") + rate, QStringLiteral("--channels=1"),
+                 QStringLiteral("--latency-msec=10"), QStringLiteral("/dev/null")}));
     // A new null sink takes a second or two until it runs; the session is up when the microphone delivers.
     run(QStringLiteral("sh"),
         {QStringLiteral("-c"), QStringLiteral("pacat -r -d microphone --latency-msec=10 | head -c 96000 >/dev/null")});
+}
+
+void DesktopSession::stopSound() {
+    for (auto process = m_sound.rbegin(); process != m_sound.rend(); ++process)
+        end(**process);
+    m_sound.clear();
+    QFile::remove(path(QStringLiteral("run/pulse/native")));
 }
 
 void DesktopSession::startSecretService() {
@@ -231,8 +254,10 @@ void DesktopSession::startSecretService() {
         throw DesktopSessionError(QStringLiteral("the Secret Service (package gnome-keyring) did not start"));
 }
 
-QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QString>>& settings) {
-    auto& process = launch(QStringLiteral("quillo"), programFolder() + QStringLiteral("/quillo"), {});
+QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QString>>& settings,
+                                      const QStringList& wrapper) {
+    const auto command = wrapper + QStringList{programFolder() + QStringLiteral("/quillo")};
+    auto& process = launch(QStringLiteral("quillo"), command.front(), command.mid(1));
     const auto armed = [&] {
         int code = 0;
         return process.state() == QProcess::NotRunning ||

@@ -28,6 +28,7 @@ public:
         bool compositor = false; ///< for transparent windows in a picture
         bool secretService = true;
         int microphoneRate = 48000; ///< Hz
+        QStringList displayOptions; ///< further options of the X server
     };
 
     DesktopSession() : DesktopSession(Options{}) {}
@@ -47,8 +48,10 @@ public:
     QString run(const QString& program, const QStringList& arguments, int* exitCode = nullptr);
     void end(QProcess& process);
 
-    /// Starts the application with `settings` (key, value) stored before, and waits until its hotkeys are armed.
-    QProcess& startQuillo(const std::vector<std::pair<QString, QString>>& settings = {});
+    /// Starts the application, through `wrapper` if there is one, with `settings` (key, value), and waits until it
+    /// answers.
+    QProcess& startQuillo(const std::vector<std::pair<QString, QString>>& settings = {},
+                          const QStringList& wrapper = {});
     /// The application's command line.
     QString quillo(const QStringList& arguments, int* exitCode = nullptr);
     QJsonObject status();
@@ -73,6 +76,10 @@ public:
     /// Speaks a file into the microphone, to its end.
     void play(const QString& waveFile);
 
+    /// The session begins with sound; these take it away and give it back.
+    void stopSound();
+    void startSound();
+
     void screenshot(const QString& file);
 
     static constexpr int rightSuper = 134;
@@ -82,7 +89,7 @@ private:
 
     void startDisplay();
     void startBus();
-    void startSound();
+    void startWindowManager();
     void startSecretService();
     QProcess& launchAndWaitForFile(const QString& name, const QString& program, const QStringList& arguments,
                                    const QString& file);
@@ -93,6 +100,7 @@ private:
     QProcessEnvironment m_environment;
     std::vector<std::unique_ptr<QProcess>> m_processes;
     std::unique_ptr<Keyboard> m_keyboard;
+    std::vector<QProcess*> m_sound; ///< among m_processes
     QString m_fieldReportFile;
 };
 

@@ -30,7 +30,8 @@ protected:
 
     void start(const QString& serverOptions = {}) {
         session.environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"), serverOptions);
-        m_quillo = &session.startQuillo({{QStringLiteral("primaryLanguage"), english}});
+        m_quillo = &session.startQuillo(
+            {{QStringLiteral("primaryLanguage"), english}, {QStringLiteral("smartSpacing"), QStringLiteral("false")}});
         session.openTextField();
     }
 

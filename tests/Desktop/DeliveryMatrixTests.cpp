@@ -1,0 +1,206 @@
+// What arrives where: every way of inserting, into programs of every toolkit, under several keyboard layouts, compared
+// byte for byte. The dictations are real but for the recogniser, which answers what the test says.
+
+#include "ScriptedDesktop.h"
+#include "Support/Async.h"
+#include "Targets/TargetWindow.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <iomanip>
+
+using namespace quillo::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+// What breaks keyboards: joined emoji, flags, combining marks, dead keys, several scripts, third levels, trailing
+// blanks.
+const QString line = QStringLiteral(
+    u"„Grüße“ Ä Ö ß ^ ` ´ ~ @€\\{}[]|<> 👩‍👩‍👧 🇩🇪 e\u0301 ñ Привет, Ёж "
+    u"日本語 "
+    u"½ "
+    u"x=1;  ");
+const QString block = QStringLiteral("first\tcolumn, ") + line + QStringLiteral("\nsecond ") + line;
+
+struct Row {
+    QString target;
+    QString layout;
+    QString mode;
+    QByteArray sent;
+    QByteArray expected;
+    QByteArray received;
+    QString delivery;
+    bool clipboardKept = false;
+    bool mappingKept = false;
+    /// A text that a busy program fetches late, and that is reported so, stays on the clipboard.
+    [[nodiscard]] bool isRight() const {
+        return received == expected && mappingKept && (clipboardKept || delivery == u"unconfirmed");
+    }
+};
+
+class DeliveryMatrix : public testing::Test {
+protected:
+    /// One session for all: it is what takes long to come up.
+    static void SetUpTestSuite() { s_desktop = std::make_unique<ScriptedDesktop>(); }
+    static void TearDownTestSuite() { s_desktop.reset(); }
+
+    void TearDown() override {
+        if (HasFailure()) {
+            session.keepFolder();
+            std::cerr << "logs: " << session.folder().toStdString() << "\n";
+        }
+    }
+
+    static inline std::unique_ptr<ScriptedDesktop> s_desktop;
+    ScriptedDesktop& desktop = *s_desktop;
+    DesktopSession& session = desktop.session;
+
+    Row deliver(const TargetWindow& target, const QString& layout, const QString& mode, const QString& text) {
+        activate(session, target);
+        auto& owner = copySeveralFormats(session);
+        const auto clipboard = clipboardFingerprint(session);
+        const auto mapping = keyboardMapping(session);
+        const auto before = target.content();
+        desktop.set("insertionMode", mode);
+        const auto run = desktop.dictate(text);
+        Row row{.target = target.name,
+                .layout = layout,
+                .mode = mode,
+                .sent = run.value(QStringLiteral("text")).toString().toUtf8(),
+                .expected = {},
+                .received = {},
+                .delivery = run.value(QStringLiteral("delivery")).toString()};
+        if (!row.delivery.isEmpty())
+            row.expected = expected(target, row.sent);
+        const auto received = [&] {
+            row.received = target.content().mid(before.size());
+            return row.received.size() >= row.expected.size();
+        };
+        waitUntil(received, 20s);
+        row.mappingKept = waitUntil([&] { return keyboardMapping(session) == mapping; }, 5s);
+        row.clipboardKept = waitUntil([&] { return clipboardFingerprint(session) == clipboard; }, 5s);
+        session.end(owner);
+        return row;
+    }
+
+    /// A terminal sends line ends as the Return key does, and the last ones would run what was dictated.
+    static QByteArray expected(const TargetWindow& target, QByteArray sent) {
+        if (target.name != u"xterm")
+            return sent;
+        while (sent.endsWith('\n'))
+            sent.chop(1);
+        return sent.replace('\n', '\r');
+    }
+};
+
+TEST_F(DeliveryMatrix, EveryTextArrivesByteForByteEverywhere) {
+    const std::vector<TargetWindow> targets{openGtkField(session), openQtField(session), openTerminal(session),
+                                            openBrowser(session)};
+    std::vector<Row> rows;
+    for (const auto* layout : {"us", "de", "ru"}) {
+        session.run(QStringLiteral("setxkbmap"), {QString::fromLatin1(layout)});
+        for (const auto& target : targets) {
+            rows.push_back(deliver(target, QString::fromLatin1(layout), QStringLiteral("paste"), block));
+            rows.push_back(deliver(target, QString::fromLatin1(layout), QStringLiteral("type"), line));
+        }
+    }
+    // Line ends and tabs would be keys that send a message or leave the field.
+    for (const auto& target : targets)
+        rows.push_back(deliver(target, QStringLiteral("ru"), QStringLiteral("type"), block + u'\n'));
+
+    std::cout << std::left << std::setw(9) << "target" << std::setw(8) << "layout" << std::setw(7) << "mode"
+              << std::setw(7) << "sent" << std::setw(10) << "received" << std::setw(13) << "delivery" << std::setw(11)
+              << "clipboard" << std::setw(9) << "mapping"
+              << "verdict\n";
+    for (const auto& row : rows) {
+        std::cout << std::setw(9) << row.target.toStdString() << std::setw(8) << row.layout.toStdString()
+                  << std::setw(7) << row.mode.toStdString() << std::setw(7) << row.sent.size() << std::setw(10)
+                  << row.received.size() << std::setw(13) << row.delivery.toStdString() << std::setw(11)
+                  << (row.clipboardKept ? "as before" : "CHANGED") << std::setw(9)
+                  << (row.mappingKept ? "as before" : "CHANGED") << (row.isRight() ? " right" : " WRONG") << "\n";
+        EXPECT_TRUE(row.isRight()) << row.target.toStdString() << " " << row.layout.toStdString() << " "
+                                   << row.mode.toStdString() << "\n  expected " << row.expected.toStdString()
+                                   << "\n  received " << row.received.toStdString() << "\n  in bytes "
+                                   << row.received.toPercentEncoding(" ").toStdString();
+    }
+}
+
+TEST_F(DeliveryMatrix, APasswordFieldIsRefusedBeforeAnythingIsTouched) {
+    session.run(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    for (const auto& target : {openQtField(session, FieldKind::password), openGtkField(session, FieldKind::password)}) {
+        for (const auto* mode : {"paste", "type"}) {
+            const auto row = deliver(target, QStringLiteral("us"), QString::fromLatin1(mode), line);
+            EXPECT_EQ(row.delivery, QString()) << target.name.toStdString() << " " << mode;
+            EXPECT_EQ(row.received, QByteArray()) << target.name.toStdString() << " " << mode;
+            EXPECT_TRUE(row.clipboardKept && row.mappingKept) << target.name.toStdString() << " " << mode;
+            EXPECT_EQ(desktop.lastRun().value(QStringLiteral("text")).toString().toUtf8(), row.sent)
+                << "the text is lost";
+        }
+        session.end(*target.process);
+    }
+}
+
+TEST_F(DeliveryMatrix, WithoutATextFieldTheTextIsNotClaimedToHaveArrived) {
+    const auto target = openQtField(session, FieldKind::button);
+    activate(session, target);
+    desktop.set("insertionMode", QStringLiteral("paste"));
+    const auto run = desktop.dictate(line);
+    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("unconfirmed"));
+    EXPECT_EQ(desktop.logged(QStringLiteral("⚠️ Text pasted but no text field was focused — saved to history")), 1);
+    const auto clipboard = session.run(
+        QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")});
+    EXPECT_EQ(clipboard, run.value(QStringLiteral("text")).toString()) << "it can be pasted by hand";
+}
+
+TEST_F(DeliveryMatrix, AProgramThatHangsOnTheClipboardDoesNotHoldTheTextUp) {
+    session.run(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    desktop.set("insertionMode", QStringLiteral("paste"));
+    const auto field = openQtField(session);
+    activate(session, field);
+    auto& owner = copySeveralFormats(session);
+    ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
+    const auto run = desktop.dictate(QStringLiteral("All the same."));
+    ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
+    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
+    EXPECT_TRUE(waitUntil([&] { return field.content() == "All the same."; }, 5s));
+    // What could not be read cannot be given back: the text stays.
+    EXPECT_EQ(session.run(QStringLiteral("xclip"),
+                          {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")}),
+              QStringLiteral("All the same."));
+    session.end(owner);
+    session.end(*field.process);
+}
+
+TEST_F(DeliveryMatrix, AMegabyteArrivesWhole) {
+    desktop.set("insertionMode", QStringLiteral("paste"));
+    const auto field = openQtField(session);
+    activate(session, field);
+    auto& owner = copySeveralFormats(session);
+    const auto clipboard = clipboardFingerprint(session);
+    const auto piece = QStringLiteral("größer 日本 👩‍👩‍👧; ");
+    const auto text = piece.repeated(1'000'000 / piece.toUtf8().size()) + u'.';
+    const auto run = desktop.dictate(text);
+    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
+    EXPECT_TRUE(waitUntil([&] { return field.content() == text.toUtf8(); }, 20s)) << field.content().size();
+    EXPECT_TRUE(waitUntil([&] { return clipboardFingerprint(session) == clipboard; }, 5s));
+    session.end(owner);
+    session.end(*field.process);
+}
+
+TEST_F(DeliveryMatrix, TwoDictationsIntoOneFieldAreTwoSentences) {
+    desktop.set("smartSpacing", QStringLiteral("true"));
+    for (const auto& field : {openQtField(session), openGtkField(session)}) {
+        activate(session, field);
+        desktop.dictate(QStringLiteral("We make a decision."));
+        EXPECT_TRUE(waitUntil([&] { return field.content() == "We make a decision."; }, 5s));
+        desktop.dictate(QStringLiteral("Everyone agrees."));
+        EXPECT_TRUE(waitUntil([&] { return field.content() == "We make a decision. Everyone agrees."; }, 5s))
+            << field.name.toStdString() << ": " << field.content().toStdString();
+        session.end(*field.process);
+    }
+    desktop.set("smartSpacing", QStringLiteral("false"));
+}
+
+} // namespace

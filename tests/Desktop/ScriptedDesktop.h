@@ -1,0 +1,63 @@
+#pragma once
+
+#include "DesktopSession.h"
+#include "Server/Transcription/Support/StandInService.h"
+
+#include <mutex>
+
+namespace quillo::test {
+
+/// A session in which Quillo runs and hears what the test says: sound, keys, server and delivery are real, the words
+/// are the test's.
+class ScriptedDesktop {
+public:
+    struct Options {
+        QString serverHost;                      ///< an address of the test's choice; empty: the program's own server
+        QString language = QStringLiteral("en"); ///< empty: none has ever been chosen
+        QStringList wrapper;                     ///< what the program is started through
+        QStringList display;                     ///< further options of the X server
+    };
+    ScriptedDesktop() : ScriptedDesktop(Options{}) {}
+    /// Starts everything; the smart spacing is off, for the text is compared byte for byte.
+    explicit ScriptedDesktop(Options options);
+    ~ScriptedDesktop();
+    ScriptedDesktop(const ScriptedDesktop&) = delete;
+    ScriptedDesktop& operator=(const ScriptedDesktop&) = delete;
+
+    DesktopSession session;
+
+    [[nodiscard]] QProcess& quillo() { return *m_quillo; }
+    void set(const char* key, const QString& value);
+
+    /// What is recognised from now on.
+    void say(const QString& text);
+    /// While on, what is asked of the recogniser is not answered.
+    void holdAnswers(bool on);
+    /// Presses the hold key, later than a double tap would be.
+    void press();
+    void release();
+    /// Plays something that is recognised.
+    void speak() { session.play(m_speech); }
+    /// Holds the key while `text` is said, waits until the run has ended and returns its report, `lastRun` of the
+    /// status.
+    QJsonObject dictate(const QString& text);
+    /// Waits until a run other than `before` is reported; returns its report, empty when none was.
+    QJsonObject awaitRun(const QString& before, std::chrono::milliseconds watchdog = std::chrono::seconds(30));
+    QJsonObject lastRun();
+    QString lastRunId();
+
+    /// How often `words` stand in the log.
+    int logged(const QString& words);
+
+private:
+    quillo::server::test::StandInService::Reply answer();
+    std::mutex m_mutex;
+    QString m_says;
+    bool m_holdsAnswers = false;
+    quillo::server::test::StandInService m_service;
+    QProcess* m_quillo = nullptr;
+    QString m_speech;
+    std::chrono::nanoseconds m_released{};
+};
+
+} // namespace quillo::test
