@@ -1,6 +1,7 @@
 #include "App/ControlClient.h"
 
 #include "App/ControlInterface.h"
+#include "App/HistoryCommand.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
@@ -31,6 +32,7 @@ constexpr std::array commands{
     Command{"again", "InsertAgain", "insert the last text again"},
     Command{"status", "Status", "print what Quillo is doing (--json: everything, for scripts)"},
     Command{"show", "Show", "bring Quillo to the front"},
+    Command{"history", "", "list, show, copy, play, retranscribe or delete dictations (--help: how)"},
     Command{"settings", "", "list | get KEY | set KEY VALUE"},
     Command{"quit", "Quit", "end Quillo"},
 };
@@ -43,34 +45,6 @@ const Command* find(const QString& name) {
 }
 
 void printError(const QString& text) { QTextStream(stderr) << "quillo: " << text << '\n'; }
-
-/// Calls the running instance; the exit code, with the answer's text in `answer`.
-int call(const QString& method, const QVariantList& arguments, QString* answer) {
-    auto bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        printError(
-            QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
-                           "session that Quillo runs in."));
-        return 3;
-    }
-    auto message =
-        QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
-    message.setAutoStartService(false);
-    message.setArguments(arguments);
-    const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
-    if (reply.type() == QDBusMessage::ReplyMessage) {
-        if (!reply.arguments().isEmpty())
-            *answer = reply.arguments().constFirst().toString();
-        return 0;
-    }
-    const auto error = QDBusError(reply).type();
-    if (error == QDBusError::ServiceUnknown || reply.errorName().endsWith(QStringLiteral(".NameHasNoOwner"))) {
-        printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
-        return 3;
-    }
-    printError(reply.errorMessage());
-    return 1;
-}
 
 /// One line a person reads, from the status object.
 QString describe(const QString& status) {
@@ -102,12 +76,41 @@ int runSettings(const QStringList& arguments) {
 
 } // namespace
 
+int call(const QString& method, const QVariantList& arguments, QString* answer) {
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        printError(
+            QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
+                           "session that Quillo runs in."));
+        return notRunning;
+    }
+    auto message =
+        QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
+    message.setAutoStartService(false);
+    message.setArguments(arguments);
+    const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        if (!reply.arguments().isEmpty())
+            *answer = reply.arguments().constFirst().toString();
+        return 0;
+    }
+    const auto error = QDBusError(reply).type();
+    if (error == QDBusError::ServiceUnknown || reply.errorName().endsWith(QStringLiteral(".NameHasNoOwner"))) {
+        printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
+        return notRunning;
+    }
+    printError(reply.errorMessage());
+    return 1;
+}
+
 bool understands(const QStringList& arguments) { return !arguments.isEmpty() && find(arguments.constFirst()); }
 
 int run(const QStringList& arguments) {
     const auto* command = find(arguments.constFirst());
     if (arguments.constFirst() == QStringLiteral("settings"))
         return runSettings(arguments);
+    if (arguments.constFirst() == QStringLiteral("history"))
+        return historyCommand::run(arguments.mid(1));
     const bool isStatus = arguments.constFirst() == QStringLiteral("status");
     const bool json = isStatus && arguments.value(1) == QStringLiteral("--json");
     if (arguments.size() > (json ? 2 : 1)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QStringList>
+#include <QVariantList>
 
 namespace quillo {
 
@@ -12,6 +13,10 @@ namespace controlClient {
 bool understands(const QStringList& arguments);
 /// Returns the exit code: 0 done, 1 refused, 2 wrong usage, 3 no instance is running.
 int run(const QStringList& arguments);
+/// Calls a method of the running instance, and prints the error when it fails. Returns the exit code of `run`, with the
+/// answer's text in `answer`.
+int call(const QString& method, const QVariantList& arguments, QString* answer);
+inline constexpr int notRunning = 3;
 /// Lines for "--help", one command each.
 QString help();
 

@@ -8,6 +8,8 @@
 #include <QDBusError>
 #include <QTimer>
 
+#include <stdexcept>
+
 namespace quillo {
 
 ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {}
@@ -52,6 +54,25 @@ void ControlService::SetSetting(const QString& key, const QString& value) {
         replyWithError(error);
     }
 }
+
+template <typename Hook, typename... Arguments>
+void ControlService::onHistory(const Hook& hook, const Arguments&... arguments) {
+    try {
+        if (!hook)
+            throw std::runtime_error("The running Quillo could not open its history. Its log says why.");
+        hook(arguments...);
+    } catch (const std::exception& error) {
+        replyWithError(error);
+    }
+}
+
+void ControlService::HistoryDelete(const QString& id) { onHistory(m_hooks.historyDelete, id); }
+
+void ControlService::HistoryRetranscribe(const QString& id, const QString& language) {
+    onHistory(m_hooks.historyRetranscribe, id, language);
+}
+
+void ControlService::HistoryCopy(const QString& id) { onHistory(m_hooks.historyCopy, id); }
 
 void ControlService::replyWithError(const std::exception& error) {
     sendErrorReply(QDBusError::InvalidArgs, QString::fromUtf8(error.what()));

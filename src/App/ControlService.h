@@ -23,6 +23,12 @@ struct ControlHooks {
     std::function<QString(const QString& key)> getSetting;
     std::function<void(const QString& key, const QString& value)> setSetting;
     std::function<QString()> listSettings;
+    // On the record with this id; each throws an exception whose text is for the user. Those that are missing are
+    // refused: there is no history then.
+    std::function<void(const QString& id)> historyDelete;
+    /// An empty language means the one it was recorded with.
+    std::function<void(const QString& id, const QString& language)> historyRetranscribe;
+    std::function<void(const QString& id)> historyCopy;
 };
 
 /// The D-Bus object behind `quillo start`, `stop` and the rest, and the lock of the single instance.
@@ -49,9 +55,14 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString GetSetting(const QString& key);
     Q_SCRIPTABLE void SetSetting(const QString& key, const QString& value);
     Q_SCRIPTABLE QString ListSettings() { return m_hooks.listSettings(); }
+    Q_SCRIPTABLE void HistoryDelete(const QString& id);
+    Q_SCRIPTABLE void HistoryRetranscribe(const QString& id, const QString& language);
+    Q_SCRIPTABLE void HistoryCopy(const QString& id);
 
 private:
     void replyWithError(const std::exception& error);
+    template <typename Hook, typename... Arguments>
+    void onHistory(const Hook& hook, const Arguments&... arguments);
 
     ControlHooks m_hooks;
 };

@@ -6,6 +6,8 @@
 #include "Data/Repository/RecordSelect.h"
 #include "Data/Repository/StoreSchema.h"
 
+#include <QRegularExpression>
+
 namespace quillo {
 
 namespace {
@@ -177,6 +179,24 @@ int64_t ModelContext::count(const RecordQuery& query) {
         select.bind(statement);
         return statement.step() ? statement.integer(0) : 0;
     });
+}
+
+QList<QUuid> ModelContext::idsBeginningWith(const QString& digits, int64_t limit) {
+    constexpr qsizetype idLength = 32;
+    static const QRegularExpression hexadecimal(QStringLiteral("^[0-9a-fA-F]{1,32}$"));
+    const auto given = QString(digits).remove(u'-');
+    if (!hexadecimal.match(given).hasMatch())
+        return {};
+    const auto filled = [&given](QChar digit) {
+        return QByteArray::fromHex(given.leftJustified(idLength, digit).toLatin1());
+    };
+    Statement statement(*m_implementation->database,
+                        "SELECT ZID FROM ZTRANSCRIPTIONRECORD WHERE ZID BETWEEN ?1 AND ?2 ORDER BY ZID LIMIT ?3");
+    statement.bindBlob(1, filled(u'0')).bindBlob(2, filled(u'f')).bind(3, limit);
+    QList<QUuid> ids;
+    while (statement.step())
+        storedValue::load(statement, 0, ids.emplaceBack());
+    return ids;
 }
 
 void ModelContext::insert(const TagPointer& tag) {

@@ -54,6 +54,9 @@ public:
     /// The same records as `fetch`, only what a list shows of them.
     QList<RecordSummary> summaries(const RecordQuery& query);
     int64_t count(const RecordQuery& query = {});
+    /// Up to `limit` ids of saved records that begin with these hexadecimal digits (dashes do not matter); none when it
+    /// is no beginning of an id.
+    QList<QUuid> idsBeginningWith(const QString& digits, int64_t limit);
 
     void insert(const TagPointer& tag);
     void remove(const TagPointer& tag);

@@ -188,6 +188,33 @@ TEST_F(Context, AFailedSaveWritesNothingAndKeepsTheChanges) {
     EXPECT_EQ(texts(DataContainer::openReadOnly()->mainContext().fetch({})).size(), 2);
 }
 
+TEST_F(Context, FindsIdsByTheirBeginning) {
+    auto& context = open();
+    for (const auto* id : {u"{1a2b3c4d-0000-4000-8000-000000000001}", u"{1a2b3fff-0000-4000-8000-000000000002}",
+                           u"{ffffffff-ffff-ffff-ffff-ffffffffffff}"}) {
+        auto record = newRecord(QString());
+        record->id = QUuid(QString::fromUtf16(id));
+        context.insert(record);
+    }
+    context.save();
+    const std::pair<const char16_t*, qsizetype> cases[] = {{u"1", 2},
+                                                           {u"1a2b3", 2},
+                                                           {u"1A2B3c", 1},
+                                                           {u"1a2b3c4d-0000", 1},
+                                                           {u"1a2b3c4d-0000-4000-8000-000000000001", 1},
+                                                           {u"f", 1},
+                                                           {u"0", 0},
+                                                           {u"", 0},
+                                                           {u"-", 0},
+                                                           {u"1a2x", 0},
+                                                           {u"%", 0},
+                                                           {u"ffffffff-ffff-ffff-ffff-fffffffffffff", 0}};
+    for (const auto& [digits, found] : cases)
+        EXPECT_EQ(context.idsBeginningWith(QString::fromUtf16(digits), 10).size(), found)
+            << QString::fromUtf16(digits).toStdString();
+    EXPECT_EQ(context.idsBeginningWith(QStringLiteral("1"), 1).size(), 1);
+}
+
 TEST_F(Context, KeepsSettingsOfEachUser) {
     auto& context = open();
     auto settings = std::make_shared<AppSettings>();
