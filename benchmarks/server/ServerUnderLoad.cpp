@@ -78,8 +78,8 @@ ServerUnderLoad::~ServerUnderLoad() {
     std::filesystem::remove_all(folder_, ignored);
 }
 
-std::string ServerUnderLoad::token() const {
-    const std::string body = R"({"device_id":"load"})";
+std::string ServerUnderLoad::token(const std::string& device) const {
+    const std::string body = R"({"device_id":")" + device + "\"}";
     const std::string request =
         "POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Type: "
         "application/json\r\nContent-Length: " +

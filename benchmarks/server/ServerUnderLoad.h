@@ -19,8 +19,8 @@ public:
     ServerUnderLoad& operator=(const ServerUnderLoad&) = delete;
 
     [[nodiscard]] uint16_t port() const { return port_; }
-    /// An access token of a new anonymous user.
-    [[nodiscard]] std::string token() const;
+    /// An access token of the anonymous user of a device.
+    [[nodiscard]] std::string token(const std::string& device = "load") const;
     /// User and system time so far, in seconds.
     [[nodiscard]] double cpuSeconds() const;
     [[nodiscard]] double residentMegabytes() const;
