@@ -30,10 +30,11 @@ const QString category = QStringLiteral("KeyInjector");
 // Between two characters; a program that composes input asynchronously keeps up with this.
 constexpr milliseconds gap(2);
 // For programs that do not answer a ping: until a changed mapping is read, until keys are understood, and until it is
-// safe to put the mapping back. Measured with a terminal; shorter times produced garbage.
-constexpr milliseconds settleTime(15);
-constexpr milliseconds batchTime(60);
-constexpr milliseconds restoreTime(200);
+// safe to put the mapping back. Measured with a terminal: with a third of these times it wrote garbage on a machine
+// that was busy eight times over.
+constexpr milliseconds settleTime(40);
+constexpr milliseconds batchTime(200);
+constexpr milliseconds restoreTime(400);
 // A program that answers pings and is busy gets this long.
 constexpr milliseconds patience(2000);
 
