@@ -1,7 +1,7 @@
 // Figures of whole dictations in a real session on a virtual display: how soon the microphone delivers after the key,
 // how soon the text stands in the field after the release, and how many words come out wrong.
 //
-// usage: DictationFigures [ROUNDS] [SENTENCES]
+// usage: DictationFigures [ROUNDS] [SENTENCES] [DELIVERIES]
 
 #include "DesktopSession.h"
 #include "Server/Transcription/Support/Speech.h"
@@ -9,6 +9,8 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTextStream>
 
 #include <algorithm>
@@ -37,8 +39,22 @@ class Dictations {
 public:
     explicit Dictations(const QString& serverOptions) {
         m_session.environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"), serverOptions);
-        m_session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
-        m_session.openTextField();
+        begin();
+    }
+
+    /// The recogniser answers every dictation with `text`.
+    struct Scripted {
+        QString text;
+    };
+    explicit Dictations(const Scripted& scripted) {
+        QFile script(m_session.path(QStringLiteral("script.json")));
+        if (!script.open(QIODevice::WriteOnly))
+            throw DesktopSessionError(QStringLiteral("the script could not be written"));
+        const QJsonArray events{QJsonObject{{QStringLiteral("at"), 0.2}, {QStringLiteral("final"), scripted.text}}};
+        script.write(QJsonDocument(QJsonObject{{QStringLiteral("events"), events}}).toJson());
+        m_session.environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"),
+                                       QStringLiteral("--recogniser scripted --script ") + script.fileName());
+        begin();
     }
 
     DesktopSession& session() { return m_session; }
@@ -65,6 +81,12 @@ public:
     }
 
 private:
+    void begin() {
+        m_session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")},
+                               {QStringLiteral("smartSpacing"), QStringLiteral("false")}});
+        m_session.openTextField();
+    }
+
     DesktopSession m_session;
     std::chrono::nanoseconds m_released{};
 };
@@ -74,7 +96,7 @@ void print(QTextStream& out, const char* label, std::vector<double> values) {
     const auto at = [&](double share) {
         return values[static_cast<size_t>(std::ceil(share * static_cast<double>(values.size()))) - 1];
     };
-    out << QString::fromLatin1(label).leftJustified(52) << "median " << QString::number(at(0.5), 'f', 1) << " ms, 95 % "
+    out << QString::fromLatin1(label).leftJustified(68) << "median " << QString::number(at(0.5), 'f', 1) << " ms, 95 % "
         << QString::number(at(0.95), 'f', 1) << " ms, worst " << QString::number(values.back(), 'f', 1) << " ms ("
         << values.size() << " runs)\n";
 }
@@ -97,6 +119,33 @@ void printLatencies(QTextStream& out, int rounds) {
     print(out, "key press to first captured sample", first);
     print(out, "key release to text, less the wait for a second tap", text);
     print(out, "  of it until the server's last word", server);
+}
+
+/// How long whole texts take into the field, each way.
+void printDeliveries(QTextStream& out, int rounds) {
+    const auto sentence = QStringLiteral("The quick brown fox jumps over the lazy dog, and says so. ");
+    const auto foreign = QStringLiteral("Größe, naïve Ж 日本 – “fünf” €; ");
+    for (const auto& [what, piece] : {std::pair("of the layout", sentence), std::pair("of many scripts", foreign)}) {
+        const auto text = piece.repeated(500 / piece.size() + 1).left(499) + QLatin1Char('.');
+        Dictations dictations(Dictations::Scripted{text});
+        auto& session = dictations.session();
+        const auto speech = session.synthesize(QStringLiteral("a word or two"));
+        for (const auto* mode : {"paste", "type"}) {
+            session.quillo({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("insertionMode"),
+                            QString::fromLatin1(mode)});
+            std::vector<double> times;
+            for (int i = 0; i < rounds; ++i) {
+                const auto before = session.fieldReport().text;
+                const auto dictated = dictations.dictate(speech);
+                if (!dictated || session.fieldReport().text != before + text)
+                    throw DesktopSessionError(QStringLiteral("a text did not arrive whole"));
+                times.push_back(dictated->releaseToText - doubleTapWaitMs);
+            }
+            const auto label = QStringLiteral("key release to the last of 500 characters %1, %2")
+                                   .arg(QString::fromLatin1(what), QString::fromLatin1(mode));
+            print(out, label.toLatin1().constData(), times);
+        }
+    }
 }
 
 void printWordErrors(QTextStream& out, size_t count) {
@@ -128,9 +177,13 @@ int main(int argc, char** argv) {
     const auto arguments = QCoreApplication::arguments();
     const int rounds = arguments.size() > 1 ? arguments.at(1).toInt() : 100;
     const int sentenceCount = arguments.size() > 2 ? arguments.at(2).toInt() : 12;
+    const int deliveries = arguments.size() > 3 ? arguments.at(3).toInt() : 10;
     try {
         if (rounds > 0)
             printLatencies(out, rounds);
+        out << Qt::flush;
+        if (deliveries > 0)
+            printDeliveries(out, deliveries);
         out << Qt::flush;
         if (sentenceCount > 0)
             printWordErrors(out, static_cast<size_t>(sentenceCount));
