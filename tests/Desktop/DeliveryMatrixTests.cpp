@@ -173,22 +173,6 @@ TEST_F(DeliveryMatrix, AProgramThatHangsOnTheClipboardDoesNotHoldTheTextUp) {
     session.end(*field.process);
 }
 
-TEST_F(DeliveryMatrix, AMegabyteArrivesWhole) {
-    desktop.set("insertionMode", QStringLiteral("paste"));
-    const auto field = openQtField(session);
-    activate(session, field);
-    auto& owner = copySeveralFormats(session);
-    const auto clipboard = clipboardFingerprint(session);
-    const auto piece = QStringLiteral("größer 日本 👩‍👩‍👧; ");
-    const auto text = piece.repeated(1'000'000 / piece.toUtf8().size()) + u'.';
-    const auto run = desktop.dictate(text);
-    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
-    EXPECT_TRUE(waitUntil([&] { return field.content() == text.toUtf8(); }, 20s)) << field.content().size();
-    EXPECT_TRUE(waitUntil([&] { return clipboardFingerprint(session) == clipboard; }, 5s));
-    session.end(owner);
-    session.end(*field.process);
-}
-
 TEST_F(DeliveryMatrix, TwoDictationsIntoOneFieldAreTwoSentences) {
     desktop.set("smartSpacing", QStringLiteral("true"));
     for (const auto& field : {openQtField(session), openGtkField(session)}) {
