@@ -87,6 +87,14 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     return session;
 }
 
+bool AccountStore::remove(const std::string& userId) {
+    const std::scoped_lock lock(mutex_);
+    // The tokens go with it: the tables refer to each other.
+    Statement remove(database_, "DELETE FROM users WHERE id = ?");
+    remove.bind(1, userId).step();
+    return database_.changes() > 0;
+}
+
 std::optional<User> AccountStore::userOf(const std::string& accessToken) {
     const std::scoped_lock lock(mutex_);
     Statement find(database_, "SELECT f.user_id FROM access_tokens a JOIN token_families f ON f.id = a.family_id "

@@ -57,6 +57,9 @@ public:
     /// not the owner.
     std::optional<Session> refresh(const std::string& refreshToken);
 
+    /// Removes a user with every token; false when there is none.
+    bool remove(const std::string& userId);
+
     /// The user an access token belongs to; empty when it is unknown or expired.
     std::optional<User> userOf(const std::string& accessToken);
 

@@ -43,10 +43,26 @@ Router::Handler withJsonBody(Handler handler) {
     };
 }
 
+/// Wraps a handler of the user of the bearer token.
+template <class Handler>
+Router::Handler withUser(const std::shared_ptr<AccountStore>& accounts, Handler handler) {
+    return [accounts, handler = std::move(handler)](const HttpRequest& request) -> HttpResponse {
+        const auto bearer = request.bearerToken();
+        const auto user = bearer ? accounts->userOf(*bearer) : std::nullopt;
+        if (user)
+            return handler(*user);
+        auto response = errorResponse(401, "invalid_token", "INVALID_TOKEN",
+                                      "The access token is missing, not valid or expired; refresh it.");
+        response.headers.emplace_back("WWW-Authenticate", "Bearer");
+        return response;
+    };
+}
+
 } // namespace
 
 void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& accounts,
-                         const std::shared_ptr<RateLimiter>& anonymousLimiter) {
+                         const std::shared_ptr<RateLimiter>& anonymousLimiter,
+                         const std::function<void(const std::string& userId)>& removeData) {
     const auto anonymous = withJsonBody([accounts, anonymousLimiter](const HttpRequest& request, const Json& body) {
         const auto deviceId = optionalString(body, "device_id").value_or("");
         if (deviceId.empty() || deviceId.size() > maxDeviceIdLength)
@@ -78,19 +94,22 @@ void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& ac
     router.add("POST", "/oauth/token", {.handler = token});
     router.add("POST", "/auth/oauth/token", {.handler = token});
 
-    const auto me = [accounts](const HttpRequest& request) {
-        const auto bearer = request.bearerToken();
-        const auto user = bearer ? accounts->userOf(*bearer) : std::nullopt;
-        if (!user) {
-            auto response = errorResponse(401, "invalid_token", "INVALID_TOKEN",
-                                          "The access token is missing, not valid or expired; refresh it.");
-            response.headers.emplace_back("WWW-Authenticate", "Bearer");
-            return response;
-        }
-        return HttpResponse{200, describe(*user), {}};
-    };
-    router.add("GET", "/api/v1/auth/me", {.handler = me});
-    router.add("GET", "/auth/me", {.handler = me});
+    const auto me = withUser(accounts, [](const User& user) { return HttpResponse{200, describe(user), {}}; });
+    const auto removeMe = withUser(accounts, [accounts, removeData](const User& user) {
+        // The account last: while it exists, a removal that was cut off can be asked for again.
+        removeData(user.id);
+        accounts->remove(user.id);
+        log(LogLevel::info, "accounts", "user " + user.id + " and all of their data removed");
+        return HttpResponse{200, Json{{"status", "deleted"}}, {}};
+    });
+    const auto device = withUser(accounts, [](const User&) { return HttpResponse{200, Json{{"status", "ok"}}, {}}; });
+    for (const std::string base : {"/api/v1", ""}) {
+        router.add("GET", base + "/auth/me", {.handler = me});
+        router.add("GET", base + "/users/me", {.handler = me});
+        router.add("DELETE", base + "/users/me", {.handler = removeMe});
+        router.add("POST", base + "/users/me/device", {.handler = device});
+        router.add("PUT", base + "/users/me/device", {.handler = device});
+    }
 
     router.add("GET", "/health",
                {.handler =

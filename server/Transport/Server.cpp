@@ -118,11 +118,12 @@ void Server::Implementation::start() {
     context_->setTls(makeTls(ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now())));
     context_->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite",
                                                         [] { return std::chrono::system_clock::now(); });
-    addAccountEndpoints(context_->router, context_->accounts,
-                        std::make_shared<RateLimiter>(options.maxAnonymousPerHour, std::chrono::hours(1),
-                                                      [] { return std::chrono::steady_clock::now(); }));
     context_->tasks = std::make_shared<TaskService>(taskSettings(options), context_->recogniser,
                                                     [] { return std::chrono::system_clock::now(); });
+    addAccountEndpoints(context_->router, context_->accounts,
+                        std::make_shared<RateLimiter>(options.maxAnonymousPerHour, std::chrono::hours(1),
+                                                      [] { return std::chrono::steady_clock::now(); }),
+                        [tasks = context_->tasks](const std::string& userId) { tasks->removeUser(userId); });
     addFileEndpoints(context_->router,
                      {options.maxUploadBytes, context_->accounts, context_->tasks, context_->uploads});
     context_->tasks->start();

@@ -187,6 +187,31 @@ TEST_F(FileTranscription, AFailureIsToldAndTriedAgain) {
     EXPECT_EQ(upload(server, token, {.recordingId = "r1"}).status, 200);
 }
 
+TEST_F(FileTranscription, RemovingTheAccountRemovesAllOfItAndStopsItsWork) {
+    recogniser->hold();
+    const QByteArray request = uploadRequest("/transcription/diarize", token, Form{.recordingId = "r1"}.body());
+    OpenRequest waiting(server, request);
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    const QString other = server.token("another device");
+    const auto remove = [&](const QString& bearer) {
+        return parseAnswer(
+                   server.exchangeEncrypted("DELETE /api/v1/users/me HTTP/1.1\r\nHost: localhost\r\nConnection: "
+                                            "close\r\nAuthorization: Bearer " +
+                                            bearer.toLatin1() + "\r\n\r\n"))
+            .status;
+    };
+    EXPECT_EQ(remove(QStringLiteral("x")), 401);
+    EXPECT_EQ(remove(token), 200);
+    EXPECT_EQ(waiting.answer().status, 404);
+    EXPECT_EQ(spooledFiles(server), 0U);
+    EXPECT_EQ(remove(token), 401);
+    EXPECT_EQ(getAs(server, token, "/users/me").status, 401);
+    EXPECT_EQ(getAs(server, other, "/users/me").status, 200);
+    const QString again = server.token(); // the same device, a new user
+    EXPECT_EQ(getAs(server, again, "/transcription/recording/r1/diarization").status, 404);
+    recogniser->release();
+}
+
 TEST_F(FileTranscription, WhatWasHeardLiveIsNotRecognisedAgain) {
     StreamClient client(server.streamUrl(token));
     client.next("connected");
