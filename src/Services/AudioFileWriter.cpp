@@ -78,6 +78,8 @@ bool AudioFileWriter::writeChunk(const QByteArray& data) {
 }
 
 void AudioFileWriter::synchronize(const std::shared_ptr<File>& file) {
+    if (!file->descriptor)
+        return; // finished meanwhile
     // Cleared first: what is written from here on asks again.
     file->isSyncDue = false;
     struct stat info {};
