@@ -180,6 +180,7 @@ void measure(int64_t records) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     LoggingService::shared().setConsoleLevel(std::nullopt);
     try {
         measure(argc > 1 ? std::strtoll(argv[1], nullptr, 10) : 100'000);
