@@ -6,6 +6,7 @@
 #include "Services/RecordingsInUse.h"
 
 #include <QFileInfo>
+#include <QSet>
 
 namespace quillo {
 
@@ -27,11 +28,15 @@ bool isSettled(const RecordPointer& record) {
 } // namespace
 
 void PendingRepair::run(PendingRecords& records) {
-    for (const auto& record : records.pending())
+    QSet<QString> waiting; // nothing to ask the history about these, and a long queue has many
+    for (const auto& record : records.pending()) {
         settleRecord(records, record);
+        if (isPending(record))
+            waiting.insert(record->pendingAudioId.value_or(QString()));
+    }
     for (const auto& metadata : pendingAudioFiles::listPendingRecordings())
         // A clock that was set back does not make an old recording one of this run for longer than this run.
-        if (!isBeingWritten(metadata.id) && metadata.createdAt < startedAt)
+        if (!waiting.contains(metadata.id) && !isBeingWritten(metadata.id) && metadata.createdAt < startedAt)
             settleAudio(records, metadata);
     adoptStrayAudio(records);
     records.save();
