@@ -19,9 +19,9 @@ constexpr double samplesPerSecond = EnergyVad::sampleRate;
 constexpr size_t chunkSamples = EnergyVad::sampleRate / 10;
 /// How much of a session's first utterance is held back to estimate the channel from.
 constexpr size_t openingSamples = EnergyVad::sampleRate;
-/// Niceness of work that nobody waits for: the scheduler then favours live sessions tenfold. More would let it starve
-/// on a machine that is busy otherwise.
-constexpr int backgroundNice = 10;
+/// Niceness of work that nobody waits for: the scheduler then favours live sessions threefold. More would let it
+/// starve on a machine that is busy otherwise: at 10 and a load of 17, ten seconds of audio took three minutes.
+constexpr int backgroundNice = 5;
 
 /// Recognises one session's audio on one decoder.
 class Recognition final : public UtteranceSink {
