@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 namespace {
@@ -62,21 +63,27 @@ void fill(int64_t records) {
                 static_cast<double>(QFileInfo(DataContainer::storeURL()).size()) / 1e6);
 }
 
-/// Every state of the search field while `text` is typed.
-double worstKeystroke(ModelContext& context, const QString& text, const char** worstAt, QByteArray& storage) {
-    double worst = 0;
+struct Keystroke {
+    double milliseconds = 0;
+    QString typed;
+};
+
+/// The slowest state of the search field while `text` is typed. Each is taken at the median of five: other programs run
+/// on the machine as well.
+Keystroke slowestKeystroke(ModelContext& context, const QString& text) {
+    Keystroke slowest;
     for (qsizetype length = 1; length <= text.size(); ++length) {
         RecordQuery query;
         query.search = text.left(length);
         query.limit = pageLength;
-        const double milliseconds = millisecondsOf([&] { context.summaries(query); });
-        if (milliseconds > worst) {
-            worst = milliseconds;
-            storage = query.search.toUtf8();
-            *worstAt = storage.constData();
-        }
+        std::array<double, 5> milliseconds{};
+        for (auto& each : milliseconds)
+            each = millisecondsOf([&] { context.summaries(query); });
+        std::sort(milliseconds.begin(), milliseconds.end());
+        if (milliseconds[2] > slowest.milliseconds)
+            slowest = {milliseconds[2], query.search};
     }
-    return worst;
+    return slowest;
 }
 
 void search(ModelContext& context) {
@@ -99,17 +106,12 @@ void search(ModelContext& context) {
                                u"constverton"};
     for (const auto* text : typed) {
         const auto string = QString::fromUtf16(text);
-        const char* worstAt = "";
-        QByteArray storage;
-        std::vector<double> worst;
-        for (int round = 0; round < 5; ++round)
-            worst.push_back(worstKeystroke(context, string, &worstAt, storage));
-        std::sort(worst.begin(), worst.end());
+        const auto slowest = slowestKeystroke(context, string);
         RecordQuery query;
         query.search = string;
         const auto found = context.count(query);
         std::printf("search, typing \"%s\": slowest key %.2f ms (at \"%s\"), finds %lld\n", string.toUtf8().constData(),
-                    worst[worst.size() / 2], worstAt, static_cast<long long>(found));
+                    slowest.milliseconds, slowest.typed.toUtf8().constData(), static_cast<long long>(found));
     }
     RecordQuery combined;
     combined.search = QStringLiteral("the");
