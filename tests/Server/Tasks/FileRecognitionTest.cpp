@@ -121,8 +121,8 @@ TEST_F(FileRecognition, HoldsALittleOfALongFile) {
     AudioReader audio(file);
     SpeakerTracker speakers;
     FileRecognitionSettings settings;
-    long most = 0;
-    const long before = residentKilobytes();
+    [[maybe_unused]] long most = 0;
+    [[maybe_unused]] const long before = residentKilobytes();
     settings.onAudio = [&](const AudioBlock& block) {
         speakers.push(block.mono);
         most = std::max(most, residentKilobytes());
@@ -130,7 +130,10 @@ TEST_F(FileRecognition, HoldsALittleOfALongFile) {
     const auto result = recogniseFile(*recogniser, audio, settings, {});
     EXPECT_EQ(result.sampleCount, int64_t{16000} * 7200);
     EXPECT_EQ(result.text.substr(0, 19), "the quick brown fox");
+    // The sanitizers keep what was freed for a while, and shadows of all of it.
+#if !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
     EXPECT_LT(most - before, 60000); // kB
+#endif
 }
 
 struct Failure {
