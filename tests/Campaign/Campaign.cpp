@@ -1,0 +1,312 @@
+#include "Campaign.h"
+
+#include "Support/Async.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+
+namespace quillo::test {
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace {
+
+/// Behind a release a new press counts as the second tap of two until this has passed.
+constexpr auto doubleTap = 450ms;
+/// The application gives up on a server that does not answer after 12 s, and what it waits for after the last word.
+constexpr auto settleLimit = 60s;
+constexpr auto uploadLimit = 30s;
+
+// What may legitimately be missing, in samples; the figures behind them stand in docs/performance.md.
+/// A chunk is 100 ms, and goes to the disk when it is full.
+constexpr int64_t chunk = samplesPerSecond / 10;
+/// Between the reference and the application's disk: portions of 10 ms, and a busy machine's scheduling.
+constexpr int64_t deviceLatency = samplesPerSecond * 30 / 1000;
+/// From the key to the first sample.
+constexpr int64_t startLimit = samplesPerSecond * 300 / 1000;
+
+const QString endOfDictation = QStringLiteral("🏁 Recording END");
+
+QString milliText(int64_t samples) {
+    return QString::number(static_cast<double>(samples) * 1000 / samplesPerSecond, 'f', 0);
+}
+
+} // namespace
+
+struct Campaign::Observed {
+    int64_t pressed = 0;
+    std::chrono::nanoseconds pressedAt{};
+    int64_t released = 0;
+    std::optional<int64_t> killed; ///< the application
+    std::optional<int64_t> ended;  ///< the application, by itself
+    std::optional<int64_t> gaveUp; ///< the dictation ended with an error that the person sees
+    std::optional<int64_t> seam;   ///< the sound server ended
+    bool busIsGone = false;
+    qint64 logBegin = 0; ///< where the log stood before
+    int64_t trappedBefore = 0;
+};
+
+QString RunResult::summary() const {
+    auto text = QStringLiteral("%1: delivered %2, held %3, lost %4; begins %5 ms after the key, ends %6 ms %7")
+                    .arg(plan.summary())
+                    .arg(verdict.delivered)
+                    .arg(verdict.held)
+                    .arg(verdict.lost)
+                    .arg(milliText(verdict.startDelay), milliText(std::abs(verdict.endMargin)),
+                         verdict.endMargin < 0 ? QStringLiteral("before the end") : QStringLiteral("behind the end"));
+    for (const auto& note : notes)
+        text += QStringLiteral(" (%1)").arg(note);
+    for (const auto& fault : faults)
+        text += QStringLiteral("\n    FAULT: ") + fault;
+    return text;
+}
+
+QSet<QString> Campaign::recordings() const {
+    QSet<QString> names;
+    const auto files = QDir(m_session.recordingFolder()).entryList({QStringLiteral("*.pcm")}, QDir::Files);
+    for (const auto& file : files)
+        names.insert(file.chopped(4));
+    return names;
+}
+
+bool Campaign::isQuiet() {
+    const auto status = m_session.desktop.status().value(QStringLiteral("status")).toString();
+    return status == QStringLiteral("idle") || status == QStringLiteral("error");
+}
+
+void Campaign::prepare(const Plan& plan) {
+    m_session.keepSounding();
+    const bool movableClock = plan.fault == Fault::moveClock;
+    if (m_session.isApplicationRunning() && m_session.hasMovableClock() != movableClock)
+        m_session.endApplication();
+    if (!m_session.isApplicationRunning())
+        m_session.startApplication(movableClock);
+    waitUntil([&] { return monotonicNow() - m_released > doubleTap; });
+}
+
+std::vector<Campaign::Moment> Campaign::faultOf(const Plan& plan, Observed& observed) {
+    auto& proxy = m_session.proxy();
+    const auto killApplication = [&] {
+        if (!m_session.isApplicationRunning())
+            return;
+        m_session.killApplication();
+        observed.killed = m_session.reference.position();
+    };
+    const auto heal = [&] { proxy.heal(); };
+    switch (plan.fault) {
+    case Fault::none:
+        return {};
+    case Fault::killConnecting:
+        return {{-50ms, [&] { proxy.stallAnswers(true); }}, {plan.at, killApplication}, {plan.healed, heal}};
+    case Fault::killRecording:
+        return {{plan.at, killApplication}};
+    case Fault::killProcessing:
+        return {{plan.hold, [&] { proxy.stallAnswers(true); }}, {plan.at, killApplication}, {plan.healed, heal}};
+    case Fault::killUploading:
+    case Fault::cutUpload:
+        return {{plan.at, [&] {
+                     proxy.cut(plan.ending);
+                     observed.trappedBefore = proxy.counts().trapped;
+                     // An upload that is to be interrupted by a kill waits for it.
+                     proxy.set({.traffic = FaultProxy::Traffic::tls,
+                                .bytes = plan.bytes,
+                                .ending = plan.fault == Fault::cutUpload ? std::optional(plan.ending) : std::nullopt});
+                 }}};
+    case Fault::killServer:
+        return {{plan.at,
+                 [&] {
+                     proxy.refuse(true);
+                     m_session.killServer();
+                 }},
+                {plan.healed, [&] {
+                     m_session.startServer();
+                     proxy.refuse(false);
+                 }}};
+    case Fault::cutConnection:
+        return {
+            {plan.at,
+             [&] { proxy.set({.traffic = FaultProxy::Traffic::plain, .bytes = plan.bytes, .ending = plan.ending}); }},
+            {plan.healed, heal}};
+    case Fault::stallConnection:
+        return {{plan.at, [&] { proxy.stall(true); }}, {plan.healed, [&] {
+                                                            proxy.cut(plan.ending);
+                                                            proxy.heal();
+                                                        }}};
+    case Fault::refuseConnection:
+        return {{plan.at, [&] { proxy.refuse(true); }}, {plan.healed, heal}};
+    case Fault::killSound:
+        return {{plan.at,
+                 [&] {
+                     m_session.killSoundServer();
+                     observed.seam = m_session.reference.position();
+                 }},
+                {plan.healed, [&] { m_session.startSoundServer(); }}};
+    case Fault::fillDisk:
+        return {{plan.at, [&] { m_session.disk().fillUpTo(plan.bytes); }},
+                {plan.healed, [&] { m_session.disk().empty(); }}};
+    case Fault::moveClock:
+        return {{plan.at, [&] { m_session.moveClock(plan.clockShift); }},
+                {plan.healed, [&] { m_session.moveClock(0s); }}};
+    case Fault::killBus:
+        return {{plan.at, [&] {
+                     m_session.killBus();
+                     observed.busIsGone = true;
+                 }}};
+    }
+    return {};
+}
+
+/// Notes what the application does by itself, when it does it.
+void Campaign::watch(Observed& observed) {
+    if (!observed.killed && !observed.ended && !m_session.isApplicationRunning())
+        observed.ended = m_session.reference.position();
+    if (!observed.gaveUp &&
+        m_session.isLogged(endOfDictation + QStringLiteral(".*reason=failed\\("), observed.logBegin))
+        observed.gaveUp = m_session.reference.position();
+}
+
+void Campaign::play(std::vector<Moment> moments, Observed& observed) {
+    std::ranges::stable_sort(moments, {}, &Moment::at);
+    const auto start = monotonicNow() + 50ms - std::min(moments.front().at, 0ms);
+    for (const auto& moment : moments) {
+        waitUntil(
+            [&] {
+                watch(observed);
+                return monotonicNow() >= start + moment.at;
+            },
+            60s);
+        moment.action();
+    }
+}
+
+RunResult Campaign::run(const Plan& plan) {
+    RunResult result{.plan = plan};
+    prepare(plan);
+    const auto known = recordings();
+    Observed observed;
+    observed.logBegin = m_session.logEnd();
+    auto moments = faultOf(plan, observed);
+    moments.push_back({0ms, [&] {
+                           observed.pressed = m_session.reference.position();
+                           observed.pressedAt = m_session.desktop.pressKey(DesktopSession::rightSuper);
+                       }});
+    moments.push_back({plan.hold, [&] {
+                           observed.released = m_session.reference.position();
+                           m_session.desktop.releaseKey(DesktopSession::rightSuper);
+                           m_released = monotonicNow();
+                       }});
+    play(std::move(moments), observed);
+    settle(result, observed);
+    compare(result, observed, known);
+    return result;
+}
+
+/// The queue sends the recording by itself; the trap closes on it.
+void Campaign::awaitUpload(RunResult& result, Observed& observed) {
+    const auto trapped = [&] { return m_session.proxy().counts().trapped > observed.trappedBefore; };
+    if (!waitUntil(trapped, uploadLimit))
+        result.notes.append(QStringLiteral("the upload was over before"));
+    if (result.plan.fault == Fault::killUploading) {
+        m_session.killApplication();
+        observed.killed = m_session.reference.position();
+    }
+}
+
+void Campaign::settle(RunResult& result, Observed& observed) {
+    if (result.plan.fault == Fault::killUploading || result.plan.fault == Fault::cutUpload)
+        awaitUpload(result, observed);
+    m_session.proxy().heal();
+    m_session.disk().empty();
+    m_session.moveClock(0s);
+    if (!observed.killed) {
+        // The log tells it even when the bus is gone, over which the application could be asked.
+        const auto over = [&] {
+            watch(observed);
+            return !m_session.isApplicationRunning() || m_session.isLogged(endOfDictation, observed.logBegin);
+        };
+        if (!waitUntil(over, settleLimit))
+            result.faults.append(QStringLiteral("the dictation does not end"));
+    }
+    if (observed.busIsGone) {
+        // Without it the application cannot be reached any more, and usually leaves as a desktop's programs do.
+        if (observed.ended)
+            result.notes.append(QStringLiteral("the application ended with the session bus"));
+        m_session.endApplication();
+        m_session.startBus();
+    } else if (observed.ended) {
+        result.faults.append(QStringLiteral("the application ended by itself"));
+    }
+    if (!m_session.isApplicationRunning())
+        m_session.startApplication();
+    if (!waitUntil([&] { return isQuiet(); }, settleLimit))
+        result.faults.append(QStringLiteral("the application does not come to rest"));
+}
+
+void Campaign::compare(RunResult& result, const Observed& observed, const QSet<QString>& known) {
+    const auto fresh = recordings() - known;
+    Samples held;
+    if (!fresh.isEmpty()) {
+        result.recordingId = *fresh.begin();
+        held = readSamples(m_session.recordingFolder() + u'/' + result.recordingId + QStringLiteral(".pcm"));
+    }
+    if (fresh.size() > 1)
+        result.faults.append(
+            QStringLiteral("%1 recordings instead of one: %2").arg(fresh.size()).arg(fresh.values().join(u' ')));
+
+    // The search begins before the press, to find what is not where it belongs.
+    const auto begin = std::max<int64_t>(0, observed.pressed - 2 * samplesPerSecond);
+    const auto reference = m_session.reference.read(begin, m_session.reference.position());
+    auto ended = observed.released;
+    Bounds bounds{startLimit, 0};
+    if (observed.killed) {
+        ended = std::min(ended, *observed.killed);
+        bounds.end = std::max<int64_t>(0, ended - (*observed.killed - chunk - deviceLatency));
+    }
+    // What it does by itself it does in order: nothing is in flight, and it is noticed late rather than early.
+    for (const auto& moment : {observed.ended, observed.gaveUp}) {
+        if (moment && *moment < ended) {
+            ended = *moment;
+            bounds.end = chunk;
+        }
+    }
+    if (observed.gaveUp && *observed.gaveUp < observed.released)
+        result.notes.append(QStringLiteral("it gave up with an error %1 ms after the key")
+                                .arg(milliText(*observed.gaveUp - observed.pressed)));
+    if (observed.seam && *observed.seam < ended) {
+        ended = *observed.seam;
+        bounds.end = deviceLatency;
+    }
+    const auto refusedAt = std::chrono::nanoseconds(m_session.disk().budget().audioRefusedAt.load());
+    const bool isRefused = result.plan.fault == Fault::fillDisk && refusedAt > 0ns;
+    const auto said = ended;
+    if (isRefused) {
+        // The chunk that the disk refuses began earlier.
+        ended = std::min(ended, observed.pressed + (refusedAt - observed.pressedAt) * samplesPerSecond / 1s);
+        bounds.end = chunk + deviceLatency;
+    }
+    Moments moments{observed.pressed - begin, ended - begin, {}};
+    if (observed.seam)
+        moments.seam = *observed.seam - begin;
+    result.verdict = judge(align(held, reference, 0, reference.size()), held, moments, bounds);
+    result.faults += result.verdict.faults;
+    // What the disk did not take is in the text alone, as the server heard it.
+    if (isRefused)
+        m_expected.push_back({result.plan.run, result.recordingId, said - observed.pressed - startLimit, false});
+    else if (!result.recordingId.isEmpty())
+        m_expected.push_back({result.plan.run, result.recordingId, static_cast<int64_t>(held.size()), true});
+    if (!result.faults.isEmpty())
+        keepEvidence(result, held, reference);
+}
+
+void Campaign::keepEvidence(const RunResult& result, SampleView held, SampleView reference) {
+    const auto folder = m_session.desktop.path(QStringLiteral("run-%1").arg(result.plan.run));
+    QDir().mkpath(folder);
+    writeSamples(folder + QStringLiteral("/held.pcm"), held);
+    writeSamples(folder + QStringLiteral("/reference.pcm"), reference);
+    QFile::copy(m_session.desktop.logFile(), folder + QStringLiteral("/quillo-speech.log"));
+}
+
+} // namespace quillo::test

@@ -1,0 +1,267 @@
+#include "CampaignSession.h"
+
+#include "Support/Async.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace quillo::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto startLimit = 20s;
+/// Of the signal, which is repeated: a recording is looked for within seconds of its place.
+constexpr size_t signalSeconds = 600;
+
+QString program(const char* name) { return QStringLiteral(QUILLO_PROGRAM_FOLDER) + u'/' + QString::fromLatin1(name); }
+
+/// A port that was free a moment ago.
+quint16 freePort() {
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+/// The process that listens on a socket in the file system; 0 when none does.
+pid_t listenerOf(const QString& file) {
+    const auto path = file.toLocal8Bit();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::copy_n(path.constData(), std::min<size_t>(static_cast<size_t>(path.size()), sizeof address.sun_path - 1),
+                address.sun_path);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+        ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &length);
+    ::close(socket);
+    return peer.pid;
+}
+
+void killListener(const QString& file) {
+    const auto process = listenerOf(file);
+    if (process <= 0 || ::kill(process, SIGKILL) != 0)
+        throw DesktopSessionError(QStringLiteral("nobody listens on %1").arg(file));
+    if (!waitUntil([&] { return listenerOf(file) == 0; }, 5s))
+        throw DesktopSessionError(QStringLiteral("%1 outlived its process").arg(file));
+}
+
+void killAndWait(QProcess& process) {
+    process.kill();
+    if (!waitUntil([&] { return process.state() == QProcess::NotRunning; }, 5s))
+        throw DesktopSessionError(QStringLiteral("%1 cannot be killed").arg(process.program()));
+}
+
+DesktopSession::Options sessionOptions() {
+    DesktopSession::Options options;
+    // The rate of the application: nothing is resampled, and what arrives can be compared to the bit.
+    options.microphoneRate = static_cast<int>(samplesPerSecond);
+    return options;
+}
+
+} // namespace
+
+CampaignSession::CampaignSession(uint64_t seed) : desktop(sessionOptions()), m_seed(seed) {
+    const auto dataFolder = desktop.environment().value(QStringLiteral("XDG_DATA_HOME"));
+    m_disk = std::make_unique<FullDisk>(dataFolder, desktop.path(QStringLiteral("disk-budget")));
+    m_serverPort = freePort();
+    m_proxy = std::make_unique<FaultProxy>(m_serverPort);
+    desktop.environment().insert(QStringLiteral("QUILLO_SERVER_HOST"),
+                                 QStringLiteral("127.0.0.1:%1").arg(m_proxy->port()));
+    writeSamples(desktop.path(QStringLiteral("signal.pcm")), noise(seed, signalSeconds * samplesPerSecond));
+    writeScript();
+    moveClock(0s);
+    reference.begin();
+    play();
+    startServer();
+}
+
+CampaignSession::~CampaignSession() {
+    if (m_keyring)
+        desktop.end(*m_keyring);
+}
+
+void CampaignSession::startApplication(bool movableClock) {
+    auto& environment = desktop.environment();
+    const auto before = environment;
+    if (movableClock) {
+        environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(QUILLO_FAKETIME));
+        environment.insert(QStringLiteral("FAKETIME_TIMESTAMP_FILE"), desktop.path(QStringLiteral("clock")));
+        environment.insert(QStringLiteral("FAKETIME_NO_CACHE"), QStringLiteral("1"));
+        environment.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        environment.insert(QStringLiteral("DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+    }
+    m_disk->apply(environment);
+    m_hasMovableClock = movableClock;
+    m_application = &desktop.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+    environment = before;
+    // Nobody dictates in the second that signs the user in for the first time.
+    if (!waitUntil([this] { return isLogged(QStringLiteral("User data stored"), 0); }, startLimit))
+        throw DesktopSessionError(QStringLiteral("the application did not sign in; see %1").arg(desktop.logFile()));
+}
+
+void CampaignSession::killApplication() { killAndWait(*m_application); }
+
+bool CampaignSession::isApplicationRunning() const {
+    return m_application && m_application->state() == QProcess::Running;
+}
+
+void CampaignSession::endApplication() {
+    if (m_application)
+        desktop.end(*m_application);
+}
+
+void CampaignSession::startServer() {
+    m_server = &desktop.launch(QStringLiteral("server"), program("quillo-server"),
+                               {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(m_serverPort),
+                                QStringLiteral("--recogniser"), QStringLiteral("scripted"), QStringLiteral("--script"),
+                                desktop.path(QStringLiteral("script.json")), QStringLiteral("--max-anonymous-per-hour"),
+                                QStringLiteral("100000")});
+    const auto answers = [&] {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, m_serverPort);
+        return socket.waitForConnected(1000);
+    };
+    if (!waitUntil(answers, startLimit))
+        throw DesktopSessionError(
+            QStringLiteral("the server did not start; see %1").arg(desktop.path(QStringLiteral("server.log"))));
+}
+
+void CampaignSession::killServer() { killAndWait(*m_server); }
+
+QString CampaignSession::word(int number) { return QStringLiteral("w%1").arg(number % differentWords); }
+
+QString CampaignSession::writeScript() {
+    QStringList words;
+    for (int i = 0; i < differentWords; ++i)
+        words.append(u'"' + word(i) + u'"');
+    QFile script(desktop.path(QStringLiteral("script.json")));
+    if (script.open(QIODevice::WriteOnly))
+        script.write(QStringLiteral(R"({"words": [%1], "words_per_second": %2, "words_per_final": 10})")
+                         .arg(words.join(u','))
+                         .arg(wordsPerSecond)
+                         .toUtf8());
+    return script.fileName();
+}
+
+void CampaignSession::play() {
+    m_player = &desktop.launch(QStringLiteral("player"), QStringLiteral("pacat"),
+                               {QStringLiteral("-p"), QStringLiteral("-d"), QStringLiteral("mouth"),
+                                QStringLiteral("--raw"), QStringLiteral("--format=s16le"),
+                                QStringLiteral("--rate=%1").arg(samplesPerSecond), QStringLiteral("--channels=1"),
+                                QStringLiteral("--latency-msec=200"), desktop.path(QStringLiteral("signal.pcm"))});
+    const auto sounds = [this] {
+        const auto now = reference.position();
+        const auto latest = reference.read(now - 100, now);
+        return std::ranges::any_of(latest, [](int16_t sample) { return sample != 0; });
+    };
+    if (!waitUntil(sounds, startLimit))
+        throw DesktopSessionError(QStringLiteral("the signal does not reach the microphone"));
+}
+
+void CampaignSession::keepSounding() {
+    if (m_player->state() == QProcess::NotRunning)
+        play();
+}
+
+void CampaignSession::killSoundServer() {
+    killListener(desktop.path(QStringLiteral("run/pulse/native")));
+    reference.end();
+}
+
+void CampaignSession::startSoundServer() {
+    // The socket comes last: who sees it finds the microphone.
+    QFile commands(desktop.path(QStringLiteral("pulse.pa")));
+    if (commands.open(QIODevice::WriteOnly))
+        commands.write(QStringLiteral("load-module module-null-sink sink_name=mouth channels=1 rate=%1\n"
+                                      "load-module module-null-sink sink_name=speakers rate=48000\n"
+                                      "load-module module-remap-source master=mouth.monitor source_name=microphone "
+                                      "source_properties='device.description=\"Virtual Microphone\"'\n"
+                                      "set-default-source microphone\n"
+                                      "set-default-sink speakers\n"
+                                      "load-module module-native-protocol-unix auth-anonymous=1 socket=%2\n")
+                           .arg(samplesPerSecond)
+                           .arg(desktop.path(QStringLiteral("run/pulse/native")))
+                           .toUtf8());
+    commands.close();
+    desktop.launch(QStringLiteral("pulseaudio"), QStringLiteral("pulseaudio"),
+                   {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                    QStringLiteral("--disable-shm=yes"), QStringLiteral("-F"), commands.fileName()});
+    const auto answers = [this] {
+        return desktop.run(QStringLiteral("pactl"), {QStringLiteral("info")}).contains(QStringLiteral("Server Name"));
+    };
+    if (!waitUntil(answers, startLimit))
+        throw DesktopSessionError(QStringLiteral("the sound server did not come back"));
+    // The reference listens before the signal begins: what others hear before it is silence.
+    reference.begin();
+    play();
+}
+
+void CampaignSession::killBus() { killListener(desktop.path(QStringLiteral("run/bus"))); }
+
+void CampaignSession::startBus() {
+    const auto socket = desktop.path(QStringLiteral("run/bus"));
+    QFile::remove(socket);
+    desktop.launch(QStringLiteral("bus"), QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                    QStringLiteral("--address=unix:path=%1").arg(socket)});
+    if (!waitUntil([&] { return listenerOf(socket) > 0; }, startLimit))
+        throw DesktopSessionError(QStringLiteral("the session bus did not come back"));
+    m_keyring = std::make_unique<QProcess>();
+    m_keyring->setProcessEnvironment(desktop.environment());
+    m_keyring->setProcessChannelMode(QProcess::MergedChannels);
+    m_keyring->setStandardOutputFile(desktop.path(QStringLiteral("keyring.log")), QIODevice::Append);
+    m_keyring->start(QStringLiteral("gnome-keyring-daemon"),
+                     {QStringLiteral("--foreground"), QStringLiteral("--unlock"),
+                      QStringLiteral("--components=secrets"), QStringLiteral("--replace")});
+    m_keyring->write("\n");
+    m_keyring->closeWriteChannel();
+    const auto answers = [this] {
+        return desktop
+            .run(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                                               QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
+                                               QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
+                                               QStringLiteral("string:org.freedesktop.secrets")})
+            .contains(QStringLiteral("boolean true"));
+    };
+    if (!waitUntil(answers, startLimit))
+        throw DesktopSessionError(QStringLiteral("the Secret Service did not come back"));
+}
+
+/// What the application writes to the console, as the log file is cut when it has grown.
+static QString consoleOf(const DesktopSession& desktop) { return desktop.path(QStringLiteral("quillo.log")); }
+
+qint64 CampaignSession::logEnd() const { return QFileInfo(consoleOf(desktop)).size(); }
+
+bool CampaignSession::isLogged(const QString& expression, qint64 since) const {
+    QFile log(consoleOf(desktop));
+    return log.open(QIODevice::ReadOnly) && log.seek(since) &&
+           QString::fromUtf8(log.readAll()).contains(QRegularExpression(expression));
+}
+
+void CampaignSession::moveClock(std::chrono::seconds shift) {
+    // Replaced at once, as the application reads it at every look at the clock.
+    const auto name = desktop.path(QStringLiteral("clock"));
+    QFile file(name + QStringLiteral(".new"));
+    if (file.open(QIODevice::WriteOnly))
+        file.write(QByteArray(shift.count() < 0 ? "" : "+") + QByteArray::number(qint64(shift.count())) + "s\n");
+    file.close();
+    ::rename(file.fileName().toLocal8Bit().constData(), name.toLocal8Bit().constData());
+}
+
+QString CampaignSession::recordingFolder() const {
+    return desktop.path(QStringLiteral("home/.local/share/QuilloSpeech/pending-audio"));
+}
+
+} // namespace quillo::test

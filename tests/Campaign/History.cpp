@@ -1,0 +1,99 @@
+#include "Campaign.h"
+
+#include "Support/Async.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMap>
+
+namespace quillo::test {
+
+namespace {
+
+/// The words of the scripted server are its count of the samples that it heard.
+QStringList wordsOf(int64_t samples) {
+    QStringList words;
+    for (int i = 0; i < samples * CampaignSession::wordsPerSecond / samplesPerSecond; ++i)
+        words.append(CampaignSession::word(i));
+    return words;
+}
+
+struct Record {
+    QString id;
+    QString status;
+    QString audioId;
+    QStringList words;
+};
+
+std::vector<Record> historyOf(DesktopSession& session) {
+    std::vector<Record> records;
+    const auto answer = session.quillo(
+        {QStringLiteral("history"), QStringLiteral("--json"), QStringLiteral("--limit"), QStringLiteral("all")});
+    const auto list = QJsonDocument::fromJson(answer.toUtf8()).array();
+    for (const auto& entry : list) {
+        const auto object = entry.toObject();
+        const auto text = [&](const char* key) { return object.value(QString::fromLatin1(key)).toString(); };
+        records.push_back({text("id"), text("status"), text("audio_id"), text("text").split(u' ', Qt::SkipEmptyParts)});
+    }
+    return records;
+}
+
+} // namespace
+
+QStringList Campaign::checkTexts(std::chrono::seconds watchdog) {
+    std::vector<Record> records;
+    const auto recordsOf = [&](const Expected& expected) {
+        std::vector<Record> found;
+        for (const auto& record : records) {
+            if (record.audioId == expected.recordingId && !m_settledRecords.contains(record.id))
+                found.push_back(record);
+        }
+        return found;
+    };
+    const auto isThere = [&](const Expected& expected) {
+        const auto found = recordsOf(expected);
+        return std::ranges::any_of(found,
+                                   [](const auto& record) { return record.status == QStringLiteral("completed"); });
+    };
+    waitUntil(
+        [&] {
+            records = historyOf(m_session.desktop);
+            return std::ranges::all_of(m_expected, isThere);
+        },
+        watchdog);
+
+    QStringList faults;
+    for (const auto& expected : m_expected) {
+        const auto blame = [&](const QString& sentence) {
+            faults.append(
+                QStringLiteral("run %1, recording %2: %3").arg(expected.run).arg(expected.recordingId, sentence));
+        };
+        const auto found = recordsOf(expected);
+        const auto wanted = wordsOf(expected.samples);
+        if (found.size() != 1) {
+            blame(QStringLiteral("%1 records in the history instead of one").arg(found.size()));
+            continue;
+        }
+        const auto& record = found.front();
+        m_settledRecords.insert(record.id);
+        if (record.status != QStringLiteral("completed"))
+            blame(QStringLiteral("its text did not arrive; the record is \"%1\"").arg(record.status));
+        else if (expected.isExact ? record.words != wanted : record.words.mid(0, wanted.size()) != wanted)
+            blame(QStringLiteral("its text is \"%1\" and not \"%2\"%3")
+                      .arg(record.words.join(u' '), wanted.join(u' '),
+                           expected.isExact ? QString() : QStringLiteral(" and more")));
+    }
+    m_expected.clear();
+    for (const auto& record : records) {
+        if (!m_settledRecords.contains(record.id)) {
+            m_settledRecords.insert(record.id);
+            faults.append(QStringLiteral("record %1 (\"%2\", %3 words) belongs to no recording")
+                              .arg(record.id, record.status)
+                              .arg(record.words.size()));
+        }
+    }
+    return faults;
+}
+
+} // namespace quillo::test

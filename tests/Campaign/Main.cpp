@@ -1,0 +1,174 @@
+// Dictates again and again, breaks something each time, and tells whether anything that the microphone delivered was
+// lost. Every campaign is repeated by its seed, every run of it by its number.
+
+#include "Campaign.h"
+
+#include "Core/LoggingService.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QRandomGenerator>
+
+#include <cstdio>
+#include <iostream>
+
+using namespace quillo::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Options {
+    uint64_t seed = 0;
+    int runs = 14;
+    std::optional<int> only;
+    std::optional<Fault> fault;
+    bool keep = false;
+    bool texts = true;
+};
+
+/// So many runs are made before their texts are awaited.
+constexpr int textInterval = 28;
+/// The queue's timer runs every 30 s, and after two failures it waits for a minute.
+constexpr auto textLimit = 150s;
+
+void say(const QString& line) { std::cout << line.toStdString() << std::endl; }
+
+std::optional<Options> parse(const QCoreApplication& application) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Dictates, breaks something, and looks for every sample."));
+    parser.addHelpOption();
+    parser.addOption({QStringLiteral("runs"), QStringLiteral("How many dictations (default 14)."), QStringLiteral("N"),
+                      QStringLiteral("14")});
+    parser.addOption(
+        {QStringLiteral("seed"), QStringLiteral("Which campaign; a random one if not given."), QStringLiteral("N")});
+    parser.addOption({QStringLiteral("only"), QStringLiteral("This run of the campaign alone."), QStringLiteral("K")});
+    parser.addOption({QStringLiteral("fault"), QStringLiteral("This fault in every run."), QStringLiteral("NAME")});
+    parser.addOption({QStringLiteral("keep"), QStringLiteral("Keeps the session's folder in any case.")});
+    parser.addOption({QStringLiteral("no-texts"), QStringLiteral("Compares the audio and does not await the texts.")});
+    parser.process(application);
+    Options options;
+    bool good = true;
+    const auto number = [&](const char* name, uint64_t otherwise) {
+        const auto text = parser.value(QString::fromLatin1(name));
+        bool valid = true;
+        const auto value = text.isEmpty() ? otherwise : text.toULongLong(&valid);
+        if (!valid)
+            std::cerr << "--" << name << ": \"" << text.toStdString() << "\" is not a number\n";
+        good = good && valid;
+        return value;
+    };
+    options.seed = number("seed", QRandomGenerator::global()->bounded(1'000'000));
+    options.runs = static_cast<int>(number("runs", 14));
+    if (parser.isSet(QStringLiteral("only")))
+        options.only = static_cast<int>(number("only", 0));
+    options.keep = parser.isSet(QStringLiteral("keep"));
+    options.texts = !parser.isSet(QStringLiteral("no-texts"));
+    if (const auto wanted = parser.value(QStringLiteral("fault")); !wanted.isEmpty()) {
+        QStringList names;
+        for (const auto fault : allFaults()) {
+            names.append(nameOf(fault));
+            if (nameOf(fault) == wanted)
+                options.fault = fault;
+        }
+        if (!options.fault) {
+            std::cerr << "--fault: give one of " << names.join(QStringLiteral(", ")).toStdString() << "\n";
+            good = false;
+        }
+    }
+    return good ? std::optional(options) : std::nullopt;
+}
+
+/// Sums over the runs.
+struct Totals {
+    int runs = 0;
+    int faults = 0;
+    int64_t delivered = 0;
+    int64_t held = 0;
+    int64_t lost = 0;
+    int64_t latestStart = 0;
+    int64_t earliestEnd = 0;
+
+    void add(const RunResult& result) {
+        ++runs;
+        faults += static_cast<int>(result.faults.size());
+        delivered += result.verdict.delivered;
+        held += result.verdict.held;
+        lost += result.verdict.lost;
+        latestStart = std::max(latestStart, result.verdict.startDelay);
+        earliestEnd = std::min(earliestEnd, result.verdict.endMargin);
+    }
+};
+
+QStringList checkTexts(Campaign& campaign, int runs) {
+    say(QStringLiteral("waiting for the texts of the runs until here"));
+    const auto start = monotonicNow();
+    const auto faults = campaign.checkTexts(std::chrono::duration_cast<std::chrono::seconds>(textLimit));
+    for (const auto& fault : faults)
+        say(QStringLiteral("    FAULT: ") + fault);
+    say(QStringLiteral("texts of %1 runs after %2 s: %3 wrong")
+            .arg(runs)
+            .arg(std::chrono::duration<double>(monotonicNow() - start).count(), 0, 'f', 1)
+            .arg(faults.size()));
+    return faults;
+}
+
+int run(const Options& options) {
+    say(QStringLiteral("campaign --runs %1 --seed %2").arg(options.runs).arg(options.seed));
+    Campaign campaign(options.seed);
+    Totals totals;
+    int awaited = 0;
+    for (int i = options.only.value_or(0); i < (options.only ? *options.only + 1 : options.runs); ++i) {
+        const auto plan = makePlan(options.seed, i, options.fault);
+        try {
+            const auto result = campaign.run(plan);
+            totals.add(result);
+            say(QStringLiteral("run %1/%2 %3").arg(i).arg(options.runs).arg(result.summary()));
+        } catch (const std::exception&) {
+            campaign.session().desktop.keepFolder();
+            say(QStringLiteral("run %1/%2 %3: the session broke; its logs are in %4")
+                    .arg(i)
+                    .arg(options.runs)
+                    .arg(plan.summary(), campaign.session().desktop.folder()));
+            throw;
+        }
+        if (options.texts && ++awaited >= textInterval) {
+            totals.faults += static_cast<int>(checkTexts(campaign, awaited).size());
+            awaited = 0;
+        }
+    }
+    if (options.texts && awaited > 0)
+        totals.faults += static_cast<int>(checkTexts(campaign, awaited).size());
+    say(QStringLiteral(
+            "%1 runs: %2 samples delivered, %3 held, %4 lost; latest start %5 ms after the key, earliest end "
+            "%6 ms; %7 faults")
+            .arg(totals.runs)
+            .arg(totals.delivered)
+            .arg(totals.held)
+            .arg(totals.lost)
+            .arg(totals.latestStart * 1000 / samplesPerSecond)
+            .arg(totals.earliestEnd * 1000 / samplesPerSecond)
+            .arg(totals.faults));
+    if (totals.faults > 0 || options.keep) {
+        campaign.session().desktop.keepFolder();
+        say(QStringLiteral("logs and audio: %1; again: --seed %2 --only <run>")
+                .arg(campaign.session().desktop.folder())
+                .arg(options.seed));
+    }
+    return totals.faults == 0 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    quillo::LoggingService::shared().setConsoleLevel(std::nullopt);
+    const auto options = parse(application);
+    if (!options)
+        return 2;
+    try {
+        return run(*options);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "\n";
+        return 2;
+    }
+}

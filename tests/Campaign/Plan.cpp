@@ -1,0 +1,175 @@
+#include "Plan.h"
+
+#include <algorithm>
+#include <random>
+
+namespace quillo::test {
+
+namespace {
+
+using std::chrono::milliseconds;
+using namespace std::chrono_literals;
+
+/// Bytes that a dictation sends a second: base64 of 32,000 and the frames around it.
+constexpr int64_t streamBytesPerSecond = 44'000;
+
+/// Numbers that are the same with every standard library.
+class Dice {
+public:
+    explicit Dice(uint64_t seed, uint64_t stream) : m_generator(seed * 0x9e3779b97f4a7c15U + stream) {}
+    int64_t between(int64_t least, int64_t most) {
+        return least + static_cast<int64_t>(m_generator() % static_cast<uint64_t>(most - least + 1));
+    }
+    milliseconds between(milliseconds least, milliseconds most) {
+        return milliseconds(between(least.count(), most.count()));
+    }
+
+private:
+    std::mt19937_64 m_generator;
+};
+
+Fault faultOf(uint64_t seed, int run) {
+    auto order = allFaults();
+    const auto round = run / static_cast<int>(order.size());
+    Dice dice(seed, 1'000'000 + static_cast<uint64_t>(round));
+    std::ranges::remove(order, Fault::none);
+    order.back() = Fault::none;
+    for (size_t i = order.size() - 2; i > 0; --i)
+        std::swap(order[i], order[static_cast<size_t>(dice.between(0, static_cast<int64_t>(i)))]);
+    return order[static_cast<size_t>(run) % order.size()];
+}
+
+void schedule(Plan& plan, Dice& dice) {
+    const auto hold = plan.hold;
+    switch (plan.fault) {
+    case Fault::none:
+        break;
+    case Fault::killConnecting:
+        plan.at = dice.between(0ms, hold);
+        plan.healed = plan.at + 200ms;
+        break;
+    case Fault::killRecording:
+        plan.at = dice.between(300ms, hold);
+        plan.healed = plan.at + 200ms;
+        break;
+    case Fault::killProcessing:
+        plan.at = hold + dice.between(0ms, 1500ms);
+        plan.healed = plan.at + 200ms;
+        break;
+    case Fault::killUploading:
+    case Fault::cutUpload:
+        plan.at = dice.between(200ms, hold);
+        plan.healed = plan.at + 200ms;
+        // A handshake takes about a thousand bytes; the recording follows.
+        plan.bytes = dice.between(2'000, 2'000 + 30 * hold.count());
+        break;
+    case Fault::killServer:
+        plan.at = dice.between(-500ms, hold + 800ms);
+        plan.healed = plan.at + dice.between(100ms, 2500ms);
+        break;
+    case Fault::cutConnection:
+        plan.at = -100ms;
+        plan.healed = hold + 500ms;
+        plan.bytes = dice.between(1, streamBytesPerSecond * hold.count() / 1000);
+        break;
+    case Fault::stallConnection:
+        plan.at = dice.between(-200ms, hold + 300ms);
+        plan.healed = plan.at + dice.between(500ms, 4000ms);
+        break;
+    case Fault::refuseConnection:
+        plan.at = dice.between(-1000ms, -50ms);
+        plan.healed = plan.at + dice.between(1000ms, 5000ms);
+        break;
+    case Fault::killSound:
+        plan.at = dice.between(100ms, hold + 300ms);
+        plan.healed = plan.at + dice.between(50ms, 1500ms);
+        break;
+    case Fault::fillDisk:
+        plan.at = dice.between(-200ms, hold + 300ms);
+        plan.healed = hold + dice.between(500ms, 2500ms);
+        plan.bytes = dice.between(0, 32 * hold.count());
+        break;
+    case Fault::moveClock: {
+        constexpr int64_t jumps[] = {90, 3600, 26L * 3600, 3L * 86400};
+        plan.at = dice.between(-300ms, hold + 300ms);
+        plan.healed = hold + dice.between(500ms, 2000ms);
+        plan.clockShift = std::chrono::seconds(jumps[dice.between(0, 3)] * (dice.between(0, 1) ? 1 : -1));
+        break;
+    }
+    case Fault::killBus:
+        plan.at = dice.between(0ms, hold);
+        plan.healed = hold + 1500ms;
+        break;
+    }
+}
+
+} // namespace
+
+QString nameOf(Fault fault) {
+    switch (fault) {
+    case Fault::none:
+        return QStringLiteral("none");
+    case Fault::killConnecting:
+        return QStringLiteral("kill-connecting");
+    case Fault::killRecording:
+        return QStringLiteral("kill-recording");
+    case Fault::killProcessing:
+        return QStringLiteral("kill-processing");
+    case Fault::killUploading:
+        return QStringLiteral("kill-uploading");
+    case Fault::killServer:
+        return QStringLiteral("kill-server");
+    case Fault::cutConnection:
+        return QStringLiteral("cut-connection");
+    case Fault::stallConnection:
+        return QStringLiteral("stall-connection");
+    case Fault::refuseConnection:
+        return QStringLiteral("refuse-connection");
+    case Fault::cutUpload:
+        return QStringLiteral("cut-upload");
+    case Fault::killSound:
+        return QStringLiteral("kill-sound");
+    case Fault::fillDisk:
+        return QStringLiteral("fill-disk");
+    case Fault::moveClock:
+        return QStringLiteral("move-clock");
+    case Fault::killBus:
+        return QStringLiteral("kill-bus");
+    }
+    return {};
+}
+
+const std::vector<Fault>& allFaults() {
+    static const std::vector<Fault> all{
+        Fault::none,          Fault::killConnecting, Fault::killRecording,    Fault::killProcessing,
+        Fault::killUploading, Fault::killServer,     Fault::cutConnection,    Fault::stallConnection,
+        Fault::cutUpload,     Fault::killSound,      Fault::refuseConnection, Fault::fillDisk,
+        Fault::moveClock,     Fault::killBus,
+    };
+    return all;
+}
+
+Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
+    Dice dice(seed, static_cast<uint64_t>(run));
+    Plan plan;
+    plan.run = run;
+    plan.fault = only ? *only : faultOf(seed, run);
+    // Short ones more often: that is where most of the steps lie.
+    plan.hold = 500ms + dice.between(0ms, milliseconds(dice.between(300, 3500)));
+    plan.ending = dice.between(0, 1) ? FaultProxy::Ending::finish : FaultProxy::Ending::reset;
+    schedule(plan, dice);
+    return plan;
+}
+
+QString Plan::summary() const {
+    auto text = QStringLiteral("%1, held %2 ms").arg(nameOf(fault)).arg(hold.count());
+    if (fault != Fault::none)
+        text += QStringLiteral(", broken at %1 ms, mended at %2 ms").arg(at.count()).arg(healed.count());
+    if (bytes > 0)
+        text += QStringLiteral(", after %1 bytes").arg(bytes);
+    if (clockShift.count() != 0)
+        text += QStringLiteral(", clock by %1 s").arg(clockShift.count());
+    return text;
+}
+
+} // namespace quillo::test

@@ -1,0 +1,56 @@
+#include "Reference.h"
+
+#include "Support/Async.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace quillo::test {
+
+using namespace std::chrono_literals;
+
+void Reference::begin() {
+    const auto start = position();
+    auto& piece = m_pieces.emplace_back();
+    piece.begin = start;
+    piece.file = m_session.path(QStringLiteral("reference-%1.pcm").arg(m_pieces.size()));
+    piece.recorder =
+        &m_session.launch(QStringLiteral("reference"), QStringLiteral("parec"),
+                          {QStringLiteral("-d"), QStringLiteral("microphone"), QStringLiteral("--raw"),
+                           QStringLiteral("--format=s16le"), QStringLiteral("--rate=%1").arg(samplesPerSecond),
+                           QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"), piece.file});
+    if (!waitUntil([&] { return position() > start; }, 20s))
+        throw DesktopSessionError(QStringLiteral("the microphone delivers nothing"));
+}
+
+int64_t Reference::end() {
+    auto& recorder = *m_pieces.back().recorder;
+    if (!waitUntil([&] { return recorder.state() == QProcess::NotRunning; }, 5s))
+        throw DesktopSessionError(QStringLiteral("the recorder outlived the sound server"));
+    return position();
+}
+
+int64_t Reference::position() const {
+    if (m_pieces.empty())
+        return 0;
+    const auto& last = m_pieces.back();
+    return last.begin + QFileInfo(last.file).size() / 2;
+}
+
+Samples Reference::read(int64_t from, int64_t to) const {
+    Samples samples;
+    for (size_t i = 0; i < m_pieces.size(); ++i) {
+        const auto& piece = m_pieces[i];
+        const auto end = i + 1 < m_pieces.size() ? m_pieces[i + 1].begin : position();
+        const auto first = std::max(from, piece.begin);
+        const auto count = std::min(to, end) - first;
+        if (count <= 0)
+            continue;
+        const auto part = readSamples(piece.file, first - piece.begin, count);
+        samples.insert(samples.end(), part.begin(), part.end());
+    }
+    return samples;
+}
+
+} // namespace quillo::test
