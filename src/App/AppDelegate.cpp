@@ -1,5 +1,6 @@
 #include "App/AppDelegate.h"
 
+#include "App/HistoryActions.h"
 #include "App/HotkeySetup.h"
 #include "Core/Log.h"
 #include "Core/LoggingService.h"
@@ -117,8 +118,7 @@ void AppDelegate::setupStore() {
             return;
         m_services->hotkeyService->setRecordingActive(after.status.isActive());
         if (before.status.is<RecordingState::Processing>())
-            m_tasks.run(QStringLiteral("storage limit"),
-                        [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
+            enforceStorageLimit();
     });
     applyMicrophone();
     QObject::connect(&UserSettings::shared(), &UserSettings::changed, qApp, [this](const QString& key) {
@@ -174,8 +174,7 @@ void AppDelegate::startQueue() {
         PendingQueueServices{*m_services->fileClient, *m_services->networkMonitor, *m_services->authService,
                              Preferences::shared(), m_clock});
     m_queue->start(m_history ? &m_history->mainContext() : nullptr);
-    m_tasks.run(QStringLiteral("storage limit"),
-                [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
+    enforceStorageLimit();
 }
 
 void AppDelegate::observeNotifications() {
@@ -183,9 +182,26 @@ void AppDelegate::observeNotifications() {
                      [this](const QString& name, const QVariantMap& userInfo) {
                          if (name == notification::authUserDidChange)
                              userDidChange();
+                         else if (name == notification::pendingRecordRecovered)
+                             recordDidRecover(userInfo.value(QStringLiteral("recordId")).toString());
                          else if (name == notification::userNotice)
                              m_notices << userInfo.value(QStringLiteral("message")).toString(), deliverNotices();
                      });
+}
+
+void AppDelegate::recordDidRecover(const QString& id) {
+    try {
+        if (const auto record = m_history->mainContext().record(QUuid(id)))
+            TagManager::shared().applyAutoTag(record);
+    } catch (const StoreError& error) {
+        log(QStringLiteral("⚠️ A recovered record could not be tagged: %1").arg(error.message()), LogLevel::warn);
+    }
+    enforceStorageLimit();
+}
+
+void AppDelegate::enforceStorageLimit() {
+    m_tasks.run(QStringLiteral("storage limit"),
+                [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
 }
 
 void AppDelegate::userDidChange() {
@@ -276,6 +292,8 @@ ControlHooks AppDelegate::controlHooks() {
     hooks.quit = [this] { quit(); };
     hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.status = [this] { return statusObject(); };
+    if (m_history)
+        addHistoryHooks(hooks);
     hooks.getSetting = [](const QString& key) {
         return printSettingValue(settingForKey(key), UserSettings::shared().value(key));
     };
@@ -296,6 +314,20 @@ ControlHooks AppDelegate::controlHooks() {
         return lines.join(QLatin1Char('\n'));
     };
     return hooks;
+}
+
+void AppDelegate::addHistoryHooks(ControlHooks& hooks) {
+    auto& history = m_history->mainContext();
+    hooks.historyDelete = [&history](const QString& id) { historyActions::remove(history, id); };
+    hooks.historyRetranscribe = [this, &history](const QString& id, const QString& language) {
+        historyActions::retranscribe(history, m_queue.get(), id, language);
+    };
+    hooks.historyCopy = [this, &history](const QString& id) {
+        m_tasks.run(QStringLiteral("copy"),
+                    [this, text = historyActions::recordFor(history, id)->text](std::stop_token) -> Task<> {
+                        co_await m_services->pasteboard->offerText(text, false);
+                    });
+    };
 }
 
 QString AppDelegate::statusObject() const {

@@ -37,11 +37,15 @@ private:
     void checkSession();
     void observeNotifications();
     void userDidChange();
+    /// A recording that waited has its text now.
+    void recordDidRecover(const QString& id);
+    void enforceStorageLimit();
     /// Transcribes what waits on the disk, from now on.
     void startQueue();
     /// Tells the user what services have reported, as soon as there is an interface to tell it.
     void deliverNotices();
     [[nodiscard]] ControlHooks controlHooks();
+    void addHistoryHooks(ControlHooks& hooks);
     [[nodiscard]] UserInterfaceHooks interfaceHooks();
     [[nodiscard]] RecordingPreferences recordingPreferences() const;
     [[nodiscard]] QString statusObject() const;

@@ -75,9 +75,9 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
             .timeouts = {},
         },
         clock);
-    textInjectionService =
-        std::make_unique<TextInjectionService>(*pasteboard, *keyInjector, *applications, *accessibility, clock,
-                                               [&settings] { return settings.value(QStringLiteral("smartSpacing")).toBool(); });
+    textInjectionService = std::make_unique<TextInjectionService>(
+        *pasteboard, *keyInjector, *applications, *accessibility, clock,
+        [&settings] { return settings.value(QStringLiteral("smartSpacing")).toBool(); });
     permissionService = std::make_unique<PermissionService>(
         [this] { return audioHardware->isAvailable(); },
         // Without a way to send keys the text still reaches the clipboard: that is a degraded mode, not a refusal.
