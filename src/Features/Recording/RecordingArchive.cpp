@@ -166,9 +166,10 @@ void RecordingArchive::keepUnrecognized(const QString& reason) {
         record->status = RecordStatus::unrecognized;
         record->durationMs = durationMs();
         record->audioRetainedId = m_facts.recordingId;
-        saveHistory();
+        // Without the verdict in the history the audio would be out of everybody's sight; so it waits instead.
+        if (saveHistory())
+            AudioFileWriter::markCompleted(m_facts.recordingId);
     }
-    AudioFileWriter::markCompleted(m_facts.recordingId);
 }
 
 void RecordingArchive::discard() {
