@@ -24,6 +24,7 @@ public:
     int connects = 0;
     int disconnects = 0;
     std::vector<SessionRequest> sessions;
+    bool keepsAudio = true; ///< in `audio`
     std::vector<AudioChunk> audio;
     int endedSessions = 0;
     std::vector<std::pair<double, QStringList>> meetingSwitches;
@@ -75,7 +76,7 @@ public:
     Task<> sendAudio(AudioChunk chunk, bool /*hasSpeech*/) override {
         if (beforeAudio)
             co_await beforeAudio();
-        if (!sendError)
+        if (!sendError && keepsAudio)
             audio.push_back(std::move(chunk));
         co_await sent();
     }

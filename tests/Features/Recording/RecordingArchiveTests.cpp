@@ -2,11 +2,20 @@
 
 #include <QFileInfo>
 
+#include <unistd.h>
+
 namespace quillo::test {
 
 namespace {
 
 using namespace std::chrono_literals;
+
+/// Of this process; proc(5).
+[[maybe_unused]] qint64 residentBytes() {
+    QFile pages(QStringLiteral("/proc/self/statm"));
+    EXPECT_TRUE(pages.open(QIODevice::ReadOnly));
+    return pages.readAll().split(' ').at(1).toLongLong() * ::sysconf(_SC_PAGESIZE);
+}
 
 /// What is left of a dictation on the disk and in the history, however it ends.
 class RecordingArchiveTests : public RecordingFixture {
@@ -250,6 +259,31 @@ TEST_F(RecordingArchiveTests, aDiskThatRefusesDoesNotStopTheDictation) {
     EXPECT_TRUE(store->state().savedToHistoryHintVisible);
     expectQuiet();
 }
+
+#if !defined(__has_feature) || !(__has_feature(address_sanitizer) || __has_feature(thread_sanitizer))
+TEST_F(RecordingArchiveTests, fourHoursLeaveTheMemoryFlat) {
+    constexpr int chunksPerHour = 36'000;
+    webSocket.keepsAudio = false;
+    record();
+    const auto speakFor = [&](int chunks) {
+        const QByteArray chunk(AudioFormat::chunkByteSize, 'x');
+        for (int i = 0; i < chunks; ++i) {
+            audio.speak(0.5F, QByteArray(chunk.constData(), chunk.size()));
+            settle();
+        }
+    };
+    speakFor(1000); // what is allocated once
+    const auto before = residentBytes();
+    speakFor(4 * chunksPerHour - 1000);
+    EXPECT_LT(residentBytes() - before, 8 << 20);
+    stop();
+    endSession(QStringLiteral("long"));
+    ASSERT_EQ(records().size(), 1);
+    EXPECT_EQ(records().front()->durationMs, (4 * chunksPerHour + 5) * 100);
+    EXPECT_EQ(QFileInfo(audioPath(*records().front()->audioRetainedId)).size(),
+              (4 * chunksPerHour + 5) * qint64(AudioFormat::chunkByteSize));
+}
+#endif
 
 TEST_F(RecordingArchiveTests, theRecordCarriesWhatTheServerSaid) {
     record();
