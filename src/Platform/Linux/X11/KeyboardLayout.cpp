@@ -58,6 +58,11 @@ std::optional<KeyboardLayout> KeyboardLayout::read(const XcbConnection& connecti
         if (groups == 0)
             continue;
         const xkb_layout_index_t group = effective % groups;
+        for (xkb_layout_index_t other = 0; other < groups; ++other) {
+            const xkb_keysym_t* keysyms = nullptr;
+            if (other != group && xkb_keymap_key_get_syms_by_level(keymap.get(), key, other, 0, &keysyms) == 1)
+                layout.m_otherKeysyms.emplace(keysyms[0], static_cast<xcb_keycode_t>(key));
+        }
         for (xkb_level_index_t level = 0; level < xkb_keymap_num_levels_for_key(keymap.get(), key, group); ++level) {
             const xkb_keysym_t* keysyms = nullptr;
             if (xkb_keymap_key_get_syms_by_level(keymap.get(), key, group, level, &keysyms) != 1 ||
@@ -107,6 +112,11 @@ std::optional<LayoutKey> KeyboardLayout::keyOf(char32_t codePoint) const {
 std::optional<xcb_keycode_t> KeyboardLayout::keyOfKeysym(xkb_keysym_t keysym) const {
     const auto found = m_plainKeysyms.find(keysym);
     return found == m_plainKeysyms.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<xcb_keycode_t> KeyboardLayout::keyInOtherGroup(xkb_keysym_t keysym) const {
+    const auto found = m_otherKeysyms.find(keysym);
+    return found == m_otherKeysyms.end() ? std::nullopt : std::optional(found->second);
 }
 
 xcb_keycode_t KeyboardLayout::modifierKey(xcb_map_index_t modifier) const {

@@ -28,6 +28,8 @@ public:
     [[nodiscard]] std::optional<LayoutKey> keyOf(char32_t codePoint) const;
     /// The key of a key symbol without modifiers.
     [[nodiscard]] std::optional<xcb_keycode_t> keyOfKeysym(xkb_keysym_t keysym) const;
+    /// The key that has the symbol, without modifiers, in a group that is not in effect.
+    [[nodiscard]] std::optional<xcb_keycode_t> keyInOtherGroup(xkb_keysym_t keysym) const;
     [[nodiscard]] bool capsLockIsOn() const { return m_capsLock; }
     /// A key that sets the modifier of that index (`XCB_MAP_INDEX_...`).
     [[nodiscard]] xcb_keycode_t modifierKey(xcb_map_index_t modifier) const;
@@ -38,6 +40,7 @@ public:
 private:
     std::unordered_map<char32_t, LayoutKey> m_characters;
     std::unordered_map<xkb_keysym_t, xcb_keycode_t> m_plainKeysyms;
+    std::unordered_map<xkb_keysym_t, xcb_keycode_t> m_otherKeysyms;
     std::vector<xcb_keycode_t> m_modifierKeys; ///< eight rows of m_keysPerModifier
     size_t m_keysPerModifier = 0;
     std::vector<xcb_keycode_t> m_spareKeys;

@@ -2,6 +2,7 @@
 
 #include "Concurrency/AsyncStream.h"
 #include "Core/Log.h"
+#include "Platform/Linux/X11/BorrowedKey.h"
 #include "Platform/Linux/X11/KeyboardLayout.h"
 #include "Platform/Linux/X11/SpareKeys.h"
 #include "Platform/Linux/X11/TargetSync.h"
@@ -43,7 +44,7 @@ class Worker {
 public:
     Worker(std::unique_ptr<XcbConnection> connection, std::shared_ptr<InjectionGuard> guard)
         : m_connection(std::move(connection)), m_guard(std::move(guard)), m_keyboard(*m_connection, *m_guard),
-          m_target(*m_connection), m_spare(*m_connection) {}
+          m_target(*m_connection), m_spare(*m_connection), m_borrowed(*m_connection) {}
 
     [[nodiscard]] bool isBroken() const { return m_connection->isBroken(); }
 
@@ -57,16 +58,23 @@ public:
             key = layout->keyOfKeysym(XKB_KEY_Insert);
         } else if (const auto v = layout->keyOf(U'v'); v && !v->shift) {
             key = v->keycode;
+        } else {
+            // Under another script programs look where the letter is in the user's other layouts, as they do for hands.
+            key = layout->keyInOtherGroup(XKB_KEY_v);
         }
-        if (!key) {
-            // A layout of another script: programs differ in what they take a Control chord of its keys for, so the
-            // letter is lent a key of its own.
+        if (!key && insert) {
             if (layout->spareKeys().empty())
                 return failed();
-            const xkb_keysym_t keysym = insert ? XKB_KEY_Insert : XKB_KEY_v;
+            const xkb_keysym_t keysym = XKB_KEY_Insert;
             m_spare.bind(layout->spareKeys(), std::span(&keysym, 1));
             m_target.wait(settleTime, patience);
             key = layout->spareKeys().front();
+        } else if (!key) {
+            constexpr auto place = static_cast<xcb_keycode_t>(KEY_V + x11KeycodeOffset);
+            if (!m_borrowed.borrow(place, XKB_KEY_v))
+                return failed();
+            m_target.wait(settleTime, patience);
+            key = place;
         }
         std::vector<xcb_keycode_t> modifiers;
         if (!insert)
@@ -122,10 +130,11 @@ public:
 
     /// After the result is out: nobody need wait for the mapping to come back.
     void putMappingBack() {
-        if (m_spare.isEmpty())
+        if (m_spare.isEmpty() && !m_borrowed.isBorrowed())
             return;
         m_target.wait(restoreTime, patience);
         m_spare.restore();
+        m_borrowed.giveBack();
     }
 
 private:
@@ -221,6 +230,7 @@ private:
     TestKeyboard m_keyboard;
     TargetSync m_target;
     SpareKeys m_spare;
+    BorrowedKey m_borrowed;
 };
 
 using Job = std::function<InjectionStatus(Worker&)>;
