@@ -102,21 +102,26 @@ TargetWindow openBrowser(DesktopSession& session, FieldKind kind) {
          QStringLiteral("--password-store=basic"), QStringLiteral("--force-renderer-accessibility"),
          QStringLiteral("--user-data-dir=") + session.path(name), QStringLiteral("--app=") + page});
     const auto id = windowNamed(session, QStringLiteral("^Q:"));
+    const auto title = [&session, id] {
+        return session.run(QStringLiteral("xdotool"), {QStringLiteral("getwindowname"), id}).trimmed();
+    };
     return {QStringLiteral("browser"), id,
-            [&session, id] {
-                const auto title = session.run(QStringLiteral("xdotool"), {QStringLiteral("getwindowname"), id});
-                return QByteArray::fromPercentEncoding(title.section(u':', 1, 1).toUtf8());
-            },
-            &process};
+            [title] { return QByteArray::fromPercentEncoding(title().section(u':', 1, 1).toUtf8()); }, &process,
+            // The window has the focus some time before the page in it.
+            [title] { return title().section(u':', 2, 2) == u"focus"; }};
 }
 
 void activate(DesktopSession& session, const TargetWindow& target) {
-    session.run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), target.id});
     const auto focused = [&] {
-        return session.run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}).trimmed() == target.id &&
-               session.run(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")}).trimmed() != u"1";
+        // Asked for again: a window manager that has not seen the window yet forgets the request.
+        if (session.run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}).trimmed() != target.id) {
+            session.run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), target.id});
+            return false;
+        }
+        return session.run(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")}).trimmed() != u"1" &&
+               (!target.hasFocus || target.hasFocus());
     };
-    if (!waitUntil(focused, 10s))
+    if (!waitUntil(focused, 30s))
         throw DesktopSessionError(QStringLiteral("%1 did not get the focus").arg(target.name));
 }
 

@@ -12,6 +12,7 @@ struct TargetWindow {
     QString id;                          ///< of the X window, as xdotool writes it
     std::function<QByteArray()> content; ///< all it has received so far, in UTF-8
     QProcess* process = nullptr;
+    std::function<bool()> hasFocus = {}; ///< where the focused window says less than the program
 };
 
 enum class FieldKind { area, password, button };
