@@ -49,7 +49,8 @@ struct ServerOptions {
 
     size_t maxHeaderBytes = size_t{16} * 1024;
     size_t maxFrameBytes = size_t{1024} * 1024;
-    size_t maxQueuedBytes = size_t{256} * 1024; ///< outgoing, per connection
+    /// Outgoing, per connection. More than the text of a day: what is slow to read is cut, what is long is not.
+    size_t maxQueuedBytes = size_t{4} * 1024 * 1024;
     /// Reading stops while the recogniser is further behind than this.
     double maxBacklogSeconds = 30;
 };
