@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t beginsAt = 20'000;
 constexpr size_t length = 30'000;
-constexpr Bounds bounds{800, 1800};
+constexpr Bounds bounds{800, 1800, 100};
 
 class AlignmentTest : public testing::Test {
 protected:
@@ -112,6 +112,13 @@ TEST_F(AlignmentTest, ARecordingMayEndOrGoOnWhereTheSoundServerWasReplaced) {
     };
     EXPECT_TRUE(goOn(0).faults.isEmpty()) << goOn(0).faults.join(u'\n').toStdString();
     EXPECT_TRUE(goOn(4'000).faults.isEmpty()) << "the new microphone is opened late";
+    auto unrecorded = copy;
+    unrecorded.resize(10'000);
+    const auto late = noise(8, 101);
+    unrecorded.insert(unrecorded.end(), late.begin(), late.end() - 1);
+    EXPECT_TRUE(judged(unrecorded, {beginsAt - 600, seam, seam}).faults.isEmpty());
+    unrecorded.push_back(late.back());
+    EXPECT_EQ(judged(unrecorded, {beginsAt - 600, seam, seam}).strange, 101) << "more than the recorder can lack";
     held.resize(8'000);
     EXPECT_EQ(goOn(0).lost, 200) << "more than the flight is gone";
 }

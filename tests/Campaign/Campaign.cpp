@@ -42,7 +42,7 @@ struct Campaign::Observed {
     int64_t released = 0;
     std::optional<int64_t> killed; ///< the application
     std::optional<int64_t> ended;  ///< the application, by itself
-    std::optional<int64_t> gaveUp; ///< the dictation ended with an error that the person sees
+    std::optional<int64_t> gaveUp; ///< the dictation ended by itself, as the person is told
     std::optional<int64_t> seam;   ///< the sound server ended
     bool busIsGone = false;
     qint64 logBegin = 0; ///< where the log stood before
@@ -92,8 +92,7 @@ std::vector<Campaign::Moment> Campaign::faultOf(const Plan& plan, Observed& obse
     const auto killApplication = [&] {
         if (!m_session.isApplicationRunning())
             return;
-        m_session.killApplication();
-        observed.killed = m_session.reference.position();
+        observed.killed = m_session.killApplication();
     };
     const auto heal = [&] { proxy.heal(); };
     switch (plan.fault) {
@@ -164,7 +163,7 @@ void Campaign::watch(Observed& observed) {
     if (!observed.killed && !observed.ended && !m_session.isApplicationRunning())
         observed.ended = m_session.reference.position();
     if (!observed.gaveUp &&
-        m_session.isLogged(endOfDictation + QStringLiteral(".*reason=failed\\("), observed.logBegin))
+        m_session.isLogged(endOfDictation + QStringLiteral(".*reason=(failed|cancelled\\(quit)"), observed.logBegin))
         observed.gaveUp = m_session.reference.position();
 }
 
@@ -210,8 +209,7 @@ void Campaign::awaitUpload(RunResult& result, Observed& observed) {
     if (!waitUntil(trapped, uploadLimit))
         result.notes.append(QStringLiteral("the upload was over before"));
     if (result.plan.fault == Fault::killUploading) {
-        m_session.killApplication();
-        observed.killed = m_session.reference.position();
+        observed.killed = m_session.killApplication();
     }
 }
 
@@ -260,7 +258,7 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
     const auto begin = std::max<int64_t>(0, observed.pressed - 2 * samplesPerSecond);
     const auto reference = m_session.reference.read(begin, m_session.reference.position());
     auto ended = observed.released;
-    Bounds bounds{startLimit, 0};
+    Bounds bounds{startLimit, 0, deviceLatency};
     if (observed.killed) {
         ended = std::min(ended, *observed.killed);
         bounds.end = std::max<int64_t>(0, ended - (*observed.killed - chunk - deviceLatency));
@@ -273,7 +271,7 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
         }
     }
     if (observed.gaveUp && *observed.gaveUp < observed.released)
-        result.notes.append(QStringLiteral("it gave up with an error %1 ms after the key")
+        result.notes.append(QStringLiteral("it ended the dictation by itself %1 ms after the key")
                                 .arg(milliText(*observed.gaveUp - observed.pressed)));
     if (observed.seam && *observed.seam < ended) {
         ended = *observed.seam;

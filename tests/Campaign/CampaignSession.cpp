@@ -111,7 +111,13 @@ void CampaignSession::startApplication(bool movableClock) {
         throw DesktopSessionError(QStringLiteral("the application did not sign in; see %1").arg(desktop.logFile()));
 }
 
-void CampaignSession::killApplication() { killAndWait(*m_application); }
+int64_t CampaignSession::killApplication() {
+    m_application->kill();
+    // Before waiting: to clear away a process takes a busy machine a while, in which it does nothing any more.
+    const auto position = reference.position();
+    killAndWait(*m_application);
+    return position;
+}
 
 bool CampaignSession::isApplicationRunning() const {
     return m_application && m_application->state() == QProcess::Running;

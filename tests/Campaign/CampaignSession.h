@@ -28,7 +28,8 @@ public:
 
     /// Starts the application; with a `movable` clock its time of day can be moved.
     void startApplication(bool movableClock = false);
-    void killApplication();
+    /// Returns where in the reference it was killed.
+    int64_t killApplication();
     [[nodiscard]] bool isApplicationRunning() const;
     [[nodiscard]] bool hasMovableClock() const { return m_hasMovableClock; }
     void endApplication();

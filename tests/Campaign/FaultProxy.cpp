@@ -106,9 +106,11 @@ public:
     }
 
     void refuse(bool refused) {
-        if (refused && m_listener >= 0)
+        if (refused && m_listener >= 0) {
+            // Closing alone would let the loop, which is waiting on it, hold it open for a moment.
+            ::shutdown(m_listener, SHUT_RDWR);
             ::close(std::exchange(m_listener, -1));
-        else if (!refused && m_listener < 0)
+        } else if (!refused && m_listener < 0)
             m_listener = listenOn(m_port);
     }
 

@@ -32,7 +32,9 @@ struct Judge {
             moments.seam && sign(before.referenceEnd()) <= *moments.seam && sign(after.reference) >= *moments.seam;
         if (crossesSeam) {
             // The new sound server is silent until the signal plays again, and the application may be there first.
-            if (!isSilent(held.subspan(before.heldEnd(), static_cast<size_t>(extra))))
+            const auto late = unrecorded(before, extra);
+            if (!isSilent(
+                    held.subspan(before.heldEnd() + static_cast<size_t>(late), static_cast<size_t>(extra - late))))
                 strange(extra, before);
             const auto missing = *moments.seam - sign(before.referenceEnd());
             if (missing > bounds.end)
@@ -47,6 +49,11 @@ struct Judge {
             verdict.repeated -= skipped;
             blame(QStringLiteral("%1 samples are held twice at %2").arg(-skipped).arg(milliseconds(sign(after.held))));
         }
+    }
+
+    /// How many of `extra` samples behind a stretch the recorder may have taken with it.
+    [[nodiscard]] int64_t unrecorded(const Stretch& before, int64_t extra) const {
+        return moments.seam && sign(before.referenceEnd()) == *moments.seam ? std::min(extra, bounds.unrecorded) : 0;
     }
 
     void strange(int64_t count, const Stretch& before) const {
@@ -85,11 +92,11 @@ Verdict judge(const Alignment& alignment, SampleView held, const Moments& moment
     verdict.endMargin = sign(last.referenceEnd()) - moments.ended;
     if (first.held > 0)
         judge.strange(sign(first.held), Stretch{});
-    if (last.heldEnd() < held.size())
-        judge.strange(verdict.held - sign(last.heldEnd()), last);
+    const auto rest = verdict.held - sign(last.heldEnd());
+    if (rest > judge.unrecorded(last, rest))
+        judge.strange(rest, last);
     for (size_t i = 1; i < alignment.stretches.size(); ++i)
         judge.between(alignment.stretches[i - 1], alignment.stretches[i]);
-    // From the sound server's end on, nothing was promised.
     if (verdict.startDelay > bounds.start)
         judge.lose(verdict.startDelay - bounds.start, QStringLiteral("at the beginning"));
     if (-verdict.endMargin > bounds.end)

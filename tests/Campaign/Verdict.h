@@ -22,6 +22,9 @@ struct Moments {
 struct Bounds {
     int64_t start = 0; ///< from the key to the first sample
     int64_t end = 0;   ///< before `Moments::ended`
+    /// Samples that the reference may lack at the seam: its recorder ends with the sound server, and what it had not
+    /// written then is gone.
+    int64_t unrecorded = 0;
 };
 
 /// The comparison of one recording with what the microphone delivered. All counts in samples.
