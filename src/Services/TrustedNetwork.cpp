@@ -10,6 +10,7 @@
 #include <QStandardPaths>
 #include <QStringBuilder>
 
+#include <future>
 #include <mutex>
 
 namespace quillo {
@@ -59,7 +60,13 @@ struct TrustedNetwork::Cache {
     std::mutex mutex;
     AuthorityFile local;
     std::optional<AuthorityFile> extra;
-    QList<QSslCertificate> system;
+    /// Reading them takes a fifth of a second of processor time.
+    std::shared_future<QList<QSslCertificate>> system;
+
+    void loadSystem() {
+        if (!system.valid())
+            system = std::async(std::launch::async, &QSslConfiguration::systemCaCertificates).share();
+    }
 };
 
 TrustedNetwork::TrustedNetwork(QString localAuthorityFile, std::optional<QString> extraAuthorityFile)
@@ -82,7 +89,12 @@ std::shared_ptr<TrustedNetwork> TrustedNetwork::fromEnvironment() {
     if (!qEnvironmentVariableIsEmpty("QUILLO_CA_FILE"))
         extra = qEnvironmentVariable("QUILLO_CA_FILE");
     const auto data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    return std::make_shared<TrustedNetwork>(data % QStringLiteral("/quillo/server/authority.pem"), std::move(extra));
+    auto trust =
+        std::make_shared<TrustedNetwork>(data % QStringLiteral("/quillo/server/authority.pem"), std::move(extra));
+    // Begun now, on another thread: left to the first request, the main thread would do it, and hear no hotkey the
+    // while.
+    trust->m_cache->loadSystem();
+    return trust;
 }
 
 bool TrustedNetwork::isLoopback(const QUrl& url) {
@@ -104,9 +116,11 @@ QSslConfiguration TrustedNetwork::configuration(const QUrl& url) const {
     if (added.isEmpty())
         return configuration;
     // A configuration that lists authorities no longer loads the system's on demand, so they are listed as well.
-    if (m_cache->system.isEmpty())
-        m_cache->system = QSslConfiguration::systemCaCertificates();
-    configuration.setCaCertificates(m_cache->system + added);
+    m_cache->loadSystem();
+    // What serves this machine is vouched for by what was added; nobody waits for the rest of the list in the first
+    // second after the start, when recordings that wait are sent and the hotkeys are armed already.
+    const bool isLoaded = m_cache->system.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    configuration.setCaCertificates(isLoaded || !isLoopback(url) ? m_cache->system.get() + added : added);
     return configuration;
 }
 

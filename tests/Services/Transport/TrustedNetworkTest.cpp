@@ -74,6 +74,17 @@ TEST(TrustedNetwork, TheLocalAuthorityVouchesForThisMachineAlone) {
         EXPECT_FALSE(added(url)) << url;
 }
 
+TEST(TrustedNetwork, AnAddedAuthorityTakesNothingFromTheSystems) {
+    const QTemporaryDir folder;
+    const auto path = folder.filePath(u"authority.pem"_qs);
+    write(path, TestCertificate().authorityPem());
+    const TrustedNetwork trust(folder.filePath(u"none"_qs), path);
+    const auto trusted = trust.configuration(QUrl(u"https://example.org"_qs)).caCertificates();
+    const auto system = QSslConfiguration::systemCaCertificates();
+    EXPECT_EQ(trusted.mid(0, system.size()), system);
+    EXPECT_EQ(trusted.size(), system.size() + 1);
+}
+
 TEST(TrustedNetwork, AFileWithoutAuthorityIsNamed) {
     const LogLines log;
     const QTemporaryDir folder;
