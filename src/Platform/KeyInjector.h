@@ -17,7 +17,15 @@ enum class PasteChord {
 };
 
 /// Result of injecting: a status the caller turns into its own error.
-enum class InjectionStatus { delivered, noEventSource, noKeyboardEvent, cancelled };
+enum class InjectionStatus {
+    delivered,
+    noEventSource,
+    noKeyboardEvent,
+    cancelled,
+    /// Nothing was typed: the text needs keys that are lent to its characters for a moment, and the target does not
+    /// tell when it has understood them.
+    untypable,
+};
 
 /// Sends synthetic key events to whatever has the focus. Called on the main thread; nothing blocks it.
 class KeyInjector {

@@ -74,7 +74,6 @@ struct TextInjectionService::State {
     static Task<Delivery> inject(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restoreClipboard);
     static Task<Delivery> injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restore);
     static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore, PasteChord chord);
-    static Task<Delivery> injectViaTyping(std::shared_ptr<State> self, QString text);
     static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text);
     static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
     static Task<bool> waitForReader(std::shared_ptr<State> self, std::shared_ptr<PasteboardOffer> offer,
@@ -170,8 +169,16 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
         log(QStringLiteral("⚠️ No clipboard here: typing the text"), LogLevel::warn);
         mode = InjectionMode::type;
     }
-    if (mode == InjectionMode::type)
-        co_return co_await injectViaTyping(self, text);
+    if (mode == InjectionMode::type) {
+        const auto status = co_await self->injector.typeText(text, {});
+        if (status != InjectionStatus::untypable || !self->pasteboard.isAvailable()) {
+            throwUnlessDelivered(status);
+            co_return Delivery::typed;
+        }
+        log(QStringLiteral("🔹 The program in front does not tell when it has understood characters that the keyboard "
+                           "lacks: pasting them"),
+            LogLevel::info);
+    }
     co_return co_await injectViaPaste(self, text, restore, pasteChordFor(application));
 }
 
@@ -196,13 +203,9 @@ void TextInjectionService::State::throwUnlessDelivered(InjectionStatus status) {
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     case InjectionStatus::noKeyboardEvent:
     case InjectionStatus::cancelled:
+    case InjectionStatus::untypable:
         throw TextInjectionError(TextInjectionError::Code::keyboardEvent);
     }
-}
-
-Task<Delivery> TextInjectionService::State::injectViaTyping(std::shared_ptr<State> self, QString text) {
-    throwUnlessDelivered(co_await self->injector.typeText(text, {}));
-    co_return Delivery::typed;
 }
 
 Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<State> self, QString text) {

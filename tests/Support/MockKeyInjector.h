@@ -12,6 +12,7 @@ class MockKeyInjector final : public KeyInjector {
 public:
     bool available = true;
     InjectionStatus status = InjectionStatus::delivered;
+    bool canType = true; ///< false: every text is untypable
     std::vector<PasteChord> chords;
     std::vector<QString> typed;
     std::function<void()> onChord; ///< what the target does when it gets the chord
@@ -24,6 +25,8 @@ public:
         co_return status;
     }
     Task<InjectionStatus> typeText(QString text, std::stop_token) override {
+        if (!canType)
+            co_return InjectionStatus::untypable;
         typed.push_back(std::move(text));
         co_return status;
     }

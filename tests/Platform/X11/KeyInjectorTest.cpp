@@ -120,7 +120,10 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
                  QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("cat > '%1'").arg(file)});
             s_session->waitForActiveWindow(QStringLiteral("Terminal"));
             paste(PasteChord::shiftInsert, copy(QStringLiteral("eins zwei")));
-            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::delivered);
+            // It answers no ping, so there is no telling when it has looked up a lent key.
+            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::untypable);
+            paste(PasteChord::shiftInsert, copy(QStringLiteral(" drei Ö — я 語")));
+            EXPECT_EQ(type(QStringLiteral("\n")), InjectionStatus::delivered);
             QByteArray got;
             EXPECT_TRUE(waitUntil([&] {
                 QFile read(file);

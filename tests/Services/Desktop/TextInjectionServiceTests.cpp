@@ -251,6 +251,14 @@ TEST_F(TextInjection, LineEndsAndTabsArePastedForTypedTheyWouldAct) {
     EXPECT_TRUE(injector.typed.empty());
 }
 
+TEST_F(TextInjection, WhatCannotBeTypedSafelyIsPasted) {
+    injector.canType = false;
+    EXPECT_EQ(begin(dictated, InjectionMode::type)->delivery, Delivery::read);
+    EXPECT_EQ(pasteboard.offers.back()->text, dictated);
+    EXPECT_TRUE(injector.typed.empty());
+    EXPECT_EQ(injector.chords.size(), 1U);
+}
+
 TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
     applications.front =
         RunningApplication{.pid = 1, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};

@@ -7,7 +7,7 @@ namespace quillo {
 namespace {
 
 // An owner that is only slow, for it offers many pictures, answers each question sooner than this.
-constexpr std::chrono::milliseconds longestSilence(500);
+constexpr std::chrono::milliseconds longestSilence(1000);
 
 /// The formats that are worth most come first, should the time not suffice for all.
 int rankOf(const QString& target) {

@@ -16,7 +16,15 @@ void TargetSync::listen(bool on) {
     xcb_change_window_attributes(m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &mask);
 }
 
+xcb_window_t TargetSync::activeWindow() {
+    return m_connection.item(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"));
+}
+
+bool TargetSync::canTell() { return answersPing(activeWindow()); }
+
 bool TargetSync::answersPing(xcb_window_t window) {
+    if (window == XCB_WINDOW_NONE)
+        return false;
     const auto protocols = m_connection.property(window, m_connection.atom("WM_PROTOCOLS"), XCB_ATOM_ATOM);
     if (!protocols)
         return false;
@@ -26,8 +34,8 @@ bool TargetSync::answersPing(xcb_window_t window) {
 
 void TargetSync::wait(std::chrono::milliseconds unanswered, std::chrono::milliseconds patience) {
     m_connection.roundTrip();
-    const xcb_window_t window = m_connection.item(m_connection.root(), m_connection.atom("_NET_ACTIVE_WINDOW"));
-    if (window == XCB_WINDOW_NONE || !answersPing(window)) {
+    const xcb_window_t window = activeWindow();
+    if (!answersPing(window)) {
         std::this_thread::sleep_for(unanswered);
         return;
     }

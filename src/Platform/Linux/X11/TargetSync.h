@@ -18,8 +18,11 @@ public:
     /// Returns when the program has answered, or after `unanswered` when it is known not to answer pings; a program
     /// that should and does not is given up on after `patience`.
     void wait(std::chrono::milliseconds unanswered, std::chrono::milliseconds patience);
+    /// Whether the active window's program says that it answers.
+    [[nodiscard]] bool canTell();
 
 private:
+    [[nodiscard]] xcb_window_t activeWindow();
     [[nodiscard]] bool answersPing(xcb_window_t window);
     void listen(bool on);
     void awaitAnswer(const xcb_client_message_event_t& ping, std::chrono::steady_clock::time_point deadline);

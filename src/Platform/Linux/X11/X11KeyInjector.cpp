@@ -114,6 +114,8 @@ public:
                    LogLevel::warn, category);
             return InjectionStatus::noKeyboardEvent;
         }
+        if (needsSpare && !m_target.canTell())
+            return InjectionStatus::untypable;
         const CapsLockOff capsLock(*m_connection, layout->capsLockIsOn());
         m_keyboard.lift(m_keyboard.heldKeys());
         bool complete = true;
