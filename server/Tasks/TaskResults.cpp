@@ -65,6 +65,7 @@ std::vector<Segment> segmentsOf(const RecognisedFile& file, const std::vector<Sp
     for (const Transcript& piece : file.pieces) {
         const auto words = wordsOf(piece);
         std::vector<int> speakers;
+        speakers.reserve(words.size());
         for (const Word& word : words)
             speakers.push_back(speakerAt(turns, (word.start + word.end) / 2));
         if (std::ranges::all_of(speakers, [&](int speaker) { return speaker == speakers.front(); })) {
