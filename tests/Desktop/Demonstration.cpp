@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTextStream>
 
@@ -58,6 +59,33 @@ Shown dictate(DesktopSession& session, const QString& sentence, const QString& p
     return shown;
 }
 
+/// Says `sentence` while the server stands still; true when its text is in the history some time after the server goes
+/// on, with nothing pressed.
+bool dictateThroughAnOutage(DesktopSession& session, qint64 quillo, const QString& sentence) {
+    const auto server = session.run(QStringLiteral("pgrep"), {QStringLiteral("-P"), QString::number(quillo)}).trimmed();
+    const auto speech = session.synthesize(sentence);
+    session.pressKey(DesktopSession::rightSuper);
+    session.waitForStatus(QStringLiteral("recording"));
+    session.run(QStringLiteral("kill"), {QStringLiteral("-STOP"), server});
+    session.play(speech);
+    session.releaseKey(DesktopSession::rightSuper);
+    const bool given = session.waitForStatus(QStringLiteral("idle"), 30s);
+    session.run(QStringLiteral("kill"), {QStringLiteral("-CONT"), server});
+    return given && waitUntil(
+                        [&] {
+                            const auto latest = QJsonDocument::fromJson(
+                                                    session
+                                                        .quillo({QStringLiteral("history"), QStringLiteral("--limit"),
+                                                                 QStringLiteral("1"), QStringLiteral("--json")})
+                                                        .toUtf8())
+                                                    .array()
+                                                    .first()
+                                                    .toObject();
+                            return latest.value(QStringLiteral("status")).toString() == QStringLiteral("completed");
+                        },
+                        60s);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -84,13 +112,16 @@ int main(int argc, char** argv) {
     try {
         auto& session = desktop.emplace(DesktopSession::Options{.compositor = true});
         out << "A virtual desktop is up; starting Quillo in it...\n" << Qt::flush;
-        session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+        const auto& quillo = session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
         session.openTextField();
         out << "Holding Right Super and speaking...\n" << Qt::flush;
         std::vector<Shown> shown;
         for (const auto& sentence : sentences)
             shown.push_back(dictate(session, sentence, whileSpeaking));
         session.screenshot(afterwards);
+        const auto recovered = dictateThroughAnOutage(session, quillo.processId(),
+                                                      QStringLiteral("Thank you very much for your help with this."));
+        const auto history = session.quillo({QStringLiteral("history")});
         session.quillo({QStringLiteral("quit")});
         const QString log = folder + QStringLiteral("/quillo.log");
         QFile::remove(log);
@@ -105,6 +136,10 @@ int main(int argc, char** argv) {
                 << QString::number(one.pressToFirstSample, 'f', 1) << " ms\n  key release to text         "
                 << QString::number(one.releaseToText, 'f', 1) << " ms\n";
         }
+        out << "\nThen the server was stopped while a sentence was spoken, and went on later: its text "
+            << (recovered ? "appeared in the history by itself" : "IS MISSING") << ".\n\n"
+            << history;
+        delivered = delivered && recovered;
         out << "\nOf each release, 150 ms are the wait for a second tap of the key.\n\n  screenshot while speaking  "
             << whileSpeaking << "\n  screenshot afterwards      " << afterwards << "\n  log                        "
             << log << "\n\n";
