@@ -46,7 +46,7 @@ private:
 AudioReader::AudioReader(const std::filesystem::path& file) : wav_(file) {
     if (wav_.rate() != rate)
         converter_ = std::make_unique<Converter>(wav_.rate(), wav_.channels());
-    input_.resize(static_cast<size_t>(wav_.rate() * wav_.channels()));
+    input_.resize(static_cast<size_t>(wav_.rate()) * static_cast<size_t>(wav_.channels()));
 }
 
 AudioReader::~AudioReader() = default;

@@ -74,7 +74,7 @@ HistoryArguments parseHistoryArguments(const QStringList& words) {
         return words.at(next++);
     };
     while (next < words.size()) {
-        const auto word = words.at(next++);
+        const auto& word = words.at(next++);
         if (isList && word == QStringLiteral("--limit"))
             arguments.limit = limitOf(value(word));
         else if (isList && word == QStringLiteral("--search"))
