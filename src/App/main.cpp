@@ -23,7 +23,8 @@ QString helpText() {
                "cursor. The commands act on the running Quillo:\n\n") +
            controlClient::help() +
            QStringLiteral("  setup-key  print how to bind a key to dictation on this desktop; needs no running Quillo\n"
-                          "\n  --seed-data  start with a few demonstration records in the history\n  --version  print the version\n  --help     print this\n\n"
+                          "\n  --seed-data  start with a few demonstration records in the history\n"
+                          "  --version    print the version\n  --help       print this\n\n"
                           "Environment:\n"
                           "  QUILLO_SERVER_HOST     the server to dictate with, HOST or HOST:PORT; without it Quillo\n"
                           "                         starts its own on this machine\n"
