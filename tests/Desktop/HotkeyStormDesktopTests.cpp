@@ -45,6 +45,7 @@ protected:
             },
             30s))
             << "a recording did not end";
+        desktop.rest();
         activate(session, field);
         const auto before = field.content();
         const auto run = desktop.dictate(text);
@@ -140,8 +141,13 @@ TEST_F(HotkeyStorm, AScreenLockInTheMiddleEndsWithTheRelease) {
     const auto run = desktop.awaitRun(before);
     // The keys would go to the locker: nothing may be sent.
     EXPECT_FALSE(run.contains(QStringLiteral("delivery")));
-    EXPECT_EQ(session.status().value(QStringLiteral("message")).toString(),
-              QStringLiteral("Cannot insert text: Secure Input is enabled (e.g., focus is in a password field)."));
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return session.status().value(QStringLiteral("message")).toString() ==
+                   QStringLiteral("Cannot insert text: Secure Input is enabled (e.g., focus is in a password field).");
+        },
+        5s))
+        << qPrintable(session.status().value(QStringLiteral("message")).toString());
     EXPECT_EQ(field.content(), QByteArray());
     storm.ungrabKeyboard();
     expectReady(field, QStringLiteral("After the lock."));

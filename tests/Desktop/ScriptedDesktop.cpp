@@ -53,6 +53,8 @@ void ScriptedDesktop::press() {
     session.pressKey(DesktopSession::rightSuper);
 }
 
+void ScriptedDesktop::rest() { m_released = monotonicNow(); }
+
 void ScriptedDesktop::release() { m_released = session.releaseKey(DesktopSession::rightSuper); }
 
 QJsonObject ScriptedDesktop::dictate(const QString& text) {

@@ -36,6 +36,9 @@ public:
     /// Presses the hold key, later than a double tap would be.
     void press();
     void release();
+    /// The application may have learnt only now of the release, as when the keyboard was gone: the next press waits as
+    /// after any, lest the two be a double tap.
+    void rest();
     /// Plays something that is recognised.
     void speak() { session.play(m_speech); }
     /// Holds the key while `text` is said, waits until the run has ended and returns its report, `lastRun` of the
