@@ -214,7 +214,11 @@ void CampaignSession::startSoundServer() {
     play();
 }
 
-void CampaignSession::killBus() { killListener(desktop.path(QStringLiteral("run/bus"))); }
+int64_t CampaignSession::killBus() {
+    const auto position = reference.position();
+    killListener(desktop.path(QStringLiteral("run/bus")));
+    return position;
+}
 
 void CampaignSession::startBus() {
     const auto socket = desktop.path(QStringLiteral("run/bus"));

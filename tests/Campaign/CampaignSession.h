@@ -40,7 +40,8 @@ public:
     void killSoundServer();
     void startSoundServer();
 
-    void killBus();
+    /// Returns where in the reference it was killed.
+    int64_t killBus();
     /// With the Secret Service, which ends with the bus.
     void startBus();
 
