@@ -266,7 +266,7 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
         bounds.end = std::max<int64_t>(0, ended - (*observed.killed - chunk - deviceLatency));
     }
     // A desktop's programs leave with its bus: in order, so that nothing is in flight.
-    if (observed.busGone && observed.ended && *observed.busGone < ended) {
+    if (observed.busGone && *observed.busGone < ended) {
         ended = *observed.busGone;
         bounds.end = deviceLatency;
     }
