@@ -138,14 +138,9 @@ void AudioFileWriter::finalize() {
 }
 
 void AudioFileWriter::saveMetadata(const PendingAudioMetadata& metadata) {
-    // The first metadata is written while the user waits for the microphone, and until it is there nothing is lost that
-    // a recovery could not guess: it need not wait for the disk. What replaces metadata must be on the disk before the
-    // old goes.
-    const bool isFirst = privateFile::size(pendingAudioFiles::metadataPath(metadata.id)) < 0;
-    pendingAudioFiles::writeMetadata(metadata,
-                                     isFirst ? privateFile::Durability::kernel : privateFile::Durability::disk);
-    if (!isFirst)
-        return;
+    // A busy disk takes hundreds of milliseconds, in which the main thread would hear no key. Were the machine to lose
+    // its power before the disk has caught up, the audio is there, and a recovery guesses the rest.
+    pendingAudioFiles::writeMetadata(metadata);
     diskQueue().post([path = pendingAudioFiles::metadataPath(metadata.id)] {
         try {
             ::fdatasync(privateFile::openForReading(path).get());

@@ -34,8 +34,7 @@ public:
     bool writeChunk(const QByteArray& data);
     /// Stops writing and releases the recording; the disk catches up in the background. May be called again.
     void finalize();
-    /// Replaces the recording's metadata at once. The first may still be on its way to the disk when this returns,
-    /// later ones are there. Throws FileError.
+    /// Replaces the recording's metadata at once; the disk catches up in the background. Throws FileError.
     void saveMetadata(const PendingAudioMetadata& metadata);
     /// Removes this recording's files.
     void deleteFiles();

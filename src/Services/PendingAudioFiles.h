@@ -42,9 +42,9 @@ qint64 durationMs(qint64 bytes);
 
 /// Throws FileError when the metadata is missing, unreadable or another recording's.
 PendingAudioMetadata readMetadata(const QString& recordingId);
-/// Replaces the metadata at once; throws FileError.
+/// Replaces the metadata at once, without waiting for the disk; throws FileError.
 void writeMetadata(const PendingAudioMetadata& metadata,
-                   privateFile::Durability durability = privateFile::Durability::disk);
+                   privateFile::Durability durability = privateFile::Durability::kernel);
 
 /// Every recording that has audio and readable metadata, the oldest first. What cannot be used is logged once per run
 /// and left out; a system-audio id that leads nowhere is dropped from its recording.
