@@ -58,6 +58,10 @@ public:
         m_languagePicker->present();
     }
 
+    void showWelcome() override {}
+    void showAccount() override {}
+    void accountDidChange() override {}
+
 private:
     UserInterfaceHooks m_hooks;
     SystemClock m_clock;

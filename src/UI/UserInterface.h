@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// Everything the user sees: tray icon, floating pill, language picker. Main thread only.
+/// Everything the user sees: tray icon, floating pill, windows. Main thread only.
 class UserInterface {
 public:
     virtual ~UserInterface() = default;
@@ -17,6 +17,13 @@ public:
     virtual void prepare() = 0;
     /// Opens the list of dictation languages; the choice goes to `selectLanguage`.
     virtual void showLanguagePicker() = 0;
+    /// Opens the welcome, at the step where it was left, or brings it to the front.
+    virtual void showWelcome() = 0;
+    /// Opens the account's window or brings it to the front. Done by itself on `showAuthWindow` and `authRequired`,
+    /// where an open welcome goes to its account step instead.
+    virtual void showAccount() = 0;
+    /// To be called whenever the answer of `UserInterfaceHooks::account` may have changed.
+    virtual void accountDidChange() = 0;
 };
 
 /// To be called before the QApplication is made: chooses the software renderer, which costs a third of the memory of

@@ -20,6 +20,22 @@ struct InterfaceChoice {
 };
 using InterfaceChoices = std::vector<InterfaceChoice>;
 
+/// Who is signed in, as the interface shows it.
+struct AccountState {
+    enum class Kind {
+        none,      ///< no session: the application could not get one, or the user left it
+        anonymous, ///< a session without an account
+        signedIn,
+    };
+    Kind kind = Kind::none;
+    QString name;        ///< full name; may be empty
+    QString email;       ///< may be empty
+    bool isBusy = false; ///< a sign-in, sign-out or deletion is under way
+    QString message;     ///< why the last attempt failed, in plain words; empty after a success or a cancellation
+
+    bool operator==(const AccountState&) const = default;
+};
+
 /// What the interface asks of the rest of the application. Every function is called on the main thread and may be left
 /// empty: the interface then hides or disables what depends on it.
 struct UserInterfaceHooks {
@@ -46,6 +62,36 @@ struct UserInterfaceHooks {
     /// Where the user dragged the pill to: the bottom centre of the pill in logical desktop coordinates.
     std::function<std::optional<QPointF>()> loadPillPosition;
     std::function<void(QPointF)> savePillPosition;
+
+    /// The session as it is now. `UserInterface::accountDidChange` tells that it may have changed. The account's entry
+    /// in the menu, its page and its window need this and `signIn`.
+    std::function<AccountState()> account;
+    /// Opens the browser's sign-in page and is busy until its answer arrives or `cancelSignIn` is called.
+    std::function<void()> signIn;
+    /// The same with the page that makes an account.
+    std::function<void()> registerAccount;
+    std::function<void()> cancelSignIn;
+    std::function<void()> signOut;
+    /// Removes the account from the server and signs out; asked for after the user has confirmed.
+    std::function<void()> deleteAccount;
+
+    /// The hold hotkey in words ("Right Super"); empty where hotkeys cannot be had.
+    std::function<QString()> hotkeyName;
+    /// How to bind a key in this desktop, as plain text; asked for only while `hotkeyName` is empty.
+    std::function<QString()> hotkeySteps;
+    /// While set, the hold hotkey's presses (true) and releases (false) go to the observer and start no dictation. An
+    /// empty function ends the trial.
+    std::function<void(std::function<void(bool isDown)> observer)> observeHotkey;
+    /// Listens to the chosen microphone without recording. `onLevel` gets 0 to 1 at any rate; `onFailure` a reason in
+    /// plain words, may be empty, after which the test has ended by itself. Neither is called after
+    /// `stopMicrophoneTest`.
+    std::function<void(std::function<void(float level)> onLevel, std::function<void(QString reason)> onFailure)>
+        startMicrophoneTest;
+    std::function<void()> stopMicrophoneTest;
+    std::function<bool()> launchAtLogin;
+    std::function<void(bool)> setLaunchAtLogin;
+    /// The user went through the welcome to its end; it is not shown again by itself. Closing it early calls nothing.
+    std::function<void()> finishOnboarding;
 };
 
 } // namespace quillo
