@@ -1,0 +1,203 @@
+#include "Platform/Linux/LoginItem/AutostartLoginItem.h"
+
+#include "Platform/Linux/LoginItem/AutostartEntry.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+
+namespace quillo {
+
+namespace {
+
+const QString entryName = QStringLiteral("/autostart/org.quillo.Quillo.desktop");
+/// Far beyond any entry; what is larger is something else.
+constexpr qint64 largestEntry = 256 * 1024;
+
+QStringList absoluteOnly(const QString& folders) {
+    QStringList result;
+    for (const auto& folder : folders.split(QLatin1Char(':'), Qt::SkipEmptyParts))
+        // Others are to be ignored, says the base directory specification.
+        if (folder.startsWith(QLatin1Char('/')))
+            result << folder;
+    return result;
+}
+
+LoginItemError refused(const QString& action, const QString& path, const QString& cause, const QString& nextStep) {
+    return LoginItemError(QStringLiteral("could not %1 %2: %3; %4").arg(action, path, cause, nextStep));
+}
+
+LoginItemError notWritable(const QString& action, const QString& path, const QString& cause) {
+    return refused(action, path, cause, QStringLiteral("make its folder writable for you, or free some space"));
+}
+
+QString describe(int error) {
+    return QString::fromLocal8Bit(std::strerror(error)); // NOLINT(concurrency-mt-unsafe): glibc's is safe
+}
+
+class AutostartLoginItem final : public LoginItem {
+public:
+    explicit AutostartLoginItem(AutostartPlace place)
+        : m_place(std::move(place)), m_path(m_place.userFolder + entryName) {}
+
+    LoginItemStatus status() override {
+        if (!m_place.userFolder.isEmpty() && isThere(m_path)) {
+            // What cannot be read starts nothing, nor does the system's entry behind it.
+            const auto entry = read(m_path);
+            if (!entry || entry->isSwitchedOff(m_place.desktops))
+                return LoginItemStatus::requiresApproval;
+            return entry->canStart() ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+        }
+        return systemStarts() ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+    }
+
+    void registerItem() override {
+        const auto existing = userEntry();
+        if (!existing && systemStarts())
+            return;
+        auto entry =
+            existing ? AutostartEntry::parse(*existing) : AutostartEntry::create(m_place.program, m_place.arguments);
+        if (!entry)
+            throw refused(QStringLiteral("change"), m_path, QStringLiteral("it is not a desktop entry"),
+                          QStringLiteral("move it away"));
+        if (entry->isSwitchedOff(m_place.desktops))
+            entry->switchOn();
+        if (isOurs(entry->command()) || !entry->canStart())
+            entry->setCommand(m_place.program, m_place.arguments);
+        write(*entry, existing);
+    }
+
+    void unregisterItem() override {
+        const auto existing = userEntry();
+        if (!existing) {
+            if (!systemStarts())
+                return;
+            auto entry = AutostartEntry::create(m_place.program, m_place.arguments);
+            entry.switchOff();
+            write(entry, existing);
+            return;
+        }
+        auto entry = AutostartEntry::parse(*existing);
+        if (!entry)
+            return; // starts nothing
+        if (entry->isPlain() && !systemStarts()) {
+            if (!QFile::remove(m_path))
+                throw notWritable(QStringLiteral("remove"), m_path, describe(errno));
+            return;
+        }
+        if (!entry->isSwitchedOff(m_place.desktops)) {
+            entry->switchOff();
+            write(*entry, existing);
+        }
+    }
+
+private:
+    static bool isThere(const QString& path) {
+        return QFileInfo::exists(path) || QFileInfo(path).isSymLink(); // a link to nothing hides the system's entry too
+    }
+
+    static std::optional<AutostartEntry> read(const QString& path) {
+        QFile file(path);
+        if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+            return std::nullopt;
+        return AutostartEntry::parse(file.read(largestEntry));
+    }
+
+    /// Whether an entry of the system starts us where the user has none. The first that is found decides.
+    [[nodiscard]] bool systemStarts() const {
+        for (const auto& folder : m_place.systemFolders)
+            if (isThere(folder + entryName)) {
+                const auto entry = read(folder + entryName);
+                return entry && !entry->isSwitchedOff(m_place.desktops) && entry->canStart();
+            }
+        return false;
+    }
+
+    /// What stands in the user's entry; nothing when there is none, or an empty one, in which there is nothing to keep.
+    [[nodiscard]] std::optional<QByteArray> userEntry() const {
+        if (m_place.userFolder.isEmpty())
+            throw LoginItemError(
+                QStringLiteral("there is no folder for the login item: neither XDG_CONFIG_HOME nor HOME "
+                               "names one; set HOME to your home folder"));
+        if (!isThere(m_path))
+            return std::nullopt;
+        const auto moveAway = QStringLiteral("move it away");
+        if (!QFileInfo(m_path).isFile())
+            throw refused(QStringLiteral("read"), m_path, QStringLiteral("it is not a regular file"), moveAway);
+        QFile file(m_path);
+        if (!file.open(QIODevice::ReadOnly))
+            throw refused(QStringLiteral("read"), m_path, file.errorString(),
+                          QStringLiteral("make it readable for you"));
+        if (file.size() > largestEntry)
+            throw refused(QStringLiteral("change"), m_path, QStringLiteral("it is too large for a desktop entry"),
+                          moveAway);
+        auto content = file.readAll();
+        return content.trimmed().isEmpty() ? std::nullopt : std::optional(std::move(content));
+    }
+
+    /// A command that we may have written, perhaps from another place: the user's own has other arguments.
+    [[nodiscard]] bool isOurs(const QStringList& command) const {
+        return !command.isEmpty() &&
+               QFileInfo(command.constFirst()).fileName() == QFileInfo(m_place.program).fileName() &&
+               (command.size() == 1 || command.mid(1) == m_place.arguments);
+    }
+
+    void write(const AutostartEntry& entry, const std::optional<QByteArray>& existing) {
+        const auto content = entry.content();
+        // Writing it again would at least move its blank lines.
+        if (const auto old = existing ? AutostartEntry::parse(*existing) : std::nullopt;
+            old && old->content() == content)
+            return;
+        const auto action = QStringLiteral("write");
+        makeFolder(QFileInfo(m_path).absolutePath());
+        // Takes the place of the old one at once, and of what a link leads to.
+        QSaveFile file(m_path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
+            throw notWritable(action, m_path, file.errorString());
+    }
+
+    /// Folders that are made here are the user's alone, as the base directory specification asks.
+    static void makeFolder(const QString& path) {
+        if (QFileInfo(path).isDir())
+            return;
+        const auto parent = QFileInfo(path).absolutePath();
+        if (parent != path)
+            makeFolder(parent);
+        if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
+            throw notWritable(QStringLiteral("make the folder"), path, describe(errno));
+    }
+
+    AutostartPlace m_place;
+    QString m_path;
+};
+
+} // namespace
+
+AutostartPlace AutostartPlace::ofThisProcess(QStringList arguments) {
+    AutostartPlace place;
+    place.program = QCoreApplication::applicationFilePath();
+    place.arguments = std::move(arguments);
+    const auto configuration = absoluteOnly(qEnvironmentVariable("XDG_CONFIG_HOME"));
+    const auto home = absoluteOnly(qEnvironmentVariable("HOME"));
+    if (!configuration.isEmpty())
+        place.userFolder = configuration.constFirst();
+    else if (!home.isEmpty())
+        place.userFolder = home.constFirst() + QStringLiteral("/.config");
+    place.systemFolders = absoluteOnly(qEnvironmentVariable("XDG_CONFIG_DIRS"));
+    if (place.systemFolders.isEmpty())
+        place.systemFolders << QStringLiteral("/etc/xdg");
+    place.desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    return place;
+}
+
+std::unique_ptr<LoginItem> createAutostartLoginItem(AutostartPlace place) {
+    return std::make_unique<AutostartLoginItem>(std::move(place));
+}
+
+} // namespace quillo
