@@ -29,21 +29,24 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
 
-Task<AuthHTTPAnswer> AuthHTTP::post(QUrl url, QByteArray json, std::chrono::milliseconds timeout) {
-    return post(&m_network, m_prepare, std::move(url), std::move(json), timeout);
+Task<AuthHTTPAnswer> AuthHTTP::send(AuthHTTPRequest request, std::chrono::milliseconds timeout) {
+    return send(&m_network, m_prepare, std::move(request), timeout);
 }
 
-Task<AuthHTTPAnswer> AuthHTTP::post(QPointer<QNetworkAccessManager> network, Prepare prepare, QUrl url, QByteArray json,
+Task<AuthHTTPAnswer> AuthHTTP::send(QPointer<QNetworkAccessManager> network, Prepare prepare, AuthHTTPRequest sent,
                                     std::chrono::milliseconds timeout) {
     AuthHTTPAnswer answer;
     for (int attempt = 1; attempt <= 2 && network; ++attempt) {
-        QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        QNetworkRequest request(sent.url);
+        if (!sent.json.isEmpty())
+            request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        if (!sent.accessToken.isEmpty())
+            request.setRawHeader("Authorization", "Bearer " + sent.accessToken.toUtf8());
         request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
         request.setTransferTimeout(static_cast<int>(timeout.count()));
         if (prepare)
             prepare(request);
-        answer = co_await awaitReply(network->post(request, json));
+        answer = co_await awaitReply(network->sendCustomRequest(request, sent.method, sent.json));
         if (!answer.isHandshakeFailure)
             break;
         // On the very first start the local server makes its authority while we wait in its queue. By now it is there;

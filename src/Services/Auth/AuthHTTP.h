@@ -24,8 +24,17 @@ struct AuthHTTPAnswer {
     [[nodiscard]] bool isAnswered() const { return status != 0; }
     /// The server understood and refused. 404, 408, 429 and the like say nothing about the token.
     [[nodiscard]] bool isRejection() const { return status == 400 || status == 401 || status == 403; }
-    /// For a message: the status or the failure.
+    /// For a message: "status 404", or the failure.
     [[nodiscard]] QString description() const;
+    /// The same behind the word "status": the number alone, or the failure.
+    [[nodiscard]] QString statusText() const { return isAnswered() ? QString::number(status) : failure; }
+};
+
+struct AuthHTTPRequest {
+    QByteArray method; ///< "GET", "POST", "DELETE"
+    QUrl url;
+    QByteArray json{};     ///< the body; without one nothing is sent
+    QString accessToken{}; ///< sent as bearer token; may be empty
 };
 
 /// The requests of the account, over one access manager. Main thread. Redirects are not followed, as a request carries
@@ -39,11 +48,11 @@ public:
 
     /// A handshake that fails for want of trust is tried once more, with what is trusted then. Ends with a failure
     /// after `timeout` without progress, or when this object goes.
-    Task<AuthHTTPAnswer> post(QUrl url, QByteArray json, std::chrono::milliseconds timeout);
+    Task<AuthHTTPAnswer> send(AuthHTTPRequest request, std::chrono::milliseconds timeout);
 
 private:
-    static Task<AuthHTTPAnswer> post(QPointer<QNetworkAccessManager> network, Prepare prepare, QUrl url,
-                                     QByteArray json, std::chrono::milliseconds timeout);
+    static Task<AuthHTTPAnswer> send(QPointer<QNetworkAccessManager> network, Prepare prepare, AuthHTTPRequest sent,
+                                     std::chrono::milliseconds timeout);
     static Task<AuthHTTPAnswer> awaitReply(QNetworkReply* reply);
 
     Prepare m_prepare;

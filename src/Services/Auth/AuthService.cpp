@@ -1,6 +1,6 @@
 #include "Services/Auth/AuthService.h"
 
-#include "Core/Log.h"
+#include "Services/Auth/AuthFailure.h"
 #include "Services/Auth/AuthSession.h"
 
 #include <QStringBuilder>
@@ -9,20 +9,6 @@ namespace quillo {
 
 namespace {
 
-void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("Auth")); }
-
-/// Counts a restoration under way for as long as it is in scope.
-class Loading {
-public:
-    explicit Loading(int& count) : m_count(count) { ++m_count; }
-    ~Loading() { --m_count; }
-    Loading(const Loading&) = delete;
-    Loading& operator=(const Loading&) = delete;
-
-private:
-    int& m_count;
-};
-
 std::optional<AuthUser> storedUser(const TokenStorageProtocol& storage) {
     const auto data = storage.userData();
     if (!data)
@@ -30,7 +16,7 @@ std::optional<AuthUser> storedUser(const TokenStorageProtocol& storage) {
     try {
         return authCoding::decodeUser(*data);
     } catch (const std::runtime_error& error) {
-        log(QStringLiteral("Failed to decode response: ") % QString::fromUtf8(error.what()), LogLevel::warn);
+        authLog(QStringLiteral("Failed to decode response: ") % QString::fromUtf8(error.what()), LogLevel::warn);
         return std::nullopt;
     }
 }
@@ -41,15 +27,51 @@ AuthService::AuthService(Config config, Clock& clock)
     : m_session(std::make_shared<Session>(std::move(config), clock)) {}
 
 AuthService::~AuthService() {
-    // What is still answered belongs to nobody.
+    // What is still answered belongs to nobody, and nobody is told.
+    m_session->observers.clear();
     ++m_session->generation;
+    m_session->isAuthenticated = false;
+    m_session->endFlow(authFailure::noCallback());
+    m_session->removeCallbackObserver();
 }
 
 Task<bool> AuthService::checkExistingSession() { return Session::restore(m_session); }
 
-Task<> AuthService::createAnonymousSession() { return Session::createAnonymous(m_session); }
+Task<> AuthService::createAnonymousSession() {
+    return Session::share(m_session, &Session::creatingAnonymous, Session::requestAnonymous);
+}
 
 Task<> AuthService::refreshAccessToken() { return Session::refresh(m_session); }
+
+Task<> AuthService::startLogin() {
+    authLog(QStringLiteral("Starting login flow"));
+    return Session::signIn(m_session, QStringLiteral("/login"));
+}
+
+Task<> AuthService::startRegistration() {
+    authLog(QStringLiteral("Starting registration flow"));
+    return Session::signIn(m_session, QStringLiteral("/register"));
+}
+
+Task<> AuthService::startLoginViaBrowser() { return startLogin(); }
+
+void AuthService::cancelLogin() { m_session->endFlow(authFailure::cancelled()); }
+
+std::optional<AuthError> AuthService::handleCallback(const QUrl& url) { return m_session->handleCallback(url); }
+
+void AuthService::setupCallbackObserver() { m_session->setupCallbackObserver(); }
+
+void AuthService::removeCallbackObserver() { m_session->removeCallbackObserver(); }
+
+Task<> AuthService::exchangeCodeForTokens(QString code) { return Session::exchange(m_session, std::move(code)); }
+
+Task<> AuthService::applyWebTokens(QString accessToken, QString refreshToken) {
+    return Session::applyWebTokens(m_session, std::move(accessToken), std::move(refreshToken));
+}
+
+Task<> AuthService::syncDeviceInfo() { return Session::syncDevice(m_session); }
+
+Task<> AuthService::deleteAccount() { return Session::deleteAccount(m_session); }
 
 bool AuthService::isAuthenticated() const { return m_session->isAuthenticated; }
 
@@ -59,44 +81,60 @@ bool AuthService::isLoading() const { return m_session->loading > 0; }
 
 bool AuthService::isNewUser() const { return m_session->isNewUser; }
 
-void AuthService::logout() {
-    log(QStringLiteral("Logging out user"));
-    m_session->end();
-    log(QStringLiteral("User logged out successfully"));
+Observation AuthService::observe(std::function<void()> changed) {
+    const auto id = m_session->nextObserver++;
+    m_session->observers.emplace(id, std::move(changed));
+    return Observation([session = std::weak_ptr(m_session), id] {
+        if (const auto alive = session.lock())
+            alive->observers.erase(id);
+    });
 }
 
-Task<bool> AuthService::Session::restore(std::shared_ptr<Session> session) {
-    log(QStringLiteral("Checking for existing session"));
-    const Loading loading(session->loading);
+void AuthService::logout() {
+    authLog(QStringLiteral("Logging out user"));
+    m_session->end();
+    authLog(QStringLiteral("User logged out successfully"));
+}
+
+Task<bool> AuthService::Session::restore(Self session) {
+    authLog(QStringLiteral("Checking for existing session"));
+    const Loading loading(session);
     auto& storage = *session->config.tokenStorage;
+    const auto generation = session->generation;
     if (session->config.loadStorage)
         co_await session->config.loadStorage();
     const auto token = storage.accessToken();
     if (!token || token->isEmpty()) {
-        log(QStringLiteral("No existing access token found"));
+        authLog(QStringLiteral("No existing access token found"));
         co_return false;
     }
     const auto user = storedUser(storage);
     if (user)
-        log(QStringLiteral("User data restored from storage: ") % user->id);
+        authLog(QStringLiteral("User data restored from storage: ") % user->id);
     const auto expiry = storage.accessTokenExpiresAt();
-    log(QStringLiteral("Token expires at: ") % (expiry ? expiry->toString(Qt::ISODate) : QStringLiteral("unknown")));
-    if (expiry && *expiry <= session->clock.wallTime()) {
-        log(QStringLiteral("Access token expired, attempting refresh"));
+    authLog(QStringLiteral("Token expires at: ") %
+            (expiry ? expiry->toString(Qt::ISODate) : QStringLiteral("unknown")));
+    if (session->isTokenExpired()) {
+        authLog(QStringLiteral("Access token expired, attempting refresh"));
         try {
             co_await refresh(session);
-            log(QStringLiteral("Session restored via token refresh"));
+            authLog(QStringLiteral("Session restored via token refresh"));
         } catch (const AuthError& error) {
-            if (error.isAuthenticationError()) {
+            if (session->generation == generation && error.isAuthenticationError()) {
                 session->end();
-                log(QStringLiteral("Refresh failed with auth error. Local session cleared."), LogLevel::warn);
+                authLog(QStringLiteral("Refresh failed with auth error. Local session cleared."), LogLevel::warn);
                 co_return false;
             }
-            log(QStringLiteral("Refresh failed with non-auth error. Keeping local session for retry."), LogLevel::warn);
+            authLog(QStringLiteral("Refresh failed with non-auth error. Keeping local session for retry."),
+                    LogLevel::warn);
         }
     }
+    // Whoever signed in or out meanwhile decided otherwise.
+    if (session->generation != generation)
+        co_return session->isAuthenticated;
     session->setUser(user);
-    session->isAuthenticated = true;
+    if (!std::exchange(session->isAuthenticated, true))
+        session->changed();
     co_return true;
 }
 

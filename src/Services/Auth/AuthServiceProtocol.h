@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Architecture/Store.h"
 #include "Concurrency/Task.h"
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 
@@ -23,9 +25,12 @@ public:
     enum class Kind {
         authentication, ///< the server answered and rejected the token or the request
         transport,      ///< network or server failure; the session is kept
+        signIn,         ///< a sign-in that came to nothing; the session is kept
+        cancelled,      ///< given up or overtaken by another sign-in: nothing to show
     };
     AuthError(Kind kind, const QString& message) : std::runtime_error(message.toStdString()), m_kind(kind) {}
     [[nodiscard]] bool isAuthenticationError() const { return m_kind == Kind::authentication; }
+    [[nodiscard]] bool isCancellation() const { return m_kind == Kind::cancelled; }
 
 private:
     Kind m_kind;
@@ -38,13 +43,32 @@ public:
 
     /// Restores the stored session, refreshing an expired token; true when there is one.
     virtual Task<bool> checkExistingSession() = 0;
-    /// Throws AuthError.
+    /// Throws AuthError. Concurrent calls share one request.
     virtual Task<> createAnonymousSession() = 0;
     /// Stores new tokens or throws AuthError. Concurrent calls share one request.
     virtual Task<> refreshAccessToken() = 0;
+
+    /// Opens the server's page in the browser and ends when the user has signed in there, at most 120 s later. Throws
+    /// AuthError, with the session as it was before. A second call takes over: the first ends as cancelled.
+    virtual Task<> startLogin() = 0;
+    /// The same on the page that makes an account.
+    virtual Task<> startRegistration() = 0;
+    /// Ends the sign-in that waits, if any, as cancelled.
+    virtual void cancelLogin() = 0;
+    /// Ends the session on this machine; the device's id stays.
     virtual void logout() = 0;
+    /// Removes the account and all that the server keeps of it, then as `logout`. Throws AuthError and keeps the
+    /// session when the server did not.
+    virtual Task<> deleteAccount() = 0;
+
     [[nodiscard]] virtual bool isAuthenticated() const = 0;
+    /// A session is being restored or made, or a sign-in waits.
+    [[nodiscard]] virtual bool isLoading() const = 0;
+    /// The account was made by the latest sign-in.
+    [[nodiscard]] virtual bool isNewUser() const = 0;
     [[nodiscard]] virtual std::optional<AuthUser> currentUser() const = 0;
+    /// `changed` is called after any of these four became another one, for as long as the result lives.
+    [[nodiscard]] virtual Observation observe(std::function<void()> changed) = 0;
 };
 
 } // namespace quillo

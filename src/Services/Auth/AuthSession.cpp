@@ -1,11 +1,32 @@
 #include "Services/Auth/AuthSession.h"
 
-#include "Core/Log.h"
 #include "Core/NotificationCenter.h"
+#include "Services/Auth/AuthFailure.h"
 
 #include <QStringBuilder>
+#include <QSysInfo>
+
+#include <nlohmann/json.hpp>
 
 namespace quillo {
+
+void authLog(const QString& message, LogLevel level, std::source_location where) {
+    appLog(message, level, QStringLiteral("Auth"), where);
+}
+
+AuthService::Session::Session(Config settings, Clock& time)
+    : config(std::move(settings)), clock(time), http(config.prepareRequest),
+      tasks([](const QString& name, const QString& error) { authLog(name % u": " % error, LogLevel::error); }) {}
+
+AuthService::Session::Loading::Loading(Self session) : m_session(std::move(session)) {
+    if (++m_session->loading == 1)
+        m_session->changed();
+}
+
+AuthService::Session::Loading::~Loading() {
+    if (--m_session->loading == 0)
+        m_session->changed();
+}
 
 QUrl AuthService::Session::authURL(const QString& path) const {
     auto url = config.authBaseURL;
@@ -19,22 +40,63 @@ QUrl AuthService::Session::apiURL(const QString& path) const {
     return url;
 }
 
-void AuthService::Session::setUser(const std::optional<AuthUser>& changed) {
-    isAuthenticated = changed.has_value();
-    if (user == changed)
-        return;
-    user = changed;
+void AuthService::Session::changed() {
+    // An observer may end another one's observation.
+    for (auto next = observers.begin(); next != observers.end();) {
+        const auto id = next->first;
+        const auto observer = next->second;
+        observer();
+        next = observers.upper_bound(id);
+    }
+}
+
+void AuthService::Session::setUser(const std::optional<AuthUser>& other) {
+    const bool isSame = user == other && isAuthenticated == other.has_value();
+    const bool isAnother = user != other;
+    isAuthenticated = other.has_value();
+    user = other;
+    if (!isSame)
+        changed();
+    if (isAnother)
+        NotificationCenter::shared().post(notification::authUserDidChange);
+}
+
+void AuthService::Session::adopt(const AuthResponse& response) {
+    ++generation;
+    refreshing.reset();
+    creatingAnonymous.reset();
+    storeTokens(response.tokens);
+    config.tokenStorage->setUserData(authCoding::encode(response.user));
+    authLog(QStringLiteral("Tokens stored in keychain"));
+    authLog(QStringLiteral("Authentication successful for user: ") % response.user.id);
+    isNewUser = response.isNewUser;
+    isAuthenticated = true;
+    user = response.user;
+    changed();
+    // Also when the user signs in again: the tokens are others.
     NotificationCenter::shared().post(notification::authUserDidChange);
+    tasks.run(QStringLiteral("device record"),
+              [session = shared_from_this()](std::stop_token) { return syncDevice(session); });
 }
 
 void AuthService::Session::storeTokens(const AuthTokens& tokens) const {
     config.tokenStorage->setAccessToken(tokens.accessToken);
     config.tokenStorage->setRefreshToken(tokens.refreshToken);
-    config.tokenStorage->setAccessTokenExpiresAt(clock.wallTime().addSecs(tokens.expiresIn));
+    // A server that names no time says only by a refusal that the token has expired.
+    config.tokenStorage->setAccessTokenExpiresAt(
+        tokens.expiresIn >= 0 ? std::optional(clock.wallTime().addSecs(tokens.expiresIn)) : std::nullopt);
+}
+
+bool AuthService::Session::isTokenExpired() const {
+    const auto expiry = config.tokenStorage->accessTokenExpiresAt();
+    return expiry && *expiry <= clock.wallTime();
 }
 
 void AuthService::Session::end() {
     ++generation;
+    refreshing.reset();
+    creatingAnonymous.reset();
+    endFlow(authFailure::cancelled());
     config.tokenStorage->clear();
     isNewUser = false;
     setUser(std::nullopt);
@@ -43,21 +105,59 @@ void AuthService::Session::end() {
 QString AuthService::Session::deviceId() const {
     // The id is what an anonymous session is made from, so a line shows its beginning alone.
     const auto shown = [](const QString& id) -> QString { return id.left(8) % QStringLiteral("…"); };
-    const auto log = [](const QString& message) { appLog(message, LogLevel::info, QStringLiteral("Auth")); };
     if (const auto stored = config.tokenStorage->deviceId(); stored && !stored->isEmpty()) {
-        log(QStringLiteral("Using existing device_id: ") % shown(*stored));
+        authLog(QStringLiteral("Using existing device_id: ") % shown(*stored));
         return *stored;
     }
     QString made;
     if (const auto hardware = config.device.hardwareUUID()) {
         made = *hardware;
-        log(QStringLiteral("Generated device_id from hardware UUID: ") % shown(made));
+        authLog(QStringLiteral("Generated device_id from hardware UUID: ") % shown(made));
     } else {
         made = makeUUIDVersion7(clock.wallTime());
-        log(QStringLiteral("Hardware UUID unavailable — generated random UUID v7: ") % shown(made));
+        authLog(QStringLiteral("Hardware UUID unavailable — generated random UUID v7: ") % shown(made));
     }
     config.tokenStorage->setDeviceId(made);
     return made;
+}
+
+QByteArray AuthService::Session::deviceRecord() const {
+    const auto id = deviceId();
+    nlohmann::ordered_json json;
+    json["device_id"] = id.toStdString();
+    json["platform"] = "macos";
+    json["app_version"] = config.clientVersion.toStdString();
+    json["os_version"] = QSysInfo::prettyProductName().toStdString();
+    json["device_fingerprint"] = config.device.fingerprint(id).toStdString();
+    return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+Task<> AuthService::Session::share(Self session, Shared Session::*slot, Task<> (*request)(Self)) {
+    if (const auto running = (*session).*slot) {
+        auto [outcomes, sink] = AsyncStream<Outcome>::make(EventExecutor::main());
+        running->waiting.push_back(sink);
+        const auto outcome = co_await outcomes.next();
+        if (outcome && outcome->error)
+            throw AuthError(*outcome->error);
+        co_return;
+    }
+    // The end of the session empties the slot: who comes after it asks anew.
+    const auto running = std::make_shared<SharedRequest>();
+    (*session).*slot = running;
+    Outcome outcome;
+    try {
+        co_await request(session);
+    } catch (const AuthError& error) {
+        outcome.error = error;
+    }
+    if ((*session).*slot == running)
+        ((*session).*slot).reset();
+    for (const auto& sink : running->waiting) {
+        sink.yield(outcome);
+        sink.finish();
+    }
+    if (outcome.error)
+        throw AuthError(*outcome.error);
 }
 
 } // namespace quillo

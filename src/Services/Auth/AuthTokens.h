@@ -10,7 +10,7 @@ namespace quillo {
 struct AuthTokens {
     QString accessToken;
     QString refreshToken;
-    int64_t expiresIn = 0; ///< seconds
+    int64_t expiresIn = 0; ///< seconds; negative: not known
 };
 
 /// The server's answer to a sign-in. JSON keys: "user", "tokens", "is_new_user".

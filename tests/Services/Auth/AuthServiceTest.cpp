@@ -1,14 +1,6 @@
-#include "Services/Auth/AuthService.h"
-
-#include "Core/NotificationCenter.h"
-#include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Transport/LogLines.h"
-#include "Services/Transport/ScriptedTcpServer.h"
-#include "Support/Async.h"
+#include "Services/Auth/AuthFixture.h"
 
 #include <QUuid>
-
-#include <gmock/gmock.h>
 
 using namespace quillo;
 using namespace quillo::test;
@@ -17,54 +9,10 @@ using testing::Not;
 
 namespace {
 
-const QByteArray tokensJson = R"({"access_token":"new-access","refresh_token":"new-refresh","expires_in":3600})";
-const QByteArray anonymousJson =
-    R"({"user":{"id":"u1","is_anonymous":true},"tokens":)" + tokensJson + R"(,"is_new_user":true})";
-
-/// How a task ended: "" or the text of its AuthError, led by its kind.
-std::string outcome(Task<> task) {
-    try {
-        await(std::move(task));
-        return "ok";
-    } catch (const AuthError& error) {
-        return (error.isAuthenticationError() ? "authentication: " : "transport: ") + std::string(error.what());
-    }
-}
-
-class AuthServiceTest : public testing::Test {
-protected:
-    AuthService& service() {
-        if (!m_service)
-            m_service = std::make_unique<AuthService>(
-                AuthService::Config{.authBaseURL = server.url(u"http"_qs).resolved(QUrl(u"/auth"_qs)),
-                                    .apiBaseURL = server.url(u"http"_qs).resolved(QUrl(u"/api/v1"_qs)),
-                                    .tokenStorage = storage,
-                                    .prepareRequest = {},
-                                    .loadStorage = {},
-                                    .device = DeviceIdentity(machineIdPath),
-                                    .clientVersion = u"1.2"_qs},
-                clock);
-        return *m_service;
-    }
-
-    void signIn(int secondsLeft) {
-        storage->setAccessToken(u"old-access"_qs);
-        storage->setRefreshToken(u"old-refresh"_qs);
-        storage->setUserData(R"({"id":"u1","email":"a@example.org","is_anonymous":false})");
-        storage->setAccessTokenExpiresAt(clock.wallTime().addSecs(secondsLeft));
-    }
-
-    LogLines log;
-    ManualClock clock{EventExecutor::main()};
-    QByteArray answer = ScriptedTcpServer::http("200 OK", tokensJson);
-    ScriptedTcpServer server{[this](const auto&) { return answer; }};
-    std::shared_ptr<InMemoryTokenStorage> storage = std::make_shared<InMemoryTokenStorage>();
-    QString machineIdPath = u"/nonexistent"_qs;
-    std::unique_ptr<AuthService> m_service;
-};
+using AuthServiceTest = AuthFixture;
 
 TEST_F(AuthServiceTest, ARefreshStoresTheNewTokens) {
-    signIn(0);
+    storeSession(0);
     EXPECT_EQ(outcome(service().refreshAccessToken()), "ok");
     EXPECT_TRUE(server.requests[0].head.startsWith("POST /auth/oauth/token HTTP/1.1\r\n"));
     EXPECT_THAT(server.requests[0].head.toLower().toStdString(), HasSubstr("content-type: application/json\r\n"));
@@ -90,18 +38,20 @@ TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
         {ScriptedTcpServer::http("401 Unauthorized", {}, "WWW-Authenticate: Basic realm=x\r\n"),
          "authentication: Not authenticated", false},
         {ScriptedTcpServer::http("403 Forbidden"), "authentication: Not authenticated", false},
-        {ScriptedTcpServer::http("429 Too Many Requests"), "transport: ", true},
-        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"), "transport: ", true},
-        {ScriptedTcpServer::http("500 Oops"), "transport: ", true},
-        {ScriptedTcpServer::http("200 OK", "<html>Please log in to the hotel's network</html>"), "transport: ", true},
+        {ScriptedTcpServer::http("429 Too Many Requests"), "Token refresh failed with status: ", true},
+        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"),
+         "Token refresh failed with status: ", true},
+        {ScriptedTcpServer::http("500 Oops"), "Token refresh failed with status: ", true},
+        {ScriptedTcpServer::http("200 OK", "<html>Please log in to the hotel's network</html>"),
+         "Failed to decode response: ", true},
         {ScriptedTcpServer::http("200 OK", R"({"access_token":"a","refresh_token":"","expires_in":1})"),
-         "transport: ", true},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n{\"access", "transport: ", true},
-        {"nonsense\r\n\r\n", "transport: ", true},
+         "Failed to decode response: ", true},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n{\"access", "Token refresh failed with status: ", true},
+        {"nonsense\r\n\r\n", "Token refresh failed with status: ", true},
     };
     for (const auto& test : cases) {
         answer = test.answer;
-        signIn(-1);
+        storeSession(-1);
         EXPECT_THAT(outcome(service().refreshAccessToken()), testing::StartsWith(test.outcome))
             << test.answer.toStdString();
         EXPECT_EQ(await(service().checkExistingSession()), test.keepsSession) << test.answer.toStdString();
@@ -109,7 +59,7 @@ TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
         EXPECT_EQ(storage->refreshToken(), test.keepsSession ? std::optional(u"old-refresh"_qs) : std::nullopt);
     }
     server.close();
-    signIn(-1);
+    storeSession(-1);
     EXPECT_TRUE(await(service().checkExistingSession())) << "no network";
     EXPECT_THAT(log.text(), HasSubstr("Refresh failed with auth error. Local session cleared."));
     EXPECT_THAT(log.text(), HasSubstr("Refresh failed with non-auth error. Keeping local session for retry."));
@@ -119,54 +69,60 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
     for (const bool succeeds : {true, false}) {
         answer.clear();
         server.requests.clear();
-        signIn(0);
-        std::vector<std::string> ends;
-        const auto run = [](Task<> task, std::vector<std::string>* results) -> Task<> {
-            try {
-                co_await task;
-                results->emplace_back("ok");
-            } catch (const AuthError& error) {
-                results->emplace_back(error.what());
-            }
-        };
+        storeSession(0);
+        std::vector<Ending> ends;
         for (int caller = 0; caller < 3; ++caller)
-            run(service().refreshAccessToken(), &ends);
+            ends.emplace_back(service().refreshAccessToken());
         ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
         server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : ScriptedTcpServer::http("401 No"));
-        ASSERT_TRUE(waitUntil([&] { return ends.size() == 3; }));
-        EXPECT_THAT(ends, testing::Each(succeeds ? "ok" : "Not authenticated"));
+        for (const auto& end : ends)
+            EXPECT_EQ(end.text(), succeeds ? "ok" : "authentication: Not authenticated");
         EXPECT_EQ(server.requests.size(), 1);
     }
 }
 
+TEST_F(AuthServiceTest, AHotkeyDuringTheFirstSignInMakesNoSecondUser) {
+    answer.clear();
+    std::vector<Ending> ends;
+    for (int caller = 0; caller < 2; ++caller)
+        ends.emplace_back(service().createAnonymousSession());
+    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
+    server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+    for (const auto& end : ends)
+        EXPECT_EQ(end.text(), "ok");
+    EXPECT_EQ(server.requests.size(), 1);
+
+    // Who asks after a logout must not get the session of before.
+    const Ending before(service().createAnonymousSession());
+    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 2; }));
+    service().logout();
+    const Ending after(service().createAnonymousSession());
+    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 3; }));
+    server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+    EXPECT_EQ(after.text(), "ok");
+    EXPECT_TRUE(waitUntil([&] { return before.isThere(); }));
+    EXPECT_TRUE(service().isAuthenticated());
+}
+
 TEST_F(AuthServiceTest, AnAnswerThatComesAfterTheLogoutIsNotStored) {
     answer.clear();
-    signIn(0);
-    std::string end;
-    const auto run = [](Task<> task, std::string* result) -> Task<> {
-        try {
-            co_await task;
-        } catch (const AuthError& error) {
-            *result = error.what();
-        }
-    };
-    run(service().refreshAccessToken(), &end);
+    storeSession(0);
+    const Ending end(service().refreshAccessToken());
     ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
     service().logout();
     server.answerAll(ScriptedTcpServer::http("200 OK", tokensJson));
-    ASSERT_TRUE(waitUntil([&] { return !end.empty(); }));
-    EXPECT_EQ(end, "Not authenticated");
+    EXPECT_EQ(end.text(), "authentication: Not authenticated");
     EXPECT_EQ(storage->accessToken(), std::nullopt);
 }
 
 TEST_F(AuthServiceTest, AStoredSessionIsRestored) {
     EXPECT_FALSE(await(service().checkExistingSession()));
     EXPECT_THAT(log.text(), HasSubstr("No existing access token found"));
-    signIn(60);
+    storeSession(60);
     EXPECT_TRUE(await(service().checkExistingSession()));
     EXPECT_EQ(service().currentUser()->email, u"a@example.org"_qs);
     EXPECT_TRUE(server.requests.isEmpty());
-    signIn(0);
+    storeSession(0);
     EXPECT_TRUE(await(service().checkExistingSession()));
     EXPECT_EQ(storage->accessToken(), u"new-access"_qs);
     EXPECT_THAT(log.text(), HasSubstr("Session restored via token refresh"));
@@ -209,7 +165,7 @@ TEST_F(AuthServiceTest, AnAnonymousSessionKeepsItsDeviceAcrossALogout) {
     QObject::disconnect(connection);
 
     answer = ScriptedTcpServer::http("503 Busy");
-    EXPECT_EQ(outcome(service().createAnonymousSession()), "transport: Anonymous authentication failed: status 503");
+    EXPECT_EQ(outcome(service().createAnonymousSession()), "Anonymous authentication failed: status 503");
 }
 
 TEST_F(AuthServiceTest, TheMachinesOwnIdNeverLeavesIt) {
