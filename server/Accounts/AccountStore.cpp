@@ -38,10 +38,7 @@ Session AccountStore::signInAnonymously(const std::string& deviceId) {
         session.user.id = find.text(0);
     }
 
-    const std::string familyId = randomUuid();
-    Statement family(database_, "INSERT INTO token_families(id, user_id, expires_at) VALUES(?, ?, ?)");
-    family.bind(1, familyId).bind(2, session.user.id).bind(3, now() + milliseconds(lifetimes_.refresh)).step();
-    session.tokens = issueTokens(familyId);
+    session.tokens = issueTokens(beginFamily(session.user.id));
     transaction.commit();
     return session;
 }
@@ -50,8 +47,8 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     const std::scoped_lock lock(mutex_);
     const auto hash = sha256(refreshToken);
     Transaction transaction(database_);
-    Statement find(database_, "SELECT r.family_id, r.expires_at, r.used_at, r.uses, f.user_id FROM refresh_tokens r "
-                              "JOIN token_families f ON f.id = r.family_id WHERE r.hash = ?");
+    Statement find(database_, "SELECT r.family_id, r.expires_at, r.used_at, r.successor_salt, f.user_id "
+                              "FROM refresh_tokens r JOIN token_families f ON f.id = r.family_id WHERE r.hash = ?");
     find.bindBlob(1, hash);
     if (!find.step() || find.integer(1) <= now())
         return std::nullopt;
@@ -60,28 +57,26 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     const std::string userId = find.text(4);
     const bool used = !find.isNull(2);
     // A clock that was set back counts as within the grace.
-    const bool inGrace =
-        used && now() - find.integer(2) <= milliseconds(lifetimes_.reuseGrace) && find.integer(3) < lifetimes_.maxUses;
-    if (used && !inGrace) {
-        Statement end(database_, "DELETE FROM token_families WHERE id = ?");
-        end.bind(1, familyId).step();
+    if (used && now() - find.integer(2) > milliseconds(lifetimes_.reuseGrace)) {
+        endFamily(familyId);
         transaction.commit();
         log(LogLevel::warning, "accounts",
             "a refresh token of user " + userId + " was used twice; every token of that sign-in is ended");
         return std::nullopt;
     }
-
-    Statement mark(database_,
-                   "UPDATE refresh_tokens SET used_at = coalesce(used_at, ?), uses = uses + 1 WHERE hash = ?");
-    mark.bind(1, now()).bindBlob(2, hash).step();
-    Statement extend(database_, "UPDATE token_families SET expires_at = ? WHERE id = ?");
-    extend.bind(1, now() + milliseconds(lifetimes_.refresh)).bind(2, familyId).step();
-    Session session;
     auto user = userById(userId);
     if (!user)
         return std::nullopt;
+
+    const std::string salt = used && !find.isNull(3) ? find.text(3) : randomToken();
+    Statement mark(database_, "UPDATE refresh_tokens SET used_at = coalesce(used_at, ?), successor_salt = ? "
+                              "WHERE hash = ?");
+    mark.bind(1, now()).bind(2, salt).bindBlob(3, hash).step();
+    Statement extend(database_, "UPDATE token_families SET expires_at = ? WHERE id = ?");
+    extend.bind(1, now() + milliseconds(lifetimes_.refresh)).bind(2, familyId).step();
+    Session session;
     session.user = std::move(*user);
-    session.tokens = issueTokens(familyId);
+    session.tokens = issueSuccessors(familyId, refreshToken, salt);
     removeExpired();
     transaction.commit();
     return session;
@@ -97,12 +92,17 @@ bool AccountStore::remove(const std::string& userId) {
 
 std::optional<User> AccountStore::userOf(const std::string& accessToken) {
     const std::scoped_lock lock(mutex_);
+    const auto owner = ownerOf(accessToken);
+    return owner ? userById(*owner) : std::nullopt;
+}
+
+std::optional<std::string> AccountStore::ownerOf(const std::string& accessToken) {
     Statement find(database_, "SELECT f.user_id FROM access_tokens a JOIN token_families f ON f.id = a.family_id "
                               "WHERE a.hash = ? AND a.expires_at > ?");
     find.bindBlob(1, sha256(accessToken)).bind(2, now());
     if (!find.step())
         return std::nullopt;
-    return userById(find.text(0));
+    return find.text(0);
 }
 
 std::optional<User> AccountStore::userById(const std::string& id) {
@@ -120,14 +120,39 @@ std::optional<User> AccountStore::userById(const std::string& id) {
     return user;
 }
 
+std::string AccountStore::beginFamily(const std::string& userId) {
+    std::string familyId = randomUuid();
+    Statement family(database_, "INSERT INTO token_families(id, user_id, expires_at) VALUES(?, ?, ?)");
+    family.bind(1, familyId).bind(2, userId).bind(3, now() + milliseconds(lifetimes_.refresh)).step();
+    return familyId;
+}
+
+void AccountStore::endFamily(const std::string& familyId) {
+    Statement end(database_, "DELETE FROM token_families WHERE id = ?");
+    end.bind(1, familyId).step();
+}
+
 Tokens AccountStore::issueTokens(const std::string& familyId) {
     Tokens tokens{randomToken(), randomToken(), lifetimes_.access};
-    Statement access(database_, "INSERT INTO access_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
+    storeTokens(familyId, tokens);
+    return tokens;
+}
+
+Tokens AccountStore::issueSuccessors(const std::string& familyId, const std::string& refreshToken,
+                                     const std::string& salt) {
+    Tokens tokens{encodeBase64Url(hmacSha256(refreshToken, "access " + salt)),
+                  encodeBase64Url(hmacSha256(refreshToken, "refresh " + salt)), lifetimes_.access};
+    storeTokens(familyId, tokens);
+    return tokens;
+}
+
+void AccountStore::storeTokens(const std::string& familyId, const Tokens& tokens) {
+    // A pair that is given again stays as it is, used or not.
+    Statement access(database_, "INSERT OR IGNORE INTO access_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
     access.bindBlob(1, sha256(tokens.access)).bind(2, familyId).bind(3, now() + milliseconds(lifetimes_.access)).step();
-    Statement refresh(database_, "INSERT INTO refresh_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
+    Statement refresh(database_, "INSERT OR IGNORE INTO refresh_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
     refresh.bindBlob(1, sha256(tokens.refresh)).bind(2, familyId);
     refresh.bind(3, now() + milliseconds(lifetimes_.refresh)).step();
-    return tokens;
 }
 
 void AccountStore::removeExpired() {
@@ -135,6 +160,8 @@ void AccountStore::removeExpired() {
         Statement remove(database_, std::string("DELETE FROM ") + table + " WHERE expires_at <= ?");
         remove.bind(1, now()).step();
     }
+    Statement codes(database_, "DELETE FROM authorization_codes WHERE expires_at <= ? AND family_id IS NULL");
+    codes.bind(1, now()).step();
 }
 
 } // namespace quillo::server

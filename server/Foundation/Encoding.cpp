@@ -1,8 +1,11 @@
 #include "Foundation/Encoding.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -61,15 +64,35 @@ std::string decodePercent(std::string_view text) {
     return decoded;
 }
 
+std::string encodeBase64Url(std::span<const uint8_t> bytes) {
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes.data(), static_cast<int>(bytes.size()));
+    text.resize((bytes.size() * 4 + 2) / 3);
+    for (char& c : text)
+        c = c == '+' ? '-' : c == '/' ? '_' : c;
+    return text;
+}
+
+std::string encodePercent(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    constexpr std::string_view marks = "-._~";
+    std::string encoded;
+    for (const char c : text) {
+        const bool isAlphanumeric = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (isAlphanumeric || marks.find(c) != std::string_view::npos) {
+            encoded += c;
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            encoded += {'%', digits[byte >> 4], digits[byte & 15]};
+        }
+    }
+    return encoded;
+}
+
 std::string randomToken() {
     std::array<uint8_t, 32> bytes{};
     fillRandom(bytes.data(), bytes.size());
-    std::array<unsigned char, 45> text{};
-    EVP_EncodeBlock(text.data(), bytes.data(), static_cast<int>(bytes.size()));
-    std::string token(reinterpret_cast<const char*>(text.data()), 43);
-    for (char& c : token)
-        c = c == '+' ? '-' : c == '/' ? '_' : c;
-    return token;
+    return encodeBase64Url(bytes);
 }
 
 std::string randomUuid() {
@@ -93,6 +116,44 @@ std::array<uint8_t, 32> sha256(std::string_view data) {
     if (EVP_Digest(data.data(), data.size(), digest.data(), nullptr, EVP_sha256(), nullptr) != 1)
         throw std::runtime_error("SHA-256 is not available in this OpenSSL");
     return digest;
+}
+
+std::array<uint8_t, 32> hmacSha256(std::string_view key, std::string_view data) {
+    std::array<uint8_t, 32> digest{};
+    if (!HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()),
+              reinterpret_cast<const unsigned char*>(data.data()), data.size(), digest.data(), nullptr))
+        throw std::runtime_error("HMAC is not available in this OpenSSL");
+    return digest;
+}
+
+bool equalSecrets(std::string_view left, std::string_view right) {
+    return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
+}
+
+std::optional<size_t> countCharacters(std::string_view text) {
+    size_t count = 0;
+    for (size_t i = 0; i < text.size(); ++count) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        const size_t length = lead < 0x80 ? 1 : lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+        if ((lead >= 0x80 && lead < 0xc2) || lead > 0xf4 || text.size() - i < length)
+            return std::nullopt;
+        uint32_t code = length == 1 ? lead : lead & (0x7fU >> length);
+        for (size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            if ((next & 0xc0) != 0x80)
+                return std::nullopt;
+            code = code << 6 | (next & 0x3f);
+        }
+        const bool isOverlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+        if (isOverlong || code > 0x10ffff || (code >= 0xd800 && code < 0xe000))
+            return std::nullopt;
+        i += length;
+    }
+    return count;
+}
+
+bool hasControlCharacters(std::string_view text) {
+    return std::ranges::any_of(text, [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; });
 }
 
 } // namespace quillo::server

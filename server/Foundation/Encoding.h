@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,9 @@ std::optional<std::vector<uint8_t>> decodeBase64(std::string_view text);
 /// The text behind percent-encoding in a query component; `+` stays as it is. Broken escapes are kept verbatim.
 std::string decodePercent(std::string_view text);
 
+/// base64url without padding (RFC 4648 section 5).
+std::string encodeBase64Url(std::span<const uint8_t> bytes);
+
 /// 32 bytes from the system's secure source as base64url without padding (43 characters).
 std::string randomToken();
 
@@ -23,5 +27,20 @@ std::string randomUuid();
 
 /// SHA-256.
 std::array<uint8_t, 32> sha256(std::string_view data);
+
+/// HMAC with SHA-256 (RFC 2104).
+std::array<uint8_t, 32> hmacSha256(std::string_view key, std::string_view data);
+
+/// Compares in a time that does not tell where two texts of the same length differ.
+bool equalSecrets(std::string_view left, std::string_view right);
+
+/// Characters of a UTF-8 text (RFC 3629: neither surrogates nor overlong forms); empty when it is not UTF-8.
+std::optional<size_t> countCharacters(std::string_view text);
+
+/// True when the text holds U+0000 to U+001F or U+007F.
+bool hasControlCharacters(std::string_view text);
+
+/// Percent-encodes all but unreserved characters (RFC 3986 section 2.3).
+std::string encodePercent(std::string_view text);
 
 } // namespace quillo::server

@@ -128,13 +128,16 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
     if (store_.unfinishedOf(userId) >= settings_.maxTasksPerUser)
         throw UploadError(429, "TOO_MANY_TASKS",
                           "Too many files of this account wait to be recognised; try again when some are done.");
-    Task task = store_.add(request);
+    const auto added = store_.add(request);
+    if (!added)
+        throw UploadError(401, "INVALID_TOKEN", "The account was removed meanwhile.");
+    const Task& task = *added;
     audio->keep();
     log(LogLevel::info, "tasks",
         "task " + task.id + " of user " + userId + ": " + std::to_string(request.audioBytes) + " bytes to recognise");
     {
         const std::scoped_lock lock(mutex_);
-        queue_.push({userId, task.id});
+        queue_.push({task.request.userId, task.id});
     }
     changed_.notify_one();
     return task;
@@ -203,6 +206,17 @@ void TaskService::removeUser(const std::string& userId) {
         spool_->remove(file);
 }
 
+void TaskService::moveUser(const std::string& from, const std::string& to) {
+    for (const auto& file : store_.moveUser(from, to))
+        spool_->remove(file);
+    // What waits in the queue is found by either id.
+    const std::scoped_lock lock(mutex_);
+    for (const auto& [id, running] : running_) {
+        if (running->userId == from)
+            running->userId = to;
+    }
+}
+
 void TaskService::work() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
@@ -232,7 +246,6 @@ void TaskService::work() {
 
 void TaskService::runTask(const FairQueue::Item& item) {
     const auto running = std::make_shared<Running>();
-    running->userId = item.user;
     try {
         const auto task = store_.find(item.user, item.id);
         if (!task || task->isOver())
@@ -241,6 +254,7 @@ void TaskService::runTask(const FairQueue::Item& item) {
             const std::scoped_lock lock(mutex_);
             if (stopping_)
                 return;
+            running->userId = task->request.userId;
             running_.emplace(item.id, running);
         }
         perform(*task, *running);

@@ -66,6 +66,8 @@ public:
     void keepLive(const LiveTranscript& transcript);
     /// Removes all of a user, and stops what is being done for them.
     void removeUser(const std::string& userId);
+    /// Makes everything of `from` belong to `to`; what is being done for them goes on.
+    void moveUser(const std::string& from, const std::string& to);
 
     [[nodiscard]] const Spool& spool() const { return *spool_; }
 

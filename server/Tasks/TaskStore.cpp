@@ -16,6 +16,9 @@ std::string select(std::string_view condition) {
     return "SELECT " + std::string(columns) + " FROM tasks WHERE " + std::string(condition);
 }
 
+/// Longer than anything that was begun for a user lasts.
+constexpr auto formerUserLifetime = std::chrono::hours(24 * 30);
+
 int64_t number(TaskStatus status) { return static_cast<int64_t>(status); }
 
 } // namespace
@@ -59,7 +62,9 @@ std::optional<Task> TaskStore::match(const TaskRequest& request) {
     if (request.wantsFreshResult())
         condition += " AND purpose = ?8 AND (status != ?9 OR updated_at >= ?10)";
     Statement query(database_, select(condition + " ORDER BY created_at DESC LIMIT 1"));
-    query.bind(1, request.userId).bind(2, request.recordingId).bind(3, static_cast<int64_t>(request.kind));
+    query.bind(1, ownerOf(request.userId).value_or(""))
+        .bind(2, request.recordingId)
+        .bind(3, static_cast<int64_t>(request.kind));
     query.bind(4, request.language).bind(5, request.provider).bindBlob(6, request.audioHash);
     query.bind(7, number(TaskStatus::failed));
     if (request.wantsFreshResult())
@@ -69,25 +74,31 @@ std::optional<Task> TaskStore::match(const TaskRequest& request) {
     return findOne(query);
 }
 
-Task TaskStore::add(const TaskRequest& request) {
+std::optional<Task> TaskStore::add(const TaskRequest& request) {
     const std::scoped_lock lock(mutex_);
+    Transaction transaction(database_);
+    auto owner = ownerOf(request.userId);
+    if (!owner)
+        return std::nullopt;
     Task task;
     task.id = randomUuid();
     task.request = request;
+    task.request.userId = std::move(*owner);
     Statement insert(database_,
                      "INSERT INTO tasks(id, user_id, kind, recording_id, language, purpose, provider, audio_hash, "
                      "audio_file, audio_bytes, status, created_at, updated_at) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?)");
-    insert.bind(1, task.id).bind(2, request.userId).bind(3, static_cast<int64_t>(request.kind));
+    insert.bind(1, task.id).bind(2, task.request.userId).bind(3, static_cast<int64_t>(request.kind));
     insert.bind(4, request.recordingId).bind(5, request.language).bind(6, request.purpose).bind(7, request.provider);
     insert.bindBlob(8, request.audioHash).bind(9, request.audioFile).bind(10, request.audioBytes);
     insert.bind(11, number(TaskStatus::queued)).bind(12, now()).bind(13, now()).step();
+    transaction.commit();
     return task;
 }
 
 std::optional<Task> TaskStore::find(const std::string& userId, const std::string& id) {
     const std::scoped_lock lock(mutex_);
     Statement query(database_, select("id = ? AND user_id = ?"));
-    query.bind(1, id).bind(2, userId);
+    query.bind(1, id).bind(2, ownerOf(userId).value_or(""));
     return findOne(query);
 }
 
@@ -95,7 +106,9 @@ std::optional<Task> TaskStore::findDiarization(const std::string& userId, const 
     const std::scoped_lock lock(mutex_);
     Statement query(database_,
                     select("user_id = ? AND recording_id = ? AND kind = ? ORDER BY created_at DESC LIMIT 1"));
-    query.bind(1, userId).bind(2, recordingId).bind(3, static_cast<int64_t>(TaskKind::diarization));
+    query.bind(1, ownerOf(userId).value_or(""))
+        .bind(2, recordingId)
+        .bind(3, static_cast<int64_t>(TaskKind::diarization));
     return findOne(query);
 }
 
@@ -112,7 +125,8 @@ std::vector<Task> TaskStore::unfinished() {
 int TaskStore::unfinishedOf(const std::string& userId) {
     const std::scoped_lock lock(mutex_);
     Statement query(database_, "SELECT count(*) FROM tasks WHERE user_id = ? AND status IN (?, ?)");
-    query.bind(1, userId).bind(2, number(TaskStatus::queued)).bind(3, number(TaskStatus::running)).step();
+    query.bind(1, ownerOf(userId).value_or("")).bind(2, number(TaskStatus::queued));
+    query.bind(3, number(TaskStatus::running)).step();
     return static_cast<int>(query.integer(0));
 }
 
@@ -145,23 +159,29 @@ void TaskStore::fail(const std::string& id, int status, const std::string& code,
 
 void TaskStore::keepLive(const LiveTranscript& transcript) {
     const std::scoped_lock lock(mutex_);
+    Transaction transaction(database_);
+    const auto owner = ownerOf(transcript.userId);
+    if (!owner)
+        return;
     Statement insert(database_,
                      "INSERT OR REPLACE INTO live_transcripts(user_id, recording_id, id, text, language, languages, "
                      "provider, sample_count, sample_hash, created_at) VALUES(?,?,?,?,?,?,?,?,?,?)");
-    insert.bind(1, transcript.userId).bind(2, transcript.recordingId).bind(3, transcript.id).bind(4, transcript.text);
+    insert.bind(1, *owner).bind(2, transcript.recordingId).bind(3, transcript.id).bind(4, transcript.text);
     insert.bind(5, transcript.language).bind(6, transcript.languages).bind(7, transcript.provider);
     insert.bind(8, transcript.sampleCount).bindBlob(9, transcript.sampleHash).bind(10, now()).step();
+    transaction.commit();
 }
 
 std::optional<LiveTranscript> TaskStore::findLive(const std::string& userId, const std::string& recordingId) {
     const std::scoped_lock lock(mutex_);
     Statement query(database_, "SELECT id, text, language, languages, provider, sample_count FROM live_transcripts "
                                "WHERE user_id = ? AND recording_id = ?");
-    query.bind(1, userId).bind(2, recordingId);
+    const std::string owner = ownerOf(userId).value_or("");
+    query.bind(1, owner).bind(2, recordingId);
     if (!query.step())
         return std::nullopt;
     LiveTranscript transcript;
-    transcript.userId = userId;
+    transcript.userId = owner;
     transcript.recordingId = recordingId;
     transcript.id = query.text(0);
     transcript.text = query.text(1);
@@ -206,6 +226,8 @@ std::vector<std::string> TaskStore::expire(std::chrono::seconds results, std::ch
     forget.bind(1, number(TaskStatus::completed)).bind(2, number(TaskStatus::failed)).bind(3, oldestResult).step();
     Statement forgetLive(database_, "DELETE FROM live_transcripts WHERE created_at < ?");
     forgetLive.bind(1, oldestResult).step();
+    Statement forgetFormer(database_, "DELETE FROM former_users WHERE ended_at < ?");
+    forgetFormer.bind(1, now() - duration_cast<milliseconds>(formerUserLifetime).count()).step();
     transaction.commit();
     return files;
 }
@@ -213,6 +235,12 @@ std::vector<std::string> TaskStore::expire(std::chrono::seconds results, std::ch
 std::vector<std::string> TaskStore::removeUser(const std::string& userId) {
     const std::scoped_lock lock(mutex_);
     Transaction transaction(database_);
+    auto files = forgetUser(userId);
+    transaction.commit();
+    return files;
+}
+
+std::vector<std::string> TaskStore::forgetUser(const std::string& userId) {
     Statement query(database_, "SELECT audio_file FROM tasks WHERE user_id = ? AND audio_file IS NOT NULL");
     query.bind(1, userId);
     auto files = audioFiles(query);
@@ -220,8 +248,41 @@ std::vector<std::string> TaskStore::removeUser(const std::string& userId) {
         Statement remove(database_, std::string("DELETE FROM ") + table + " WHERE user_id = ?");
         remove.bind(1, userId).step();
     }
+    Statement predecessors(database_, "UPDATE former_users SET successor = NULL WHERE successor = ?");
+    predecessors.bind(1, userId).step();
+    Statement former(database_, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, NULL, ?)");
+    former.bind(1, userId).bind(2, now()).step();
+    return files;
+}
+
+std::vector<std::string> TaskStore::moveUser(const std::string& from, const std::string& to) {
+    const std::scoped_lock lock(mutex_);
+    Transaction transaction(database_);
+    std::vector<std::string> files;
+    if (!ownerOf(to)) {
+        files = forgetUser(from);
+    } else {
+        for (const char* table : {"tasks", "live_transcripts"}) {
+            Statement move(database_, std::string("UPDATE OR IGNORE ") + table + " SET user_id = ? WHERE user_id = ?");
+            move.bind(1, to).bind(2, from).step();
+        }
+        Statement rest(database_, "DELETE FROM live_transcripts WHERE user_id = ?");
+        rest.bind(1, from).step();
+        Statement former(database_, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, ?, ?)");
+        former.bind(1, from).bind(2, to).bind(3, now()).step();
+    }
     transaction.commit();
     return files;
+}
+
+std::optional<std::string> TaskStore::ownerOf(const std::string& userId) {
+    Statement query(database_, "SELECT successor FROM former_users WHERE id = ?");
+    query.bind(1, userId);
+    if (!query.step())
+        return userId;
+    if (query.isNull(0))
+        return std::nullopt;
+    return query.text(0);
 }
 
 } // namespace quillo::server

@@ -12,7 +12,8 @@
 namespace quillo::server {
 
 /// Uploaded work and its results in SQLite. Thread-safe; calls take a lock and touch the disk, so they belong on a
-/// thread that may block. Every function throws DatabaseError.
+/// thread that may block. Every function throws DatabaseError. A user who became part of another is found under
+/// either id.
 class TaskStore {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
@@ -23,7 +24,8 @@ public:
 
     /// The task that already does, or did, what is asked for; empty when there is none.
     std::optional<Task> match(const TaskRequest& request);
-    Task add(const TaskRequest& request);
+    /// Empty when the user has been removed.
+    std::optional<Task> add(const TaskRequest& request);
 
     /// A user's task; empty when it is unknown or another user's.
     std::optional<Task> find(const std::string& userId, const std::string& id);
@@ -50,13 +52,19 @@ public:
     /// Forgets results older than `results`, and gives up work older than `audio`. Returns the audio files that are
     /// not needed any more.
     std::vector<std::string> expire(std::chrono::seconds results, std::chrono::seconds audio);
-    /// Forgets all of a user; returns audio files as `expire` does.
+    /// Forgets all of a user, also what is still to come of them; returns audio files as `expire` does.
     std::vector<std::string> removeUser(const std::string& userId);
+    /// Makes everything of `from` belong to `to`, also what is still to come. What both have of a recording, `to`
+    /// keeps. When `to` has been removed, `from` is too, and audio files are returned as `expire` does.
+    std::vector<std::string> moveUser(const std::string& from, const std::string& to);
 
 private:
     static Task read(const Statement& row);
     std::optional<Task> findOne(Statement& query);
     std::vector<std::string> audioFiles(Statement& query);
+    /// The user who has what is of `userId` now; empty when they were removed.
+    std::optional<std::string> ownerOf(const std::string& userId);
+    std::vector<std::string> forgetUser(const std::string& userId);
     [[nodiscard]] int64_t now() const;
 
     std::mutex mutex_;

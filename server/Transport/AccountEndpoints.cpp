@@ -1,6 +1,7 @@
 #include "Transport/AccountEndpoints.h"
 
 #include "Foundation/Log.h"
+#include "Transport/AuthorizationRequest.h"
 
 namespace quillo::server {
 namespace {
@@ -58,11 +59,51 @@ Router::Handler withUser(const std::shared_ptr<AccountStore>& accounts, Handler 
     };
 }
 
+HttpResponse refresh(AccountStore& accounts, const Json& body) {
+    const auto refreshToken = optionalString(body, "refresh_token");
+    if (!refreshToken)
+        return badRequest("\"refresh_token\" is missing.");
+    if (optionalString(body, "client_id").value_or(oauthClientId) != oauthClientId)
+        return errorResponse(400, "invalid_client", "INVALID_CLIENT", "\"client_id\" is not known to this server.");
+    const auto session = accounts.refresh(*refreshToken);
+    if (!session)
+        return errorResponse(401, "invalid_grant", "INVALID_REFRESH_TOKEN",
+                             "The refresh token is not valid any more; sign in again.");
+    return answer(*session);
+}
+
+HttpResponse exchangeCode(AccountStore& accounts, const UserData& data, const HttpRequest& request, const Json& body) {
+    CodeExchange exchange;
+    exchange.code = optionalString(body, "code").value_or("");
+    exchange.clientId = optionalString(body, "client_id").value_or("");
+    exchange.redirectUri = optionalString(body, "redirect_uri").value_or("");
+    exchange.verifier = optionalString(body, "code_verifier").value_or("");
+    exchange.anonymousToken = request.bearerToken().value_or("");
+    if (exchange.code.empty() || !isCodeVerifier(exchange.verifier))
+        return badRequest("\"code\" and \"code_verifier\" (43 to 128 characters) are needed.");
+    const auto redeemed = accounts.redeem(exchange);
+    if (!redeemed)
+        return errorResponse(400, "invalid_grant", "INVALID_CODE",
+                             "The code is not valid any more, or was given for something else; sign in again.");
+    if (redeemed->mergedUser) {
+        const Merge merge{*redeemed->mergedUser, redeemed->session.user.id};
+        // The sign-in succeeds in any case; what could not be moved now is moved at the next start.
+        try {
+            data.move(merge);
+            accounts.finishMerge(merge.from);
+            log(LogLevel::info, "accounts", "anonymous user " + merge.from + " became part of user " + merge.to);
+        } catch (const std::exception& error) {
+            log(LogLevel::error, "accounts",
+                "the data of user " + merge.from + " could not be moved yet: " + std::string(error.what()));
+        }
+    }
+    return answer(redeemed->session);
+}
+
 } // namespace
 
 void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& accounts,
-                         const std::shared_ptr<RateLimiter>& anonymousLimiter,
-                         const std::function<void(const std::string& userId)>& removeData) {
+                         const std::shared_ptr<RateLimiter>& anonymousLimiter, const UserData& data) {
     const auto anonymous = withJsonBody([accounts, anonymousLimiter](const HttpRequest& request, const Json& body) {
         const auto deviceId = optionalString(body, "device_id").value_or("");
         if (deviceId.empty() || deviceId.size() > maxDeviceIdLength)
@@ -78,26 +119,22 @@ void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& ac
     router.add("POST", "/api/v1/auth/anonymous", {.handler = anonymous});
     router.add("POST", "/auth/anonymous", {.handler = anonymous});
 
-    const auto token = withJsonBody([accounts](const HttpRequest&, const Json& body) {
-        if (optionalString(body, "grant_type").value_or("") != "refresh_token")
-            return errorResponse(400, "unsupported_grant_type", "UNSUPPORTED_GRANT_TYPE",
-                                 "\"grant_type\" must be \"refresh_token\".");
-        const auto refreshToken = optionalString(body, "refresh_token");
-        if (!refreshToken)
-            return badRequest("\"refresh_token\" is missing.");
-        const auto session = accounts->refresh(*refreshToken);
-        if (!session)
-            return errorResponse(401, "invalid_grant", "INVALID_REFRESH_TOKEN",
-                                 "The refresh token is not valid any more; sign in again.");
-        return answer(*session);
+    const auto token = withJsonBody([accounts, data](const HttpRequest& request, const Json& body) {
+        const auto grant = optionalString(body, "grant_type").value_or("");
+        if (grant == "refresh_token")
+            return refresh(*accounts, body);
+        if (grant == "authorization_code")
+            return exchangeCode(*accounts, data, request, body);
+        return errorResponse(400, "unsupported_grant_type", "UNSUPPORTED_GRANT_TYPE",
+                             "\"grant_type\" must be \"authorization_code\" or \"refresh_token\".");
     });
     router.add("POST", "/oauth/token", {.handler = token});
     router.add("POST", "/auth/oauth/token", {.handler = token});
 
     const auto me = withUser(accounts, [](const User& user) { return HttpResponse{200, describe(user), {}}; });
-    const auto removeMe = withUser(accounts, [accounts, removeData](const User& user) {
+    const auto removeMe = withUser(accounts, [accounts, data](const User& user) {
         // The account last: while it exists, a removal that was cut off can be asked for again.
-        removeData(user.id);
+        data.remove(user.id);
         accounts->remove(user.id);
         log(LogLevel::info, "accounts", "user " + user.id + " and all of their data removed");
         return HttpResponse{200, Json{{"status", "deleted"}}, {}};

@@ -27,6 +27,9 @@ struct HttpRequest {
     std::string query; ///< without "?"
     std::string contentType;
     std::string authorization;
+    std::string host;
+    std::string cookie;
+    std::string fetchSite; ///< where a browser says the request comes from (Sec-Fetch-Site)
     std::string body;
     std::string parameter; ///< what stands where the route's path has "{...}", decoded
     Peer peer;
@@ -41,6 +44,7 @@ struct HttpResponse {
     int status = 200;
     Json body;
     std::vector<std::pair<std::string, std::string>> headers;
+    std::string page = {}; ///< HTML, sent in place of `body` when there is any
 };
 
 /// An answer that is not known yet. `whenReady` is called once, on a thread that may block, and calls `done` once, at

@@ -48,6 +48,9 @@ inline HttpRequest describe(const http::request_header<>& header, const Peer& pe
         request.query = target.substr(question + 1);
     request.contentType = toString(header[http::field::content_type]);
     request.authorization = toString(header[http::field::authorization]);
+    request.host = toString(header[http::field::host]);
+    request.cookie = toString(header[http::field::cookie]);
+    request.fetchSite = toString(header["Sec-Fetch-Site"]);
     request.peer = peer;
     return request;
 }
@@ -86,13 +89,13 @@ asio::awaitable<bool> writeResponse(Stream& stream, const HttpResponse& answer, 
     response.version(version);
     response.result(static_cast<unsigned>(answer.status));
     response.set(http::field::server, "quillo-server");
-    response.set(http::field::content_type, "application/json");
+    response.set(http::field::content_type, answer.page.empty() ? "application/json" : "text/html; charset=utf-8");
     response.set(http::field::cache_control, "no-store");
     for (const auto& [name, value] : answer.headers)
         response.set(name, value);
     response.keep_alive(keepAlive);
     if (!headOnly)
-        response.body() = toText(answer.body);
+        response.body() = answer.page.empty() ? toText(answer.body) : answer.page;
     response.prepare_payload();
     boost::system::error_code error;
     co_await http::async_write(stream, response, asio::redirect_error(asio::use_awaitable, error));
@@ -249,7 +252,8 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         }
         if (refusal) {
             // The body, if any, is not read: the connection cannot be kept.
-            if (co_await writeResponse(stream, *refusal, version, false, request.method == "HEAD"))
+            if (co_await writeResponse(stream, context->router.present(request, std::move(*refusal)), version, false,
+                                       request.method == "HEAD"))
                 co_await linger(stream, control, unreadBytes(*parser));
             co_return;
         }
@@ -281,7 +285,8 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
         if (error || refusal) {
             // Gives its file and its place back before anybody reads the answer.
             co_await destroyBlocking(*context, control->strand(), std::move(receiver));
-            if (refusal && co_await writeResponse(stream, *refusal, version, false))
+            if (refusal &&
+                co_await writeResponse(stream, context->router.present(request, std::move(*refusal)), version, false))
                 co_await linger(stream, control, unreadBytes(*parser));
             co_return;
         }
@@ -301,6 +306,7 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
             answer = std::get<HttpResponse>(std::move(outcome));
         }
         control->expireAfter(options.requestTimeout);
+        answer = context->router.present(request, std::move(answer));
         if (!co_await writeResponse(stream, answer, version, keepAlive))
             co_return;
         if (!keepAlive) {

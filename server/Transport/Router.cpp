@@ -3,6 +3,7 @@
 #include "Foundation/Encoding.h"
 #include "Foundation/Log.h"
 
+#include <algorithm>
 #include <strings.h>
 
 namespace quillo::server {
@@ -110,8 +111,14 @@ Router::Match Router::find(const HttpRequest& request) const {
     return {&route, {}, std::move(parameter)};
 }
 
-HttpResponse Router::run(const Route& route, const HttpRequest& request) {
-    return guard<HttpResponse>(request, [&] { return route.handler(request); });
+HttpResponse Router::present(const HttpRequest& request, HttpResponse answer) const {
+    if (!answer.page.empty() || !errorPage_)
+        return answer;
+    std::string parameter;
+    const Methods* methods = methodsOf(request.path, parameter);
+    const bool isPage =
+        methods && std::ranges::any_of(*methods, [](const auto& method) { return method.second.isPage; });
+    return isPage ? errorPage_(request, answer) : answer;
 }
 
 HttpResponse Router::failure(const HttpRequest& request, const std::exception& error) {

@@ -17,7 +17,7 @@ namespace quillo::server {
 /// becomes a 500 answer.
 class Router {
 public:
-    using Handler = std::function<HttpResponse(const HttpRequest&)>;
+    using Handler = std::function<Answer(const HttpRequest&)>;
 
     /// Begins to take the body of a request, or refuses it.
     using Opener = std::function<std::variant<HttpResponse, std::unique_ptr<BodyReceiver>>(const HttpRequest&)>;
@@ -31,6 +31,8 @@ public:
         std::string contentType = "application/json";
         /// Answered also without TLS from another machine: holds no secret.
         bool isPublic = false;
+        /// Asked for by a browser: errors are shown as pages too.
+        bool isPage = false;
     };
 
     /// A part of `path` in braces, as in "/tasks/{id}", stands for anything without a slash.
@@ -44,8 +46,12 @@ public:
     };
     [[nodiscard]] Match find(const HttpRequest& request) const;
 
-    /// Runs the handler; never throws.
-    static HttpResponse run(const Route& route, const HttpRequest& request);
+    /// How the errors of pages are shown.
+    using ErrorPage = std::function<HttpResponse(const HttpRequest&, const HttpResponse& error)>;
+    void setErrorPage(ErrorPage page) { errorPage_ = std::move(page); }
+    /// The answer as whoever asked can read it.
+    [[nodiscard]] HttpResponse present(const HttpRequest& request, HttpResponse answer) const;
+
     /// Runs `call`, which answers `request`, and turns what it throws into an answer.
     template <class Result>
     static Result guard(const HttpRequest& request, const std::function<Result()>& call) {
@@ -70,6 +76,7 @@ private:
 
     std::map<std::string, Methods> routes_;
     std::vector<Pattern> patterns_;
+    ErrorPage errorPage_;
 };
 
 } // namespace quillo::server

@@ -7,6 +7,8 @@
 #include "Transport/Connection.h"
 #include "Transport/FileEndpoints.h"
 #include "Transport/ListeningSocket.h"
+#include "Transport/PageResponse.h"
+#include "Transport/SignInEndpoints.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -86,6 +88,7 @@ public:
     uint16_t port_ = 0;
 
 private:
+    void addAccounts();
     void accept();
     void admit(Tcp::socket socket);
     void renewLater();
@@ -98,6 +101,7 @@ private:
     asio::steady_timer pause_;
     asio::steady_timer renewal_;
     std::vector<std::thread> threads_;
+    std::shared_ptr<PasswordWorkers> passwords_;
     std::mutex mutex_;
     std::condition_variable ended_;
     std::unordered_map<uint64_t, std::shared_ptr<ConnectionControl>> open_;
@@ -116,14 +120,9 @@ void Server::Implementation::start() {
 
     makePrivateFolder(options.dataFolder);
     context_->setTls(makeTls(ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now())));
-    context_->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite",
-                                                        [] { return std::chrono::system_clock::now(); });
-    context_->tasks = std::make_shared<TaskService>(taskSettings(options), context_->recogniser,
-                                                    [] { return std::chrono::system_clock::now(); });
-    addAccountEndpoints(context_->router, context_->accounts,
-                        std::make_shared<RateLimiter>(options.maxAnonymousPerHour, std::chrono::hours(1),
-                                                      [] { return std::chrono::steady_clock::now(); }),
-                        [tasks = context_->tasks](const std::string& userId) { tasks->removeUser(userId); });
+    context_->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite", options.wallClock);
+    context_->tasks = std::make_shared<TaskService>(taskSettings(options), context_->recogniser, options.wallClock);
+    addAccounts();
     addFileEndpoints(context_->router,
                      {options.maxUploadBytes, context_->accounts, context_->tasks, context_->uploads});
     context_->tasks->start();
@@ -132,6 +131,29 @@ void Server::Implementation::start() {
     for (unsigned i = 0; i < std::max(1U, options.threads); ++i)
         threads_.emplace_back([this] { io_.run(); });
     log(LogLevel::info, "server", "listening on " + address_);
+}
+
+void Server::Implementation::addAccounts() {
+    const ServerOptions& options = context_->options;
+    const auto& accounts = context_->accounts;
+    const auto perHour = [&options](int count) {
+        return std::make_shared<RateLimiter>(count, std::chrono::hours(1), options.steadyClock);
+    };
+    UserData data;
+    data.remove = [tasks = context_->tasks](const std::string& userId) { tasks->removeUser(userId); };
+    data.move = [tasks = context_->tasks](const Merge& merge) { tasks->moveUser(merge.from, merge.to); };
+    for (const Merge& merge : accounts->unfinishedMerges()) {
+        data.move(merge);
+        accounts->finishMerge(merge.from);
+        log(LogLevel::info, "accounts", "anonymous user " + merge.from + " became part of user " + merge.to);
+    }
+    addAccountEndpoints(context_->router, accounts, perHour(options.maxAnonymousPerHour), data);
+
+    passwords_ = std::make_shared<PasswordWorkers>(options.passwordThreads, options.maxWaitingSignIns);
+    addSignInEndpoints(context_->router,
+                       {accounts, passwords_, std::make_shared<SignInThrottle>(options.steadyClock),
+                        perHour(options.maxRegistrationsPerHour), std::make_shared<FormGuard>(options.wallClock)});
+    context_->router.setErrorPage(errorPage);
 }
 
 void Server::Implementation::accept() {
@@ -233,6 +255,7 @@ void Server::Implementation::stop() {
     });
     // What is being recognised in the background is abandoned first: it would only delay the others.
     context_->tasks->stop();
+    passwords_->stop();
     forEachConnection(&ConnectionControl::requestStop);
     if (!waitForConnections(context_->options.stopTimeout)) {
         forEachConnection(&ConnectionControl::requestCut);

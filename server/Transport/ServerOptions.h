@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,11 @@ struct ServerOptions {
     size_t maxSessionsPerUser = 8;
     /// Anonymous sign-ins of one address within an hour.
     int maxAnonymousPerHour = 60;
+    /// New accounts of one network within an hour.
+    int maxRegistrationsPerHour = 20;
+    /// Passwords judged at once; each takes the memory that PasswordHash.h names.
+    unsigned passwordThreads = 2;
+    size_t maxWaitingSignIns = 32;
 
     size_t maxUploads = 64;
     size_t maxUploadsPerUser = 4;
@@ -53,6 +59,13 @@ struct ServerOptions {
     size_t maxQueuedBytes = size_t{4} * 1024 * 1024;
     /// Reading stops while the recogniser is further behind than this.
     double maxBacklogSeconds = 30;
+
+    /// Of accounts, codes and tasks.
+    std::function<std::chrono::system_clock::time_point()> wallClock = [] { return std::chrono::system_clock::now(); };
+    /// Of the bounds on sign-ins.
+    std::function<std::chrono::steady_clock::time_point()> steadyClock = [] {
+        return std::chrono::steady_clock::now();
+    };
 };
 
 } // namespace quillo::server

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace quillo::server {
+
+/// What one hash costs whoever computes it.
+struct PasswordCost {
+    uint32_t memoryKiB;
+    uint32_t passes;
+    uint32_t lanes;
+    bool operator==(const PasswordCost&) const = default;
+};
+
+/// Argon2id with the memory and passes of RFC 9106 section 4 for servers with little memory, in one lane, as each hash
+/// has one thread. Stronger values take effect for an account when it signs in next.
+inline constexpr PasswordCost passwordCost{.memoryKiB = uint32_t{64} * 1024, .passes = 3, .lanes = 1};
+
+/// Longer passwords are refused: hashing them would cost without making them safer.
+inline constexpr size_t maxPasswordBytes = 1024;
+
+/// The password's Argon2id hash with a fresh salt, in the PHC string format. Takes `passwordCost.memoryKiB` of memory
+/// and a good part of a second. Throws std::runtime_error when there is no memory.
+std::string hashPassword(const std::string& password, const PasswordCost& cost = passwordCost);
+
+/// True when `hash` was made from `password`. Takes the time of a hash with the costs in `hash`. Throws as above.
+bool verifyPassword(const std::string& password, const std::string& hash);
+
+/// True when `hash` was made with other costs than `cost`.
+bool needsRehash(const std::string& hash, const PasswordCost& cost = passwordCost);
+
+/// A hash of a password nobody has: what an unknown account is checked against, so that it takes as long as a known
+/// one.
+const std::string& unknownAccountHash();
+
+} // namespace quillo::server

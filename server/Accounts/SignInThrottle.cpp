@@ -1,0 +1,93 @@
+#include "Accounts/SignInThrottle.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+
+namespace quillo::server {
+
+using std::chrono::seconds;
+
+SignInThrottle::SignInThrottle(SteadyClock clock, const Rule& email, const Rule& address)
+    : clock_(std::move(clock)), emails_{email, {}, {}}, addresses_{address, {}, {}} {}
+
+std::optional<seconds> SignInThrottle::admit(const std::string& email, const std::string& address) {
+    const std::scoped_lock lock(mutex_);
+    const auto now = clock_();
+    forgetOld(emails_, now);
+    forgetOld(addresses_, now);
+    const auto wait = std::max(waitOf(emails_, email, now), waitOf(addresses_, address, now));
+    if (wait > seconds(0))
+        return wait;
+    count(emails_, email, now);
+    count(addresses_, address, now);
+    return std::nullopt;
+}
+
+void SignInThrottle::succeeded(const std::string& email, const std::string& address) {
+    const std::scoped_lock lock(mutex_);
+    forget(emails_, email);
+    // Only its own attempt: whoever has an account here must not guess at others for free in between.
+    const auto found = addresses_.entries.find(address);
+    if (found == addresses_.entries.end())
+        return;
+    if (--found->second.attempts <= 0)
+        forget(addresses_, address);
+    else if (found->second.attempts < addresses_.rule.freeAttempts)
+        found->second.blockedUntil = {};
+}
+
+size_t SignInThrottle::size() const {
+    const std::scoped_lock lock(mutex_);
+    return emails_.entries.size() + addresses_.entries.size();
+}
+
+seconds SignInThrottle::waitOf(const Table& table, const std::string& key, TimePoint now) {
+    const auto found = table.entries.find(key);
+    if (found == table.entries.end() || found->second.blockedUntil <= now)
+        return seconds(0);
+    return std::chrono::ceil<seconds>(found->second.blockedUntil - now);
+}
+
+void SignInThrottle::count(Table& table, const std::string& key, TimePoint now) {
+    auto [found, isNew] = table.entries.try_emplace(key);
+    Entry& entry = found->second;
+    if (isNew)
+        entry.place = table.byUse.insert(table.byUse.end(), key);
+    else
+        table.byUse.splice(table.byUse.end(), table.byUse, entry.place);
+    entry.touched = now;
+    ++entry.attempts;
+    const int beyond = entry.attempts - table.rule.freeAttempts;
+    if (beyond >= 0)
+        entry.blockedUntil = now + std::min(table.rule.longestWait, table.rule.firstWait * (1 << std::min(beyond, 10)));
+    if (table.entries.size() > table.rule.maxKeys)
+        forget(table, std::string(table.byUse.front()));
+}
+
+void SignInThrottle::forget(Table& table, const std::string& key) {
+    const auto found = table.entries.find(key);
+    if (found == table.entries.end())
+        return;
+    table.byUse.erase(found->second.place);
+    table.entries.erase(found);
+}
+
+void SignInThrottle::forgetOld(Table& table, TimePoint now) {
+    while (!table.byUse.empty()) {
+        const auto oldest = table.entries.find(table.byUse.front());
+        if (now - oldest->second.touched < table.rule.forgottenAfter)
+            return;
+        forget(table, std::string(table.byUse.front()));
+    }
+}
+
+std::string networkOf(const std::string& address) {
+    in6_addr parsed{};
+    if (::inet_pton(AF_INET6, address.substr(0, address.find('%')).c_str(), &parsed) != 1)
+        return address;
+    std::fill(std::begin(parsed.s6_addr) + 8, std::end(parsed.s6_addr), 0);
+    char text[INET6_ADDRSTRLEN];
+    return std::string(::inet_ntop(AF_INET6, &parsed, text, sizeof text)) + "/64";
+}
+
+} // namespace quillo::server

@@ -1,0 +1,132 @@
+#include "Pages/SignInPages.h"
+
+#include "Pages/Html.h"
+#include "Pages/PageStyle.h"
+
+namespace quillo::server {
+namespace {
+
+std::string page(const std::string& title, const std::string& content, const std::string& head = {}) {
+    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+           "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+           "<meta name=\"robots\" content=\"noindex\">\n" +
+           head + "<title>" + escapeHtml(title) + "</title>\n<link rel=\"icon\" href=\"" + pageIcon() + "\">\n<style>" +
+           pageStyle() +
+           "</style>\n</head>\n<body>\n<main>\n<p class=\"brand\"><svg viewBox=\"0 0 32 32\" aria-hidden=\"true\">"
+           "<rect width=\"32\" height=\"32\" rx=\"9\" fill=\"#5b3fd6\"/><path d=\"M9 13v6M13 9v14M17 12v8M21 7v18M25 "
+           "14v4\" stroke=\"#fff\" stroke-width=\"2.4\" stroke-linecap=\"round\"/></svg>Quillo</p>\n" +
+           content + "</main>\n</body>\n</html>\n";
+}
+
+struct Field {
+    const char* id;
+    const char* label;
+    const char* type;
+    const char* autocomplete;
+    std::string value = {};
+    std::string error = {};
+    std::string hint = {};
+    bool isRequired = true;
+    bool hasFocus = false;
+    /// The id of what else describes it.
+    std::string describedBy = {};
+};
+
+std::string render(const Field& field) {
+    const std::string id = field.id;
+    std::string described = field.describedBy;
+    const auto describe = [&described](const std::string& by) { described += (described.empty() ? "" : " ") + by; };
+    if (!field.error.empty())
+        describe(id + "-error");
+    if (!field.hint.empty())
+        describe(id + "-hint");
+    std::string html = "<div class=\"field\">\n<label for=\"" + id + "\">" + field.label +
+                       (field.isRequired ? "" : " <span class=\"optional\">(optional)</span>") +
+                       "</label>\n<input id=\"" + id + "\" name=\"" + id + "\" type=\"" + field.type +
+                       "\" autocomplete=\"" + field.autocomplete + "\"";
+    if (std::string_view(field.type) == "email")
+        html += " autocapitalize=\"none\" spellcheck=\"false\"";
+    if (!field.value.empty())
+        html += " value=\"" + escapeHtml(field.value) + "\"";
+    if (field.isRequired)
+        html += " required";
+    if (!field.error.empty() || !field.describedBy.empty())
+        html += " aria-invalid=\"true\"";
+    if (!described.empty())
+        html += " aria-describedby=\"" + described + "\"";
+    if (field.hasFocus)
+        html += " autofocus";
+    html += ">\n";
+    if (!field.error.empty())
+        html += "<p class=\"error\" id=\"" + id + "-error\">" + escapeHtml(field.error) + "</p>\n";
+    if (!field.hint.empty())
+        html += "<p class=\"hint\" id=\"" + id + "-hint\">" + escapeHtml(field.hint) + "</p>\n";
+    return html + "</div>\n";
+}
+
+std::string fieldsOf(const SignInForm& form) {
+    Field name{"full_name", "Full name", "text", "name", form.fullName, form.nameError};
+    name.isRequired = false;
+    Field email{"email", "E-mail address", "email", "username", form.email, form.emailError};
+    Field password{"password", "Password", "password", "current-password"};
+    password.error = form.passwordError;
+    if (form.isRegistration) {
+        password.autocomplete = "new-password";
+        password.hint = "At least 10 characters.";
+    }
+    // The first field with an error, or the first that is empty.
+    Field* focus = &password;
+    if (!form.nameError.empty())
+        focus = &name;
+    else if (!form.emailError.empty() || form.email.empty())
+        focus = form.passwordError.empty() || !form.emailError.empty() ? &email : &password;
+    if (form.isRegistration && focus == &email && form.emailError.empty() && form.fullName.empty())
+        focus = &name;
+    focus->hasFocus = true;
+    if (!form.alert.empty() && focus->error.empty())
+        focus->describedBy = "alert";
+    return (form.isRegistration ? render(name) : std::string()) + render(email) + render(password);
+}
+
+} // namespace
+
+std::string signInPage(const SignInForm& form) {
+    const bool isNew = form.isRegistration;
+    const bool hasError =
+        !form.alert.empty() || !form.nameError.empty() || !form.emailError.empty() || !form.passwordError.empty();
+    const std::string heading = isNew ? "Create your Quillo account" : "Sign in to Quillo";
+    std::string html =
+        "<h1>" + heading + "</h1>\n<p class=\"lead\">" +
+        (isNew ? "Your account and your recordings stay on this server." : "Use the account you have on this server.") +
+        "</p>\n";
+    if (!form.alert.empty())
+        html += "<p class=\"alert\" id=\"alert\" role=\"alert\">" + escapeHtml(form.alert) + "</p>\n";
+    html += std::string("<form method=\"post\" action=\"") + (isNew ? "register" : "login") + "?" +
+            escapeHtml(form.query) + "\" novalidate>\n<input type=\"hidden\" name=\"form_token\" value=\"" +
+            escapeHtml(form.token) + "\">\n" + fieldsOf(form) + "<button class=\"button\" type=\"submit\">" +
+            (isNew ? "Create account" : "Sign in") + "</button>\n</form>\n";
+    html += std::string("<p class=\"below\">") + (isNew ? "You have an account? " : "New here? ") + "<a href=\"" +
+            (isNew ? "login" : "register") + "?" + escapeHtml(form.query) + "\">" +
+            (isNew ? "Sign in" : "Create an account") + "</a></p>\n";
+    if (!form.cancelUrl.empty())
+        html +=
+            "<p class=\"below\"><a href=\"" + escapeHtml(form.cancelUrl) + "\">Cancel and go back to Quillo</a></p>\n";
+    return page((hasError ? "Error: " : "") + heading, html);
+}
+
+std::string signedInPage(const std::string& callbackUrl, bool isNewAccount) {
+    const std::string url = escapeHtml(callbackUrl);
+    return page("You are signed in",
+                std::string("<h1>You are signed in</h1>\n<p class=\"lead\" role=\"status\">") +
+                    (isNewAccount ? "Your account is ready. " : "") +
+                    "Go back to Quillo to finish; your browser may ask before it opens the application. "
+                    "Then you can close this page.</p>\n<a class=\"button\" href=\"" +
+                    url + "\" autofocus>Back to Quillo</a>\n",
+                "<meta http-equiv=\"refresh\" content=\"0;url=" + url + "\">\n");
+}
+
+std::string messagePage(const std::string& title, const std::string& text) {
+    return page(title, "<h1>" + escapeHtml(title) + "</h1>\n<p>" + escapeHtml(text) + "</p>\n");
+}
+
+} // namespace quillo::server

@@ -1,0 +1,53 @@
+#include "Transport/PageResponse.h"
+
+#include "Pages/PageStyle.h"
+#include "Pages/SignInPages.h"
+
+#include <algorithm>
+
+namespace quillo::server {
+
+HttpResponse pageResponse(const HttpRequest& request, int status, std::string page) {
+    HttpResponse response;
+    response.status = status;
+    response.page = std::move(page);
+    response.headers = {
+        {"Content-Security-Policy", pagePolicy()},
+        {"X-Content-Type-Options", "nosniff"},
+        {"X-Frame-Options", "DENY"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cross-Origin-Opener-Policy", "same-origin"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+    };
+    // Not for loopback names: it would hold for every other server on this machine too.
+    if (request.peer.isEncrypted && !request.peer.isLoopback)
+        response.headers.emplace_back("Strict-Transport-Security", "max-age=31536000");
+    return response;
+}
+
+HttpResponse errorPage(const HttpRequest& request, const HttpResponse& error) {
+    const std::string detail = error.body.value("detail", "The server cannot answer this.");
+    auto response = pageResponse(
+        request, error.status, messagePage(error.status >= 500 ? "Something went wrong" : "This did not work", detail));
+    response.headers.insert(response.headers.end(), error.headers.begin(), error.headers.end());
+    return response;
+}
+
+HttpResponse redirectResponse(const HttpRequest& request, const std::string& url) {
+    auto response =
+        pageResponse(request, 303, messagePage("Back to Quillo", "The request could not be served; Quillo says why."));
+    response.headers.emplace_back("Location", url);
+    return response;
+}
+
+bool isForeignHost(const HttpRequest& request) {
+    if (request.peer.isEncrypted)
+        return false;
+    const std::string_view host = request.host;
+    const bool isV6 = host.starts_with('[');
+    const auto end = isV6 ? host.find(']') : host.find(':');
+    const auto name = isV6 && end != std::string_view::npos ? host.substr(0, end + 1) : host.substr(0, end);
+    return name != "127.0.0.1" && name != "localhost" && name != "[::1]";
+}
+
+} // namespace quillo::server
