@@ -15,7 +15,7 @@ void notifyDesktop(const QString& text) {
     const uint replacesNothing = 0;
     const int untilTheDesktopThinks = -1;
     call << QStringLiteral("Quillo") << replacesNothing << QStringLiteral("quillo") << QStringLiteral("Quillo") << text
-         << QStringList() << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("quillo")}}
+         << QStringList() << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("org.quillo.Quillo")}}
          << untilTheDesktopThinks;
     QDBusConnection::sessionBus().send(call);
 }

@@ -24,7 +24,11 @@ void registerTypes() {
         return new Texts; // owned by the engine
     });
     qmlRegisterSingletonType(QUrl(root + QStringLiteral("Theme.qml")), "Quillo", 1, 0, "Theme");
-    qmlRegisterType(QUrl(root + QStringLiteral("Controls/RoundButton.qml")), "Quillo", 1, 0, "RoundButton");
+    for (const char* name : {"Badge", "ChoiceCard", "FocusRing", "PushButton", "RoundButton", "ScrollMark",
+                             "ScrollPage", "SwitchRow", "Words"})
+        qmlRegisterType(QUrl(root + QStringLiteral("Controls/%1.qml").arg(QLatin1String(name))), "Quillo", 1, 0, name);
+    qmlRegisterType(QUrl(root + QStringLiteral("Account/AccountChoices.qml")), "Quillo", 1, 0, "AccountChoices");
+    qmlRegisterType(QUrl(root + QStringLiteral("Language/LanguageList.qml")), "Quillo", 1, 0, "LanguageList");
 }
 
 } // namespace
@@ -49,6 +53,13 @@ std::unique_ptr<QQuickItem> QmlEngineHost::createItem(const QString& file,
         qFatal("%s", qPrintable(component.errorString()));
     context->setParent(item.get());
     return item;
+}
+
+void QmlEngineHost::trim() {
+    if (!m_engine)
+        return;
+    m_engine->collectGarbage();
+    m_engine->trimComponentCache();
 }
 
 } // namespace quillo

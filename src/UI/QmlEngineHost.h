@@ -18,6 +18,8 @@ public:
     /// properties. A fault in a file that is compiled in is a fault of the build: it ends the program with its text.
     [[nodiscard]] std::unique_ptr<QQuickItem> createItem(const QString& file,
                                                          const std::vector<std::pair<QString, QObject*>>& names);
+    /// Gives back what windows that are gone have left behind.
+    void trim();
 
 private:
     std::unique_ptr<QQmlEngine> m_engine;

@@ -3,11 +3,13 @@
 #include "Concurrency/Clock.h"
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
+#include "UI/Account/AccountWindow.h"
 #include "UI/Language/LanguagePickerWindow.h"
 #include "UI/Pill/FloatingPill.h"
 #include "UI/Texts.h"
 #include "UI/Tray/TrayController.h"
 #include "UI/Tray/TrayIcons.h"
+#include "UI/Welcome/WelcomeWindow.h"
 
 #include <QGuiApplication>
 
@@ -23,16 +25,20 @@ public:
     DesktopUserInterface(RecordingStore& store, UserInterfaceHooks hooks)
         : m_hooks(std::move(hooks)), m_clock(EventExecutor::main()),
           m_pillModel(store, m_clock, &Texts::lookUp, m_hooks.pillEnabled), m_pill(m_pillModel, m_host, m_hooks),
-          m_tray(store, m_hooks, &Texts::lookUp) {
+          m_account(m_hooks), m_tray(store, m_hooks, &Texts::lookUp, &m_account, [this] { showAccount(); }) {
         QGuiApplication::setWindowIcon(applicationIcon());
         // The last window that closes is not the end: the application lives in the panel.
         QGuiApplication::setQuitOnLastWindowClosed(false);
         m_tray.start();
-        m_notifications = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
-                                           [this](const QString& name, const QVariantMap&) {
-                                               if (name == notification::firstRecordingLanguageGateRequested)
-                                                   showLanguagePicker();
-                                           });
+        m_notifications =
+            QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                             [this](const QString& name, const QVariantMap&) {
+                                 if (name == notification::firstRecordingLanguageGateRequested)
+                                     showLanguagePicker();
+                                 else if (name == notification::showAuthWindow || name == notification::authRequired)
+                                     askForAccount();
+                             });
+        QObject::connect(&m_account, &AccountModel::signInSucceeded, &m_windows, [this] { returnFromBrowser(); });
         m_preparation = m_clock.callLater(prepareDelay, [this] {
             if (!m_hooks.pillEnabled || m_hooks.pillEnabled())
                 prepare();
@@ -52,24 +58,78 @@ public:
             appLog(QStringLiteral("[UI] ⚠️ No languages to choose from"), LogLevel::warn, QStringLiteral("UI"));
             return;
         }
-        // Made anew each time: the list and the current language may have changed.
-        if (!m_languagePicker || !m_languagePicker->isVisible())
-            m_languagePicker = std::make_unique<LanguagePickerWindow>(m_host, m_hooks);
-        m_languagePicker->present();
+        show(m_languagePicker, [this] { return std::make_unique<LanguagePickerWindow>(m_host, m_hooks); });
     }
 
-    void showWelcome() override {}
-    void showAccount() override {}
-    void accountDidChange() override {}
+    void showWelcome() override {
+        show(m_welcome, [this] {
+            auto window = std::make_unique<WelcomeWindow>(m_host, m_hooks, m_account, m_clock);
+            auto& steps = window->viewModel();
+            steps.goTo(m_welcomeStep);
+            QObject::connect(&steps, &WelcomeViewModel::stepChanged, [this, &steps] { m_welcomeStep = steps.step(); });
+            QObject::connect(&steps, &WelcomeViewModel::finished, [this] { m_welcomeStep.clear(); });
+            return window;
+        });
+    }
+
+    void showAccount() override {
+        if (!m_account.isAvailable()) {
+            appLog(QStringLiteral("[UI] ⚠️ No account to show"), LogLevel::warn, QStringLiteral("UI"));
+            return;
+        }
+        m_account.refresh();
+        show(m_accountWindow, [this] { return std::make_unique<AccountWindow>(m_host, m_account); });
+    }
+
+    void accountDidChange() override { m_account.refresh(); }
 
 private:
+    /// Made anew each time: what it shows may have changed, and a window that nobody sees takes memory.
+    template <class Window, class Make>
+    void show(std::unique_ptr<Window>& window, Make make) {
+        if (!window || !window->isVisible()) {
+            window = make();
+            // Later: the window is still at work when it tells.
+            QObject::connect(
+                window.get(), &DialogWindow::dismissed, &m_windows,
+                [this, &window] {
+                    if (!window || window->isVisible())
+                        return;
+                    window.reset();
+                    m_host.trim();
+                },
+                Qt::QueuedConnection);
+        }
+        window->present();
+    }
+
+    void askForAccount() {
+        if (!m_welcome || !m_welcome->isVisible())
+            return showAccount();
+        m_welcome->viewModel().goTo(QStringLiteral("account"));
+        m_welcome->present();
+    }
+
+    /// The browser has the focus when a sign-in has come to its end.
+    void returnFromBrowser() {
+        for (DialogWindow* window :
+             {static_cast<DialogWindow*>(m_welcome.get()), static_cast<DialogWindow*>(m_accountWindow.get())})
+            if (window && window->isVisible())
+                window->present();
+    }
+
     UserInterfaceHooks m_hooks;
     SystemClock m_clock;
     QmlEngineHost m_host;
     PillViewModel m_pillModel;
     FloatingPill m_pill;
+    AccountModel m_account;
     TrayController m_tray;
+    QString m_welcomeStep; ///< where the welcome was left
     std::unique_ptr<LanguagePickerWindow> m_languagePicker;
+    std::unique_ptr<WelcomeWindow> m_welcome;
+    std::unique_ptr<AccountWindow> m_accountWindow;
+    QObject m_windows; ///< receives what is to be done after a window's own events
     QMetaObject::Connection m_notifications;
     Clock::TimerHandle m_preparation;
 };

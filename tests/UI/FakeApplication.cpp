@@ -19,8 +19,47 @@ FakeApplication::FakeApplication() {
         answer({{QStringLiteral("usb"), QStringLiteral("Desk & Chair Microphone"), {}, true},
                 {QStringLiteral("built-in"), QStringLiteral("Built-in Audio"), {}, false}});
     };
+    hooks.selectMicrophone = [this](const std::optional<QString>& id) { chosenMicrophones << id.value_or(QString()); };
     hooks.insertAgain = [] {};
     hooks.lastText = [] { return QString(); };
+    hooks.account = [this] { return account; };
+    const auto begins = [this](const char* name) {
+        return [this, name = QString::fromLatin1(name)] {
+            accountRequests << name;
+            account.isBusy = true;
+            account.message.clear();
+        };
+    };
+    hooks.signIn = begins("signIn");
+    hooks.registerAccount = begins("registerAccount");
+    hooks.signOut = begins("signOut");
+    hooks.deleteAccount = begins("deleteAccount");
+    hooks.cancelSignIn = [this] {
+        accountRequests << QStringLiteral("cancelSignIn");
+        account.isBusy = false;
+    };
+    hooks.hotkeyName = [this] { return hotkey; };
+    hooks.hotkeySteps = [] {
+        return QStringLiteral("In the keyboard settings, bind a key to this command:\n  quillo toggle");
+    };
+    hooks.observeHotkey = [this](std::function<void(bool)> observer) { hotkeyObserver = std::move(observer); };
+    hooks.startMicrophoneTest = [this](std::function<void(float)> onLevel, std::function<void(QString)> onFailure) {
+        isUnbalanced = isUnbalanced || isMicrophoneOpen;
+        isMicrophoneOpen = true;
+        ++microphoneTests;
+        microphoneLevel = std::move(onLevel);
+        microphoneFailure = [this, failed = std::move(onFailure)](const QString& reason) {
+            isMicrophoneOpen = false;
+            failed(reason);
+        };
+    };
+    hooks.stopMicrophoneTest = [this] {
+        isUnbalanced = isUnbalanced || !isMicrophoneOpen;
+        isMicrophoneOpen = false;
+    };
+    hooks.launchAtLogin = [this] { return launchAtLogin; };
+    hooks.setLaunchAtLogin = [this](bool launch) { launchAtLogin = launch && !isLaunchAtLoginRefused; };
+    hooks.finishOnboarding = [this] { ++finishedWelcomes; };
 }
 
 } // namespace quillo::test

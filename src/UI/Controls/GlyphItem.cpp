@@ -36,6 +36,20 @@ QPainterPath strokes(const QString& name) {
         path.addEllipse(QRectF(4.5, 4.5, 11, 11));
         path.moveTo(14, 14);
         path.lineTo(19.5, 19.5);
+    } else if (name == u"person") {
+        path.moveTo(4.5, 20);
+        path.arcTo(QRectF(4.5, 13.5, 15, 13), 180, -180);
+    } else if (name == u"plus") {
+        path.moveTo(12, 5);
+        path.lineTo(12, 19);
+        path.moveTo(5, 12);
+        path.lineTo(19, 12);
+    } else if (name == u"forward") {
+        path.moveTo(5, 12);
+        path.lineTo(18.5, 12);
+        path.moveTo(12.5, 6);
+        path.lineTo(18.5, 12);
+        path.lineTo(12.5, 18);
     }
     return path;
 }
@@ -50,6 +64,8 @@ QPainterPath fills(const QString& name) {
         path.addRoundedRect(QRectF(5.5, 10.5, 13, 9.5), 2.4, 2.4);
     else if (name == u"microphone")
         path.addRoundedRect(QRectF(9, 3, 6, 11.5), 3, 3);
+    else if (name == u"person")
+        path.addEllipse(QPointF(12, 8), 4, 4);
     return path;
 }
 

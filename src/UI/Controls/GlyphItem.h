@@ -6,7 +6,7 @@
 namespace quillo {
 
 /// A small symbol drawn in one colour at any size: "check", "cross", "exclamation", "stop", "lock", "microphone",
-/// "search". Drawn here because symbol fonts differ from one desktop to the next.
+/// "search", "person", "plus", "forward". Drawn here because symbol fonts differ from one desktop to the next.
 class GlyphItem : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY changed)

@@ -56,6 +56,14 @@ QString LanguageListModel::codeAt(int row) const {
     return row >= 0 && row < rowCount() ? m_matching[static_cast<size_t>(row)].id : QString();
 }
 
+void LanguageListModel::setCurrent(const QString& code) {
+    for (auto* languages : {&m_all, &m_matching})
+        for (auto& language : *languages)
+            language.isCurrent = language.id == code;
+    if (!m_matching.empty())
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1), {CurrentRole});
+}
+
 int LanguageListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_matching.size());
 }

@@ -24,6 +24,8 @@ public:
     [[nodiscard]] int currentRow() const;
     /// The code at `row`; empty outside the list.
     Q_INVOKABLE QString codeAt(int row) const;
+    /// Marks `code` as the current language.
+    void setCurrent(const QString& code);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;

@@ -1,11 +1,14 @@
 import QtQuick
 import Quillo
 
-// Search field and list of the dictation languages. `languages` is the model, `picker` the window.
+// Asks for the dictation language. `languages` is the model, `picker` the window.
 FocusScope {
     id: root
 
     readonly property int padding: Math.round(20 * Theme.unit)
+
+    implicitWidth: Math.round(440 * Theme.unit)
+    implicitHeight: Math.round(540 * Theme.unit)
     LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
@@ -34,164 +37,15 @@ FocusScope {
         font.pixelSize: Theme.fontSize
     }
 
-    Rectangle {
-        id: field
-        anchors { left: title.left; right: title.right; top: explanation.bottom; topMargin: Math.round(14 * Theme.unit) }
-        height: Math.round(36 * Theme.unit)
-        radius: Math.round(9 * Theme.unit)
-        color: Theme.raised
-        border.width: search.activeFocus ? 2 : 1
-        border.color: search.activeFocus ? Theme.accent : Theme.outline
-        antialiasing: true
-
-        Glyph {
-            id: lens
-            anchors { left: parent.left; leftMargin: Math.round(10 * Theme.unit); verticalCenter: parent.verticalCenter }
-            width: Math.round(16 * Theme.unit)
-            height: width
-            name: "search"
-            color: Theme.secondaryText
-        }
-        TextInput {
-            id: search
-            focus: true
-            anchors {
-                left: lens.right; right: parent.right; verticalCenter: parent.verticalCenter
-                leftMargin: Math.round(8 * Theme.unit); rightMargin: Math.round(10 * Theme.unit)
-            }
-            clip: true
-            color: Theme.text
-            selectionColor: Theme.accent
-            selectedTextColor: Theme.surface
-            selectByMouse: true
-            font.pixelSize: Theme.fontSize
-            Accessible.role: Accessible.EditableText
-            Accessible.name: Texts.t("languagePicker.search")
-            onTextChanged: {
-                languages.filter = text
-                // At once: whoever types fast presses Return before the list has been laid out.
-                list.restore()
-            }
-            Keys.onUpPressed: list.decrementCurrentIndex()
-            Keys.onDownPressed: list.incrementCurrentIndex()
-            Keys.onReturnPressed: picker.choose(languages.codeAt(list.currentIndex))
-            Keys.onEnterPressed: picker.choose(languages.codeAt(list.currentIndex))
-            Keys.onEscapePressed: text.length > 0 ? clear() : picker.dismiss()
-            Keys.onPressed: event => {
-                if (event.key !== Qt.Key_PageUp && event.key !== Qt.Key_PageDown)
-                    return
-                const page = Math.max(1, Math.floor(list.height / list.rowHeight) - 1)
-                const step = event.key === Qt.Key_PageUp ? -page : page
-                list.currentIndex = Math.max(0, Math.min(list.count - 1, list.currentIndex + step))
-                event.accepted = true
-            }
-            Text {
-                anchors.fill: parent
-                visible: search.text.length === 0
-                text: Texts.t("languagePicker.search")
-                textFormat: Text.PlainText
-                elide: Text.ElideRight
-                color: Theme.secondaryText
-                font: search.font
-            }
-        }
-    }
-
-    ListView {
-        id: list
-        readonly property int rowHeight: Math.round(38 * Theme.unit)
+    LanguageList {
+        focus: true
         anchors {
-            left: parent.left; right: parent.right; top: field.bottom; bottom: parent.bottom
-            leftMargin: Math.round(12 * Theme.unit); rightMargin: Math.round(12 * Theme.unit)
-            topMargin: Math.round(10 * Theme.unit); bottomMargin: Math.round(10 * Theme.unit)
+            left: parent.left; right: parent.right; top: explanation.bottom; bottom: parent.bottom
+            topMargin: Math.round(14 * Theme.unit); bottomMargin: Math.round(10 * Theme.unit)
         }
-        clip: true
-        boundsBehavior: Flickable.StopAtBounds
-        model: languages
-        currentIndex: languages.currentRow
-        highlightMoveDuration: 0
-        Component.onCompleted: restore()
-        function restore() {
-            currentIndex = languages.currentRow
-            if (currentIndex >= 0)
-                positionViewAtIndex(currentIndex, ListView.Center)
-        }
-
-        delegate: Rectangle {
-            id: row
-            required property int index
-            required property string code
-            required property string nativeName
-            required property string englishName
-            required property bool current
-            readonly property bool selected: ListView.isCurrentItem
-            width: list.width
-            height: list.rowHeight
-            radius: Math.round(8 * Theme.unit)
-            color: selected ? Theme.accent : area.containsMouse ? Theme.raised : "transparent"
-            antialiasing: true
-            Accessible.role: Accessible.ListItem
-            Accessible.name: nativeName + ", " + englishName
-            Accessible.selected: selected
-
-            Text {
-                id: own
-                anchors { left: parent.left; leftMargin: Math.round(12 * Theme.unit); verticalCenter: parent.verticalCenter }
-                text: row.nativeName
-                textFormat: Text.PlainText
-                color: row.selected ? Theme.surface : Theme.text
-                font.pixelSize: Theme.fontSize
-            }
-            Text {
-                anchors {
-                    left: own.right; right: tick.left; verticalCenter: parent.verticalCenter
-                    leftMargin: Math.round(12 * Theme.unit); rightMargin: Math.round(8 * Theme.unit)
-                }
-                horizontalAlignment: Text.AlignRight
-                elide: Text.ElideRight
-                text: row.englishName === row.nativeName ? "" : row.englishName
-                textFormat: Text.PlainText
-                color: row.selected ? Theme.surface : Theme.secondaryText
-                font.pixelSize: Theme.smallFontSize
-            }
-            Glyph {
-                id: tick
-                anchors { right: parent.right; rightMargin: Math.round(10 * Theme.unit); verticalCenter: parent.verticalCenter }
-                width: Math.round(16 * Theme.unit)
-                height: width
-                name: row.current ? "check" : ""
-                color: row.selected ? Theme.surface : Theme.accent
-            }
-            MouseArea {
-                id: area
-                anchors.fill: parent
-                hoverEnabled: true
-                onClicked: picker.choose(row.code)
-            }
-        }
-
-        Rectangle {
-            anchors.right: parent.right
-            anchors.rightMargin: -Math.round(8 * Theme.unit)
-            y: list.visibleArea.yPosition * list.height
-            width: Math.round(4 * Theme.unit)
-            height: Math.max(Math.round(24 * Theme.unit), list.visibleArea.heightRatio * list.height)
-            radius: width / 2
-            color: Theme.outline
-            visible: list.visibleArea.heightRatio < 1
-            parent: list
-        }
-    }
-
-    Text {
-        anchors.centerIn: list
-        width: list.width - 2 * root.padding
-        horizontalAlignment: Text.AlignHCenter
-        wrapMode: Text.Wrap
-        visible: list.count === 0
-        text: Texts.t("languagePicker.none")
-        textFormat: Text.PlainText
-        color: Theme.secondaryText
-        font.pixelSize: Theme.fontSize
+        margin: root.padding
+        onAccepted: code => picker.choose(code)
+        onClicked: code => picker.choose(code)
+        onDismissed: picker.dismiss()
     }
 }

@@ -21,8 +21,10 @@ QString entryText(QString text) {
 
 } // namespace
 
-TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate)
-    : m_store(store), m_hooks(hooks), m_translate(std::move(translate)) {
+TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
+                               const AccountModel* account, std::function<void()> showAccount)
+    : m_store(store), m_hooks(hooks), m_translate(std::move(translate)), m_account(account),
+      m_showAccount(std::move(showAccount)) {
     build();
     present(m_store.state());
     m_observation =
@@ -69,6 +71,11 @@ void TrayController::build() {
         m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
     }
     m_menu.addSeparator();
+    if (m_account && m_account->isAvailable()) {
+        m_accountEntry = addEntry(QStringLiteral("tray.signIn"), m_showAccount);
+        connect(m_account, &AccountModel::changed, this, [this] { presentAccount(); });
+        presentAccount();
+    }
     addEntry(QStringLiteral("tray.setUpHotkey"), m_hooks.setUpHotkey);
     addEntry(QStringLiteral("tray.settings"), m_hooks.openSettings);
     addEntry(QStringLiteral("tray.showLog"), m_hooks.openLog);
@@ -79,6 +86,12 @@ void TrayController::build() {
         if (m_insertAgain)
             m_insertAgain->setEnabled(!m_hooks.lastText || !m_hooks.lastText().isEmpty());
     });
+}
+
+void TrayController::presentAccount() {
+    if (m_accountEntry)
+        m_accountEntry->setText(m_account->isSignedIn() ? entryText(m_account->title())
+                                                        : m_translate(QStringLiteral("tray.signIn")));
 }
 
 void TrayController::buildMicrophones() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Features/Recording/RecordingStore.h"
+#include "UI/Account/AccountModel.h"
 #include "UI/Tray/TrayHost.h"
 #include "UI/Tray/TrayPresentation.h"
 #include "UI/UserInterfaceHooks.h"
@@ -17,8 +18,10 @@ namespace quillo {
 class TrayController final : public QObject {
     Q_OBJECT
 public:
-    /// Both references must outlive the controller.
-    TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate);
+    /// The references must outlive the controller. `showAccount` opens the account's window; without it there is no
+    /// entry.
+    TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
+                   const AccountModel* account = nullptr, std::function<void()> showAccount = {});
     ~TrayController() override;
 
     /// Looks for a host and shows the icon when there is one.
@@ -34,11 +37,14 @@ private:
     void buildLanguages();
     void showIcon();
     void present(const RecordingState& state);
+    void presentAccount();
     QAction* addEntry(const QString& key, const std::function<void()>& hook);
 
     RecordingStore& m_store;
     const UserInterfaceHooks& m_hooks;
     Translate m_translate;
+    const AccountModel* m_account;
+    std::function<void()> m_showAccount;
     TrayHost m_host;
     QMenu m_menu;
     QMenu* m_microphones = nullptr;
@@ -46,6 +52,7 @@ private:
     QAction* m_toggle = nullptr;
     QAction* m_cancel = nullptr;
     QAction* m_insertAgain = nullptr;
+    QAction* m_accountEntry = nullptr;
     TrayPresentation m_shown;
     std::unique_ptr<QSystemTrayIcon> m_icon; // after the menu it refers to
     Observation m_observation;

@@ -1,15 +1,16 @@
 // Shows every state of the interface on made-up data and saves a picture of each, for designers and for a look after a
 // change:  quillo-ui-gallery --output pictures [--dark] [--locale de]
-// With --idle it stays with a prepared, hidden pill, to have its memory and wake-ups measured.
+// With --windows it shows the windows alone. With --idle it stays with a prepared, hidden pill, to have its memory and
+// wake-ups measured.
 
 #include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
 #include "UI/FakeApplication.h"
-#include "UI/Language/LanguagePickerWindow.h"
 #include "UI/Pill/FloatingPill.h"
 #include "UI/Texts.h"
 #include "UI/Tray/TrayIcons.h"
 #include "UI/UserInterface.h"
+#include "WindowScenes.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -82,7 +83,11 @@ QPalette darkPalette() {
 
 class Gallery final : public QObject {
 public:
-    Gallery(QDir output) : m_output(std::move(output)) {
+    Gallery(QDir output, bool windowsOnly) : m_output(std::move(output)) {
+        if (windowsOnly) {
+            nextWindow();
+            return;
+        }
         m_levels.start(std::chrono::milliseconds(50));
         connect(&m_levels, &QTimer::timeout, this, [this] {
             ++m_step;
@@ -111,12 +116,18 @@ private:
     void finish() {
         m_levels.stop();
         saveTrayIcons();
-        m_picker = std::make_unique<LanguagePickerWindow>(m_host, m_fakes.hooks);
-        m_picker->present();
-        QTimer::singleShot(std::chrono::milliseconds(500), this, [this] {
-            save(*m_picker, QStringLiteral("language-picker"));
-            m_picker.reset();
-            QCoreApplication::quit();
+        nextWindow();
+    }
+
+    void nextWindow() {
+        if (m_windowScene == m_windowScenes.size())
+            return QCoreApplication::quit();
+        const auto& scene = m_windowScenes[m_windowScene];
+        auto* window = scene.show();
+        QTimer::singleShot(scene.duration, this, [this, window, name = scene.name] {
+            save(*window, name);
+            ++m_windowScene;
+            nextWindow();
         });
     }
 
@@ -163,7 +174,9 @@ private:
     QmlEngineHost m_host;
     PillViewModel m_viewModel{m_store, m_clock, &Texts::lookUp, m_fakes.hooks.pillEnabled};
     FloatingPill m_pill{m_viewModel, m_host, m_fakes.hooks};
-    std::unique_ptr<LanguagePickerWindow> m_picker;
+    WindowGallery m_windows{m_host, m_fakes, m_clock};
+    std::vector<WindowScene> m_windowScenes = m_windows.scenes();
+    size_t m_windowScene = 0;
     std::vector<Scene> m_scenes = scenes();
     size_t m_scene = 0;
     int m_step = 0;
@@ -194,16 +207,22 @@ int main(int argc, char** argv) {
                         {QStringLiteral("dark"), QStringLiteral("Use a dark palette.")},
                         {QStringLiteral("locale"), QStringLiteral("Interface language."), QStringLiteral("code"),
                          QStringLiteral("en")},
+                        {QStringLiteral("font-scale"), QStringLiteral("Size of the text."), QStringLiteral("factor"),
+                         QStringLiteral("1")},
+                        {QStringLiteral("windows"), QStringLiteral("Show the windows alone.")},
                         {QStringLiteral("idle"), QStringLiteral("Wait with a hidden pill.")}});
     options.process(application);
     if (options.isSet(QStringLiteral("dark")))
         QApplication::setPalette(darkPalette());
+    auto font = QApplication::font();
+    font.setPointSizeF(font.pointSizeF() * options.value(QStringLiteral("font-scale")).toDouble());
+    QApplication::setFont(font);
     LocalizationManager::shared().setLocale(options.value(QStringLiteral("locale")));
     if (options.isSet(QStringLiteral("idle")))
         return runIdle();
     const QDir output(options.value(QStringLiteral("output")));
     if (!output.mkpath(QStringLiteral(".")))
         qFatal("The folder %s cannot be made.", qPrintable(output.path()));
-    const Gallery gallery(output);
+    const Gallery gallery(output, options.isSet(QStringLiteral("windows")));
     return QApplication::exec();
 }

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "UI/UserInterfaceHooks.h"
+
+#include <QObject>
+
+namespace quillo {
+
+/// The account as properties, for its window, the welcome and the menu. Lives as long as the interface, so that a
+/// window that was closed and opened again still knows what is under way. Main thread only.
+class AccountModel final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString phase READ phase NOTIFY changed)
+    Q_PROPERTY(QString title READ title NOTIFY changed)
+    Q_PROPERTY(QString detail READ detail NOTIFY changed)
+    Q_PROPERTY(QString initial READ initial NOTIFY changed)
+    Q_PROPERTY(QString message READ message NOTIFY changed)
+    Q_PROPERTY(bool signedIn READ isSignedIn NOTIFY changed)
+    Q_PROPERTY(bool cancellable READ isCancellable CONSTANT)
+    Q_PROPERTY(bool deletable READ isDeletable CONSTANT)
+    Q_PROPERTY(bool registrable READ isRegistrable CONSTANT)
+
+public:
+    /// `hooks` must outlive the model.
+    explicit AccountModel(const UserInterfaceHooks& hooks);
+
+    /// Whether there is anything to show and do.
+    [[nodiscard]] bool isAvailable() const { return m_hooks.account && m_hooks.signIn; }
+    /// "none", "anonymous", "signedIn", "waiting" for the browser, or "busy" with anything else.
+    [[nodiscard]] QString phase() const;
+    /// Who is signed in, in one line: the name, else the e-mail address; or what stands instead of one.
+    [[nodiscard]] QString title() const;
+    /// The e-mail address unless it is the title.
+    [[nodiscard]] QString detail() const;
+    /// The first letter of the title, for a portrait; empty without an account.
+    [[nodiscard]] QString initial() const;
+    [[nodiscard]] const QString& message() const { return m_state.message; }
+    [[nodiscard]] bool isSignedIn() const { return m_state.kind == AccountState::Kind::signedIn; }
+    [[nodiscard]] bool isCancellable() const { return static_cast<bool>(m_hooks.cancelSignIn); }
+    [[nodiscard]] bool isDeletable() const { return static_cast<bool>(m_hooks.deleteAccount); }
+    [[nodiscard]] bool isRegistrable() const { return static_cast<bool>(m_hooks.registerAccount); }
+
+    Q_INVOKABLE void signIn();
+    Q_INVOKABLE void registerAccount();
+    Q_INVOKABLE void cancel();
+    Q_INVOKABLE void signOut();
+    /// The user has confirmed.
+    Q_INVOKABLE void deleteAccount();
+
+    /// Asks for the state again.
+    void refresh();
+
+Q_SIGNALS:
+    void changed();
+    /// A sign-in begun here has come to its end with an account.
+    void signInSucceeded();
+
+private:
+    void ask(const std::function<void()>& hook, bool throughBrowser);
+
+    const UserInterfaceHooks& m_hooks;
+    AccountState m_state;
+    bool m_throughBrowser = false; ///< what is under way, if anything, is a sign-in that was begun here
+};
+
+} // namespace quillo

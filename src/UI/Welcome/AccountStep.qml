@@ -1,0 +1,7 @@
+import QtQuick
+import Quillo
+
+AccountChoices {
+    goesWithout: true
+    onWithout: welcome.next()
+}

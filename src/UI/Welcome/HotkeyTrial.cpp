@@ -1,0 +1,55 @@
+#include "UI/Welcome/HotkeyTrial.h"
+
+#include <QPointer>
+
+namespace quillo {
+
+HotkeyTrial::HotkeyTrial(const UserInterfaceHooks& hooks, Clock& clock) : m_hooks(hooks), m_clock(clock) {
+    if (hooks.hotkeyName && hooks.observeHotkey)
+        m_name = hooks.hotkeyName();
+    if (m_name.isEmpty() && hooks.hotkeySteps)
+        m_steps = hooks.hotkeySteps().trimmed();
+}
+
+HotkeyTrial::~HotkeyTrial() { end(); }
+
+void HotkeyTrial::begin() {
+    if (m_isRunning || m_name.isEmpty())
+        return;
+    m_isRunning = true;
+    m_hooks.observeHotkey([trial = QPointer(this)](bool isDown) {
+        if (trial && trial->m_isRunning)
+            trial->keyMoved(isDown);
+    });
+    if (!m_hasReleased)
+        m_overdue = m_clock.callLater(patience, [this] {
+            m_isOverdue = true;
+            Q_EMIT changed();
+        });
+}
+
+void HotkeyTrial::end() {
+    if (!m_isRunning)
+        return;
+    m_isRunning = false;
+    m_overdue.reset();
+    m_hooks.observeHotkey({});
+    // Its release will not arrive any more.
+    m_isDown = false;
+    Q_EMIT changed();
+}
+
+void HotkeyTrial::keyMoved(bool isDown) {
+    m_isDown = isDown;
+    if (isDown)
+        m_hasPressed = true;
+    else
+        m_hasReleased = m_hasPressed; // a key held since before the trial is no proof
+    if (m_hasReleased) {
+        m_overdue.reset();
+        m_isOverdue = false;
+    }
+    Q_EMIT changed();
+}
+
+} // namespace quillo

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Concurrency/Clock.h"
+#include "UI/UserInterfaceHooks.h"
+
+#include <QObject>
+
+namespace quillo {
+
+/// Lets the user see whether the hold hotkey reaches the application: its press and its release, each shown once it has
+/// arrived. While the trial runs the hotkey starts no dictation; ends with the object at the latest. Main thread only.
+class HotkeyTrial final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString name READ name CONSTANT)
+    Q_PROPERTY(QString steps READ steps CONSTANT)
+    Q_PROPERTY(bool down READ isDown NOTIFY changed)
+    Q_PROPERTY(bool pressed READ hasPressed NOTIFY changed)
+    Q_PROPERTY(bool released READ hasReleased NOTIFY changed)
+    Q_PROPERTY(bool overdue READ isOverdue NOTIFY changed)
+
+public:
+    /// How long nothing may arrive before the user is told what to do about it.
+    static constexpr std::chrono::seconds patience{8};
+
+    /// Both references must outlive the trial.
+    HotkeyTrial(const UserInterfaceHooks& hooks, Clock& clock);
+    ~HotkeyTrial() override;
+
+    /// The key in words; empty where no hotkey can be had, then `steps` tells how to bind one.
+    [[nodiscard]] const QString& name() const { return m_name; }
+    [[nodiscard]] const QString& steps() const { return m_steps; }
+    [[nodiscard]] bool isDown() const { return m_isDown; }
+    [[nodiscard]] bool hasPressed() const { return m_hasPressed; }
+    [[nodiscard]] bool hasReleased() const { return m_hasReleased; }
+    [[nodiscard]] bool isOverdue() const { return m_isOverdue; }
+
+    void begin();
+    /// What has arrived stays shown.
+    void end();
+
+Q_SIGNALS:
+    void changed();
+
+private:
+    void keyMoved(bool isDown);
+
+    const UserInterfaceHooks& m_hooks;
+    Clock& m_clock;
+    QString m_name;
+    QString m_steps;
+    bool m_isRunning = false;
+    bool m_isDown = false;
+    bool m_hasPressed = false;
+    bool m_hasReleased = false;
+    bool m_isOverdue = false;
+    Clock::TimerHandle m_overdue;
+};
+
+} // namespace quillo

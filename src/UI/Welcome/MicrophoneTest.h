@@ -1,0 +1,72 @@
+#pragma once
+
+#include "UI/UserInterfaceHooks.h"
+#include "UI/Welcome/SpeechDetector.h"
+
+#include <QObject>
+#include <QVariantList>
+
+namespace quillo {
+
+/// The choice of a microphone with a live level. Every test that is started is stopped, at the latest with the object,
+/// but for one that ended by itself with a failure. Main thread only.
+class MicrophoneTest final : public QObject {
+    Q_OBJECT
+    /// Rows with "name" and "current"; the first is the system's default.
+    Q_PROPERTY(QVariantList choices READ choices NOTIFY choicesChanged)
+    Q_PROPERTY(int current READ current NOTIFY choicesChanged)
+    Q_PROPERTY(QString phase READ phase NOTIFY changed)
+    Q_PROPERTY(QString reason READ reason NOTIFY changed)
+    Q_PROPERTY(bool overdue READ isOverdue NOTIFY changed)
+    Q_PROPERTY(float level READ level NOTIFY levelChanged)
+
+public:
+    enum class Phase { off, listening, heard, failed };
+    /// How long without speech before the user is told what to look at.
+    static constexpr std::chrono::seconds patience{6};
+
+    /// The references must outlive the test.
+    MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock);
+    ~MicrophoneTest() override;
+
+    [[nodiscard]] QVariantList choices() const;
+    /// The chosen row.
+    [[nodiscard]] int current() const;
+    /// "off", "listening", "heard" or "failed".
+    [[nodiscard]] QString phase() const;
+    /// What the application says about a failure; may be empty.
+    [[nodiscard]] const QString& reason() const { return m_reason; }
+    [[nodiscard]] bool isOverdue() const { return m_isOverdue; }
+    [[nodiscard]] float level() const { return m_level; }
+
+    /// Looks for microphones and listens to the chosen one.
+    Q_INVOKABLE void begin();
+    void end();
+    /// Stores the choice of `row` and listens to it when a test runs or has failed.
+    Q_INVOKABLE void select(int row);
+
+Q_SIGNALS:
+    void choicesChanged();
+    void changed();
+    void levelChanged();
+
+private:
+    void listMicrophones();
+    void start();
+    void stop();
+    void hear(float level);
+    void fail(const QString& reason);
+
+    const UserInterfaceHooks& m_hooks;
+    Clock& m_clock;
+    InterfaceChoices m_choices;
+    Phase m_phase = Phase::off;
+    quint64 m_run = 0; ///< tells the answers of a former test from those of the running one
+    QString m_reason;
+    bool m_isOverdue = false;
+    float m_level = 0;
+    SpeechDetector m_detector;
+    Clock::TimerHandle m_overdue;
+};
+
+} // namespace quillo
