@@ -1,6 +1,7 @@
 #include "App/AppDelegate.h"
 
 #include "App/HotkeySetup.h"
+#include "App/PreferenceMigrations.h"
 #include "Core/Log.h"
 #include "Core/LoggingService.h"
 #include "Core/NotificationCenter.h"
@@ -11,12 +12,16 @@
 
 #include <QApplication>
 #include <QFileInfo>
+#include <QStandardPaths>
 
-#include <stdexcept>
+#include <system_error>
 
 namespace quillo {
 
 namespace {
+
+/// Nothing answers there (the discard service is long gone from everywhere): what is said waits in the queue.
+const QString unservedHost = QStringLiteral("127.0.0.1:9");
 
 void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
 
@@ -38,6 +43,9 @@ bool AppDelegate::launch() {
     if (!m_instance.acquire())
         return false;
     observeNotifications();
+    PreferenceMigrations migrations(Preferences::shared(),
+                                    QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+    migrations.copyLegacyDefaults();
     m_history = openHistory(QCoreApplication::arguments());
     m_control = std::make_unique<ControlService>(controlHooks());
     UserSettings::shared().runMigrations();
@@ -50,26 +58,48 @@ bool AppDelegate::launch() {
     // Who sees the name on the bus may give commands: the store stands by now.
     if (m_control->registerOnBus() == ControlService::Registration::alreadyRunning)
         return false;
+    migrations.keepFunctionKeyOfExistingUser();
+    migrations.dropShiftBackquote();
     setupHotkeys();
+    setupAccount();
     setupInterface();
-    if (m_localServer)
-        m_localServer->start(LocalServer::findProgram(),
-                             QFileInfo(LoggingService::defaultPath()).path() + QStringLiteral("/quillo-server.log"));
+    setupLocalServer();
+    setupLaunchAtLogin();
     m_services->networkMonitor->startMonitoring();
-    checkSession();
+    m_sessionCheck->scheduleFallback();
+    openFirstWindow();
     deliverNotices();
     log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
     return true;
 }
 
 ServerEnvironment AppDelegate::chooseServer() {
-    if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST"))
-        return ServerEnvironment::fromEnvironment({});
-    if (LocalServer::findProgram().isEmpty())
-        throw std::invalid_argument("there is no server to dictate with: the program quillo-server is not installed. "
-                                    "Install it, or name a server in the environment variable QUILLO_SERVER_HOST.");
-    m_localServer = std::make_unique<LocalServer>(m_clock);
+    // The mock services ask no server.
+    if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST") || ServiceContainer::usesMockServices())
+        return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
+    if (LocalServer::findProgram().isEmpty()) {
+        m_notices << QStringLiteral("There is no server to dictate with: the program quillo-server is not installed. "
+                                    "Install it, or name a server in the environment variable QUILLO_SERVER_HOST, and "
+                                    "start Quillo again. Until then dictations are kept as audio.");
+        log(m_notices.constLast(), LogLevel::error);
+        return ServerEnvironment::fromEnvironment(unservedHost);
+    }
+    try {
+        m_localServer = std::make_unique<LocalServer>(m_clock);
+    } catch (const std::system_error& error) {
+        m_notices << QStringLiteral(
+                         "The server on this machine could not be started: %1. Dictations are kept as audio.")
+                         .arg(QString::fromUtf8(error.what()));
+        log(m_notices.constLast(), LogLevel::error);
+        return ServerEnvironment::fromEnvironment(unservedHost);
+    }
     return ServerEnvironment::fromEnvironment(m_localServer->host());
+}
+
+void AppDelegate::setupLocalServer() {
+    if (m_localServer)
+        m_localServer->start(LocalServer::findProgram(),
+                             QFileInfo(LoggingService::defaultPath()).path() + QStringLiteral("/quillo-server.log"));
 }
 
 void AppDelegate::setupStore() {
@@ -98,6 +128,7 @@ void AppDelegate::setupStore() {
         if (before.status.is<RecordingState::Processing>())
             enforceStorageLimit();
     });
+    m_microphoneProbe = std::make_unique<MicrophoneProbe>(*services.audioService, m_tasks);
     applyMicrophone();
     QObject::connect(&UserSettings::shared(), &UserSettings::changed, qApp, [this](const QString& key) {
         if (key == QStringLiteral("selectedMicrophoneId"))
@@ -109,12 +140,61 @@ void AppDelegate::applyMicrophone() {
     m_services->audioService->setPreferredInputDeviceID(UserSettings::shared().selectedMicrophoneId());
 }
 
+void AppDelegate::setupLaunchAtLogin() {
+    if (!m_services->loginItem)
+        return;
+    m_launchAtLogin.emplace(*m_services->loginItem);
+    const auto key = QStringLiteral("launchAtLogin");
+    auto& settings = UserSettings::shared();
+    const bool isChosen = settings.isStored(key);
+    const bool chosen = settings.launchAtLogin();
+    const bool now = m_launchAtLogin->reconcile(isChosen ? std::optional(chosen) : std::nullopt);
+    if (isChosen && now != chosen)
+        settings.setValue(key, now);
+    QObject::connect(&settings, &UserSettings::changed, qApp, [this, key](const QString& changed) {
+        if (changed == key)
+            m_launchAtLogin->change(UserSettings::shared().launchAtLogin());
+    });
+}
+
+void AppDelegate::startRecording() {
+    // The microphone is captured once at a time, and the dictation goes first.
+    m_microphoneProbe->stop();
+    send(action::StartRecording{});
+}
+
+void AppDelegate::hotkeyDown() {
+    if (m_hotkeyObserver)
+        m_hotkeyObserver(true);
+    else
+        startRecording();
+}
+
+void AppDelegate::hotkeyUp() {
+    if (m_hotkeyObserver)
+        m_hotkeyObserver(false);
+    else
+        send(action::StopRecording{});
+}
+
 void AppDelegate::setupHotkeys() {
     auto& hotkeys = *m_services->hotkeyService;
-    hotkeys.onHotkeyDown = [this] { send(action::StartRecording{}); };
-    hotkeys.onHotkeyUp = [this] { send(action::StopRecording{}); };
+    hotkeys.onHotkeyDown = [this] { hotkeyDown(); };
+    hotkeys.onHotkeyUp = [this] { hotkeyUp(); };
     hotkeys.onHandsOffModeChanged = [this](bool handsOff) { send(action::SetHandsOff{handsOff}); };
-    hotkeys.onCancel = [this] { send(action::CancelRecording{}); };
+    hotkeys.onCancel = [this] {
+        if (m_hotkeyObserver)
+            m_hotkeyObserver(false);
+        else
+            send(action::CancelRecording{});
+    };
+    hotkeys.onConfigurationChanged = [] {
+        log(QStringLiteral("[AppDelegate] Hotkey configuration changed, restarting service..."));
+    };
+    hotkeys.onKeysReturned = [this] {
+        log(QStringLiteral("[AppDelegate] ✅ Accessibility granted, hotkey service restarted (running=%1)")
+                .arg(m_services->hotkeyService->isRunning() ? 1 : 0));
+    };
     hotkeys.start();
     if (!hotkeys.isRunning()) {
         log(QStringLiteral(
@@ -128,23 +208,6 @@ void AppDelegate::setupHotkeys() {
 void AppDelegate::setupInterface() {
     m_interface = createUserInterface(*m_store, interfaceHooks());
     log(QStringLiteral("✅ Basic status item created in menu bar"));
-}
-
-void AppDelegate::checkSession() {
-    m_tasks.run(QStringLiteral("session check"), [this](std::stop_token) -> Task<> {
-        auto& auth = *m_services->authService;
-        QString failure;
-        try {
-            if (!co_await auth.checkExistingSession())
-                co_await auth.createAnonymousSession();
-        } catch (const AuthError& error) {
-            failure = QString::fromUtf8(error.what());
-        }
-        if (!failure.isEmpty())
-            log(QStringLiteral("Session fallback: anonymous auth failed — %1").arg(failure), LogLevel::warn);
-        // Without a user nothing could be sent yet; the queue looks again when one signs in.
-        startQueue();
-    });
 }
 
 void AppDelegate::startQueue() {
@@ -180,15 +243,6 @@ void AppDelegate::recordDidRecover(const QString& id) {
 void AppDelegate::enforceStorageLimit() {
     m_tasks.run(QStringLiteral("storage limit"),
                 [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
-}
-
-void AppDelegate::userDidChange() {
-    log(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"));
-    const auto user = m_services->authService->currentUser();
-    UserSettings::shared().setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
-    if (!m_sideEffects->isBusy())
-        m_tasks.run(QStringLiteral("disconnect"),
-                    [this](std::stop_token) { return m_services->webSocketService->disconnect(); });
 }
 
 void AppDelegate::deliverNotices() {

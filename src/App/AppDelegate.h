@@ -1,12 +1,16 @@
 #pragma once
 
+#include "App/AccountController.h"
 #include "App/ControlService.h"
 #include "App/HistoryStartup.h"
 #include "App/LocalServer.h"
+#include "App/MicrophoneProbe.h"
 #include "App/ServiceContainer.h"
+#include "App/SessionCheck.h"
 #include "Concurrency/TaskRunner.h"
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingStore.h"
+#include "Services/LaunchAtLogin.h"
 #include "Services/PendingTranscriptionManager.h"
 #include "UI/UserInterface.h"
 
@@ -23,8 +27,9 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    /// Starts everything. False when another instance runs already.
-    /// Throws std::invalid_argument or std::system_error when there is no way to go on; `what()` says what to do.
+    /// Starts everything that can be started; what cannot, is told to the user. False when another instance runs
+    /// already. Throws std::invalid_argument when the environment names a server that is none; `what()` says what to
+    /// do.
     bool launch();
     /// Ends the program when what is being said is on the disk.
     void quit();
@@ -33,10 +38,24 @@ private:
     [[nodiscard]] ServerEnvironment chooseServer();
     void setupStore();
     void setupHotkeys();
+    void hotkeyDown();
+    void hotkeyUp();
     void setupInterface();
-    void checkSession();
+    void setupLocalServer();
+    void setupLaunchAtLogin();
     void observeNotifications();
+
+    void setupAccount();
+    /// Shows the welcome to a new user; asks whose session this is either way.
+    void openFirstWindow();
+    void sessionDidSettle(SessionCheck::Outcome outcome);
+    void userDidSignIn();
     void userDidChange();
+    void finishOnboarding();
+    void addAccountHooks(ControlHooks& hooks);
+    void addAccountHooks(UserInterfaceHooks& hooks);
+    void addOnboardingHooks(UserInterfaceHooks& hooks);
+
     /// A recording that waited has its text now.
     void recordDidRecover(const QString& id);
     void enforceStorageLimit();
@@ -52,8 +71,12 @@ private:
     void applyMicrophone();
     /// Inserts what did not arrive, else the last text.
     void insertLastTextAgain();
-    void send(const RecordingAction& action) { m_store->send(action); }
-    [[nodiscard]] bool isRecording() const { return m_store->state().status.isActive(); }
+    void startRecording();
+    void send(const RecordingAction& action) {
+        if (m_store)
+            m_store->send(action);
+    }
+    [[nodiscard]] bool isRecording() const { return m_store && m_store->state().status.isActive(); }
 
     SystemClock m_clock;
     TaskRunner m_tasks;
@@ -65,6 +88,11 @@ private:
     std::optional<ServerEnvironment> m_environment;
     std::unique_ptr<ModelContainer> m_history;
     std::unique_ptr<ServiceContainer> m_services;
+    std::optional<LaunchAtLogin> m_launchAtLogin;
+    std::unique_ptr<AccountController> m_account;
+    std::unique_ptr<SessionCheck> m_sessionCheck;
+    std::unique_ptr<MicrophoneProbe> m_microphoneProbe;
+    std::function<void(bool isDown)> m_hotkeyObserver; ///< a trial of the hotkey
     std::unique_ptr<PendingTranscriptionManager> m_queue;
     std::unique_ptr<RecordingSideEffects> m_sideEffects;
     std::unique_ptr<RecordingStore> m_store;

@@ -38,25 +38,26 @@ ControlHooks AppDelegate::controlHooks() {
     ControlHooks hooks;
     hooks.start = [this] {
         if (!isRecording())
-            send(action::StartRecording{});
+            startRecording();
     };
     hooks.stop = [this] { send(action::StopRecording{}); };
     hooks.toggle = [this] {
         if (isRecording())
             send(action::StopRecording{});
         else
-            send(action::StartRecording{});
+            startRecording();
     };
     hooks.cancel = [this] {
         if (m_sideEffects->isBusy())
             send(action::CancelRecording{});
     };
-    hooks.show = [this] { m_interface->showLanguagePicker(); };
+    hooks.show = [this] { m_interface->showWelcome(); };
     hooks.quit = [this] { quit(); };
     hooks.insertAgain = [this] { insertLastTextAgain(); };
     hooks.status = [this] { return statusObject(); };
     if (m_history)
         addHistoryHooks(hooks);
+    addAccountHooks(hooks);
     hooks.getSetting = [](const QString& key) {
         return printSettingValue(settingForKey(key), UserSettings::shared().value(key));
     };
@@ -174,6 +175,8 @@ UserInterfaceHooks AppDelegate::interfaceHooks() {
     hooks.savePillPosition = [](QPointF position) {
         UserSettings::shared().setPillPosition(position.x(), position.y());
     };
+    addAccountHooks(hooks);
+    addOnboardingHooks(hooks);
     return hooks;
 }
 

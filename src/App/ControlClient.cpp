@@ -34,6 +34,10 @@ constexpr std::array commands{
     Command{"show", "Show", "bring Quillo to the front"},
     Command{"history", "", "list, show, copy, play, retranscribe or delete dictations (--help: how)"},
     Command{"settings", "", "list | get KEY | set KEY VALUE"},
+    Command{"account", "Account", "print who is signed in"},
+    Command{"sign-in", "SignIn", "sign in, in the browser"},
+    Command{"register", "Register", "make an account, in the browser"},
+    Command{"sign-out", "SignOut", "forget the account on this machine and go on without one"},
     Command{"quit", "Quit", "end Quillo"},
 };
 
@@ -54,6 +58,32 @@ QString describe(const QString& status) {
     if (!run.isEmpty())
         line += QStringLiteral("\nlast dictation: %1").arg(run.value(QStringLiteral("reason")).toString());
     return line;
+}
+
+int callInterface(const QString& interface, const QString& method, const QVariantList& arguments, QString* answer) {
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        printError(
+            QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
+                           "session that Quillo runs in."));
+        return notRunning;
+    }
+    auto message = QDBusMessage::createMethodCall(control::serviceName, control::objectPath, interface, method);
+    message.setAutoStartService(false);
+    message.setArguments(arguments);
+    const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        if (!reply.arguments().isEmpty())
+            *answer = reply.arguments().constFirst().toString();
+        return 0;
+    }
+    const auto error = QDBusError(reply).type();
+    if (error == QDBusError::ServiceUnknown || reply.errorName().endsWith(QStringLiteral(".NameHasNoOwner"))) {
+        printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
+        return notRunning;
+    }
+    printError(reply.errorMessage());
+    return 1;
 }
 
 int runSettings(const QStringList& arguments) {
@@ -77,30 +107,24 @@ int runSettings(const QStringList& arguments) {
 } // namespace
 
 int call(const QString& method, const QVariantList& arguments, QString* answer) {
+    return callInterface(control::interfaceName, method, arguments, answer);
+}
+
+int openURL(const QString& url) {
+    QString answer;
+    return callInterface(control::applicationInterfaceName, QStringLiteral("Open"), {QStringList{url}, QVariantMap()},
+                         &answer);
+}
+
+void activate() {
     auto bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        printError(
-            QStringLiteral("there is no session bus, so no running Quillo can be reached. Run this in the desktop "
-                           "session that Quillo runs in."));
-        return notRunning;
-    }
-    auto message =
-        QDBusMessage::createMethodCall(control::serviceName, control::objectPath, control::interfaceName, method);
+    if (!bus.isConnected())
+        return;
+    auto message = QDBusMessage::createMethodCall(control::serviceName, control::objectPath,
+                                                  control::applicationInterfaceName, QStringLiteral("Activate"));
     message.setAutoStartService(false);
-    message.setArguments(arguments);
-    const auto reply = bus.call(message, QDBus::Block, callTimeoutMs);
-    if (reply.type() == QDBusMessage::ReplyMessage) {
-        if (!reply.arguments().isEmpty())
-            *answer = reply.arguments().constFirst().toString();
-        return 0;
-    }
-    const auto error = QDBusError(reply).type();
-    if (error == QDBusError::ServiceUnknown || reply.errorName().endsWith(QStringLiteral(".NameHasNoOwner"))) {
-        printError(QStringLiteral("Quillo is not running. Start it with: quillo"));
-        return notRunning;
-    }
-    printError(reply.errorMessage());
-    return 1;
+    message << QVariantMap();
+    bus.call(message, QDBus::Block, callTimeoutMs);
 }
 
 bool understands(const QStringList& arguments) { return !arguments.isEmpty() && find(arguments.constFirst()); }
@@ -121,6 +145,8 @@ int run(const QStringList& arguments) {
     const int code = call(QString::fromLatin1(command->method), {}, &answer);
     if (code == 0 && isStatus)
         QTextStream(stdout) << (json ? answer : describe(answer)) << '\n';
+    else if (code == 0 && !answer.isEmpty())
+        QTextStream(stdout) << answer << '\n';
     return code;
 }
 

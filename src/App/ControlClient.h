@@ -17,6 +17,10 @@ int run(const QStringList& arguments);
 /// answer's text in `answer`.
 int call(const QString& method, const QVariantList& arguments, QString* answer);
 inline constexpr int notRunning = 3;
+/// Hands a URL of the application's scheme to the running instance. Returns the exit code of `run`.
+int openURL(const QString& url);
+/// Asks the running instance to show itself; says nothing when there is none.
+void activate();
 /// Lines for "--help", one command each.
 QString help();
 

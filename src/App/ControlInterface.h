@@ -9,6 +9,8 @@ namespace control {
 inline const QString serviceName = QStringLiteral("org.quillo.Quillo");
 inline const QString objectPath = QStringLiteral("/org/quillo/Quillo");
 inline const QString interfaceName = QStringLiteral("org.quillo.Quillo1");
+/// What any desktop may call.
+inline const QString applicationInterfaceName = QStringLiteral("org.freedesktop.Application");
 } // namespace control
 
 } // namespace quillo

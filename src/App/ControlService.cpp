@@ -1,5 +1,6 @@
 #include "App/ControlService.h"
 
+#include "App/ApplicationAdaptor.h"
 #include "App/ControlInterface.h"
 #include "Core/Log.h"
 
@@ -12,7 +13,22 @@
 
 namespace quillo {
 
-ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {}
+ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {
+    new ApplicationAdaptor(this, {.activate = [this] { m_hooks.show(); },
+                                  .openURL = [this](const QString& url) { m_hooks.openURL(url); },
+                                  .runAction = [this](const QString& name) { runAction(name); }});
+}
+
+void ControlService::runAction(const QString& name) {
+    // The actions of the desktop entry are named as the commands are.
+    if (name == QStringLiteral("toggle"))
+        m_hooks.toggle();
+    else if (name == QStringLiteral("again"))
+        m_hooks.insertAgain();
+    else
+        appLog(QStringLiteral("⚠️ The desktop asked for an action that does not exist: %1").arg(name.left(40)),
+               LogLevel::warn, QStringLiteral("Control"));
+}
 
 ControlService::Registration ControlService::registerOnBus() {
     auto bus = QDBusConnection::sessionBus();
@@ -23,7 +39,8 @@ ControlService::Registration ControlService::registerOnBus() {
         return Registration::noBus;
     }
     // The object stands before the name is taken: who sees the name may call at once.
-    bus.registerObject(control::objectPath, this, QDBusConnection::ExportScriptableSlots);
+    bus.registerObject(control::objectPath, this,
+                       QDBusConnection::ExportScriptableSlots | QDBusConnection::ExportAdaptors);
     const auto reply =
         bus.interface()->registerService(control::serviceName, QDBusConnectionInterface::DontQueueService,
                                          QDBusConnectionInterface::DontAllowReplacement);

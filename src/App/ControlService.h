@@ -29,6 +29,13 @@ struct ControlHooks {
     /// An empty language means the one it was recorded with.
     std::function<void(const QString& id, const QString& language)> historyRetranscribe;
     std::function<void(const QString& id)> historyCopy;
+    // The account.
+    std::function<QString()> account; ///< in words
+    std::function<void()> signIn;
+    std::function<void()> registerAccount;
+    std::function<void()> cancelSignIn;
+    std::function<void()> signOut;
+    std::function<void(const QString& url)> openURL; ///< of the application's own scheme
 };
 
 /// The D-Bus object behind `quillo start`, `stop` and the rest, and the lock of the single instance.
@@ -58,8 +65,14 @@ public Q_SLOTS:
     Q_SCRIPTABLE void HistoryDelete(const QString& id);
     Q_SCRIPTABLE void HistoryRetranscribe(const QString& id, const QString& language);
     Q_SCRIPTABLE void HistoryCopy(const QString& id);
+    Q_SCRIPTABLE QString Account() { return m_hooks.account(); }
+    Q_SCRIPTABLE void SignIn() { m_hooks.signIn(); }
+    Q_SCRIPTABLE void Register() { m_hooks.registerAccount(); }
+    Q_SCRIPTABLE void CancelSignIn() { m_hooks.cancelSignIn(); }
+    Q_SCRIPTABLE void SignOut() { m_hooks.signOut(); }
 
 private:
+    void runAction(const QString& name);
     void replyWithError(const std::exception& error);
     template <typename Hook, typename... Arguments>
     void onHistory(const Hook& hook, const Arguments&... arguments);

@@ -3,6 +3,7 @@
 #include "Core/Log.h"
 #include "Core/Preferences.h"
 #include "Platform/Linux/AtSpi/AtSpiAccessibility.h"
+#include "Platform/Linux/LoginItem/AutostartLoginItem.h"
 #include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
 #include "Platform/Linux/Reachability/NetlinkPathMonitor.h"
 #include "Platform/Linux/SecretService/SecretStores.h"
@@ -17,12 +18,18 @@
 #include "Platform/Linux/X11/X11Pasteboard.h"
 #include "Platform/Unavailable.h"
 #include "Services/AUHALAudioService.h"
+#include "Services/Auth/AuthService.h"
 #include "Services/Auth/KeychainTokenStorage.h"
+#include "Services/HotkeyService.h"
 #include "Services/MetricsService.h"
+#include "Services/Mock/MockServices.h"
 #include "Services/NetworkMonitorService.h"
 #include "Services/PermissionService.h"
+#include "Services/TextInjectionService.h"
+#include "Services/TranscriptionFileClient.h"
 #include "Services/WebSocketService.h"
 
+#include <QDesktopServices>
 #include <QStandardPaths>
 
 namespace quillo {
@@ -35,6 +42,14 @@ const QString deviceIdPreference = QStringLiteral("com.quillospeech.deviceId");
 template <class Interface>
 std::unique_ptr<Interface> orElse(std::unique_ptr<Interface> adapter, std::unique_ptr<Interface> (*standIn)()) {
     return adapter ? std::move(adapter) : standIn();
+}
+
+/// No browser trusts the authority that a server on this machine made for itself; nobody listens between them either.
+QUrl browserPages(const ServerEnvironment& environment) {
+    auto pages = environment.authBaseURL();
+    if (environment.isLoopback())
+        pages.setScheme(QStringLiteral("http"));
+    return pages;
 }
 
 std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
@@ -53,7 +68,16 @@ std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
 
 } // namespace
 
+bool ServiceContainer::usesMockServices() { return qEnvironmentVariableIsSet("USE_MOCK_SERVICES"); }
+
 ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+    if (usesMockServices())
+        useMocks(clock);
+    else
+        useDesktop(clock, settings, environment);
+}
+
+void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
     audioHardware = createPulseAudioHardware();
     if (desktopProtocol(QProcessEnvironment::systemEnvironment()) == DesktopProtocol::wayland)
         connectWayland();
@@ -91,6 +115,8 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
             .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
             .loadStorage = [storage] { return storage->load(); },
             .clientVersion = QStringLiteral(QUILLO_VERSION),
+            .openBrowser = [](const QUrl& page) { return QDesktopServices::openUrl(page); },
+            .browserAuthBaseURL = browserPages(environment),
         },
         clock);
     fileClient = std::make_unique<TranscriptionFileClient>(
@@ -102,9 +128,34 @@ ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const S
         *authService, clock);
     networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
     metricsService = std::make_unique<MetricsService>();
+    loginItem = createAutostartLoginItem(AutostartPlace::ofThisProcess());
 }
 
 ServiceContainer::~ServiceContainer() = default;
+
+void ServiceContainer::useMocks(Clock& clock) {
+    appLog(QStringLiteral("🧪 Running in TEST MODE with mock services"), LogLevel::info,
+           QStringLiteral("ServiceContainer"));
+    keyEvents = makeUnavailableKeyEventSource();
+    keyInjector = makeUnavailableKeyInjector();
+    pasteboard = makeUnavailablePasteboard();
+    applications = makeUnavailableApplications();
+    accessibility = makeUnavailableAccessibility();
+    sounds = createSounds();
+
+    audioService = mock::createAudioService(clock);
+    webSocketService = mock::createWebSocketService(clock);
+    textInjectionService = mock::createTextInjectionService();
+    permissionService = mock::createPermissionService();
+    hotkeyService = mock::createHotkeyService();
+    tokenStorage = std::make_shared<InMemoryTokenStorage>();
+    tokenStorage->setAccessToken(QStringLiteral("mock"));
+    tokenStorage->setAccessTokenExpiresAt(clock.wallTime().addDays(1));
+    authService = mock::createAuthService(clock);
+    fileClient = mock::createFileClient();
+    networkMonitor = mock::createNetworkMonitor();
+    metricsService = std::make_unique<MetricsService>();
+}
 
 void ServiceContainer::connectX11() {
     const auto guard = std::make_shared<InjectionGuard>();

@@ -7,18 +7,18 @@
 #include "Platform/AudioHardware.h"
 #include "Platform/KeyEvents.h"
 #include "Platform/KeyInjector.h"
+#include "Platform/LoginItem.h"
 #include "Platform/Pasteboard.h"
-#include "Platform/SecretStore.h"
 #include "Platform/Sounds.h"
 #include "Services/AudioServiceProtocol.h"
-#include "Services/Auth/AuthService.h"
+#include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Auth/TokenStorageProtocol.h"
-#include "Services/HotkeyService.h"
+#include "Services/HotkeyServiceProtocol.h"
 #include "Services/MetricsServiceProtocol.h"
 #include "Services/NetworkMonitorServiceProtocol.h"
 #include "Services/PermissionServiceProtocol.h"
-#include "Services/TextInjectionService.h"
-#include "Services/TranscriptionFileClient.h"
+#include "Services/TextInjectionServiceProtocol.h"
+#include "Services/TranscriptionFileClientProtocol.h"
 #include "Services/TrustedNetwork.h"
 #include "Services/UserSettings.h"
 #include "Services/WebSocketServiceProtocol.h"
@@ -27,9 +27,12 @@
 
 namespace quillo {
 
-/// One instance of each service and of the desktop's adapters below them. Built once at start, on the main thread, in
-/// this order; destroyed in the reverse one.
+/// One instance of each service behind its protocol, and of the desktop's adapters below them. Built once at start, on
+/// the main thread, in this order; destroyed in the reverse one.
 struct ServiceContainer {
+    /// Whether the environment asks for services that need neither desktop nor server ("USE_MOCK_SERVICES").
+    [[nodiscard]] static bool usesMockServices();
+
     ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment);
     ~ServiceContainer();
     ServiceContainer(const ServiceContainer&) = delete;
@@ -43,22 +46,24 @@ struct ServiceContainer {
     std::unique_ptr<Applications> applications;
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Sounds> sounds;
-    std::unique_ptr<SecretStore> secrets;
+    std::unique_ptr<LoginItem> loginItem; ///< none with mock services
 
     // The services.
     std::unique_ptr<AudioServiceProtocol> audioService;
     std::shared_ptr<TokenStorageProtocol> tokenStorage;
     std::shared_ptr<TrustedNetwork> trust;
     std::unique_ptr<WebSocketServiceProtocol> webSocketService;
-    std::unique_ptr<TextInjectionService> textInjectionService;
+    std::unique_ptr<TextInjectionServiceProtocol> textInjectionService;
     std::unique_ptr<PermissionServiceProtocol> permissionService;
-    std::unique_ptr<HotkeyService> hotkeyService;
-    std::unique_ptr<AuthService> authService;
+    std::unique_ptr<HotkeyServiceProtocol> hotkeyService;
+    std::unique_ptr<AuthServiceProtocol> authService;
     std::unique_ptr<TranscriptionFileClientProtocol> fileClient;
     std::unique_ptr<NetworkMonitorServiceProtocol> networkMonitor;
     std::unique_ptr<MetricsServiceProtocol> metricsService;
 
 private:
+    void useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment);
+    void useMocks(Clock& clock);
     void connectX11();
     void connectWayland();
 };

@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QStandardPaths>
 #include <QTextStream>
 
 #include <csignal>
@@ -31,7 +32,8 @@ QString helpText() {
                           "  QUILLO_SERVER_OPTIONS  more options for that own server, see quillo-server --help\n"
                           "  QUILLO_DESKTOP_PROTOCOL  x11 or wayland: how keys and clipboard are reached, where\n"
                           "                         the session's own is the wrong one\n"
-                          "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n");
+                          "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n"
+                          "  USE_MOCK_SERVICES      set: run on stand-ins for microphone, server and account\n");
 }
 
 /// Qt ends the process with an abort where no display answers; say it before.
@@ -53,8 +55,11 @@ int runApplication(int argc, char** argv) {
     if (!platform.isEmpty())
         qunsetenv("QT_QPA_PLATFORM"); // programs that are opened from here make their own choice
     QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
-    QApplication::setDesktopFileName(QStringLiteral("quillo"));
+    QApplication::setDesktopFileName(QStringLiteral("org.quillo.Quillo"));
     QApplication::setQuitOnLastWindowClosed(false);
+    // A run on mock services is nobody's dictation: it stays away from the user's files.
+    if (ServiceContainer::usesMockServices())
+        QStandardPaths::setTestModeEnabled(true);
     LoggingService::shared().open();
     // A write that a limit of the user's refuses is an error like a full disk, not the end of the program.
     std::signal(SIGXFSZ, SIG_IGN);
@@ -65,6 +70,7 @@ int runApplication(int argc, char** argv) {
             onTerminationSignal([&delegate] { delegate.quit(); });
             code = QApplication::exec();
         } else {
+            controlClient::activate();
             QTextStream(stdout) << "Quillo is running already; see its icon in the tray.\n";
         }
     } catch (const std::exception& error) {
@@ -88,6 +94,10 @@ int main(int argc, char** argv) {
     if (controlClient::understands(arguments)) {
         const QCoreApplication application(argc, argv);
         return controlClient::run(arguments);
+    }
+    if (arguments.size() == 1 && arguments.constFirst().startsWith(QStringLiteral("quillo:"))) {
+        const QCoreApplication application(argc, argv);
+        return controlClient::openURL(arguments.constFirst());
     }
     if (arguments.isEmpty() || arguments == QStringList{QStringLiteral("--seed-data")})
         return runApplication(argc, argv);

@@ -32,7 +32,8 @@ HotkeyService::HotkeyService(KeyEventSource& source, Clock& clock, UserSettings&
             m_restartPending = false;
             if (!m_isRunning || HotkeyConfig::fromSettings(m_settings) == m_config)
                 return;
-            log(QStringLiteral("🔧 Hotkey configuration changed, restarting service..."));
+            if (onConfigurationChanged)
+                onConfigurationChanged();
             stop();
             start();
         });
@@ -210,6 +211,8 @@ void HotkeyService::scheduleRestart() {
         if (!m_isRunning) {
             m_restartDelay = delay;
             scheduleRestart();
+        } else if (onKeysReturned) {
+            onKeysReturned();
         }
     });
 }

@@ -36,10 +36,9 @@ public:
     /// Ends a recording that the hotkeys began.
     void stop() override;
 
-    /// Whether a recording runs, however it was started: told on every change of the store's state, and after
-    /// an `onHotkeyDown` that was refused. Escape is taken from the focused application only meanwhile, and one that
-    /// was started elsewhere is stopped by the toggle hotkey.
-    void setRecordingActive(bool active);
+    /// Escape is taken from the focused application only meanwhile, and a recording that was started elsewhere is
+    /// stopped by the toggle hotkey.
+    void setRecordingActive(bool active) override;
 
     /// Combinations that another program holds.
     [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const;

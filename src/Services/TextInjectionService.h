@@ -44,10 +44,8 @@ public:
     /// recording begins. What was read counts only while nobody changes the clipboard.
     Task<> prepareForInjection() override;
 
-    /// The last text that is not known to have arrived; empty when there is none.
-    [[nodiscard]] QString lastUndelivered() const;
-    /// Pastes `lastUndelivered` once more. Throws TextInjectionError.
-    Task<Delivery> insertAgain();
+    [[nodiscard]] QString lastUndelivered() const override;
+    Task<Delivery> insertAgain() override;
 
 private:
     struct State;

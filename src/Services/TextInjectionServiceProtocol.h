@@ -41,6 +41,10 @@ public:
     virtual Task<> prepareForInjection() { co_return; }
     /// Whether a text field has the focus; true when it cannot be told.
     virtual Task<bool> hasFocusedTextField() = 0;
+    /// The last text that is not known to have arrived; empty when there is none.
+    [[nodiscard]] virtual QString lastUndelivered() const { return {}; }
+    /// Pastes `lastUndelivered` once more. Throws TextInjectionError.
+    virtual Task<Delivery> insertAgain() { return inject(lastUndelivered(), InjectionMode::paste, false); }
 };
 
 } // namespace quillo

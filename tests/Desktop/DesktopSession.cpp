@@ -67,15 +67,21 @@ DesktopSession::DesktopSession(Options options) : m_options(options) {
     }
     m_environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
     m_environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    if (!m_options.newUser)
+        writePreferences();
     startDisplay();
-    startBus();
+    if (m_options.sessionBus)
+        startBus();
+    else
+        m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
     startWindowManager();
     if (m_options.compositor)
         launch(QStringLiteral("picom"), QStringLiteral("picom"),
                {QStringLiteral("--backend"), QStringLiteral("xrender"), QStringLiteral("--config"),
                 QStringLiteral("/dev/null")});
-    startSound();
-    if (m_options.secretService)
+    if (m_options.sound)
+        startSound();
+    if (m_options.sessionBus && m_options.secrets != Secrets::none)
         startSecretService();
     if (!waitUntil(
             [this] {
@@ -232,6 +238,16 @@ void DesktopSession::stopSound() {
     QFile::remove(path(QStringLiteral("run/pulse/native")));
 }
 
+void DesktopSession::writePreferences() {
+    QDir().mkpath(path(QStringLiteral("home/.config/quillo")));
+    QFile file(path(QStringLiteral("home/.config/quillo/quillo.ini")));
+    // The welcome would take the focus. Who has finished it must not be taken for a user of the first version, whose
+    // hotkey was another one.
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write("[General]\nonboardingCompleted=true\nhotkeyMigratedFnToRightCmd_v2=true\n") <= 0)
+        throw DesktopSessionError(QStringLiteral("the preferences could not be written"));
+}
+
 void DesktopSession::startSecretService() {
     QDir().mkpath(path(QStringLiteral("home/.local/share/keyrings")));
     auto& process = *m_processes.emplace_back(std::make_unique<QProcess>());
@@ -252,6 +268,21 @@ void DesktopSession::startSecretService() {
             },
             startLimit))
         throw DesktopSessionError(QStringLiteral("the Secret Service (package gnome-keyring) did not start"));
+    if (m_options.secrets == Secrets::locked)
+        lockKeyring();
+}
+
+void DesktopSession::lockKeyring() {
+    run(QStringLiteral("dbus-send"),
+        {QStringLiteral("--session"), QStringLiteral("--print-reply"), QStringLiteral("--dest=org.freedesktop.secrets"),
+         QStringLiteral("/org/freedesktop/secrets"), QStringLiteral("org.freedesktop.Secret.Service.Lock"),
+         QStringLiteral("array:objpath:/org/freedesktop/secrets/collection/login")});
+}
+
+void DesktopSession::unlockKeyring() {
+    // Talks to the running daemon, as the login of the user does.
+    run(QStringLiteral("sh"),
+        {QStringLiteral("-c"), QStringLiteral("echo | gnome-keyring-daemon --unlock --components=secrets")});
 }
 
 QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QString>>& settings,
@@ -260,6 +291,8 @@ QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QStri
     auto& process = launch(QStringLiteral("quillo"), command.front(), command.mid(1));
     const auto armed = [&] {
         int code = 0;
+        if (!m_options.sessionBus)
+            return process.state() == QProcess::NotRunning || readAll(logFile()).contains("✅ Quillo launched");
         return process.state() == QProcess::NotRunning ||
                (quillo({QStringLiteral("status")}, &code).size() > 0 && code == 0);
     };

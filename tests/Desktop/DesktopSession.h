@@ -24,9 +24,13 @@ public:
 /// of it ends with the object; a session that is `kept` leaves its folder of logs behind.
 class DesktopSession {
 public:
+    enum class Secrets { unlocked, locked, none };
     struct Options {
         bool compositor = false; ///< for transparent windows in a picture
-        bool secretService = true;
+        Secrets secrets = Secrets::unlocked;
+        bool sessionBus = true; ///< the Secret Service needs it
+        bool sound = true;
+        bool newUser = false;       ///< who is welcomed at the first start
         int microphoneRate = 48000; ///< Hz
         QStringList displayOptions; ///< further options of the X server
     };
@@ -49,7 +53,7 @@ public:
     void end(QProcess& process);
 
     /// Starts the application, through `wrapper` if there is one, with `settings` (key, value), and waits until it
-    /// answers.
+    /// answers; without a session bus, until its log says that it is up.
     QProcess& startQuillo(const std::vector<std::pair<QString, QString>>& settings = {},
                           const QStringList& wrapper = {});
     /// The application's command line.
@@ -76,6 +80,9 @@ public:
     /// Speaks a file into the microphone, to its end.
     void play(const QString& waveFile);
 
+    void lockKeyring();
+    void unlockKeyring();
+
     /// The session begins with sound; these take it away and give it back.
     void stopSound();
     void startSound();
@@ -91,6 +98,7 @@ private:
     void startBus();
     void startWindowManager();
     void startSecretService();
+    void writePreferences();
     QProcess& launchAndWaitForFile(const QString& name, const QString& program, const QStringList& arguments,
                                    const QString& file);
     std::chrono::nanoseconds sendKey(int keycode, bool press);

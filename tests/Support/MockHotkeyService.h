@@ -9,6 +9,7 @@ class MockHotkeyService final : public HotkeyServiceProtocol {
 public:
     bool canStart = true;
     int starts = 0;
+    bool isRecordingActive = false;
 
     [[nodiscard]] bool isRunning() const override { return m_isRunning; }
     void start() override {
@@ -16,6 +17,7 @@ public:
         m_isRunning = canStart;
     }
     void stop() override { m_isRunning = false; }
+    void setRecordingActive(bool active) override { isRecordingActive = active; }
 
 private:
     bool m_isRunning = false;

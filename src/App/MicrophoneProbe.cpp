@@ -1,0 +1,32 @@
+#include "App/MicrophoneProbe.h"
+
+namespace quillo {
+
+void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
+    stop();
+    m_listening = m_tasks.run(QStringLiteral("microphone test"),
+                              [&audio = m_audio, onLevel = std::move(onLevel),
+                               onFailure = std::move(onFailure)](std::stop_token stop) -> Task<> {
+                                  QString failure;
+                                  try {
+                                      auto chunks = co_await audio.startCapture();
+                                      while (const auto chunk = co_await chunks.next(stop))
+                                          if (!stop.stop_requested())
+                                              onLevel(chunk->level);
+                                  } catch (const AudioServiceError& error) {
+                                      failure = QString::fromUtf8(error.what());
+                                  }
+                                  if (!failure.isEmpty() && !stop.stop_requested())
+                                      onFailure(failure);
+                              });
+}
+
+void MicrophoneProbe::stop() {
+    if (!m_listening.isRunning())
+        return;
+    m_listening.cancel();
+    // At once, and not when the task sees it: whoever asked may want the microphone for a dictation now.
+    m_audio.stopCapture();
+}
+
+} // namespace quillo
