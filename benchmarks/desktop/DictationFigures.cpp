@@ -137,7 +137,7 @@ void printDeliveries(QTextStream& out, int rounds) {
             for (int i = 0; i < rounds; ++i) {
                 const auto before = session.fieldReport().text;
                 const auto dictated = dictations.dictate(speech);
-                if (!dictated || session.fieldReport().text != before + text)
+                if (!dictated || !waitUntil([&] { return session.fieldReport().text == before + text; }, 10s))
                     throw DesktopSessionError(QStringLiteral("a text did not arrive whole"));
                 times.push_back(dictated->releaseToText - doubleTapWaitMs);
             }
