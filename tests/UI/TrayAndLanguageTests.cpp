@@ -84,6 +84,22 @@ TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
     EXPECT_EQ(chosen, (std::vector<std::optional<QString>>{QStringLiteral("usb"), std::nullopt}));
 }
 
+TEST_F(TrayTest, AccountIsCalledByItsName) {
+    AccountModel account(application.hooks);
+    int shown = 0;
+    TrayController withAccount(store, application.hooks, &identity, &account, [&] { ++shown; });
+    auto* signIn = entry(withAccount.menu(), QStringLiteral("tray.signIn"));
+    ASSERT_TRUE(signIn);
+    signIn->trigger();
+    EXPECT_EQ(shown, 1);
+    application.account = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada & Co")};
+    account.refresh();
+    EXPECT_EQ(signIn->text(), u"Ada && Co");
+    application.account = {};
+    account.refresh();
+    EXPECT_EQ(signIn->text(), u"tray.signIn");
+}
+
 TEST(LanguageListTest, FindsByEveryName) {
     FakeApplication application;
     LanguageListModel model(application.hooks.listLanguages());

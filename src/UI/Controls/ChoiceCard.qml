@@ -14,7 +14,7 @@ Rectangle {
     radius: Math.round(12 * Theme.unit)
     color: area.pressed ? Theme.outline : area.containsMouse ? Qt.lighter(Theme.raised, Theme.dark ? 1.12 : 1.02) : Theme.raised
     border.width: 1
-    border.color: area.containsMouse ? Theme.accent : Theme.outline
+    border.color: area.containsMouse ? Theme.secondaryText : Theme.outline
     antialiasing: true
 
     activeFocusOnTab: true

@@ -37,8 +37,8 @@ QPainterPath strokes(const QString& name) {
         path.moveTo(14, 14);
         path.lineTo(19.5, 19.5);
     } else if (name == u"person") {
-        path.moveTo(4.5, 20);
-        path.arcTo(QRectF(4.5, 13.5, 15, 13), 180, -180);
+        path.moveTo(5, 20.5);
+        path.arcTo(QRectF(5, 14.5, 14, 12), 180, -180);
     } else if (name == u"plus") {
         path.moveTo(12, 5);
         path.lineTo(12, 19);
@@ -65,7 +65,7 @@ QPainterPath fills(const QString& name) {
     else if (name == u"microphone")
         path.addRoundedRect(QRectF(9, 3, 6, 11.5), 3, 3);
     else if (name == u"person")
-        path.addEllipse(QPointF(12, 8), 4, 4);
+        path.addEllipse(QPointF(12, 7.5), 4.2, 4.2);
     return path;
 }
 

@@ -47,11 +47,11 @@ Item {
 
     Column {
         id: trial
+        y: Math.max(0, Math.round((parent.height - height) * 0.35))
         width: parent.width
-        spacing: Math.round(18 * Theme.unit)
+        spacing: Math.round(20 * Theme.unit)
         visible: step.offered
 
-        Item { width: 1; height: Math.round(4 * Theme.unit) }
         KeyCap {
             anchors.horizontalCenter: parent.horizontalCenter
             label: hotkey.name

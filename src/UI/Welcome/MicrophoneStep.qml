@@ -43,13 +43,15 @@ Column {
             delegate: Item {
                 id: row
                 required property int index
-                required property var modelData
+                required property string modelData
+                readonly property bool chosen: index === microphone.current
                 width: list.width
                 height: list.rowHeight
                 Accessible.role: Accessible.RadioButton
-                Accessible.name: modelData.name
+                Accessible.name: modelData
+                Accessible.focusable: true
                 Accessible.checkable: true
-                Accessible.checked: modelData.current
+                Accessible.checked: chosen
                 Accessible.onPressAction: microphone.select(index)
 
                 Rectangle {
@@ -67,8 +69,8 @@ Column {
                     height: width
                     radius: width / 2
                     color: "transparent"
-                    border.width: Math.max(1, Math.round((row.modelData.current ? 5.5 : 1.5) * Theme.unit))
-                    border.color: row.modelData.current ? Theme.accent : Theme.secondaryText
+                    border.width: Math.max(1, Math.round((row.chosen ? 5.5 : 1.5) * Theme.unit))
+                    border.color: row.chosen ? Theme.accent : Theme.secondaryText
                     antialiasing: true
                 }
                 Text {
@@ -77,7 +79,7 @@ Column {
                         leftMargin: Math.round(10 * Theme.unit); rightMargin: Math.round(10 * Theme.unit)
                     }
                     elide: Text.ElideRight
-                    text: row.modelData.name
+                    text: row.modelData
                     textFormat: Text.PlainText
                     color: Theme.text
                     font.pixelSize: Theme.fontSize

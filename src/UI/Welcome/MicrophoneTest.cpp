@@ -10,16 +10,11 @@ MicrophoneTest::MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock) : 
 
 MicrophoneTest::~MicrophoneTest() { end(); }
 
-QVariantList MicrophoneTest::choices() const {
-    QVariantList rows;
-    const auto add = [&](const QString& name) {
-        rows.push_back(
-            QVariantMap{{QStringLiteral("name"), name}, {QStringLiteral("current"), rows.size() == current()}});
-    };
-    add(Texts::lookUp(QStringLiteral("tray.systemDefaultMicrophone")));
+QStringList MicrophoneTest::choices() const {
+    QStringList names{Texts::lookUp(QStringLiteral("tray.systemDefaultMicrophone"))};
     for (const auto& choice : m_choices)
-        add(choice.name);
-    return rows;
+        names << choice.name;
+    return names;
 }
 
 int MicrophoneTest::current() const {
@@ -62,7 +57,7 @@ void MicrophoneTest::select(int row) {
         m_choices[index].isCurrent = static_cast<int>(index) == row - 1;
     if (m_hooks.selectMicrophone)
         m_hooks.selectMicrophone(row == 0 ? std::nullopt : std::optional(m_choices[static_cast<size_t>(row - 1)].id));
-    Q_EMIT choicesChanged();
+    Q_EMIT currentChanged();
     if (m_phase == Phase::off)
         return;
     stop();
@@ -77,6 +72,7 @@ void MicrophoneTest::listMicrophones() {
             return;
         test->m_choices = std::move(choices);
         Q_EMIT test->choicesChanged();
+        Q_EMIT test->currentChanged();
     });
 }
 

@@ -4,7 +4,7 @@
 #include "UI/Welcome/SpeechDetector.h"
 
 #include <QObject>
-#include <QVariantList>
+#include <QStringList>
 
 namespace quillo {
 
@@ -12,9 +12,8 @@ namespace quillo {
 /// but for one that ended by itself with a failure. Main thread only.
 class MicrophoneTest final : public QObject {
     Q_OBJECT
-    /// Rows with "name" and "current"; the first is the system's default.
-    Q_PROPERTY(QVariantList choices READ choices NOTIFY choicesChanged)
-    Q_PROPERTY(int current READ current NOTIFY choicesChanged)
+    Q_PROPERTY(QStringList choices READ choices NOTIFY choicesChanged)
+    Q_PROPERTY(int current READ current NOTIFY currentChanged)
     Q_PROPERTY(QString phase READ phase NOTIFY changed)
     Q_PROPERTY(QString reason READ reason NOTIFY changed)
     Q_PROPERTY(bool overdue READ isOverdue NOTIFY changed)
@@ -29,7 +28,8 @@ public:
     MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock);
     ~MicrophoneTest() override;
 
-    [[nodiscard]] QVariantList choices() const;
+    /// The names; the first is the system's default.
+    [[nodiscard]] QStringList choices() const;
     /// The chosen row.
     [[nodiscard]] int current() const;
     /// "off", "listening", "heard" or "failed".
@@ -47,6 +47,7 @@ public:
 
 Q_SIGNALS:
     void choicesChanged();
+    void currentChanged();
     void changed();
     void levelChanged();
 

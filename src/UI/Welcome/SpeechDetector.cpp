@@ -41,11 +41,10 @@ void SpeechDetector::follow(float level) {
     if (m_isRising && level < m_extreme - swing) {
         m_isRising = false;
         m_extreme = level;
-    } else if (!m_isRising && level > m_extreme + swing) {
+    } else if (!m_isRising && level > std::max(m_extreme + swing, faintest)) {
         m_isRising = true;
         m_extreme = level;
-        // One that ends in near silence is a rustle.
-        m_rises += level >= faintest ? 1 : 0;
+        ++m_rises;
     }
 }
 

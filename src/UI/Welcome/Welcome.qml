@@ -12,7 +12,7 @@ FocusScope {
         hotkey: hotkey.name !== "" ? [Texts.t("welcome.hotkey.title"), Texts.t("welcome.hotkey.subtitle")]
                                    : [Texts.t("welcome.hotkey.bindTitle"), Texts.t("welcome.hotkey.bindSubtitle")],
         microphone: [Texts.t("welcome.microphone.title"), Texts.t("welcome.microphone.subtitle")],
-        account: [Texts.t("welcome.account.title"), Texts.t("welcome.account.subtitle")],
+        account: [Texts.t(account.signedIn ? "account.signedIn" : "welcome.account.title"), Texts.t("welcome.account.subtitle")],
         ready: [Texts.t("welcome.ready.title"), Texts.t("welcome.ready.subtitle")]
     })
     readonly property var pages: ({
@@ -21,7 +21,7 @@ FocusScope {
     })
 
     implicitWidth: Math.round(660 * Theme.unit)
-    implicitHeight: Math.round(580 * Theme.unit)
+    implicitHeight: Math.round(560 * Theme.unit)
     LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
@@ -64,9 +64,19 @@ FocusScope {
         contentHeight: stepLoader.y + stepLoader.height
 
         Words {
+            id: greeting
+            x: root.padding
+            y: Math.round(26 * Theme.unit)
+            width: page.width - 2 * root.padding
+            visible: welcome.first
+            color: Theme.accent
+            font.weight: Font.DemiBold
+            text: Texts.t("welcome.title")
+        }
+        Words {
             id: title
             x: root.padding
-            y: Math.round(30 * Theme.unit)
+            y: greeting.visible ? greeting.y + greeting.height + Math.round(6 * Theme.unit) : Math.round(30 * Theme.unit)
             width: page.width - 2 * root.padding
             tone: "title"
             text: root.titles[welcome.step][0]
