@@ -2,7 +2,6 @@
 
 using namespace quillo;
 using namespace quillo::test;
-using testing::HasSubstr;
 
 namespace {
 

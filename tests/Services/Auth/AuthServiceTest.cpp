@@ -2,6 +2,8 @@
 
 #include <QUuid>
 
+#include <array>
+
 using namespace quillo;
 using namespace quillo::test;
 using testing::HasSubstr;
@@ -70,9 +72,8 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
         answer.clear();
         server.requests.clear();
         storeSession(0);
-        std::vector<Ending> ends;
-        for (int caller = 0; caller < 3; ++caller)
-            ends.emplace_back(service().refreshAccessToken());
+        const std::array ends{Ending(service().refreshAccessToken()), Ending(service().refreshAccessToken()),
+                              Ending(service().refreshAccessToken())};
         ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
         server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : ScriptedTcpServer::http("401 No"));
         for (const auto& end : ends)
@@ -83,9 +84,7 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
 
 TEST_F(AuthServiceTest, AHotkeyDuringTheFirstSignInMakesNoSecondUser) {
     answer.clear();
-    std::vector<Ending> ends;
-    for (int caller = 0; caller < 2; ++caller)
-        ends.emplace_back(service().createAnonymousSession());
+    const std::array ends{Ending(service().createAnonymousSession()), Ending(service().createAnonymousSession())};
     ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
     server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
     for (const auto& end : ends)
