@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "AccountsCommand.h"
+
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -100,6 +102,11 @@ const std::vector<Option>& options() {
          [](CommandLine& line, const std::string& text) {
              line.server.maxAnonymousPerHour = static_cast<int>(number("--max-anonymous-per-hour", text, 1, 1000000));
          }},
+        {"--max-registrations-per-hour", "N", "new accounts from one network (default 20)",
+         [](CommandLine& line, const std::string& text) {
+             line.server.maxRegistrationsPerHour =
+                 static_cast<int>(number("--max-registrations-per-hour", text, 1, 1000000));
+         }},
         {"--max-uploads-per-user", "N", "uploads of one user at a time (default 4)",
          count("--max-uploads-per-user", &ServerOptions::maxUploadsPerUser)},
         {"--max-upload-mb", "MB", "the largest recording that may be uploaded, in millions of bytes (default 1500)",
@@ -145,6 +152,8 @@ const Option& find(const std::string& name) {
     throw UsageError(name + ": there is no such option; quillo-server --help lists them");
 }
 
+} // namespace
+
 std::filesystem::path defaultDataFolder() {
     const char* data = std::getenv("XDG_DATA_HOME");
     if (data && data[0] == '/')
@@ -154,8 +163,6 @@ std::filesystem::path defaultDataFolder() {
         throw UsageError("--data: give a folder, since neither XDG_DATA_HOME nor HOME names one");
     return std::filesystem::path(home) / ".local" / "share" / "quillo" / "server";
 }
-
-} // namespace
 
 CommandLine parseCommandLine(std::span<const char* const> arguments) {
     CommandLine line;
@@ -188,7 +195,8 @@ CommandLine parseCommandLine(std::span<const char* const> arguments) {
 }
 
 std::string helpText() {
-    std::string text = "Usage: quillo-server [options]\n\n"
+    std::string text = "Usage: quillo-server [options]\n"
+                       "       quillo-server accounts list | reset-password EMAIL | delete EMAIL\n\n"
                        "The self-hosted companion of Quillo: accounts and streaming transcription on one port, with "
                        "TLS and without.\nClients trust FOLDER/authority.pem, made on the first start.\n\n";
     for (const auto& option : options()) {
@@ -196,7 +204,7 @@ std::string helpText() {
         text += "      " + std::string(option.help) + ".\n";
     }
     text += "\nExit codes: 0 stopped by a signal, 1 could not start (the log says why), 2 wrong options.\n";
-    return text;
+    return text + accountsHelpText();
 }
 
 } // namespace quillo::server

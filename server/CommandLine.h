@@ -29,6 +29,9 @@ public:
 /// Reads the arguments after the program's name; the data folder defaults to the XDG one. Throws UsageError.
 CommandLine parseCommandLine(std::span<const char* const> arguments);
 
+/// Where the server keeps its files unless --data names another folder. Throws UsageError when HOME names none.
+std::filesystem::path defaultDataFolder();
+
 /// The text of --help.
 std::string helpText();
 

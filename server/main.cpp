@@ -1,3 +1,4 @@
+#include "AccountsCommand.h"
 #include "CommandLine.h"
 #include "Foundation/Log.h"
 #include "RecogniserFactory.h"
@@ -62,9 +63,12 @@ int serve(CommandLine line) {
 } // namespace
 
 int main(int argc, char** argv) {
+    const std::span<const char* const> arguments(argv + 1, static_cast<size_t>(argc > 0 ? argc - 1 : 0));
+    if (!arguments.empty() && std::string_view(arguments[0]) == "accounts")
+        return runAccountsCommand(arguments.subspan(1));
     CommandLine line;
     try {
-        line = parseCommandLine({argv + 1, static_cast<size_t>(argc > 0 ? argc - 1 : 0)});
+        line = parseCommandLine(arguments);
     } catch (const UsageError& error) {
         std::fprintf(stderr, "quillo-server: %s\n", error.what());
         return wrongOptions;

@@ -153,7 +153,13 @@ std::optional<size_t> countCharacters(std::string_view text) {
 }
 
 bool hasControlCharacters(std::string_view text) {
-    return std::ranges::any_of(text, [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; });
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool isC1 = byte == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xa0;
+        if (byte < ' ' || byte == 0x7f || isC1)
+            return true;
+    }
+    return false;
 }
 
 } // namespace quillo::server

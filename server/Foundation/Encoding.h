@@ -37,7 +37,7 @@ bool equalSecrets(std::string_view left, std::string_view right);
 /// Characters of a UTF-8 text (RFC 3629: neither surrogates nor overlong forms); empty when it is not UTF-8.
 std::optional<size_t> countCharacters(std::string_view text);
 
-/// True when the text holds U+0000 to U+001F or U+007F.
+/// True when the text holds control characters: U+0000 to U+001F and U+007F to U+009F, in UTF-8.
 bool hasControlCharacters(std::string_view text);
 
 /// Percent-encodes all but unreserved characters (RFC 3986 section 2.3).

@@ -84,11 +84,19 @@ a { color: var(--accent); text-underline-offset: 3px; }
 
 const std::string& pageIcon() {
     static const std::string icon =
-        "data:image/svg+xml,"
-        "%3Csvg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 32 32'%3E%3Crect width='32' height='32' rx='9' "
-        "fill='%235b3fd6'/%3E%3Cpath d='M9 13v6M13 9v14M17 12v8M21 7v18M25 14v4' stroke='%23fff' stroke-width='2.4' "
-        "stroke-linecap='round'/%3E%3C/svg%3E";
+        R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 128 128" aria-hidden="true">)"
+        R"(<rect x="6" y="6" width="116" height="116" rx="30" fill="#6443d6"/>)"
+        R"(<path d="M52 80C36 50 62 26 102 26C102 66 84 92 52 80Z" fill="#fff"/>)"
+        R"(<path d="M26 104L78 50" fill="none" stroke="#4a2fbd" stroke-width="5" stroke-linecap="round"/>)"
+        R"(<path d="M26 104L51 78" fill="none" stroke="#fff" stroke-width="7" stroke-linecap="round"/>)"
+        R"(<path d="M58 104V104M69 99V109M80 94V112M91 99V109M102 103V105" fill="none" stroke="#fff" )"
+        R"(stroke-width="5.5" stroke-linecap="round"/></svg>)";
     return icon;
+}
+
+const std::string& pageIconUrl() {
+    static const std::string url = "data:image/svg+xml," + encodePercent(pageIcon());
+    return url;
 }
 
 const std::string& pagePolicy() {

@@ -10,12 +10,9 @@ std::string page(const std::string& title, const std::string& content, const std
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<meta name=\"robots\" content=\"noindex\">\n" +
-           head + "<title>" + escapeHtml(title) + "</title>\n<link rel=\"icon\" href=\"" + pageIcon() + "\">\n<style>" +
-           pageStyle() +
-           "</style>\n</head>\n<body>\n<main>\n<p class=\"brand\"><svg viewBox=\"0 0 32 32\" aria-hidden=\"true\">"
-           "<rect width=\"32\" height=\"32\" rx=\"9\" fill=\"#5b3fd6\"/><path d=\"M9 13v6M13 9v14M17 12v8M21 7v18M25 "
-           "14v4\" stroke=\"#fff\" stroke-width=\"2.4\" stroke-linecap=\"round\"/></svg>Quillo</p>\n" +
-           content + "</main>\n</body>\n</html>\n";
+           head + "<title>" + escapeHtml(title) + "</title>\n<link rel=\"icon\" href=\"" + pageIconUrl() +
+           "\">\n<style>" + pageStyle() + "</style>\n</head>\n<body>\n<main>\n<p class=\"brand\">" + pageIcon() +
+           "Quillo</p>\n" + content + "</main>\n</body>\n</html>\n";
 }
 
 struct Field {
@@ -72,7 +69,9 @@ std::string fieldsOf(const SignInForm& form) {
     password.error = form.passwordError;
     if (form.isRegistration) {
         password.autocomplete = "new-password";
-        password.hint = "At least 10 characters.";
+        // The error says as much.
+        if (form.passwordError.empty())
+            password.hint = "At least 10 characters.";
     }
     // The first field with an error, or the first that is empty.
     Field* focus = &password;

@@ -7,9 +7,6 @@ namespace quillo::test {
 
 using server::Json;
 
-namespace {
-
-/// True when an answer has come to its end, as its length says.
 bool isComplete(const QByteArray& answer) {
     const auto split = answer.indexOf("\r\n\r\n");
     const auto length = answer.indexOf("Content-Length: ");
@@ -17,8 +14,6 @@ bool isComplete(const QByteArray& answer) {
            answer.size() >=
                split + 4 + answer.mid(length + 16, answer.indexOf('\r', length) - length - 16).toLongLong();
 }
-
-} // namespace
 
 TestServer::TestServer(const char* script, server::ServerOptions options)
     : TestServer(

@@ -26,6 +26,7 @@ public:
     /// An access token of a new anonymous user.
     [[nodiscard]] QString token(const char* device = "device") const;
     [[nodiscard]] std::filesystem::path dataFolder() const;
+    [[nodiscard]] uint16_t port() const { return server_->port(); }
     /// Sends bytes as they are within TLS, and reads until the server closes.
     [[nodiscard]] QByteArray exchangeEncrypted(const QByteArray& bytes) const;
     [[nodiscard]] QUrl streamUrl(const QString& token, bool encrypted = false) const;
@@ -43,6 +44,8 @@ struct HttpAnswer {
 
 /// Sends bytes as they are, in the clear, and reads until the server closes.
 QByteArray exchange(uint16_t port, const QByteArray& bytes);
+/// True when an answer has come to its end, as its length says.
+bool isComplete(const QByteArray& answer);
 HttpAnswer parseAnswer(const QByteArray& bytes);
 HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers = {});
 HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body,

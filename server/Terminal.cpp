@@ -1,0 +1,73 @@
+#include "Terminal.h"
+
+#include <cstdio>
+#include <termios.h>
+#include <unistd.h>
+
+namespace quillo::server {
+namespace {
+
+constexpr size_t maxLineBytes = 4096;
+
+/// Keeps what is typed from the screen. Signals are held back as well: a program that ended here would leave the
+/// terminal without echo.
+class EchoOff {
+public:
+    EchoOff() {
+        if (::tcgetattr(STDIN_FILENO, &before_) != 0)
+            return;
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+        changed_ = ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
+    }
+    ~EchoOff() {
+        if (changed_)
+            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+
+private:
+    termios before_{};
+    bool changed_ = false;
+};
+
+} // namespace
+
+bool isInteractive() { return ::isatty(STDIN_FILENO) == 1; }
+
+std::optional<std::string> readLine() {
+    std::string line;
+    for (;;) {
+        const int c = std::getchar();
+        if (c == EOF && line.empty())
+            return std::nullopt;
+        if (c == EOF || c == '\n')
+            break;
+        if (line.size() == maxLineBytes)
+            return std::nullopt;
+        line += static_cast<char>(c);
+    }
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}
+
+std::optional<std::string> readSecret(const std::string& prompt) {
+    if (!isInteractive())
+        return readLine();
+    std::fputs(prompt.c_str(), stderr);
+    std::fflush(stderr);
+    std::optional<std::string> line;
+    {
+        const EchoOff silent;
+        line = readLine();
+    }
+    std::fputc('\n', stderr);
+    constexpr char interrupt = 3; // Control-C, which is a character while signals are held back
+    if (line && line->find(interrupt) != std::string::npos)
+        return std::nullopt;
+    return line;
+}
+
+} // namespace quillo::server
