@@ -131,6 +131,21 @@ TEST_F(WelcomeWindowTest, LightsTheKeyWhileItIsHeld) {
     EXPECT_FALSE(isLit());
 }
 
+TEST_F(WelcomeWindowTest, ScrollsTheFocusIntoSight) {
+    window->resize(window->minimumSize());
+    window->viewModel().goTo(QStringLiteral("account"));
+    ASSERT_TRUE(arriveAt("account", "account.signIn"));
+    const auto isInSight = [&] {
+        const auto* item = window->activeFocusItem();
+        const auto bottom = item->mapToScene({0, item->height()}).y();
+        return item->mapToScene({0, 0}).y() >= 0 && bottom <= window->height() - item->height() / 2;
+    };
+    ASSERT_TRUE(tabTo(*window, text("welcome.account.without")));
+    EXPECT_TRUE(waitUntil(isInSight));
+    ASSERT_TRUE(tabTo(*window, text("account.signIn")));
+    EXPECT_TRUE(waitUntil(isInSight));
+}
+
 TEST_F(WelcomeWindowTest, LetsTheMicrophoneGoWithTheWindow) {
     window->viewModel().goTo(QStringLiteral("microphone"));
     EXPECT_TRUE(application.isMicrophoneOpen);

@@ -10,7 +10,7 @@ FocusScope {
     readonly property int padding: Math.round(28 * Theme.unit)
 
     implicitWidth: Math.round(480 * Theme.unit)
-    implicitHeight: Math.round(400 * Theme.unit)
+    implicitHeight: Math.round(430 * Theme.unit)
     LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
@@ -20,6 +20,12 @@ FocusScope {
     }
     onConfirmingChanged: Qt.callLater(placeFocus)
 
+    Keys.onPressed: event => {
+        if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
+            page.scroll(event.key === Qt.Key_PageUp ? -1 : 1)
+            event.accepted = true
+        }
+    }
     Keys.onEscapePressed: {
         if (confirming)
             deleting = false

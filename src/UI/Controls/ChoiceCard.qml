@@ -12,9 +12,9 @@ Rectangle {
 
     implicitHeight: Math.max(badge.height, words.height) + Math.round(24 * Theme.unit)
     radius: Math.round(12 * Theme.unit)
-    color: area.pressed ? Theme.outline : area.containsMouse ? Qt.lighter(Theme.raised, Theme.dark ? 1.12 : 1.02) : Theme.raised
+    color: area.pressed ? Theme.outline : area.containsMouse ? Theme.dark ? Qt.lighter(Theme.raised, 1.15) : Qt.darker(Theme.raised, 1.03) : Theme.raised
     border.width: 1
-    border.color: area.containsMouse ? Theme.secondaryText : Theme.outline
+    border.color: Theme.outline
     antialiasing: true
 
     activeFocusOnTab: true

@@ -14,7 +14,8 @@ Rectangle {
     implicitWidth: Math.max(Math.round(88 * Theme.unit), Math.ceil(label.implicitWidth) + Math.round(32 * Theme.unit))
     implicitHeight: Math.round(36 * Theme.unit)
     radius: Math.round(9 * Theme.unit)
-    color: area.pressed ? Qt.darker(fill, Theme.dark ? 1.2 : 1.1) : area.containsMouse ? Qt.lighter(fill, Theme.dark ? 1.08 : 1.04) : fill
+    color: area.pressed ? Qt.darker(fill, 1.15) : !area.containsMouse ? fill
+        : Theme.dark ? Qt.lighter(fill, 1.08) : Qt.darker(fill, 1.03)
     border.width: kind === "plain" ? 1 : 0
     border.color: Theme.outline
     antialiasing: true

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// Scrolls what is higher than the window, and brings what gets the keyboard focus into sight.
+// Scrolls what is higher than the window, and brings what has the keyboard focus into sight.
 Flickable {
     id: page
 
@@ -13,7 +13,16 @@ Flickable {
     boundsBehavior: Flickable.StopAtBounds
     interactive: contentHeight > height
 
-    onFocusedChanged: {
+    onFocusedChanged: reveal()
+    // What has the focus may have been laid out only now.
+    onContentHeightChanged: Qt.callLater(reveal)
+    onHeightChanged: Qt.callLater(reveal)
+
+    // By most of a page, for Page Up (-1) and Page Down (1).
+    function scroll(direction) {
+        contentY = Math.max(0, Math.min(contentHeight - height, contentY + direction * height * 0.8))
+    }
+    function reveal() {
         for (let ancestor = focused; ancestor; ancestor = ancestor.parent) {
             if (ancestor !== contentItem)
                 continue

@@ -49,7 +49,7 @@ Item {
         id: trial
         y: Math.max(0, Math.round((parent.height - height) * 0.35))
         width: parent.width
-        spacing: Math.round(20 * Theme.unit)
+        spacing: Math.round((Window.height < 430 * Theme.unit ? 12 : 20) * Theme.unit)
         visible: step.offered
 
         KeyCap {

@@ -8,7 +8,9 @@ Column {
     readonly property Item initialFocus: null
     readonly property bool failed: microphone.phase === "failed"
     readonly property bool heard: microphone.phase === "heard"
-    spacing: Math.round(16 * Theme.unit)
+    // The level is to be seen, also in a low window.
+    readonly property bool low: Window.height < 430 * Theme.unit
+    spacing: Math.round((low ? 8 : 16) * Theme.unit)
 
     Rectangle {
         width: parent.width
@@ -26,7 +28,7 @@ Column {
             x: Math.round(6 * Theme.unit)
             y: x
             width: parent.width - 2 * x
-            height: Math.min(count, 4.5) * rowHeight
+            height: Math.min(count, step.low ? 2.5 : 4.5) * rowHeight
             clip: true
             boundsBehavior: Flickable.StopAtBounds
             interactive: contentHeight > height
@@ -102,7 +104,7 @@ Column {
     Waveform {
         anchors.horizontalCenter: parent.horizontalCenter
         width: Math.min(parent.width, Math.round(300 * Theme.unit))
-        height: Math.round(64 * Theme.unit)
+        height: Math.round((step.low ? 32 : 64) * Theme.unit)
         visible: !step.failed
         color: step.heard ? Theme.success : Theme.accent
         level: microphone.level

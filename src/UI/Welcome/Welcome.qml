@@ -7,6 +7,7 @@ FocusScope {
     id: root
 
     readonly property int padding: Math.round(36 * Theme.unit)
+    readonly property bool low: height < Math.round(430 * Theme.unit)
     readonly property var titles: ({
         language: [Texts.t("languagePicker.title"), Texts.t("languagePicker.subtitle")],
         hotkey: hotkey.name !== "" ? [Texts.t("welcome.hotkey.title"), Texts.t("welcome.hotkey.subtitle")]
@@ -50,6 +51,9 @@ FocusScope {
         if (event.key === Qt.Key_Left && event.modifiers & Qt.AltModifier) {
             welcome.back()
             event.accepted = true
+        } else if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
+            page.scroll(event.key === Qt.Key_PageUp ? -1 : 1)
+            event.accepted = true
         }
     }
 
@@ -66,7 +70,7 @@ FocusScope {
         Words {
             id: greeting
             x: root.padding
-            y: Math.round(26 * Theme.unit)
+            y: Math.round((root.low ? 12 : 26) * Theme.unit)
             width: page.width - 2 * root.padding
             visible: welcome.first
             color: Theme.accent
@@ -76,7 +80,8 @@ FocusScope {
         Words {
             id: title
             x: root.padding
-            y: greeting.visible ? greeting.y + greeting.height + Math.round(6 * Theme.unit) : Math.round(30 * Theme.unit)
+            y: greeting.visible ? greeting.y + greeting.height + Math.round(6 * Theme.unit)
+                                : Math.round((root.low ? 14 : 30) * Theme.unit)
             width: page.width - 2 * root.padding
             tone: "title"
             text: root.titles[welcome.step][0]
@@ -89,8 +94,8 @@ FocusScope {
         }
         Loader {
             id: stepLoader
-            anchors { left: title.left; right: title.right; top: subtitle.bottom; topMargin: Math.round(20 * Theme.unit) }
-            height: Math.max(item ? item.implicitHeight + Math.round(16 * Theme.unit) : 0, page.height - y)
+            anchors { left: title.left; right: title.right; top: subtitle.bottom; topMargin: Math.round((root.low ? 12 : 20) * Theme.unit) }
+            height: Math.max(item ? item.implicitHeight + Math.round(12 * Theme.unit) : 0, page.height - y)
             source: root.pages[welcome.step]
             onLoaded: {
                 page.contentY = 0
@@ -102,7 +107,7 @@ FocusScope {
     Item {
         id: footer
         anchors { left: parent.left; right: parent.right; bottom: parent.bottom }
-        height: forward.height + Math.round(32 * Theme.unit)
+        height: forward.height + Math.round((root.low ? 16 : 32) * Theme.unit)
 
         Rectangle {
             anchors { left: parent.left; right: parent.right; top: parent.top }
