@@ -56,11 +56,12 @@ std::optional<std::string> readLine() {
 std::optional<std::string> readSecret(const std::string& prompt) {
     if (!isInteractive())
         return readLine();
-    std::fputs(prompt.c_str(), stderr);
-    std::fflush(stderr);
     std::optional<std::string> line;
     {
+        // Before the prompt: what is typed at once must not be shown either.
         const EchoOff silent;
+        std::fputs(prompt.c_str(), stderr);
+        std::fflush(stderr);
         line = readLine();
     }
     std::fputc('\n', stderr);

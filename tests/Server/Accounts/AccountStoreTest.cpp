@@ -1,5 +1,8 @@
 #include "Accounts/AccountStore.h"
+#include "Accounts/Credentials.h"
+#include "Accounts/PasswordHash.h"
 #include "Accounts/RateLimiter.h"
+#include "Foundation/Encoding.h"
 #include "Foundation/Files.h"
 
 #include <gtest/gtest.h>
@@ -96,6 +99,84 @@ TEST_F(Accounts, TheFileHoldsNeitherTokensNorDeviceIds) {
         for (const auto& secret : {session.tokens.access, session.tokens.refresh, std::string("a-recognisable-device")})
             EXPECT_EQ(content.find(secret), std::string::npos) << suffix;
     }
+}
+
+TEST_F(Accounts, KeepsWhatVersionOneHeld) {
+    const std::string old = folder.filePath(QStringLiteral("old.sqlite")).toStdString();
+    const auto dump = readFile(std::filesystem::path(QUILLO_FIXTURES) / "version1.sql");
+    ASSERT_TRUE(dump);
+    Database(old, {}).execute(*dump);
+    now = std::chrono::system_clock::time_point(1'795'415'760s);
+    AccountStore migrated(old, [this] { return now; });
+    const std::string user = "6c336efe-3374-4f58-b149-bacf740006e6";
+    EXPECT_EQ(migrated.userOf("aliiegAkeYhGkdGwLiw-rO1QkBizznxNRRFWk6RoKz4")->id, user);
+    EXPECT_EQ(migrated.signInAnonymously("an old device").user.id, user);
+    EXPECT_TRUE(migrated.refresh("n1ws1TbNqye8sDHkb6NcRYqczma7iq5zQA1d2W1RylA"));
+    EXPECT_FALSE(migrated.refresh("DPEoNLNGnlmu3uG6ks2uU9Kn8scI15lvqaOjLCXRKbI")) << "was used before";
+    EXPECT_TRUE(migrated.addAccount("ann@example.org", "Ann", "a hash"));
+}
+
+TEST_F(Accounts, AMergeThatWasCutOffIsKnownAfterwards) {
+    const auto anonymous = store.signInAnonymously("device");
+    const auto account = store.addAccount("ann@example.org", std::nullopt, "a hash").value();
+    const std::string challenge = encodeBase64Url(sha256("verifier"));
+    const auto code = store.issueCode({account.id, "client", "back", challenge, anonymous.user.id, false}, "a hash");
+    const auto redeemed = store.redeem({code.value(), "client", "back", "verifier", anonymous.tokens.access});
+    ASSERT_TRUE(redeemed);
+    EXPECT_EQ(redeemed->mergedUser, anonymous.user.id);
+    AccountStore restarted(file, [this] { return now; });
+    const auto merges = restarted.unfinishedMerges();
+    ASSERT_EQ(merges.size(), 1U);
+    EXPECT_EQ(merges[0].from, anonymous.user.id);
+    EXPECT_EQ(merges[0].to, account.id);
+    EXPECT_NE(restarted.signInAnonymously("device").user.id, anonymous.user.id);
+    restarted.finishMerge(anonymous.user.id);
+    EXPECT_TRUE(restarted.unfinishedMerges().empty());
+    restarted.finishMerge(account.id);
+    EXPECT_TRUE(restarted.userOf(redeemed->session.tokens.access)) << "only what was merged is removed";
+}
+
+TEST_F(Accounts, APasswordThatWasChangedGivesNoCodeAndEndsWhatItGave) {
+    const auto account = store.addAccount("ann@example.org", "Ann", "old").value();
+    EXPECT_FALSE(store.addAccount("ann@example.org", "Another", "other"));
+    const CodeGrant grant{account.id, "client", "back", encodeBase64Url(sha256("verifier")), "", false};
+    const auto used = store.issueCode(grant, "old");
+    const auto session = store.redeem({used.value(), "client", "back", "verifier", ""});
+    const auto unused = store.issueCode(grant, "old");
+    ASSERT_TRUE(session && unused);
+    EXPECT_TRUE(store.resetPassword("ann@example.org", "new"));
+    EXPECT_FALSE(store.resetPassword("nobody@example.org", "new"));
+    EXPECT_FALSE(store.userOf(session->session.tokens.access));
+    EXPECT_FALSE(store.refresh(session->session.tokens.refresh));
+    EXPECT_FALSE(store.redeem({*unused, "client", "back", "verifier", ""}));
+    EXPECT_FALSE(store.issueCode(grant, "old")) << "judged before, issued after";
+    store.replaceHash({account.id, "old"}, "stronger");
+    EXPECT_EQ(store.credentialsOf("ann@example.org")->passwordHash, "new");
+}
+
+TEST(ServerPasswords, HashesCarryTheirCostAndAreRenewedWhenItChanges) {
+    const PasswordCost weak{.memoryKiB = 64, .passes = 1, .lanes = 1};
+    const auto hash = hashPassword("a password", weak);
+    EXPECT_NE(hash, hashPassword("a password", weak)) << "salted";
+    EXPECT_TRUE(verifyPassword("a password", hash));
+    for (const auto& wrong : {std::string("a passwore"), std::string(), std::string("a password\0", 11)})
+        EXPECT_FALSE(verifyPassword(wrong, hash)) << wrong;
+    EXPECT_FALSE(needsRehash(hash, weak));
+    EXPECT_TRUE(needsRehash(hash));
+    EXPECT_FALSE(needsRehash(unknownAccountHash())) << "costs as much as a real one";
+    EXPECT_FALSE(verifyPassword("a password", unknownAccountHash()));
+    EXPECT_THROW(verifyPassword("a password", "nonsense"), std::runtime_error);
+}
+
+TEST(ServerCredentials, AnAddressHasOneForm) {
+    for (const char* text : {"ann@example.org", " Ann@EXAMPLE.org\t", "ANN@example.ORG"})
+        EXPECT_EQ(normalisedEmail(text), "ann@example.org") << text;
+    EXPECT_EQ(normalisedEmail("j\u00f6rg@b\u00fcro"), "j\u00f6rg@b\u00fcro");
+    for (const auto& text : {std::string("ann"), std::string("@b"), std::string("a@"), std::string("a@b@c"),
+                             std::string("a b@c"), std::string("a@.b"), std::string("a@b..c"), std::string("a@b\n"),
+                             std::string("a\0@b", 4), std::string("a\xff@b"), std::string("<a@b>"), std::string(" "),
+                             std::string(250, 'a') + "@b.org", std::string("a\xc2\x9b@b")})
+        EXPECT_FALSE(normalisedEmail(text)) << text;
 }
 
 TEST(ServerRateLimiter, RefillsEvenlyAndCountsEachKeyAlone) {

@@ -1,4 +1,5 @@
 #include "Tasks/TaskStore.h"
+#include "Foundation/Files.h"
 
 #include <gmock/gmock.h>
 
@@ -25,7 +26,7 @@ protected:
         request.userId = user;
         request.audioFile = file;
         request.recordingId = "r";
-        return store->add(request);
+        return store->add(request).value();
     }
 
     std::filesystem::path folder;
@@ -81,6 +82,57 @@ TEST_F(TaskStoreTest, CountsAttemptsThatWereTheTasksFault) {
     ASSERT_EQ(left.size(), 1U);
     EXPECT_EQ(left.front().attempts, 1);
     EXPECT_EQ(left.front().request.audioFile, "a");
+}
+
+TEST_F(TaskStoreTest, WhatIsBegunForAUserWhoWasMovedBelongsToTheSuccessor) {
+    const auto keep = [this](const char* user, const char* text) {
+        LiveTranscript live;
+        live.userId = user;
+        live.recordingId = "r";
+        live.id = text;
+        live.text = text;
+        store->keepLive(live);
+    };
+    const auto early = add("anonymous", "early");
+    const auto own = add("account", "own");
+    keep("anonymous", "theirs");
+    keep("account", "own");
+    EXPECT_THAT(store->moveUser("anonymous", "account"), IsEmpty());
+    EXPECT_EQ(store->findLive("account", "r")->text, "own") << "what both have, the account keeps";
+    const auto late = add("anonymous", "late");
+    keep("anonymous", "late");
+    EXPECT_EQ(store->findLive("account", "r")->text, "late");
+    for (const auto& task : {early, own, late}) {
+        EXPECT_EQ(store->find("account", task.id)->request.userId, "account");
+        EXPECT_TRUE(store->find("anonymous", task.id)) << "who still asks under the old id";
+    }
+    EXPECT_EQ(store->unfinishedOf("anonymous"), 3);
+
+    EXPECT_THAT(store->removeUser("account"), testing::UnorderedElementsAre("early", "own", "late"));
+    for (const char* user : {"account", "anonymous"}) {
+        TaskRequest request;
+        request.userId = user;
+        EXPECT_FALSE(store->add(request)) << user;
+        keep(user, "after the end");
+        EXPECT_FALSE(store->findLive(user, "r")) << user;
+    }
+    add("another", "stray");
+    EXPECT_THAT(store->moveUser("another", "account"), ElementsAre("stray")) << "nobody is left to have it";
+}
+
+TEST_F(TaskStoreTest, KeepsWhatVersionOneHeld) {
+    const auto file = folder / "old.sqlite";
+    const auto dump = readFile(std::filesystem::path(QUILLO_FIXTURES) / "version1.sql");
+    ASSERT_TRUE(dump);
+    Database(file, {}).execute(*dump);
+    const std::string user = "6c336efe-3374-4f58-b149-bacf740006e6";
+    TaskStore migrated(file, [this] { return now; });
+    const auto task = migrated.findDiarization(user, "old-recording");
+    ASSERT_TRUE(task);
+    EXPECT_EQ(task->status, TaskStatus::completed);
+    EXPECT_NE(task->result.find("the quick brown"), std::string::npos);
+    migrated.moveUser(user, "account");
+    EXPECT_TRUE(migrated.find("account", task->id));
 }
 
 } // namespace

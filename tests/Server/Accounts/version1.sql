@@ -1,0 +1,42 @@
+-- What version 1 of the schema was, as written by the program of that time.
+PRAGMA foreign_keys = OFF;
+BEGIN TRANSACTION;
+CREATE TABLE access_tokens (
+    hash BLOB PRIMARY KEY,
+    family_id TEXT NOT NULL REFERENCES token_families(id) ON DELETE CASCADE,
+    expires_at INTEGER NOT NULL
+) WITHOUT ROWID;
+INSERT INTO "access_tokens" VALUES(X'04FD503113D278D0FD3C0FDFE3122A4C945B550A41D300AFB10441016747FDC5','30920b1f-fcba-4f56-9d88-a31954c8e2c4',1795419337707);
+INSERT INTO "access_tokens" VALUES(X'3566439E6E5C96AA9BF04AA7F950511B6AFC7D7DE1940B6581D92AF0CD76C657','30920b1f-fcba-4f56-9d88-a31954c8e2c4',1795419338193);
+CREATE TABLE refresh_tokens (
+    hash BLOB PRIMARY KEY,
+    family_id TEXT NOT NULL REFERENCES token_families(id) ON DELETE CASCADE,
+    expires_at INTEGER NOT NULL,
+    used_at INTEGER,
+    uses INTEGER NOT NULL DEFAULT 0
+) WITHOUT ROWID;
+INSERT INTO "refresh_tokens" VALUES(X'37155656BAA1D60EA1805D27C32BB45E7A97FACB3502E545F7795EA70B24EAF4','30920b1f-fcba-4f56-9d88-a31954c8e2c4',1803191738193,NULL,0);
+INSERT INTO "refresh_tokens" VALUES(X'82E2A14071F1D975096608A95FD114BD1E5A58952F8F207BD85485E716D97EF4','30920b1f-fcba-4f56-9d88-a31954c8e2c4',1803191737707,1795415738193,1);
+CREATE TABLE token_families (
+    id TEXT PRIMARY KEY,
+    user_id TEXT NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+    expires_at INTEGER NOT NULL
+) WITHOUT ROWID;
+INSERT INTO "token_families" VALUES('30920b1f-fcba-4f56-9d88-a31954c8e2c4','6c336efe-3374-4f58-b149-bacf740006e6',1803191738193);
+CREATE TABLE users (
+    id TEXT PRIMARY KEY,
+    device_hash BLOB UNIQUE,
+    email TEXT UNIQUE,
+    full_name TEXT,
+    is_anonymous INTEGER NOT NULL,
+    created_at INTEGER NOT NULL
+) WITHOUT ROWID;
+INSERT INTO "users" VALUES('6c336efe-3374-4f58-b149-bacf740006e6',X'EFB10651BEE3AB98D806013ACD44E89A07DFC3F8F134D67731F603FDBA89F1E6',NULL,NULL,1,1795415737707);
+CREATE INDEX token_families_by_expiry ON token_families(expires_at);
+CREATE INDEX token_families_by_user ON token_families(user_id);
+CREATE INDEX access_tokens_by_expiry ON access_tokens(expires_at);
+CREATE INDEX access_tokens_by_family ON access_tokens(family_id);
+CREATE INDEX refresh_tokens_by_expiry ON refresh_tokens(expires_at);
+CREATE INDEX refresh_tokens_by_family ON refresh_tokens(family_id);
+COMMIT;
+PRAGMA user_version = 1;
