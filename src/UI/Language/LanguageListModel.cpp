@@ -14,18 +14,20 @@ QString folded(const QString& text) {
     return plain.toCaseFolded();
 }
 
-/// 0: begins with it, 1: holds it, 2: neither.
-int rank(const InterfaceChoice& language, const QString& wanted) {
-    const auto own = folded(language.name);
-    const auto english = folded(language.detail);
-    if (own.startsWith(wanted) || english.startsWith(wanted) || language.id == wanted)
+} // namespace
+
+LanguageListModel::LanguageListModel(InterfaceChoices languages) : m_all(std::move(languages)), m_matching(m_all) {
+    m_names.reserve(m_all.size());
+    for (const auto& language : m_all)
+        m_names.push_back({folded(language.name), folded(language.detail)});
+}
+
+int LanguageListModel::rank(size_t language, const QString& wanted) const {
+    const auto& [own, english] = m_names[language];
+    if (own.startsWith(wanted) || english.startsWith(wanted) || m_all[language].id == wanted)
         return 0;
     return own.contains(wanted) || english.contains(wanted) ? 1 : 2;
 }
-
-} // namespace
-
-LanguageListModel::LanguageListModel(InterfaceChoices languages) : m_all(std::move(languages)), m_matching(m_all) {}
 
 void LanguageListModel::setFilter(const QString& filter) {
     if (filter == m_filter)
@@ -33,10 +35,15 @@ void LanguageListModel::setFilter(const QString& filter) {
     m_filter = filter;
     const auto wanted = folded(filter.simplified());
     beginResetModel();
-    m_matching = m_all;
-    if (!wanted.isEmpty()) {
-        std::erase_if(m_matching, [&](const auto& language) { return rank(language, wanted) == 2; });
-        std::ranges::stable_sort(m_matching, {}, [&](const auto& language) { return rank(language, wanted); });
+    if (wanted.isEmpty()) {
+        m_matching = m_all;
+    } else {
+        m_matching.clear();
+        InterfaceChoices within;
+        for (size_t language = 0; language < m_all.size(); ++language)
+            if (const int place = rank(language, wanted); place < 2)
+                (place == 0 ? m_matching : within).push_back(m_all[language]);
+        std::ranges::move(within, std::back_inserter(m_matching));
     }
     endResetModel();
     Q_EMIT filterChanged();

@@ -35,7 +35,15 @@ Q_SIGNALS:
     void filterChanged();
 
 private:
+    struct FoldedNames {
+        QString own;
+        QString english;
+    };
+    /// 0: begins with it, 1: holds it, 2: neither.
+    [[nodiscard]] int rank(size_t language, const QString& wanted) const;
+
     InterfaceChoices m_all;
+    std::vector<FoldedNames> m_names; ///< of m_all, for comparison
     InterfaceChoices m_matching;
     QString m_filter;
 };

@@ -183,7 +183,7 @@ private:
     QTimer m_levels;
 };
 
-int runIdle() {
+int runIdle(bool afterWindows) {
     quillo::test::FakeApplication fakes;
     RecordingStore store(
         EventExecutor::main(), RecordingState(),
@@ -191,6 +191,16 @@ int runIdle() {
         [](const QString&, const QString&) {}, [](const RecordingAction&) { return false; });
     const auto interface = createUserInterface(store, fakes.hooks);
     interface->prepare();
+    if (afterWindows) {
+        interface->showWelcome();
+        QTimer::singleShot(std::chrono::seconds(1), [&] {
+            interface->showAccount();
+            QTimer::singleShot(std::chrono::seconds(1), [] {
+                for (auto* window : QGuiApplication::topLevelWindows())
+                    window->close();
+            });
+        });
+    }
     return QApplication::exec();
 }
 
@@ -202,15 +212,17 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     QCommandLineParser options;
     options.addHelpOption();
-    options.addOptions({{QStringLiteral("output"), QStringLiteral("Folder for the pictures."), QStringLiteral("folder"),
-                         QStringLiteral("quillo-ui-gallery")},
-                        {QStringLiteral("dark"), QStringLiteral("Use a dark palette.")},
-                        {QStringLiteral("locale"), QStringLiteral("Interface language."), QStringLiteral("code"),
-                         QStringLiteral("en")},
-                        {QStringLiteral("font-scale"), QStringLiteral("Size of the text."), QStringLiteral("factor"),
-                         QStringLiteral("1")},
-                        {QStringLiteral("windows"), QStringLiteral("Show the windows alone.")},
-                        {QStringLiteral("idle"), QStringLiteral("Wait with a hidden pill.")}});
+    options.addOptions(
+        {{QStringLiteral("output"), QStringLiteral("Folder for the pictures."), QStringLiteral("folder"),
+          QStringLiteral("quillo-ui-gallery")},
+         {QStringLiteral("dark"), QStringLiteral("Use a dark palette.")},
+         {QStringLiteral("locale"), QStringLiteral("Interface language."), QStringLiteral("code"),
+          QStringLiteral("en")},
+         {QStringLiteral("font-scale"), QStringLiteral("Size of the text."), QStringLiteral("factor"),
+          QStringLiteral("1")},
+         {QStringLiteral("windows"), QStringLiteral("Show the windows alone.")},
+         {QStringLiteral("idle"), QStringLiteral("Wait with a hidden pill.")},
+         {QStringLiteral("after-windows"), QStringLiteral("Before --idle open and close the windows.")}});
     options.process(application);
     if (options.isSet(QStringLiteral("dark")))
         QApplication::setPalette(darkPalette());
@@ -219,7 +231,7 @@ int main(int argc, char** argv) {
     QApplication::setFont(font);
     LocalizationManager::shared().setLocale(options.value(QStringLiteral("locale")));
     if (options.isSet(QStringLiteral("idle")))
-        return runIdle();
+        return runIdle(options.isSet(QStringLiteral("after-windows")));
     const QDir output(options.value(QStringLiteral("output")));
     if (!output.mkpath(QStringLiteral(".")))
         qFatal("The folder %s cannot be made.", qPrintable(output.path()));
