@@ -114,6 +114,22 @@ TEST_F(WelcomeWindowTest, IsGoneThroughWithTheKeyboardAlone) {
     EXPECT_FALSE(application.isUnbalanced);
 }
 
+TEST_F(WelcomeWindowTest, LeadsPastTheGuideWhereThereAreNoHotkeys) {
+    window.reset();
+    application.hotkey.clear();
+    window = std::make_unique<WelcomeWindow>(host, application.hooks, account, clock);
+    show(*window);
+    window->viewModel().goTo(QStringLiteral("hotkey"));
+    EXPECT_FALSE(application.hotkeyObserver);
+    ASSERT_TRUE(arriveAt("hotkey"));
+    ASSERT_TRUE(tabTo(*window, application.hooks.hotkeySteps()));
+    press(*window, Qt::Key_Tab); // a text that is only read keeps neither this key
+    EXPECT_NE(nameOf(window->activeFocusItem()), application.hooks.hotkeySteps());
+    ASSERT_TRUE(tabTo(*window, application.hooks.hotkeySteps()));
+    press(*window, Qt::Key_Return); // nor this one
+    EXPECT_TRUE(arriveAt("microphone"));
+}
+
 TEST_F(WelcomeWindowTest, LightsTheKeyWhileItIsHeld) {
     window->viewModel().goTo(QStringLiteral("hotkey"));
     ASSERT_TRUE(application.hotkeyObserver);

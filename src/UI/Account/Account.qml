@@ -18,7 +18,10 @@ FocusScope {
         const first = confirming ? keep : choices.initialFocus ? choices.initialFocus : close
         first.forceActiveFocus()
     }
-    onConfirmingChanged: Qt.callLater(placeFocus)
+    onConfirmingChanged: {
+        deleting = confirming
+        Qt.callLater(placeFocus)
+    }
 
     Keys.onPressed: event => {
         if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {

@@ -144,8 +144,8 @@ FocusScope {
             anchors { right: parent.right; rightMargin: root.padding; verticalCenter: parent.verticalCenter }
             kind: "primary"
             text: Texts.t(welcome.last ? "welcome.finish" : "welcome.next")
-            // With an account or without is for the user to say.
-            visible: welcome.step !== "account" || account.phase === "signedIn"
+            // With an account or without is for the user to say, unless nothing can be said now.
+            visible: welcome.step !== "account" || account.phase === "signedIn" || account.phase === "busy"
             onClicked: root.next()
         }
     }
