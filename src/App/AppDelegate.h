@@ -48,6 +48,7 @@ private:
     void setupAccount();
     /// Shows the welcome to a new user; asks whose session this is either way.
     void openFirstWindow();
+    void restoreUnlockedSession();
     void sessionDidSettle(SessionCheck::Outcome outcome);
     void userDidSignIn();
     void userDidChange();

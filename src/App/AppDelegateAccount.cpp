@@ -4,6 +4,7 @@
 #include "App/HotkeySetup.h"
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
+#include "Localization/LocalizationManager.h"
 #include "Services/HotkeyConfig.h"
 
 namespace quillo {
@@ -25,6 +26,15 @@ void AppDelegate::setupAccount() {
     m_sessionCheck = std::make_unique<SessionCheck>(
         *m_services->authService, m_clock, m_tasks,
         [this](SessionCheck::Outcome outcome, const QString&) { sessionDidSettle(outcome); });
+    if (m_services->keychain)
+        m_services->keychain->onUnlocked = [this] { restoreUnlockedSession(); };
+}
+
+void AppDelegate::restoreUnlockedSession() {
+    m_tasks.run(QStringLiteral("session of the unlocked keyring"), [this](std::stop_token) -> Task<> {
+        co_await m_services->authService->checkExistingSession();
+        m_interface->accountDidChange();
+    });
 }
 
 void AppDelegate::openFirstWindow() {
@@ -38,6 +48,10 @@ void AppDelegate::openFirstWindow() {
 
 void AppDelegate::sessionDidSettle(SessionCheck::Outcome outcome) {
     const auto user = m_services->authService->currentUser();
+    if (m_services->keychain && m_services->keychain->isLocked())
+        NotificationCenter::shared().post(
+            notification::userNotice,
+            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("account.keyringLocked"))}});
     if (outcome == SessionCheck::Outcome::failed)
         NotificationCenter::shared().post(notification::showAuthWindow);
     else if (user && !user->isAnonymous && !UserSettings::shared().onboardingCompleted())

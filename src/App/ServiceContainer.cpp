@@ -19,7 +19,6 @@
 #include "Platform/Unavailable.h"
 #include "Services/AUHALAudioService.h"
 #include "Services/Auth/AuthService.h"
-#include "Services/Auth/KeychainTokenStorage.h"
 #include "Services/HotkeyService.h"
 #include "Services/MetricsService.h"
 #include "Services/Mock/MockServices.h"
@@ -86,8 +85,8 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
     sounds = createSounds();
 
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);
-    const auto storage = makeTokenStorage();
-    tokenStorage = storage;
+    keychain = makeTokenStorage();
+    tokenStorage = keychain;
     trust = TrustedNetwork::fromEnvironment();
     webSocketService = std::make_unique<WebSocketService>(
         WebSocketService::Config{
@@ -113,7 +112,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
             .apiBaseURL = environment.apiBaseURL(),
             .tokenStorage = tokenStorage,
             .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
-            .loadStorage = [storage] { return storage->load(); },
+            .loadStorage = [storage = keychain] { return storage->load(); },
             .clientVersion = QStringLiteral(QUILLO_VERSION),
             .openBrowser = [](const QUrl& page) { return QDesktopServices::openUrl(page); },
             .browserAuthBaseURL = browserPages(environment),

@@ -12,7 +12,7 @@
 #include "Platform/Sounds.h"
 #include "Services/AudioServiceProtocol.h"
 #include "Services/Auth/AuthServiceProtocol.h"
-#include "Services/Auth/TokenStorageProtocol.h"
+#include "Services/Auth/KeychainTokenStorage.h"
 #include "Services/HotkeyServiceProtocol.h"
 #include "Services/MetricsServiceProtocol.h"
 #include "Services/NetworkMonitorServiceProtocol.h"
@@ -51,6 +51,7 @@ struct ServiceContainer {
     // The services.
     std::unique_ptr<AudioServiceProtocol> audioService;
     std::shared_ptr<TokenStorageProtocol> tokenStorage;
+    std::shared_ptr<KeychainTokenStorage> keychain; ///< the same; none with mock services
     std::shared_ptr<TrustedNetwork> trust;
     std::unique_ptr<WebSocketServiceProtocol> webSocketService;
     std::unique_ptr<TextInjectionServiceProtocol> textInjectionService;

@@ -96,6 +96,7 @@ private:
 
     void startDisplay();
     void startBus();
+    QString busWithoutSecrets();
     void startWindowManager();
     void startSecretService();
     void writePreferences();

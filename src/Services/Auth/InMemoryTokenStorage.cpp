@@ -33,6 +33,11 @@ void InMemoryTokenStorage::adopt(const QString& key, const QByteArray& value) {
         m_values.insert(key, value);
 }
 
+void InMemoryTokenStorage::replace(const QString& key, const QByteArray& value) {
+    const std::lock_guard lock(m_mutex);
+    m_values.insert(key, value);
+}
+
 std::optional<QString> InMemoryTokenStorage::accessToken() const { return text(value(tokenKey::accessToken)); }
 
 void InMemoryTokenStorage::setAccessToken(const std::optional<QString>& token) {

@@ -39,6 +39,8 @@ protected:
     void setValue(const QString& key, const std::optional<QByteArray>& value);
     /// Takes `value` over from a slower store, unless the key was set or removed in the meantime.
     void adopt(const QString& key, const QByteArray& value);
+    /// Takes `value` over whatever was there, without telling `changed`.
+    void replace(const QString& key, const QByteArray& value);
 
 private:
     mutable std::mutex m_mutex;

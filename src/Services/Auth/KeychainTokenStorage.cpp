@@ -2,8 +2,11 @@
 
 #include "Concurrency/AsyncStream.h"
 #include "Core/Log.h"
+#include "Services/Auth/AuthTokens.h"
 
 #include <QStringBuilder>
+
+#include <array>
 
 namespace quillo {
 
@@ -12,6 +15,9 @@ namespace {
 void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(message, level, QStringLiteral("TokenStorage"));
 }
+
+const std::array storedKeys{tokenKey::accessToken, tokenKey::refreshToken, tokenKey::accessTokenExpiresAt,
+                            tokenKey::userData, tokenKey::deviceId};
 
 /// What is logged when a value reached the store; nothing for a key that has no line.
 QString storedLine(const QString& key) {
@@ -38,12 +44,23 @@ void remove(SecretStore& store, const QString& key) {
         log(QStringLiteral("Keychain delete failed for ") % key, LogLevel::error);
 }
 
+/// Whether `user` is one with an account.
+bool holdsAccount(const std::optional<QByteArray>& user) {
+    try {
+        return user && !authCoding::decodeUser(*user).isAnonymous;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
 } // namespace
 
 KeychainTokenStorage::KeychainTokenStorage(std::unique_ptr<SecretStore> store, DeviceIdMirror mirror)
-    : m_store(std::move(store)), m_mirror(std::move(mirror)), m_executor(QStringLiteral("com.quillo.keychain")) {}
+    : m_store(std::move(store)), m_mirror(std::move(mirror)), m_executor(QStringLiteral("com.quillo.keychain")) {
+    m_store->onChange([this] { lookAgain(); });
+}
 
-KeychainTokenStorage::~KeychainTokenStorage() = default;
+KeychainTokenStorage::~KeychainTokenStorage() { m_store->onChange({}); }
 
 void KeychainTokenStorage::changed(const QString& key, const std::optional<QByteArray>& value) {
     if (key == tokenKey::deviceId && value && m_mirror.write)
@@ -64,24 +81,58 @@ void KeychainTokenStorage::clear() {
 Task<> KeychainTokenStorage::load() {
     auto [ends, end] = AsyncStream<bool>::make(EventExecutor::main());
     m_executor.post([this, end = end] {
-        // Asked once before: every read of a store that does not answer would wait out its deadline.
-        const bool available = m_store->isAvailable();
-        for (const auto& key : {tokenKey::accessToken, tokenKey::refreshToken, tokenKey::accessTokenExpiresAt,
-                                tokenKey::userData, tokenKey::deviceId}) {
-            if (!available)
-                log(QStringLiteral("Keychain read failed for ") % key, LogLevel::error);
-            else if (const auto value = m_store->read(key))
-                adopt(key, *value);
-        }
-        end.finish();
+        const bool locked = m_store->isLocked();
+        readAll();
+        end.yield(locked);
     });
-    co_await ends.next();
+    m_isLocked = (co_await ends.next()).value_or(false);
     if (deviceId() || !m_mirror.read)
         co_return;
     if (const auto mirrored = m_mirror.read(); mirrored && !mirrored->isEmpty()) {
         log(QStringLiteral("Device ID recovered from UserDefaults fallback (Keychain unavailable)"), LogLevel::warn);
         setDeviceId(*mirrored);
     }
+}
+
+void KeychainTokenStorage::readAll() {
+    // Asked once before: every read of a store that does not answer would wait out its deadline.
+    const bool available = m_store->isAvailable();
+    for (const auto& key : storedKeys) {
+        if (!available)
+            log(QStringLiteral("Keychain read failed for ") % key, LogLevel::error);
+        else if (const auto value = m_store->read(key))
+            adopt(key, *value);
+    }
+}
+
+void KeychainTokenStorage::lookAgain() {
+    if (!m_isLocked)
+        return;
+    m_executor.post([this] {
+        if (!m_store->reopen())
+            return;
+        log(QStringLiteral("The keyring was unlocked"));
+        mergeAfterUnlock();
+        EventExecutor::main().post([this, alive = std::weak_ptr(m_alive)] {
+            if (!alive.lock())
+                return;
+            m_isLocked = false;
+            if (onUnlocked)
+                onUnlocked();
+        });
+    });
+}
+
+void KeychainTokenStorage::mergeAfterUnlock() {
+    if (!holdsAccount(userData()) && m_store->read(tokenKey::refreshToken)) {
+        for (const auto& key : storedKeys)
+            if (const auto stored = m_store->read(key))
+                replace(key, *stored);
+        return;
+    }
+    for (const auto& key : storedKeys)
+        if (const auto present = value(key))
+            write(*m_store, key, *present);
 }
 
 } // namespace quillo

@@ -22,7 +22,7 @@ public:
         std::function<void(const QString&)> write;
     };
 
-    /// `store` is used on this object's own thread alone.
+    /// `store` is used on this object's own thread alone. Main thread.
     KeychainTokenStorage(std::unique_ptr<SecretStore> store, DeviceIdMirror mirror);
     /// Finishes the writes that are queued.
     ~KeychainTokenStorage() override;
@@ -31,11 +31,22 @@ public:
     Task<> load();
     void clear() override;
 
+    /// The store is locked; known after `load`. What is set meanwhile is kept in memory.
+    [[nodiscard]] bool isLocked() const { return m_isLocked; }
+    /// Called on the main thread when a locked store was unlocked and the values are those of it: of the session it
+    /// held, unless an account was signed in to meanwhile. Then, and where it held none, the present ones went into it.
+    std::function<void()> onUnlocked;
+
 private:
+    void lookAgain();
+    void readAll();
+    void mergeAfterUnlock();
     void changed(const QString& key, const std::optional<QByteArray>& value) override;
 
     std::unique_ptr<SecretStore> m_store;
     DeviceIdMirror m_mirror;
+    bool m_isLocked = false;
+    std::shared_ptr<int> m_alive = std::make_shared<int>();
     SerialExecutor m_executor;
 };
 

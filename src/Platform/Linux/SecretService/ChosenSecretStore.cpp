@@ -1,24 +1,37 @@
 #include "Core/Log.h"
+#include "Platform/Linux/SecretService/Keyring.h"
 #include "Platform/Linux/SecretService/SecretStores.h"
+
+#include <optional>
 
 namespace quillo {
 
 namespace {
 
-/// The service, or the file when there is none; which, is found out at the first call.
+void warn(const QString& message) {
+    appLog(QStringLiteral("[SecretService] ⚠️ ") + message, LogLevel::warn, QStringLiteral("SecretService"));
+}
+
+/// The service, or the file when there is none; which, is found out at the first call. A locked keyring is neither: its
+/// owner may unlock it any moment, and nobody is asked for a password by a program that starts with the session.
 class ChosenSecretStore final : public SecretStore {
 public:
     ChosenSecretStore(const QString& fallbackPath, std::chrono::milliseconds deadline)
-        : m_path(fallbackPath), m_service(createSecretServiceStore(deadline)),
+        : m_path(fallbackPath), m_deadline(deadline), m_service(createSecretServiceStore(deadline)),
           m_file(createFileSecretStore(fallbackPath)) {}
 
-    bool isAvailable() override { return chosen().isAvailable(); }
+    bool isAvailable() override {
+        auto* store = chosen();
+        return store && store->isAvailable();
+    }
 
     std::optional<QByteArray> read(const QString& key) override {
-        auto& store = chosen();
-        if (auto value = store.read(key))
+        auto* store = chosen();
+        if (!store)
+            return std::nullopt;
+        if (auto value = store->read(key))
             return value;
-        if (&store == m_file.get())
+        if (store == m_file.get())
             return std::nullopt;
         auto left = m_file->read(key);
         if (left && m_service->write(key, *left))
@@ -27,39 +40,67 @@ public:
     }
 
     bool write(const QString& key, const QByteArray& value) override {
-        auto& store = chosen();
-        const bool written = store.write(key, value);
+        auto* store = chosen();
+        const bool written = store && store->write(key, value);
         // An older value must not come back from the file.
-        if (written && &store == m_service.get())
+        if (written && store == m_service.get())
             m_file->remove(key);
         return written;
     }
 
     bool remove(const QString& key) override {
-        auto& store = chosen();
-        const bool removed = store.remove(key);
-        return &store == m_file.get() ? removed : m_file->remove(key) && removed;
+        auto* store = chosen();
+        const bool removed = store && store->remove(key);
+        return store == m_file.get() ? removed : m_file->remove(key) && removed;
+    }
+
+    bool isLocked() override {
+        chosen();
+        return m_state == KeyringState::locked;
+    }
+
+    bool reopen() override {
+        if (m_state != KeyringState::locked || keyringState(m_deadline) != KeyringState::open)
+            return false;
+        m_state = KeyringState::open;
+        return true;
+    }
+
+    void onChange(std::function<void()> changed) override {
+        m_watch = changed ? std::make_unique<KeyringWatch>(std::move(changed)) : nullptr;
     }
 
 private:
-    SecretStore& chosen() {
-        if (!m_chosen) {
-            m_chosen = m_service->isAvailable() ? m_service.get() : m_file.get();
-            if (m_chosen == m_file.get())
-                appLog(
-                    QStringLiteral("[SecretService] ⚠️ No secret service answers on this desktop. Tokens and keys are "
-                                   "kept in %1, which you alone can read; they are not encrypted. Install or unlock "
-                                   "a keyring (such as gnome-keyring or KWallet) and restart to keep them there")
-                        .arg(m_path),
-                    LogLevel::warn, QStringLiteral("SecretService"));
+    /// Nothing while the keyring is locked.
+    SecretStore* chosen() {
+        if (!m_state) {
+            m_state = keyringState(m_deadline);
+            if (m_state == KeyringState::locked)
+                warn(QStringLiteral("The keyring of this desktop is locked. Until it is unlocked, Quillo has no "
+                                    "account and forgets a sign-in when it ends"));
+            else if (m_state == KeyringState::missing)
+                warn(QStringLiteral("No secret service answers on this desktop. Tokens and keys are kept in %1, which "
+                                    "you alone can read; they are not encrypted. Install or set up a keyring (such as "
+                                    "gnome-keyring or KWallet) and restart to keep them there")
+                         .arg(m_path));
         }
-        return *m_chosen;
+        switch (*m_state) {
+        case KeyringState::locked:
+            return nullptr;
+        case KeyringState::open:
+            return m_service.get();
+        case KeyringState::missing:
+            break;
+        }
+        return m_file.get();
     }
 
     QString m_path;
+    std::chrono::milliseconds m_deadline;
     std::unique_ptr<SecretStore> m_service;
     std::unique_ptr<SecretStore> m_file;
-    SecretStore* m_chosen = nullptr;
+    std::optional<KeyringState> m_state;
+    std::unique_ptr<KeyringWatch> m_watch;
 };
 
 } // namespace

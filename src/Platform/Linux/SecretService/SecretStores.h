@@ -19,7 +19,8 @@ createSecretServiceStore(std::chrono::milliseconds deadline = std::chrono::milli
 std::unique_ptr<SecretStore> createFileSecretStore(const QString& path);
 
 /// The secret service where there is one, else the file at `fallbackPath` with a warning in the log. Which, is found
-/// out at the first call. Secrets that an earlier run had to leave in the file move to the service.
+/// out at the first call. Secrets that an earlier run had to leave in the file move to the service. While the service's
+/// keyring is locked the store is not available. Nobody is asked for a password. To be made on the main thread.
 std::unique_ptr<SecretStore> createSecretStore(const QString& fallbackPath,
                                                std::chrono::milliseconds deadline = std::chrono::milliseconds(500));
 
