@@ -35,6 +35,15 @@ done
 [ -z "$(within find /home /root -mindepth 1)" ] || fail "it sees homes"
 echo "it has no capability, no privilege, no other files than its own"
 
+# SQLite's files of a root must not lock the service out.
+accounts() { quillo-server accounts list --data $state >/dev/null || fail "the administrator cannot see the accounts"; }
+accounts
+systemctl stop $unit
+accounts
+systemctl start $unit
+sh /root/ask.sh 48650 $state/authority.pem || fail "it did not answer after the administrator looked at the accounts"
+[ -z "$(find $state/ ! -uid "$(field Uid)")" ] || fail "not the service's: $(find $state/ ! -uid "$(field Uid)")"
+
 kill -KILL "$(process)"
 sh /root/ask.sh 48650 $state/authority.pem || fail "it was not started again after its end"
 echo 'QUILLO_SERVER_OPTIONS=--no-such-option' >>$settings
