@@ -64,7 +64,8 @@ seen NameLost || fail "the bus cannot be watched"
 gio open "$url" || fail "nothing opens quillo: addresses"
 seen 'string "quillo://auth/callback?code=not-a-code-42&state=none"' || fail "the address did not come over the bus"
 unwatch
-gdbus wait --session --timeout 30 org.quillo.Quillo && quillo status >/dev/null || fail "what the address started does not answer"
+gdbus wait --session --timeout 30 org.quillo.Quillo || fail "the address started nothing"
+quillo status >/dev/null || fail "what the address started does not answer"
 ! grep -q 'not-a-code-42' "$log" || fail "the code stands in the log"
 
 quillo settings set launchAtLogin true

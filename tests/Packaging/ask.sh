@@ -1,3 +1,4 @@
+#!/bin/sh
 # Asks the server on the loopback port $1, whose authority is $2, who it is, for an account, and what was said in
 # /root/speech.raw (16 kHz). Runs inside the installed system.
 set -eu

@@ -1,3 +1,4 @@
+#!/bin/bash
 # Runs inside the installed system, under its service manager: the hardened unit serves, is upgraded, takes a privileged
 # port over a socket, and leaves nothing. Writes "all passed" when it is so.
 set -euo pipefail
