@@ -168,6 +168,10 @@ int run(const Command& command) {
 } // namespace
 
 int runAccountsCommand(std::span<const char* const> arguments) {
+    if (std::ranges::any_of(arguments, [](std::string_view argument) { return argument == "--help"; })) {
+        std::fputs(helpText().c_str(), stdout);
+        return done;
+    }
     try {
         return run(parse(arguments));
     } catch (const UsageError& error) {

@@ -28,6 +28,7 @@ void PasswordWorkers::stop() {
         dropped.swap(waiting_);
     }
     changed_.notify_all();
+    dropped.clear();
     for (auto& thread : threads_)
         thread.join();
     threads_.clear();

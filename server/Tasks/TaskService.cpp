@@ -248,16 +248,16 @@ void TaskService::runTask(const FairQueue::Item& item) {
     const auto running = std::make_shared<Running>();
     try {
         const auto task = store_.find(item.user, item.id);
-        if (!task || task->isOver())
-            return;
-        {
-            const std::scoped_lock lock(mutex_);
-            if (stopping_)
-                return;
-            running->userId = task->request.userId;
-            running_.emplace(item.id, running);
+        if (task && !task->isOver()) {
+            {
+                const std::scoped_lock lock(mutex_);
+                if (stopping_)
+                    return;
+                running->userId = task->request.userId;
+                running_.emplace(item.id, running);
+            }
+            perform(*task, *running);
         }
-        perform(*task, *running);
     } catch (const std::exception& error) {
         // Only the database is left to fail, as on a full disk.
         log(LogLevel::error, "tasks", "task " + item.id + " could not be recorded, later again: " + error.what());

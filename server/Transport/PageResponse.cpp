@@ -40,14 +40,16 @@ HttpResponse redirectResponse(const HttpRequest& request, const std::string& url
     return response;
 }
 
-bool isForeignHost(const HttpRequest& request) {
+bool isForeignHost(const HttpRequest& request, const std::vector<std::string>& hosts) {
     if (request.peer.isEncrypted)
         return false;
     const std::string_view host = request.host;
     const bool isV6 = host.starts_with('[');
     const auto end = isV6 ? host.find(']') : host.find(':');
     const auto name = isV6 && end != std::string_view::npos ? host.substr(0, end + 1) : host.substr(0, end);
-    return name != "127.0.0.1" && name != "localhost" && name != "[::1]";
+    if (name == "127.0.0.1" || name == "localhost" || name == "[::1]")
+        return false;
+    return std::ranges::find(hosts, name) == hosts.end();
 }
 
 } // namespace quillo::server

@@ -15,8 +15,9 @@ HttpResponse errorPage(const HttpRequest& request, const HttpResponse& error);
 /// Sends the browser to `url`.
 HttpResponse redirectResponse(const HttpRequest& request, const std::string& url);
 
-/// True for a page asked for in the clear under a name that is not a loopback one: the browser was led here by a name
-/// server that resolves a foreign site to this machine (DNS rebinding), so that the site may act as this page.
-bool isForeignHost(const HttpRequest& request);
+/// True for a page asked for in the clear under a name that is neither a loopback one nor in `hosts`: the browser was
+/// led here by a name server that resolves a foreign site to this machine (DNS rebinding), so that the site may act as
+/// this page.
+bool isForeignHost(const HttpRequest& request, const std::vector<std::string>& hosts);
 
 } // namespace quillo::server

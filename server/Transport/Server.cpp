@@ -150,9 +150,9 @@ void Server::Implementation::addAccounts() {
     addAccountEndpoints(context_->router, accounts, perHour(options.maxAnonymousPerHour), data);
 
     passwords_ = std::make_shared<PasswordWorkers>(options.passwordThreads, options.maxWaitingSignIns);
-    addSignInEndpoints(context_->router,
-                       {accounts, passwords_, std::make_shared<SignInThrottle>(options.steadyClock),
-                        perHour(options.maxRegistrationsPerHour), std::make_shared<FormGuard>(options.wallClock)});
+    addSignInEndpoints(context_->router, {accounts, passwords_, std::make_shared<SignInThrottle>(options.steadyClock),
+                                          perHour(options.maxRegistrationsPerHour),
+                                          std::make_shared<FormGuard>(options.wallClock), options.hosts});
     context_->router.setErrorPage(errorPage);
 }
 

@@ -156,8 +156,9 @@ Answer submitRegistration(const SignInServices& services, Visit visit) {
 }
 
 /// Reads the query, or says what is to be answered instead.
-std::variant<Visit, HttpResponse> beginVisit(const HttpRequest& request, bool isRegistration) {
-    if (isForeignHost(request))
+std::variant<Visit, HttpResponse> beginVisit(const SignInServices& services, const HttpRequest& request,
+                                             bool isRegistration) {
+    if (isForeignHost(request, services.hosts))
         return pageResponse(request, 421, messagePage("Wrong address", "Open this page from Quillo."));
     auto read = readAuthorizationRequest(request.query);
     if (const auto* unknown = std::get_if<UnknownClient>(&read))
@@ -174,7 +175,7 @@ std::variant<Visit, HttpResponse> beginVisit(const HttpRequest& request, bool is
 }
 
 Answer submit(const SignInServices& services, const HttpRequest& request, bool isRegistration) {
-    auto begun = beginVisit(request, isRegistration);
+    auto begun = beginVisit(services, request, isRegistration);
     if (auto* answer = std::get_if<HttpResponse>(&begun))
         return std::move(*answer);
     Visit visit = std::get<Visit>(std::move(begun));
@@ -210,7 +211,7 @@ void addSignInEndpoints(Router& router, const SignInServices& services) {
         Router::Route get;
         get.isPage = true;
         get.handler = [services, isRegistration](const HttpRequest& request) -> Answer {
-            auto begun = beginVisit(request, isRegistration);
+            auto begun = beginVisit(services, request, isRegistration);
             if (auto* answer = std::get_if<HttpResponse>(&begun))
                 return std::move(*answer);
             const auto& visit = std::get<Visit>(begun);

@@ -17,6 +17,7 @@ struct SignInServices {
     std::shared_ptr<SignInThrottle> throttle;
     std::shared_ptr<RateLimiter> registrations; ///< by network
     std::shared_ptr<FormGuard> guard;
+    std::vector<std::string> hosts; ///< names of this server besides loopback ones, as a proxy in front may use
 };
 
 /// Adds the pages GET /auth/login and /auth/register, whose forms are posted to the same paths. The query is an

@@ -5,6 +5,7 @@
 #include "Foundation/Log.h"
 #include "Uploads/UploadError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -66,8 +67,14 @@ void SpoolFile::close() {
 
 Spool::Spool(std::filesystem::path folder, int64_t maxBytes) : folder_(std::move(folder)), maxBytes_(maxBytes) {
     makePrivateFolder(folder_);
+    used_ = sizeOnDisk();
+}
+
+int64_t Spool::sizeOnDisk() const {
+    int64_t size = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder_))
-        used_ += sizeOf(entry.path());
+        size += sizeOf(entry.path());
+    return size;
 }
 
 std::unique_ptr<SpoolFile> Spool::create() {
@@ -101,6 +108,9 @@ int64_t Spool::used() const {
 
 void Spool::reserve(int64_t bytes) {
     const std::scoped_lock lock(mutex_);
+    // An administrator who deletes an account does so in another process, which cannot give the bytes back.
+    if (used_ + bytes > maxBytes_)
+        used_ = std::min(used_, sizeOnDisk());
     if (used_ + bytes > maxBytes_)
         throw UploadError(507, "INSUFFICIENT_STORAGE",
                           "The server holds as much audio as it may; the upload was dropped. Try again when it has "

@@ -62,6 +62,7 @@ private:
     friend class SpoolFile;
     void reserve(int64_t bytes);
     void release(int64_t bytes);
+    [[nodiscard]] int64_t sizeOnDisk() const;
 
     std::filesystem::path folder_;
     int64_t maxBytes_;

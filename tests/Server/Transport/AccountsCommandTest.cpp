@@ -1,3 +1,4 @@
+#include "FileFixture.h"
 #include "SignInFixture.h"
 
 #include <QProcess>
@@ -63,6 +64,38 @@ TEST_F(AccountsCommands, ListsResetsAndDeletesWhileTheServerRuns) {
     EXPECT_EQ(run({QStringLiteral("delete"), ann, QStringLiteral("--yes")}).code, 0);
     EXPECT_EQ(statusOfSignIn("another few words"), 401);
     EXPECT_FALSE(run({QStringLiteral("list")}).output.contains("ann@"));
+}
+
+TEST(AccountsCommand, DeletesWhatTheServerIsWorkingOn) {
+    const auto recogniser = std::make_shared<GatedRecogniser>();
+    quillo::server::ServerOptions options;
+    options.fileWorkers = 1;
+    options.maxSpoolBytes = 100000;
+    TestServer server(recogniser, options);
+    const auto signedIn = redeem(server, Browser(server).submit("/auth/register", annsForm).code());
+    const auto token = QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>());
+    recogniser->hold();
+    Form form; // of 32044 bytes
+    OpenRequest running(server, uploadRequest("/api/v1/transcription/file", token, form.body()));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    form.file = wav(20000);
+    OpenRequest queued(server, uploadRequest("/api/v1/transcription/file", token, form.body()));
+    ASSERT_TRUE(waitUntil([&] { return spooledFiles(server) == 2; }));
+
+    QProcess process;
+    process.start(qEnvironmentVariable("QUILLO_SERVER"),
+                  {QStringLiteral("accounts"), QStringLiteral("delete"), QStringLiteral("ann@example.org"),
+                   QStringLiteral("--yes"), QStringLiteral("--data"),
+                   QString::fromStdString(server.dataFolder().string())});
+    ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_EQ(spooledFiles(server), 0U);
+    recogniser->release();
+    EXPECT_EQ(running.answer().status, 404);
+    EXPECT_EQ(queued.answer().status, 404);
+    // The room is there again, although another process took the files away.
+    form.file = wav(45000);
+    EXPECT_EQ(upload(server, server.token(), form).status, 200);
 }
 
 struct WrongCommand {
