@@ -78,9 +78,10 @@ TEST(AccountsCommand, DeletesWhatTheServerIsWorkingOn) {
     Form form; // of 32044 bytes
     OpenRequest running(server, uploadRequest("/api/v1/transcription/file", token, form.body()));
     ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
-    form.file = wav(20000);
-    OpenRequest queued(server, uploadRequest("/api/v1/transcription/file", token, form.body()));
-    ASSERT_TRUE(waitUntil([&] { return spooledFiles(server) == 2; }));
+    form.recordingId = "queued";
+    OpenRequest queued(server, uploadRequest("/api/v1/transcription/diarize", token, form.body()));
+    const QByteArray path = "/transcription/recording/queued/diarization";
+    ASSERT_TRUE(waitUntil([&] { return getAs(server, token, path).status == 200; }));
 
     QProcess process;
     process.start(qEnvironmentVariable("QUILLO_SERVER"),
