@@ -106,7 +106,9 @@ private:
     void askForAccount() {
         if (!m_welcome || !m_welcome->isVisible())
             return showAccount();
-        m_welcome->viewModel().goTo(QStringLiteral("account"));
+        // Somebody on the way there is not hurried on.
+        if (const auto step = QStringLiteral("account"); m_welcome->viewModel().hasPassed(step))
+            m_welcome->viewModel().goTo(step);
         m_welcome->present();
     }
 

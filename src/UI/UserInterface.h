@@ -20,7 +20,7 @@ public:
     /// Opens the welcome, at the step where it was left, or brings it to the front.
     virtual void showWelcome() = 0;
     /// Opens the account's window or brings it to the front. Done by itself on `showAuthWindow` and `authRequired`,
-    /// where an open welcome goes to its account step instead.
+    /// unless the welcome is open: that comes to the front instead, back at its account step when it was past it.
     virtual void showAccount() = 0;
     /// To be called whenever the answer of `UserInterfaceHooks::account` may have changed.
     virtual void accountDidChange() = 0;

@@ -284,6 +284,9 @@ TEST_F(WindowsOfTheInterface, GoWhenClosedAndTheWelcomeComesBackWhereItWas) {
     EXPECT_EQ(open<WelcomeWindow>()->viewModel().step(), left);
 
     NotificationCenter::shared().post(notification::authRequired);
+    EXPECT_EQ(open<WelcomeWindow>()->viewModel().step(), left) << "the account is still to come";
+    open<WelcomeWindow>()->viewModel().goTo(QStringLiteral("ready"));
+    NotificationCenter::shared().post(notification::authRequired);
     EXPECT_EQ(open<WelcomeWindow>()->viewModel().step(), u"account");
     EXPECT_FALSE(open<AccountWindow>()) << "the welcome has the same page";
     open<WelcomeWindow>()->close();

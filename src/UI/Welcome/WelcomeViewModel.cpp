@@ -40,6 +40,11 @@ void WelcomeViewModel::goTo(const QString& step) {
         moveTo(static_cast<size_t>(found - m_steps.begin()));
 }
 
+bool WelcomeViewModel::hasPassed(const QString& step) const {
+    const auto current = m_steps.begin() + static_cast<std::ptrdiff_t>(m_index);
+    return std::find(m_steps.begin(), current, step) != current;
+}
+
 void WelcomeViewModel::next() {
     if (!isLast())
         return moveTo(m_index + 1);

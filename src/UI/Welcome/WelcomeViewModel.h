@@ -40,6 +40,8 @@ public:
     void setShown(bool shown);
     /// Goes to the step with this name; nothing when it was left out.
     void goTo(const QString& step);
+    /// Whether the step with this name lies behind.
+    [[nodiscard]] bool hasPassed(const QString& step) const;
     /// Goes on; at the last step tells the application that the welcome is done with.
     Q_INVOKABLE void next();
     Q_INVOKABLE void back();
