@@ -81,7 +81,6 @@ ServerEnvironment AppDelegate::chooseServer() {
         m_notices << QStringLiteral("There is no server to dictate with: the program quillo-server is not installed. "
                                     "Install it, or name a server in the environment variable QUILLO_SERVER_HOST, and "
                                     "start Quillo again. Until then dictations are kept as audio.");
-        log(m_notices.constLast(), LogLevel::error);
         return ServerEnvironment::fromEnvironment(unservedHost);
     }
     try {
@@ -90,7 +89,6 @@ ServerEnvironment AppDelegate::chooseServer() {
         m_notices << QStringLiteral(
                          "The server on this machine could not be started: %1. Dictations are kept as audio.")
                          .arg(QString::fromUtf8(error.what()));
-        log(m_notices.constLast(), LogLevel::error);
         return ServerEnvironment::fromEnvironment(unservedHost);
     }
     return ServerEnvironment::fromEnvironment(m_localServer->host());
@@ -226,7 +224,7 @@ void AppDelegate::observeNotifications() {
                          else if (name == notification::pendingRecordRecovered)
                              recordDidRecover(userInfo.value(QStringLiteral("recordId")).toString());
                          else if (name == notification::userNotice)
-                             m_notices << userInfo.value(QStringLiteral("message")).toString(), deliverNotices();
+                             tellUser(userInfo.value(QStringLiteral("message")).toString());
                      });
 }
 
@@ -245,10 +243,16 @@ void AppDelegate::enforceStorageLimit() {
                 [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
 }
 
+void AppDelegate::tellUser(const QString& notice) {
+    m_notices << notice;
+    deliverNotices();
+}
+
 void AppDelegate::deliverNotices() {
     if (!m_interface)
         return; // what happens during the start is said at its end
     for (const auto& notice : std::exchange(m_notices, {})) {
+        log(QStringLiteral("💬 ") + notice, LogLevel::warn);
         notifyDesktop(notice);
         if (!m_sideEffects->isBusy())
             send(action::ShowHint{notice});

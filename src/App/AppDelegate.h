@@ -31,6 +31,8 @@ public:
     /// already. Throws std::invalid_argument when the environment names a server that is none; `what()` says what to
     /// do.
     bool launch();
+    /// Shows `notice` to the user as soon as there is an interface to show it in.
+    void tellUser(const QString& notice);
     /// Ends the program when what is being said is on the disk.
     void quit();
 

@@ -3,6 +3,7 @@
 #include "Core/Log.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -87,7 +88,10 @@ void LocalServer::launch() {
     });
     m_process->setStandardInputFile(QProcess::nullDevice());
     m_process->setStandardOutputFile(QProcess::nullDevice());
-    m_process->setStandardErrorFile(m_logFile, QIODevice::Append);
+    // A server without its log is better than none.
+    const auto logFolder = QFileInfo(m_logFile).path();
+    const bool canLog = QDir().mkpath(logFolder) && QFileInfo(logFolder).isWritable();
+    m_process->setStandardErrorFile(canLog ? m_logFile : QProcess::nullDevice(), QIODevice::Append);
     connect(m_process.get(), &QProcess::finished, this, &LocalServer::handleFinished);
     connect(m_process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {

@@ -1,5 +1,6 @@
 #include "App/AppDelegate.h"
 #include "App/ControlClient.h"
+#include "App/DataFolders.h"
 #include "App/HotkeySetup.h"
 #include "App/TerminationSignals.h"
 #include "Core/Log.h"
@@ -42,7 +43,7 @@ bool hasDisplay() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
-int runApplication(int argc, char** argv) {
+int runApplication(int argc, char** argv, const QString& notice) {
     if (!hasDisplay()) {
         QTextStream(stderr) << "quillo: there is no display here. Start Quillo in a desktop session.\n";
         return 1;
@@ -66,6 +67,8 @@ int runApplication(int argc, char** argv) {
     int code = 0;
     try {
         AppDelegate delegate;
+        if (!notice.isEmpty())
+            delegate.tellUser(notice);
         if (delegate.launch()) {
             onTerminationSignal([&delegate] { delegate.quit(); });
             code = QApplication::exec();
@@ -91,6 +94,8 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
 
+    // Also for the commands: they read the history that the running instance writes.
+    const auto notice = leaveReadOnlyHome();
     if (controlClient::understands(arguments)) {
         const QCoreApplication application(argc, argv);
         return controlClient::run(arguments);
@@ -100,7 +105,7 @@ int main(int argc, char** argv) {
         return controlClient::openURL(arguments.constFirst());
     }
     if (arguments.isEmpty() || arguments == QStringList{QStringLiteral("--seed-data")})
-        return runApplication(argc, argv);
+        return runApplication(argc, argv, notice);
     if (arguments == QStringList{QStringLiteral("setup-key")}) {
         const QCoreApplication application(argc, argv);
         QTextStream(stdout) << hotkeySetup::guide();

@@ -56,11 +56,13 @@ protected:
 
     /// Holds the hotkey and speaks; whether the text arrived in a field. Needs no session bus.
     bool dictates() {
+        const auto line = QStringLiteral("🎤 Starting audio capture");
+        return dictates([this, line, before = log().count(line)] { return log().count(line) > before; });
+    }
+    bool dictates(const std::function<bool()>& hasBegun) {
         m_session->openTextField();
-        const auto recordings = log().count(QStringLiteral("🎤 Starting audio capture"));
         m_session->pressKey(DesktopSession::rightSuper);
-        const bool began =
-            waitUntil([&] { return log().count(QStringLiteral("🎤 Starting audio capture")) > recordings; }, 10s);
+        const bool began = waitUntil(hasBegun, 10s);
         m_session->play(m_session->synthesize(QStringLiteral("hello there everybody")));
         m_session->releaseKey(DesktopSession::rightSuper);
         return began && waitUntil([&] { return m_session->fieldReport().text.contains(said); }, 20s);
@@ -142,15 +144,25 @@ TEST_F(Startup, WithoutASoundServerItStartsAndDictatesOnceThereIsOne) {
 TEST_F(Startup, AReadOnlyHomeIsNoReasonNotToDictate) {
     begin({});
     chooseLanguage();
-    // A mount of this process's own; to its owner, root, mere permissions would be no hindrance.
-    start({QStringLiteral("unshare"), QStringLiteral("-m"), QStringLiteral("sh"), QStringLiteral("-c"),
-           QStringLiteral("mount --bind \"$HOME\" \"$HOME\" && mount -o remount,ro,bind \"$HOME\" && exec \"$@\""),
-           QStringLiteral("sh")});
-    EXPECT_TRUE(m_session->status().value(QStringLiteral("hotkeysArmed")).toBool());
+    // A mount of the program's own; to its owner, root, mere permissions would be no hindrance.
+    const QStringList readOnly{
+        QStringLiteral("unshare"),
+        QStringLiteral("-m"),
+        QStringLiteral("sh"),
+        QStringLiteral("-c"),
+        QStringLiteral("mount --bind \"$HOME\" \"$HOME\" && mount -o remount,ro,bind \"$HOME\" && exec \"$@\""),
+        QStringLiteral("sh")};
+    start(readOnly);
     QFile output(m_session->path(QStringLiteral("quillo.log")));
     ASSERT_TRUE(output.open(QIODevice::ReadOnly));
     const auto printed = QString::fromUtf8(output.readAll());
-    EXPECT_TRUE(printed.contains(QStringLiteral("Falling back to local-only"))) << printed.toStdString();
+    EXPECT_TRUE(printed.contains(QStringLiteral("cannot be written. Until you log out"))) << printed.toStdString();
+    EXPECT_TRUE(
+        dictates([&] { return m_session->status().value(QStringLiteral("status")).toString() == u"recording"; }));
+    // What was said is kept as long as the session.
+    const auto list = readOnly.mid(1) + QStringList{QStringLiteral(QUILLO_PROGRAM_FOLDER "/quillo"),
+                                                    QStringLiteral("history"), QStringLiteral("list")};
+    EXPECT_TRUE(waitUntil([&] { return m_session->run(readOnly.front(), list).contains(said); }));
 }
 
 TEST_F(Startup, ABrokenHistoryIsPutAsideAndSaidSo) {
