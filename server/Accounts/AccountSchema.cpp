@@ -6,7 +6,7 @@ namespace quillo::server {
 namespace {
 
 /// Times are milliseconds since 1970; hashes are SHA-256. Device ids open an account, so they are kept as hashes too.
-constexpr std::array<std::string_view, 2> migrations = {R"(
+constexpr std::string_view version1 = R"(
 CREATE TABLE users (
     id TEXT PRIMARY KEY,
     device_hash BLOB UNIQUE,
@@ -38,11 +38,11 @@ CREATE TABLE refresh_tokens (
 ) WITHOUT ROWID;
 CREATE INDEX refresh_tokens_by_expiry ON refresh_tokens(expires_at);
 CREATE INDEX refresh_tokens_by_family ON refresh_tokens(family_id);
-)",
-                                                        // Accounts with a password. An authorization code that was
-                                                        // used stays as long as the tokens it gave, so that a second
-                                                        // use can end them.
-                                                        R"(
+)";
+
+/// Accounts with a password. An authorization code that was used stays as long as the tokens it gave, so that a
+/// second use can end them.
+constexpr std::string_view version2 = R"(
 ALTER TABLE users ADD COLUMN password_hash TEXT;
 ALTER TABLE users ADD COLUMN merged_into TEXT;
 CREATE INDEX users_by_merge ON users(merged_into) WHERE merged_into IS NOT NULL;
@@ -61,7 +61,9 @@ CREATE TABLE authorization_codes (
 CREATE INDEX authorization_codes_by_expiry ON authorization_codes(expires_at);
 CREATE INDEX authorization_codes_by_user ON authorization_codes(user_id);
 CREATE INDEX authorization_codes_by_family ON authorization_codes(family_id);
-)"};
+)";
+
+constexpr std::array migrations = {version1, version2};
 
 } // namespace
 

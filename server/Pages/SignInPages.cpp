@@ -3,6 +3,9 @@
 #include "Pages/Html.h"
 #include "Pages/PageStyle.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace quillo::server {
 namespace {
 
@@ -25,6 +28,7 @@ struct Field {
     std::string hint = {};
     bool isRequired = true;
     bool hasFocus = false;
+    bool isInvalid = false; ///< also without an error of its own
     /// The id of what else describes it.
     std::string describedBy = {};
 };
@@ -47,7 +51,7 @@ std::string render(const Field& field) {
         html += " value=\"" + escapeHtml(field.value) + "\"";
     if (field.isRequired)
         html += " required";
-    if (!field.error.empty() || !field.describedBy.empty())
+    if (!field.error.empty() || field.isInvalid)
         html += " aria-invalid=\"true\"";
     if (!described.empty())
         html += " aria-describedby=\"" + described + "\"";
@@ -73,17 +77,16 @@ std::string fieldsOf(const SignInForm& form) {
         if (form.passwordError.empty())
             password.hint = "At least 10 characters.";
     }
-    // The first field with an error, or the first that is empty.
-    Field* focus = &password;
-    if (!form.nameError.empty())
-        focus = &name;
-    else if (!form.emailError.empty() || form.email.empty())
-        focus = form.passwordError.empty() || !form.emailError.empty() ? &email : &password;
-    if (form.isRegistration && focus == &email && form.emailError.empty() && form.fullName.empty())
-        focus = &name;
-    focus->hasFocus = true;
-    if (!form.alert.empty() && focus->error.empty())
-        focus->describedBy = "alert";
+    std::vector<Field*> fields = {&email, &password};
+    if (form.isRegistration)
+        fields.insert(fields.begin(), &name);
+    auto focus = std::ranges::find_if(fields, [](const Field* field) { return !field->error.empty(); });
+    if (focus == fields.end())
+        focus = std::ranges::find_if(fields, [](const Field* field) { return field->value.empty(); });
+    (*focus)->hasFocus = true;
+    if (!form.alert.empty() && (*focus)->error.empty())
+        (*focus)->describedBy = "alert";
+    password.isInvalid = form.isRefused;
     return (form.isRegistration ? render(name) : std::string()) + render(email) + render(password);
 }
 

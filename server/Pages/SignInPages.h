@@ -14,7 +14,8 @@ struct SignInForm {
     std::string fullName;
     std::string email;
 
-    std::string alert; ///< about the whole
+    std::string alert;      ///< about the whole
+    bool isRefused = false; ///< the e-mail address or the password is wrong, and it must not be told which
     std::string nameError;
     std::string emailError;
     std::string passwordError;

@@ -6,7 +6,7 @@ namespace quillo::server {
 namespace {
 
 /// Times are milliseconds since 1970; hashes are SHA-256. The numbers of kinds and states are those of Task.h.
-constexpr std::array<std::string_view, 2> migrations = {R"(
+constexpr std::string_view version1 = R"(
 CREATE TABLE tasks (
     id TEXT PRIMARY KEY,
     user_id TEXT NOT NULL,
@@ -44,10 +44,10 @@ CREATE TABLE live_transcripts (
     PRIMARY KEY(user_id, recording_id)
 ) WITHOUT ROWID;
 CREATE INDEX live_transcripts_by_age ON live_transcripts(created_at);
-)",
-                                                        // Users who were removed, or merged into a successor: what
-                                                        // was begun for them may end later.
-                                                        R"(
+)";
+
+/// Users who were removed, or merged into a successor: what was begun for them may end later.
+constexpr std::string_view version2 = R"(
 CREATE TABLE former_users (
     id TEXT PRIMARY KEY,
     successor TEXT,
@@ -55,7 +55,9 @@ CREATE TABLE former_users (
 ) WITHOUT ROWID;
 CREATE INDEX former_users_by_age ON former_users(ended_at);
 CREATE INDEX former_users_by_successor ON former_users(successor);
-)"};
+)";
+
+constexpr std::array migrations = {version1, version2};
 
 } // namespace
 

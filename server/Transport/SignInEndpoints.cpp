@@ -48,6 +48,13 @@ HttpResponse showAlert(const SignInServices& services, const Visit& visit, int s
     return show(services, visit, status, std::move(form));
 }
 
+HttpResponse showRefused(const SignInServices& services, const Visit& visit) {
+    auto form = formOf(visit);
+    form.alert = "The e-mail address or the password is not right.";
+    form.isRefused = true;
+    return show(services, visit, 401, std::move(form));
+}
+
 HttpResponse showWait(const SignInServices& services, const Visit& visit, int status, const std::string& cause,
                       std::chrono::seconds wait) {
     const auto count = wait.count();
@@ -69,7 +76,7 @@ HttpResponse finish(const SignInServices& services, const Visit& visit, const Cr
     grant.isNewUser = isNew;
     const auto code = services.accounts->issueCode(grant, credentials.passwordHash);
     if (!code)
-        return showAlert(services, visit, 401, "The e-mail address or the password is not right.");
+        return showRefused(services, visit);
     log(LogLevel::info, "accounts", "sign-in of user " + credentials.userId + (isNew ? " (new)" : ""));
     auto response = pageResponse(visit.request, 200, signedInPage(visit.authorization.callback(*code), isNew));
     response.headers.emplace_back("Set-Cookie", services.guard->ending(visit.request));
@@ -82,7 +89,7 @@ HttpResponse signIn(const SignInServices& services, const Visit& visit) {
         verifyPassword(visit.password, credentials ? credentials->passwordHash : unknownAccountHash()) && credentials;
     if (!isRight) {
         log(LogLevel::warning, "accounts", "a sign-in from " + visit.request.peer.address + " was refused");
-        return showAlert(services, visit, 401, "The e-mail address or the password is not right.");
+        return showRefused(services, visit);
     }
     services.throttle->succeeded(visit.email, networkOf(visit.request.peer.address));
     if (needsRehash(credentials->passwordHash)) {

@@ -122,7 +122,8 @@ std::vector<HttpAnswer> exchangeAtOnce(const TestServer& server, const std::vect
         sockets.back()->connectToHostEncrypted(QStringLiteral("localhost"), server.port());
     }
     const auto all = [&](const auto& holds) {
-        return waitUntil([&] { return std::all_of(sockets.begin(), sockets.end(), holds); });
+        // Passwords of all of them may have to be hashed.
+        return waitUntil([&] { return std::all_of(sockets.begin(), sockets.end(), holds); }, std::chrono::seconds(90));
     };
     EXPECT_TRUE(all([](const auto& socket) { return socket->isEncrypted(); }));
     for (size_t i = 0; i < requests.size(); ++i)
