@@ -18,10 +18,7 @@ FocusScope {
         const first = confirming ? keep : choices.initialFocus ? choices.initialFocus : close
         first.forceActiveFocus()
     }
-    onConfirmingChanged: {
-        deleting = confirming
-        Qt.callLater(placeFocus)
-    }
+    onConfirmingChanged: Qt.callLater(placeFocus)
 
     Keys.onPressed: event => {
         if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
@@ -161,7 +158,11 @@ FocusScope {
 
     Connections {
         target: account
-        function onChanged() { Qt.callLater(root.placeFocus) }
+        function onChanged() {
+            if (account.phase !== "signedIn")
+                root.deleting = false
+            Qt.callLater(root.placeFocus)
+        }
     }
     onActiveFocusChanged: if (activeFocus && !page.activeFocus && !footer.activeFocus) Qt.callLater(placeFocus)
 }

@@ -8,6 +8,8 @@
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 
+#include <utility>
+
 namespace quillo {
 
 namespace {
@@ -24,7 +26,12 @@ TrayHost::TrayHost() : m_watcher(service, QDBusConnection::sessionBus(), QDBusSe
                                           SLOT(askWatcher()));
 }
 
-void TrayHost::watch() { askWatcher(); }
+void TrayHost::watch() {
+    if (m_told)
+        Q_EMIT available();
+    else if (!std::exchange(m_isWatching, true) || !QDBusConnection::sessionBus().isConnected())
+        askWatcher();
+}
 
 void TrayHost::askWatcher() {
     if (m_told)

@@ -13,7 +13,7 @@ public:
     TrayHost();
 
     /// Looks for a host; `available` follows, at once or when one appears. `unavailable` follows when none is there
-    /// now.
+    /// now. A second call tells again what is known already.
     void watch();
 
 Q_SIGNALS:
@@ -27,6 +27,7 @@ private:
     void settle(bool found);
 
     QDBusServiceWatcher m_watcher;
+    bool m_isWatching = false;
     bool m_told = false;
 };
 
