@@ -53,7 +53,7 @@ void printStarts(QTextStream& out, DesktopSession& session, int starts) {
         const auto begun = QDateTime::currentDateTime();
         auto& process = session.startQuillo();
         const auto hotkeys = loggedAt(session, QStringLiteral("CGEventTap installed and enabled"));
-        const auto done = loggedAt(session, QStringLiteral("Quillo launched"));
+        const auto done = loggedAt(session, QStringLiteral("Network monitor started"));
         if (!hotkeys || !done)
             throw DesktopSessionError(QStringLiteral("the log does not tell when the hotkeys were armed"));
         armed.push_back(static_cast<double>(begun.msecsTo(*hotkeys)));

@@ -47,6 +47,9 @@ bool AppDelegate::launch() {
                                     QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
     migrations.copyLegacyDefaults();
     m_history = openHistory(QCoreApplication::arguments());
+    m_statusItem = createStatusItem();
+    log(QStringLiteral("✅ Basic status item created in menu bar"));
+    log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
     m_control = std::make_unique<ControlService>(controlHooks());
     UserSettings::shared().runMigrations();
     m_environment = chooseServer();
@@ -69,7 +72,6 @@ bool AppDelegate::launch() {
     m_sessionCheck->scheduleFallback();
     openFirstWindow();
     deliverNotices();
-    log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
     return true;
 }
 
@@ -113,6 +115,9 @@ void AppDelegate::setupStore() {
         [reducer = RecordingReducer([this] { return m_clock.wallTime(); })](
             const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); },
         [this](RecordingAction action, RecordingState state) {
+            // The microphone is captured once at a time, and the dictation goes first.
+            if (std::holds_alternative<action::StartRecording>(action))
+                m_microphoneProbe->stop();
             return m_sideEffects->handle(std::move(action), std::move(state));
         },
         [](const QString& name, const QString& error) {
@@ -155,17 +160,11 @@ void AppDelegate::setupLaunchAtLogin() {
     });
 }
 
-void AppDelegate::startRecording() {
-    // The microphone is captured once at a time, and the dictation goes first.
-    m_microphoneProbe->stop();
-    send(action::StartRecording{});
-}
-
 void AppDelegate::hotkeyDown() {
     if (m_hotkeyObserver)
         m_hotkeyObserver(true);
     else
-        startRecording();
+        send(action::StartRecording{});
 }
 
 void AppDelegate::hotkeyUp() {
@@ -204,8 +203,7 @@ void AppDelegate::setupHotkeys() {
 }
 
 void AppDelegate::setupInterface() {
-    m_interface = createUserInterface(*m_store, interfaceHooks());
-    log(QStringLiteral("✅ Basic status item created in menu bar"));
+    m_interface = createUserInterface(*m_store, interfaceHooks(), std::move(m_statusItem));
 }
 
 void AppDelegate::startQueue() {

@@ -74,7 +74,6 @@ private:
     void applyMicrophone();
     /// Inserts what did not arrive, else the last text.
     void insertLastTextAgain();
-    void startRecording();
     void send(const RecordingAction& action) {
         if (m_store)
             m_store->send(action);
@@ -100,6 +99,7 @@ private:
     std::unique_ptr<RecordingSideEffects> m_sideEffects;
     std::unique_ptr<RecordingStore> m_store;
     Observation m_stateObservation;
+    std::unique_ptr<TrayHost> m_statusItem; ///< until the interface takes it
     std::unique_ptr<UserInterface> m_interface;
 };
 

@@ -38,14 +38,14 @@ ControlHooks AppDelegate::controlHooks() {
     ControlHooks hooks;
     hooks.start = [this] {
         if (!isRecording())
-            startRecording();
+            send(action::StartRecording{});
     };
     hooks.stop = [this] { send(action::StopRecording{}); };
     hooks.toggle = [this] {
         if (isRecording())
             send(action::StopRecording{});
         else
-            startRecording();
+            send(action::StartRecording{});
     };
     hooks.cancel = [this] {
         if (m_sideEffects->isBusy())

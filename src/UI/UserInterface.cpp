@@ -22,10 +22,12 @@ constexpr std::chrono::milliseconds prepareDelay{400};
 
 class DesktopUserInterface final : public UserInterface {
 public:
-    DesktopUserInterface(RecordingStore& store, UserInterfaceHooks hooks)
+    DesktopUserInterface(RecordingStore& store, UserInterfaceHooks hooks, std::unique_ptr<TrayHost> statusItem)
         : m_hooks(std::move(hooks)), m_clock(EventExecutor::main()),
           m_pillModel(store, m_clock, &Texts::lookUp, m_hooks.pillEnabled), m_pill(m_pillModel, m_host, m_hooks),
-          m_account(m_hooks), m_tray(store, m_hooks, &Texts::lookUp, &m_account, [this] { showAccount(); }) {
+          m_account(m_hooks),
+          m_tray(
+              store, m_hooks, &Texts::lookUp, &m_account, [this] { showAccount(); }, std::move(statusItem)) {
         QGuiApplication::setWindowIcon(applicationIcon());
         // The last window that closes is not the end: the application lives in the panel.
         QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -144,8 +146,15 @@ void configureRendering() {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 }
 
-std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks) {
-    return std::make_unique<DesktopUserInterface>(store, std::move(hooks));
+std::unique_ptr<TrayHost> createStatusItem() {
+    auto item = std::make_unique<TrayHost>();
+    item->watch();
+    return item;
+}
+
+std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks,
+                                                   std::unique_ptr<TrayHost> statusItem) {
+    return std::make_unique<DesktopUserInterface>(store, std::move(hooks), std::move(statusItem));
 }
 
 } // namespace quillo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Features/Recording/RecordingStore.h"
+#include "UI/Tray/TrayHost.h"
 #include "UI/UserInterfaceHooks.h"
 
 #include <memory>
@@ -30,8 +31,12 @@ public:
 /// the OpenGL one, unless the user's environment names a renderer.
 void configureRendering();
 
+/// Begins to look for a place in the panel; the interface takes it over. Needs a QApplication.
+[[nodiscard]] std::unique_ptr<TrayHost> createStatusItem();
+
 /// Builds the interface over `store`, which must outlive it. Needs a QApplication. Without a host for tray icons the
 /// application goes on without one and the icon appears when a host does.
-[[nodiscard]] std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks);
+[[nodiscard]] std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks,
+                                                                 std::unique_ptr<TrayHost> statusItem = nullptr);
 
 } // namespace quillo

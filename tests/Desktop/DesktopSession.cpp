@@ -312,7 +312,7 @@ QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QStri
     const auto armed = [&] {
         int code = 0;
         if (!m_options.sessionBus)
-            return process.state() == QProcess::NotRunning || readAll(logFile()).contains("✅ Quillo launched");
+            return process.state() == QProcess::NotRunning || readAll(logFile()).contains("🌐 Network monitor started");
         return process.state() == QProcess::NotRunning ||
                (quillo({QStringLiteral("status")}, &code).size() > 0 && code == 0);
     };

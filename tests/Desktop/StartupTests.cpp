@@ -153,10 +153,12 @@ TEST_F(Startup, AReadOnlyHomeIsNoReasonNotToDictate) {
         QStringLiteral("mount --bind \"$HOME\" \"$HOME\" && mount -o remount,ro,bind \"$HOME\" && exec \"$@\""),
         QStringLiteral("sh")};
     start(readOnly);
-    QFile output(m_session->path(QStringLiteral("quillo.log")));
-    ASSERT_TRUE(output.open(QIODevice::ReadOnly));
-    const auto printed = QString::fromUtf8(output.readAll());
-    EXPECT_TRUE(printed.contains(QStringLiteral("cannot be written. Until you log out"))) << printed.toStdString();
+    const auto prints = [this](const QString& words) {
+        QFile output(m_session->path(QStringLiteral("quillo.log")));
+        return output.open(QIODevice::ReadOnly) && QString::fromUtf8(output.readAll()).contains(words);
+    };
+    EXPECT_TRUE(prints(QStringLiteral("cannot be written. Until you log out")));
+    ASSERT_TRUE(waitUntil([&] { return prints(QStringLiteral("Anonymous session created")); }));
     EXPECT_TRUE(
         dictates([&] { return m_session->status().value(QStringLiteral("status")).toString() == u"recording"; }));
     // What was said is kept as long as the session.

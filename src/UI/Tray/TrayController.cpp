@@ -22,15 +22,16 @@ QString entryText(QString text) {
 } // namespace
 
 TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
-                               const AccountModel* account, std::function<void()> showAccount)
+                               const AccountModel* account, std::function<void()> showAccount,
+                               std::unique_ptr<TrayHost> host)
     : m_store(store), m_hooks(hooks), m_translate(std::move(translate)), m_account(account),
-      m_showAccount(std::move(showAccount)) {
+      m_showAccount(std::move(showAccount)), m_host(host ? std::move(host) : std::make_unique<TrayHost>()) {
     build();
     present(m_store.state());
     m_observation =
         m_store.observeLater([this](const RecordingState&, const RecordingState& after) { present(after); });
-    connect(&m_host, &TrayHost::available, this, [this] { showIcon(); });
-    connect(&m_host, &TrayHost::unavailable, this, [] {
+    connect(m_host.get(), &TrayHost::available, this, [this] { showIcon(); });
+    connect(m_host.get(), &TrayHost::unavailable, this, [] {
         appLog(QStringLiteral("[Tray] ⚠️ No host for tray icons on this desktop; the application runs without its icon "
                               "and shows it when a host appears. The command line reaches it too: quillo status"),
                LogLevel::warn, QStringLiteral("Tray"));
@@ -39,7 +40,7 @@ TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& 
 
 TrayController::~TrayController() = default;
 
-void TrayController::start() { m_host.watch(); }
+void TrayController::start() { m_host->watch(); }
 
 QAction* TrayController::addEntry(const QString& key, const std::function<void()>& hook) {
     if (!hook)

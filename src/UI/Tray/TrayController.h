@@ -19,9 +19,10 @@ class TrayController final : public QObject {
     Q_OBJECT
 public:
     /// The references must outlive the controller. `showAccount` opens the account's window; without it there is no
-    /// entry.
+    /// entry. `host` is one that looks for its place already.
     TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
-                   const AccountModel* account = nullptr, std::function<void()> showAccount = {});
+                   const AccountModel* account = nullptr, std::function<void()> showAccount = {},
+                   std::unique_ptr<TrayHost> host = nullptr);
     ~TrayController() override;
 
     /// Looks for a host and shows the icon when there is one.
@@ -45,7 +46,7 @@ private:
     Translate m_translate;
     const AccountModel* m_account;
     std::function<void()> m_showAccount;
-    TrayHost m_host;
+    std::unique_ptr<TrayHost> m_host;
     QMenu m_menu;
     QMenu* m_microphones = nullptr;
     QMenu* m_languages = nullptr;
