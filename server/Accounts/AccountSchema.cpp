@@ -46,7 +46,8 @@ constexpr std::string_view version2 = R"(
 ALTER TABLE users ADD COLUMN password_hash TEXT;
 ALTER TABLE users ADD COLUMN merged_into TEXT;
 CREATE INDEX users_by_merge ON users(merged_into) WHERE merged_into IS NOT NULL;
-ALTER TABLE refresh_tokens ADD COLUMN successor_salt BLOB;
+ALTER TABLE refresh_tokens ADD COLUMN successor_salt TEXT;
+CREATE INDEX refresh_tokens_in_grace ON refresh_tokens(used_at) WHERE successor_salt IS NOT NULL;
 CREATE TABLE authorization_codes (
     hash BLOB PRIMARY KEY,
     user_id TEXT NOT NULL REFERENCES users(id) ON DELETE CASCADE,

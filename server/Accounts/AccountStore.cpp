@@ -160,6 +160,10 @@ void AccountStore::removeExpired() {
         Statement remove(database_, std::string("DELETE FROM ") + table + " WHERE expires_at <= ?");
         remove.bind(1, now()).step();
     }
+    // With it an old token would still lead to all that followed.
+    Statement salts(database_, "UPDATE refresh_tokens SET successor_salt = NULL "
+                               "WHERE successor_salt IS NOT NULL AND used_at < ?");
+    salts.bind(1, now() - milliseconds(lifetimes_.reuseGrace)).step();
     Statement codes(database_, "DELETE FROM authorization_codes WHERE expires_at <= ? AND family_id IS NULL");
     codes.bind(1, now()).step();
 }

@@ -1,4 +1,5 @@
 #include "Accounts/AccountStore.h"
+#include "Accounts/AccountSchema.h"
 #include "Accounts/Credentials.h"
 #include "Accounts/PasswordHash.h"
 #include "Accounts/RateLimiter.h"
@@ -76,6 +77,12 @@ TEST_F(Accounts, RefreshesAtOnceAllGetTheSamePair) {
     EXPECT_EQ(reopened.refresh(session.tokens.refresh)->tokens.refresh, first->tokens.refresh)
         << "also when the server was restarted in between";
     EXPECT_TRUE(store.userOf(first->tokens.access));
+    now += 6s;
+    ASSERT_TRUE(store.refresh(first->tokens.refresh));
+    const Database database(file, accountMigrations());
+    Statement salts(database, "SELECT count(*) FROM refresh_tokens WHERE successor_salt IS NOT NULL");
+    ASSERT_TRUE(salts.step());
+    EXPECT_EQ(salts.integer(0), 1) << "after the grace nothing leads from a token to its successors";
 }
 
 TEST_F(Accounts, RefreshingExtendsASignInAndDisuseEndsIt) {
