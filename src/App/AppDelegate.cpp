@@ -52,11 +52,11 @@ bool AppDelegate::launch() {
     log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
     m_control = std::make_unique<ControlService>(controlHooks());
     UserSettings::shared().runMigrations();
-    m_environment = chooseServer();
-    log(QStringLiteral("[ServiceContainer] Server host: %1").arg(m_environment->host()));
-    log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(m_environment->wsTranscribeURL().toString()));
-    m_services = std::make_unique<ServiceContainer>(m_clock, UserSettings::shared(), *m_environment);
-    log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
+    try {
+        buildServices();
+    } catch (const std::exception& error) {
+        return goOnWithoutServices(QString::fromUtf8(error.what()));
+    }
     setupStore();
     // Who sees the name on the bus may give commands: the store stands by now.
     if (m_control->registerOnBus() == ControlService::Registration::alreadyRunning)
@@ -72,6 +72,24 @@ bool AppDelegate::launch() {
     m_sessionCheck->scheduleFallback();
     openFirstWindow();
     deliverNotices();
+    return true;
+}
+
+void AppDelegate::buildServices() {
+    m_environment = chooseServer();
+    log(QStringLiteral("[ServiceContainer] Server host: %1").arg(m_environment->host()));
+    log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(m_environment->wsTranscribeURL().toString()));
+    m_services = std::make_unique<ServiceContainer>(m_clock, UserSettings::shared(), *m_environment);
+    log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
+}
+
+bool AppDelegate::goOnWithoutServices(const QString& reason) {
+    log(reason, LogLevel::error);
+    setupStore();
+    m_control = std::make_unique<ControlService>(controlHooksWithoutServices(reason));
+    if (m_control->registerOnBus() == ControlService::Registration::alreadyRunning)
+        return false;
+    notifyDesktop(reason);
     return true;
 }
 
@@ -103,6 +121,10 @@ void AppDelegate::setupLocalServer() {
 }
 
 void AppDelegate::setupStore() {
+    if (!m_services) {
+        log(QStringLiteral("[AppDelegate] ⚠️ setupStore called but serviceContainer is nil — skipping"), LogLevel::warn);
+        return;
+    }
     auto& services = *m_services;
     m_sideEffects = std::make_unique<RecordingSideEffects>(RecordingServices{
         m_clock, *services.audioService, *services.webSocketService, *services.textInjectionService,
@@ -260,6 +282,8 @@ void AppDelegate::deliverNotices() {
 void AppDelegate::quit() {
     if (std::exchange(m_isQuitting, true))
         return;
+    if (!m_sideEffects)
+        return QApplication::quit();
     // Nothing may start a dictation any more; the one under way is put on the disk first.
     m_services->hotkeyService->stop();
     m_tasks.run(QStringLiteral("quit"), [this](std::stop_token) -> Task<> {

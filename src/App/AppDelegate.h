@@ -37,6 +37,10 @@ public:
     void quit();
 
 private:
+    /// Throws std::exception.
+    void buildServices();
+    /// Only says what is wrong, and can be ended. False when another instance runs already.
+    bool goOnWithoutServices(const QString& reason);
     [[nodiscard]] ServerEnvironment chooseServer();
     void setupStore();
     void setupHotkeys();
@@ -67,6 +71,7 @@ private:
     /// Tells the user what services have reported, as soon as there is an interface to tell it.
     void deliverNotices();
     [[nodiscard]] ControlHooks controlHooks();
+    [[nodiscard]] ControlHooks controlHooksWithoutServices(const QString& reason);
     void addHistoryHooks(ControlHooks& hooks);
     [[nodiscard]] UserInterfaceHooks interfaceHooks();
     [[nodiscard]] RecordingPreferences recordingPreferences() const;

@@ -14,6 +14,8 @@
 #include <QMessageBox>
 #include <QUrl>
 
+#include <stdexcept>
+
 namespace quillo {
 
 namespace {
@@ -77,6 +79,25 @@ ControlHooks AppDelegate::controlHooks() {
                                   setting.description);
         return lines.join(QLatin1Char('\n'));
     };
+    return hooks;
+}
+
+ControlHooks AppDelegate::controlHooksWithoutServices(const QString& reason) {
+    auto hooks = controlHooks();
+    const auto refuse = [reason] { throw std::runtime_error(reason.toStdString()); };
+    for (auto* hook : {&hooks.start, &hooks.stop, &hooks.toggle, &hooks.cancel, &hooks.show, &hooks.insertAgain,
+                       &hooks.signIn, &hooks.registerAccount, &hooks.cancelSignIn, &hooks.signOut})
+        *hook = refuse;
+    hooks.status = [reason] {
+        return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("status"), QStringLiteral("error")},
+                                                           {QStringLiteral("message"), reason}})
+                                     .toJson(QJsonDocument::Compact));
+    };
+    hooks.account = [reason] { return reason; };
+    hooks.openURL = [](const QString&) {};
+    hooks.historyDelete = nullptr;
+    hooks.historyRetranscribe = nullptr;
+    hooks.historyCopy = nullptr;
     return hooks;
 }
 

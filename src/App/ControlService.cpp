@@ -14,7 +14,7 @@
 namespace quillo {
 
 ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {
-    new ApplicationAdaptor(this, {.activate = [this] { m_hooks.show(); },
+    new ApplicationAdaptor(this, {.activate = [this] { perform(m_hooks.show); },
                                   .openURL = [this](const QString& url) { m_hooks.openURL(url); },
                                   .runAction = [this](const QString& name) { runAction(name); }});
 }
@@ -22,9 +22,9 @@ ControlService::ControlService(ControlHooks hooks) : m_hooks(std::move(hooks)) {
 void ControlService::runAction(const QString& name) {
     // The actions of the desktop entry are named as the commands are.
     if (name == QStringLiteral("toggle"))
-        m_hooks.toggle();
+        perform(m_hooks.toggle);
     else if (name == QStringLiteral("again"))
-        m_hooks.insertAgain();
+        perform(m_hooks.insertAgain);
     else
         appLog(QStringLiteral("⚠️ The desktop asked for an action that does not exist: %1").arg(name.left(40)),
                LogLevel::warn, QStringLiteral("Control"));
@@ -48,6 +48,15 @@ ControlService::Registration ControlService::registerOnBus() {
         return Registration::registered;
     bus.unregisterObject(control::objectPath);
     return Registration::alreadyRunning;
+}
+
+void ControlService::perform(const std::function<void()>& hook) {
+    try {
+        hook();
+    } catch (const std::exception& error) {
+        if (calledFromDBus())
+            replyWithError(error);
+    }
 }
 
 void ControlService::Quit() {

@@ -11,6 +11,7 @@ namespace quillo {
 
 /// What the remote control may ask of the application; called on the main thread.
 struct ControlHooks {
+    // Each of the commands may throw an exception whose text is for the user.
     std::function<void()> start; ///< begins a dictation; nothing when one runs
     std::function<void()> stop;  ///< ends and delivers it; nothing when none runs
     std::function<void()> toggle;
@@ -51,12 +52,12 @@ public:
     Registration registerOnBus();
 
 public Q_SLOTS:
-    Q_SCRIPTABLE void Start() { m_hooks.start(); }
-    Q_SCRIPTABLE void Stop() { m_hooks.stop(); }
-    Q_SCRIPTABLE void Toggle() { m_hooks.toggle(); }
-    Q_SCRIPTABLE void Cancel() { m_hooks.cancel(); }
-    Q_SCRIPTABLE void Show() { m_hooks.show(); }
-    Q_SCRIPTABLE void InsertAgain() { m_hooks.insertAgain(); }
+    Q_SCRIPTABLE void Start() { perform(m_hooks.start); }
+    Q_SCRIPTABLE void Stop() { perform(m_hooks.stop); }
+    Q_SCRIPTABLE void Toggle() { perform(m_hooks.toggle); }
+    Q_SCRIPTABLE void Cancel() { perform(m_hooks.cancel); }
+    Q_SCRIPTABLE void Show() { perform(m_hooks.show); }
+    Q_SCRIPTABLE void InsertAgain() { perform(m_hooks.insertAgain); }
     Q_SCRIPTABLE void Quit();
     Q_SCRIPTABLE QString Status() { return m_hooks.status(); }
     Q_SCRIPTABLE QString GetSetting(const QString& key);
@@ -66,13 +67,14 @@ public Q_SLOTS:
     Q_SCRIPTABLE void HistoryRetranscribe(const QString& id, const QString& language);
     Q_SCRIPTABLE void HistoryCopy(const QString& id);
     Q_SCRIPTABLE QString Account() { return m_hooks.account(); }
-    Q_SCRIPTABLE void SignIn() { m_hooks.signIn(); }
-    Q_SCRIPTABLE void Register() { m_hooks.registerAccount(); }
-    Q_SCRIPTABLE void CancelSignIn() { m_hooks.cancelSignIn(); }
-    Q_SCRIPTABLE void SignOut() { m_hooks.signOut(); }
+    Q_SCRIPTABLE void SignIn() { perform(m_hooks.signIn); }
+    Q_SCRIPTABLE void Register() { perform(m_hooks.registerAccount); }
+    Q_SCRIPTABLE void CancelSignIn() { perform(m_hooks.cancelSignIn); }
+    Q_SCRIPTABLE void SignOut() { perform(m_hooks.signOut); }
 
 private:
     void runAction(const QString& name);
+    void perform(const std::function<void()>& hook);
     void replyWithError(const std::exception& error);
     template <typename Hook, typename... Arguments>
     void onHistory(const Hook& hook, const Arguments&... arguments);

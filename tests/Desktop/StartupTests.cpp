@@ -242,6 +242,19 @@ TEST_F(Startup, OnMockServicesTheInterfaceRunsWithNothingBehindIt) {
     EXPECT_EQ(process.state(), QProcess::Running);
 }
 
+TEST_F(Startup, WithoutServicesItRunsAndSaysWhy) {
+    begin({});
+    m_session->environment().insert(QStringLiteral("QUILLO_SERVER_HOST"), QStringLiteral("https://not.a.host/"));
+    auto& process = start();
+    EXPECT_TRUE(
+        m_session->status().value(QStringLiteral("message")).toString().contains(QStringLiteral("not a server host")));
+    int code = 0;
+    EXPECT_TRUE(m_session->quillo({QStringLiteral("toggle")}, &code).contains(QStringLiteral("not a server host")));
+    EXPECT_EQ(code, 1);
+    m_session->quillo({QStringLiteral("quit")});
+    EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+}
+
 TEST_F(Startup, ANewUserIsWelcomedOnceAndTheStartGoesInItsOrder) {
     begin({.newUser = true});
     m_session->environment().insert(QStringLiteral("QUILLO_SERVER_HOST"), QStringLiteral("127.0.0.1:9"));
