@@ -18,11 +18,7 @@ WelcomeWindow::WelcomeWindow(QmlEngineHost& host, const UserInterfaceHooks& hook
     connect(this, &DialogWindow::dismissed, this, [this] { m_viewModel.setShown(false); });
 }
 
-WelcomeWindow::~WelcomeWindow() {
-    // The view model goes before the window, which hides on its own way out.
-    disconnect(this, &DialogWindow::dismissed, nullptr, nullptr);
-    clear();
-}
+WelcomeWindow::~WelcomeWindow() { clear(); }
 
 void WelcomeWindow::exposeEvent(QExposeEvent* event) {
     DialogWindow::exposeEvent(event);

@@ -28,8 +28,8 @@ DialogWindow::DialogWindow(const QString& title) {
 }
 
 DialogWindow::~DialogWindow() {
-    // Whoever deletes the window need not hear that it went.
-    disconnect(this, &DialogWindow::dismissed, nullptr, nullptr);
+    // It hides on its way out, when it is no such window any more; and whoever deletes it need not hear that it went.
+    disconnect(this, &QWindow::visibleChanged, this, nullptr);
 }
 
 void DialogWindow::fill(QmlEngineHost& host, const QString& file,
