@@ -173,12 +173,17 @@ void AppDelegate::setupLaunchAtLogin() {
     auto& settings = UserSettings::shared();
     const bool isChosen = settings.isStored(key);
     const bool chosen = settings.launchAtLogin();
-    const bool now = m_launchAtLogin->reconcile(isChosen ? std::optional(chosen) : std::nullopt);
-    if (isChosen && now != chosen)
-        settings.setValue(key, now);
+    m_launchesAtLogin = m_launchAtLogin->reconcile(isChosen ? std::optional(chosen) : std::nullopt);
+    if (isChosen && m_launchesAtLogin != chosen)
+        settings.setValue(key, m_launchesAtLogin);
     QObject::connect(&settings, &UserSettings::changed, qApp, [this, key](const QString& changed) {
-        if (changed == key)
-            m_launchAtLogin->change(UserSettings::shared().launchAtLogin());
+        const bool desired = UserSettings::shared().launchAtLogin();
+        if (changed != key || desired == m_launchesAtLogin)
+            return;
+        m_launchesAtLogin = m_launchAtLogin->change(desired);
+        // The setting says what is the case: the switch goes back where the desktop refused.
+        if (m_launchesAtLogin != desired)
+            UserSettings::shared().setValue(key, m_launchesAtLogin);
     });
 }
 

@@ -96,6 +96,7 @@ private:
     std::unique_ptr<ModelContainer> m_history;
     std::unique_ptr<ServiceContainer> m_services;
     std::optional<LaunchAtLogin> m_launchAtLogin;
+    bool m_launchesAtLogin = false; ///< as far as is known here
     std::unique_ptr<AccountController> m_account;
     std::unique_ptr<SessionCheck> m_sessionCheck;
     std::unique_ptr<MicrophoneProbe> m_microphoneProbe;

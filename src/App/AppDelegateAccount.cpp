@@ -88,7 +88,9 @@ void AppDelegate::addAccountHooks(ControlHooks& hooks) {
     hooks.registerAccount = [this] { m_account->registerAccount(); };
     hooks.cancelSignIn = [this] { m_account->cancelSignIn(); };
     hooks.signOut = [this] { m_account->signOut(); };
-    hooks.openURL = [](const QString& url) {
+    hooks.openURL = [this](const QString& url) {
+        if (!m_account->state().isBusy)
+            log(QStringLiteral("An address of ours arrived that no sign-in waits for; it is left alone"));
         NotificationCenter::shared().post(notification::authCallback, {{QStringLiteral("url"), url}});
     };
 }
@@ -111,7 +113,9 @@ void AppDelegate::addOnboardingHooks(UserInterfaceHooks& hooks) {
     hooks.hotkeySteps = [] { return hotkeySetup::guide(); };
     hooks.observeHotkey = [this](std::function<void(bool)> observer) { m_hotkeyObserver = std::move(observer); };
     hooks.startMicrophoneTest = [this](MicrophoneProbe::OnLevel onLevel, MicrophoneProbe::OnFailure onFailure) {
-        if (!m_sideEffects->isBusy())
+        if (m_sideEffects->isBusy())
+            onFailure(LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
+        else
             m_microphoneProbe->start(std::move(onLevel), std::move(onFailure));
     };
     hooks.stopMicrophoneTest = [this] { m_microphoneProbe->stop(); };

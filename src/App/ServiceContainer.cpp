@@ -87,7 +87,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);
     keychain = makeTokenStorage();
     tokenStorage = keychain;
-    trust = TrustedNetwork::fromEnvironment();
+    trust = TrustedNetwork::fromEnvironment(environment.isLoopback() && !environment.isCustomHost());
     webSocketService = std::make_unique<WebSocketService>(
         WebSocketService::Config{
             .serverURL = [url = environment.wsTranscribeURL()] { return url; },

@@ -62,6 +62,7 @@ struct TrustedNetwork::Cache {
     std::optional<AuthorityFile> extra;
     /// Reading them takes a fifth of a second of processor time.
     std::shared_future<QList<QSslCertificate>> system;
+    bool onlyOwnServer = false;
 
     void loadSystem() {
         if (!system.valid())
@@ -70,8 +71,11 @@ struct TrustedNetwork::Cache {
 };
 
 TrustedNetwork::TrustedNetwork(QString localAuthorityFile, std::optional<QString> extraAuthorityFile)
-    : m_cache(
-          new Cache{.mutex = {}, .local = AuthorityFile(std::move(localAuthorityFile)), .extra = {}, .system = {}}) {
+    : m_cache(new Cache{.mutex = {},
+                        .local = AuthorityFile(std::move(localAuthorityFile)),
+                        .extra = {},
+                        .system = {},
+                        .onlyOwnServer = false}) {
     if (!extraAuthorityFile)
         return;
     if (!QFileInfo::exists(*extraAuthorityFile))
@@ -84,16 +88,18 @@ TrustedNetwork::TrustedNetwork(QString localAuthorityFile, std::optional<QString
 
 TrustedNetwork::~TrustedNetwork() = default;
 
-std::shared_ptr<TrustedNetwork> TrustedNetwork::fromEnvironment() {
+std::shared_ptr<TrustedNetwork> TrustedNetwork::fromEnvironment(bool onlyOwnServer) {
     std::optional<QString> extra;
     if (!qEnvironmentVariableIsEmpty("QUILLO_CA_FILE"))
         extra = qEnvironmentVariable("QUILLO_CA_FILE");
     const auto data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     auto trust =
         std::make_shared<TrustedNetwork>(data % QStringLiteral("/quillo/server/authority.pem"), std::move(extra));
+    trust->m_cache->onlyOwnServer = onlyOwnServer;
     // Begun now, on another thread: left to the first request, the main thread would do it, and hear no hotkey the
     // while.
-    trust->m_cache->loadSystem();
+    if (!onlyOwnServer)
+        trust->m_cache->loadSystem();
     return trust;
 }
 
@@ -115,6 +121,10 @@ QSslConfiguration TrustedNetwork::configuration(const QUrl& url) const {
         added += m_cache->local.certificates();
     if (added.isEmpty())
         return configuration;
+    if (m_cache->onlyOwnServer && isLoopback(url)) {
+        configuration.setCaCertificates(added);
+        return configuration;
+    }
     // A configuration that lists authorities no longer loads the system's on demand, so they are listed as well.
     m_cache->loadSystem();
     // What serves this machine is vouched for by what was added; nobody waits for the rest of the list in the first

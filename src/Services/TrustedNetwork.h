@@ -21,8 +21,10 @@ public:
     TrustedNetwork(const TrustedNetwork&) = delete;
     TrustedNetwork& operator=(const TrustedNetwork&) = delete;
 
-    /// With the server's folder in the user's data folder, and the environment's "QUILLO_CA_FILE".
-    static std::shared_ptr<TrustedNetwork> fromEnvironment();
+    /// With the server's folder in the user's data folder, and the environment's "QUILLO_CA_FILE". Where only the
+    /// application's own server is asked, the system's authorities are not read: that takes a fifth of a second of
+    /// processor time and several megabytes.
+    static std::shared_ptr<TrustedNetwork> fromEnvironment(bool onlyOwnServer = false);
 
     /// True for "localhost", names below it, 127.0.0.0/8 and ::1: what cannot lead to another machine.
     static bool isLoopback(const QUrl& url);
