@@ -35,6 +35,10 @@ protected:
 TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
     int changes = 0;
     const auto observation = service().observe([&] { ++changes; });
+    int users = 0;
+    const auto announced =
+        QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                         [&](const QString& name) { users += name == notification::authUserDidChange; });
     const Ending ending(service().startRegistration());
     ASSERT_EQ(pages.size(), 1);
     EXPECT_EQ(pages[0].path(), u"/auth/register"_qs);
@@ -71,6 +75,8 @@ TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
     EXPECT_TRUE(service().isNewUser());
     EXPECT_FALSE(service().isLoading());
     EXPECT_GE(changes, 3) << "loading, signed in, loaded";
+    EXPECT_EQ(users, 1);
+    QObject::disconnect(announced);
     ASSERT_TRUE(waitUntil([&] { return requestsOf("/users/me/device") == 1; }));
     EXPECT_THAT(server.requests[1].head.toStdString(), HasSubstr("Authorization: Bearer new-access\r\n"));
     EXPECT_THAT(server.requests[1].body.toStdString(), HasSubstr(R"({"device_id":)"));
