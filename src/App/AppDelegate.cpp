@@ -7,6 +7,7 @@
 #include "Core/NotificationCenter.h"
 #include "Data/TagManager.h"
 #include "Features/Recording/RecordingReducer.h"
+#include "Localization/LocalizationManager.h"
 #include "Services/AudioStorageManager.h"
 #include "UI/DesktopNotification.h"
 
@@ -139,7 +140,8 @@ void AppDelegate::setupStore() {
         [this](RecordingAction action, RecordingState state) {
             // The microphone is captured once at a time, and the dictation goes first.
             if (std::holds_alternative<action::StartRecording>(action))
-                m_microphoneProbe->stop();
+                m_microphoneProbe->giveWay(
+                    LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
             return m_sideEffects->handle(std::move(action), std::move(state));
         },
         [](const QString& name, const QString& error) {

@@ -4,6 +4,7 @@ namespace quillo {
 
 void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
     stop();
+    m_onFailure = onFailure;
     m_listening = m_tasks.run(QStringLiteral("microphone test"),
                               [&audio = m_audio, onLevel = std::move(onLevel),
                                onFailure = std::move(onFailure)](std::stop_token stop) -> Task<> {
@@ -27,6 +28,13 @@ void MicrophoneProbe::stop() {
     m_listening.cancel();
     // At once, and not when the task sees it: whoever asked may want the microphone for a dictation now.
     m_audio.stopCapture();
+}
+
+void MicrophoneProbe::giveWay(const QString& reason) {
+    if (!m_listening.isRunning())
+        return;
+    stop();
+    m_onFailure(reason);
 }
 
 } // namespace quillo

@@ -20,11 +20,14 @@ public:
     /// A test under way begins anew, with the microphone that is chosen now. Neither function is called after `stop`.
     void start(OnLevel onLevel, OnFailure onFailure);
     void stop();
+    /// Ends a test under way as a failure, for `reason`: somebody else needs the microphone.
+    void giveWay(const QString& reason);
 
 private:
     AudioServiceProtocol& m_audio;
     TaskRunner& m_tasks;
     TaskHandle m_listening;
+    OnFailure m_onFailure;
 };
 
 } // namespace quillo
