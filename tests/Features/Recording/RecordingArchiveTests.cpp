@@ -125,7 +125,7 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
             EXPECT_EQ(kept->status, test.status);
             EXPECT_EQ(kept->text, test.text);
             EXPECT_EQ(kept->durationMs, 700);
-            EXPECT_EQ(kept->userId, QStringLiteral("u"));
+            EXPECT_EQ(kept->userId, QStringLiteral("user-1"));
             EXPECT_EQ(notifications.contains(notification::pendingRecordingSaved), test.status == pending);
             // What the queue finds on the disk says the same.
             EXPECT_EQ(AudioFileWriter::listPendingRecordings().size(), test.status == pending ? 1U : 0U);
@@ -161,7 +161,7 @@ TEST_F(RecordingArchiveTests, audioIsOnTheDiskWhileItIsCaptured) {
     EXPECT_EQ(records().front()->status, RecordStatus::recording);
     const auto pending = AudioFileWriter::listPendingRecordings();
     ASSERT_EQ(pending.size(), 1U);
-    EXPECT_EQ(pending.front().userId, QStringLiteral("u"));
+    EXPECT_EQ(pending.front().userId, QStringLiteral("user-1"));
     EXPECT_EQ(audioOnDisk(pending.front().id), said);
     // A connection that takes nothing more must not hold the disk up.
     AsyncEvent taken;

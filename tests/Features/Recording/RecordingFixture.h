@@ -10,6 +10,7 @@
 #include "Services/Auth/InMemoryTokenStorage.h"
 #include "Support/MockApplications.h"
 #include "Support/MockAudioService.h"
+#include "Support/MockAuthService.h"
 #include "Support/MockPermissionService.h"
 #include "Support/MockTextInjectionService.h"
 #include "Support/MockWebSocketService.h"
@@ -23,32 +24,6 @@
 #include <memory>
 
 namespace quillo::test {
-
-/// An account whose server answers as a test says.
-class MockAuthService final : public AuthServiceProtocol {
-public:
-    std::optional<AuthError> refreshError;
-    std::optional<AuthUser> user = AuthUser{.id = QStringLiteral("u"), .email = {}, .fullName = {}};
-    int refreshes = 0;
-    int anonymousSessions = 0;
-
-    Task<bool> checkExistingSession() override { co_return true; }
-    Task<> createAnonymousSession() override {
-        ++anonymousSessions;
-        co_return;
-    }
-    Task<> refreshAccessToken() override {
-        ++refreshes;
-        if (refreshError) {
-            const auto error = *refreshError;
-            throw error;
-        }
-        co_return;
-    }
-    void logout() override {}
-    [[nodiscard]] bool isAuthenticated() const override { return user.has_value(); }
-    [[nodiscard]] std::optional<AuthUser> currentUser() const override { return user; }
-};
 
 class MockNetworkMonitor final : public NetworkMonitorServiceProtocol {
 public:

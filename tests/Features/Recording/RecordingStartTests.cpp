@@ -109,9 +109,10 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
         notifications.clear();
         auth.refreshes = auth.anonymousSessions = 0;
         auth.user->isAnonymous = test.anonymous;
-        auth.refreshError.reset();
-        if (test.refreshError)
-            auth.refreshError.emplace(*test.refreshError, QStringLiteral("no"));
+        auth.onRefresh = [kind = test.refreshError] {
+            if (kind)
+                throw AuthError(*kind, QStringLiteral("no"));
+        };
         tokens.setAccessTokenExpiresAt(clock.wallTime().addSecs(test.expiresSoon ? 10 : 3600));
         webSocket.connectErrors.clear();
         if (!test.expiresSoon)
