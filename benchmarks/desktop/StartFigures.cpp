@@ -114,7 +114,7 @@ void printIdle(QTextStream& out, DesktopSession& session, int seconds) {
     const auto until = monotonicNow() + std::chrono::seconds(seconds);
     waitUntil([&] { return monotonicNow() >= until; }, std::chrono::seconds(seconds + 5));
     out << QStringLiteral("idle for %1 s             %2 wake-ups; %3 MB resident (budget 60 MB), of it %4 MB its own, "
-                          "%5 MB shared with nobody\n")
+                          "%5 MB written to\n")
                .arg(seconds)
                .arg(wakeUpsSince(start, pid))
                .arg(megabytes(pid, QStringLiteral("Rss")), 0, 'f', 1)
