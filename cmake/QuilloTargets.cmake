@@ -68,6 +68,8 @@ endfunction()
 
 # Everything that the thread sanitizer is to look at.
 add_custom_target(concurrency-tests)
+# Everything that runs in a session with a display or a sound server of its own.
+add_custom_target(session-tests)
 
 # quillo_test(Name SOURCES ... LINK ... [MOC ...] [LABELS ...] [ENVIRONMENT ...] [TIMEOUT seconds])
 #
@@ -89,6 +91,9 @@ function(quillo_test name)
   endif()
   if("concurrency" IN_LIST arg_LABELS)
     add_dependencies(concurrency-tests ${name})
+  endif()
+  if("desktop" IN_LIST arg_LABELS OR "display" IN_LIST arg_LABELS)
+    add_dependencies(session-tests ${name})
   endif()
   if(QUILLO_SANITIZE MATCHES address)
     list(APPEND arg_ENVIRONMENT LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0)
