@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -15,8 +16,14 @@ struct KeyEvent {
     uint16_t keyCode = 0; ///< virtual key code (see `keycode`)
     uint64_t flags = 0;   ///< modifier bits and the device-dependent side bits after the event
     bool isAutoRepeat = false;
+    /// How long before its delivery it happened: a busy main thread hears of it late.
+    std::chrono::milliseconds age{0};
 
-    bool operator==(const KeyEvent&) const = default;
+    /// What was done with the key, not when.
+    bool operator==(const KeyEvent& other) const {
+        return type == other.type && keyCode == other.keyCode && flags == other.flags &&
+               isAutoRepeat == other.isAutoRepeat;
+    }
 };
 
 namespace keyflag {

@@ -128,7 +128,7 @@ void HotkeyService::handle(const KeyEvent& event) {
         break;
     case KeyEventType::keyUp:
         if (!m_config.isModifierKey() && event.keyCode == m_config.keyCode && m_isHotkeyPressed)
-            handleHoldKeyUp();
+            handleHoldKeyUp(m_clock.now() - event.age);
         break;
     case KeyEventType::flagsChanged:
         handleFlagsChanged(event);
@@ -143,10 +143,10 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
     const uint64_t own = m_config.isModifierKey() && m_isHotkeyPressed ? modifierMaskOfKey(m_config.keyCode) : 0;
     // A held hold key is no part of another hotkey, unless that one asks for it.
     const auto matches = [&](uint64_t wanted) { return modifiers == wanted || (modifiers & ~own) == (wanted & ~own); };
-    const auto now = m_clock.now();
+    const auto at = m_clock.now() - event.age;
     if (event.keyCode == m_config.toggleKeyCode && matches(m_config.toggleModifiers)) {
-        if (!m_lastToggleActionTime || now - *m_lastToggleActionTime >= toggleCooldown)
-            handleToggleKeyPress();
+        if (!m_lastToggleActionTime || at - *m_lastToggleActionTime >= toggleCooldown)
+            handleToggleKeyPress(at);
         return;
     }
     if (event.keyCode == keycode::escape && matches(0) && isEscapeConsumed()) {
@@ -155,24 +155,25 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
     }
     if (!m_config.isModifierKey()) {
         if (event.keyCode == m_config.keyCode && modifiers == m_config.modifiers && !m_isHotkeyPressed)
-            handleHoldKeyDown();
+            handleHoldKeyDown(at);
         return;
     }
     // A release in between (a tap that became a double tap) makes it no chord any more.
-    if (m_isHotkeyPressed && m_isRecording && !m_isHandsOffMode && now - m_pressedAt < chordInterval)
+    if (m_isHotkeyPressed && m_isRecording && !m_isHandsOffMode && at - m_pressedAt < chordInterval)
         abandon(QStringLiteral("🔹 HOLD MODE: USED IN A CHORD - RECORDING CANCELLED ") + m_config.displayString());
 }
 
 void HotkeyService::handleFlagsChanged(const KeyEvent& event) {
+    const auto at = m_clock.now() - event.age;
     if (m_config.isModifierKey()) {
         const bool isDown = (event.flags & modifierKeyBit(m_config.keyCode)) != 0;
         if (isDown && !m_isHotkeyPressed && !m_isToggleRecording)
-            handleHoldKeyDown();
+            handleHoldKeyDown(at);
         else if (!isDown && m_isHotkeyPressed)
-            handleHoldKeyUp();
+            handleHoldKeyUp(at);
     } else if (m_isHotkeyPressed && (event.flags & m_config.modifiers) != m_config.modifiers) {
         log(QStringLiteral("✅ MODIFIERS RELEASED! ") + m_config.displayString());
-        handleHoldKeyUp();
+        handleHoldKeyUp(at);
     }
 }
 
@@ -184,7 +185,7 @@ void HotkeyService::handleState(KeyEventSourceState state) {
         log(QStringLiteral("🔹 The keyboards changed"), LogLevel::debug);
         if (m_isHotkeyPressed && !m_source.isPhysicallyDown(m_config.keyCode)) {
             log(QStringLiteral("⚠️ The keyboard with the pressed hotkey is gone: taken as released"), LogLevel::warn);
-            handleHoldKeyUp();
+            handleHoldKeyUp(m_clock.now());
         }
         break;
     case KeyEventSourceState::notAvailable:
@@ -222,10 +223,10 @@ Clock::Duration HotkeyService::doubleTapInterval() const {
     return std::chrono::nanoseconds(std::llround((seconds > 0 ? seconds : 0.3) * 1e9));
 }
 
-bool HotkeyService::checkDoubleTap(Clock::Instant now) const {
+bool HotkeyService::checkDoubleTap(Clock::Instant pressedAt) const {
     if (!m_lastKeyUpTime)
         return false;
-    const auto gap = now - *m_lastKeyUpTime;
+    const auto gap = pressedAt - *m_lastKeyUpTime;
     if (gap > doubleTapInterval())
         return false;
     log(QStringLiteral("🔹 Double-tap detected! Interval since last release: %1s")
@@ -233,10 +234,10 @@ bool HotkeyService::checkDoubleTap(Clock::Instant now) const {
     return true;
 }
 
-void HotkeyService::handleHoldKeyDown() {
+void HotkeyService::handleHoldKeyDown(Clock::Instant at) {
     m_isHotkeyPressed = true;
     m_alreadyStoppedOnKeyDown = false;
-    m_pressedAt = m_clock.now();
+    m_pressedAt = at;
     if (m_isHandsOffMode) {
         log(QStringLiteral("✅ HOLD MODE (HANDS-OFF): STOP RECORDING ") + m_config.displayString());
         m_alreadyStoppedOnKeyDown = true;
@@ -260,7 +261,7 @@ void HotkeyService::handleHoldKeyDown() {
     watchHeldKey();
 }
 
-void HotkeyService::handleHoldKeyUp() {
+void HotkeyService::handleHoldKeyUp(Clock::Instant at) {
     m_isHotkeyPressed = false;
     m_heldKeyWatch.reset();
     if (m_alreadyStoppedOnKeyDown) {
@@ -272,13 +273,13 @@ void HotkeyService::handleHoldKeyUp() {
         log(QStringLiteral("🔹 HOLD MODE (HANDS-OFF): KEY RELEASED - RECORDING CONTINUES"));
         return;
     }
-    const auto now = m_clock.now();
-    m_lastKeyUpTime = now;
+    m_lastKeyUpTime = at;
     // A tap that short may become a double tap: its recording is kept until that can no longer happen.
-    const bool isTap = now - m_pressedAt < stopDelayForDoubleTap;
+    const bool isTap = at - m_pressedAt < stopDelayForDoubleTap;
     const Clock::Duration delay =
         isTap ? std::max<Clock::Duration>(stopDelayForDoubleTap, doubleTapInterval()) : stopDelayForDoubleTap;
-    m_pendingStop = m_clock.callLater(delay, [this] {
+    const auto left = std::max(at + delay - m_clock.now(), Clock::Duration::zero());
+    m_pendingStop = m_clock.callLater(left, [this] {
         const auto keepUntilDone = std::move(m_pendingStop);
         if (m_isHandsOffMode) {
             log(QStringLiteral("🔹 HOLD MODE: STOP CANCELLED (double-tap activated hands-off)"));
@@ -289,8 +290,8 @@ void HotkeyService::handleHoldKeyUp() {
     });
 }
 
-void HotkeyService::handleToggleKeyPress() {
-    m_lastToggleActionTime = m_clock.now();
+void HotkeyService::handleToggleKeyPress(Clock::Instant at) {
+    m_lastToggleActionTime = at;
     m_pendingStop.reset();
     if (!m_isToggleRecording) {
         log(QStringLiteral("✅ TOGGLE HOTKEY: START/UPGRADE RECORDING (%1)").arg(m_config.toggleDisplayString()));
@@ -410,7 +411,7 @@ void HotkeyService::releaseIfNotDown() {
         return;
     log(QStringLiteral("⚠️ The release of %1 got lost: taken as released").arg(m_config.displayString()),
         LogLevel::warn);
-    handleHoldKeyUp();
+    handleHoldKeyUp(m_clock.now());
 }
 
 void HotkeyService::deliver(std::function<void()> callback) {

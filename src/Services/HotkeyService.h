@@ -52,10 +52,11 @@ private:
     void handleKeyDown(const KeyEvent& event);
     void handleFlagsChanged(const KeyEvent& event);
     void handleState(KeyEventSourceState state);
-    void handleHoldKeyDown();
-    void handleHoldKeyUp();
-    void handleToggleKeyPress();
-    [[nodiscard]] bool checkDoubleTap(Clock::Instant now) const;
+    // `at`: when the key moved, which may be before now.
+    void handleHoldKeyDown(Clock::Instant at);
+    void handleHoldKeyUp(Clock::Instant at);
+    void handleToggleKeyPress(Clock::Instant at);
+    [[nodiscard]] bool checkDoubleTap(Clock::Instant pressedAt) const;
     [[nodiscard]] Clock::Duration doubleTapInterval() const;
     [[nodiscard]] bool isEscapeConsumed() const;
 

@@ -14,6 +14,7 @@ public:
     std::vector<KeyCombination> consumed;
     std::vector<KeyCombination> unavailable;
     int starts = 0;
+    std::chrono::milliseconds age{0}; ///< of what is delivered from now on
 
     [[nodiscard]] bool isTrusted() const override { return trusted; }
     bool start(std::vector<KeyCombination> combinations, Handler onEvent, StateHandler onState) override {
@@ -66,7 +67,8 @@ private:
         KeyEvent event{.type = isDown ? KeyEventType::keyDown : KeyEventType::keyUp,
                        .keyCode = keyCode,
                        .flags = 0,
-                       .isAutoRepeat = isAutoRepeat};
+                       .isAutoRepeat = isAutoRepeat,
+                       .age = age};
         for (const auto& [code, bits] : modifiers) {
             if (m_down.contains(code))
                 event.flags |= bits;

@@ -1,9 +1,12 @@
+#include "Platform/Linux/X11/ServerTime.h"
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 #include "Platform/Linux/X11/X11KeyEventSource.h"
 #include "Support/Async.h"
 #include "Support/XSession.h"
 
 #include <gmock/gmock.h>
+
+#include <thread>
 
 #include <linux/input-event-codes.h>
 
@@ -173,6 +176,36 @@ TEST_F(KeyEventsTest, RepetitionIsMarkedAndNeverARelease) {
     for (size_t index = 1; index + 1 < m_events.size(); ++index)
         EXPECT_EQ(m_events[index], (KeyEvent{KeyEventType::keyDown, 96, 0, true}));
     EXPECT_FALSE(m_guard->isOwnGrabActive());
+}
+
+TEST_F(KeyEventsTest, TellsHowLateAKeyIsHeardOf) {
+    using namespace std::chrono_literals;
+    start();
+    settle();
+    s_session->physicalKey(KEY_F5, true);
+    std::this_thread::sleep_for(300ms); // the busy main thread
+    s_session->physicalKey(KEY_F5, false);
+    settle();
+    ASSERT_THAT(m_events, ElementsAre(down(96), up(96)));
+    EXPECT_GE(m_events[0].age, 280ms);
+    EXPECT_GE(m_events[0].age - m_events[1].age, 280ms);
+    EXPECT_LT(m_events[0].age, 10s);
+}
+
+TEST(ServerTime, IsNeitherFooledByDistanceNorByDriftNorByTheWrap) {
+    using namespace std::chrono_literals;
+    for (const uint32_t first : {0U, 5'000U, 0xFFFFFF00U}) {
+        ServerTime time;
+        ServerTime::Instant now{90h};
+        // A minute at a time, while the server's clock loses half a millisecond in each.
+        for (uint32_t minute = 0; minute < 100; ++minute, now += 1min) {
+            const uint32_t stamp = first + minute * 60'000 - minute / 2;
+            EXPECT_LE(time.ageOf(stamp, now), 3ms) << minute;
+            const auto late = time.ageOf(stamp + 10, now + 410ms);
+            EXPECT_GE(late, 400ms) << minute;
+            EXPECT_LE(late, 403ms) << minute;
+        }
+    }
 }
 
 TEST_F(KeyEventsTest, AnnouncedKeysAreNotTheUsers) {

@@ -46,7 +46,7 @@ struct HotkeyFixture {
     void set(const char* key, const QVariant& value) { settings.setValue(QString::fromLatin1(key), value); }
 
     /// Plays a script of words: "+key" presses, "-key" releases, "~key" repeats, "!key" loses the release, a number
-    /// lets that many milliseconds pass.
+    /// lets that many milliseconds pass, and "<300" has what follows delivered 300 milliseconds late.
     void play(const QString& script);
     [[nodiscard]] QString called() {
         executor.drain();

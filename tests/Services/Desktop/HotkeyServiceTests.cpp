@@ -20,6 +20,8 @@ void HotkeyFixture::play(const QString& script) {
         const QString name = step.mid(1);
         if (isNumber && step.at(0).isDigit())
             pass(milliseconds);
+        else if (step.startsWith(u'<'))
+            keys.age = std::chrono::milliseconds(name.toInt());
         else if (step == QLatin1String("changed"))
             keys.announce(KeyEventSourceState::keyboardChanged);
         else if (step == QLatin1String("ended"))
@@ -85,6 +87,11 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"LeftSuperDoesNotReleaseRightSuper", "+hold 500 +leftSuper 500 -leftSuper 500", "down"},
         Case{"RepeatsAreNoPresses", "+hold 400 ~l ~l -hold 1000", "down up"},
         Case{"ChordCancels", "+hold 50 +l 50 -l 50 -hold 1000", "down cancel"},
+        Case{"KeyHeardOfLateIsNoChord", "500 <500 +hold <100 +l -l <0 500 -hold 1000", "down up"},
+        Case{"SecondTapHeardOfLateIsADoubleTap", "+hold 100 -hold 400 <150 +hold <0 100 -hold 1000",
+             "down up down handsOff"},
+        Case{"TapsFarApartHeardOfAtOnceAreNoDoubleTap", "+hold 1000 <500 -hold <0 +hold 1000 -hold 1000", "down up"},
+        Case{"HoldHeardOfLateIsNoTap", "900 <900 +hold <100 -hold 50", "down up"},
         Case{"LateKeyIsNoChord", "+hold 1000 +l 50 -l 50 -hold 1000", "down up"},
         Case{"ToggleStartsAndStops", "+alt +space -space -alt 2000 +alt +space -space -alt 2000",
              "down handsOff handsOn up"},

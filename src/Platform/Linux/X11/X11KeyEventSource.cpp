@@ -3,6 +3,7 @@
 #include "Concurrency/Executor.h"
 #include "Core/Log.h"
 #include "Platform/Linux/X11/KeyGrabs.h"
+#include "Platform/Linux/X11/ServerTime.h"
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 #include "Platform/Linux/X11/XcbConnection.h"
 #include "Platform/Linux/X11/XcbXkb.h"
@@ -214,19 +215,19 @@ private:
             m_pressTime[keycode] = event.time;
         else if (!m_down[keycode])
             return; // A release of what was never pressed tells nothing.
-        keyChanged(keycode, press);
+        keyChanged(keycode, press, m_serverTime.ageOf(event.time, std::chrono::steady_clock::now()));
     }
 
-    void keyChanged(uint8_t keycode, bool press) {
+    void keyChanged(uint8_t keycode, bool press, std::chrono::milliseconds age = {}) {
         const bool repeat = press && m_down[keycode];
         m_down[keycode] = press;
         m_guard->setPhysicallyDown(keycode, press);
         if (!press && keycode == m_grabbedKeycode)
             grabEnded();
-        deliver(keycode, press, repeat);
+        deliver(keycode, press, repeat, age);
     }
 
-    void deliver(uint8_t keycode, bool press, bool repeat) {
+    void deliver(uint8_t keycode, bool press, bool repeat, std::chrono::milliseconds age = {}) {
         const auto virtualKey = virtualKeyCodeForEvdev(static_cast<uint16_t>(keycode - x11KeycodeOffset));
         if (!virtualKey || !m_handler)
             return;
@@ -238,6 +239,7 @@ private:
         event.keyCode = *virtualKey;
         event.flags = flags();
         event.isAutoRepeat = repeat;
+        event.age = age;
         // The handler may stop or replace us.
         const Handler handler = m_handler;
         handler(event);
@@ -351,6 +353,7 @@ private:
     std::set<uint16_t> m_testDevices;
     Keymap m_down;
     std::array<xcb_timestamp_t, 256> m_pressTime{};
+    ServerTime m_serverTime;
     uint8_t m_grabbedKeycode = 0;
 };
 
