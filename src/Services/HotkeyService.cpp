@@ -1,127 +1,31 @@
 #include "Services/HotkeyService.h"
 
-#include "Core/Log.h"
+#include "Services/HotkeyLog.h"
 #include "Services/KeyCodeLabels.h"
 
 #include <cmath>
 
 namespace quillo {
+
 namespace {
 
 // How often a held key is checked: a release can get lost when another session or a hypervisor takes the keyboard.
 constexpr auto heldKeyCheck = std::chrono::milliseconds(500);
-constexpr auto longestRestartDelay = std::chrono::seconds(30);
-
-void log(const QString& message, LogLevel level = LogLevel::info) {
-    appLog(message, level, QStringLiteral("HotkeyService"));
-}
-
-QString word(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
 
 } // namespace
-
-HotkeyService::HotkeyService(KeyEventSource& source, Clock& clock, UserSettings& settings)
-    : m_source(source), m_clock(clock), m_settings(settings) {
-    const auto reconfigure = [this] {
-        updateConsumed();
-        if (!m_isRunning || m_restartPending || HotkeyConfig::fromSettings(m_settings) == m_config)
-            return;
-        // A hotkey changes as key code and modifiers, one after the other: restart once, when both are there.
-        m_restartPending = true;
-        deliver([this] {
-            m_restartPending = false;
-            if (!m_isRunning || HotkeyConfig::fromSettings(m_settings) == m_config)
-                return;
-            if (onConfigurationChanged)
-                onConfigurationChanged();
-            stop();
-            start();
-        });
-    };
-    QObject::connect(&settings, &UserSettings::changed, &m_context, reconfigure);
-    QObject::connect(&settings, &UserSettings::userChanged, &m_context, reconfigure);
-}
-
-HotkeyService::~HotkeyService() {
-    if (m_isRunning)
-        m_source.stop();
-}
-
-void HotkeyService::start() {
-    if (m_isRunning) {
-        log(QStringLiteral("⚠️ Already running"), LogLevel::warn);
-        return;
-    }
-    m_config = HotkeyConfig::fromSettings(m_settings);
-    log(QStringLiteral("🔧 Starting hotkey service"));
-    log(QStringLiteral("   Hold hotkey: %1 (keyCode=%2), isModifierKey=%3")
-            .arg(m_config.displayString())
-            .arg(m_config.keyCode)
-            .arg(word(m_config.isModifierKey())));
-    log(QStringLiteral("   Toggle hotkey: %1 (keyCode=%2)")
-            .arg(m_config.toggleDisplayString())
-            .arg(m_config.toggleKeyCode));
-    const bool trusted = m_source.isTrusted();
-    log(QStringLiteral("🔐 Accessibility trusted: ") + word(trusted));
-    if (!trusted)
-        log(QStringLiteral(
-                "⚠️ Accessibility permission not granted! Hotkeys will not work until permission is granted."),
-            LogLevel::warn);
-    m_escapeConsumed = isEscapeConsumed();
-    const auto onEvent = [this](const KeyEvent& event) { handle(event); };
-    const auto onState = [this](KeyEventSourceState state) { handleState(state); };
-    if (!m_source.start(m_config.consumedCombinations(m_escapeConsumed), onEvent, onState)) {
-        log(QStringLiteral("❌ Failed to create event tap!"), LogLevel::error);
-        log(QStringLiteral("   Make sure Accessibility permission is granted"), LogLevel::error);
-        return;
-    }
-    m_isRunning = true;
-    m_restart.reset();
-    m_restartDelay = std::chrono::seconds(1);
-    log(QStringLiteral("✅ CGEventTap installed and enabled!"));
-    log(QStringLiteral("   Listening for: ") + m_config.displayString());
-    for (const auto& taken : m_source.unavailableCombinations())
-        log(QStringLiteral("⚠️ Another program holds %1: it will act on it too. Choose another hotkey in the settings")
-                .arg(keyCombinationToString(taken.keyCode, taken.modifiers)),
-            LogLevel::warn);
-}
-
-void HotkeyService::stop() {
-    m_restart.reset();
-    if (!m_isRunning)
-        return;
-    m_isRunning = false;
-    m_source.stop();
-    // Whoever is recording would otherwise go on with no key to stop it.
-    const bool wasHandsOff = m_isHandsOffMode;
-    if (m_isRecording) {
-        if (wasHandsOff)
-            setHandsOff(false);
-        end(Ending::stop);
-    }
-    clearRecording();
-    m_isHotkeyPressed = false;
-    m_alreadyStoppedOnKeyDown = false;
-    m_heldKeyWatch.reset();
-    m_lastKeyUpTime.reset();
-}
-
-std::vector<KeyCombination> HotkeyService::unavailableCombinations() const {
-    return m_isRunning ? m_source.unavailableCombinations() : std::vector<KeyCombination>();
-}
 
 void HotkeyService::handle(const KeyEvent& event) {
     if (!m_isRunning)
         return;
     if (m_debugMode)
-        log(QStringLiteral("🔹 %1 keyCode=%2 target=%3 flags=0x%4")
-                .arg(event.type == KeyEventType::keyDown ? QStringLiteral("KeyDown")
-                     : event.type == KeyEventType::keyUp ? QStringLiteral("KeyUp")
-                                                         : QStringLiteral("FlagsChanged"))
-                .arg(event.keyCode)
-                .arg(m_config.keyCode)
-                .arg(event.flags, 0, 16),
-            LogLevel::debug);
+        hotkeyLog(QStringLiteral("🔹 %1 keyCode=%2 target=%3 flags=0x%4")
+                      .arg(event.type == KeyEventType::keyDown ? QStringLiteral("KeyDown")
+                           : event.type == KeyEventType::keyUp ? QStringLiteral("KeyUp")
+                                                               : QStringLiteral("FlagsChanged"))
+                      .arg(event.keyCode)
+                      .arg(m_config.keyCode)
+                      .arg(event.flags, 0, 16),
+                  LogLevel::debug);
     switch (event.type) {
     case KeyEventType::keyDown:
         handleKeyDown(event);
@@ -172,50 +76,9 @@ void HotkeyService::handleFlagsChanged(const KeyEvent& event) {
         else if (!isDown && m_isHotkeyPressed)
             handleHoldKeyUp(at);
     } else if (m_isHotkeyPressed && (event.flags & m_config.modifiers) != m_config.modifiers) {
-        log(QStringLiteral("✅ MODIFIERS RELEASED! ") + m_config.displayString());
+        hotkeyLog(QStringLiteral("✅ MODIFIERS RELEASED! ") + m_config.displayString());
         handleHoldKeyUp(at);
     }
-}
-
-void HotkeyService::handleState(KeyEventSourceState state) {
-    switch (state) {
-    case KeyEventSourceState::running:
-        break;
-    case KeyEventSourceState::keyboardChanged:
-        log(QStringLiteral("🔹 The keyboards changed"), LogLevel::debug);
-        if (m_isHotkeyPressed && !m_source.isPhysicallyDown(m_config.keyCode)) {
-            log(QStringLiteral("⚠️ The keyboard with the pressed hotkey is gone: taken as released"), LogLevel::warn);
-            handleHoldKeyUp(m_clock.now());
-        }
-        break;
-    case KeyEventSourceState::notAvailable:
-    case KeyEventSourceState::lost:
-        if (!m_isRunning)
-            break;
-        log(QStringLiteral("⚠️ The key events were lost; trying again"), LogLevel::warn);
-        // The source must not be torn down under its own callback.
-        deliver([this] {
-            if (!m_isRunning)
-                return;
-            stop();
-            scheduleRestart();
-        });
-        break;
-    }
-}
-
-void HotkeyService::scheduleRestart() {
-    m_restart = m_clock.callLater(m_restartDelay, [this] {
-        m_restartDelay = std::min<Clock::Duration>(m_restartDelay * 2, longestRestartDelay);
-        const auto delay = m_restartDelay;
-        start();
-        if (!m_isRunning) {
-            m_restartDelay = delay;
-            scheduleRestart();
-        } else if (onKeysReturned) {
-            onKeysReturned();
-        }
-    });
 }
 
 Clock::Duration HotkeyService::doubleTapInterval() const {
@@ -229,8 +92,8 @@ bool HotkeyService::checkDoubleTap(Clock::Instant pressedAt) const {
     const auto gap = pressedAt - *m_lastKeyUpTime;
     if (gap > doubleTapInterval())
         return false;
-    log(QStringLiteral("🔹 Double-tap detected! Interval since last release: %1s")
-            .arg(std::chrono::duration<double>(gap).count(), 0, 'f', 3));
+    hotkeyLog(QStringLiteral("🔹 Double-tap detected! Interval since last release: %1s")
+                  .arg(std::chrono::duration<double>(gap).count(), 0, 'f', 3));
     return true;
 }
 
@@ -239,22 +102,22 @@ void HotkeyService::handleHoldKeyDown(Clock::Instant at) {
     m_alreadyStoppedOnKeyDown = false;
     m_pressedAt = at;
     if (m_isHandsOffMode) {
-        log(QStringLiteral("✅ HOLD MODE (HANDS-OFF): STOP RECORDING ") + m_config.displayString());
+        hotkeyLog(QStringLiteral("✅ HOLD MODE (HANDS-OFF): STOP RECORDING ") + m_config.displayString());
         m_alreadyStoppedOnKeyDown = true;
         m_lastKeyUpTime.reset();
         setHandsOff(false);
         end(Ending::stop);
     } else if (checkDoubleTap(m_pressedAt)) {
-        log(QStringLiteral("✅ HOLD MODE: DOUBLE-TAP → HANDS-OFF MODE ") + m_config.displayString());
+        hotkeyLog(QStringLiteral("✅ HOLD MODE: DOUBLE-TAP → HANDS-OFF MODE ") + m_config.displayString());
         m_lastKeyUpTime.reset();
         m_pendingStop.reset();
         begin(); // unless the recording of the first tap still runs
         setHandsOff(true);
     } else if (m_pendingStop) {
-        log(QStringLiteral("🔹 HOLD MODE: PRESSED AGAIN BEFORE THE STOP - RECORDING CONTINUES"));
+        hotkeyLog(QStringLiteral("🔹 HOLD MODE: PRESSED AGAIN BEFORE THE STOP - RECORDING CONTINUES"));
         m_pendingStop.reset();
     } else {
-        log(QStringLiteral("✅ HOLD MODE: START RECORDING ") + m_config.displayString());
+        hotkeyLog(QStringLiteral("✅ HOLD MODE: START RECORDING ") + m_config.displayString());
         begin();
     }
     m_wasSeenDown = m_source.isPhysicallyDown(m_config.keyCode);
@@ -266,11 +129,11 @@ void HotkeyService::handleHoldKeyUp(Clock::Instant at) {
     m_heldKeyWatch.reset();
     if (m_alreadyStoppedOnKeyDown) {
         m_alreadyStoppedOnKeyDown = false;
-        log(QStringLiteral("🔹 HOLD MODE: KEY RELEASED (already stopped on keyDown)"));
+        hotkeyLog(QStringLiteral("🔹 HOLD MODE: KEY RELEASED (already stopped on keyDown)"));
         return;
     }
     if (m_isHandsOffMode) {
-        log(QStringLiteral("🔹 HOLD MODE (HANDS-OFF): KEY RELEASED - RECORDING CONTINUES"));
+        hotkeyLog(QStringLiteral("🔹 HOLD MODE (HANDS-OFF): KEY RELEASED - RECORDING CONTINUES"));
         return;
     }
     m_lastKeyUpTime = at;
@@ -282,10 +145,10 @@ void HotkeyService::handleHoldKeyUp(Clock::Instant at) {
     m_pendingStop = m_clock.callLater(left, [this] {
         const auto keepUntilDone = std::move(m_pendingStop);
         if (m_isHandsOffMode) {
-            log(QStringLiteral("🔹 HOLD MODE: STOP CANCELLED (double-tap activated hands-off)"));
+            hotkeyLog(QStringLiteral("🔹 HOLD MODE: STOP CANCELLED (double-tap activated hands-off)"));
             return;
         }
-        log(QStringLiteral("✅ HOLD MODE: STOP RECORDING (delayed) ") + m_config.displayString());
+        hotkeyLog(QStringLiteral("✅ HOLD MODE: STOP RECORDING (delayed) ") + m_config.displayString());
         end(Ending::stop);
     });
 }
@@ -294,14 +157,14 @@ void HotkeyService::handleToggleKeyPress(Clock::Instant at) {
     m_lastToggleActionTime = at;
     m_pendingStop.reset();
     if (!m_isToggleRecording) {
-        log(QStringLiteral("✅ TOGGLE HOTKEY: START/UPGRADE RECORDING (%1)").arg(m_config.toggleDisplayString()));
+        hotkeyLog(QStringLiteral("✅ TOGGLE HOTKEY: START/UPGRADE RECORDING (%1)").arg(m_config.toggleDisplayString()));
         m_isToggleRecording = true;
         m_alreadyStoppedOnKeyDown = false;
         begin();
         setHandsOff(true);
         return;
     }
-    log(QStringLiteral("✅ TOGGLE HOTKEY: STOP RECORDING (%1)").arg(m_config.toggleDisplayString()));
+    hotkeyLog(QStringLiteral("✅ TOGGLE HOTKEY: STOP RECORDING (%1)").arg(m_config.toggleDisplayString()));
     m_isToggleRecording = false;
     m_lastKeyUpTime.reset();
     m_alreadyStoppedOnKeyDown = m_isHotkeyPressed;
@@ -310,18 +173,6 @@ void HotkeyService::handleToggleKeyPress(Clock::Instant at) {
 }
 
 bool HotkeyService::isEscapeConsumed() const { return m_isRecording && m_settings.cancelRecordingOnEscape(); }
-
-void HotkeyService::updateConsumed() {
-    const bool escape = isEscapeConsumed();
-    if (!m_isRunning || escape == m_escapeConsumed)
-        return;
-    m_escapeConsumed = escape;
-    // Not from inside an event of the source, and not before the start that caused it.
-    deliver([this] {
-        if (m_isRunning)
-            m_source.setConsumed(m_config.consumedCombinations(m_escapeConsumed));
-    });
-}
 
 void HotkeyService::begin() {
     if (m_isRecording)
@@ -359,7 +210,7 @@ void HotkeyService::setHandsOff(bool on) {
 }
 
 void HotkeyService::abandon(const QString& reason) {
-    log(reason);
+    hotkeyLog(reason);
     if (m_isHandsOffMode)
         setHandsOff(false);
     end(Ending::cancel);
@@ -386,13 +237,13 @@ void HotkeyService::setRecordingActive(bool active) {
         m_alreadyStoppedOnKeyDown = false;
         updateConsumed();
     } else if (active) {
-        log(QStringLiteral("🔹 A recording was started elsewhere: the toggle hotkey stops it"), LogLevel::debug);
+        hotkeyLog(QStringLiteral("🔹 A recording was started elsewhere: the toggle hotkey stops it"), LogLevel::debug);
         m_isRecording = true;
         m_isToggleRecording = true;
         m_isHandsOffMode = true;
         updateConsumed();
     } else if (m_startsUnderway == 0) {
-        log(QStringLiteral("🔹 The recording ended by itself"), LogLevel::debug);
+        hotkeyLog(QStringLiteral("🔹 The recording ended by itself"), LogLevel::debug);
         clearRecording();
     }
 }
@@ -409,8 +260,8 @@ void HotkeyService::watchHeldKey() {
 void HotkeyService::releaseIfNotDown() {
     if (!m_isHotkeyPressed || !m_wasSeenDown || m_source.isPhysicallyDown(m_config.keyCode))
         return;
-    log(QStringLiteral("⚠️ The release of %1 got lost: taken as released").arg(m_config.displayString()),
-        LogLevel::warn);
+    hotkeyLog(QStringLiteral("⚠️ The release of %1 got lost: taken as released").arg(m_config.displayString()),
+              LogLevel::warn);
     handleHoldKeyUp(m_clock.now());
 }
 

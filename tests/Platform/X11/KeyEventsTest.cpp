@@ -183,7 +183,7 @@ TEST_F(KeyEventsTest, TellsHowLateAKeyIsHeardOf) {
     start();
     settle();
     s_session->physicalKey(KEY_F5, true);
-    std::this_thread::sleep_for(300ms); // the busy main thread
+    std::this_thread::sleep_for(300ms); // nothing is awaited: this is the busy main thread that hears of the key late
     s_session->physicalKey(KEY_F5, false);
     settle();
     ASSERT_THAT(m_events, ElementsAre(down(96), up(96)));

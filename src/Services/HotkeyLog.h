@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Core/Log.h"
+
+namespace quillo {
+
+/// A line of the hotkey service.
+inline void hotkeyLog(const QString& message, LogLevel level = LogLevel::info) {
+    appLog(message, level, QStringLiteral("HotkeyService"));
+}
+
+} // namespace quillo
