@@ -14,22 +14,22 @@ constexpr size_t maxLineBytes = 4096;
 class EchoOff {
 public:
     EchoOff() {
-        if (::tcgetattr(STDIN_FILENO, &before_) != 0)
+        if (::tcgetattr(STDIN_FILENO, &m_before) != 0)
             return;
-        termios silent = before_;
+        termios silent = m_before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
-        changed_ = ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
+        m_changed = ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
     }
     ~EchoOff() {
-        if (changed_)
-            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+        if (m_changed)
+            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
     }
     EchoOff(const EchoOff&) = delete;
     EchoOff& operator=(const EchoOff&) = delete;
 
 private:
-    termios before_{};
-    bool changed_ = false;
+    termios m_before{};
+    bool m_changed = false;
 };
 
 } // namespace

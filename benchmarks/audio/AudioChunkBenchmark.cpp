@@ -1,4 +1,4 @@
-#include "Services/AUHALCaptureContext.h"
+#include "Services/Microphone/AUHALCaptureContext.h"
 
 #include <QCoreApplication>
 

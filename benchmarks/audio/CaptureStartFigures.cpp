@@ -3,7 +3,7 @@
 
 #include "Core/LoggingService.h"
 #include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
-#include "Services/AUHALAudioService.h"
+#include "Services/Microphone/AUHALAudioService.h"
 #include "Support/AudioCapture.h"
 #include "Support/PulseAudioSession.h"
 

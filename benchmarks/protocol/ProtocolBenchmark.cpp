@@ -1,6 +1,6 @@
 #include "Core/AudioChunk.h"
-#include "Services/ServerMessageDecoding.h"
-#include "Services/ServerMessageEncoding.h"
+#include "Services/Protocol/ServerMessageDecoding.h"
+#include "Services/Protocol/ServerMessageEncoding.h"
 
 #include <benchmark/benchmark.h>
 

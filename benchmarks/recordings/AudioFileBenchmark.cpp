@@ -1,4 +1,4 @@
-#include "Services/AudioFileWriter.h"
+#include "Services/Recordings/AudioFileWriter.h"
 
 #include "Core/AudioChunk.h"
 #include "Core/LoggingService.h"

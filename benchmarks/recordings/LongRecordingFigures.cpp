@@ -3,14 +3,14 @@
 
 #include "Core/AudioChunk.h"
 #include "Core/LoggingService.h"
-#include "Services/AudioFileWriter.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/PCMFiles.h"
-#include "Services/TranscriptionFileClient.h"
-#include "Services/Transport/TestCertificate.h"
-#include "Services/TrustedNetwork.h"
+#include "Services/Network/TrustedNetwork.h"
+#include "Services/Recordings/AudioFileWriter.h"
+#include "Services/Recordings/PCMFiles.h"
+#include "Services/Upload/TranscriptionFileClient.h"
 #include "Support/MockAuthService.h"
 #include "Support/ScriptedHttpsServer.h"
+#include "Support/TestCertificate.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

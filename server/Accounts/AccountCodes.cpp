@@ -7,29 +7,29 @@
 namespace quillo::server {
 
 std::optional<std::string> AccountStore::issueCode(const CodeGrant& grant, const std::string& passwordHash) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
     removeExpired();
     std::string code = randomToken();
-    Statement insert(database_,
+    Statement insert(m_database,
                      "INSERT INTO authorization_codes(hash, user_id, client_id, redirect_uri, challenge, "
                      "anonymous_user_id, is_new_user, expires_at) "
                      "SELECT ?1, id, ?3, ?4, ?5, ?6, ?7, ?8 FROM users WHERE id = ?2 AND password_hash = ?9");
     insert.bindBlob(1, sha256(code)).bind(2, grant.userId).bind(3, grant.clientId).bind(4, grant.redirectUri);
     insert.bind(5, grant.challenge).bind(6, grant.anonymousUserId).bind(7, int64_t{grant.isNewUser});
-    insert.bind(8, now() + std::chrono::milliseconds(lifetimes_.code).count()).bind(9, passwordHash).step();
-    if (database_.changes() == 0)
+    insert.bind(8, now() + std::chrono::milliseconds(m_lifetimes.code).count()).bind(9, passwordHash).step();
+    if (m_database.changes() == 0)
         return std::nullopt;
     transaction.commit();
     return code;
 }
 
 std::optional<RedeemedCode> AccountStore::redeem(const CodeExchange& exchange) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock lock(m_mutex);
     const auto hash = sha256(exchange.code);
-    Transaction transaction(database_);
-    Statement find(database_, "SELECT user_id, client_id, redirect_uri, challenge, anonymous_user_id, is_new_user, "
-                              "expires_at, family_id FROM authorization_codes WHERE hash = ?");
+    Transaction transaction(m_database);
+    Statement find(m_database, "SELECT user_id, client_id, redirect_uri, challenge, anonymous_user_id, is_new_user, "
+                               "expires_at, family_id FROM authorization_codes WHERE hash = ?");
     find.bindBlob(1, hash);
     if (!find.step())
         return std::nullopt;
@@ -47,7 +47,7 @@ std::optional<RedeemedCode> AccountStore::redeem(const CodeExchange& exchange) {
                       equalSecrets(find.text(3), encodeBase64Url(sha256(exchange.verifier)));
     auto user = userById(userId);
     if (!fits || !user) {
-        Statement remove(database_, "DELETE FROM authorization_codes WHERE hash = ?");
+        Statement remove(m_database, "DELETE FROM authorization_codes WHERE hash = ?");
         remove.bindBlob(1, hash).step();
         transaction.commit();
         log(LogLevel::warning, "accounts",
@@ -61,7 +61,7 @@ std::optional<RedeemedCode> AccountStore::redeem(const CodeExchange& exchange) {
     redeemed.session.isNewUser = find.integer(5) != 0;
     const std::string familyId = beginFamily(userId);
     redeemed.session.tokens = issueTokens(familyId);
-    Statement use(database_, "UPDATE authorization_codes SET family_id = ? WHERE hash = ?");
+    Statement use(m_database, "UPDATE authorization_codes SET family_id = ? WHERE hash = ?");
     use.bind(1, familyId).bindBlob(2, hash).step();
     if (beginMerge(anonymousUserId, exchange.anonymousToken, userId))
         redeemed.mergedUser = anonymousUserId;
@@ -75,24 +75,25 @@ bool AccountStore::beginMerge(const std::string& anonymousUserId, const std::str
     if (anonymousUserId.empty() || anonymousToken.empty() || ownerOf(anonymousToken) != anonymousUserId)
         return false;
     // The device is free for another anonymous user from now on, who is nobody's.
-    Statement mark(database_, "UPDATE users SET merged_into = ?, device_hash = NULL WHERE id = ? AND is_anonymous = 1");
+    Statement mark(m_database,
+                   "UPDATE users SET merged_into = ?, device_hash = NULL WHERE id = ? AND is_anonymous = 1");
     mark.bind(1, userId).bind(2, anonymousUserId).step();
-    if (database_.changes() == 0)
+    if (m_database.changes() == 0)
         return false;
-    Statement end(database_, "DELETE FROM token_families WHERE user_id = ?");
+    Statement end(m_database, "DELETE FROM token_families WHERE user_id = ?");
     end.bind(1, anonymousUserId).step();
     return true;
 }
 
 void AccountStore::finishMerge(const std::string& userId) {
-    const std::scoped_lock lock(mutex_);
-    Statement remove(database_, "DELETE FROM users WHERE id = ? AND merged_into IS NOT NULL");
+    const std::scoped_lock lock(m_mutex);
+    Statement remove(m_database, "DELETE FROM users WHERE id = ? AND merged_into IS NOT NULL");
     remove.bind(1, userId).step();
 }
 
 std::vector<Merge> AccountStore::unfinishedMerges() {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, "SELECT id, merged_into FROM users WHERE merged_into IS NOT NULL");
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT id, merged_into FROM users WHERE merged_into IS NOT NULL");
     std::vector<Merge> merges;
     while (query.step())
         merges.push_back({query.text(0), query.text(1)});

@@ -7,19 +7,19 @@ namespace quillo::server {
 
 std::optional<User> AccountStore::addAccount(const std::string& email, const std::optional<std::string>& fullName,
                                              const std::string& passwordHash) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock lock(m_mutex);
     const User user{randomUuid(), email, fullName, false};
-    Statement insert(database_, "INSERT OR IGNORE INTO users(id, email, full_name, password_hash, is_anonymous, "
-                                "created_at) VALUES(?, ?, nullif(?, ''), ?, 0, ?)");
+    Statement insert(m_database, "INSERT OR IGNORE INTO users(id, email, full_name, password_hash, is_anonymous, "
+                                 "created_at) VALUES(?, ?, nullif(?, ''), ?, 0, ?)");
     insert.bind(1, user.id).bind(2, email).bind(3, fullName.value_or("")).bind(4, passwordHash).bind(5, now()).step();
-    if (database_.changes() == 0)
+    if (m_database.changes() == 0)
         return std::nullopt;
     return user;
 }
 
 std::optional<Credentials> AccountStore::credentialsOf(const std::string& email) {
-    const std::scoped_lock lock(mutex_);
-    Statement find(database_, "SELECT id, password_hash FROM users WHERE email = ? AND password_hash IS NOT NULL");
+    const std::scoped_lock lock(m_mutex);
+    Statement find(m_database, "SELECT id, password_hash FROM users WHERE email = ? AND password_hash IS NOT NULL");
     find.bind(1, email);
     if (!find.step())
         return std::nullopt;
@@ -27,21 +27,21 @@ std::optional<Credentials> AccountStore::credentialsOf(const std::string& email)
 }
 
 void AccountStore::replaceHash(const Credentials& old, const std::string& passwordHash) {
-    const std::scoped_lock lock(mutex_);
-    Statement update(database_, "UPDATE users SET password_hash = ? WHERE id = ? AND password_hash = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement update(m_database, "UPDATE users SET password_hash = ? WHERE id = ? AND password_hash = ?");
     update.bind(1, passwordHash).bind(2, old.userId).bind(3, old.passwordHash).step();
 }
 
 bool AccountStore::resetPassword(const std::string& email, const std::string& passwordHash) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
-    Statement update(database_, "UPDATE users SET password_hash = ? WHERE email = ?");
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
+    Statement update(m_database, "UPDATE users SET password_hash = ? WHERE email = ?");
     update.bind(1, passwordHash).bind(2, email).step();
-    if (database_.changes() == 0)
+    if (m_database.changes() == 0)
         return false;
     // Codes too: one that was given for the old password could still be exchanged.
     for (const char* table : {"token_families", "authorization_codes"}) {
-        Statement end(database_,
+        Statement end(m_database,
                       std::string("DELETE FROM ") + table + " WHERE user_id = (SELECT id FROM users WHERE email = ?)");
         end.bind(1, email).step();
     }
@@ -50,10 +50,10 @@ bool AccountStore::resetPassword(const std::string& email, const std::string& pa
 }
 
 std::vector<AccountSummary> AccountStore::accounts() {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, "SELECT id, email, full_name, created_at, (SELECT count(*) FROM token_families f WHERE "
-                               "f.user_id = users.id AND f.expires_at > ?) FROM users WHERE email IS NOT NULL "
-                               "ORDER BY email");
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT id, email, full_name, created_at, (SELECT count(*) FROM token_families f WHERE "
+                                "f.user_id = users.id AND f.expires_at > ?) FROM users WHERE email IS NOT NULL "
+                                "ORDER BY email");
     query.bind(1, now());
     std::vector<AccountSummary> accounts;
     while (query.step()) {

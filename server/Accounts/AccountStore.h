@@ -145,10 +145,10 @@ private:
     std::optional<std::string> ownerOf(const std::string& accessToken);
     [[nodiscard]] int64_t now() const;
 
-    std::mutex mutex_;
-    WallClock clock_;
-    TokenLifetimes lifetimes_;
-    Database database_;
+    std::mutex m_mutex;
+    WallClock m_clock;
+    TokenLifetimes m_lifetimes;
+    Database m_database;
 };
 
 } // namespace quillo::server

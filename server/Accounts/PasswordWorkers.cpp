@@ -2,46 +2,46 @@
 
 namespace quillo::server {
 
-PasswordWorkers::PasswordWorkers(unsigned threads, size_t maxWaiting) : maxWaiting_(maxWaiting) {
+PasswordWorkers::PasswordWorkers(unsigned threads, size_t maxWaiting) : m_maxWaiting(maxWaiting) {
     for (unsigned i = 0; i < threads; ++i)
-        threads_.emplace_back([this] { work(); });
+        m_threads.emplace_back([this] { work(); });
 }
 
 PasswordWorkers::~PasswordWorkers() { stop(); }
 
 bool PasswordWorkers::submit(std::function<void()> job) {
     {
-        const std::scoped_lock lock(mutex_);
-        if (stopping_ || waiting_.size() >= maxWaiting_)
+        const std::scoped_lock lock(m_mutex);
+        if (m_stopping || m_waiting.size() >= m_maxWaiting)
             return false;
-        waiting_.push_back(std::move(job));
+        m_waiting.push_back(std::move(job));
     }
-    changed_.notify_one();
+    m_changed.notify_one();
     return true;
 }
 
 void PasswordWorkers::stop() {
     std::deque<std::function<void()>> dropped;
     {
-        const std::scoped_lock lock(mutex_);
-        stopping_ = true;
-        dropped.swap(waiting_);
+        const std::scoped_lock lock(m_mutex);
+        m_stopping = true;
+        dropped.swap(m_waiting);
     }
-    changed_.notify_all();
+    m_changed.notify_all();
     dropped.clear();
-    for (auto& thread : threads_)
+    for (auto& thread : m_threads)
         thread.join();
-    threads_.clear();
+    m_threads.clear();
 }
 
 void PasswordWorkers::work() {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(m_mutex);
     for (;;) {
-        changed_.wait(lock, [this] { return stopping_ || !waiting_.empty(); });
-        if (stopping_)
+        m_changed.wait(lock, [this] { return m_stopping || !m_waiting.empty(); });
+        if (m_stopping)
             return;
-        auto job = std::move(waiting_.front());
-        waiting_.pop_front();
+        auto job = std::move(m_waiting.front());
+        m_waiting.pop_front();
         lock.unlock();
         job();
         job = nullptr;

@@ -29,12 +29,12 @@ public:
 private:
     void work();
 
-    const size_t maxWaiting_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::deque<std::function<void()>> waiting_;
-    bool stopping_ = false;
-    std::vector<std::thread> threads_;
+    const size_t m_maxWaiting;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<std::function<void()>> m_waiting;
+    bool m_stopping = false;
+    std::vector<std::thread> m_threads;
 };
 
 } // namespace quillo::server

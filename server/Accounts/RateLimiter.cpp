@@ -13,16 +13,16 @@ double secondsBetween(std::chrono::steady_clock::time_point from, std::chrono::s
 } // namespace
 
 RateLimiter::RateLimiter(int burst, std::chrono::seconds window, SteadyClock clock)
-    : burst_(burst), window_(window), clock_(std::move(clock)), swept_(clock_()) {}
+    : m_burst(burst), m_window(window), m_clock(std::move(clock)), m_swept(m_clock()) {}
 
 std::optional<std::chrono::seconds> RateLimiter::admit(const std::string& key) {
-    const std::scoped_lock lock(mutex_);
-    const auto now = clock_();
-    if (now - swept_ >= window_)
+    const std::scoped_lock lock(m_mutex);
+    const auto now = m_clock();
+    if (now - m_swept >= m_window)
         forgetFull(now);
-    const double perSecond = burst_ / static_cast<double>(window_.count());
-    auto& bucket = buckets_.try_emplace(key, Bucket{static_cast<double>(burst_), now}).first->second;
-    bucket.tokens = std::min<double>(burst_, bucket.tokens + secondsBetween(bucket.at, now) * perSecond);
+    const double perSecond = m_burst / static_cast<double>(m_window.count());
+    auto& bucket = m_buckets.try_emplace(key, Bucket{static_cast<double>(m_burst), now}).first->second;
+    bucket.tokens = std::min<double>(m_burst, bucket.tokens + secondsBetween(bucket.at, now) * perSecond);
     bucket.at = now;
     if (bucket.tokens >= 1) {
         bucket.tokens -= 1;
@@ -32,8 +32,8 @@ std::optional<std::chrono::seconds> RateLimiter::admit(const std::string& key) {
 }
 
 void RateLimiter::forgetFull(std::chrono::steady_clock::time_point now) {
-    std::erase_if(buckets_, [&](const auto& entry) { return now - entry.second.at >= window_; });
-    swept_ = now;
+    std::erase_if(m_buckets, [&](const auto& entry) { return now - entry.second.at >= m_window; });
+    m_swept = now;
 }
 
 } // namespace quillo::server

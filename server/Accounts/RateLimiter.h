@@ -27,12 +27,12 @@ private:
     };
     void forgetFull(std::chrono::steady_clock::time_point now);
 
-    std::mutex mutex_;
-    int burst_;
-    std::chrono::seconds window_;
-    SteadyClock clock_;
-    std::chrono::steady_clock::time_point swept_;
-    std::unordered_map<std::string, Bucket> buckets_;
+    std::mutex m_mutex;
+    int m_burst;
+    std::chrono::seconds m_window;
+    SteadyClock m_clock;
+    std::chrono::steady_clock::time_point m_swept;
+    std::unordered_map<std::string, Bucket> m_buckets;
 };
 
 } // namespace quillo::server

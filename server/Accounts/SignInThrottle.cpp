@@ -8,37 +8,37 @@ namespace quillo::server {
 using std::chrono::seconds;
 
 SignInThrottle::SignInThrottle(SteadyClock clock, const Rule& email, const Rule& address)
-    : clock_(std::move(clock)), emails_{email, {}, {}}, addresses_{address, {}, {}} {}
+    : m_clock(std::move(clock)), m_emails{email, {}, {}}, m_addresses{address, {}, {}} {}
 
 std::optional<seconds> SignInThrottle::admit(const std::string& email, const std::string& address) {
-    const std::scoped_lock lock(mutex_);
-    const auto now = clock_();
-    forgetOld(emails_, now);
-    forgetOld(addresses_, now);
-    const auto wait = std::max(waitOf(emails_, email, now), waitOf(addresses_, address, now));
+    const std::scoped_lock lock(m_mutex);
+    const auto now = m_clock();
+    forgetOld(m_emails, now);
+    forgetOld(m_addresses, now);
+    const auto wait = std::max(waitOf(m_emails, email, now), waitOf(m_addresses, address, now));
     if (wait > seconds(0))
         return wait;
-    count(emails_, email, now);
-    count(addresses_, address, now);
+    count(m_emails, email, now);
+    count(m_addresses, address, now);
     return std::nullopt;
 }
 
 void SignInThrottle::succeeded(const std::string& email, const std::string& address) {
-    const std::scoped_lock lock(mutex_);
-    forget(emails_, email);
+    const std::scoped_lock lock(m_mutex);
+    forget(m_emails, email);
     // Only its own attempt: whoever has an account here must not guess at others for free in between.
-    const auto found = addresses_.entries.find(address);
-    if (found == addresses_.entries.end())
+    const auto found = m_addresses.entries.find(address);
+    if (found == m_addresses.entries.end())
         return;
     if (--found->second.attempts <= 0)
-        forget(addresses_, address);
-    else if (found->second.attempts < addresses_.rule.freeAttempts)
+        forget(m_addresses, address);
+    else if (found->second.attempts < m_addresses.rule.freeAttempts)
         found->second.blockedUntil = {};
 }
 
 size_t SignInThrottle::size() const {
-    const std::scoped_lock lock(mutex_);
-    return emails_.entries.size() + addresses_.entries.size();
+    const std::scoped_lock lock(m_mutex);
+    return m_emails.entries.size() + m_addresses.entries.size();
 }
 
 seconds SignInThrottle::waitOf(const Table& table, const std::string& key, TimePoint now) {

@@ -58,10 +58,10 @@ private:
     static void forget(Table& table, const std::string& key);
     static void forgetOld(Table& table, TimePoint now);
 
-    mutable std::mutex mutex_;
-    SteadyClock clock_;
-    Table emails_;
-    Table addresses_;
+    mutable std::mutex m_mutex;
+    SteadyClock m_clock;
+    Table m_emails;
+    Table m_addresses;
 };
 
 /// What stands for an address where attempts are counted: an IPv6 network of 64 bits is one customer.

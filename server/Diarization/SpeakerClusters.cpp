@@ -74,18 +74,18 @@ double SpeakerClusters::cost(const Group& left, const Group& right) {
 }
 
 void SpeakerClusters::refresh(size_t group) {
-    groups_[group].logDeterminant = groups_[group].statistics.logDeterminant();
-    for (size_t other = 0; other < groups_.size(); ++other) {
+    m_groups[group].logDeterminant = m_groups[group].statistics.logDeterminant();
+    for (size_t other = 0; other < m_groups.size(); ++other) {
         if (other != group)
-            costs_[std::max(group, other)][std::min(group, other)] = cost(groups_[group], groups_[other]);
+            m_costs[std::max(group, other)][std::min(group, other)] = cost(m_groups[group], m_groups[other]);
     }
 }
 
 void SpeakerClusters::add(const VoiceStatistics& piece, int side) {
-    groups_.push_back({piece, 0, side, {pieceCount_++}});
-    costs_.emplace_back(groups_.size() - 1, never);
-    refresh(groups_.size() - 1);
-    if (groups_.size() > maxGroups) {
+    m_groups.push_back({piece, 0, side, {m_pieceCount++}});
+    m_costs.emplace_back(m_groups.size() - 1, never);
+    refresh(m_groups.size() - 1);
+    if (m_groups.size() > maxGroups) {
         const Pair pair = closest();
         if (pair.cost < never)
             join(pair);
@@ -94,24 +94,24 @@ void SpeakerClusters::add(const VoiceStatistics& piece, int side) {
 
 SpeakerClusters::Pair SpeakerClusters::closest() const {
     Pair best{0, 0, never};
-    for (size_t right = 1; right < groups_.size(); ++right) {
+    for (size_t right = 1; right < m_groups.size(); ++right) {
         for (size_t left = 0; left < right; ++left) {
-            if (costs_[right][left] < best.cost)
-                best = {left, right, costs_[right][left]};
+            if (m_costs[right][left] < best.cost)
+                best = {left, right, m_costs[right][left]};
         }
     }
     return best;
 }
 
 void SpeakerClusters::join(const Pair& pair) {
-    Group& into = groups_[pair.left];
-    Group& from = groups_[pair.right];
+    Group& into = m_groups[pair.left];
+    Group& from = m_groups[pair.right];
     into.statistics.add(from.statistics);
     into.pieces.insert(into.pieces.end(), from.pieces.begin(), from.pieces.end());
-    groups_.erase(groups_.begin() + static_cast<ptrdiff_t>(pair.right));
-    costs_.erase(costs_.begin() + static_cast<ptrdiff_t>(pair.right));
-    for (size_t row = pair.right; row < costs_.size(); ++row)
-        costs_[row].erase(costs_[row].begin() + static_cast<ptrdiff_t>(pair.right));
+    m_groups.erase(m_groups.begin() + static_cast<ptrdiff_t>(pair.right));
+    m_costs.erase(m_costs.begin() + static_cast<ptrdiff_t>(pair.right));
+    for (size_t row = pair.right; row < m_costs.size(); ++row)
+        m_costs[row].erase(m_costs[row].begin() + static_cast<ptrdiff_t>(pair.right));
     refresh(pair.left);
 }
 
@@ -119,15 +119,15 @@ void SpeakerClusters::join(const Pair& pair) {
 void SpeakerClusters::dissolveSmall() {
     for (;;) {
         const auto smallest =
-            std::ranges::min_element(groups_, {}, [](const Group& group) { return group.statistics.count; });
-        if (smallest == groups_.end() || smallest->statistics.count >= smallestSpeaker)
+            std::ranges::min_element(m_groups, {}, [](const Group& group) { return group.statistics.count; });
+        if (smallest == m_groups.end() || smallest->statistics.count >= smallestSpeaker)
             return;
-        const auto index = static_cast<size_t>(smallest - groups_.begin());
+        const auto index = static_cast<size_t>(smallest - m_groups.begin());
         Pair best{0, 0, never};
-        for (size_t other = 0; other < groups_.size(); ++other) {
+        for (size_t other = 0; other < m_groups.size(); ++other) {
             if (other == index)
                 continue;
-            const double value = costs_[std::max(index, other)][std::min(index, other)];
+            const double value = m_costs[std::max(index, other)][std::min(index, other)];
             if (value < best.cost)
                 best = {std::min(index, other), std::max(index, other), value};
         }
@@ -141,10 +141,10 @@ std::vector<int> SpeakerClusters::finish() {
     for (Pair pair = closest(); pair.cost < 0; pair = closest())
         join(pair);
     dissolveSmall();
-    std::ranges::sort(groups_, {}, [](const Group& group) { return *std::ranges::min_element(group.pieces); });
-    std::vector<int> result(pieceCount_);
-    for (size_t group = 0; group < groups_.size(); ++group) {
-        for (const size_t piece : groups_[group].pieces)
+    std::ranges::sort(m_groups, {}, [](const Group& group) { return *std::ranges::min_element(group.pieces); });
+    std::vector<int> result(m_pieceCount);
+    for (size_t group = 0; group < m_groups.size(); ++group) {
+        for (const size_t piece : m_groups[group].pieces)
             result[piece] = static_cast<int>(group);
     }
     return result;

@@ -51,9 +51,9 @@ private:
     void join(const Pair& pair);
     void dissolveSmall();
 
-    std::vector<Group> groups_;
-    std::vector<std::vector<double>> costs_; ///< [i][j] with j < i
-    size_t pieceCount_ = 0;
+    std::vector<Group> m_groups;
+    std::vector<std::vector<double>> m_costs; ///< [i][j] with j < i
+    size_t m_pieceCount = 0;
 };
 
 } // namespace quillo::server

@@ -31,11 +31,11 @@ class LevelMeter {
 public:
     void push(std::span<const int16_t> samples) {
         for (const int16_t sample : samples) {
-            sum_ += static_cast<float>(sample) * static_cast<float>(sample);
-            if (++count_ == VoiceFeatures::frameSamples * framesOf) {
-                levels_.push_back(sum_);
-                sum_ = 0;
-                count_ = 0;
+            m_sum += static_cast<float>(sample) * static_cast<float>(sample);
+            if (++m_count == VoiceFeatures::frameSamples * framesOf) {
+                m_levels.push_back(m_sum);
+                m_sum = 0;
+                m_count = 0;
             }
         }
     }
@@ -43,49 +43,49 @@ public:
     [[nodiscard]] double energy(double start, double end) const {
         const auto index = [this](double seconds) {
             const auto frame = static_cast<size_t>(std::max(0.0, seconds) / (frameSeconds * framesOf));
-            return std::min(frame, levels_.size());
+            return std::min(frame, m_levels.size());
         };
         double sum = 1;
         for (size_t i = index(start); i < index(end); ++i)
-            sum += levels_[i];
+            sum += m_levels[i];
         return sum;
     }
 
 private:
     static constexpr size_t framesOf = 10;
-    std::vector<float> levels_;
-    float sum_ = 0;
-    size_t count_ = 0;
+    std::vector<float> m_levels;
+    float m_sum = 0;
+    size_t m_count = 0;
 };
 
 /// One channel: cuts its speech into windows.
 class Channel final : public UtteranceSink {
 public:
     Channel(int side, VoiceFeatures& features, std::vector<Window>& windows)
-        : side_(side), features_(features), windows_(windows) {}
+        : m_side(side), m_features(features), m_windows(windows) {}
 
     void push(std::span<const int16_t> samples) {
         level.push(samples);
-        segmenter_.push(samples);
+        m_segmenter.push(samples);
     }
-    void finish() { segmenter_.finish(); }
+    void finish() { m_segmenter.finish(); }
 
     void utteranceBegan(int64_t firstSample) override {
-        start_ = static_cast<double>(firstSample) / EnergyVad::sampleRate;
-        samples_.clear();
+        m_start = static_cast<double>(firstSample) / EnergyVad::sampleRate;
+        m_samples.clear();
     }
     void utteranceAudio(std::span<const int16_t> samples) override {
-        samples_.insert(samples_.end(), samples.begin(), samples.end());
+        m_samples.insert(m_samples.end(), samples.begin(), samples.end());
     }
     void utteranceEnded(int64_t /*endSample*/, bool /*cut*/) override {
-        const auto frames = features_.analyse(samples_);
-        samples_.clear();
+        const auto frames = m_features.analyse(m_samples);
+        m_samples.clear();
         Window window;
         size_t lastVoiced = 0;
         const auto close = [&] {
             if (window.statistics.count > 0) {
-                window.end = start_ + static_cast<double>(lastVoiced + 1) * frameSeconds;
-                windows_.push_back(window);
+                window.end = m_start + static_cast<double>(lastVoiced + 1) * frameSeconds;
+                m_windows.push_back(window);
             }
             window = {};
         };
@@ -95,8 +95,8 @@ public:
             if (window.statistics.count >= fullWindow || i - lastVoiced > pauseFrames)
                 close();
             if (window.statistics.count == 0) {
-                window.start = start_ + static_cast<double>(i) * frameSeconds;
-                window.side = side_;
+                window.start = m_start + static_cast<double>(i) * frameSeconds;
+                window.side = m_side;
             }
             window.statistics.add(frames[i].values);
             lastVoiced = i;
@@ -108,12 +108,12 @@ public:
     LevelMeter level;
 
 private:
-    int side_;
-    VoiceFeatures& features_;
-    std::vector<Window>& windows_;
-    UtteranceSegmenter segmenter_{*this};
-    std::vector<int16_t> samples_;
-    double start_ = 0;
+    int m_side;
+    VoiceFeatures& m_features;
+    std::vector<Window>& m_windows;
+    UtteranceSegmenter m_segmenter{*this};
+    std::vector<int16_t> m_samples;
+    double m_start = 0;
 };
 
 } // namespace
@@ -121,56 +121,56 @@ private:
 class SpeakerTracker::Implementation {
 public:
     std::vector<SpeakerTurn> finish() {
-        for (Channel* channel : {&left_, &right_}) {
+        for (Channel* channel : {&m_left, &m_right}) {
             channel->finish();
         }
-        if (isStereo_)
-            std::erase_if(windows_, [this](const Window& window) { return isLeak(window); });
-        std::ranges::sort(windows_, {}, &Window::start);
+        if (m_isStereo)
+            std::erase_if(m_windows, [this](const Window& window) { return isLeak(window); });
+        std::ranges::sort(m_windows, {}, &Window::start);
         return join(speakers());
     }
 
-    VoiceFeatures features_;
-    std::vector<Window> windows_;
-    Channel left_{0, features_, windows_};
-    Channel right_{1, features_, windows_};
-    bool isStereo_ = false;
+    VoiceFeatures m_features;
+    std::vector<Window> m_windows;
+    Channel m_left{0, m_features, m_windows};
+    Channel m_right{1, m_features, m_windows};
+    bool m_isStereo = false;
 
 private:
     [[nodiscard]] bool isLeak(const Window& window) const {
-        const double own = (window.side == 0 ? left_ : right_).level.energy(window.start, window.end);
-        const double other = (window.side == 0 ? right_ : left_).level.energy(window.start, window.end);
+        const double own = (window.side == 0 ? m_left : m_right).level.energy(window.start, window.end);
+        const double other = (window.side == 0 ? m_right : m_left).level.energy(window.start, window.end);
         return other > own * leakRatio;
     }
 
     /// The speaker of each window. Windows that are too short to tell take the one before them on their side.
     [[nodiscard]] std::vector<int> speakers() const {
         SpeakerClusters clusters;
-        for (const Window& window : windows_) {
+        for (const Window& window : m_windows) {
             if (window.statistics.count >= smallestWindow)
                 clusters.add(window.statistics, window.side);
         }
         const auto groups = clusters.finish();
-        std::vector<int> result(windows_.size(), -1);
+        std::vector<int> result(m_windows.size(), -1);
         std::map<int, int> latest;
         size_t next = 0;
-        for (size_t i = 0; i < windows_.size(); ++i) {
-            if (windows_[i].statistics.count >= smallestWindow)
-                latest[windows_[i].side] = groups[next++];
-            if (const auto known = latest.find(windows_[i].side); known != latest.end())
+        for (size_t i = 0; i < m_windows.size(); ++i) {
+            if (m_windows[i].statistics.count >= smallestWindow)
+                latest[m_windows[i].side] = groups[next++];
+            if (const auto known = latest.find(m_windows[i].side); known != latest.end())
                 result[i] = known->second;
         }
         // What came before the first speaker of its side was known.
-        for (size_t i = 0; i < windows_.size(); ++i) {
-            if (result[i] < 0 && latest.contains(windows_[i].side))
-                result[i] = firstOf(windows_[i].side, result);
+        for (size_t i = 0; i < m_windows.size(); ++i) {
+            if (result[i] < 0 && latest.contains(m_windows[i].side))
+                result[i] = firstOf(m_windows[i].side, result);
         }
         return result;
     }
 
     [[nodiscard]] int firstOf(int side, const std::vector<int>& speakers) const {
-        for (size_t i = 0; i < windows_.size(); ++i) {
-            if (windows_[i].side == side && speakers[i] >= 0)
+        for (size_t i = 0; i < m_windows.size(); ++i) {
+            if (m_windows[i].side == side && speakers[i] >= 0)
                 return speakers[i];
         }
         return -1;
@@ -179,30 +179,30 @@ private:
     [[nodiscard]] std::vector<SpeakerTurn> join(const std::vector<int>& speakers) const {
         std::vector<SpeakerTurn> turns;
         std::map<int, int> numbers; // by the order in which they begin
-        for (size_t i = 0; i < windows_.size(); ++i) {
+        for (size_t i = 0; i < m_windows.size(); ++i) {
             if (speakers[i] < 0)
                 continue;
             const int speaker = numbers.emplace(speakers[i], static_cast<int>(numbers.size())).first->second;
             if (!turns.empty() && turns.back().speaker == speaker)
-                turns.back().end = std::max(turns.back().end, windows_[i].end);
+                turns.back().end = std::max(turns.back().end, m_windows[i].end);
             else
-                turns.push_back({windows_[i].start, windows_[i].end, speaker});
+                turns.push_back({m_windows[i].start, m_windows[i].end, speaker});
         }
         return turns;
     }
 };
 
-SpeakerTracker::SpeakerTracker() : implementation_(std::make_unique<Implementation>()) {}
+SpeakerTracker::SpeakerTracker() : m_implementation(std::make_unique<Implementation>()) {}
 SpeakerTracker::~SpeakerTracker() = default;
 
-void SpeakerTracker::push(std::span<const int16_t> mono) { implementation_->left_.push(mono); }
+void SpeakerTracker::push(std::span<const int16_t> mono) { m_implementation->m_left.push(mono); }
 
 void SpeakerTracker::push(std::span<const int16_t> left, std::span<const int16_t> right) {
-    implementation_->isStereo_ = true;
-    implementation_->left_.push(left);
-    implementation_->right_.push(right);
+    m_implementation->m_isStereo = true;
+    m_implementation->m_left.push(left);
+    m_implementation->m_right.push(right);
 }
 
-std::vector<SpeakerTurn> SpeakerTracker::finish() { return implementation_->finish(); }
+std::vector<SpeakerTurn> SpeakerTracker::finish() { return m_implementation->finish(); }
 
 } // namespace quillo::server

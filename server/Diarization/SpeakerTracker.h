@@ -31,7 +31,7 @@ public:
 
 private:
     class Implementation;
-    std::unique_ptr<Implementation> implementation_;
+    std::unique_ptr<Implementation> m_implementation;
 };
 
 } // namespace quillo::server

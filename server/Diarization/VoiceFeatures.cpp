@@ -66,11 +66,11 @@ struct VoiceFeatures::FrontEnd {
     }
 };
 
-VoiceFeatures::VoiceFeatures() : frontEnd_(std::make_unique<FrontEnd>()) {}
+VoiceFeatures::VoiceFeatures() : m_frontEnd(std::make_unique<FrontEnd>()) {}
 VoiceFeatures::~VoiceFeatures() = default;
 
 std::vector<VoiceFrame> VoiceFeatures::analyse(std::span<const int16_t> samples) {
-    const auto cepstra = frontEnd_->cepstra(samples);
+    const auto cepstra = m_frontEnd->cepstra(samples);
     std::vector<VoiceFrame> frames(cepstra.size());
     for (size_t i = 0; i < frames.size(); ++i) {
         const size_t first = i * frameSamples;

@@ -33,7 +33,7 @@ public:
 
 private:
     struct FrontEnd;
-    std::unique_ptr<FrontEnd> frontEnd_;
+    std::unique_ptr<FrontEnd> m_frontEnd;
 };
 
 } // namespace quillo::server

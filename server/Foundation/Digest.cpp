@@ -8,13 +8,13 @@ namespace quillo::server {
 
 void Sha256::Closer::operator()(void* context) const { EVP_MD_CTX_free(static_cast<EVP_MD_CTX*>(context)); }
 
-Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
-    if (!context_ || EVP_DigestInit_ex(static_cast<EVP_MD_CTX*>(context_.get()), EVP_sha256(), nullptr) != 1)
+Sha256::Sha256() : m_context(EVP_MD_CTX_new()) {
+    if (!m_context || EVP_DigestInit_ex(static_cast<EVP_MD_CTX*>(m_context.get()), EVP_sha256(), nullptr) != 1)
         throw std::runtime_error("OpenSSL cannot compute SHA-256");
 }
 
 void Sha256::update(std::string_view bytes) {
-    if (EVP_DigestUpdate(static_cast<EVP_MD_CTX*>(context_.get()), bytes.data(), bytes.size()) != 1)
+    if (EVP_DigestUpdate(static_cast<EVP_MD_CTX*>(m_context.get()), bytes.data(), bytes.size()) != 1)
         throw std::runtime_error("OpenSSL cannot compute SHA-256");
 }
 
@@ -25,7 +25,7 @@ void Sha256::update(std::span<const int16_t> samples) {
 
 Sha256Value Sha256::finish() {
     Sha256Value value{};
-    if (EVP_DigestFinal_ex(static_cast<EVP_MD_CTX*>(context_.get()), value.data(), nullptr) != 1)
+    if (EVP_DigestFinal_ex(static_cast<EVP_MD_CTX*>(m_context.get()), value.data(), nullptr) != 1)
         throw std::runtime_error("OpenSSL cannot compute SHA-256");
     return value;
 }

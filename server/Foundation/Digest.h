@@ -24,7 +24,7 @@ private:
     struct Closer {
         void operator()(void* context) const;
     };
-    std::unique_ptr<void, Closer> context_;
+    std::unique_ptr<void, Closer> m_context;
 };
 
 } // namespace quillo::server

@@ -17,17 +17,17 @@ namespace {
 
 class Descriptor {
 public:
-    explicit Descriptor(int value) : value_(value) {}
+    explicit Descriptor(int value) : m_value(value) {}
     ~Descriptor() {
-        if (value_ >= 0)
-            ::close(value_);
+        if (m_value >= 0)
+            ::close(m_value);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const { return value_; }
+    [[nodiscard]] int get() const { return m_value; }
 
 private:
-    int value_;
+    int m_value;
 };
 
 void writeAll(int descriptor, std::string_view content, const std::filesystem::path& path) {
@@ -103,18 +103,18 @@ void writeFileAtomically(const std::filesystem::path& file, std::string_view con
 }
 
 FileLock::FileLock(const std::filesystem::path& file)
-    : descriptor_(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-    if (descriptor_ < 0)
+    : m_descriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    if (m_descriptor < 0)
         fail("open the lock file", file, errno);
-    while (::flock(descriptor_, LOCK_EX) != 0) {
+    while (::flock(m_descriptor, LOCK_EX) != 0) {
         if (errno == EINTR)
             continue;
         const int error = errno;
-        ::close(descriptor_);
+        ::close(m_descriptor);
         fail("lock", file, error);
     }
 }
 
-FileLock::~FileLock() { ::close(descriptor_); }
+FileLock::~FileLock() { ::close(m_descriptor); }
 
 } // namespace quillo::server

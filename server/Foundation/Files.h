@@ -27,7 +27,7 @@ public:
     FileLock& operator=(const FileLock&) = delete;
 
 private:
-    int descriptor_ = -1;
+    int m_descriptor = -1;
 };
 
 } // namespace quillo::server

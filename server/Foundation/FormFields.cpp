@@ -31,22 +31,22 @@ std::optional<FormFields> FormFields::parse(std::string_view text) {
         const auto separator = item.find('=');
         auto name = decode(item.substr(0, separator));
         auto value = separator == std::string_view::npos ? std::string() : decode(item.substr(separator + 1));
-        if (!name || !value || form.fields_.size() == maxFields)
+        if (!name || !value || form.m_fields.size() == maxFields)
             return std::nullopt;
-        form.fields_.emplace_back(std::move(*name), std::move(*value));
+        form.m_fields.emplace_back(std::move(*name), std::move(*value));
     }
     return form;
 }
 
 std::optional<std::string> FormFields::find(std::string_view name) const {
-    const auto found = std::ranges::find(fields_, name, &std::pair<std::string, std::string>::first);
-    if (found == fields_.end())
+    const auto found = std::ranges::find(m_fields, name, &std::pair<std::string, std::string>::first);
+    if (found == m_fields.end())
         return std::nullopt;
     return found->second;
 }
 
 bool FormFields::isRepeated(std::string_view name) const {
-    return std::ranges::count(fields_, name, &std::pair<std::string, std::string>::first) > 1;
+    return std::ranges::count(m_fields, name, &std::pair<std::string, std::string>::first) > 1;
 }
 
 } // namespace quillo::server

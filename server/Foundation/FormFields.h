@@ -24,7 +24,7 @@ public:
     [[nodiscard]] bool isRepeated(std::string_view name) const;
 
 private:
-    std::vector<std::pair<std::string, std::string>> fields_;
+    std::vector<std::pair<std::string, std::string>> m_fields;
 };
 
 } // namespace quillo::server

@@ -27,13 +27,13 @@ void makePrivateFile(const std::string& file) {
 void Database::Closer::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 
 Database::Database(const std::filesystem::path& file, std::span<const std::string_view> migrations)
-    : file_(file.string()) {
-    makePrivateFile(file_);
+    : m_file(file.string()) {
+    makePrivateFile(m_file);
     sqlite3* handle = nullptr;
-    const int result = sqlite3_open_v2(file_.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-    database_.reset(handle);
+    const int result = sqlite3_open_v2(m_file.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    m_database.reset(handle);
     if (result != SQLITE_OK)
-        throw DatabaseError("cannot open " + file_ + ": " + sqlite3_errstr(result));
+        throw DatabaseError("cannot open " + m_file + ": " + sqlite3_errstr(result));
     sqlite3_busy_timeout(handle, 5000);
     execute("PRAGMA journal_mode = WAL");
     execute("PRAGMA synchronous = NORMAL");
@@ -47,7 +47,7 @@ void Database::migrate(std::span<const std::string_view> migrations) {
         Transaction transaction(*this);
         const size_t version = schemaVersion();
         if (version > migrations.size())
-            throw DatabaseError(file_ + " was written by a newer version of quillo-server; update the program");
+            throw DatabaseError(m_file + " was written by a newer version of quillo-server; update the program");
         if (version == migrations.size())
             return;
         execute(migrations[version]);
@@ -64,43 +64,43 @@ size_t Database::schemaVersion() const {
 
 void Database::execute(std::string_view sql) const {
     char* message = nullptr;
-    if (sqlite3_exec(database_.get(), std::string(sql).c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
+    if (sqlite3_exec(m_database.get(), std::string(sql).c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
         const std::string text = message ? message : "unknown error";
         sqlite3_free(message);
-        throw DatabaseError(file_ + ": " + text);
+        throw DatabaseError(m_file + ": " + text);
     }
 }
 
-int64_t Database::changes() const { return sqlite3_changes64(database_.get()); }
+int64_t Database::changes() const { return sqlite3_changes64(m_database.get()); }
 
-Statement::Statement(const Database& database, std::string_view sql) : database_(database.database_.get()) {
-    check(sqlite3_prepare_v2(database_, sql.data(), static_cast<int>(sql.size()), &statement_, nullptr));
+Statement::Statement(const Database& database, std::string_view sql) : m_database(database.m_database.get()) {
+    check(sqlite3_prepare_v2(m_database, sql.data(), static_cast<int>(sql.size()), &m_statement, nullptr));
 }
 
-Statement::~Statement() { sqlite3_finalize(statement_); }
+Statement::~Statement() { sqlite3_finalize(m_statement); }
 
 void Statement::check(int result) const {
     if (result != SQLITE_OK)
-        throw DatabaseError(std::string("database: ") + sqlite3_errmsg(database_));
+        throw DatabaseError(std::string("database: ") + sqlite3_errmsg(m_database));
 }
 
 Statement& Statement::bind(int index, int64_t value) {
-    check(sqlite3_bind_int64(statement_, index, value));
+    check(sqlite3_bind_int64(m_statement, index, value));
     return *this;
 }
 
 Statement& Statement::bind(int index, std::string_view text) {
-    check(sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
+    check(sqlite3_bind_text(m_statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
     return *this;
 }
 
 Statement& Statement::bindBlob(int index, std::span<const uint8_t> bytes) {
-    check(sqlite3_bind_blob(statement_, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT));
+    check(sqlite3_bind_blob(m_statement, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT));
     return *this;
 }
 
 bool Statement::step() {
-    const int result = sqlite3_step(statement_);
+    const int result = sqlite3_step(m_statement);
     if (result == SQLITE_ROW)
         return true;
     if (result != SQLITE_DONE)
@@ -108,32 +108,32 @@ bool Statement::step() {
     return false;
 }
 
-int64_t Statement::integer(int column) const { return sqlite3_column_int64(statement_, column); }
+int64_t Statement::integer(int column) const { return sqlite3_column_int64(m_statement, column); }
 
 std::string Statement::text(int column) const {
-    const auto* text = sqlite3_column_text(statement_, column);
+    const auto* text = sqlite3_column_text(m_statement, column);
     return text ? std::string(reinterpret_cast<const char*>(text),
-                              static_cast<size_t>(sqlite3_column_bytes(statement_, column)))
+                              static_cast<size_t>(sqlite3_column_bytes(m_statement, column)))
                 : std::string();
 }
 
-bool Statement::isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+bool Statement::isNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
 
-Transaction::Transaction(const Database& database) : database_(database) { database_.execute("BEGIN IMMEDIATE"); }
+Transaction::Transaction(const Database& database) : m_database(database) { m_database.execute("BEGIN IMMEDIATE"); }
 
 Transaction::~Transaction() {
-    if (!open_)
+    if (!m_open)
         return;
     try {
-        database_.execute("ROLLBACK");
+        m_database.execute("ROLLBACK");
     } catch (const DatabaseError&) {
         // SQLite has rolled back by itself after the failure that brought us here.
     }
 }
 
 void Transaction::commit() {
-    database_.execute("COMMIT");
-    open_ = false;
+    m_database.execute("COMMIT");
+    m_open = false;
 }
 
 } // namespace quillo::server

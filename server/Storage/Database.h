@@ -43,8 +43,8 @@ public:
 private:
     void check(int result) const;
 
-    sqlite3* database_;
-    sqlite3_stmt* statement_ = nullptr;
+    sqlite3* m_database;
+    sqlite3_stmt* m_statement = nullptr;
 };
 
 /// A SQLite file readable by the owner alone, in WAL mode. Not thread-safe: its owner guards it with a mutex.
@@ -67,8 +67,8 @@ private:
     struct Closer {
         void operator()(sqlite3* database) const;
     };
-    std::string file_;
-    std::unique_ptr<sqlite3, Closer> database_;
+    std::string m_file;
+    std::unique_ptr<sqlite3, Closer> m_database;
 };
 
 /// Begins a transaction that takes the write lock at once; rolls back unless committed.
@@ -81,8 +81,8 @@ public:
     void commit();
 
 private:
-    const Database& database_;
-    bool open_ = true;
+    const Database& m_database;
+    bool m_open = true;
 };
 
 } // namespace quillo::server

@@ -17,9 +17,9 @@ public:
         std::string id;
     };
 
-    void push(const Item& item) { users_[item.user].waiting.push_back(item.id); }
+    void push(const Item& item) { m_users[item.user].waiting.push_back(item.id); }
     /// In front of the user's other tasks.
-    void pushFront(const Item& item) { users_[item.user].waiting.push_front(item.id); }
+    void pushFront(const Item& item) { m_users[item.user].waiting.push_front(item.id); }
     /// The next task, which counts as running until `done`.
     std::optional<Item> pop();
     void done(const std::string& user);
@@ -35,8 +35,8 @@ private:
     };
     void forgetIfIdle(const std::string& user);
 
-    std::map<std::string, User> users_;
-    uint64_t turn_ = 0;
+    std::map<std::string, User> m_users;
+    uint64_t m_turn = 0;
 };
 
 } // namespace quillo::server

@@ -21,90 +21,90 @@ class Collector final : public RecognitionListener {
 public:
     void onPartial(const Transcript&) override { touch(); }
     void onFinal(const Transcript& transcript) override {
-        const std::scoped_lock lock(mutex_);
-        ++events_;
+        const std::scoped_lock lock(m_mutex);
+        ++m_events;
         if (transcript.text.empty())
             return;
-        text_.append(transcript);
-        if (result_.language.empty())
-            result_.language = transcript.language;
-        result_.pieces.push_back(transcript);
+        m_text.append(transcript);
+        if (m_result.language.empty())
+            m_result.language = transcript.language;
+        m_result.pieces.push_back(transcript);
     }
     void onFinished() override {
         {
-            const std::scoped_lock lock(mutex_);
-            finished_ = true;
+            const std::scoped_lock lock(m_mutex);
+            m_finished = true;
         }
-        changed_.notify_all();
+        m_changed.notify_all();
     }
     void onFailed(bool unavailable, const std::string& message) override {
         {
-            const std::scoped_lock lock(mutex_);
-            failure_.emplace(message, unavailable);
+            const std::scoped_lock lock(m_mutex);
+            m_failure.emplace(message, unavailable);
         }
-        changed_.notify_all();
+        m_changed.notify_all();
     }
 
     /// Waits a moment, at most until the end; false once everything was recognised. Throws what went wrong.
     bool wait(const std::stop_token& stop) {
-        std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, lookInterval, [&] { return finished_ || failure_; });
-        if (failure_)
-            throw RecognitionFailed(*failure_);
-        if (!finished_ && stop.stop_requested())
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, lookInterval, [&] { return m_finished || m_failure; });
+        if (m_failure)
+            throw RecognitionFailed(*m_failure);
+        if (!m_finished && stop.stop_requested())
             throw RecognitionStopped();
-        return !finished_;
+        return !m_finished;
     }
 
     [[nodiscard]] uint64_t events() const {
-        const std::scoped_lock lock(mutex_);
-        return events_;
+        const std::scoped_lock lock(m_mutex);
+        return m_events;
     }
 
     RecognisedFile take() {
-        const std::scoped_lock lock(mutex_);
-        result_.text = text_.text();
-        return std::move(result_);
+        const std::scoped_lock lock(m_mutex);
+        m_result.text = m_text.text();
+        return std::move(m_result);
     }
 
 private:
     void touch() {
-        const std::scoped_lock lock(mutex_);
-        ++events_;
+        const std::scoped_lock lock(m_mutex);
+        ++m_events;
     }
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    RecognisedFile result_;
-    TranscriptAssembler text_;
-    uint64_t events_ = 0;
-    bool finished_ = false;
-    std::optional<RecognitionFailed> failure_;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    RecognisedFile m_result;
+    TranscriptAssembler m_text;
+    uint64_t m_events = 0;
+    bool m_finished = false;
+    std::optional<RecognitionFailed> m_failure;
 };
 
 /// Notices when nothing happens any more.
 class Watchdog {
 public:
     Watchdog(std::chrono::milliseconds timeout, const Collector& collector)
-        : timeout_(timeout), collector_(collector) {}
+        : m_timeout(timeout), m_collector(collector) {}
 
     void look(double backlog) {
-        const auto events = collector_.events();
-        if (backlog != backlog_ || events != events_) {
-            backlog_ = backlog;
-            events_ = events;
-            since_ = Clock::now();
-        } else if (Clock::now() - since_ > timeout_) {
+        const auto events = m_collector.events();
+        if (backlog != m_backlog || events != m_events) {
+            m_backlog = backlog;
+            m_events = events;
+            m_since = Clock::now();
+        } else if (Clock::now() - m_since > m_timeout) {
             throw RecognitionFailed("The recogniser has stopped answering", true);
         }
     }
 
 private:
-    std::chrono::milliseconds timeout_;
-    const Collector& collector_;
-    double backlog_ = -1;
-    uint64_t events_ = 0;
-    Clock::time_point since_ = Clock::now();
+    std::chrono::milliseconds m_timeout;
+    const Collector& m_collector;
+    double m_backlog = -1;
+    uint64_t m_events = 0;
+    Clock::time_point m_since = Clock::now();
 };
 
 } // namespace

@@ -47,62 +47,62 @@ Sha256Value hashOfSamples(AudioReader& audio) {
 } // namespace
 
 TaskService::TaskService(TaskSettings settings, std::shared_ptr<Recogniser> recogniser, TaskStore::WallClock clock)
-    : settings_(std::move(settings)), recogniser_(std::move(recogniser)),
-      store_(settings_.dataFolder / "tasks.sqlite", std::move(clock)),
-      spool_(std::make_shared<Spool>(settings_.dataFolder / "uploads", settings_.maxSpoolBytes)) {}
+    : m_settings(std::move(settings)), m_recogniser(std::move(recogniser)),
+      m_store(m_settings.dataFolder / "tasks.sqlite", std::move(clock)),
+      m_spool(std::make_shared<Spool>(m_settings.dataFolder / "uploads", m_settings.maxSpoolBytes)) {}
 
 TaskService::~TaskService() { stop(); }
 
 void TaskService::start() {
     std::set<std::string> needed;
-    for (const Task& task : store_.unfinished()) {
+    for (const Task& task : m_store.unfinished()) {
         const auto& request = task.request;
         std::error_code error;
-        const auto size = std::filesystem::file_size(spool_->path(request.audioFile), error);
+        const auto size = std::filesystem::file_size(m_spool->path(request.audioFile), error);
         if (error || static_cast<int64_t>(size) != request.audioBytes) {
-            store_.fail(task.id, 503, "AUDIO_LOST", "The server lost the uploaded audio; upload it again.");
+            m_store.fail(task.id, 503, "AUDIO_LOST", "The server lost the uploaded audio; upload it again.");
             log(LogLevel::error, "tasks", "the audio of task " + task.id + " is gone; the task has failed");
         } else if (task.attempts >= maxAttempts) {
-            store_.fail(task.id, 500, "RECOGNITION_CRASHED",
-                        "Recognising this audio ended the server several times; it is not tried again.");
+            m_store.fail(task.id, 500, "RECOGNITION_CRASHED",
+                         "Recognising this audio ended the server several times; it is not tried again.");
             log(LogLevel::error, "tasks", "task " + task.id + " ended the server several times and is given up");
         } else {
-            store_.requeue(task.id, false);
+            m_store.requeue(task.id, false);
             needed.insert(request.audioFile);
-            queue_.push({request.userId, task.id});
+            m_queue.push({request.userId, task.id});
         }
     }
-    spool_->retain(needed);
+    m_spool->retain(needed);
     if (!needed.empty())
         log(LogLevel::info, "tasks", "taking up " + std::to_string(needed.size()) + " unfinished tasks");
     expire();
-    nextExpiry_ = Clock::now() + expiryInterval;
-    for (unsigned i = 0; i < std::max(1U, settings_.workers); ++i)
-        workers_.emplace_back([this] { work(); });
+    m_nextExpiry = Clock::now() + expiryInterval;
+    for (unsigned i = 0; i < std::max(1U, m_settings.workers); ++i)
+        m_workers.emplace_back([this] { work(); });
 }
 
 void TaskService::stop() {
     {
-        const std::scoped_lock lock(mutex_);
-        stopping_ = true;
-        for (const auto& [id, running] : running_)
+        const std::scoped_lock lock(m_mutex);
+        m_stopping = true;
+        for (const auto& [id, running] : m_running)
             running->stop.request_stop();
-        waiting_.clear();
+        m_waiting.clear();
     }
-    changed_.notify_all();
-    for (auto& worker : workers_)
+    m_changed.notify_all();
+    for (auto& worker : m_workers)
         worker.join();
-    workers_.clear();
+    m_workers.clear();
 }
 
 std::unique_ptr<UploadForm> TaskService::form(const std::string& contentType) const {
-    return std::make_unique<UploadForm>(spool_, contentType, settings_.maxFileBytes);
+    return std::make_unique<UploadForm>(m_spool, contentType, m_settings.maxFileBytes);
 }
 
 Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& form) {
     auto audio = form.takeAudio();
     // Refuses what is no audio before anybody waits for it.
-    const auto path = spool_->path(audio->name());
+    const auto path = m_spool->path(audio->name());
     { const AudioReader check(path); }
 
     TaskRequest request;
@@ -111,13 +111,13 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
     request.recordingId = form.recordingId();
     request.language = form.language();
     request.purpose = form.purpose();
-    request.provider = recogniser_->name();
+    request.provider = m_recogniser->name();
     request.audioHash = form.audioHash();
     request.audioFile = audio->name();
     request.audioBytes = audio->size();
 
-    const std::scoped_lock submitLock(submitMutex_);
-    if (auto same = store_.match(request)) {
+    const std::scoped_lock submitLock(m_submitMutex);
+    if (auto same = m_store.match(request)) {
         log(LogLevel::info, "tasks", "a request of user " + userId + " joins task " + same->id);
         return *same;
     }
@@ -125,10 +125,10 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
         if (auto live = answerFromLive(userId, form, path))
             return *live;
     }
-    if (store_.unfinishedOf(userId) >= settings_.maxTasksPerUser)
+    if (m_store.unfinishedOf(userId) >= m_settings.maxTasksPerUser)
         throw UploadError(429, "TOO_MANY_TASKS",
                           "Too many files of this account wait to be recognised; try again when some are done.");
-    const auto added = store_.add(request);
+    const auto added = m_store.add(request);
     if (!added)
         throw UploadError(401, "INVALID_TOKEN", "The account was removed meanwhile.");
     const Task& task = *added;
@@ -136,21 +136,21 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
     log(LogLevel::info, "tasks",
         "task " + task.id + " of user " + userId + ": " + std::to_string(request.audioBytes) + " bytes to recognise");
     {
-        const std::scoped_lock lock(mutex_);
-        queue_.push({task.request.userId, task.id});
+        const std::scoped_lock lock(m_mutex);
+        m_queue.push({task.request.userId, task.id});
     }
-    changed_.notify_one();
+    m_changed.notify_one();
     return task;
 }
 
 std::optional<Task> TaskService::answerFromLive(const std::string& userId, const UploadForm& form,
                                                 const std::filesystem::path& audio) {
-    const auto live = store_.findLive(userId, form.recordingId());
-    if (!live || live->text.empty() || live->provider != recogniser_->name() || !languageFits(form.language(), *live))
+    const auto live = m_store.findLive(userId, form.recordingId());
+    if (!live || live->text.empty() || live->provider != m_recogniser->name() || !languageFits(form.language(), *live))
         return std::nullopt;
     AudioReader reader(audio);
     if (!reader.isVerbatim() || reader.length() != live->sampleCount ||
-        !store_.liveMatches(*live, hashOfSamples(reader)))
+        !m_store.liveMatches(*live, hashOfSamples(reader)))
         return std::nullopt;
     log(LogLevel::info, "tasks", "a file of user " + userId + " was heard live before; answered without recognition");
     RecognisedFile heard;
@@ -168,11 +168,11 @@ void TaskService::whenOver(const std::string& userId, const std::string& id, std
     std::optional<Task> task;
     {
         // Under the lock under which the end of a task is told, so that it cannot be missed.
-        const std::scoped_lock lock(mutex_);
-        task = store_.find(userId, id);
+        const std::scoped_lock lock(m_mutex);
+        task = m_store.find(userId, id);
         if (task && !task->isOver()) {
-            if (!stopping_)
-                waiting_[id].push_back(std::move(done));
+            if (!m_stopping)
+                m_waiting[id].push_back(std::move(done));
             return;
         }
     }
@@ -180,14 +180,14 @@ void TaskService::whenOver(const std::string& userId, const std::string& id, std
 }
 
 double TaskService::progress(const std::string& id) const {
-    const std::scoped_lock lock(mutex_);
-    const auto found = running_.find(id);
-    return found == running_.end() ? 0 : found->second->progress.load();
+    const std::scoped_lock lock(m_mutex);
+    const auto found = m_running.find(id);
+    return found == m_running.end() ? 0 : found->second->progress.load();
 }
 
 void TaskService::keepLive(const LiveTranscript& transcript) {
     try {
-        store_.keepLive(transcript);
+        m_store.keepLive(transcript);
     } catch (const std::exception& error) {
         log(LogLevel::error, "tasks", std::string("cannot keep a live transcript: ") + error.what());
     }
@@ -195,79 +195,79 @@ void TaskService::keepLive(const LiveTranscript& transcript) {
 
 void TaskService::removeUser(const std::string& userId) {
     {
-        const std::scoped_lock lock(mutex_);
-        queue_.remove(userId);
-        for (const auto& [id, running] : running_) {
+        const std::scoped_lock lock(m_mutex);
+        m_queue.remove(userId);
+        for (const auto& [id, running] : m_running) {
             if (running->userId == userId)
                 running->stop.request_stop();
         }
     }
-    for (const auto& file : store_.removeUser(userId))
-        spool_->remove(file);
+    for (const auto& file : m_store.removeUser(userId))
+        m_spool->remove(file);
 }
 
 void TaskService::moveUser(const std::string& from, const std::string& to) {
-    for (const auto& file : store_.moveUser(from, to))
-        spool_->remove(file);
+    for (const auto& file : m_store.moveUser(from, to))
+        m_spool->remove(file);
     // What waits in the queue is found by either id.
-    const std::scoped_lock lock(mutex_);
-    for (const auto& [id, running] : running_) {
+    const std::scoped_lock lock(m_mutex);
+    for (const auto& [id, running] : m_running) {
         if (running->userId == from)
             running->userId = to;
     }
 }
 
 void TaskService::work() {
-    std::unique_lock lock(mutex_);
-    while (!stopping_) {
+    std::unique_lock lock(m_mutex);
+    while (!m_stopping) {
         const auto now = Clock::now();
-        if (now >= nextExpiry_) {
-            nextExpiry_ = now + expiryInterval;
+        if (now >= m_nextExpiry) {
+            m_nextExpiry = now + expiryInterval;
             lock.unlock();
             expire();
             lock.lock();
             continue;
         }
-        if (now < busyUntil_) {
-            changed_.wait_until(lock, busyUntil_);
+        if (now < m_busyUntil) {
+            m_changed.wait_until(lock, m_busyUntil);
             continue;
         }
-        const auto item = queue_.pop();
+        const auto item = m_queue.pop();
         if (!item) {
-            changed_.wait_until(lock, nextExpiry_);
+            m_changed.wait_until(lock, m_nextExpiry);
             continue;
         }
         lock.unlock();
         runTask(*item);
         lock.lock();
-        queue_.done(item->user);
+        m_queue.done(item->user);
     }
 }
 
 void TaskService::runTask(const FairQueue::Item& item) {
     const auto running = std::make_shared<Running>();
     try {
-        const auto task = store_.find(item.user, item.id);
+        const auto task = m_store.find(item.user, item.id);
         if (task && !task->isOver()) {
             {
-                const std::scoped_lock lock(mutex_);
-                if (stopping_)
+                const std::scoped_lock lock(m_mutex);
+                if (m_stopping)
                     return;
                 running->userId = task->request.userId;
-                running_.emplace(item.id, running);
+                m_running.emplace(item.id, running);
             }
             perform(*task, *running);
         }
     } catch (const std::exception& error) {
         // Only the database is left to fail, as on a full disk.
         log(LogLevel::error, "tasks", "task " + item.id + " could not be recorded, later again: " + error.what());
-        const std::scoped_lock lock(mutex_);
-        queue_.pushFront(item);
-        busyUntil_ = Clock::now() + databasePause;
+        const std::scoped_lock lock(m_mutex);
+        m_queue.pushFront(item);
+        m_busyUntil = Clock::now() + databasePause;
     }
     {
-        const std::scoped_lock lock(mutex_);
-        running_.erase(item.id);
+        const std::scoped_lock lock(m_mutex);
+        m_running.erase(item.id);
     }
     try {
         finished(item.user, item.id);
@@ -280,17 +280,17 @@ void TaskService::perform(const Task& task, Running& running) {
     const auto& request = task.request;
     const auto fail = [&](int status, const std::string& code, const std::string& detail) {
         log(LogLevel::error, "tasks", "task " + task.id + " failed with " + code + ": " + detail);
-        store_.fail(task.id, status, code, detail);
-        spool_->remove(request.audioFile);
+        m_store.fail(task.id, status, code, detail);
+        m_spool->remove(request.audioFile);
     };
-    store_.begin(task.id);
+    m_store.begin(task.id);
     log(LogLevel::info, "tasks", "task " + task.id + " begun, attempt " + std::to_string(task.attempts + 1));
     try {
-        AudioReader audio(spool_->path(request.audioFile));
+        AudioReader audio(m_spool->path(request.audioFile));
         SpeakerTracker speakers;
         FileRecognitionSettings settings;
         settings.language = request.language;
-        settings.stallTimeout = settings_.stallTimeout;
+        settings.stallTimeout = m_settings.stallTimeout;
         settings.onProgress = [&running](double share) { running.progress = share; };
         if (request.kind == TaskKind::diarization) {
             settings.onAudio = [&speakers](const AudioBlock& block) {
@@ -301,23 +301,23 @@ void TaskService::perform(const Task& task, Running& running) {
             };
         }
         const auto begin = Clock::now();
-        const RecognisedFile file = recogniseFile(*recogniser_, audio, settings, running.stop.get_token());
+        const RecognisedFile file = recogniseFile(*m_recogniser, audio, settings, running.stop.get_token());
         const Json result = request.kind == TaskKind::diarization
-                                ? diarizationResult(file, speakers.finish(), recogniser_->name())
+                                ? diarizationResult(file, speakers.finish(), m_recogniser->name())
                                 : transcriptionResult(task.id, file);
-        store_.complete(task.id, toText(result));
-        spool_->remove(request.audioFile);
+        m_store.complete(task.id, toText(result));
+        m_spool->remove(request.audioFile);
         const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
         log(LogLevel::info, "tasks",
             "task " + task.id + " done: " + std::to_string(file.sampleCount / AudioReader::rate) + " s of audio in " +
                 std::to_string(took.count()) + " ms");
     } catch (const RecognitionStopped&) {
-        store_.requeue(task.id, true);
+        m_store.requeue(task.id, true);
     } catch (const RecogniserBusy&) {
-        store_.requeue(task.id, true);
-        const std::scoped_lock lock(mutex_);
-        queue_.pushFront({request.userId, task.id});
-        busyUntil_ = Clock::now() + busyPause;
+        m_store.requeue(task.id, true);
+        const std::scoped_lock lock(m_mutex);
+        m_queue.pushFront({request.userId, task.id});
+        m_busyUntil = Clock::now() + busyPause;
     } catch (const LanguageNotServed& error) {
         fail(422, "LANGUAGE_NOT_SERVED", error.what());
     } catch (const RecogniserUnavailable& error) {
@@ -337,13 +337,13 @@ void TaskService::finished(const std::string& userId, const std::string& id) {
     std::vector<std::function<void(const Task&)>> waiting;
     std::optional<Task> task;
     {
-        const std::scoped_lock lock(mutex_);
-        task = store_.find(userId, id);
+        const std::scoped_lock lock(m_mutex);
+        task = m_store.find(userId, id);
         if (task && !task->isOver())
             return;
-        if (const auto found = waiting_.find(id); found != waiting_.end()) {
+        if (const auto found = m_waiting.find(id); found != m_waiting.end()) {
             waiting = std::move(found->second);
-            waiting_.erase(found);
+            m_waiting.erase(found);
         }
     }
     for (const auto& done : waiting)
@@ -352,8 +352,8 @@ void TaskService::finished(const std::string& userId, const std::string& id) {
 
 void TaskService::expire() {
     try {
-        for (const auto& file : store_.expire(settings_.resultLifetime, settings_.audioLifetime))
-            spool_->remove(file);
+        for (const auto& file : m_store.expire(m_settings.resultLifetime, m_settings.audioLifetime))
+            m_spool->remove(file);
     } catch (const std::exception& error) {
         log(LogLevel::error, "tasks", std::string("cannot remove what has expired: ") + error.what());
     }

@@ -55,9 +55,9 @@ public:
     /// Calls `done` once, when the task is over: at once, or from a worker. Never when the server stops before.
     void whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done);
 
-    std::optional<Task> find(const std::string& userId, const std::string& id) { return store_.find(userId, id); }
+    std::optional<Task> find(const std::string& userId, const std::string& id) { return m_store.find(userId, id); }
     std::optional<Task> findDiarization(const std::string& userId, const std::string& recordingId) {
-        return store_.findDiarization(userId, recordingId);
+        return m_store.findDiarization(userId, recordingId);
     }
     /// How much of a running task is done, 0 to 1.
     [[nodiscard]] double progress(const std::string& id) const;
@@ -69,7 +69,7 @@ public:
     /// Makes everything of `from` belong to `to`; what is being done for them goes on.
     void moveUser(const std::string& from, const std::string& to);
 
-    [[nodiscard]] const Spool& spool() const { return *spool_; }
+    [[nodiscard]] const Spool& spool() const { return *m_spool; }
 
 private:
     struct Running {
@@ -86,21 +86,21 @@ private:
     std::optional<Task> answerFromLive(const std::string& userId, const UploadForm& form,
                                        const std::filesystem::path& audio);
 
-    const TaskSettings settings_;
-    std::shared_ptr<Recogniser> recogniser_;
-    TaskStore store_;
-    std::shared_ptr<Spool> spool_;
+    const TaskSettings m_settings;
+    std::shared_ptr<Recogniser> m_recogniser;
+    TaskStore m_store;
+    std::shared_ptr<Spool> m_spool;
 
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    FairQueue queue_;
-    std::unordered_map<std::string, std::shared_ptr<Running>> running_;
-    std::unordered_map<std::string, std::vector<std::function<void(const Task&)>>> waiting_;
-    std::chrono::steady_clock::time_point nextExpiry_;
-    std::chrono::steady_clock::time_point busyUntil_; ///< the recogniser has no place before
-    bool stopping_ = false;
-    std::mutex submitMutex_; ///< two requests for the same must not both find nothing
-    std::vector<std::thread> workers_;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    FairQueue m_queue;
+    std::unordered_map<std::string, std::shared_ptr<Running>> m_running;
+    std::unordered_map<std::string, std::vector<std::function<void(const Task&)>>> m_waiting;
+    std::chrono::steady_clock::time_point m_nextExpiry;
+    std::chrono::steady_clock::time_point m_busyUntil; ///< the recogniser has no place before
+    bool m_stopping = false;
+    std::mutex m_submitMutex; ///< two requests for the same must not both find nothing
+    std::vector<std::thread> m_workers;
 };
 
 } // namespace quillo::server

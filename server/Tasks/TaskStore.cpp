@@ -24,9 +24,9 @@ int64_t number(TaskStatus status) { return static_cast<int64_t>(status); }
 } // namespace
 
 TaskStore::TaskStore(const std::filesystem::path& file, WallClock clock)
-    : clock_(std::move(clock)), database_(file, taskMigrations()) {}
+    : m_clock(std::move(clock)), m_database(file, taskMigrations()) {}
 
-int64_t TaskStore::now() const { return duration_cast<milliseconds>(clock_().time_since_epoch()).count(); }
+int64_t TaskStore::now() const { return duration_cast<milliseconds>(m_clock().time_since_epoch()).count(); }
 
 Task TaskStore::read(const Statement& row) {
     Task task;
@@ -55,13 +55,13 @@ std::optional<Task> TaskStore::findOne(Statement& query) {
 }
 
 std::optional<Task> TaskStore::match(const TaskRequest& request) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock lock(m_mutex);
     // A failed task is not matched: its audio is gone, and the client asks because it wants another try.
     std::string condition = "user_id = ?1 AND recording_id = ?2 AND kind = ?3 AND language = ?4 AND provider = ?5 AND "
                             "audio_hash = ?6 AND status != ?7";
     if (request.wantsFreshResult())
         condition += " AND purpose = ?8 AND (status != ?9 OR updated_at >= ?10)";
-    Statement query(database_, select(condition + " ORDER BY created_at DESC LIMIT 1"));
+    Statement query(m_database, select(condition + " ORDER BY created_at DESC LIMIT 1"));
     query.bind(1, ownerOf(request.userId).value_or(""))
         .bind(2, request.recordingId)
         .bind(3, static_cast<int64_t>(request.kind));
@@ -75,8 +75,8 @@ std::optional<Task> TaskStore::match(const TaskRequest& request) {
 }
 
 std::optional<Task> TaskStore::add(const TaskRequest& request) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
     auto owner = ownerOf(request.userId);
     if (!owner)
         return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<Task> TaskStore::add(const TaskRequest& request) {
     task.id = randomUuid();
     task.request = request;
     task.request.userId = std::move(*owner);
-    Statement insert(database_,
+    Statement insert(m_database,
                      "INSERT INTO tasks(id, user_id, kind, recording_id, language, purpose, provider, audio_hash, "
                      "audio_file, audio_bytes, status, created_at, updated_at) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?)");
     insert.bind(1, task.id).bind(2, task.request.userId).bind(3, static_cast<int64_t>(request.kind));
@@ -96,15 +96,15 @@ std::optional<Task> TaskStore::add(const TaskRequest& request) {
 }
 
 std::optional<Task> TaskStore::find(const std::string& userId, const std::string& id) {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, select("id = ? AND user_id = ?"));
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, select("id = ? AND user_id = ?"));
     query.bind(1, id).bind(2, ownerOf(userId).value_or(""));
     return findOne(query);
 }
 
 std::optional<Task> TaskStore::findDiarization(const std::string& userId, const std::string& recordingId) {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_,
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database,
                     select("user_id = ? AND recording_id = ? AND kind = ? ORDER BY created_at DESC LIMIT 1"));
     query.bind(1, ownerOf(userId).value_or(""))
         .bind(2, recordingId)
@@ -113,8 +113,8 @@ std::optional<Task> TaskStore::findDiarization(const std::string& userId, const 
 }
 
 std::vector<Task> TaskStore::unfinished() {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, select("status IN (?, ?) ORDER BY created_at"));
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, select("status IN (?, ?) ORDER BY created_at"));
     query.bind(1, number(TaskStatus::queued)).bind(2, number(TaskStatus::running));
     std::vector<Task> tasks;
     while (query.step())
@@ -123,47 +123,47 @@ std::vector<Task> TaskStore::unfinished() {
 }
 
 int TaskStore::unfinishedOf(const std::string& userId) {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, "SELECT count(*) FROM tasks WHERE user_id = ? AND status IN (?, ?)");
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT count(*) FROM tasks WHERE user_id = ? AND status IN (?, ?)");
     query.bind(1, ownerOf(userId).value_or("")).bind(2, number(TaskStatus::queued));
     query.bind(3, number(TaskStatus::running)).step();
     return static_cast<int>(query.integer(0));
 }
 
 void TaskStore::begin(const std::string& id) {
-    const std::scoped_lock lock(mutex_);
-    Statement update(database_, "UPDATE tasks SET status = ?, attempts = attempts + 1, updated_at = ? WHERE id = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement update(m_database, "UPDATE tasks SET status = ?, attempts = attempts + 1, updated_at = ? WHERE id = ?");
     update.bind(1, number(TaskStatus::running)).bind(2, now()).bind(3, id).step();
 }
 
 void TaskStore::requeue(const std::string& id, bool uncount) {
-    const std::scoped_lock lock(mutex_);
-    Statement update(database_, "UPDATE tasks SET status = ?, attempts = max(0, attempts - ?) WHERE id = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement update(m_database, "UPDATE tasks SET status = ?, attempts = max(0, attempts - ?) WHERE id = ?");
     update.bind(1, number(TaskStatus::queued)).bind(2, int64_t{uncount ? 1 : 0}).bind(3, id).step();
 }
 
 void TaskStore::complete(const std::string& id, const std::string& result) {
-    const std::scoped_lock lock(mutex_);
-    Statement update(database_,
+    const std::scoped_lock lock(m_mutex);
+    Statement update(m_database,
                      "UPDATE tasks SET status = ?, result = ?, audio_file = NULL, updated_at = ? WHERE id = ?");
     update.bind(1, number(TaskStatus::completed)).bind(2, result).bind(3, now()).bind(4, id).step();
 }
 
 void TaskStore::fail(const std::string& id, int status, const std::string& code, const std::string& error) {
-    const std::scoped_lock lock(mutex_);
-    Statement update(database_, "UPDATE tasks SET status = ?, error_status = ?, error_code = ?, error = ?, "
-                                "audio_file = NULL, updated_at = ? WHERE id = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement update(m_database, "UPDATE tasks SET status = ?, error_status = ?, error_code = ?, error = ?, "
+                                 "audio_file = NULL, updated_at = ? WHERE id = ?");
     update.bind(1, number(TaskStatus::failed)).bind(2, int64_t{status}).bind(3, code).bind(4, error);
     update.bind(5, now()).bind(6, id).step();
 }
 
 void TaskStore::keepLive(const LiveTranscript& transcript) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
     const auto owner = ownerOf(transcript.userId);
     if (!owner)
         return;
-    Statement insert(database_,
+    Statement insert(m_database,
                      "INSERT OR REPLACE INTO live_transcripts(user_id, recording_id, id, text, language, languages, "
                      "provider, sample_count, sample_hash, created_at) VALUES(?,?,?,?,?,?,?,?,?,?)");
     insert.bind(1, *owner).bind(2, transcript.recordingId).bind(3, transcript.id).bind(4, transcript.text);
@@ -173,9 +173,9 @@ void TaskStore::keepLive(const LiveTranscript& transcript) {
 }
 
 std::optional<LiveTranscript> TaskStore::findLive(const std::string& userId, const std::string& recordingId) {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, "SELECT id, text, language, languages, provider, sample_count FROM live_transcripts "
-                               "WHERE user_id = ? AND recording_id = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT id, text, language, languages, provider, sample_count FROM live_transcripts "
+                                "WHERE user_id = ? AND recording_id = ?");
     const std::string owner = ownerOf(userId).value_or("");
     query.bind(1, owner).bind(2, recordingId);
     if (!query.step())
@@ -193,9 +193,9 @@ std::optional<LiveTranscript> TaskStore::findLive(const std::string& userId, con
 }
 
 bool TaskStore::liveMatches(const LiveTranscript& transcript, const Sha256Value& sampleHash) {
-    const std::scoped_lock lock(mutex_);
-    Statement query(database_, "SELECT 1 FROM live_transcripts WHERE user_id = ? AND recording_id = ? AND id = ? AND "
-                               "sample_hash = ?");
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT 1 FROM live_transcripts WHERE user_id = ? AND recording_id = ? AND id = ? AND "
+                                "sample_hash = ?");
     query.bind(1, transcript.userId).bind(2, transcript.recordingId).bind(3, transcript.id).bindBlob(4, sampleHash);
     return query.step();
 }
@@ -208,67 +208,67 @@ std::vector<std::string> TaskStore::audioFiles(Statement& query) {
 }
 
 std::vector<std::string> TaskStore::expire(std::chrono::seconds results, std::chrono::seconds audio) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock lock(m_mutex);
     const int64_t oldestResult = now() - duration_cast<milliseconds>(results).count();
     const int64_t oldestAudio = now() - duration_cast<milliseconds>(audio).count();
-    Transaction transaction(database_);
+    Transaction transaction(m_database);
     // Running tasks are left alone: they end by themselves, soon.
-    Statement query(database_,
+    Statement query(m_database,
                     "SELECT audio_file FROM tasks WHERE status = ? AND created_at < ? AND audio_file IS NOT NULL");
     query.bind(1, number(TaskStatus::queued)).bind(2, oldestAudio);
     auto files = audioFiles(query);
-    Statement giveUp(database_, "UPDATE tasks SET status = ?, error_status = 503, error_code = 'EXPIRED', error = "
-                                "'The server had no time to recognise this audio; upload it again.', "
-                                "audio_file = NULL, updated_at = ? WHERE status = ? AND created_at < ?");
+    Statement giveUp(m_database, "UPDATE tasks SET status = ?, error_status = 503, error_code = 'EXPIRED', error = "
+                                 "'The server had no time to recognise this audio; upload it again.', "
+                                 "audio_file = NULL, updated_at = ? WHERE status = ? AND created_at < ?");
     giveUp.bind(1, number(TaskStatus::failed)).bind(2, now());
     giveUp.bind(3, number(TaskStatus::queued)).bind(4, oldestAudio).step();
-    Statement forget(database_, "DELETE FROM tasks WHERE status IN (?, ?) AND updated_at < ?");
+    Statement forget(m_database, "DELETE FROM tasks WHERE status IN (?, ?) AND updated_at < ?");
     forget.bind(1, number(TaskStatus::completed)).bind(2, number(TaskStatus::failed)).bind(3, oldestResult).step();
-    Statement forgetLive(database_, "DELETE FROM live_transcripts WHERE created_at < ?");
+    Statement forgetLive(m_database, "DELETE FROM live_transcripts WHERE created_at < ?");
     forgetLive.bind(1, oldestResult).step();
-    Statement forgetFormer(database_, "DELETE FROM former_users WHERE ended_at < ?");
+    Statement forgetFormer(m_database, "DELETE FROM former_users WHERE ended_at < ?");
     forgetFormer.bind(1, now() - duration_cast<milliseconds>(formerUserLifetime).count()).step();
     transaction.commit();
     return files;
 }
 
 std::vector<std::string> TaskStore::removeUser(const std::string& userId) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
     auto files = forgetUser(userId);
     transaction.commit();
     return files;
 }
 
 std::vector<std::string> TaskStore::forgetUser(const std::string& userId) {
-    Statement query(database_, "SELECT audio_file FROM tasks WHERE user_id = ? AND audio_file IS NOT NULL");
+    Statement query(m_database, "SELECT audio_file FROM tasks WHERE user_id = ? AND audio_file IS NOT NULL");
     query.bind(1, userId);
     auto files = audioFiles(query);
     for (const char* table : {"tasks", "live_transcripts"}) {
-        Statement remove(database_, std::string("DELETE FROM ") + table + " WHERE user_id = ?");
+        Statement remove(m_database, std::string("DELETE FROM ") + table + " WHERE user_id = ?");
         remove.bind(1, userId).step();
     }
-    Statement predecessors(database_, "UPDATE former_users SET successor = NULL WHERE successor = ?");
+    Statement predecessors(m_database, "UPDATE former_users SET successor = NULL WHERE successor = ?");
     predecessors.bind(1, userId).step();
-    Statement former(database_, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, NULL, ?)");
+    Statement former(m_database, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, NULL, ?)");
     former.bind(1, userId).bind(2, now()).step();
     return files;
 }
 
 std::vector<std::string> TaskStore::moveUser(const std::string& from, const std::string& to) {
-    const std::scoped_lock lock(mutex_);
-    Transaction transaction(database_);
+    const std::scoped_lock lock(m_mutex);
+    Transaction transaction(m_database);
     std::vector<std::string> files;
     if (!ownerOf(to)) {
         files = forgetUser(from);
     } else {
         for (const char* table : {"tasks", "live_transcripts"}) {
-            Statement move(database_, std::string("UPDATE OR IGNORE ") + table + " SET user_id = ? WHERE user_id = ?");
+            Statement move(m_database, std::string("UPDATE OR IGNORE ") + table + " SET user_id = ? WHERE user_id = ?");
             move.bind(1, to).bind(2, from).step();
         }
-        Statement rest(database_, "DELETE FROM live_transcripts WHERE user_id = ?");
+        Statement rest(m_database, "DELETE FROM live_transcripts WHERE user_id = ?");
         rest.bind(1, from).step();
-        Statement former(database_, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, ?, ?)");
+        Statement former(m_database, "INSERT OR REPLACE INTO former_users(id, successor, ended_at) VALUES(?, ?, ?)");
         former.bind(1, from).bind(2, to).bind(3, now()).step();
     }
     transaction.commit();
@@ -276,7 +276,7 @@ std::vector<std::string> TaskStore::moveUser(const std::string& from, const std:
 }
 
 std::optional<std::string> TaskStore::ownerOf(const std::string& userId) {
-    Statement query(database_, "SELECT successor FROM former_users WHERE id = ?");
+    Statement query(m_database, "SELECT successor FROM former_users WHERE id = ?");
     query.bind(1, userId);
     if (!query.step())
         return userId;

@@ -67,9 +67,9 @@ private:
     std::vector<std::string> forgetUser(const std::string& userId);
     [[nodiscard]] int64_t now() const;
 
-    std::mutex mutex_;
-    WallClock clock_;
-    Database database_;
+    std::mutex m_mutex;
+    WallClock m_clock;
+    Database m_database;
 };
 
 } // namespace quillo::server

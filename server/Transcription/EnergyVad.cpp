@@ -34,40 +34,40 @@ double levelOf(std::span<const int16_t> samples) {
 }
 
 EnergyVad::EnergyVad() {
-    lowest_.fill(unknown);
+    m_lowest.fill(unknown);
     // Two buckets from its end: the assumption is forgotten after a second.
-    lowest_[2] = assumedBackground;
+    m_lowest[2] = assumedBackground;
 }
 
 void EnergyVad::followBackground(double level) {
-    smoothed_ = first_ ? level : smoothed_ + 0.4 * (level - smoothed_);
-    first_ = false;
-    lowest_[bucket_] = std::min(lowest_[bucket_], smoothed_);
-    if (++framesInBucket_ == framesPerBucket) {
-        framesInBucket_ = 0;
-        bucket_ = (bucket_ + 1) % bucketCount;
-        lowest_[bucket_] = unknown;
+    m_smoothed = m_first ? level : m_smoothed + 0.4 * (level - m_smoothed);
+    m_first = false;
+    m_lowest[m_bucket] = std::min(m_lowest[m_bucket], m_smoothed);
+    if (++m_framesInBucket == framesPerBucket) {
+        m_framesInBucket = 0;
+        m_bucket = (m_bucket + 1) % bucketCount;
+        m_lowest[m_bucket] = unknown;
     }
 }
 
 bool EnergyVad::process(std::span<const int16_t> frame) {
     const double level = levelOf(frame);
     followBackground(level);
-    const double background = std::max(quietest, *std::ranges::min_element(lowest_));
-    if (inSpeech_) {
-        run_ = level < background + releaseMargin ? run_ + 1 : 0;
-        if (run_ == hangoverFrames) {
-            inSpeech_ = false;
-            run_ = 0;
+    const double background = std::max(quietest, *std::ranges::min_element(m_lowest));
+    if (m_inSpeech) {
+        m_run = level < background + releaseMargin ? m_run + 1 : 0;
+        if (m_run == hangoverFrames) {
+            m_inSpeech = false;
+            m_run = 0;
         }
     } else {
-        run_ = level > background + onsetMargin ? run_ + 1 : 0;
-        if (run_ == onsetFrames) {
-            inSpeech_ = true;
-            run_ = 0;
+        m_run = level > background + onsetMargin ? m_run + 1 : 0;
+        if (m_run == onsetFrames) {
+            m_inSpeech = true;
+            m_run = 0;
         }
     }
-    return inSpeech_;
+    return m_inSpeech;
 }
 
 } // namespace quillo::server

@@ -23,19 +23,19 @@ public:
 
     /// Judges the next frame; `frame` holds `frameSamples` samples. True while inside speech.
     bool process(std::span<const int16_t> frame);
-    [[nodiscard]] bool inSpeech() const { return inSpeech_; }
+    [[nodiscard]] bool inSpeech() const { return m_inSpeech; }
 
 private:
     void followBackground(double level);
 
     static constexpr size_t bucketCount = 6;
-    std::array<double, bucketCount> lowest_{};
-    size_t bucket_ = 0;
-    int framesInBucket_ = 0;
-    double smoothed_ = 0;
-    bool first_ = true;
-    bool inSpeech_ = false;
-    int run_ = 0;
+    std::array<double, bucketCount> m_lowest{};
+    size_t m_bucket = 0;
+    int m_framesInBucket = 0;
+    double m_smoothed = 0;
+    bool m_first = true;
+    bool m_inSpeech = false;
+    int m_run = 0;
 };
 
 /// Level of samples in dB relative to full scale, without their constant part; -100 for silence.

@@ -31,35 +31,35 @@ struct Service {
 class Transcription final : public UtteranceSink {
 public:
     Transcription(SessionCore& core, HttpTransfer& transfer, Service& service, std::string language)
-        : core_(core), transfer_(transfer), service_(service), language_(std::move(language)) {}
+        : m_core(core), m_transfer(transfer), m_service(service), m_language(std::move(language)) {}
 
     /// True when all was transcribed; false when the session was abandoned or has failed.
     bool run() {
-        while (!core_.abandoned() && !failed_) {
+        while (!m_core.abandoned() && !m_failed) {
             takeAudio();
-            if (finished_ && complete_.empty())
+            if (m_finished && m_complete.empty())
                 return true;
             startRequest();
-            if (const auto result = transfer_.wait(longestWait()))
+            if (const auto result = m_transfer.wait(longestWait()))
                 handle(*result);
         }
         return false;
     }
 
     void utteranceBegan(int64_t firstSample) override {
-        current_ = {{}, static_cast<double>(firstSample) / EnergyVad::sampleRate};
-        sentForPartial_ = 0;
-        speaking_ = true;
+        m_current = {{}, static_cast<double>(firstSample) / EnergyVad::sampleRate};
+        m_sentForPartial = 0;
+        m_speaking = true;
     }
     void utteranceAudio(std::span<const int16_t> samples) override {
-        current_.samples.insert(current_.samples.end(), samples.begin(), samples.end());
+        m_current.samples.insert(m_current.samples.end(), samples.begin(), samples.end());
     }
     void utteranceEnded(int64_t /*endSample*/, bool /*cut*/) override {
-        speaking_ = false;
-        complete_.push_back(std::move(current_));
-        if (partialRunning_)
-            transfer_.cancel(); // the whole utterance replaces it
-        partialRunning_ = false;
+        m_speaking = false;
+        m_complete.push_back(std::move(m_current));
+        if (m_partialRunning)
+            m_transfer.cancel(); // the whole utterance replaces it
+        m_partialRunning = false;
     }
     void silence(int64_t /*position*/) override {}
 
@@ -72,63 +72,63 @@ private:
     void takeAudio() {
         std::vector<int16_t> samples;
         // Two utterances ahead of the service are enough: the rest waits as backlog, which holds the client back.
-        while (!finished_ && complete_.size() < 2) {
-            const auto taken = core_.poll(samples, EnergyVad::sampleRate / 10);
+        while (!m_finished && m_complete.size() < 2) {
+            const auto taken = m_core.poll(samples, EnergyVad::sampleRate / 10);
             if (taken == SessionCore::Take::finished) {
-                segmenter_.finish();
-                finished_ = true;
+                m_segmenter.finish();
+                m_finished = true;
             }
             if (taken != SessionCore::Take::audio)
                 return;
-            segmenter_.push(samples);
-            core_.recognised(samples.size());
+            m_segmenter.push(samples);
+            m_core.recognised(samples.size());
         }
     }
 
     void startRequest() {
-        if (transfer_.running())
+        if (m_transfer.running())
             return;
-        if (!complete_.empty()) {
-            if (SteadyClock::now() >= notBefore_)
-                post(complete_.front());
+        if (!m_complete.empty()) {
+            if (SteadyClock::now() >= m_notBefore)
+                post(m_complete.front());
             return;
         }
-        const auto interval = service_.settings.partialInterval;
+        const auto interval = m_service.settings.partialInterval;
         const auto step = static_cast<size_t>(interval.count()) * EnergyVad::sampleRate / 1000;
-        if (!speaking_ || step == 0 || current_.samples.size() < sentForPartial_ + step)
+        if (!m_speaking || step == 0 || m_current.samples.size() < m_sentForPartial + step)
             return;
-        sentForPartial_ = current_.samples.size();
-        partialRunning_ = true;
-        post(current_);
+        m_sentForPartial = m_current.samples.size();
+        m_partialRunning = true;
+        post(m_current);
     }
 
     void post(const Utterance& utterance) {
-        const HttpRecogniserSettings& settings = service_.settings;
-        askedFormat_ = service_.format;
-        FormFields fields{{"response_format", askedFormat_ == AnswerFormat::text ? "json" : "verbose_json"},
+        const HttpRecogniserSettings& settings = m_service.settings;
+        m_askedFormat = m_service.format;
+        FormFields fields{{"response_format", m_askedFormat == AnswerFormat::text ? "json" : "verbose_json"},
                           {"temperature", "0"}};
-        if (askedFormat_ == AnswerFormat::words)
+        if (m_askedFormat == AnswerFormat::words)
             fields.emplace_back("timestamp_granularities[]", "word");
         if (!settings.model.empty())
             fields.emplace_back("model", settings.model);
         if (!settings.prompt.empty())
             fields.emplace_back("prompt", settings.prompt);
-        if (!language_.empty())
-            fields.emplace_back("language", language_);
-        transfer_.post(settings, service_.url, fields, utterance.samples);
+        if (!m_language.empty())
+            fields.emplace_back("language", m_language);
+        m_transfer.post(settings, m_service.url, fields, utterance.samples);
     }
 
     [[nodiscard]] std::chrono::milliseconds longestWait() const {
         constexpr std::chrono::milliseconds untilWoken = std::chrono::minutes(1);
-        if (transfer_.running() || complete_.empty())
+        if (m_transfer.running() || m_complete.empty())
             return untilWoken;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(notBefore_ - SteadyClock::now());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_notBefore - SteadyClock::now());
         return std::clamp(left, std::chrono::milliseconds(0), untilWoken);
     }
 
     void handle(const HttpResult& result) {
-        const bool partial = std::exchange(partialRunning_, false);
-        const double start = partial ? current_.start : complete_.front().start;
+        const bool partial = std::exchange(m_partialRunning, false);
+        const double start = partial ? m_current.start : m_complete.front().start;
         auto transcript =
             result.answered && result.status == 200 ? readTranscription(result.body, start) : std::nullopt;
         if (transcript) {
@@ -136,8 +136,8 @@ private:
             return;
         }
         const bool refused = result.answered && (result.status == 400 || result.status == 422);
-        if (refused && askedFormat_ != AnswerFormat::text) {
-            service_.format = askedFormat_ == AnswerFormat::words ? AnswerFormat::segments : AnswerFormat::text;
+        if (refused && m_askedFormat != AnswerFormat::text) {
+            m_service.format = m_askedFormat == AnswerFormat::words ? AnswerFormat::segments : AnswerFormat::text;
             return;
         }
         if (!partial) // a partial text is not worth a failure: the whole utterance will tell
@@ -145,65 +145,65 @@ private:
     }
 
     void deliver(Transcript transcript, bool partial) {
-        const Utterance& utterance = partial ? current_ : complete_.front();
+        const Utterance& utterance = partial ? m_current : m_complete.front();
         transcript.start = utterance.start;
         transcript.end = utterance.start + static_cast<double>(utterance.samples.size()) / EnergyVad::sampleRate;
         if (transcript.language.empty())
-            transcript.language = language_;
+            transcript.language = m_language;
         if (!partial) {
-            complete_.pop_front();
-            attempts_ = 0;
-            notBefore_ = {};
+            m_complete.pop_front();
+            m_attempts = 0;
+            m_notBefore = {};
         }
         if (transcript.text.empty())
             return;
-        core_.tell([&](RecognitionListener& listener) {
+        m_core.tell([&](RecognitionListener& listener) {
             partial ? listener.onPartial(transcript) : listener.onFinal(transcript);
         });
     }
 
     void retryOrFail(const HttpResult& result) {
-        const HttpRecogniserSettings& settings = service_.settings;
-        ++attempts_;
-        const ServiceError error = explain(result, settings, service_.url);
-        const auto pause = std::max<std::chrono::milliseconds>(settings.retryDelay * (1 << std::min(attempts_ - 1, 8)),
+        const HttpRecogniserSettings& settings = m_service.settings;
+        ++m_attempts;
+        const ServiceError error = explain(result, settings, m_service.url);
+        const auto pause = std::max<std::chrono::milliseconds>(settings.retryDelay * (1 << std::min(m_attempts - 1, 8)),
                                                                result.retryAfter);
-        if (error.passing && attempts_ < settings.maxAttempts && pause <= settings.longestWait) {
-            notBefore_ = SteadyClock::now() + pause;
+        if (error.passing && m_attempts < settings.maxAttempts && pause <= settings.longestWait) {
+            m_notBefore = SteadyClock::now() + pause;
             return;
         }
-        failed_ = true;
-        failure_ = error;
+        m_failed = true;
+        m_failure = error;
     }
 
 public:
     /// Why `run` gave up, if it did.
-    [[nodiscard]] std::optional<ServiceError> failure() const { return failed_ ? failure_ : std::nullopt; }
+    [[nodiscard]] std::optional<ServiceError> failure() const { return m_failed ? m_failure : std::nullopt; }
 
 private:
-    SessionCore& core_;
-    HttpTransfer& transfer_;
-    Service& service_;
-    const std::string language_;
-    UtteranceSegmenter segmenter_{*this};
-    std::deque<Utterance> complete_;
-    Utterance current_;
-    size_t sentForPartial_ = 0;
-    bool speaking_ = false;
-    bool partialRunning_ = false;
-    bool finished_ = false;
-    AnswerFormat askedFormat_ = AnswerFormat::words;
-    int attempts_ = 0;
-    SteadyClock::time_point notBefore_;
-    bool failed_ = false;
-    std::optional<ServiceError> failure_;
+    SessionCore& m_core;
+    HttpTransfer& m_transfer;
+    Service& m_service;
+    const std::string m_language;
+    UtteranceSegmenter m_segmenter{*this};
+    std::deque<Utterance> m_complete;
+    Utterance m_current;
+    size_t m_sentForPartial = 0;
+    bool m_speaking = false;
+    bool m_partialRunning = false;
+    bool m_finished = false;
+    AnswerFormat m_askedFormat = AnswerFormat::words;
+    int m_attempts = 0;
+    SteadyClock::time_point m_notBefore;
+    bool m_failed = false;
+    std::optional<ServiceError> m_failure;
 };
 
 class HttpRecogniser final : public Recogniser {
 public:
     explicit HttpRecogniser(const HttpRecogniserSettings& settings) {
-        service_.settings = settings;
-        std::string& url = service_.settings.url;
+        m_service.settings = settings;
+        std::string& url = m_service.settings.url;
         if (!url.starts_with("http://") && !url.starts_with("https://"))
             throw RecogniserUnavailable("The address of the transcription service must begin with http:// or https://");
         if (settings.key.find_first_of("\r\n") != std::string::npos)
@@ -217,11 +217,11 @@ public:
         // Many write the base address with its version.
         if (url.ends_with("/v1") && settings.path.starts_with("/v1/"))
             url.resize(url.size() - 3);
-        service_.url = url + (settings.path.starts_with('/') ? "" : "/") + settings.path;
+        m_service.url = url + (settings.path.starts_with('/') ? "" : "/") + settings.path;
     }
 
     [[nodiscard]] std::string name() const override {
-        return service_.settings.model.empty() ? "openai-http" : service_.settings.model;
+        return m_service.settings.model.empty() ? "openai-http" : m_service.settings.model;
     }
 
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
@@ -230,21 +230,21 @@ public:
         auto transfer = std::make_shared<HttpTransfer>();
         auto core = std::make_shared<SessionCore>(std::move(listener), [transfer] { transfer->wake(); });
         auto session = makeSession(core);
-        workers_.start(core,
-                       [this, core, transfer, place = std::move(place),
-                        language = single(options.languages)]() mutable { serve(*core, *transfer, language, place); });
+        m_workers.start(core,
+                        [this, core, transfer, place = std::move(place),
+                         language = single(options.languages)]() mutable { serve(*core, *transfer, language, place); });
         return session;
     }
 
 private:
     std::shared_ptr<void> takePlace() {
-        if (service_.sessions.fetch_add(1) >= service_.settings.maxSessions) {
-            --service_.sessions;
-            throw RecogniserBusy("All " + std::to_string(service_.settings.maxSessions) +
+        if (m_service.sessions.fetch_add(1) >= m_service.settings.maxSessions) {
+            --m_service.sessions;
+            throw RecogniserBusy("All " + std::to_string(m_service.settings.maxSessions) +
                                  " sessions of the transcription service are in use: try again when one has "
                                  "ended, or allow more in the server's settings");
         }
-        return {nullptr, [this](void*) { --service_.sessions; }};
+        return {nullptr, [this](void*) { --m_service.sessions; }};
     }
 
     /// The language to name in requests: of several the service chooses by ear.
@@ -256,7 +256,7 @@ private:
         std::optional<ServiceError> failure;
         bool complete = false;
         try {
-            Transcription transcription(core, transfer, service_, language);
+            Transcription transcription(core, transfer, m_service, language);
             complete = transcription.run();
             failure = transcription.failure();
         } catch (const std::exception& error) {
@@ -271,8 +271,8 @@ private:
             core.tell([](RecognitionListener& listener) { listener.onFinished(); });
     }
 
-    Service service_;
-    WorkerGroup workers_; // last: its threads use the service
+    Service m_service;
+    WorkerGroup m_workers; // last: its threads use the service
 };
 
 } // namespace

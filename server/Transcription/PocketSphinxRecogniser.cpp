@@ -27,48 +27,48 @@ constexpr int backgroundNice = 5;
 class Recognition final : public UtteranceSink {
 public:
     Recognition(SessionCore& core, Decoder& decoder, const PocketSphinxSettings& settings)
-        : core_(core), decoder_(decoder), settings_(settings) {}
+        : m_core(core), m_decoder(decoder), m_settings(settings) {}
 
     void utteranceBegan(int64_t firstSample) override {
-        utteranceStart_ = static_cast<double>(firstSample) / samplesPerSecond;
-        begun_ = false;
+        m_utteranceStart = static_cast<double>(firstSample) / samplesPerSecond;
+        m_begun = false;
     }
 
     void utteranceAudio(std::span<const int16_t> samples) override {
-        pending_.insert(pending_.end(), samples.begin(), samples.end());
-        if (!begun_ && !channelKnown_ && pending_.size() < openingSamples)
+        m_pending.insert(m_pending.end(), samples.begin(), samples.end());
+        if (!m_begun && !m_channelKnown && m_pending.size() < openingSamples)
             return;
-        while (pending_.size() >= chunkSamples && !core_.abandoned())
+        while (m_pending.size() >= chunkSamples && !m_core.abandoned())
             decodeChunk();
     }
 
     void utteranceEnded(int64_t endSample, bool cut) override {
-        if (core_.abandoned())
+        if (m_core.abandoned())
             return;
-        if (!begun_)
+        if (!m_begun)
             beginDecoding();
-        decoder_.process(pending_);
-        pending_.clear();
-        RawWords words = decoder_.end();
-        begun_ = false;
-        lastPartial_.clear();
-        utteranceEnd_ = static_cast<double>(endSample) / samplesPerSecond;
-        cut_ = cut;
+        m_decoder.process(m_pending);
+        m_pending.clear();
+        RawWords words = m_decoder.end();
+        m_begun = false;
+        m_lastPartial.clear();
+        m_utteranceEnd = static_cast<double>(endSample) / samplesPerSecond;
+        m_cut = cut;
         if (words.empty())
             return;
-        channelKnown_ = true;
+        m_channelKnown = true;
         for (Word& word : words) {
-            word.start += utteranceStart_;
-            word.end += utteranceStart_;
+            word.start += m_utteranceStart;
+            word.end += m_utteranceStart;
         }
         hold(std::move(words));
     }
 
     void silence(int64_t position) override {
-        const double pause = static_cast<double>(position) / samplesPerSecond - utteranceEnd_;
+        const double pause = static_cast<double>(position) / samplesPerSecond - m_utteranceEnd;
         // The end of an utterance is itself found only after a pause.
-        const double heard = cut_ ? 0 : static_cast<double>(EnergyVad::hangoverFrames) / 50;
-        if (!held_.empty() && pause + heard >= std::chrono::duration<double>(settings_.sentencePause).count())
+        const double heard = m_cut ? 0 : static_cast<double>(EnergyVad::hangoverFrames) / 50;
+        if (!m_held.empty() && pause + heard >= std::chrono::duration<double>(m_settings.sentencePause).count())
             release(TextFormatter::Ending::sentence);
     }
 
@@ -76,61 +76,61 @@ public:
 
 private:
     void beginDecoding() {
-        const std::span<const int16_t> heard(pending_);
-        decoder_.begin(channelKnown_ ? std::span<const int16_t>()
-                                     : heard.first(std::min(heard.size(), openingSamples)));
-        begun_ = true;
+        const std::span<const int16_t> heard(m_pending);
+        m_decoder.begin(m_channelKnown ? std::span<const int16_t>()
+                                       : heard.first(std::min(heard.size(), openingSamples)));
+        m_begun = true;
     }
 
     void decodeChunk() {
-        if (!begun_)
+        if (!m_begun)
             beginDecoding();
-        const auto end = pending_.begin() + chunkSamples;
-        decoder_.process(std::span(pending_).first(chunkSamples));
-        pending_.erase(pending_.begin(), end);
-        RawWords words = held_;
-        const RawWords heard = decoder_.partial();
+        const auto end = m_pending.begin() + chunkSamples;
+        m_decoder.process(std::span(m_pending).first(chunkSamples));
+        m_pending.erase(m_pending.begin(), end);
+        RawWords words = m_held;
+        const RawWords heard = m_decoder.partial();
         if (heard.empty())
             return;
         words.insert(words.end(), heard.begin(), heard.end());
         Transcript partial = describe(preview(words));
-        if (partial.text.empty() || partial.text == lastPartial_)
+        if (partial.text.empty() || partial.text == m_lastPartial)
             return;
-        lastPartial_ = partial.text;
+        m_lastPartial = partial.text;
         partial.words.clear(); // times are known at the end only
-        partial.start = held_.empty() ? utteranceStart_ : held_.front().start;
-        partial.end = utteranceStart_;
-        core_.tell([&](RecognitionListener& listener) { listener.onPartial(partial); });
+        partial.start = m_held.empty() ? m_utteranceStart : m_held.front().start;
+        partial.end = m_utteranceStart;
+        m_core.tell([&](RecognitionListener& listener) { listener.onPartial(partial); });
     }
 
     /// Keeps the words of an utterance until it is known whether the sentence goes on: a mark dictated after a breath
     /// still belongs to it, and a full stop needs a long pause.
     void hold(RawWords words) {
-        if (!held_.empty()) {
+        if (!m_held.empty()) {
             const auto marks = words.begin() + static_cast<ptrdiff_t>(TextFormatter::leadingMarks(words));
-            held_.insert(held_.end(), words.begin(), marks);
+            m_held.insert(m_held.end(), words.begin(), marks);
             words.erase(words.begin(), marks);
             if (words.empty())
                 return;
             release(TextFormatter::Ending::continues);
         }
-        held_ = std::move(words);
-        Transcript partial = describe(preview(held_));
+        m_held = std::move(words);
+        Transcript partial = describe(preview(m_held));
         if (!partial.text.empty())
-            core_.tell([&](RecognitionListener& listener) { listener.onPartial(partial); });
+            m_core.tell([&](RecognitionListener& listener) { listener.onPartial(partial); });
     }
 
     void release(TextFormatter::Ending ending) {
-        if (held_.empty())
+        if (m_held.empty())
             return;
-        Transcript piece = describe(settings_.formatText ? formatter_.commit(held_, ending) : plain(held_));
-        held_.clear();
+        Transcript piece = describe(m_settings.formatText ? m_formatter.commit(m_held, ending) : plain(m_held));
+        m_held.clear();
         if (!piece.text.empty())
-            core_.tell([&](RecognitionListener& listener) { listener.onFinal(piece); });
+            m_core.tell([&](RecognitionListener& listener) { listener.onFinal(piece); });
     }
 
     [[nodiscard]] TextFormatter::Written preview(const RawWords& words) const {
-        return settings_.formatText ? formatter_.preview(words) : plain(words);
+        return m_settings.formatText ? m_formatter.preview(words) : plain(words);
     }
 
     static TextFormatter::Written plain(const RawWords& words) {
@@ -155,40 +155,39 @@ private:
         return transcript;
     }
 
-    SessionCore& core_;
-    Decoder& decoder_;
-    const PocketSphinxSettings& settings_;
-    TextFormatter formatter_;
-    std::vector<int16_t> pending_;
-    RawWords held_;
-    std::string lastPartial_;
-    double utteranceStart_ = 0;
-    double utteranceEnd_ = 0;
-    bool begun_ = false;
-    bool channelKnown_ = false;
-    bool cut_ = false;
+    SessionCore& m_core;
+    Decoder& m_decoder;
+    const PocketSphinxSettings& m_settings;
+    TextFormatter m_formatter;
+    std::vector<int16_t> m_pending;
+    RawWords m_held;
+    std::string m_lastPartial;
+    double m_utteranceStart = 0;
+    double m_utteranceEnd = 0;
+    bool m_begun = false;
+    bool m_channelKnown = false;
+    bool m_cut = false;
 };
 
 class PocketSphinxRecogniser final : public Recogniser {
 public:
     explicit PocketSphinxRecogniser(const PocketSphinxSettings& settings)
-        : settings_(settings),
-          pool_(ModelFiles::in(settings.modelFolder, settings.removeNoise), settings.maxDecoders, settings.idleUnload) {
-    }
+        : m_settings(settings), m_pool(ModelFiles::in(settings.modelFolder, settings.removeNoise), settings.maxDecoders,
+                                       settings.idleUnload) {}
 
     [[nodiscard]] std::string name() const override { return "pocketsphinx"; }
 
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                              std::shared_ptr<RecognitionListener> listener) override {
         requireEnglish(options.languages);
-        std::shared_ptr slot = pool_.reserve();
+        std::shared_ptr slot = m_pool.reserve();
         if (!slot)
-            throw RecogniserBusy("All " + std::to_string(settings_.maxDecoders) +
+            throw RecogniserBusy("All " + std::to_string(m_settings.maxDecoders) +
                                  " sessions of the embedded recogniser are in use: try again when one has "
                                  "ended, or allow more in the server's settings");
         auto core = std::make_shared<SessionCore>(std::move(listener));
         auto session = makeSession(core);
-        workers_.start(core, [this, core, slot = std::move(slot), background = options.background]() mutable {
+        m_workers.start(core, [this, core, slot = std::move(slot), background = options.background]() mutable {
             serve(*core, slot, background);
         });
         return session;
@@ -215,7 +214,7 @@ private:
             // Not before: a live session may be waiting for the lock under which models are loaded.
             if (background)
                 yieldToOthers();
-            Recognition recognition(core, decoder, settings_);
+            Recognition recognition(core, decoder, m_settings);
             UtteranceSegmenter segmenter(recognition);
             std::vector<int16_t> samples;
             SessionCore::Take taken{};
@@ -236,9 +235,9 @@ private:
         core.tell([](RecognitionListener& listener) { listener.onFinished(); });
     }
 
-    const PocketSphinxSettings settings_;
-    DecoderPool pool_;
-    WorkerGroup workers_; // last: its threads use the pool
+    const PocketSphinxSettings m_settings;
+    DecoderPool m_pool;
+    WorkerGroup m_workers; // last: its threads use the pool
 };
 
 } // namespace

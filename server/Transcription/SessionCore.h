@@ -23,7 +23,7 @@ public:
     void finish();
     /// No call to the listener is under way when this returns, unless it was made by one, and none follows.
     void abandon();
-    [[nodiscard]] bool abandoned() const { return abandoned_.load(std::memory_order_acquire); }
+    [[nodiscard]] bool abandoned() const { return m_abandoned.load(std::memory_order_acquire); }
 
     /// Moves at most `limit` samples into `samples`, waiting for the first. "finished" only once all were taken.
     Take wait(std::vector<int16_t>& samples, size_t limit);
@@ -31,7 +31,7 @@ public:
     Take poll(std::vector<int16_t>& samples, size_t limit);
 
     /// Counts samples as recognised, so that they leave the backlog.
-    void recognised(size_t samples) { recognised_.fetch_add(samples, std::memory_order_relaxed); }
+    void recognised(size_t samples) { m_recognised.fetch_add(samples, std::memory_order_relaxed); }
     [[nodiscard]] double backlogSeconds() const;
 
     /// Calls the listener, if it still wants to hear.
@@ -40,18 +40,18 @@ public:
 private:
     Take take(std::vector<int16_t>& samples, size_t limit);
 
-    std::function<void()> wake_;
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<int16_t> samples_;
-    size_t read_ = 0;
-    bool finished_ = false;
-    std::atomic<bool> abandoned_ = false;
-    std::atomic<uint64_t> pushed_ = 0;
-    std::atomic<uint64_t> recognised_ = 0;
+    std::function<void()> m_wake;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<int16_t> m_samples;
+    size_t m_read = 0;
+    bool m_finished = false;
+    std::atomic<bool> m_abandoned = false;
+    std::atomic<uint64_t> m_pushed = 0;
+    std::atomic<uint64_t> m_recognised = 0;
     // Recursive: a listener may destroy its session from inside a call.
-    std::recursive_mutex listenerMutex_;
-    std::shared_ptr<RecognitionListener> listener_;
+    std::recursive_mutex m_listenerMutex;
+    std::shared_ptr<RecognitionListener> m_listener;
 };
 
 /// The session handed to the caller: forwards to the core, abandons it when destroyed.
@@ -74,8 +74,8 @@ private:
         bool done = false;
     };
 
-    std::mutex mutex_;
-    std::list<Worker> workers_;
+    std::mutex m_mutex;
+    std::list<Worker> m_workers;
 };
 
 } // namespace quillo::server

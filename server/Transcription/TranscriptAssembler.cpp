@@ -15,9 +15,9 @@ void TranscriptAssembler::append(const Transcript& piece) {
         std::string_view("\n,;:!?").find(addition.front()) != std::string_view::npos ||
         // A full stop, unlike ".5" and ".desktop".
         (addition.front() == '.' && (addition.size() == 1 || addition[1] == ' ' || addition[1] == '\n'));
-    if (!text_.empty() && !text_.ends_with('\n') && !attached)
-        text_ += ' ';
-    text_ += addition;
+    if (!m_text.empty() && !m_text.ends_with('\n') && !attached)
+        m_text += ' ';
+    m_text += addition;
 }
 
 int64_t countWords(std::string_view text) {

@@ -13,10 +13,10 @@ namespace quillo::server {
 class TranscriptAssembler {
 public:
     void append(const Transcript& piece);
-    [[nodiscard]] const std::string& text() const { return text_; }
+    [[nodiscard]] const std::string& text() const { return m_text; }
 
 private:
-    std::string text_;
+    std::string m_text;
 };
 
 /// Words of a text: what stands between blanks and line breaks.

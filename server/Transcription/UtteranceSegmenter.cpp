@@ -6,58 +6,58 @@ namespace quillo::server {
 
 void UtteranceSegmenter::push(std::span<const int16_t> samples) {
     while (!samples.empty()) {
-        if (incomplete_.empty() && samples.size() >= EnergyVad::frameSamples) {
+        if (m_incomplete.empty() && samples.size() >= EnergyVad::frameSamples) {
             processFrame(samples.first(EnergyVad::frameSamples));
             samples = samples.subspan(EnergyVad::frameSamples);
             continue;
         }
-        const size_t count = std::min(samples.size(), EnergyVad::frameSamples - incomplete_.size());
-        incomplete_.insert(incomplete_.end(), samples.begin(), samples.begin() + static_cast<ptrdiff_t>(count));
+        const size_t count = std::min(samples.size(), EnergyVad::frameSamples - m_incomplete.size());
+        m_incomplete.insert(m_incomplete.end(), samples.begin(), samples.begin() + static_cast<ptrdiff_t>(count));
         samples = samples.subspan(count);
-        if (incomplete_.size() == EnergyVad::frameSamples) {
-            processFrame(incomplete_);
-            incomplete_.clear();
+        if (m_incomplete.size() == EnergyVad::frameSamples) {
+            processFrame(m_incomplete);
+            m_incomplete.clear();
         }
     }
 }
 
 void UtteranceSegmenter::processFrame(std::span<const int16_t> frame) {
-    const bool speech = vad_.process(frame);
-    position_ += static_cast<int64_t>(frame.size());
-    if (speech && !speaking_) {
-        speaking_ = true;
-        utteranceStart_ = position_ - static_cast<int64_t>(frame.size() + preRoll_.size());
-        sink_.utteranceBegan(utteranceStart_);
-        if (!preRoll_.empty())
-            sink_.utteranceAudio(preRoll_);
-        preRoll_.clear();
+    const bool speech = m_vad.process(frame);
+    m_position += static_cast<int64_t>(frame.size());
+    if (speech && !m_speaking) {
+        m_speaking = true;
+        m_utteranceStart = m_position - static_cast<int64_t>(frame.size() + m_preRoll.size());
+        m_sink.utteranceBegan(m_utteranceStart);
+        if (!m_preRoll.empty())
+            m_sink.utteranceAudio(m_preRoll);
+        m_preRoll.clear();
     }
-    if (!speaking_) {
-        preRoll_.insert(preRoll_.end(), frame.begin(), frame.end());
-        if (preRoll_.size() > preRollSamples)
-            preRoll_.erase(preRoll_.begin(),
-                           preRoll_.begin() + static_cast<ptrdiff_t>(preRoll_.size() - preRollSamples));
-        sink_.silence(position_);
+    if (!m_speaking) {
+        m_preRoll.insert(m_preRoll.end(), frame.begin(), frame.end());
+        if (m_preRoll.size() > preRollSamples)
+            m_preRoll.erase(m_preRoll.begin(),
+                            m_preRoll.begin() + static_cast<ptrdiff_t>(m_preRoll.size() - preRollSamples));
+        m_sink.silence(m_position);
         return;
     }
-    sink_.utteranceAudio(frame);
-    const bool tooLong = position_ - utteranceStart_ >= longestUtterance;
+    m_sink.utteranceAudio(frame);
+    const bool tooLong = m_position - m_utteranceStart >= longestUtterance;
     if (!speech || tooLong) {
-        speaking_ = false;
-        sink_.utteranceEnded(position_, speech);
+        m_speaking = false;
+        m_sink.utteranceEnded(m_position, speech);
     }
 }
 
 void UtteranceSegmenter::finish() {
-    position_ += static_cast<int64_t>(incomplete_.size());
-    if (speaking_) {
-        if (!incomplete_.empty())
-            sink_.utteranceAudio(incomplete_);
-        speaking_ = false;
-        sink_.utteranceEnded(position_, false);
+    m_position += static_cast<int64_t>(m_incomplete.size());
+    if (m_speaking) {
+        if (!m_incomplete.empty())
+            m_sink.utteranceAudio(m_incomplete);
+        m_speaking = false;
+        m_sink.utteranceEnded(m_position, false);
     }
-    incomplete_.clear();
-    preRoll_.clear();
+    m_incomplete.clear();
+    m_preRoll.clear();
 }
 
 } // namespace quillo::server

@@ -28,7 +28,7 @@ public:
     static constexpr int64_t longestUtterance = 30 * static_cast<int64_t>(EnergyVad::sampleRate);
 
     /// `sink` must outlive the segmenter.
-    explicit UtteranceSegmenter(UtteranceSink& sink) : sink_(sink) {}
+    explicit UtteranceSegmenter(UtteranceSink& sink) : m_sink(sink) {}
 
     void push(std::span<const int16_t> samples);
     /// The stream is over: ends the utterance being spoken.
@@ -37,13 +37,13 @@ public:
 private:
     void processFrame(std::span<const int16_t> frame);
 
-    UtteranceSink& sink_;
-    EnergyVad vad_;
-    std::vector<int16_t> incomplete_;
-    std::vector<int16_t> preRoll_;
-    int64_t position_ = 0;
-    int64_t utteranceStart_ = 0;
-    bool speaking_ = false;
+    UtteranceSink& m_sink;
+    EnergyVad m_vad;
+    std::vector<int16_t> m_incomplete;
+    std::vector<int16_t> m_preRoll;
+    int64_t m_position = 0;
+    int64_t m_utteranceStart = 0;
+    bool m_speaking = false;
 };
 
 } // namespace quillo::server

@@ -32,17 +32,17 @@ struct ConnectionContext {
 
     /// The certificate in use; replaced when it is renewed. Thread-safe.
     std::shared_ptr<asio::ssl::context> tls() {
-        const std::scoped_lock lock(mutex_);
-        return tls_;
+        const std::scoped_lock lock(m_mutex);
+        return m_tls;
     }
     void setTls(std::shared_ptr<asio::ssl::context> tls) {
-        const std::scoped_lock lock(mutex_);
-        tls_ = std::move(tls);
+        const std::scoped_lock lock(m_mutex);
+        m_tls = std::move(tls);
     }
 
 private:
-    std::mutex mutex_;
-    std::shared_ptr<asio::ssl::context> tls_;
+    std::mutex m_mutex;
+    std::shared_ptr<asio::ssl::context> m_tls;
 };
 
 /// A connection from its first byte to its end. Coroutines of one connection share it.

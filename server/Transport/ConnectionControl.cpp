@@ -8,12 +8,12 @@
 namespace quillo::server {
 
 ConnectionControl::ConnectionControl(asio::any_io_executor strand, int socket)
-    : strand_(std::move(strand)), socket_(socket), timer_(strand_) {}
+    : m_strand(std::move(strand)), m_socket(socket), m_timer(m_strand) {}
 
 void ConnectionControl::expireAt(Clock::time_point time, std::function<void()> expired) {
-    deadline_ = time;
-    expired_ = std::move(expired);
-    if (socket_ >= 0 && (!armed_ || time < timer_.expiry()))
+    m_deadline = time;
+    m_expired = std::move(expired);
+    if (m_socket >= 0 && (!m_armed || time < m_timer.expiry()))
         arm();
 }
 
@@ -22,15 +22,15 @@ void ConnectionControl::expireAfter(std::chrono::milliseconds time, std::functio
 }
 
 void ConnectionControl::arm() {
-    armed_ = true;
-    timer_.expires_at(deadline_);
-    timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
-        if (error || self->socket_ < 0)
+    m_armed = true;
+    m_timer.expires_at(m_deadline);
+    m_timer.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+        if (error || self->m_socket < 0)
             return;
-        self->armed_ = false;
-        if (Clock::now() < self->deadline_) {
+        self->m_armed = false;
+        if (Clock::now() < self->m_deadline) {
             self->arm();
-        } else if (const auto expired = std::exchange(self->expired_, nullptr)) {
+        } else if (const auto expired = std::exchange(self->m_expired, nullptr)) {
             expired();
         } else {
             self->cut();
@@ -39,24 +39,24 @@ void ConnectionControl::arm() {
 }
 
 void ConnectionControl::cut() {
-    if (socket_ < 0)
+    if (m_socket < 0)
         return;
     // Without lingering, so that a peer that does not read leaves no data behind in the kernel.
     const linger now{1, 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    ::shutdown(socket_, SHUT_RDWR);
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    ::shutdown(m_socket, SHUT_RDWR);
 }
 
 bool ConnectionControl::peerHasClosed() const {
     tcp_info info{};
     socklen_t size = sizeof info;
-    return socket_ < 0 || ::getsockopt(socket_, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
+    return m_socket < 0 || ::getsockopt(m_socket, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
            info.tcpi_state != TCP_ESTABLISHED;
 }
 
 void ConnectionControl::requestStop() {
-    asio::post(strand_, [self = shared_from_this()] {
-        if (const auto stop = std::exchange(self->stop_, nullptr))
+    asio::post(m_strand, [self = shared_from_this()] {
+        if (const auto stop = std::exchange(self->m_stop, nullptr))
             stop();
         else
             self->cut();
@@ -64,14 +64,14 @@ void ConnectionControl::requestStop() {
 }
 
 void ConnectionControl::requestCut() {
-    asio::post(strand_, [self = shared_from_this()] { self->cut(); });
+    asio::post(m_strand, [self = shared_from_this()] { self->cut(); });
 }
 
 void ConnectionControl::release() {
-    socket_ = -1;
-    expired_ = nullptr;
-    stop_ = nullptr;
-    timer_.cancel();
+    m_socket = -1;
+    m_expired = nullptr;
+    m_stop = nullptr;
+    m_timer.cancel();
 }
 
 } // namespace quillo::server

@@ -28,7 +28,7 @@ public:
     [[nodiscard]] bool peerHasClosed() const;
 
     /// What `requestStop` does; cuts the connection when there is none.
-    void onStop(std::function<void()> stop) { stop_ = std::move(stop); }
+    void onStop(std::function<void()> stop) { m_stop = std::move(stop); }
     /// The server is stopping. Thread-safe.
     void requestStop();
     /// `cut` from another thread.
@@ -37,18 +37,18 @@ public:
     /// The socket is about to close: no call touches it any more.
     void release();
 
-    [[nodiscard]] const asio::any_io_executor& strand() const { return strand_; }
+    [[nodiscard]] const asio::any_io_executor& strand() const { return m_strand; }
 
 private:
     void arm();
 
-    asio::any_io_executor strand_;
-    int socket_;
-    asio::steady_timer timer_;
-    Clock::time_point deadline_ = Clock::time_point::max();
-    bool armed_ = false;
-    std::function<void()> expired_;
-    std::function<void()> stop_;
+    asio::any_io_executor m_strand;
+    int m_socket;
+    asio::steady_timer m_timer;
+    Clock::time_point m_deadline = Clock::time_point::max();
+    bool m_armed = false;
+    std::function<void()> m_expired;
+    std::function<void()> m_stop;
 };
 
 } // namespace quillo::server

@@ -54,12 +54,12 @@ class Upload final : public BodyReceiver {
 public:
     Upload(FileServices services, std::string userId, TaskKind kind, Limits::Place place,
            const std::string& contentType)
-        : services_(std::move(services)), userId_(std::move(userId)), kind_(kind), place_(std::move(place)),
-          form_(services_.tasks->form(contentType)) {}
+        : m_services(std::move(services)), m_userId(std::move(userId)), m_kind(kind), m_place(std::move(place)),
+          m_form(m_services.tasks->form(contentType)) {}
 
     std::optional<HttpResponse> receive(std::string_view bytes) override {
         try {
-            form_->push(bytes);
+            m_form->push(bytes);
             return std::nullopt;
         } catch (const UploadError& error) {
             return refuse(error);
@@ -68,12 +68,12 @@ public:
 
     Answer finish() override {
         try {
-            form_->finish();
-            const Task task = services_.tasks->submit(userId_, kind_, *form_);
+            m_form->finish();
+            const Task task = m_services.tasks->submit(m_userId, m_kind, *m_form);
             if (task.isOver())
                 return resultOf(task);
             LaterResponse later;
-            later.whenReady = [tasks = services_.tasks, userId = userId_, id = task.id](LaterResponse::Done done) {
+            later.whenReady = [tasks = m_services.tasks, userId = m_userId, id = task.id](LaterResponse::Done done) {
                 tasks->whenOver(userId, id, [done = std::move(done)](const Task& over) { done(resultOf(over)); });
             };
             later.late = stillRunning(task);
@@ -85,16 +85,16 @@ public:
 
 private:
     HttpResponse refuse(const UploadError& error) {
-        log(LogLevel::warning, "uploads", "refused an upload of user " + userId_ + ": " + error.code());
-        form_.reset(); // its file with it
+        log(LogLevel::warning, "uploads", "refused an upload of user " + m_userId + ": " + error.code());
+        m_form.reset(); // its file with it
         return describe(error);
     }
 
-    FileServices services_;
-    std::string userId_;
-    TaskKind kind_;
-    Limits::Place place_;
-    std::unique_ptr<UploadForm> form_;
+    FileServices m_services;
+    std::string m_userId;
+    TaskKind m_kind;
+    Limits::Place m_place;
+    std::unique_ptr<UploadForm> m_form;
 };
 
 Router::Opener opener(const FileServices& services, TaskKind kind) {

@@ -24,11 +24,11 @@ int64_t secondsOf(std::chrono::system_clock::time_point time) {
 } // namespace
 
 FormGuard::FormGuard(WallClock clock)
-    : clock_(std::move(clock)), key_(randomToken()), instance_(randomUuid().substr(0, 8)) {}
+    : m_clock(std::move(clock)), m_key(randomToken()), m_instance(randomUuid().substr(0, 8)) {}
 
 FormGuard::Pass FormGuard::issue(const HttpRequest& request) const {
     const std::string cookie = cookieOf(request).value_or(randomToken());
-    const std::string time = std::to_string(secondsOf(clock_()));
+    const std::string time = std::to_string(secondsOf(m_clock()));
     return {time + "." + sign(cookie, time), setCookie(request, cookie, lifetime)};
 }
 
@@ -44,7 +44,7 @@ FormGuard::Verdict FormGuard::check(const HttpRequest& request, const std::strin
         return Verdict::expired;
     int64_t time = 0;
     std::from_chars(token.data(), token.data() + point, time);
-    const int64_t age = secondsOf(clock_()) - time;
+    const int64_t age = secondsOf(m_clock()) - time;
     return age >= 0 && age <= std::chrono::seconds(lifetime).count() ? Verdict::genuine : Verdict::expired;
 }
 
@@ -53,7 +53,7 @@ std::string FormGuard::ending(const HttpRequest& request) const {
 }
 
 std::string FormGuard::cookieName(const HttpRequest& request) const {
-    return (request.peer.isEncrypted ? "__Host-quillo-form-" : "quillo-form-") + instance_;
+    return (request.peer.isEncrypted ? "__Host-quillo-form-" : "quillo-form-") + m_instance;
 }
 
 std::optional<std::string> FormGuard::cookieOf(const HttpRequest& request) const {
@@ -70,7 +70,7 @@ std::optional<std::string> FormGuard::cookieOf(const HttpRequest& request) const
 }
 
 std::string FormGuard::sign(const std::string& cookie, const std::string& time) const {
-    return encodeBase64Url(hmacSha256(key_, cookie + " " + time));
+    return encodeBase64Url(hmacSha256(m_key, cookie + " " + time));
 }
 
 std::string FormGuard::setCookie(const HttpRequest& request, const std::string& value, std::chrono::seconds age) const {

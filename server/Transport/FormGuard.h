@@ -39,10 +39,10 @@ private:
     [[nodiscard]] std::string setCookie(const HttpRequest& request, const std::string& value,
                                         std::chrono::seconds age) const;
 
-    WallClock clock_;
-    std::string key_;
+    WallClock m_clock;
+    std::string m_key;
     /// Browsers share cookies among all servers of a host, whatever the port.
-    std::string instance_;
+    std::string m_instance;
 };
 
 } // namespace quillo::server

@@ -29,13 +29,13 @@ inline std::string toString(boost::beast::string_view text) { return {text.data(
 /// Forgets the stream in the deadline before the stream closes the socket.
 class ReleaseOnExit {
 public:
-    explicit ReleaseOnExit(std::shared_ptr<ConnectionControl> control) : control_(std::move(control)) {}
-    ~ReleaseOnExit() { control_->release(); }
+    explicit ReleaseOnExit(std::shared_ptr<ConnectionControl> control) : m_control(std::move(control)) {}
+    ~ReleaseOnExit() { m_control->release(); }
     ReleaseOnExit(const ReleaseOnExit&) = delete;
     ReleaseOnExit& operator=(const ReleaseOnExit&) = delete;
 
 private:
-    std::shared_ptr<ConnectionControl> control_;
+    std::shared_ptr<ConnectionControl> m_control;
 };
 
 inline HttpRequest describe(const http::request_header<>& header, const Peer& peer) {
@@ -275,7 +275,7 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
                 refusal = std::get<0>(std::move(opened));
         }
         if (!refusal && boost::beast::iequals(parser->get()[http::field::expect], "100-continue")) {
-            http::response<http::string_body> proceed(http::status::continue_, version);
+            http::response<http::string_body> proceed(http::status::m_continue, version);
             co_await http::async_write(stream, proceed, asio::redirect_error(asio::use_awaitable, error));
         }
         if (!refusal && !error)

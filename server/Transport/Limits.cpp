@@ -3,43 +3,43 @@
 namespace quillo::server {
 
 Limits::Place::Place(std::shared_ptr<Limits> limits, std::string key)
-    : limits_(std::move(limits)), key_(std::move(key)) {}
+    : m_limits(std::move(limits)), m_key(std::move(key)) {}
 
-Limits::Place::Place(Place&& other) noexcept : limits_(std::move(other.limits_)), key_(std::move(other.key_)) {}
+Limits::Place::Place(Place&& other) noexcept : m_limits(std::move(other.m_limits)), m_key(std::move(other.m_key)) {}
 
 Limits::Place& Limits::Place::operator=(Place&& other) noexcept {
-    std::swap(limits_, other.limits_);
-    std::swap(key_, other.key_);
+    std::swap(m_limits, other.m_limits);
+    std::swap(m_key, other.m_key);
     return *this;
 }
 
 Limits::Place::~Place() {
-    if (limits_)
-        limits_->release(key_);
+    if (m_limits)
+        m_limits->release(m_key);
 }
 
 Limits::Admission Limits::admit(const std::string& key) {
-    const std::scoped_lock lock(mutex_);
-    auto& ofKey = perKey_[key];
-    const Verdict verdict = ofKey >= maxPerKey_ ? Verdict::fullForKey
-                            : count_ >= max_    ? Verdict::full
-                                                : Verdict::admitted;
+    const std::scoped_lock lock(m_mutex);
+    auto& ofKey = m_perKey[key];
+    const Verdict verdict = ofKey >= m_maxPerKey ? Verdict::fullForKey
+                            : m_count >= m_max   ? Verdict::full
+                                                 : Verdict::admitted;
     ++ofKey;
-    ++count_;
+    ++m_count;
     return {verdict, Place(shared_from_this(), key)};
 }
 
 size_t Limits::count() const {
-    const std::scoped_lock lock(mutex_);
-    return count_;
+    const std::scoped_lock lock(m_mutex);
+    return m_count;
 }
 
 void Limits::release(const std::string& key) {
-    const std::scoped_lock lock(mutex_);
-    --count_;
-    const auto entry = perKey_.find(key);
+    const std::scoped_lock lock(m_mutex);
+    --m_count;
+    const auto entry = m_perKey.find(key);
     if (--entry->second == 0)
-        perKey_.erase(entry);
+        m_perKey.erase(entry);
 }
 
 } // namespace quillo::server

@@ -12,7 +12,7 @@ namespace quillo::server {
 /// Counts what is open, in all and by key (address or user). Thread-safe.
 class Limits : public std::enable_shared_from_this<Limits> {
 public:
-    Limits(size_t max, size_t maxPerKey) : max_(max), maxPerKey_(maxPerKey) {}
+    Limits(size_t max, size_t maxPerKey) : m_max(max), m_maxPerKey(maxPerKey) {}
 
     enum class Verdict { admitted, full, fullForKey };
 
@@ -27,8 +27,8 @@ public:
     private:
         friend class Limits;
         Place(std::shared_ptr<Limits> limits, std::string key);
-        std::shared_ptr<Limits> limits_;
-        std::string key_;
+        std::shared_ptr<Limits> m_limits;
+        std::string m_key;
     };
 
     struct Admission {
@@ -42,11 +42,11 @@ public:
 private:
     void release(const std::string& key);
 
-    mutable std::mutex mutex_;
-    size_t max_;
-    size_t maxPerKey_;
-    size_t count_ = 0;
-    std::unordered_map<std::string, size_t> perKey_;
+    mutable std::mutex m_mutex;
+    size_t m_max;
+    size_t m_maxPerKey;
+    size_t m_count = 0;
+    std::unordered_map<std::string, size_t> m_perKey;
 };
 
 } // namespace quillo::server

@@ -54,25 +54,25 @@ HttpResponse retryLater(int status, const std::string& code, const std::string& 
 void Router::add(const std::string& method, const std::string& path, Route route) {
     const auto open = path.find('{');
     if (open == std::string::npos) {
-        routes_[path][method] = std::move(route);
+        m_routes[path][method] = std::move(route);
         return;
     }
     const std::string before = path.substr(0, open);
     const std::string after = path.substr(path.find('}') + 1);
-    for (Pattern& pattern : patterns_) {
+    for (Pattern& pattern : m_patterns) {
         if (pattern.before == before && pattern.after == after) {
             pattern.methods[method] = std::move(route);
             return;
         }
     }
-    patterns_.push_back({before, after, {}});
-    patterns_.back().methods[method] = std::move(route);
+    m_patterns.push_back({before, after, {}});
+    m_patterns.back().methods[method] = std::move(route);
 }
 
 const Router::Methods* Router::methodsOf(const std::string& path, std::string& parameter) const {
-    if (const auto found = routes_.find(path); found != routes_.end())
+    if (const auto found = m_routes.find(path); found != m_routes.end())
         return &found->second;
-    for (const Pattern& pattern : patterns_) {
+    for (const Pattern& pattern : m_patterns) {
         if (path.size() <= pattern.before.size() + pattern.after.size() || !path.starts_with(pattern.before) ||
             !path.ends_with(pattern.after))
             continue;
@@ -112,13 +112,13 @@ Router::Match Router::find(const HttpRequest& request) const {
 }
 
 HttpResponse Router::present(const HttpRequest& request, HttpResponse answer) const {
-    if (!answer.page.empty() || !errorPage_)
+    if (!answer.page.empty() || !m_errorPage)
         return answer;
     std::string parameter;
     const Methods* methods = methodsOf(request.path, parameter);
     const bool isPage =
         methods && std::ranges::any_of(*methods, [](const auto& method) { return method.second.isPage; });
-    return isPage ? errorPage_(request, answer) : answer;
+    return isPage ? m_errorPage(request, answer) : answer;
 }
 
 HttpResponse Router::failure(const HttpRequest& request, const std::exception& error) {

@@ -48,7 +48,7 @@ public:
 
     /// How the errors of pages are shown.
     using ErrorPage = std::function<HttpResponse(const HttpRequest&, const HttpResponse& error)>;
-    void setErrorPage(ErrorPage page) { errorPage_ = std::move(page); }
+    void setErrorPage(ErrorPage page) { m_errorPage = std::move(page); }
     /// The answer as whoever asked can read it.
     [[nodiscard]] HttpResponse present(const HttpRequest& request, HttpResponse answer) const;
 
@@ -74,9 +74,9 @@ private:
     static HttpResponse failure(const HttpRequest& request, const std::exception& error);
     [[nodiscard]] const Methods* methodsOf(const std::string& path, std::string& parameter) const;
 
-    std::map<std::string, Methods> routes_;
-    std::vector<Pattern> patterns_;
-    ErrorPage errorPage_;
+    std::map<std::string, Methods> m_routes;
+    std::vector<Pattern> m_patterns;
+    ErrorPage m_errorPage;
 };
 
 } // namespace quillo::server

@@ -70,22 +70,22 @@ void setKeepAlive(int descriptor) {
 class Server::Implementation {
 public:
     Implementation(ServerOptions options, std::shared_ptr<Recogniser> recogniser)
-        : context_(std::make_shared<ConnectionContext>()), strand_(asio::make_strand(io_)), acceptor_(strand_),
-          pause_(strand_), renewal_(strand_) {
-        context_->options = std::move(options);
-        context_->recogniser = std::move(recogniser);
-        const ServerOptions& set = context_->options;
-        context_->connections = std::make_shared<Limits>(set.maxConnections, set.maxConnectionsPerAddress);
-        context_->sessions = std::make_shared<Limits>(set.maxSessions, set.maxSessionsPerUser);
-        context_->uploads = std::make_shared<Limits>(set.maxUploads, set.maxUploadsPerUser);
+        : m_context(std::make_shared<ConnectionContext>()), m_strand(asio::make_strand(m_io)), m_acceptor(m_strand),
+          m_pause(m_strand), m_renewal(m_strand) {
+        m_context->options = std::move(options);
+        m_context->recogniser = std::move(recogniser);
+        const ServerOptions& set = m_context->options;
+        m_context->connections = std::make_shared<Limits>(set.maxConnections, set.maxConnectionsPerAddress);
+        m_context->sessions = std::make_shared<Limits>(set.maxSessions, set.maxSessionsPerUser);
+        m_context->uploads = std::make_shared<Limits>(set.maxUploads, set.maxUploadsPerUser);
     }
 
     void start();
     void stop();
 
-    std::shared_ptr<ConnectionContext> context_;
-    std::string address_;
-    uint16_t port_ = 0;
+    std::shared_ptr<ConnectionContext> m_context;
+    std::string m_address;
+    uint16_t m_port = 0;
 
 private:
     void addAccounts();
@@ -95,86 +95,86 @@ private:
     void forEachConnection(void (ConnectionControl::*call)());
     bool waitForConnections(std::chrono::milliseconds time);
 
-    asio::io_context io_;
-    asio::any_io_executor strand_; ///< of the acceptor and the timers
-    Tcp::acceptor acceptor_;
-    asio::steady_timer pause_;
-    asio::steady_timer renewal_;
-    std::vector<std::thread> threads_;
-    std::shared_ptr<PasswordWorkers> passwords_;
-    std::mutex mutex_;
-    std::condition_variable ended_;
-    std::unordered_map<uint64_t, std::shared_ptr<ConnectionControl>> open_;
-    uint64_t lastId_ = 0;
+    asio::io_context m_io;
+    asio::any_io_executor m_strand; ///< of the acceptor and the timers
+    Tcp::acceptor m_acceptor;
+    asio::steady_timer m_pause;
+    asio::steady_timer m_renewal;
+    std::vector<std::thread> m_threads;
+    std::shared_ptr<PasswordWorkers> m_passwords;
+    std::mutex m_mutex;
+    std::condition_variable m_ended;
+    std::unordered_map<uint64_t, std::shared_ptr<ConnectionControl>> m_open;
+    uint64_t m_lastId = 0;
 };
 
 void Server::Implementation::start() {
-    const ServerOptions& options = context_->options;
+    const ServerOptions& options = m_context->options;
     // The socket first: a second server on the same port must not touch the files of the first.
     const ListeningSocket socket = openListeningSocket(options.listen);
-    acceptor_.assign(socket.isIPv6 ? Tcp::v6() : Tcp::v4(), socket.descriptor);
-    const auto endpoint = acceptor_.local_endpoint();
-    port_ = endpoint.port();
-    address_ = socket.isIPv6 ? "[" + endpoint.address().to_string() + "]" : endpoint.address().to_string();
-    address_ += ":" + std::to_string(port_);
+    m_acceptor.assign(socket.isIPv6 ? Tcp::v6() : Tcp::v4(), socket.descriptor);
+    const auto endpoint = m_acceptor.local_endpoint();
+    m_port = endpoint.port();
+    m_address = socket.isIPv6 ? "[" + endpoint.address().to_string() + "]" : endpoint.address().to_string();
+    m_address += ":" + std::to_string(m_port);
 
     makePrivateFolder(options.dataFolder);
-    context_->setTls(makeTls(ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now())));
-    context_->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite", options.wallClock);
-    context_->tasks = std::make_shared<TaskService>(taskSettings(options), context_->recogniser, options.wallClock);
+    m_context->setTls(makeTls(ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now())));
+    m_context->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite", options.wallClock);
+    m_context->tasks = std::make_shared<TaskService>(taskSettings(options), m_context->recogniser, options.wallClock);
     addAccounts();
-    addFileEndpoints(context_->router,
-                     {options.maxUploadBytes, context_->accounts, context_->tasks, context_->uploads});
-    context_->tasks->start();
+    addFileEndpoints(m_context->router,
+                     {options.maxUploadBytes, m_context->accounts, m_context->tasks, m_context->uploads});
+    m_context->tasks->start();
     accept();
     renewLater();
     for (unsigned i = 0; i < std::max(1U, options.threads); ++i)
-        threads_.emplace_back([this] { io_.run(); });
-    log(LogLevel::info, "server", "listening on " + address_);
+        m_threads.emplace_back([this] { m_io.run(); });
+    log(LogLevel::info, "server", "listening on " + m_address);
 }
 
 void Server::Implementation::addAccounts() {
-    const ServerOptions& options = context_->options;
-    const auto& accounts = context_->accounts;
+    const ServerOptions& options = m_context->options;
+    const auto& accounts = m_context->accounts;
     const auto perHour = [&options](int count) {
         return std::make_shared<RateLimiter>(count, std::chrono::hours(1), options.steadyClock);
     };
     UserData data;
-    data.remove = [tasks = context_->tasks](const std::string& userId) { tasks->removeUser(userId); };
-    data.move = [tasks = context_->tasks](const Merge& merge) { tasks->moveUser(merge.from, merge.to); };
+    data.remove = [tasks = m_context->tasks](const std::string& userId) { tasks->removeUser(userId); };
+    data.move = [tasks = m_context->tasks](const Merge& merge) { tasks->moveUser(merge.from, merge.to); };
     for (const Merge& merge : accounts->unfinishedMerges()) {
         data.move(merge);
         accounts->finishMerge(merge.from);
         log(LogLevel::info, "accounts", "anonymous user " + merge.from + " became part of user " + merge.to);
     }
-    addAccountEndpoints(context_->router, accounts, perHour(options.maxAnonymousPerHour), data);
+    addAccountEndpoints(m_context->router, accounts, perHour(options.maxAnonymousPerHour), data);
 
-    passwords_ = std::make_shared<PasswordWorkers>(options.passwordThreads, options.maxWaitingSignIns);
-    addSignInEndpoints(context_->router, {accounts, passwords_, std::make_shared<SignInThrottle>(options.steadyClock),
-                                          perHour(options.maxRegistrationsPerHour),
-                                          std::make_shared<FormGuard>(options.wallClock), options.hosts});
-    context_->router.setErrorPage(errorPage);
+    m_passwords = std::make_shared<PasswordWorkers>(options.passwordThreads, options.maxWaitingSignIns);
+    addSignInEndpoints(m_context->router, {accounts, m_passwords, std::make_shared<SignInThrottle>(options.steadyClock),
+                                           perHour(options.maxRegistrationsPerHour),
+                                           std::make_shared<FormGuard>(options.wallClock), options.hosts});
+    m_context->router.setErrorPage(errorPage);
 }
 
 void Server::Implementation::accept() {
     // Each connection gets a strand, on which all of it runs.
-    acceptor_.async_accept(asio::any_io_executor(asio::make_strand(io_)),
-                           [this](const boost::system::error_code& error, Tcp::socket socket) {
-                               if (context_->stopping || error == asio::error::operation_aborted)
-                                   return;
-                               if (!error) {
-                                   admit(std::move(socket));
-                                   accept();
-                                   return;
-                               }
-                               log(LogLevel::error, "server", "cannot accept: " + error.message());
-                               // Out of descriptors or memory: some connection has to end first.
-                               pause_.expires_after(std::chrono::milliseconds(100));
-                               pause_.async_wait([this](const boost::system::error_code& cancelled) {
-                                   if (!cancelled && !context_->stopping)
-                                       accept();
-                               });
-                           });
+    m_acceptor.async_accept(asio::any_io_executor(asio::make_strand(m_io)),
+                            [this](const boost::system::error_code& error, Tcp::socket socket) {
+                                if (m_context->stopping || error == asio::error::operation_aborted)
+                                    return;
+                                if (!error) {
+                                    admit(std::move(socket));
+                                    accept();
+                                    return;
+                                }
+                                log(LogLevel::error, "server", "cannot accept: " + error.message());
+                                // Out of descriptors or memory: some connection has to end first.
+                                m_pause.expires_after(std::chrono::milliseconds(100));
+                                m_pause.async_wait([this](const boost::system::error_code& cancelled) {
+                                    if (!cancelled && !m_context->stopping)
+                                        accept();
+                                });
+                            });
 }
 
 void Server::Implementation::admit(Tcp::socket socket) {
@@ -186,12 +186,12 @@ void Server::Implementation::admit(Tcp::socket socket) {
     if (address.is_v6() && address.to_v6().is_v4_mapped())
         address = asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
     auto state = std::make_shared<ConnectionState>();
-    state->context = context_;
+    state->context = m_context;
     state->peer.address = address.to_string();
     state->peer.isLoopback = address.is_loopback();
-    state->admission = context_->connections->admit(state->peer.address);
+    state->admission = m_context->connections->admit(state->peer.address);
     if (state->admission.verdict != Limits::Verdict::admitted &&
-        context_->connections->count() > context_->options.maxConnections + refusedConnections)
+        m_context->connections->count() > m_context->options.maxConnections + refusedConnections)
         return;
     socket.non_blocking(true, error);
     setKeepAlive(socket.native_handle());
@@ -199,32 +199,32 @@ void Server::Implementation::admit(Tcp::socket socket) {
     state->control = std::make_shared<ConnectionControl>(strand, socket.native_handle());
     uint64_t id = 0;
     {
-        const std::scoped_lock lock(mutex_);
-        id = ++lastId_;
-        open_.emplace(id, state->control);
+        const std::scoped_lock lock(m_mutex);
+        id = ++m_lastId;
+        m_open.emplace(id, state->control);
     }
     // Started on its own strand, for the reason that RunBlocking.h gives.
     auto begin = [this, id, strand, held = std::move(socket), state = std::move(state)]() mutable {
         asio::co_spawn(strand, serveConnection(std::move(held), std::move(state)),
                        [this, id](const std::exception_ptr&) {
-                           const std::scoped_lock lock(mutex_);
-                           open_.erase(id);
-                           ended_.notify_all();
+                           const std::scoped_lock lock(m_mutex);
+                           m_open.erase(id);
+                           m_ended.notify_all();
                        });
     };
     asio::post(strand, std::move(begin));
 }
 
 void Server::Implementation::renewLater() {
-    renewal_.expires_after(renewalInterval);
-    renewal_.async_wait([this](const boost::system::error_code& error) {
+    m_renewal.expires_after(renewalInterval);
+    m_renewal.async_wait([this](const boost::system::error_code& error) {
         if (error)
             return;
         try {
-            const auto files = ensureCertificates(context_->options.dataFolder, context_->options.hosts,
+            const auto files = ensureCertificates(m_context->options.dataFolder, m_context->options.hosts,
                                                   std::chrono::system_clock::now());
             if (files.changed)
-                context_->setTls(makeTls(files));
+                m_context->setTls(makeTls(files));
         } catch (const std::exception& failure) {
             log(LogLevel::error, "server", std::string("cannot renew the certificate: ") + failure.what());
         }
@@ -233,58 +233,58 @@ void Server::Implementation::renewLater() {
 }
 
 void Server::Implementation::forEachConnection(void (ConnectionControl::*call)()) {
-    const std::scoped_lock lock(mutex_);
-    for (const auto& [id, control] : open_)
+    const std::scoped_lock lock(m_mutex);
+    for (const auto& [id, control] : m_open)
         (*control.*call)();
 }
 
 bool Server::Implementation::waitForConnections(std::chrono::milliseconds time) {
-    std::unique_lock lock(mutex_);
-    return ended_.wait_for(lock, time, [this] { return open_.empty(); });
+    std::unique_lock lock(m_mutex);
+    return m_ended.wait_for(lock, time, [this] { return m_open.empty(); });
 }
 
 void Server::Implementation::stop() {
-    if (threads_.empty())
+    if (m_threads.empty())
         return;
-    context_->stopping = true;
-    asio::post(strand_, [this] {
+    m_context->stopping = true;
+    asio::post(m_strand, [this] {
         boost::system::error_code ignored;
-        acceptor_.close(ignored);
-        pause_.cancel();
-        renewal_.cancel();
+        m_acceptor.close(ignored);
+        m_pause.cancel();
+        m_renewal.cancel();
     });
     // What is being recognised in the background is abandoned first: it would only delay the others.
-    context_->tasks->stop();
-    passwords_->stop();
+    m_context->tasks->stop();
+    m_passwords->stop();
     forEachConnection(&ConnectionControl::requestStop);
-    if (!waitForConnections(context_->options.stopTimeout)) {
+    if (!waitForConnections(m_context->options.stopTimeout)) {
         forEachConnection(&ConnectionControl::requestCut);
         waitForConnections(std::chrono::seconds(1));
     }
     // Recognitions that connections left behind end here, while the strands they report to still exist.
-    context_->blocking.join();
-    io_.stop();
-    for (auto& thread : threads_)
+    m_context->blocking.join();
+    m_io.stop();
+    for (auto& thread : m_threads)
         thread.join();
-    threads_.clear();
+    m_threads.clear();
     log(LogLevel::info, "server", "stopped");
 }
 
 Server::Server(ServerOptions options, std::shared_ptr<Recogniser> recogniser)
-    : implementation_(std::make_unique<Implementation>(std::move(options), std::move(recogniser))) {}
+    : m_implementation(std::make_unique<Implementation>(std::move(options), std::move(recogniser))) {}
 
 Server::~Server() { stop(); }
 
-void Server::start() { implementation_->start(); }
-void Server::stop() { implementation_->stop(); }
-uint16_t Server::port() const { return implementation_->port_; }
-std::string Server::address() const { return implementation_->address_; }
+void Server::start() { m_implementation->start(); }
+void Server::stop() { m_implementation->stop(); }
+uint16_t Server::port() const { return m_implementation->m_port; }
+std::string Server::address() const { return m_implementation->m_address; }
 
 std::filesystem::path Server::authorityFile() const {
-    return implementation_->context_->options.dataFolder / "authority.pem";
+    return m_implementation->m_context->options.dataFolder / "authority.pem";
 }
 
-size_t Server::connectionCount() const { return implementation_->context_->connections->count(); }
-size_t Server::sessionCount() const { return implementation_->context_->sessions->count(); }
+size_t Server::connectionCount() const { return m_implementation->m_context->connections->count(); }
+size_t Server::sessionCount() const { return m_implementation->m_context->sessions->count(); }
 
 } // namespace quillo::server

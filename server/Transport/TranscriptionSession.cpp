@@ -15,7 +15,7 @@ class TranscriptionSession::Listener : public RecognitionListener {
 public:
     Listener(std::weak_ptr<TranscriptionSession> session, std::function<void(std::function<void()>)> post,
              uint64_t generation)
-        : session_(std::move(session)), post_(std::move(post)), generation_(generation) {}
+        : m_session(std::move(session)), m_post(std::move(post)), m_generation(generation) {}
 
     void onPartial(const Transcript& transcript) override {
         hop([transcript](TranscriptionSession& session) { session.onPartial(transcript); });
@@ -33,16 +33,16 @@ public:
 private:
     template <class Call>
     void hop(Call call) {
-        post_([weak = session_, generation = generation_, call = std::move(call)] {
+        m_post([weak = m_session, generation = m_generation, call = std::move(call)] {
             const auto session = weak.lock();
-            if (session && session->generation_ == generation && session->state_ != State::idle)
+            if (session && session->m_generation == generation && session->m_state != State::idle)
                 call(*session);
         });
     }
 
-    std::weak_ptr<TranscriptionSession> session_;
-    std::function<void(std::function<void()>)> post_;
-    uint64_t generation_;
+    std::weak_ptr<TranscriptionSession> m_session;
+    std::function<void(std::function<void()>)> m_post;
+    uint64_t m_generation;
 };
 
 struct TranscriptionSession::Opening {
@@ -56,11 +56,12 @@ struct TranscriptionSession::Opening {
 
 TranscriptionSession::TranscriptionSession(Channel channel, std::shared_ptr<Recogniser> recogniser, Bounds bounds,
                                            std::string userId)
-    : channel_(std::move(channel)), recogniser_(std::move(recogniser)), bounds_(bounds), userId_(std::move(userId)) {}
+    : m_channel(std::move(channel)), m_recogniser(std::move(recogniser)), m_bounds(bounds),
+      m_userId(std::move(userId)) {}
 
-std::string TranscriptionSession::label() const { return "session " + sessionId_; }
+std::string TranscriptionSession::label() const { return "session " + m_sessionId; }
 
-void TranscriptionSession::begin() { channel_.send(connectedMessage()); }
+void TranscriptionSession::begin() { m_channel.send(connectedMessage()); }
 
 void TranscriptionSession::receive(std::string_view frame) {
     try {
@@ -75,42 +76,42 @@ void TranscriptionSession::receiveOversized(size_t maxBytes) {
 }
 
 void TranscriptionSession::handle(const message::StartSession& start) {
-    if (state_ != State::idle) {
-        channel_.send(errorMessage("SESSION_EXISTS", "A session is running on this socket; end it first"));
+    if (m_state != State::idle) {
+        m_channel.send(errorMessage("SESSION_EXISTS", "A session is running on this socket; end it first"));
         return;
     }
-    sessionId_ = randomUuid();
-    sampleCount_ = 0;
-    recordingId_ = start.recordingId;
-    sampleHash_.reset();
-    if (!recordingId_.empty())
-        sampleHash_.emplace();
-    languages_.clear();
+    m_sessionId = randomUuid();
+    m_sampleCount = 0;
+    m_recordingId = start.recordingId;
+    m_sampleHash.reset();
+    if (!m_recordingId.empty())
+        m_sampleHash.emplace();
+    m_languages.clear();
     for (const auto& language : start.options.languages)
-        languages_ += (languages_.empty() ? "" : ",") + language;
-    confidenceSum_ = 0;
-    finalCount_ = 0;
-    toldNoSession_ = false;
+        m_languages += (m_languages.empty() ? "" : ",") + language;
+    m_confidenceSum = 0;
+    m_finalCount = 0;
+    m_toldNoSession = false;
     const auto& languages = start.options.languages;
-    detectsLanguage_ = languages.size() != 1 || languages.front() == "auto";
-    summary_ = {};
-    text_ = {};
-    summary_.metricsId = randomUuid();
-    summary_.transcriptionId = randomUuid();
-    summary_.provider = recogniser_->name();
+    m_detectsLanguage = languages.size() != 1 || languages.front() == "auto";
+    m_summary = {};
+    m_text = {};
+    m_summary.metricsId = randomUuid();
+    m_summary.transcriptionId = randomUuid();
+    m_summary.provider = m_recogniser->name();
     // One channel of audio reaches this server whatever the sources are.
-    summary_.micOnlyFallback = start.isMeeting;
-    state_ = State::opening;
-    opening_ = std::make_shared<Opening>();
-    opening_->options = start.options;
-    opening_->listener = std::make_shared<Listener>(weak_from_this(), channel_.post, ++generation_);
+    m_summary.micOnlyFallback = start.isMeeting;
+    m_state = State::opening;
+    m_opening = std::make_shared<Opening>();
+    m_opening->options = start.options;
+    m_opening->listener = std::make_shared<Listener>(weak_from_this(), m_channel.post, ++m_generation);
 }
 
 std::function<void()> TranscriptionSession::takeBlockingWork() {
-    if (!opening_ || opening_->taken)
+    if (!m_opening || m_opening->taken)
         return {};
-    opening_->taken = true;
-    return [recogniser = recogniser_, opening = opening_] {
+    m_opening->taken = true;
+    return [recogniser = m_recogniser, opening = m_opening] {
         try {
             opening->result = recogniser->open(opening->options, opening->listener);
         } catch (const RecogniserUnavailable& error) {
@@ -122,9 +123,9 @@ std::function<void()> TranscriptionSession::takeBlockingWork() {
 }
 
 void TranscriptionSession::blockingWorkDone() {
-    const auto opening = std::exchange(opening_, nullptr);
-    if (state_ != State::opening) {
-        channel_.dispose(std::move(opening->result));
+    const auto opening = std::exchange(m_opening, nullptr);
+    if (m_state != State::opening) {
+        m_channel.dispose(std::move(opening->result));
         return;
     }
     if (!opening->unavailable.empty()) {
@@ -135,102 +136,102 @@ void TranscriptionSession::blockingWorkDone() {
         fail("INTERNAL_ERROR", "The server failed to start the session", opening->failure);
         return;
     }
-    recognition_ = std::move(opening->result);
-    state_ = State::running;
-    deadline_ = std::chrono::steady_clock::now() + bounds_.session;
-    log(LogLevel::info, "session", label() + " of user " + userId_ + " started");
-    channel_.send(sessionStartedMessage(sessionId_));
+    m_recognition = std::move(opening->result);
+    m_state = State::running;
+    m_deadline = std::chrono::steady_clock::now() + m_bounds.session;
+    log(LogLevel::info, "session", label() + " of user " + m_userId + " started");
+    m_channel.send(sessionStartedMessage(m_sessionId));
 }
 
 void TranscriptionSession::handle(const message::AudioChunk& chunk) {
-    if (state_ != State::running) {
+    if (m_state != State::running) {
         // Told once: chunks come ten times a second, and the client answers each report with a new session.
-        if (!std::exchange(toldNoSession_, true))
-            channel_.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
+        if (!std::exchange(m_toldNoSession, true))
+            m_channel.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
         return;
     }
-    sampleCount_ += static_cast<int64_t>(chunk.samples.size());
-    if (sampleHash_)
-        sampleHash_->update(chunk.samples);
-    recognition_->push(chunk.samples);
+    m_sampleCount += static_cast<int64_t>(chunk.samples.size());
+    if (m_sampleHash)
+        m_sampleHash->update(chunk.samples);
+    m_recognition->push(chunk.samples);
 }
 
 void TranscriptionSession::handle(const message::EndSession&) {
-    if (state_ == State::running)
+    if (m_state == State::running)
         finish();
-    else if (state_ == State::idle)
-        channel_.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
+    else if (m_state == State::idle)
+        m_channel.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
 }
 
 void TranscriptionSession::finish() {
-    state_ = State::finishing;
-    deadline_ = std::chrono::steady_clock::now() + bounds_.finish;
-    recognition_->finish();
+    m_state = State::finishing;
+    m_deadline = std::chrono::steady_clock::now() + m_bounds.finish;
+    m_recognition->finish();
 }
 
 void TranscriptionSession::handle(const message::SwitchToMeeting&) {
-    channel_.send(errorMessage("MEETING_DISABLED", "This server does not record meetings; the dictation goes on"));
+    m_channel.send(errorMessage("MEETING_DISABLED", "This server does not record meetings; the dictation goes on"));
 }
 
 void TranscriptionSession::handle(const message::SystemAudioStatus& status) {
     log(LogLevel::debug, "session", "system audio: " + status.status.substr(0, 64));
 }
 
-void TranscriptionSession::handle(const message::Ping&) { channel_.send(pongMessage()); }
+void TranscriptionSession::handle(const message::Ping&) { m_channel.send(pongMessage()); }
 
 void TranscriptionSession::handle(const message::Unknown& unknown) {
     log(LogLevel::info, "session", "ignored a message of the unknown type \"" + unknown.type + "\"");
 }
 
 void TranscriptionSession::handle(const message::Invalid& invalid) {
-    log(LogLevel::warning, "session", "dropped a message of user " + userId_ + ": " + invalid.reason);
-    channel_.send(errorMessage("INVALID_MESSAGE", "The message was not understood and dropped", invalid.reason));
+    log(LogLevel::warning, "session", "dropped a message of user " + m_userId + ": " + invalid.reason);
+    m_channel.send(errorMessage("INVALID_MESSAGE", "The message was not understood and dropped", invalid.reason));
 }
 
 void TranscriptionSession::onPartial(const Transcript& transcript) {
-    channel_.send(partialTranscriptMessage(transcript));
+    m_channel.send(partialTranscriptMessage(transcript));
 }
 
 void TranscriptionSession::onFinal(const Transcript& transcript) {
     if (!transcript.text.empty()) {
-        text_.append(transcript);
-        confidenceSum_ += transcript.confidence;
-        ++finalCount_;
+        m_text.append(transcript);
+        m_confidenceSum += transcript.confidence;
+        ++m_finalCount;
     }
-    if (summary_.language.empty() && !transcript.language.empty()) {
-        summary_.language = transcript.language;
-        if (detectsLanguage_)
-            channel_.send(languageDetectedMessage(transcript.language, transcript.confidence));
+    if (m_summary.language.empty() && !transcript.language.empty()) {
+        m_summary.language = transcript.language;
+        if (m_detectsLanguage)
+            m_channel.send(languageDetectedMessage(transcript.language, transcript.confidence));
     }
-    channel_.send(finalTranscriptMessage(transcript));
+    m_channel.send(finalTranscriptMessage(transcript));
 }
 
 void TranscriptionSession::onFinished() {
-    summary_.text = text_.text();
-    summary_.durationMs = sampleCount_ / samplesPerMillisecond;
-    summary_.confidence = finalCount_ > 0 ? confidenceSum_ / finalCount_ : 0;
+    m_summary.text = m_text.text();
+    m_summary.durationMs = m_sampleCount / samplesPerMillisecond;
+    m_summary.confidence = m_finalCount > 0 ? m_confidenceSum / m_finalCount : 0;
     log(LogLevel::info, "session",
-        label() + " ended: " + std::to_string(summary_.durationMs) + " ms of audio, " +
-            std::to_string(countWords(summary_.text)) + " words");
-    if (sampleHash_)
+        label() + " ended: " + std::to_string(m_summary.durationMs) + " ms of audio, " +
+            std::to_string(countWords(m_summary.text)) + " words");
+    if (m_sampleHash)
         keep();
-    const std::string frame = sessionEndedMessage(summary_);
+    const std::string frame = sessionEndedMessage(m_summary);
     release();
-    channel_.send(frame);
+    m_channel.send(frame);
 }
 
 void TranscriptionSession::keep() {
     LiveTranscript live;
-    live.userId = userId_;
-    live.recordingId = recordingId_;
-    live.id = summary_.transcriptionId;
-    live.text = summary_.text;
-    live.language = summary_.language;
-    live.languages = languages_;
-    live.provider = summary_.provider;
-    live.sampleCount = sampleCount_;
-    live.sampleHash = sampleHash_->finish();
-    channel_.keep(std::move(live));
+    live.userId = m_userId;
+    live.recordingId = m_recordingId;
+    live.id = m_summary.transcriptionId;
+    live.text = m_summary.text;
+    live.language = m_summary.language;
+    live.languages = m_languages;
+    live.provider = m_summary.provider;
+    live.sampleCount = m_sampleCount;
+    live.sampleHash = m_sampleHash->finish();
+    m_channel.keep(std::move(live));
 }
 
 void TranscriptionSession::onFailed(bool unavailable, const std::string& message) {
@@ -243,35 +244,35 @@ void TranscriptionSession::onFailed(bool unavailable, const std::string& message
 void TranscriptionSession::fail(const std::string& code, const std::string& text, const std::string& details) {
     log(LogLevel::error, "session", label() + " failed with " + code + ": " + details);
     release();
-    channel_.send(errorMessage(code, text, details));
+    m_channel.send(errorMessage(code, text, details));
 }
 
 void TranscriptionSession::onDeadline() {
-    if (state_ == State::finishing) {
+    if (m_state == State::finishing) {
         fail("TRANSCRIPTION_ERROR", "The recogniser did not finish in time", "the server gave up waiting for it");
-    } else if (state_ == State::running) {
-        channel_.send(errorMessage("SESSION_LIMIT", "The session reached the longest time this server allows"));
+    } else if (m_state == State::running) {
+        m_channel.send(errorMessage("SESSION_LIMIT", "The session reached the longest time this server allows"));
         finish();
     } else {
-        deadline_.reset();
+        m_deadline.reset();
     }
 }
 
-double TranscriptionSession::backlogSeconds() const { return recognition_ ? recognition_->backlogSeconds() : 0; }
+double TranscriptionSession::backlogSeconds() const { return m_recognition ? m_recognition->backlogSeconds() : 0; }
 
 void TranscriptionSession::abandon() {
-    if (state_ == State::running || state_ == State::finishing)
+    if (m_state == State::running || m_state == State::finishing)
         log(LogLevel::info, "session", label() + " abandoned: its connection ended");
     release();
 }
 
 void TranscriptionSession::release() {
-    state_ = State::idle;
-    deadline_.reset();
-    summary_.text.clear();
-    sampleHash_.reset();
-    if (recognition_)
-        channel_.dispose(std::move(recognition_));
+    m_state = State::idle;
+    m_deadline.reset();
+    m_summary.text.clear();
+    m_sampleHash.reset();
+    if (m_recognition)
+        m_channel.dispose(std::move(m_recognition));
 }
 
 } // namespace quillo::server

@@ -52,7 +52,7 @@ public:
     [[nodiscard]] double backlogSeconds() const;
 
     /// When `onDeadline` wants to be called, if at all.
-    [[nodiscard]] std::optional<Time> deadline() const { return deadline_; }
+    [[nodiscard]] std::optional<Time> deadline() const { return m_deadline; }
     void onDeadline();
 
 private:
@@ -79,27 +79,27 @@ private:
     void release();
     [[nodiscard]] std::string label() const;
 
-    Channel channel_;
-    std::shared_ptr<Recogniser> recogniser_;
-    Bounds bounds_;
-    std::string userId_;
+    Channel m_channel;
+    std::shared_ptr<Recogniser> m_recogniser;
+    Bounds m_bounds;
+    std::string m_userId;
 
-    State state_ = State::idle;
-    uint64_t generation_ = 0; ///< tells the events of the running recognition from those of an earlier one
-    std::shared_ptr<Opening> opening_;
-    std::unique_ptr<RecognitionSession> recognition_;
-    std::optional<Time> deadline_;
-    bool toldNoSession_ = false;
-    bool detectsLanguage_ = false;
-    std::string sessionId_;
-    int64_t sampleCount_ = 0;
-    std::string recordingId_;
-    std::string languages_;
-    std::optional<Sha256> sampleHash_; ///< of a named recording
-    TranscriptAssembler text_;         ///< of the pieces so far
-    SessionSummary summary_;
-    double confidenceSum_ = 0;
-    int finalCount_ = 0;
+    State m_state = State::idle;
+    uint64_t m_generation = 0; ///< tells the events of the running recognition from those of an earlier one
+    std::shared_ptr<Opening> m_opening;
+    std::unique_ptr<RecognitionSession> m_recognition;
+    std::optional<Time> m_deadline;
+    bool m_toldNoSession = false;
+    bool m_detectsLanguage = false;
+    std::string m_sessionId;
+    int64_t m_sampleCount = 0;
+    std::string m_recordingId;
+    std::string m_languages;
+    std::optional<Sha256> m_sampleHash; ///< of a named recording
+    TranscriptAssembler m_text;         ///< of the pieces so far
+    SessionSummary m_summary;
+    double m_confidenceSum = 0;
+    int m_finalCount = 0;
 };
 
 } // namespace quillo::server

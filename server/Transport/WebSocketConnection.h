@@ -31,32 +31,33 @@ public:
 
     WebSocketConnection(Stream&& stream, std::shared_ptr<ConnectionState> state, std::string userId,
                         Limits::Place place)
-        : stream_(std::move(stream)), state_(std::move(state)), userId_(std::move(userId)), place_(std::move(place)) {
+        : m_stream(std::move(stream)), m_state(std::move(state)), m_userId(std::move(userId)),
+          m_place(std::move(place)) {
         // Frames are a few kilobytes and written in one piece; splitting them would cost a buffer per connection.
-        stream_.auto_fragment(false);
-        stream_.read_message_max(0);
+        m_stream.auto_fragment(false);
+        m_stream.read_message_max(0);
     }
 
     asio::awaitable<void> run(Upgrade upgrade) {
         // Held for as long as the coroutine runs; what it starts holds its own.
         const auto self = this->shared_from_this();
         boost::system::error_code error;
-        co_await stream_.async_accept(upgrade, asio::redirect_error(asio::use_awaitable, error));
+        co_await m_stream.async_accept(upgrade, asio::redirect_error(asio::use_awaitable, error));
         upgrade = {};
         if (!error) {
             open();
             co_await readFrames();
-            session_->abandon();
-            session_.reset();
+            m_session->abandon();
+            m_session.reset();
         }
-        if (writing_)
+        if (m_writing)
             control().cut();
         control().release();
     }
 
 private:
-    [[nodiscard]] const ServerOptions& options() const { return state_->context->options; }
-    [[nodiscard]] ConnectionControl& control() const { return *state_->control; }
+    [[nodiscard]] const ServerOptions& options() const { return m_state->context->options; }
+    [[nodiscard]] ConnectionControl& control() const { return *m_state->control; }
 
     void open() {
         TranscriptionSession::Channel channel;
@@ -64,24 +65,24 @@ private:
         channel.post = [strand = control().strand()](std::function<void()> call) {
             asio::post(strand, std::move(call));
         };
-        channel.dispose = [context = state_->context](std::unique_ptr<RecognitionSession> recognition) {
+        channel.dispose = [context = m_state->context](std::unique_ptr<RecognitionSession> recognition) {
             asio::post(context->blocking, [held = std::shared_ptr<RecognitionSession>(
                                                std::move(recognition))]() mutable { held.reset(); });
         };
-        channel.keep = [context = state_->context](LiveTranscript live) {
+        channel.keep = [context = m_state->context](LiveTranscript live) {
             asio::post(context->blocking, [tasks = context->tasks, live = std::move(live)] { tasks->keepLive(live); });
         };
-        session_ = std::make_shared<TranscriptionSession>(
-            std::move(channel), state_->context->recogniser,
-            TranscriptionSession::Bounds{options().finishTimeout, options().maxSessionTime}, userId_);
-        stream_.text(true);
-        lastFrame_ = Clock::now();
+        m_session = std::make_shared<TranscriptionSession>(
+            std::move(channel), m_state->context->recogniser,
+            TranscriptionSession::Bounds{options().finishTimeout, options().maxSessionTime}, m_userId);
+        m_stream.text(true);
+        m_lastFrame = Clock::now();
         std::weak_ptr<WebSocketConnection> weak = this->weak_from_this();
         control().onStop([weak] {
             if (const auto self = weak.lock())
                 self->close(websocket::close_code::going_away, "the server is stopping");
         });
-        session_->begin();
+        m_session->begin();
         watch();
     }
 
@@ -92,8 +93,8 @@ private:
             size_t total = 0;
             boost::system::error_code error;
             do {
-                const size_t count = co_await stream_.async_read_some(buffer, readBlock,
-                                                                      asio::redirect_error(asio::use_awaitable, error));
+                const size_t count = co_await m_stream.async_read_some(
+                    buffer, readBlock, asio::redirect_error(asio::use_awaitable, error));
                 if (error)
                     co_return;
                 total += count;
@@ -105,16 +106,16 @@ private:
                     close(websocket::close_code::too_big, "the frame is too large");
                     oversized = true;
                 }
-            } while (!stream_.is_message_done());
-            if (closing_) {
+            } while (!m_stream.is_message_done());
+            if (m_closing) {
                 buffer.consume(buffer.size());
                 continue;
             }
-            lastFrame_ = Clock::now();
+            m_lastFrame = Clock::now();
             if (oversized) {
-                session_->receiveOversized(options().maxFrameBytes);
-            } else if (stream_.got_text()) {
-                session_->receive({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
+                m_session->receiveOversized(options().maxFrameBytes);
+            } else if (m_stream.got_text()) {
+                m_session->receive({static_cast<const char*>(buffer.cdata().data()), buffer.size()});
             }
             buffer.consume(buffer.size());
             if (buffer.capacity() > keptBufferBytes)
@@ -126,24 +127,24 @@ private:
     }
 
     asio::awaitable<void> openRecogniser() {
-        auto work = session_->takeBlockingWork();
+        auto work = m_session->takeBlockingWork();
         if (!work)
             co_return;
-        co_await runBlocking(state_->context->blocking, control().strand(), [work = std::move(work)] {
+        co_await runBlocking(m_state->context->blocking, control().strand(), [work = std::move(work)] {
             work();
             return true;
         });
-        session_->blockingWorkDone();
+        m_session->blockingWorkDone();
     }
 
     /// A client that sends faster than the recogniser listens waits in its own socket, not in our memory.
     asio::awaitable<void> holdBack() {
-        if (session_->backlogSeconds() <= options().maxBacklogSeconds)
+        if (m_session->backlogSeconds() <= options().maxBacklogSeconds)
             co_return;
         asio::steady_timer timer(control().strand());
         boost::system::error_code error;
-        while (!closing_ && session_->backlogSeconds() > options().maxBacklogSeconds) {
-            lastFrame_ = Clock::now();
+        while (!m_closing && m_session->backlogSeconds() > options().maxBacklogSeconds) {
+            m_lastFrame = Clock::now();
             watch();
             timer.expires_after(std::chrono::milliseconds(50));
             co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, error));
@@ -151,42 +152,42 @@ private:
     }
 
     void send(std::string frame) {
-        if (closing_)
+        if (m_closing)
             return;
-        queuedBytes_ += frame.size();
-        queue_.push_back(std::move(frame));
-        if (queuedBytes_ > options().maxQueuedBytes) {
-            log(LogLevel::warning, "connection", "cut: user " + userId_ + " does not read what is sent");
-            closing_ = true;
+        m_queuedBytes += frame.size();
+        m_queue.push_back(std::move(frame));
+        if (m_queuedBytes > options().maxQueuedBytes) {
+            log(LogLevel::warning, "connection", "cut: user " + m_userId + " does not read what is sent");
+            m_closing = true;
             control().cut();
             return;
         }
-        if (!writing_)
+        if (!m_writing)
             writeNext();
     }
 
     void writeNext() {
-        writing_ = true;
-        writeStarted_ = Clock::now();
-        stream_.async_write(asio::buffer(queue_.front()),
-                            [self = this->shared_from_this()](const boost::system::error_code& error, size_t) {
-                                self->writing_ = false;
-                                self->queuedBytes_ -= self->queue_.front().size();
-                                self->queue_.pop_front();
-                                if (!error && !self->closing_ && !self->queue_.empty())
-                                    self->writeNext();
-                            });
+        m_writing = true;
+        m_writeStarted = Clock::now();
+        m_stream.async_write(asio::buffer(m_queue.front()),
+                             [self = this->shared_from_this()](const boost::system::error_code& error, size_t) {
+                                 self->m_writing = false;
+                                 self->m_queuedBytes -= self->m_queue.front().size();
+                                 self->m_queue.pop_front();
+                                 if (!error && !self->m_closing && !self->m_queue.empty())
+                                     self->writeNext();
+                             });
         watch();
     }
 
     /// Sets the deadline to the first thing that may be overdue.
     void watch() {
-        if (closing_ || !session_)
+        if (m_closing || !m_session)
             return;
-        auto next = lastFrame_ + options().idleTimeout;
-        if (writing_)
-            next = std::min(next, writeStarted_ + options().writeTimeout);
-        if (const auto deadline = session_->deadline())
+        auto next = m_lastFrame + options().idleTimeout;
+        if (m_writing)
+            next = std::min(next, m_writeStarted + options().writeTimeout);
+        if (const auto deadline = m_session->deadline())
             next = std::min(next, *deadline);
         std::weak_ptr<WebSocketConnection> weak = this->weak_from_this();
         control().expireAt(next, [weak] {
@@ -197,29 +198,29 @@ private:
 
     void onDeadline() {
         const auto now = Clock::now();
-        if (!session_ || closing_)
+        if (!m_session || m_closing)
             return;
-        if (writing_ && now >= writeStarted_ + options().writeTimeout) {
-            log(LogLevel::warning, "connection", "cut: user " + userId_ + " does not read what is sent");
-            closing_ = true;
+        if (m_writing && now >= m_writeStarted + options().writeTimeout) {
+            log(LogLevel::warning, "connection", "cut: user " + m_userId + " does not read what is sent");
+            m_closing = true;
             control().cut();
             return;
         }
-        if (now >= lastFrame_ + options().idleTimeout) {
+        if (now >= m_lastFrame + options().idleTimeout) {
             close(websocket::close_code::going_away, "no frame came for too long");
             return;
         }
-        if (const auto deadline = session_->deadline(); deadline && now >= *deadline)
-            session_->onDeadline();
+        if (const auto deadline = m_session->deadline(); deadline && now >= *deadline)
+            m_session->onDeadline();
         watch();
     }
 
     void close(websocket::close_code code, const char* reason) {
-        if (closing_)
+        if (m_closing)
             return;
-        closing_ = true;
+        m_closing = true;
         control().expireAfter(std::min<std::chrono::milliseconds>(options().stopTimeout, std::chrono::seconds(3)));
-        stream_.async_close({code, reason}, [self = this->shared_from_this()](const boost::system::error_code&) {});
+        m_stream.async_close({code, reason}, [self = this->shared_from_this()](const boost::system::error_code&) {});
     }
 
     static constexpr size_t readBlock = size_t{64} * 1024;
@@ -227,17 +228,17 @@ private:
     /// Of one message that is too large and read only to be dropped.
     static constexpr size_t maxDiscardedBytes = size_t{64} * 1024 * 1024;
 
-    websocket::stream<Stream, false> stream_;
-    std::shared_ptr<ConnectionState> state_;
-    std::string userId_;
-    Limits::Place place_;
-    std::shared_ptr<TranscriptionSession> session_;
-    std::deque<std::string> queue_;
-    size_t queuedBytes_ = 0;
-    bool writing_ = false;
-    bool closing_ = false;
-    Clock::time_point writeStarted_;
-    Clock::time_point lastFrame_;
+    websocket::stream<Stream, false> m_stream;
+    std::shared_ptr<ConnectionState> m_state;
+    std::string m_userId;
+    Limits::Place m_place;
+    std::shared_ptr<TranscriptionSession> m_session;
+    std::deque<std::string> m_queue;
+    size_t m_queuedBytes = 0;
+    bool m_writing = false;
+    bool m_closing = false;
+    Clock::time_point m_writeStarted;
+    Clock::time_point m_lastFrame;
 };
 
 } // namespace quillo::server

@@ -10,59 +10,59 @@ namespace quillo::server {
 /// Converts the rate of interleaved channels.
 class AudioReader::Converter {
 public:
-    Converter(int inputRate, int channels) : channels_(static_cast<size_t>(channels)) {
+    Converter(int inputRate, int channels) : m_channels(static_cast<size_t>(channels)) {
         const soxr_io_spec_t io = soxr_io_spec(SOXR_INT16_I, SOXR_INT16_I);
         const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
         soxr_error_t error = nullptr;
-        soxr_ = soxr_create(inputRate, rate, static_cast<unsigned>(channels), &error, &io, &quality, nullptr);
+        m_soxr = soxr_create(inputRate, rate, static_cast<unsigned>(channels), &error, &io, &quality, nullptr);
         if (error)
             throw std::runtime_error(std::string("cannot convert the rate of the audio: ") + error);
-        ratio_ = static_cast<double>(rate) / inputRate;
+        m_ratio = static_cast<double>(rate) / inputRate;
     }
-    ~Converter() { soxr_delete(soxr_); }
+    ~Converter() { soxr_delete(m_soxr); }
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
     /// Empty input takes out what is left; `output` is empty then when nothing is.
     void convert(std::span<const int16_t> input, std::vector<int16_t>& output) {
-        const size_t frames = input.size() / channels_;
+        const size_t frames = input.size() / m_channels;
         // What an earlier call held back comes on top; what does not fit stays inside and comes with the next one.
-        const auto room = static_cast<size_t>(std::ceil(static_cast<double>(frames) * ratio_)) + rate;
-        output.resize(room * channels_);
+        const auto room = static_cast<size_t>(std::ceil(static_cast<double>(frames) * m_ratio)) + rate;
+        output.resize(room * m_channels);
         size_t done = 0;
         const auto error =
-            soxr_process(soxr_, input.empty() ? nullptr : input.data(), frames, nullptr, output.data(), room, &done);
+            soxr_process(m_soxr, input.empty() ? nullptr : input.data(), frames, nullptr, output.data(), room, &done);
         if (error)
             throw std::runtime_error(std::string("cannot convert the rate of the audio: ") + error);
-        output.resize(done * channels_);
+        output.resize(done * m_channels);
     }
 
 private:
-    size_t channels_;
-    soxr_t soxr_;
-    double ratio_;
+    size_t m_channels;
+    soxr_t m_soxr;
+    double m_ratio;
 };
 
-AudioReader::AudioReader(const std::filesystem::path& file) : wav_(file) {
-    if (wav_.rate() != rate)
-        converter_ = std::make_unique<Converter>(wav_.rate(), wav_.channels());
-    input_.resize(static_cast<size_t>(wav_.rate()) * static_cast<size_t>(wav_.channels()));
+AudioReader::AudioReader(const std::filesystem::path& file) : m_wav(file) {
+    if (m_wav.rate() != rate)
+        m_converter = std::make_unique<Converter>(m_wav.rate(), m_wav.channels());
+    m_input.resize(static_cast<size_t>(m_wav.rate()) * static_cast<size_t>(m_wav.channels()));
 }
 
 AudioReader::~AudioReader() = default;
 
 int64_t AudioReader::length() const {
-    return static_cast<int64_t>(std::llround(static_cast<double>(wav_.frames()) * rate / wav_.rate()));
+    return static_cast<int64_t>(std::llround(static_cast<double>(m_wav.frames()) * rate / m_wav.rate()));
 }
 
 bool AudioReader::read(AudioBlock& block) {
     std::span<const int16_t> samples;
     while (samples.empty()) {
-        const size_t count = wav_.read(input_);
-        samples = std::span<const int16_t>(input_).first(count);
-        if (converter_) {
-            converter_->convert(samples, output_);
-            samples = output_;
+        const size_t count = m_wav.read(m_input);
+        samples = std::span<const int16_t>(m_input).first(count);
+        if (m_converter) {
+            m_converter->convert(samples, m_output);
+            samples = m_output;
         }
         if (count == 0 && samples.empty())
             return false;

@@ -28,19 +28,19 @@ public:
 
     /// Samples at 16 kHz that will come in all, within one or two when the rate is converted.
     [[nodiscard]] int64_t length() const;
-    [[nodiscard]] bool isStereo() const { return wav_.channels() == 2; }
+    [[nodiscard]] bool isStereo() const { return m_wav.channels() == 2; }
     /// True when the samples are passed on as they are: 16 kHz mono.
-    [[nodiscard]] bool isVerbatim() const { return wav_.channels() == 1 && wav_.rate() == rate; }
+    [[nodiscard]] bool isVerbatim() const { return m_wav.channels() == 1 && m_wav.rate() == rate; }
 
     /// The next block; false at the end. Throws std::runtime_error.
     bool read(AudioBlock& block);
 
 private:
     class Converter;
-    WavFile wav_;
-    std::unique_ptr<Converter> converter_;
-    std::vector<int16_t> input_;
-    std::vector<int16_t> output_;
+    WavFile m_wav;
+    std::unique_ptr<Converter> m_converter;
+    std::vector<int16_t> m_input;
+    std::vector<int16_t> m_output;
 };
 
 } // namespace quillo::server

@@ -116,26 +116,26 @@ std::optional<std::string> MultipartParser::boundaryOf(std::string_view contentT
 
 // The first boundary has no line break before it: one is put in front of the body.
 MultipartParser::MultipartParser(const std::string& boundary, MultipartSink& sink)
-    : sink_(sink), delimiter_("\r\n--" + boundary), pending_("\r\n") {}
+    : m_sink(sink), m_delimiter("\r\n--" + boundary), m_pending("\r\n") {}
 
 void MultipartParser::push(std::string_view bytes) {
-    if (state_ == State::epilogue)
+    if (m_state == State::epilogue)
         return;
-    pending_.append(bytes);
+    m_pending.append(bytes);
     while (step()) {
     }
-    pending_.erase(0, read_);
-    read_ = 0;
+    m_pending.erase(0, m_read);
+    m_read = 0;
 }
 
 void MultipartParser::finish() const {
-    if (state_ != State::epilogue)
+    if (m_state != State::epilogue)
         malformed("it ends before the closing boundary");
 }
 
 /// One state; false when more bytes are needed.
 bool MultipartParser::step() {
-    switch (state_) {
+    switch (m_state) {
     case State::preamble:
         return skipPreamble();
     case State::delimiter:
@@ -145,34 +145,34 @@ bool MultipartParser::step() {
     case State::body:
         return readBody();
     case State::epilogue:
-        read_ = pending_.size();
+        m_read = m_pending.size();
         return false;
     }
     return false;
 }
 
 bool MultipartParser::skipPreamble() {
-    const auto found = pending_.find(delimiter_, read_);
+    const auto found = m_pending.find(m_delimiter, m_read);
     const auto end = found == std::string::npos
-                         ? std::max(read_, pending_.size() - std::min(pending_.size(), delimiter_.size() - 1))
+                         ? std::max(m_read, m_pending.size() - std::min(m_pending.size(), m_delimiter.size() - 1))
                          : found;
-    preamble_ += end - read_;
-    read_ = end;
-    if (preamble_ > maxPreambleBytes)
+    m_preamble += end - m_read;
+    m_read = end;
+    if (m_preamble > maxPreambleBytes)
         malformed("the boundary of the Content-Type does not come");
     if (found == std::string::npos)
         return false;
-    read_ = found + delimiter_.size();
-    state_ = State::delimiter;
+    m_read = found + m_delimiter.size();
+    m_state = State::delimiter;
     return true;
 }
 
 bool MultipartParser::readDelimiter() {
-    const std::string_view rest = std::string_view(pending_).substr(read_);
+    const std::string_view rest = std::string_view(m_pending).substr(m_read);
     if (rest.size() < 2)
         return false;
     if (rest.starts_with("--")) {
-        state_ = State::epilogue;
+        m_state = State::epilogue;
         return true;
     }
     // Blanks may follow the boundary (RFC 2046 section 5.1.1).
@@ -184,15 +184,15 @@ bool MultipartParser::readDelimiter() {
     }
     if (rest.substr(text, 2) != "\r\n")
         malformed("a boundary is not followed by a line break");
-    if (++parts_ > maxParts)
+    if (++m_parts > maxParts)
         malformed("it has too many parts");
-    read_ += text + 2;
-    state_ = State::header;
+    m_read += text + 2;
+    m_state = State::header;
     return true;
 }
 
 bool MultipartParser::readHeader() {
-    const std::string_view rest = std::string_view(pending_).substr(read_);
+    const std::string_view rest = std::string_view(m_pending).substr(m_read);
     const auto end = rest.find("\r\n\r\n");
     if (end == std::string_view::npos || end > maxHeaderBytes) {
         if (rest.size() > maxHeaderBytes)
@@ -200,25 +200,25 @@ bool MultipartParser::readHeader() {
         return false;
     }
     const PartHeader header = parsePartHeader(rest.substr(0, end));
-    read_ += end + 4;
-    state_ = State::body;
-    sink_.partBegan(header);
+    m_read += end + 4;
+    m_state = State::body;
+    m_sink.partBegan(header);
     return true;
 }
 
 bool MultipartParser::readBody() {
-    const auto found = pending_.find(delimiter_, read_);
+    const auto found = m_pending.find(m_delimiter, m_read);
     const auto end = found == std::string::npos
-                         ? std::max(read_, pending_.size() - std::min(pending_.size(), delimiter_.size() - 1))
+                         ? std::max(m_read, m_pending.size() - std::min(m_pending.size(), m_delimiter.size() - 1))
                          : found;
-    if (end > read_)
-        sink_.partData(std::string_view(pending_).substr(read_, end - read_));
-    read_ = end;
+    if (end > m_read)
+        m_sink.partData(std::string_view(m_pending).substr(m_read, end - m_read));
+    m_read = end;
     if (found == std::string::npos)
         return false;
-    read_ = found + delimiter_.size();
-    state_ = State::delimiter;
-    sink_.partEnded();
+    m_read = found + m_delimiter.size();
+    m_state = State::delimiter;
+    m_sink.partEnded();
     return true;
 }
 

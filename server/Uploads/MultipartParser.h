@@ -50,13 +50,13 @@ private:
     bool readHeader();
     bool readBody();
 
-    MultipartSink& sink_;
-    std::string delimiter_; ///< with the line break before it
-    std::string pending_;
-    size_t read_ = 0; ///< how much of `pending_` is done with
-    size_t preamble_ = 0;
-    int parts_ = 0;
-    State state_ = State::preamble;
+    MultipartSink& m_sink;
+    std::string m_delimiter; ///< with the line break before it
+    std::string m_pending;
+    size_t m_read = 0; ///< how much of `pending_` is done with
+    size_t m_preamble = 0;
+    int m_parts = 0;
+    State m_state = State::preamble;
 };
 
 } // namespace quillo::server

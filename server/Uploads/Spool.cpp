@@ -32,22 +32,22 @@ int64_t sizeOf(const std::filesystem::path& file) {
 } // namespace
 
 SpoolFile::SpoolFile(std::shared_ptr<Spool> spool, std::string name, int descriptor)
-    : spool_(std::move(spool)), name_(std::move(name)), descriptor_(descriptor) {}
+    : m_spool(std::move(spool)), m_name(std::move(name)), m_descriptor(descriptor) {}
 
 SpoolFile::~SpoolFile() {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
-    if (kept_)
+    if (m_descriptor >= 0)
+        ::close(m_descriptor);
+    if (m_kept)
         return;
-    ::unlink(spool_->path(name_).c_str());
-    spool_->release(size_);
+    ::unlink(m_spool->path(m_name).c_str());
+    m_spool->release(m_size);
 }
 
 void SpoolFile::write(std::string_view bytes) {
-    spool_->reserve(static_cast<int64_t>(bytes.size()));
-    size_ += static_cast<int64_t>(bytes.size());
+    m_spool->reserve(static_cast<int64_t>(bytes.size()));
+    m_size += static_cast<int64_t>(bytes.size());
     while (!bytes.empty()) {
-        const auto written = ::write(descriptor_, bytes.data(), bytes.size());
+        const auto written = ::write(m_descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0)
@@ -57,22 +57,22 @@ void SpoolFile::write(std::string_view bytes) {
 }
 
 void SpoolFile::close() {
-    if (descriptor_ < 0)
+    if (m_descriptor < 0)
         return;
-    if (::fdatasync(descriptor_) != 0)
+    if (::fdatasync(m_descriptor) != 0)
         diskFailed("store", errno);
-    ::close(descriptor_);
-    descriptor_ = -1;
+    ::close(m_descriptor);
+    m_descriptor = -1;
 }
 
-Spool::Spool(std::filesystem::path folder, int64_t maxBytes) : folder_(std::move(folder)), maxBytes_(maxBytes) {
-    makePrivateFolder(folder_);
-    used_ = sizeOnDisk();
+Spool::Spool(std::filesystem::path folder, int64_t maxBytes) : m_folder(std::move(folder)), m_maxBytes(maxBytes) {
+    makePrivateFolder(m_folder);
+    m_used = sizeOnDisk();
 }
 
 int64_t Spool::sizeOnDisk() const {
     int64_t size = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_))
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder))
         size += sizeOf(entry.path());
     return size;
 }
@@ -94,7 +94,7 @@ void Spool::remove(const std::string& name) {
 }
 
 void Spool::retain(const std::set<std::string>& names) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
         const std::string name = entry.path().filename();
         if (!names.contains(name))
             remove(name);
@@ -102,25 +102,25 @@ void Spool::retain(const std::set<std::string>& names) {
 }
 
 int64_t Spool::used() const {
-    const std::scoped_lock lock(mutex_);
-    return used_;
+    const std::scoped_lock lock(m_mutex);
+    return m_used;
 }
 
 void Spool::reserve(int64_t bytes) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock lock(m_mutex);
     // An administrator who deletes an account does so in another process, which cannot give the bytes back.
-    if (used_ + bytes > maxBytes_)
-        used_ = std::min(used_, sizeOnDisk());
-    if (used_ + bytes > maxBytes_)
+    if (m_used + bytes > m_maxBytes)
+        m_used = std::min(m_used, sizeOnDisk());
+    if (m_used + bytes > m_maxBytes)
         throw UploadError(507, "INSUFFICIENT_STORAGE",
                           "The server holds as much audio as it may; the upload was dropped. Try again when it has "
                           "recognised some of it.");
-    used_ += bytes;
+    m_used += bytes;
 }
 
 void Spool::release(int64_t bytes) {
-    const std::scoped_lock lock(mutex_);
-    used_ -= bytes;
+    const std::scoped_lock lock(m_mutex);
+    m_used -= bytes;
 }
 
 } // namespace quillo::server

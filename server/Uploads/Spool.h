@@ -24,20 +24,20 @@ public:
     /// Everything was written: brings it to the disk, so that it survives a power cut. Throws UploadError.
     void close();
     /// From now on the file stays until `Spool::remove`.
-    void keep() { kept_ = true; }
+    void keep() { m_kept = true; }
 
-    [[nodiscard]] const std::string& name() const { return name_; }
-    [[nodiscard]] int64_t size() const { return size_; }
+    [[nodiscard]] const std::string& name() const { return m_name; }
+    [[nodiscard]] int64_t size() const { return m_size; }
 
 private:
     friend class Spool;
     SpoolFile(std::shared_ptr<Spool> spool, std::string name, int descriptor);
 
-    std::shared_ptr<Spool> spool_;
-    std::string name_;
-    int descriptor_;
-    int64_t size_ = 0;
-    bool kept_ = false;
+    std::shared_ptr<Spool> m_spool;
+    std::string m_name;
+    int m_descriptor;
+    int64_t m_size = 0;
+    bool m_kept = false;
 };
 
 /// The folder, readable by the owner alone, where uploaded audio waits to be recognised. Bounds the bytes in it.
@@ -54,7 +54,7 @@ public:
     /// Removes every file whose name is not in `names`: what a server that was killed left behind.
     void retain(const std::set<std::string>& names);
 
-    [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+    [[nodiscard]] std::filesystem::path path(const std::string& name) const { return m_folder / name; }
     /// Bytes in the folder.
     [[nodiscard]] int64_t used() const;
 
@@ -64,10 +64,10 @@ private:
     void release(int64_t bytes);
     [[nodiscard]] int64_t sizeOnDisk() const;
 
-    std::filesystem::path folder_;
-    int64_t maxBytes_;
-    mutable std::mutex mutex_;
-    int64_t used_ = 0;
+    std::filesystem::path m_folder;
+    int64_t m_maxBytes;
+    mutable std::mutex m_mutex;
+    int64_t m_used = 0;
 };
 
 } // namespace quillo::server

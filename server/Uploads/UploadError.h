@@ -10,14 +10,14 @@ class UploadError : public std::runtime_error {
 public:
     /// `status` is the HTTP status, `code` the word for programs, `detail` the cause and the next step for people.
     UploadError(int status, std::string code, const std::string& detail)
-        : std::runtime_error(detail), status_(status), code_(std::move(code)) {}
+        : std::runtime_error(detail), m_status(status), m_code(std::move(code)) {}
 
-    [[nodiscard]] int status() const { return status_; }
-    [[nodiscard]] const std::string& code() const { return code_; }
+    [[nodiscard]] int status() const { return m_status; }
+    [[nodiscard]] const std::string& code() const { return m_code; }
 
 private:
-    int status_;
-    std::string code_;
+    int m_status;
+    std::string m_code;
 };
 
 } // namespace quillo::server

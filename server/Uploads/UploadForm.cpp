@@ -20,68 +20,68 @@ std::string requireBoundary(const std::string& contentType) {
 } // namespace
 
 UploadForm::UploadForm(std::shared_ptr<Spool> spool, const std::string& contentType, int64_t maxFileBytes)
-    : spool_(std::move(spool)), maxFileBytes_(maxFileBytes), parser_(requireBoundary(contentType), *this) {}
+    : m_spool(std::move(spool)), m_maxFileBytes(maxFileBytes), m_parser(requireBoundary(contentType), *this) {}
 
 std::string* UploadForm::field(const std::string& name) {
     if (name == "language")
-        return &language_;
+        return &m_language;
     if (name == "purpose")
-        return &purpose_;
+        return &m_purpose;
     if (name == "client_recording_id")
-        return &recordingId_;
+        return &m_recordingId;
     return nullptr;
 }
 
 void UploadForm::partBegan(const PartHeader& header) {
-    field_ = field(header.name);
-    inAudio_ = header.name == audioPart;
-    if (!field_ && !inAudio_)
+    m_field = field(header.name);
+    m_inAudio = header.name == audioPart;
+    if (!m_field && !m_inAudio)
         return; // a newer client may send more; it is read and dropped
     const std::string line = header.name + "\n";
-    if (seen_.find(line) != std::string::npos)
+    if (m_seen.find(line) != std::string::npos)
         throw UploadError(400, "DUPLICATE_PART", "The form has two parts named \"" + header.name + "\"; send one.");
-    seen_ += line;
-    if (inAudio_)
-        audio_ = spool_->create();
+    m_seen += line;
+    if (m_inAudio)
+        m_audio = m_spool->create();
 }
 
 void UploadForm::partData(std::string_view bytes) {
-    if (inAudio_) {
-        if (audio_->size() + static_cast<int64_t>(bytes.size()) > maxFileBytes_)
+    if (m_inAudio) {
+        if (m_audio->size() + static_cast<int64_t>(bytes.size()) > m_maxFileBytes)
             throw UploadError(413, "UPLOAD_TOO_LARGE",
-                              "The audio is larger than the " + std::to_string(maxFileBytes_) +
+                              "The audio is larger than the " + std::to_string(m_maxFileBytes) +
                                   " bytes that this server takes; send it in pieces.");
-        hash_.update(bytes);
-        audio_->write(bytes);
-    } else if (field_) {
-        if (field_->size() + bytes.size() > maxFieldBytes)
+        m_hash.update(bytes);
+        m_audio->write(bytes);
+    } else if (m_field) {
+        if (m_field->size() + bytes.size() > maxFieldBytes)
             throw UploadError(400, "PART_TOO_LARGE",
                               "A text part of the form is longer than " + std::to_string(maxFieldBytes) + " bytes.");
-        field_->append(bytes);
+        m_field->append(bytes);
     }
 }
 
 void UploadForm::partEnded() {
-    if (field_) {
-        const auto begin = field_->find_first_not_of(" \t\r\n");
-        const auto end = field_->find_last_not_of(" \t\r\n");
-        *field_ = begin == std::string::npos ? "" : field_->substr(begin, end - begin + 1);
+    if (m_field) {
+        const auto begin = m_field->find_first_not_of(" \t\r\n");
+        const auto end = m_field->find_last_not_of(" \t\r\n");
+        *m_field = begin == std::string::npos ? "" : m_field->substr(begin, end - begin + 1);
         const auto control = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; };
-        if (std::ranges::any_of(*field_, control))
+        if (std::ranges::any_of(*m_field, control))
             throw UploadError(400, "INVALID_PART", "A text part of the form holds control characters.");
     }
-    field_ = nullptr;
-    inAudio_ = false;
+    m_field = nullptr;
+    m_inAudio = false;
 }
 
 void UploadForm::finish() {
-    parser_.finish();
-    if (!audio_)
+    m_parser.finish();
+    if (!m_audio)
         throw UploadError(400, "MISSING_PART", "The form has no part named \"file\" with the audio.");
-    if (audio_->size() == 0)
+    if (m_audio->size() == 0)
         throw UploadError(422, "NO_AUDIO", "The part \"file\" is empty; send a WAV file with 16-bit PCM audio.");
-    audio_->close();
-    audioHash_ = hash_.finish();
+    m_audio->close();
+    m_audioHash = m_hash.finish();
 }
 
 } // namespace quillo::server

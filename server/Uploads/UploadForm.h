@@ -21,17 +21,17 @@ public:
     UploadForm(const UploadForm&) = delete;
     UploadForm& operator=(const UploadForm&) = delete;
 
-    void push(std::string_view bytes) { parser_.push(bytes); }
+    void push(std::string_view bytes) { m_parser.push(bytes); }
     /// The body is over: fails when it was cut off or has no audio.
     void finish();
 
     /// After `finish`.
-    std::unique_ptr<SpoolFile> takeAudio() { return std::move(audio_); }
-    [[nodiscard]] const Sha256Value& audioHash() const { return audioHash_; }
+    std::unique_ptr<SpoolFile> takeAudio() { return std::move(m_audio); }
+    [[nodiscard]] const Sha256Value& audioHash() const { return m_audioHash; }
     /// Trimmed; empty when the part is absent.
-    [[nodiscard]] const std::string& language() const { return language_; }
-    [[nodiscard]] const std::string& purpose() const { return purpose_; }
-    [[nodiscard]] const std::string& recordingId() const { return recordingId_; }
+    [[nodiscard]] const std::string& language() const { return m_language; }
+    [[nodiscard]] const std::string& purpose() const { return m_purpose; }
+    [[nodiscard]] const std::string& recordingId() const { return m_recordingId; }
 
 private:
     void partBegan(const PartHeader& header) override;
@@ -39,18 +39,18 @@ private:
     void partEnded() override;
     std::string* field(const std::string& name);
 
-    std::shared_ptr<Spool> spool_;
-    int64_t maxFileBytes_;
-    MultipartParser parser_;
-    std::unique_ptr<SpoolFile> audio_;
-    Sha256 hash_;
-    Sha256Value audioHash_{};
-    std::string language_;
-    std::string purpose_;
-    std::string recordingId_;
-    std::string seen_;             ///< names of the parts so far, each with a line break
-    std::string* field_ = nullptr; ///< that the part goes to
-    bool inAudio_ = false;
+    std::shared_ptr<Spool> m_spool;
+    int64_t m_maxFileBytes;
+    MultipartParser m_parser;
+    std::unique_ptr<SpoolFile> m_audio;
+    Sha256 m_hash;
+    Sha256Value m_audioHash{};
+    std::string m_language;
+    std::string m_purpose;
+    std::string m_recordingId;
+    std::string m_seen;             ///< names of the parts so far, each with a line break
+    std::string* m_field = nullptr; ///< that the part goes to
+    bool m_inAudio = false;
 };
 
 } // namespace quillo::server

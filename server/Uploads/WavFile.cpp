@@ -36,24 +36,24 @@ Value field(const uint8_t* bytes) {
 
 } // namespace
 
-WavFile::WavFile(const std::filesystem::path& file) : descriptor_(::open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor_ < 0)
+WavFile::WavFile(const std::filesystem::path& file) : m_descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (m_descriptor < 0)
         throw std::runtime_error("cannot open " + file.string() + ": " + std::strerror(errno));
     try {
         readHeader();
     } catch (...) {
-        ::close(descriptor_);
+        ::close(m_descriptor);
         throw;
     }
 }
 
-WavFile::~WavFile() { ::close(descriptor_); }
+WavFile::~WavFile() { ::close(m_descriptor); }
 
 size_t WavFile::readAt(int64_t offset, void* bytes, size_t size) const {
     size_t total = 0;
     while (total < size) {
-        const auto count =
-            ::pread(descriptor_, static_cast<char*>(bytes) + total, size - total, offset + static_cast<int64_t>(total));
+        const auto count = ::pread(m_descriptor, static_cast<char*>(bytes) + total, size - total,
+                                   offset + static_cast<int64_t>(total));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -67,9 +67,9 @@ size_t WavFile::readAt(int64_t offset, void* bytes, size_t size) const {
 
 void WavFile::readHeader() {
     struct stat status {};
-    if (::fstat(descriptor_, &status) != 0)
+    if (::fstat(m_descriptor, &status) != 0)
         throw std::runtime_error(std::string("cannot look at the audio: ") + std::strerror(errno));
-    fileSize_ = status.st_size;
+    m_fileSize = status.st_size;
     std::array<uint8_t, 12> riff{};
     if (readAt(0, riff.data(), riff.size()) < riff.size() || std::memcmp(riff.data(), "RIFF", 4) != 0 ||
         std::memcmp(riff.data() + 8, "WAVE", 4) != 0)
@@ -79,20 +79,20 @@ void WavFile::readHeader() {
     for (;;) {
         std::array<uint8_t, 8> chunk{};
         if (readAt(position, chunk.data(), chunk.size()) < chunk.size())
-            unsupported(channels_ == 0 ? "has no format chunk" : "has no audio data");
+            unsupported(m_channels == 0 ? "has no format chunk" : "has no audio data");
         const auto size = field<uint32_t>(chunk.data() + 4);
         position += static_cast<int64_t>(chunk.size());
         if (std::memcmp(chunk.data(), "data", 4) == 0) {
-            if (channels_ == 0)
+            if (m_channels == 0)
                 unsupported("has its audio before the format chunk");
             // 0 and the largest number stand for "not known" in files that were written as a stream.
-            const int64_t rest = fileSize_ - position;
+            const int64_t rest = m_fileSize - position;
             const bool known = size != 0 && size <= rest;
-            offset_ = position;
-            const int64_t frameBytes = int64_t{2} * channels_;
-            frames_ = (known ? static_cast<int64_t>(size) : rest) / frameBytes;
-            end_ = offset_ + frames_ * frameBytes;
-            if (frames_ == 0)
+            m_offset = position;
+            const int64_t frameBytes = int64_t{2} * m_channels;
+            m_frames = (known ? static_cast<int64_t>(size) : rest) / frameBytes;
+            m_end = m_offset + m_frames * frameBytes;
+            if (m_frames == 0)
                 throw UploadError(422, "NO_AUDIO", "The audio holds no samples; there is nothing to recognise.");
             return;
         }
@@ -114,20 +114,20 @@ void WavFile::readHeader() {
                 unsupported("has " + std::to_string(channels) + " channels");
             if (rate < lowestRate || rate > highestRate)
                 unsupported("has " + std::to_string(rate) + " samples a second");
-            channels_ = channels;
-            rate_ = static_cast<int>(rate);
+            m_channels = channels;
+            m_rate = static_cast<int>(rate);
         }
         position += static_cast<int64_t>(size) + (size & 1U); // chunks are padded to even length
     }
 }
 
 size_t WavFile::read(std::span<int16_t> samples) {
-    const auto frameBytes = size_t{2} * static_cast<size_t>(channels_);
-    const auto wanted = std::min(samples.size_bytes() / frameBytes * frameBytes, static_cast<size_t>(end_ - offset_));
-    const size_t count = readAt(offset_, samples.data(), wanted);
+    const auto frameBytes = size_t{2} * static_cast<size_t>(m_channels);
+    const auto wanted = std::min(samples.size_bytes() / frameBytes * frameBytes, static_cast<size_t>(m_end - m_offset));
+    const size_t count = readAt(m_offset, samples.data(), wanted);
     if (count < wanted)
         throw std::runtime_error("the audio file has become shorter");
-    offset_ += static_cast<int64_t>(count);
+    m_offset += static_cast<int64_t>(count);
     return count / 2;
 }
 

@@ -16,11 +16,11 @@ public:
     WavFile(const WavFile&) = delete;
     WavFile& operator=(const WavFile&) = delete;
 
-    [[nodiscard]] int channels() const { return channels_; }
+    [[nodiscard]] int channels() const { return m_channels; }
     /// Samples per second of each channel.
-    [[nodiscard]] int rate() const { return rate_; }
+    [[nodiscard]] int rate() const { return m_rate; }
     /// Samples of each channel.
-    [[nodiscard]] int64_t frames() const { return frames_; }
+    [[nodiscard]] int64_t frames() const { return m_frames; }
 
     /// Fills `samples` with whole frames, the channels interleaved; returns how many samples were read, 0 at the end.
     /// Throws std::runtime_error when the disk fails.
@@ -30,13 +30,13 @@ private:
     void readHeader();
     [[nodiscard]] size_t readAt(int64_t offset, void* bytes, size_t size) const;
 
-    int descriptor_;
-    int64_t fileSize_ = 0;
-    int channels_ = 0;
-    int rate_ = 0;
-    int64_t frames_ = 0;
-    int64_t offset_ = 0;
-    int64_t end_ = 0;
+    int m_descriptor;
+    int64_t m_fileSize = 0;
+    int m_channels = 0;
+    int m_rate = 0;
+    int64_t m_frames = 0;
+    int64_t m_offset = 0;
+    int64_t m_end = 0;
 };
 
 } // namespace quillo::server

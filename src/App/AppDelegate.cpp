@@ -8,7 +8,7 @@
 #include "Data/TagManager.h"
 #include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
-#include "Services/AudioStorageManager.h"
+#include "Services/Recordings/AudioStorageManager.h"
 #include "UI/DesktopNotification.h"
 
 #include <QApplication>

@@ -10,8 +10,8 @@
 #include "Concurrency/TaskRunner.h"
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingStore.h"
-#include "Services/LaunchAtLogin.h"
-#include "Services/PendingTranscriptionManager.h"
+#include "Services/Desktop/LaunchAtLogin.h"
+#include "Services/Queue/PendingTranscriptionManager.h"
 #include "UI/UserInterface.h"
 
 #include <memory>

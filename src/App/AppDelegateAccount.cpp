@@ -5,7 +5,7 @@
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
 #include "Localization/LocalizationManager.h"
-#include "Services/HotkeyConfig.h"
+#include "Services/Hotkeys/HotkeyConfig.h"
 
 namespace quillo {
 

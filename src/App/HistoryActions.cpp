@@ -1,6 +1,6 @@
 #include "App/HistoryActions.h"
 
-#include "Services/AudioFileWriter.h"
+#include "Services/Recordings/AudioFileWriter.h"
 
 #include <stdexcept>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Data/ModelContext.h"
-#include "Services/PendingTranscriptionManager.h"
+#include "Services/Queue/PendingTranscriptionManager.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Concurrency/TaskRunner.h"
-#include "Services/AudioServiceProtocol.h"
+#include "Services/Microphone/AudioServiceProtocol.h"
 
 #include <functional>
 

@@ -1,5 +1,5 @@
 #include "App/SessionCheck.h"
-#include "Services/Transport/LogLines.h"
+#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/MockAuthService.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/AudioServiceProtocol.h"
+#include "Services/Microphone/AudioServiceProtocol.h"
 #include "Support/Async.h"
 
 #include <cstring>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/HotkeyServiceProtocol.h"
+#include "Services/Hotkeys/HotkeyServiceProtocol.h"
 
 namespace quillo::test {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/PermissionServiceProtocol.h"
+#include "Services/Desktop/PermissionServiceProtocol.h"
 
 namespace quillo::test {
 

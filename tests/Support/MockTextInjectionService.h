@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/TextInjectionServiceProtocol.h"
+#include "Services/Injection/TextInjectionServiceProtocol.h"
 
 #include <optional>
 #include <vector>

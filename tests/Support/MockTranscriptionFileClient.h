@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Concurrency/Wakeup.h"
-#include "Services/TranscriptionFileClientProtocol.h"
+#include "Services/Upload/TranscriptionFileClientProtocol.h"
 
 #include <QList>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/WebSocketServiceProtocol.h"
+#include "Services/Socket/WebSocketServiceProtocol.h"
 
 #include <deque>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/NetworkMonitorServiceProtocol.h"
+#include "Services/Network/NetworkMonitorServiceProtocol.h"
 
 #include <vector>
 

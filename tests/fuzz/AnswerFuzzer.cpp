@@ -1,6 +1,6 @@
 // Feeds the readers of the file transcription's answers with what libFuzzer thinks up.
 
-#include "Services/TranscriptionFileResponse.h"
+#include "Services/Upload/TranscriptionFileResponse.h"
 
 #include <cstdlib>
 #include <stdexcept>

@@ -1,6 +1,6 @@
 // Feeds the decoder of server frames with what libFuzzer thinks up.
 
-#include "Services/ServerMessageDecoding.h"
+#include "Services/Protocol/ServerMessageDecoding.h"
 
 using namespace quillo;
 

@@ -1,6 +1,6 @@
 // Feeds the reader of recordings' metadata with what libFuzzer thinks up. What it takes must survive being written.
 
-#include "Services/PendingAudioFiles.h"
+#include "Services/Recordings/PendingAudioFiles.h"
 
 #include <cstdlib>
 #include <stdexcept>

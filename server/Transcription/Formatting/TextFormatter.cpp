@@ -97,12 +97,12 @@ size_t TextFormatter::leadingMarks(const std::vector<Word>& words) {
 }
 
 TextFormatter::Written TextFormatter::preview(const std::vector<Word>& words) const {
-    State state = state_;
+    State state = m_state;
     return write(words, Ending::continues, state);
 }
 
 TextFormatter::Written TextFormatter::commit(const std::vector<Word>& words, Ending ending) {
-    return write(words, ending, state_);
+    return write(words, ending, m_state);
 }
 
 TextFormatter::Written TextFormatter::write(const std::vector<Word>& words, Ending ending, State& state) {

@@ -42,7 +42,7 @@ private:
     };
 
     static Written write(const std::vector<Word>& words, Ending ending, State& state);
-    State state_;
+    State m_state;
 };
 
 } // namespace quillo::server

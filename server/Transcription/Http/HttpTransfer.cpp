@@ -112,8 +112,8 @@ struct HttpTransfer::Request {
 
 HttpTransfer::HttpTransfer() {
     static const CURLcode initialised = curl_global_init(CURL_GLOBAL_DEFAULT);
-    library_ = std::make_unique<Library>();
-    if (initialised != CURLE_OK || !library_->multi)
+    m_library = std::make_unique<Library>();
+    if (initialised != CURLE_OK || !m_library->multi)
         throw RecogniserUnavailable("The library for HTTP requests could not be started");
 }
 
@@ -124,7 +124,7 @@ void HttpTransfer::post(const HttpRecogniserSettings& settings, const std::strin
     cancel();
     auto request = std::make_unique<Request>();
     CURL* easy = request->easy.get();
-    request->multi = library_->multi.get();
+    request->multi = m_library->multi.get();
     request->limit = settings.maxResponseBytes;
     request->form.reset(curl_mime_init(easy));
     request->field("file", writeWav(samples), "speech.wav", "audio/wav");
@@ -154,23 +154,23 @@ void HttpTransfer::post(const HttpRecogniserSettings& settings, const std::strin
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Request::receive);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, request.get());
     request->added = curl_multi_add_handle(request->multi, easy) == CURLM_OK;
-    request_ = std::move(request);
+    m_request = std::move(request);
 }
 
-void HttpTransfer::cancel() { request_.reset(); }
+void HttpTransfer::cancel() { m_request.reset(); }
 
-bool HttpTransfer::running() const { return request_ != nullptr; }
+bool HttpTransfer::running() const { return m_request != nullptr; }
 
 std::optional<HttpResult> HttpTransfer::wait(std::chrono::milliseconds longest) {
-    CURLM* multi = library_->multi.get();
+    CURLM* multi = m_library->multi.get();
     const auto ended = [&]() -> std::optional<HttpResult> {
         int active = 0;
         curl_multi_perform(multi, &active);
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi, &left))
-            if (request_ && message->msg == CURLMSG_DONE && message->easy_handle == request_->easy.get()) {
-                HttpResult result = request_->finish(message->data.result);
-                request_.reset();
+            if (m_request && message->msg == CURLMSG_DONE && message->easy_handle == m_request->easy.get()) {
+                HttpResult result = m_request->finish(message->data.result);
+                m_request.reset();
                 return result;
             }
         return std::nullopt;
@@ -181,6 +181,6 @@ std::optional<HttpResult> HttpTransfer::wait(std::chrono::milliseconds longest) 
     return ended();
 }
 
-void HttpTransfer::wake() { curl_multi_wakeup(library_->multi.get()); }
+void HttpTransfer::wake() { curl_multi_wakeup(m_library->multi.get()); }
 
 } // namespace quillo::server

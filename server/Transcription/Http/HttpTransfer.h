@@ -48,8 +48,8 @@ public:
 private:
     struct Request;
     struct Library;
-    std::unique_ptr<Library> library_;
-    std::unique_ptr<Request> request_;
+    std::unique_ptr<Library> m_library;
+    std::unique_ptr<Request> m_request;
 };
 
 /// A 16 kHz mono 16-bit WAV file.

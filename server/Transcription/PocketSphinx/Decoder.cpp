@@ -45,26 +45,26 @@ void requireReadable(const std::filesystem::path& file) {
 /// A file in memory, for a library that takes nothing but paths; leaves nothing behind.
 class MemoryFile {
 public:
-    MemoryFile(const char* name, const std::string& content) : descriptor_(memfd_create(name, MFD_CLOEXEC)) {
+    MemoryFile(const char* name, const std::string& content) : m_descriptor(memfd_create(name, MFD_CLOEXEC)) {
         size_t written = 0;
-        while (descriptor_ >= 0 && written < content.size()) {
-            const ssize_t count = write(descriptor_, content.data() + written, content.size() - written);
+        while (m_descriptor >= 0 && written < content.size()) {
+            const ssize_t count = write(m_descriptor, content.data() + written, content.size() - written);
             if (count <= 0)
                 break;
             written += static_cast<size_t>(count);
         }
         if (written < content.size()) {
-            close(descriptor_);
+            close(m_descriptor);
             throw RecogniserUnavailable("The recogniser ran out of memory while loading its dictionary");
         }
     }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
-    ~MemoryFile() { close(descriptor_); }
-    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+    ~MemoryFile() { close(m_descriptor); }
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_descriptor); }
 
 private:
-    int descriptor_;
+    int m_descriptor;
 };
 
 std::string dictionaryWithMarks(const std::filesystem::path& dictionary) {
@@ -178,7 +178,7 @@ void Decoder::Library::estimateChannel(std::span<const int16_t> opening) const {
     cmn_live_set(channel(), estimate.data());
 }
 
-Decoder::Decoder(const ModelFiles& files) : library_(std::make_unique<Library>()) {
+Decoder::Decoder(const ModelFiles& files) : m_library(std::make_unique<Library>()) {
     const std::scoped_lock lock(loadMutex());
     err_set_logfp(nullptr);
     const MemoryFile dictionary("dictionary", dictionaryWithMarks(files.dictionary));
@@ -191,10 +191,10 @@ Decoder::Decoder(const ModelFiles& files) : library_(std::make_unique<Library>()
                                         files.acoustic.parent_path().string() + "; " + remedy);
     if (!config)
         throw failure;
-    library_->decoder.reset(ps_init(config.get()));
-    if (!library_->decoder)
+    m_library->decoder.reset(ps_init(config.get()));
+    if (!m_library->decoder)
         throw failure;
-    ps_decoder_t* decoder = library_->decoder.get();
+    ps_decoder_t* decoder = m_library->decoder.get();
 
     // A set of models keeps the large one untouched: adding words to it corrupts memory in this version of the library.
     const Model large(ngram_model_read(config.get(), files.languageModel.c_str(), NGRAM_AUTO, ps_get_logmath(decoder)));
@@ -213,39 +213,39 @@ Decoder::Decoder(const ModelFiles& files) : library_(std::make_unique<Library>()
     Config frontEnd(cmd_ln_init(nullptr, ps_args(), TRUE, "-remove_silence", "no", "-remove_noise", noise, nullptr));
     frontEnd.reset(cmd_ln_parse_file_r(frontEnd.release(), ps_args(), (files.acoustic / "feat.params").c_str(), FALSE));
     if (frontEnd)
-        library_->frontEnd.reset(fe_init_auto_r(frontEnd.get()));
-    if (!library_->frontEnd)
+        m_library->frontEnd.reset(fe_init_auto_r(frontEnd.get()));
+    if (!m_library->frontEnd)
         throw failure;
-    library_->initialMean = library_->mean();
+    m_library->initialMean = m_library->mean();
 }
 
 Decoder::~Decoder() {
     const std::scoped_lock lock(loadMutex());
-    library_.reset();
+    m_library.reset();
 }
 
 void Decoder::reset() {
-    if (library_->inUtterance)
-        ps_end_utt(library_->decoder.get());
-    library_->inUtterance = false;
-    ps_start_stream(library_->decoder.get());
-    cmn_live_set(library_->channel(), library_->initialMean.data());
+    if (m_library->inUtterance)
+        ps_end_utt(m_library->decoder.get());
+    m_library->inUtterance = false;
+    ps_start_stream(m_library->decoder.get());
+    cmn_live_set(m_library->channel(), m_library->initialMean.data());
 }
 
 void Decoder::begin(std::span<const int16_t> opening) {
-    library_->meanBefore = library_->mean();
+    m_library->meanBefore = m_library->mean();
     if (!opening.empty())
-        library_->estimateChannel(opening);
-    library_->inUtterance = ps_start_utt(library_->decoder.get()) == 0;
+        m_library->estimateChannel(opening);
+    m_library->inUtterance = ps_start_utt(m_library->decoder.get()) == 0;
 }
 
 void Decoder::process(std::span<const int16_t> samples) {
-    ps_process_raw(library_->decoder.get(), samples.data(), samples.size(), FALSE, FALSE);
+    ps_process_raw(m_library->decoder.get(), samples.data(), samples.size(), FALSE, FALSE);
 }
 
 RawWords Decoder::partial() {
     RawWords words;
-    const char* hypothesis = ps_get_hyp(library_->decoder.get(), nullptr);
+    const char* hypothesis = ps_get_hyp(m_library->decoder.get(), nullptr);
     std::istringstream text(hypothesis != nullptr ? hypothesis : "");
     for (std::string word; text >> word;)
         words.push_back({word, 0, 0, 1});
@@ -254,12 +254,12 @@ RawWords Decoder::partial() {
 
 RawWords Decoder::end() {
     RawWords words;
-    ps_end_utt(library_->decoder.get());
-    library_->inUtterance = false;
-    if (ps_get_hyp(library_->decoder.get(), nullptr) != nullptr) {
-        logmath_t* logarithms = ps_get_logmath(library_->decoder.get());
+    ps_end_utt(m_library->decoder.get());
+    m_library->inUtterance = false;
+    if (ps_get_hyp(m_library->decoder.get(), nullptr) != nullptr) {
+        logmath_t* logarithms = ps_get_logmath(m_library->decoder.get());
         int begin = -1;
-        for (ps_seg_t* segment = ps_seg_iter(library_->decoder.get()); segment != nullptr;
+        for (ps_seg_t* segment = ps_seg_iter(m_library->decoder.get()); segment != nullptr;
              segment = ps_seg_next(segment)) {
             int first = 0;
             int last = 0;
@@ -278,7 +278,7 @@ RawWords Decoder::end() {
         }
     }
     if (words.empty())
-        cmn_live_set(library_->channel(), library_->meanBefore.data());
+        cmn_live_set(m_library->channel(), m_library->meanBefore.data());
     return words;
 }
 

@@ -48,7 +48,7 @@ public:
 
 private:
     struct Library;
-    std::unique_ptr<Library> library_;
+    std::unique_ptr<Library> m_library;
 };
 
 } // namespace quillo::server

@@ -6,80 +6,80 @@ namespace quillo::server {
 
 DecoderPool::DecoderPool(ModelFiles files, size_t limit, std::chrono::milliseconds idleUnload,
                          std::function<void()> unloaded)
-    : files_(std::move(files)), limit_(limit), idleUnload_(idleUnload), unloaded_(std::move(unloaded)),
-      unloader_([this] { unloadIdle(); }) {}
+    : m_files(std::move(files)), m_limit(limit), m_idleUnload(idleUnload), m_unloaded(std::move(unloaded)),
+      m_unloader([this] { unloadIdle(); }) {}
 
 DecoderPool::~DecoderPool() {
     {
-        const std::scoped_lock lock(mutex_);
-        stopping_ = true;
+        const std::scoped_lock lock(m_mutex);
+        m_stopping = true;
     }
-    changed_.notify_one();
-    unloader_.join();
+    m_changed.notify_one();
+    m_unloader.join();
 }
 
-DecoderPool::Slot::~Slot() { pool_.giveBack(std::move(decoder_)); }
+DecoderPool::Slot::~Slot() { m_pool.giveBack(std::move(m_decoder)); }
 
 Decoder& DecoderPool::Slot::decoder() {
-    if (decoder_)
-        return *decoder_;
+    if (m_decoder)
+        return *m_decoder;
     {
-        const std::scoped_lock lock(pool_.mutex_);
-        if (!pool_.idle_.empty()) {
-            decoder_ = std::move(pool_.idle_.back().decoder);
-            pool_.idle_.pop_back();
+        const std::scoped_lock lock(m_pool.m_mutex);
+        if (!m_pool.m_idle.empty()) {
+            m_decoder = std::move(m_pool.m_idle.back().decoder);
+            m_pool.m_idle.pop_back();
         }
     }
-    if (!decoder_)
-        decoder_ = std::make_unique<Decoder>(pool_.files_);
-    decoder_->reset();
-    return *decoder_;
+    if (!m_decoder)
+        m_decoder = std::make_unique<Decoder>(m_pool.m_files);
+    m_decoder->reset();
+    return *m_decoder;
 }
 
 std::unique_ptr<DecoderPool::Slot> DecoderPool::reserve() {
-    const std::scoped_lock lock(mutex_);
-    if (reserved_ == limit_)
+    const std::scoped_lock lock(m_mutex);
+    if (m_reserved == m_limit)
         return nullptr;
-    ++reserved_;
+    ++m_reserved;
     return std::make_unique<Slot>(*this);
 }
 
 size_t DecoderPool::idle() const {
-    const std::scoped_lock lock(mutex_);
-    return idle_.size();
+    const std::scoped_lock lock(m_mutex);
+    return m_idle.size();
 }
 
 void DecoderPool::giveBack(std::unique_ptr<Decoder> decoder) {
     {
-        const std::scoped_lock lock(mutex_);
-        --reserved_;
+        const std::scoped_lock lock(m_mutex);
+        --m_reserved;
         if (!decoder)
             return;
-        idle_.push_back({std::move(decoder), std::chrono::steady_clock::now()});
+        m_idle.push_back({std::move(decoder), std::chrono::steady_clock::now()});
     }
-    changed_.notify_one();
+    m_changed.notify_one();
 }
 
 void DecoderPool::unloadIdle() {
-    std::unique_lock lock(mutex_);
-    while (!stopping_) {
-        if (idle_.empty()) {
-            changed_.wait(lock);
+    std::unique_lock lock(m_mutex);
+    while (!m_stopping) {
+        if (m_idle.empty()) {
+            m_changed.wait(lock);
             continue;
         }
-        const Instant due = idle_.front().since + idleUnload_;
+        const Instant due = m_idle.front().since + m_idleUnload;
         if (std::chrono::steady_clock::now() < due) {
-            changed_.wait_until(lock, due);
+            m_changed.wait_until(lock, due);
             continue;
         }
-        std::unique_ptr<Decoder> decoder = std::move(idle_.front().decoder);
-        idle_.erase(idle_.begin());
+        std::unique_ptr<Decoder> decoder = std::move(m_idle.front().decoder);
+        m_idle.erase(m_idle.begin());
         lock.unlock();
         decoder.reset();
         // The library's blocks are small: the allocator keeps them unless told.
         malloc_trim(0);
-        if (unloaded_)
-            unloaded_();
+        if (m_unloaded)
+            m_unloaded();
         lock.lock();
     }
 }

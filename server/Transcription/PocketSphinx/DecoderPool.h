@@ -27,7 +27,7 @@ public:
     /// The right to a decoder; returns both when destroyed.
     class Slot {
     public:
-        explicit Slot(DecoderPool& pool) : pool_(pool) {}
+        explicit Slot(DecoderPool& pool) : m_pool(pool) {}
         Slot(const Slot&) = delete;
         Slot& operator=(const Slot&) = delete;
         ~Slot();
@@ -36,8 +36,8 @@ public:
         Decoder& decoder();
 
     private:
-        DecoderPool& pool_;
-        std::unique_ptr<Decoder> decoder_;
+        DecoderPool& m_pool;
+        std::unique_ptr<Decoder> m_decoder;
     };
 
     /// Null when all slots are taken. Never blocks on loading.
@@ -55,16 +55,16 @@ private:
     void giveBack(std::unique_ptr<Decoder> decoder);
     void unloadIdle();
 
-    const ModelFiles files_;
-    const size_t limit_;
-    const std::chrono::milliseconds idleUnload_;
-    const std::function<void()> unloaded_;
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<Idle> idle_; // the most recently used last
-    size_t reserved_ = 0;
-    bool stopping_ = false;
-    std::thread unloader_;
+    const ModelFiles m_files;
+    const size_t m_limit;
+    const std::chrono::milliseconds m_idleUnload;
+    const std::function<void()> m_unloaded;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Idle> m_idle; // the most recently used last
+    size_t m_reserved = 0;
+    bool m_stopping = false;
+    std::thread m_unloader;
 };
 
 } // namespace quillo::server

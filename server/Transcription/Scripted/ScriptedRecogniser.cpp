@@ -16,37 +16,37 @@ constexpr double samplesPerSecond = 16000;
 /// One thread that runs calls at their time, in order.
 class Timeline {
 public:
-    Timeline() : thread_([this] { run(); }) {}
+    Timeline() : m_thread([this] { run(); }) {}
     ~Timeline() {
         {
-            const std::scoped_lock lock(mutex_);
-            stopping_ = true;
+            const std::scoped_lock lock(m_mutex);
+            m_stopping = true;
         }
-        changed_.notify_all();
-        thread_.join();
+        m_changed.notify_all();
+        m_thread.join();
     }
     Timeline(const Timeline&) = delete;
     Timeline& operator=(const Timeline&) = delete;
 
     void at(Clock::time_point time, std::function<void()> call) {
         {
-            const std::scoped_lock lock(mutex_);
-            calls_.emplace(time, std::move(call));
+            const std::scoped_lock lock(m_mutex);
+            m_calls.emplace(time, std::move(call));
         }
-        changed_.notify_all();
+        m_changed.notify_all();
     }
 
 private:
     void run() {
-        std::unique_lock lock(mutex_);
-        while (!stopping_) {
-            if (calls_.empty()) {
-                changed_.wait(lock);
-            } else if (const auto next = calls_.begin()->first; Clock::now() < next) {
-                changed_.wait_until(lock, next);
+        std::unique_lock lock(m_mutex);
+        while (!m_stopping) {
+            if (m_calls.empty()) {
+                m_changed.wait(lock);
+            } else if (const auto next = m_calls.begin()->first; Clock::now() < next) {
+                m_changed.wait_until(lock, next);
             } else {
-                auto call = std::move(calls_.begin()->second);
-                calls_.erase(calls_.begin());
+                auto call = std::move(m_calls.begin()->second);
+                m_calls.erase(m_calls.begin());
                 lock.unlock();
                 call();
                 call = nullptr;
@@ -55,11 +55,11 @@ private:
         }
     }
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::multimap<Clock::time_point, std::function<void()>> calls_;
-    bool stopping_ = false;
-    std::thread thread_;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::multimap<Clock::time_point, std::function<void()>> m_calls;
+    bool m_stopping = false;
+    std::thread m_thread;
 };
 
 /// What a session shares with the calls that wait on the timeline.
@@ -173,79 +173,79 @@ class ScriptedSession : public RecognitionSession {
 public:
     ScriptedSession(std::shared_ptr<Timeline> timeline, std::shared_ptr<const Script> script,
                     std::shared_ptr<RecognitionListener> listener)
-        : timeline_(std::move(timeline)), script_(std::move(script)), progress_(std::make_shared<Progress>()) {
-        progress_->script = script_;
-        progress_->listener = std::move(listener);
+        : m_timeline(std::move(timeline)), m_script(std::move(script)), m_progress(std::make_shared<Progress>()) {
+        m_progress->script = m_script;
+        m_progress->listener = std::move(listener);
     }
 
     ~ScriptedSession() override {
-        const std::scoped_lock lock(progress_->mutex);
-        progress_->over = true;
-        progress_->listener.reset();
+        const std::scoped_lock lock(m_progress->mutex);
+        m_progress->over = true;
+        m_progress->listener.reset();
     }
 
     void push(std::span<const int16_t> samples) override {
         const double length = static_cast<double>(samples.size()) / samplesPerSecond;
-        const std::scoped_lock lock(mutex_);
-        sampleCount_ += samples.size();
+        const std::scoped_lock lock(m_mutex);
+        m_sampleCount += samples.size();
         const auto now = Clock::now();
-        if (script_->speed)
-            caughtUp_ = std::max(caughtUp_, now) + std::chrono::duration_cast<Clock::duration>(
-                                                       std::chrono::duration<double>(length / *script_->speed));
+        if (m_script->speed)
+            m_caughtUp = std::max(m_caughtUp, now) + std::chrono::duration_cast<Clock::duration>(
+                                                         std::chrono::duration<double>(length / *m_script->speed));
         else
-            caughtUp_ = now;
+            m_caughtUp = now;
         schedule([heard = heard()](Progress& progress) { progress.hear(heard); });
     }
 
     void finish() override {
-        const std::scoped_lock lock(mutex_);
-        caughtUp_ = std::max(caughtUp_, Clock::now());
+        const std::scoped_lock lock(m_mutex);
+        m_caughtUp = std::max(m_caughtUp, Clock::now());
         schedule([heard = heard()](Progress& progress) { progress.finish(heard); });
     }
 
     [[nodiscard]] double backlogSeconds() const override {
-        const std::scoped_lock lock(mutex_);
-        if (!script_->speed)
+        const std::scoped_lock lock(m_mutex);
+        if (!m_script->speed)
             return 0;
-        return std::max(0.0, std::chrono::duration<double>(caughtUp_ - Clock::now()).count() * *script_->speed);
+        return std::max(0.0, std::chrono::duration<double>(m_caughtUp - Clock::now()).count() * *m_script->speed);
     }
 
 private:
-    [[nodiscard]] double heard() const { return static_cast<double>(sampleCount_) / samplesPerSecond; }
+    [[nodiscard]] double heard() const { return static_cast<double>(m_sampleCount) / samplesPerSecond; }
 
     void schedule(std::function<void(Progress&)> step) {
-        timeline_->at(caughtUp_ + script_->delay, [progress = progress_, step = std::move(step)] {
+        m_timeline->at(m_caughtUp + m_script->delay, [progress = m_progress, step = std::move(step)] {
             const std::scoped_lock lock(progress->mutex);
             if (!progress->over)
                 step(*progress);
         });
     }
 
-    mutable std::mutex mutex_;
-    std::shared_ptr<Timeline> timeline_;
-    std::shared_ptr<const Script> script_;
-    std::shared_ptr<Progress> progress_;
-    size_t sampleCount_ = 0;
-    Clock::time_point caughtUp_;
+    mutable std::mutex m_mutex;
+    std::shared_ptr<Timeline> m_timeline;
+    std::shared_ptr<const Script> m_script;
+    std::shared_ptr<Progress> m_progress;
+    size_t m_sampleCount = 0;
+    Clock::time_point m_caughtUp;
 };
 
 class ScriptedRecogniser : public Recogniser {
 public:
     explicit ScriptedRecogniser(Script script)
-        : script_(std::make_shared<const Script>(std::move(script))), timeline_(std::make_shared<Timeline>()) {}
+        : m_script(std::make_shared<const Script>(std::move(script))), m_timeline(std::make_shared<Timeline>()) {}
 
     [[nodiscard]] std::string name() const override { return "scripted"; }
 
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions&,
                                              std::shared_ptr<RecognitionListener> listener) override {
-        if (!script_->unavailable.empty())
-            throw RecogniserUnavailable(script_->unavailable);
-        return std::make_unique<ScriptedSession>(timeline_, script_, std::move(listener));
+        if (!m_script->unavailable.empty())
+            throw RecogniserUnavailable(m_script->unavailable);
+        return std::make_unique<ScriptedSession>(m_timeline, m_script, std::move(listener));
     }
 
 private:
-    std::shared_ptr<const Script> script_;
-    std::shared_ptr<Timeline> timeline_;
+    std::shared_ptr<const Script> m_script;
+    std::shared_ptr<Timeline> m_timeline;
 };
 
 } // namespace

@@ -2,8 +2,8 @@
 
 #include "Core/AudioChunk.h"
 #include "Data/Models/TranscriptionRecord.h"
-#include "Services/AudioFileWriter.h"
-#include "Services/ServerMessage.h"
+#include "Services/Protocol/ServerMessage.h"
+#include "Services/Recordings/AudioFileWriter.h"
 
 #include <QDateTime>
 #include <QString>

@@ -4,14 +4,14 @@
 #include "Features/Recording/RecordingArchive.h"
 #include "Platform/Applications.h"
 #include "Platform/Sounds.h"
-#include "Services/AudioServiceProtocol.h"
 #include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Auth/TokenStorageProtocol.h"
-#include "Services/MetricsServiceProtocol.h"
-#include "Services/NetworkMonitorServiceProtocol.h"
-#include "Services/PermissionServiceProtocol.h"
-#include "Services/TextInjectionServiceProtocol.h"
-#include "Services/WebSocketServiceProtocol.h"
+#include "Services/Desktop/PermissionServiceProtocol.h"
+#include "Services/Injection/TextInjectionServiceProtocol.h"
+#include "Services/Metrics/MetricsServiceProtocol.h"
+#include "Services/Microphone/AudioServiceProtocol.h"
+#include "Services/Network/NetworkMonitorServiceProtocol.h"
+#include "Services/Socket/WebSocketServiceProtocol.h"
 
 #include <QStringList>
 

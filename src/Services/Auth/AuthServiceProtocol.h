@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Architecture/Store.h"
+#include "Architecture/Observation.h"
 #include "Concurrency/Task.h"
 
 #include <QString>

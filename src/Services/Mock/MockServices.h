@@ -1,14 +1,14 @@
 #pragma once
 
 #include "Concurrency/Clock.h"
-#include "Services/AudioServiceProtocol.h"
 #include "Services/Auth/AuthServiceProtocol.h"
-#include "Services/HotkeyServiceProtocol.h"
-#include "Services/NetworkMonitorServiceProtocol.h"
-#include "Services/PermissionServiceProtocol.h"
-#include "Services/TextInjectionServiceProtocol.h"
-#include "Services/TranscriptionFileClientProtocol.h"
-#include "Services/WebSocketServiceProtocol.h"
+#include "Services/Desktop/PermissionServiceProtocol.h"
+#include "Services/Hotkeys/HotkeyServiceProtocol.h"
+#include "Services/Injection/TextInjectionServiceProtocol.h"
+#include "Services/Microphone/AudioServiceProtocol.h"
+#include "Services/Network/NetworkMonitorServiceProtocol.h"
+#include "Services/Socket/WebSocketServiceProtocol.h"
+#include "Services/Upload/TranscriptionFileClientProtocol.h"
 
 #include <memory>
 

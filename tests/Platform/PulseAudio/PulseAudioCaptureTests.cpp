@@ -1,5 +1,5 @@
 #include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
-#include "Services/AUHALAudioService.h"
+#include "Services/Microphone/AUHALAudioService.h"
 #include "Support/AudioCapture.h"
 #include "Support/PulseAudioSession.h"
 

@@ -11,32 +11,32 @@ using namespace quillo::server;
 class GatedRecogniser::Session final : public RecognitionSession {
 public:
     Session(GatedRecogniser& owner, std::shared_ptr<RecognitionListener> listener)
-        : owner_(owner), held_(std::make_shared<Held>()) {
-        held_->listener = std::move(listener);
+        : m_owner(owner), m_held(std::make_shared<Held>()) {
+        m_held->listener = std::move(listener);
     }
     ~Session() override {
-        const std::scoped_lock lock(owner_.mutex_);
-        held_->over = true;
+        const std::scoped_lock lock(m_owner.m_mutex);
+        m_held->over = true;
     }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     void push(std::span<const int16_t> samples) override {
-        const std::scoped_lock lock(owner_.mutex_);
-        held_->samples += samples.size();
+        const std::scoped_lock lock(m_owner.m_mutex);
+        m_held->samples += samples.size();
     }
     void finish() override {
-        const std::scoped_lock lock(owner_.mutex_);
-        if (owner_.holding_)
-            owner_.finished_.push_back(held_);
+        const std::scoped_lock lock(m_owner.m_mutex);
+        if (m_owner.m_holding)
+            m_owner.m_finished.push_back(m_held);
         else
-            answer(*held_);
+            answer(*m_held);
     }
     [[nodiscard]] double backlogSeconds() const override { return 0; }
 
 private:
-    GatedRecogniser& owner_;
-    std::shared_ptr<Held> held_;
+    GatedRecogniser& m_owner;
+    std::shared_ptr<Held> m_held;
 };
 
 void GatedRecogniser::answer(Held& held) {
@@ -52,40 +52,40 @@ void GatedRecogniser::answer(Held& held) {
 
 std::unique_ptr<RecognitionSession> GatedRecogniser::open(const RecognitionOptions& options,
                                                           std::shared_ptr<RecognitionListener> listener) {
-    const std::scoped_lock lock(mutex_);
-    if (refusing_)
+    const std::scoped_lock lock(m_mutex);
+    if (m_refusing)
         throw RecogniserUnavailable("The test wants no recogniser");
-    ++opened_;
-    last_ = options;
+    ++m_opened;
+    m_last = options;
     return std::make_unique<Session>(*this, std::move(listener));
 }
 
 void GatedRecogniser::hold() {
-    const std::scoped_lock lock(mutex_);
-    holding_ = true;
+    const std::scoped_lock lock(m_mutex);
+    m_holding = true;
 }
 
 void GatedRecogniser::release() {
-    const std::scoped_lock lock(mutex_);
-    holding_ = false;
-    for (const auto& held : finished_)
+    const std::scoped_lock lock(m_mutex);
+    m_holding = false;
+    for (const auto& held : m_finished)
         answer(*held);
-    finished_.clear();
+    m_finished.clear();
 }
 
 void GatedRecogniser::refuse(bool refuse) {
-    const std::scoped_lock lock(mutex_);
-    refusing_ = refuse;
+    const std::scoped_lock lock(m_mutex);
+    m_refusing = refuse;
 }
 
 int GatedRecogniser::opened() const {
-    const std::scoped_lock lock(mutex_);
-    return opened_;
+    const std::scoped_lock lock(m_mutex);
+    return m_opened;
 }
 
 RecognitionOptions GatedRecogniser::lastOptions() const {
-    const std::scoped_lock lock(mutex_);
-    return last_;
+    const std::scoped_lock lock(m_mutex);
+    return m_last;
 }
 
 QByteArray tone(int frames, int channels) {

@@ -34,12 +34,12 @@ private:
     };
     static void answer(Held& held);
 
-    mutable std::mutex mutex_;
-    bool holding_ = false;
-    bool refusing_ = false;
-    int opened_ = 0;
-    server::RecognitionOptions last_;
-    std::vector<std::shared_ptr<Held>> finished_;
+    mutable std::mutex m_mutex;
+    bool m_holding = false;
+    bool m_refusing = false;
+    int m_opened = 0;
+    server::RecognitionOptions m_last;
+    std::vector<std::shared_ptr<Held>> m_finished;
 };
 
 /// A WAV file with a quiet tone.

@@ -24,16 +24,16 @@ TestServer::TestServer(std::shared_ptr<server::Recogniser> recogniser, server::S
     if (options.listen == server::ServerOptions().listen)
         options.listen = "127.0.0.1:0";
     options.dataFolder = dataFolder();
-    server_ = std::make_unique<server::Server>(options, std::move(recogniser));
-    server_->start();
+    m_server = std::make_unique<server::Server>(options, std::move(recogniser));
+    m_server->start();
 }
 
-std::filesystem::path TestServer::dataFolder() const { return folder_.filePath(QStringLiteral("data")).toStdString(); }
+std::filesystem::path TestServer::dataFolder() const { return m_folder.filePath(QStringLiteral("data")).toStdString(); }
 
 QByteArray TestServer::exchangeEncrypted(const QByteArray& bytes) const {
     QSslSocket socket;
     socket.setSslConfiguration(trust());
-    socket.connectToHostEncrypted(QStringLiteral("localhost"), server_->port());
+    socket.connectToHostEncrypted(QStringLiteral("localhost"), m_server->port());
     socket.write(bytes);
     // The server waits a while for the client to close first.
     QByteArray answer;
@@ -45,7 +45,7 @@ QByteArray TestServer::exchangeEncrypted(const QByteArray& bytes) const {
 }
 
 QSslConfiguration TestServer::trust() const {
-    QFile file(QString::fromStdString(server_->authorityFile().string()));
+    QFile file(QString::fromStdString(m_server->authorityFile().string()));
     EXPECT_TRUE(file.open(QIODevice::ReadOnly));
     auto configuration = QSslConfiguration::defaultConfiguration();
     configuration.setCaCertificates({QSslCertificate(&file)});
@@ -53,14 +53,14 @@ QSslConfiguration TestServer::trust() const {
 }
 
 QString TestServer::token(const char* device) const {
-    const auto answer = post(server_->port(), "/auth/anonymous",
+    const auto answer = post(m_server->port(), "/auth/anonymous",
                              QByteArray("{\"device_id\":\"") + device + "\",\"platform\":\"macos\"}");
     return QString::fromStdString(answer.body["tokens"]["access_token"].get<std::string>());
 }
 
 QUrl TestServer::streamUrl(const QString& token, bool encrypted) const {
     return QUrl((encrypted ? QStringLiteral("wss://localhost:") : QStringLiteral("ws://127.0.0.1:")) +
-                QString::number(server_->port()) + QStringLiteral("/ws/v3/transcribe?token=") + token);
+                QString::number(m_server->port()) + QStringLiteral("/ws/v3/transcribe?token=") + token);
 }
 
 QByteArray exchange(uint16_t port, const QByteArray& bytes) {

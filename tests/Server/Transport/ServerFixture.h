@@ -20,20 +20,20 @@ public:
     explicit TestServer(const char* script = nullptr, server::ServerOptions options = {});
     explicit TestServer(std::shared_ptr<server::Recogniser> recogniser, server::ServerOptions options = {});
 
-    server::Server& operator*() { return *server_; }
-    server::Server* operator->() { return server_.get(); }
+    server::Server& operator*() { return *m_server; }
+    server::Server* operator->() { return m_server.get(); }
     [[nodiscard]] QSslConfiguration trust() const;
     /// An access token of a new anonymous user.
     [[nodiscard]] QString token(const char* device = "device") const;
     [[nodiscard]] std::filesystem::path dataFolder() const;
-    [[nodiscard]] uint16_t port() const { return server_->port(); }
+    [[nodiscard]] uint16_t port() const { return m_server->port(); }
     /// Sends bytes as they are within TLS, and reads until the server closes.
     [[nodiscard]] QByteArray exchangeEncrypted(const QByteArray& bytes) const;
     [[nodiscard]] QUrl streamUrl(const QString& token, bool encrypted = false) const;
 
 private:
-    QTemporaryDir folder_;
-    std::unique_ptr<server::Server> server_;
+    QTemporaryDir m_folder;
+    std::unique_ptr<server::Server> m_server;
 };
 
 struct HttpAnswer {

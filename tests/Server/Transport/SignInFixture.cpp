@@ -67,7 +67,7 @@ Page parsePage(const QByteArray& bytes) {
 
 Page Browser::open(const QByteArray& path, const Fields& query) {
     const auto page = parsePage(
-        server_.exchangeEncrypted(requestBytes("GET", path + '?' + formEncode(query), "Cookie: " + cookie + "\r\n")));
+        m_server.exchangeEncrypted(requestBytes("GET", path + '?' + formEncode(query), "Cookie: " + cookie + "\r\n")));
     if (const auto set = page.headerValue("Set-Cookie"); !set.isEmpty())
         cookie = set.left(set.indexOf(';'));
     static const QRegularExpression pattern(QStringLiteral("name=\"form_token\" value=\"([^\"]+)\""));
@@ -81,7 +81,7 @@ Page Browser::submit(const QByteArray& path, const Fields& form, const Fields& q
 }
 
 Page Browser::post(const QByteArray& path, const Fields& query, const QByteArray& body, const QByteArray& headers) {
-    return parsePage(server_.exchangeEncrypted(
+    return parsePage(m_server.exchangeEncrypted(
         requestBytes("POST", path + '?' + formEncode(query),
                      headers + "Cookie: " + cookie + "\r\nContent-Type: application/x-www-form-urlencoded\r\n", body)));
 }

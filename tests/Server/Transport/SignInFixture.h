@@ -35,7 +35,7 @@ struct Page {
 /// A browser as far as the pages need one, over TLS: keeps the cookie and the hidden field.
 class Browser {
 public:
-    explicit Browser(const TestServer& server) : server_(server) {}
+    explicit Browser(const TestServer& server) : m_server(server) {}
 
     Page open(const QByteArray& path, const Fields& query = authorization());
     /// Opens the page and posts its form.
@@ -47,7 +47,7 @@ public:
     QByteArray token;
 
 private:
-    const TestServer& server_;
+    const TestServer& m_server;
 };
 
 constexpr const char* password = "some words in a row";

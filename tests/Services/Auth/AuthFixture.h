@@ -3,8 +3,8 @@
 #include "Core/NotificationCenter.h"
 #include "Services/Auth/AuthService.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Transport/LogLines.h"
-#include "Services/Transport/ScriptedTcpServer.h"
+#include "Services/Socket/LogLines.h"
+#include "Services/Socket/ScriptedTcpServer.h"
 #include "Support/Async.h"
 
 #include <QUrlQuery>

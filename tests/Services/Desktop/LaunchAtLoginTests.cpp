@@ -1,5 +1,5 @@
-#include "Services/LaunchAtLogin.h"
-#include "Services/Transport/LogLines.h"
+#include "Services/Desktop/LaunchAtLogin.h"
+#include "Services/Socket/LogLines.h"
 
 #include <gmock/gmock.h>
 

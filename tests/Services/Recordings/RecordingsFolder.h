@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/AudioFileWriter.h"
+#include "Services/Recordings/AudioFileWriter.h"
 
 #include <QDir>
 #include <QFile>

@@ -11,57 +11,57 @@
 namespace quillo::server::test {
 
 StandInService::StandInService(std::function<Reply(const Request&)> answer)
-    : answer_(std::move(answer)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    : m_answer(std::move(answer)), m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* plain = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, plain, size) != 0 || listen(listener_, 16) != 0 || getsockname(listener_, plain, &size) != 0)
+    if (bind(m_listener, plain, size) != 0 || listen(m_listener, 16) != 0 || getsockname(m_listener, plain, &size) != 0)
         throw std::runtime_error("no port for the stand-in service");
-    port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { accept(); });
+    m_port = ntohs(address.sin_port);
+    m_acceptor = std::thread([this] { accept(); });
 }
 
 StandInService::~StandInService() {
     {
-        const std::scoped_lock lock(mutex_);
-        stopping_ = true;
-        for (const int connection : open_)
+        const std::scoped_lock lock(m_mutex);
+        m_stopping = true;
+        for (const int connection : m_open)
             shutdown(connection, SHUT_RDWR);
     }
-    shutdown(listener_, SHUT_RDWR);
-    changed_.notify_all();
-    acceptor_.join();
-    for (std::thread& thread : threads_)
+    shutdown(m_listener, SHUT_RDWR);
+    m_changed.notify_all();
+    m_acceptor.join();
+    for (std::thread& thread : m_threads)
         thread.join();
-    close(listener_);
+    close(m_listener);
 }
 
-std::string StandInService::url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+std::string StandInService::url() const { return "http://127.0.0.1:" + std::to_string(m_port); }
 
 int StandInService::requests() {
-    const std::scoped_lock lock(mutex_);
-    return requests_;
+    const std::scoped_lock lock(m_mutex);
+    return m_requests;
 }
 
 bool StandInService::awaitRequests(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(60), [&] { return requests_ >= count; });
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, std::chrono::seconds(60), [&] { return m_requests >= count; });
 }
 
 void StandInService::accept() {
     for (;;) {
-        const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const int connection = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection < 0)
             return;
-        const std::scoped_lock lock(mutex_);
-        if (stopping_) {
+        const std::scoped_lock lock(m_mutex);
+        if (m_stopping) {
             close(connection);
             return;
         }
-        open_.push_back(connection);
-        threads_.emplace_back([this, connection] { serve(connection); });
+        m_open.push_back(connection);
+        m_threads.emplace_back([this, connection] { serve(connection); });
     }
 }
 
@@ -88,11 +88,11 @@ void StandInService::serve(int connection) {
         expected = length == std::string::npos ? 0 : std::stoul(request.head.substr(length + 16));
     }
     if (request.body.size() == expected) {
-        std::unique_lock lock(mutex_);
-        request.number = ++requests_;
-        const Reply reply = answer_(request);
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return !reply.never || stopping_; });
+        std::unique_lock lock(m_mutex);
+        request.number = ++m_requests;
+        const Reply reply = m_answer(request);
+        m_changed.notify_all();
+        m_changed.wait(lock, [&] { return !reply.never || m_stopping; });
         lock.unlock();
         const std::string text = "HTTP/1.1 " + std::to_string(reply.status) + " X\r\nConnection: close\r\n" +
                                  reply.headers + "Content-Length: " + std::to_string(reply.body.size()) + "\r\n\r\n" +
@@ -104,8 +104,8 @@ void StandInService::serve(int connection) {
             sent += static_cast<size_t>(count);
         }
     }
-    const std::scoped_lock lock(mutex_);
-    open_.remove(connection);
+    const std::scoped_lock lock(m_mutex);
+    m_open.remove(connection);
     close(connection);
 }
 

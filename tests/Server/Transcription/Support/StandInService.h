@@ -39,16 +39,16 @@ private:
     void accept();
     void serve(int connection);
 
-    std::function<Reply(const Request&)> answer_;
-    int listener_ = -1;
-    int port_ = 0;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool stopping_ = false;
-    int requests_ = 0;
-    std::list<int> open_;
-    std::list<std::thread> threads_;
-    std::thread acceptor_;
+    std::function<Reply(const Request&)> m_answer;
+    int m_listener = -1;
+    int m_port = 0;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_stopping = false;
+    int m_requests = 0;
+    std::list<int> m_open;
+    std::list<std::thread> m_threads;
+    std::thread m_acceptor;
 };
 
 } // namespace quillo::server::test

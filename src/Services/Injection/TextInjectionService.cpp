@@ -1,0 +1,352 @@
+#include "Services/Injection/TextInjectionService.h"
+
+#include "Concurrency/AsyncEvent.h"
+#include "Core/Log.h"
+#include "Services/Injection/InjectionRules.h"
+
+#include <algorithm>
+
+namespace quillo {
+namespace {
+
+// The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
+constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
+// The read ahead has the time in which the first words are spoken; a text that comes sooner waits for its end.
+constexpr auto readAheadDeadline = std::chrono::seconds(2);
+constexpr auto secureInputDeadline = std::chrono::milliseconds(60);
+constexpr auto focusDeadline = std::chrono::milliseconds(100);
+constexpr auto caretDeadline = std::chrono::milliseconds(40);
+constexpr auto rereadInterval = std::chrono::milliseconds(5);
+constexpr auto longestGrace = std::chrono::seconds(2);
+constexpr auto longestTurn = std::chrono::seconds(30);
+
+void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("TextInjection")); }
+
+QString nameOf(const std::optional<RunningApplication>& application) {
+    return application && !application->name.isEmpty() ? application->name : QStringLiteral("Unknown");
+}
+
+qsizetype characterCount(const QString& text) {
+    return std::count_if(text.begin(), text.end(), [](QChar unit) { return !unit.isLowSurrogate(); });
+}
+
+QString lastCharacterOf(const QString& text) { return text.right(text.back().isLowSurrogate() ? 2 : 1); }
+
+} // namespace
+
+struct TextInjectionService::State {
+    /// A clipboard that is to be given back.
+    struct Saved {
+        PasteboardContents contents;
+        std::shared_ptr<PasteboardOffer> offer;
+    };
+
+    /// The last text that arrived.
+    struct Delivered {
+        RunningApplication application;
+        QString lastCharacter;
+        Clock::Instant at;
+    };
+
+    State(Pasteboard& board, KeyInjector& keys, Applications& windows, Accessibility& elements, Clock& time,
+          std::function<bool()> spacing)
+        : pasteboard(board), injector(keys), applications(windows), accessibility(elements), clock(time),
+          smartSpacing(std::move(spacing)) {}
+
+    Pasteboard& pasteboard;
+    KeyInjector& injector;
+    Applications& applications;
+    Accessibility& accessibility;
+    Clock& clock;
+    std::function<bool()> smartSpacing;
+    std::optional<Delivered> predecessor;
+    TaskRunner runner{[](const QString& name, const QString& error) {
+        log(QStringLiteral("❌ %1 failed: %2").arg(name, error), LogLevel::error);
+    }};
+    QString lastUndelivered;
+    std::optional<AsyncEvent> turn; ///< set while an injection runs; its event says when the next may
+    std::optional<std::pair<PasteboardContents, uint64_t>> prepared;
+    std::optional<AsyncEvent> preparing; ///< set while the clipboard is read ahead
+    std::optional<Saved> pendingRestore;
+    std::optional<AsyncEvent> restoring; ///< set while the clipboard is being given back
+    TaskHandle restoreTask;
+
+    static Task<Delivery> inject(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restoreClipboard);
+    static Task<Delivery> injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restore);
+    static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore, PasteChord chord);
+    static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text);
+    static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
+    static Task<bool> waitForReader(std::shared_ptr<State> self, std::shared_ptr<PasteboardOffer> offer,
+                                    int readsBefore, Clock::Duration deadline);
+    static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
+    static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
+    static Task<> prepare(std::shared_ptr<State> self);
+    static Task<bool> hasFocusedTextField(std::shared_ptr<State> self);
+    static void throwUnlessDelivered(InjectionStatus status);
+};
+
+TextInjectionService::TextInjectionService(Pasteboard& pasteboard, KeyInjector& injector, Applications& applications,
+                                           Accessibility& accessibility, Clock& clock,
+                                           std::function<bool()> smartSpacing)
+    : m_state(
+          std::make_shared<State>(pasteboard, injector, applications, accessibility, clock, std::move(smartSpacing))) {}
+
+TextInjectionService::~TextInjectionService() { m_state->runner.cancelAll(); }
+
+Task<Delivery> TextInjectionService::inject(QString text, InjectionMode mode, bool restoreClipboard) {
+    return State::inject(m_state, std::move(text), mode, restoreClipboard);
+}
+
+Task<bool> TextInjectionService::hasFocusedTextField() { return State::hasFocusedTextField(m_state); }
+
+Task<> TextInjectionService::prepareForInjection() { return State::prepare(m_state); }
+
+QString TextInjectionService::lastUndelivered() const { return m_state->lastUndelivered; }
+
+Task<Delivery> TextInjectionService::insertAgain() {
+    // The user asks for it with other things on their mind than the clipboard: it keeps the text.
+    return State::inject(m_state, m_state->lastUndelivered, InjectionMode::paste, false);
+}
+
+Task<Delivery> TextInjectionService::State::inject(std::shared_ptr<State> self, QString text, InjectionMode mode,
+                                                   bool restoreClipboard) {
+    while (self->turn) {
+        const AsyncEvent previous = *self->turn;
+        co_await previous.wait(self->clock, longestTurn);
+    }
+    self->turn.emplace();
+    std::exception_ptr failure;
+    const auto application = self->applications.frontmost();
+    auto delivery = Delivery::read;
+    try {
+        delivery = co_await injectInTurn(self, text, mode, restoreClipboard);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    const bool arrived = !failure && (delivery == Delivery::read || delivery == Delivery::typed);
+    self->lastUndelivered = arrived ? QString() : text;
+    self->predecessor.reset();
+    if (arrived && application && !text.isEmpty())
+        self->predecessor = Delivered{*application, lastCharacterOf(text), self->clock.now()};
+    AsyncEvent done = *std::exchange(self->turn, std::nullopt);
+    done.set();
+    if (failure)
+        std::rethrow_exception(failure);
+    co_return delivery;
+}
+
+Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode,
+                                                         bool restore) {
+    const auto application = self->applications.frontmost();
+    log(QStringLiteral("🧩 Injecting text: mode=%1 len=%2 activeApp=%3 restoreClipboard=%4")
+            .arg(mode == InjectionMode::paste ? QStringLiteral("paste") : QStringLiteral("type"))
+            .arg(characterCount(text))
+            .arg(nameOf(application), restore ? QStringLiteral("true") : QStringLiteral("false")),
+        LogLevel::info);
+    text = textFor(application, withoutControlCharacters(text));
+    if (text.isEmpty())
+        co_return Delivery::typed;
+    if (co_await self->accessibility.isSecureInputEnabled(secureInputDeadline)) {
+        log(mode == InjectionMode::paste ? QStringLiteral("🔒 Secure Input enabled — cannot paste")
+                                         : QStringLiteral("🔒 Secure Input enabled — cannot type-inject"),
+            LogLevel::warn);
+        throw TextInjectionError(TextInjectionError::Code::secureInput);
+    }
+    if (!self->injector.isAvailable())
+        co_return co_await leaveOnClipboard(self, text);
+    if (application && co_await lacksBlank(self, *application, text))
+        text.prepend(u' ');
+    if (mode == InjectionMode::type && text.size() > longestTypedText && self->pasteboard.isAvailable()) {
+        log(QStringLiteral("⚠️ %1 characters are too many to type: pasting them").arg(characterCount(text)),
+            LogLevel::warn);
+        mode = InjectionMode::paste;
+    }
+    if (mode == InjectionMode::type && holdsKeysThatAct(text) && self->pasteboard.isAvailable()) {
+        log(QStringLiteral("🔹 The text has line ends or tabs, which act as keys: pasting it"), LogLevel::info);
+        mode = InjectionMode::paste;
+    }
+    if (mode == InjectionMode::paste && !self->pasteboard.isAvailable()) {
+        log(QStringLiteral("⚠️ No clipboard here: typing the text"), LogLevel::warn);
+        mode = InjectionMode::type;
+    }
+    if (mode == InjectionMode::type) {
+        const auto status = co_await self->injector.typeText(text, {});
+        if (status != InjectionStatus::untypable || !self->pasteboard.isAvailable()) {
+            throwUnlessDelivered(status);
+            co_return Delivery::typed;
+        }
+        log(QStringLiteral("🔹 The program in front does not tell when it has understood characters that the keyboard "
+                           "lacks: pasting them"),
+            LogLevel::info);
+    }
+    co_return co_await injectViaPaste(self, text, restore, pasteChordFor(application));
+}
+
+Task<bool> TextInjectionService::State::lacksBlank(std::shared_ptr<State> self, RunningApplication application,
+                                                   QString text) {
+    const auto& last = self->predecessor;
+    // Of a terminal nothing is known: a password may be asked for.
+    if (!last || !self->smartSpacing || !self->smartSpacing() || application.isTerminal ||
+        last->application != application || self->clock.now() - last->at > continuationTime ||
+        !needsBlankBetween(last->lastCharacter, text))
+        co_return false;
+    const QString expected = last->lastCharacter;
+    // Anything else there means that somebody has typed or gone elsewhere since.
+    co_return co_await self->accessibility.characterBeforeCaret(caretDeadline) == expected;
+}
+
+void TextInjectionService::State::throwUnlessDelivered(InjectionStatus status) {
+    switch (status) {
+    case InjectionStatus::delivered:
+        return;
+    case InjectionStatus::noEventSource:
+        throw TextInjectionError(TextInjectionError::Code::eventSource);
+    case InjectionStatus::noKeyboardEvent:
+    case InjectionStatus::cancelled:
+    case InjectionStatus::untypable:
+        throw TextInjectionError(TextInjectionError::Code::keyboardEvent);
+    }
+}
+
+Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<State> self, QString text) {
+    if (!self->pasteboard.isAvailable())
+        throw TextInjectionError(TextInjectionError::Code::eventSource);
+    self->restoreTask.cancel();
+    self->pendingRestore.reset();
+    // On the primary selection too: the middle mouse button pastes it at once.
+    if (!co_await self->pasteboard.offerText(text, true))
+        throw TextInjectionError(TextInjectionError::Code::eventSource);
+    log(QStringLiteral("⚠️ No keys can be sent here: the text is on the clipboard"), LogLevel::warn);
+    co_return Delivery::clipboardOnly;
+}
+
+Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State> self, QString text, bool restore,
+                                                           PasteChord chord) {
+    PasteboardContents saved;
+    if (restore)
+        saved = co_await saveClipboard(self);
+    self->restoreTask.cancel();
+    self->pendingRestore.reset();
+    self->prepared.reset();
+
+    const auto offer = co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert);
+    if (!offer)
+        throw TextInjectionError(TextInjectionError::Code::eventSource);
+    // Clipboard managers read at once; only a read after the chord can be the target's.
+    const int readsBefore = offer->reads();
+    const auto status = co_await self->injector.pressChord(chord);
+    const bool mayRestore = restore && !saved.isEmpty();
+    if (status != InjectionStatus::delivered && mayRestore)
+        co_await self->pasteboard.restore(saved, offer);
+    throwUnlessDelivered(status);
+
+    const Clock::Duration deadline = readDeadline + std::chrono::milliseconds(text.size() / 1000);
+    if (!co_await waitForReader(self, offer, readsBefore, deadline)) {
+        log(QStringLiteral("⚠️ Nobody has read the text yet: it stays on the clipboard"), LogLevel::warn);
+        co_return Delivery::unconfirmed;
+    }
+    if (mayRestore) {
+        self->pendingRestore = Saved{std::move(saved), offer};
+        const auto body = [weak = std::weak_ptr(self)](std::stop_token token) -> Task<> {
+            if (auto state = weak.lock())
+                return restoreAfterGrace(std::move(state), std::move(token));
+            return []() -> Task<> { co_return; }();
+        };
+        self->restoreTask = self->runner.run(QStringLiteral("Giving the clipboard back"), body);
+    }
+    co_return Delivery::read;
+}
+
+Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_ptr<State> self) {
+    if (self->restoring) {
+        const AsyncEvent restored = *self->restoring;
+        co_await restored.wait(self->clock, clipboardDeadline);
+    }
+    if (self->preparing) {
+        const AsyncEvent ready = *self->preparing;
+        co_await ready.wait(self->clock, clipboardDeadline);
+    }
+    // The text of the last dictation may still be there, with what was on the clipboard before it waiting to return.
+    if (self->pendingRestore && self->pendingRestore->offer->isOwner())
+        co_return self->pendingRestore->contents;
+    PasteboardContents contents;
+    // An owner that hung when it was asked ahead is not asked again.
+    if (self->prepared && self->pasteboard.changeCount() == self->prepared->second)
+        contents = self->prepared->first;
+    else
+        contents = co_await self->pasteboard.read(clipboardDeadline);
+    if (!contents.complete)
+        log(QStringLiteral("⚠️ The clipboard could not be read in full; what was read of it will be given back"),
+            LogLevel::warn);
+    co_return contents;
+}
+
+Task<bool> TextInjectionService::State::waitForReader(std::shared_ptr<State> self,
+                                                      std::shared_ptr<PasteboardOffer> offer, int readsBefore,
+                                                      Clock::Duration deadline) {
+    if (readsBefore == 0)
+        co_return co_await offer->waitUntilRead(std::chrono::ceil<std::chrono::milliseconds>(deadline));
+    const auto end = self->clock.now() + deadline;
+    while (offer->reads() <= readsBefore) {
+        if (self->clock.now() >= end || !offer->isOwner())
+            co_return false;
+        co_await self->clock.sleep(rereadInterval);
+    }
+    co_return true;
+}
+
+Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token) {
+    const auto offer = self->pendingRestore->offer;
+    const auto end = self->clock.now() + longestGrace;
+    for (int reads = -1; reads != offer->reads() && self->clock.now() < end;) {
+        reads = offer->reads();
+        if (!co_await self->clock.sleep(restoreGrace, token))
+            co_return;
+    }
+    // Another injection may have taken the saved contents over while this one slept.
+    if (token.stop_requested() || !self->pendingRestore || self->pendingRestore->offer != offer)
+        co_return;
+    const auto contents = std::exchange(self->pendingRestore, std::nullopt)->contents;
+    AsyncEvent restored;
+    self->restoring = restored;
+    const bool done = co_await self->pasteboard.restore(contents, offer);
+    self->restoring.reset();
+    restored.set();
+    if (!done)
+        log(QStringLiteral("🔹 The clipboard was not given back: someone has used it since"), LogLevel::debug);
+}
+
+Task<> TextInjectionService::State::prepare(std::shared_ptr<State> self) {
+    self->prepared.reset();
+    if (self->preparing)
+        co_return;
+    const auto count = self->pasteboard.changeCount();
+    // What is never going to be given back need not be known.
+    if (!self->pasteboard.isAvailable() || !self->injector.isAvailable() || !count || self->pendingRestore)
+        co_return;
+    AsyncEvent ready;
+    self->preparing = ready;
+    auto contents = co_await self->pasteboard.read(readAheadDeadline);
+    if (self->pasteboard.changeCount() == count)
+        self->prepared.emplace(std::move(contents), *count);
+    self->preparing.reset();
+    ready.set();
+}
+
+Task<bool> TextInjectionService::State::hasFocusedTextField(std::shared_ptr<State> self) {
+    const auto element = co_await self->accessibility.focusedElement(focusDeadline);
+    if (!element) {
+        log(QStringLiteral("🔍 Can't get focused element in %1 — assuming text field")
+                .arg(nameOf(self->applications.frontmost())),
+            LogLevel::debug);
+        co_return true;
+    }
+    const bool result = isTextField(*element);
+    if (!isTextRole(element->role))
+        log(QStringLiteral("🔍 Focused role=%1 — %2")
+                .arg(element->role, result ? QStringLiteral("assuming text field") : QStringLiteral("no text field")),
+            LogLevel::debug);
+    co_return result;
+}
+
+} // namespace quillo

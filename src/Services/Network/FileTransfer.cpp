@@ -1,0 +1,184 @@
+#include "Services/Network/FileTransfer.h"
+
+#include "Concurrency/AsyncStream.h"
+
+#include <QFile>
+#include <QHttpMultiPart>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QUuid>
+
+namespace quillo {
+
+namespace {
+
+/// What ended a request before the network did.
+struct Abort {
+    bool isOverlong = false;
+    bool isTimeout = false;
+};
+
+/// A name that cannot leave the quotes of a header.
+QString quoted(QString name) {
+    name.remove(QChar(u'\r')).remove(QChar(u'\n')).replace(u'"', u'_').replace(u'\\', u'_');
+    return u'"' + name + u'"';
+}
+
+QHttpPart formPart(const QString& disposition) {
+    QHttpPart part;
+    part.setHeader(QNetworkRequest::ContentDispositionHeader, QStringLiteral("form-data; ") + disposition);
+    return part;
+}
+
+/// Null when the file cannot be opened.
+std::unique_ptr<QHttpMultiPart> makeForm(const FileUpload& upload) {
+    auto form = std::make_unique<QHttpMultiPart>(QHttpMultiPart::FormDataType);
+    form->setBoundary("Boundary-" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces).toUpper());
+    auto* const file = new QFile(upload.filePath, form.get());
+    if (!file->open(QIODevice::ReadOnly))
+        return nullptr;
+    auto audio = formPart(QStringLiteral("name=\"file\"; filename=") + quoted(upload.fileName));
+    audio.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("audio/wav"));
+    audio.setBodyDevice(file);
+    form->append(audio);
+    for (const auto& [name, value] : upload.fields) {
+        auto part = formPart(QStringLiteral("name=") + quoted(QString::fromLatin1(name)));
+        part.setBody(value.toUtf8());
+        form->append(part);
+    }
+    return form;
+}
+
+FileTransfer::Answer readAnswer(QNetworkReply& reply, const Abort& abort) {
+    using Outcome = FileTransfer::Answer::Outcome;
+    FileTransfer::Answer answer;
+    answer.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer.redirectTo = reply.header(QNetworkRequest::LocationHeader).toUrl().host();
+    if (reply.isOpen()) // not after an abort
+        answer.body = reply.readAll();
+    // From here on the errors say what the status says already.
+    const bool isWhole = reply.error() == QNetworkReply::NoError || reply.error() >= QNetworkReply::ContentAccessDenied;
+    if (abort.isOverlong || answer.body.size() > FileTransfer::longestAnswer) {
+        answer.outcome = Outcome::unusable;
+        answer.failure = QStringLiteral("the answer is too long");
+    } else if (abort.isTimeout) {
+        answer.outcome = answer.status != 0 ? Outcome::unusable : Outcome::unreachable;
+        answer.failure = QStringLiteral("it did not answer in time");
+    } else if (answer.status == 0 || !isWhole) {
+        answer.outcome = Outcome::unreachable;
+        answer.failure = reply.errorString();
+        answer.isHandshakeFailure = reply.error() == QNetworkReply::SslHandshakeFailedError;
+    } else {
+        answer.outcome = Outcome::answered;
+    }
+    return answer;
+}
+
+} // namespace
+
+struct FileTransfer::Core {
+    Prepare prepare;
+    Clock& clock;
+    std::unique_ptr<QObject> requests; ///< parent of all that run; null once the owner has gone
+};
+
+FileTransfer::FileTransfer(Prepare prepare, Clock& clock)
+    : m_core(new Core{std::move(prepare), clock, std::make_unique<QObject>()}) {}
+
+FileTransfer::~FileTransfer() { m_core->requests.reset(); }
+
+Task<FileTransfer::Answer> FileTransfer::send(Request request) { return send(m_core, std::move(request)); }
+
+Task<FileTransfer::Answer> FileTransfer::send(std::shared_ptr<Core> core, Request request) {
+    Answer answer;
+    for (int number = 1; number <= 2 && core->requests; ++number) {
+        answer = co_await attempt(core, request);
+        if (!answer.isHandshakeFailure)
+            break;
+        // The local server may have made its authority since.
+    }
+    co_return answer;
+}
+
+Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Request description) {
+    QNetworkRequest request(description.url);
+    request.setRawHeader("Authorization", "Bearer " + description.accessToken.toUtf8());
+    // The word by which the servers know the desktop application, whatever the desktop.
+    request.setRawHeader("X-Platform", "macOS");
+    // A short answer may unpack to a very long one.
+    request.setRawHeader("Accept-Encoding", "identity");
+    request.setRawHeader("Connection", "close");
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    // With one request at a time it gains nothing.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    if (core->prepare)
+        core->prepare(request);
+
+    // A manager for each request. Requests are minutes apart, and a kept connection would fail one whenever the server
+    // has closed it meanwhile; a POST is not sent again by itself.
+    auto* const network = new QNetworkAccessManager(core->requests.get());
+    QNetworkReply* reply = nullptr;
+    if (description.upload) {
+        auto form = makeForm(*description.upload);
+        if (!form) {
+            delete network;
+            co_return Answer{.failure = QStringLiteral("the audio file cannot be opened")};
+        }
+        request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          QByteArray("multipart/form-data; boundary=" + form->boundary()));
+        reply = network->post(request, form.get());
+        form.release()->setParent(reply);
+    } else {
+        reply = network->get(request);
+    }
+
+    struct Watch {
+        Abort abort;
+        Clock::TimerHandle timer;
+    };
+    const auto watch = std::make_shared<Watch>();
+    const auto arm = [reply, watch, core, timeout = description.timeout] {
+        watch->timer = core->clock.callLater(timeout, [reply, watch] {
+            watch->abort.isTimeout = true;
+            reply->abort();
+        });
+    };
+    arm();
+    auto [answers, sink] = AsyncStream<Answer>::make(EventExecutor::main());
+    QObject::connect(reply, &QNetworkReply::uploadProgress, reply, [arm, reply](qint64, qint64) {
+        if (!reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
+            arm();
+    });
+    const auto refuseBeyondLimit = [reply, watch](qint64 bytes) {
+        if (bytes <= longestAnswer || watch->abort.isOverlong)
+            return;
+        watch->abort.isOverlong = true;
+        reply->abort();
+    };
+    QObject::connect(
+        reply, &QNetworkReply::metaDataChanged, reply,
+        [arm, reply, refuseBeyondLimit] {
+            // Once, so that an answer that trickles has an end.
+            arm();
+            refuseBeyondLimit(reply->header(QNetworkRequest::ContentLengthHeader).toLongLong());
+        },
+        Qt::SingleShotConnection);
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, refuseBeyondLimit);
+    QObject::connect(reply, &QNetworkReply::finished, reply, [network, reply, watch, sink = sink] {
+        watch->timer.reset();
+        sink.yield(readAnswer(*reply, watch->abort));
+        sink.finish();
+        network->deleteLater();
+    });
+    // With its manager the reply goes without a word.
+    QObject::connect(reply, &QObject::destroyed, [watch, sink = sink] {
+        watch->timer.reset();
+        sink.finish();
+    });
+    auto answer = co_await answers.next();
+    if (!answer)
+        co_return Answer{.failure = QStringLiteral("the request was dropped")};
+    co_return *std::move(answer);
+}
+
+} // namespace quillo

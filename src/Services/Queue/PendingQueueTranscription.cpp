@@ -1,0 +1,285 @@
+#include "Services/Queue/PendingQueue.h"
+#include "Services/Queue/PendingQueueLog.h"
+#include "Services/Queue/PendingRetryRules.h"
+#include "Services/Recordings/PendingAudioFiles.h"
+
+namespace quillo {
+
+/// One recording on its way to a text.
+struct PendingQueue::Item {
+    QString audioId;
+    QString language;
+    QString purpose;
+    std::optional<QString> clientRecordingId;
+    std::optional<QString> systemAudioId;
+    bool isMeeting = false;
+    int request = 0; ///< which of the requests for this audio it answers
+};
+
+namespace {
+
+int64_t attemptsOf(const QList<RecordPointer>& records) {
+    int64_t attempts = 0;
+    for (const auto& record : records)
+        attempts = std::max(attempts, record->retryCount);
+    return attempts;
+}
+
+/// Seconds since the latest attempt; nothing when there was none.
+std::optional<int64_t> secondsSinceAttempt(const QList<RecordPointer>& records, const QDateTime& now) {
+    std::optional<int64_t> seconds;
+    for (const auto& record : records)
+        if (record->lastRetryAt)
+            seconds = std::min<int64_t>(seconds.value_or(std::numeric_limits<int64_t>::max()),
+                                        record->lastRetryAt->secsTo(now));
+    return seconds;
+}
+
+QString inSeconds(int64_t attempts) { return QStringLiteral("%1s").arg(pendingRetry::backoff(attempts).count()); }
+
+/// Whether the server refused this very recording, so that its recovery changes nothing.
+bool isRejection(const TranscriptionFileClientError& error) {
+    return error.kind() == TranscriptionFileClientError::Kind::serverError && error.status() >= 400 &&
+           error.status() < 500 && error.status() != 401 && error.status() != 408 && error.status() != 429;
+}
+
+} // namespace
+
+std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
+    const auto& audioId = group.audioId;
+    // Others may have gone on with them while those in front were sent.
+    auto waiting = group.records;
+    waiting.removeIf([&](const RecordPointer& record) {
+        return record->status != RecordStatus::pendingTranscription || record->pendingAudioId != audioId;
+    });
+    if (waiting.isEmpty())
+        return std::nullopt;
+    const auto now = services.clock.wallTime();
+    std::optional<PendingAudioMetadata> metadata;
+    const auto read = [&] {
+        try {
+            metadata = pendingAudioFiles::metadataOrDefaults(audioId);
+        } catch (const FileError&) {
+            metadata.reset(); // the attempt will say that the audio is gone
+        }
+    };
+
+    const auto attempts = attemptsOf(waiting);
+    const auto age = waiting.front()->createdAt.secsTo(now);
+    if (age >= pendingRetry::longestAge.count()) {
+        read();
+        // Audio that was kept anyway waits only since the user asked for it.
+        if (!metadata || metadata->isPending()) {
+            queueLog(QStringLiteral("❌ Pending recording expired (age=%1h): %2").arg(age / 3600).arg(audioId),
+                     LogLevel::error);
+            m_hasChanged = true;
+            PendingRecords::giveUp(waiting, RecordStatus::transcriptionFailed);
+            if (records->save() && metadata)
+                pendingAudioFiles::markCompleted(audioId, now);
+            return std::nullopt;
+        }
+    }
+    if (attempts >= pendingRetry::maximumAttempts) {
+        queueLog(QStringLiteral("🛑 Pending recording exceeded max retry attempts (%1) — marking unrecognized (audio "
+                                "preserved): %2")
+                     .arg(attempts)
+                     .arg(audioId),
+                 LogLevel::warn);
+        m_hasChanged = true;
+        markUnrecognized(audioId, waiting);
+        return std::nullopt;
+    }
+    const auto waited = secondsSinceAttempt(waiting, now);
+    if (waited && pendingRetry::remainingWait(attempts, *waited) > 0) {
+        // Once for each wait: the check comes every half minute, the wait may be hours.
+        if (m_toldTooSoon.value(audioId, -1) != attempts)
+            queueLog(QStringLiteral("⏳ %1 — too soon (waited %2s of %3)")
+                         .arg(audioId)
+                         .arg(*waited)
+                         .arg(inSeconds(attempts)),
+                     LogLevel::debug);
+        m_toldTooSoon.insert(audioId, attempts);
+        return std::nullopt;
+    }
+    m_hasChanged = true;
+    if (!metadata)
+        read();
+    const auto& record = *waiting.front();
+    Item item{.audioId = audioId,
+              .language = metadata ? metadata->primaryLanguage : QString(),
+              .purpose = metadata && !metadata->isPending() ? transcriptionPurpose::retranscribe
+                                                            : transcriptionPurpose::pending,
+              .clientRecordingId = record.clientRecordingId,
+              .systemAudioId = metadata ? metadata->systemAudioId : std::nullopt,
+              .isMeeting = record.isMeetingMode,
+              .request = m_requests.value(audioId)};
+    if (!item.clientRecordingId && metadata)
+        item.clientRecordingId = metadata->clientRecordingId;
+    return item;
+}
+
+Task<PendingQueue::Step> PendingQueue::process(Self self, Group group) {
+    const auto item = self->prepare(group);
+    if (!item)
+        co_return Step::done;
+    const auto& audioId = item->audioId;
+    queueLog(QStringLiteral("🔄 Processing pending recording: %1").arg(audioId));
+    // Another transcription is not found with the old one.
+    if (item->isMeeting && item->clientRecordingId && item->purpose == transcriptionPurpose::pending) {
+        const auto recovery = co_await recoverMeeting(self, *item);
+        if (self->isClosed)
+            co_return Step::pause;
+        if (self->m_requests.value(audioId) != item->request)
+            co_return Step::again;
+        if (recovery != MeetingRecovery::none)
+            co_return Step::done;
+    }
+    co_return co_await transcribe(self, *item);
+}
+
+Task<PendingQueue::MeetingRecovery> PendingQueue::recoverMeeting(Self self, Item item) {
+    const auto id = *item.clientRecordingId;
+    QString reason = QStringLiteral("the server knows no such recording");
+    try {
+        const auto found = co_await self->services.client.recoverDiarizationByRecordingId(id);
+        if (self->isClosed || self->m_requests.value(item.audioId) != item.request)
+            co_return MeetingRecovery::none;
+        if (found && found->isDone() && found->result && !found->result->plainText.trimmed().isEmpty()) {
+            const auto waiting = self->records->pendingWith(item.audioId);
+            self->settleSuccess(item.audioId, self->records->applyDiarization(waiting, *found->result));
+            queueLog(QStringLiteral("✅ Fast diarization recovery via clientRecordingId: %1").arg(id));
+            co_return MeetingRecovery::done;
+        }
+        if (found && !found->isDone() && !found->hasFailed()) {
+            queueLog(QStringLiteral("⏳ Diarization still processing for %1 (%2) — will retry later without "
+                                    "incrementing counter")
+                         .arg(id, found->status));
+            co_return MeetingRecovery::running;
+        }
+        if (!found)
+            co_return MeetingRecovery::none;
+        reason = found->message.value_or(found->status);
+    } catch (const std::exception& error) {
+        reason = QString::fromUtf8(error.what());
+    }
+    queueLog(
+        QStringLiteral("⚠️ Fast diarization recovery failed for %1 (%2) — falling back to audio upload").arg(id, reason),
+        LogLevel::warn);
+    co_return MeetingRecovery::none;
+}
+
+Task<PendingQueue::Step> PendingQueue::transcribe(Self self, Item item) {
+    std::optional<DiarizeResponse> meeting;
+    std::optional<TranscriptionFileResponse> dictation;
+    std::exception_ptr error;
+    try {
+        if (item.isMeeting) {
+            queueLog(QStringLiteral("🎙️ Meeting mode re-transcription via HTTP /diarize: mic=%1 bytes, system=%2 bytes")
+                         .arg(pendingAudioFiles::audioBytes(item.audioId))
+                         .arg(pendingAudioFiles::audioBytes(item.systemAudioId.value_or(QString()))));
+            meeting = co_await self->services.client.diarizeRecord(item.audioId, item.language);
+        } else {
+            queueLog(
+                QStringLiteral("📡 transcribeViaHTTP: starting (id=%1, language=%2)").arg(item.audioId, item.language));
+            dictation = co_await self->services.client.retranscribeRecord(item.audioId, item.language, item.purpose,
+                                                                          item.clientRecordingId);
+        }
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (self->isClosed)
+        co_return Step::pause;
+    // Asked for in another language, say, while this one was on its way.
+    if (self->m_requests.value(item.audioId) != item.request)
+        co_return Step::again;
+    if (error)
+        co_return self->settleFailure(item, error);
+    const auto text = (meeting ? meeting->plainText : dictation->text).trimmed();
+    if (text.isEmpty())
+        co_return self->settleEmpty(item);
+    // What the user deleted meanwhile is gone, and its text with it.
+    const auto waiting = self->records->pendingWith(item.audioId);
+    if (meeting) {
+        queueLog(QStringLiteral("✅ Meeting mode transcribed via HTTP /diarize: %1 (%2 characters, %3 speakers)")
+                     .arg(item.audioId)
+                     .arg(text.size())
+                     .arg(meeting->speakerCount.value_or(0)));
+        co_return self->settleSuccess(item.audioId, self->records->applyDiarization(waiting, *meeting));
+    }
+    queueLog(QStringLiteral("📡 transcribeViaHTTP: success! %1 characters (id=%2)").arg(text.size()).arg(item.audioId));
+    co_return self->settleSuccess(item.audioId, self->records->applyText(waiting, *dictation));
+}
+
+PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const RecordPointer& record) {
+    if (!record)
+        return Step::done;
+    m_rejected.remove(audioId);
+    m_toldTooSoon.remove(audioId);
+    if (!records->save()) {
+        // The text is in memory; until it is in the file the audio counts as waiting.
+        m_unsaved.insert_or_assign(audioId, record);
+        return Step::done;
+    }
+    queueLog(QStringLiteral("✅ Updated pending record with transcription: %1")
+                 .arg(record->id.toString(QUuid::WithoutBraces)));
+    publish(audioId, record);
+    return Step::done;
+}
+
+PendingQueue::Step PendingQueue::settleEmpty(const Item& item) {
+    queueLog(QStringLiteral("📡 transcribeViaHTTP: server returned empty text for %1").arg(item.audioId));
+    const auto waiting = records->pendingWith(item.audioId);
+    // Both count: the file's number survives a history that does not.
+    const bool isPointless = records->recordEmptyResult(waiting);
+    pendingAudioFiles::incrementDiskEmptyResultCount(item.audioId);
+    if (isPointless) {
+        queueLog(QStringLiteral("🔇 Marking recording as unrecognized (0 words after multiple attempts): %1")
+                     .arg(item.audioId));
+        markUnrecognized(item.audioId, waiting);
+        return Step::done;
+    }
+    records->recordAttempt(waiting);
+    records->save();
+    queueLog(QStringLiteral("🔇 STT returned 0 words for: %1. Will retry in %2")
+                 .arg(item.audioId, inSeconds(attemptsOf(waiting))));
+    return Step::done;
+}
+
+PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exception_ptr& error) {
+    using Kind = TranscriptionFileClientError::Kind;
+    QString reason = QStringLiteral("unknown");
+    bool isRejected = false;
+    try {
+        std::rethrow_exception(error);
+    } catch (const TranscriptionFileClientError& failure) {
+        reason = failure.message();
+        isRejected = isRejection(failure);
+        if (failure.kind() == Kind::notAuthenticated) {
+            queueLog(QStringLiteral("🔒 Nobody is signed in — pausing"), LogLevel::warn);
+            m_isSignedOut = true;
+            return Step::pause;
+        }
+        if (failure.kind() == Kind::audioFileMissing || failure.kind() == Kind::audioFileUnreadable)
+            queueLog(QStringLiteral("❌ Could not read PCM file for: %1").arg(item.audioId), LogLevel::error);
+    } catch (const std::exception& failure) {
+        reason = QString::fromUtf8(failure.what());
+    }
+    if (!services.network.isConnected()) {
+        // Not the recording's fault, nor the server's.
+        queueLog(QStringLiteral("🌐 Network lost during processing — pausing"));
+        return Step::pause;
+    }
+    if (isRejected)
+        m_rejected.insert(item.audioId);
+    else
+        m_rejected.remove(item.audioId);
+    const auto waiting = records->pendingWith(item.audioId);
+    records->recordAttempt(waiting);
+    records->save();
+    queueLog(QStringLiteral("❌ Failed to transcribe pending recording: %1 (%2). Next retry in %3")
+                 .arg(item.audioId, reason, inSeconds(attemptsOf(waiting))),
+             LogLevel::error);
+    return Step::done;
+}
+
+} // namespace quillo

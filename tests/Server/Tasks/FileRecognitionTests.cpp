@@ -1,0 +1,176 @@
+#include "Diarization/SpeakerTracker.h"
+#include "Server/Transcription/Support/Speech.h"
+#include "Tasks/FileRecognition.h"
+#include "Tasks/TaskResults.h"
+#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/Scripted/ScriptedRecogniser.h"
+#include "Uploads/UploadError.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <stdlib.h>
+#include <thread>
+
+using namespace quillo::server;
+using namespace quillo::server::test;
+
+namespace {
+
+void append(std::string& file, uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i)
+        file += static_cast<char>(value >> (8 * i) & 0xff);
+}
+
+std::string wavOf(const Samples& samples, int channels = 1) {
+    std::string file = "RIFF";
+    const auto size = static_cast<uint32_t>(samples.size() * 2);
+    append(file, size + 36, 4);
+    file += "WAVEfmt ";
+    append(file, 16, 4);
+    append(file, 1, 2);
+    append(file, static_cast<uint32_t>(channels), 2);
+    append(file, 16000, 4);
+    append(file, 32000 * static_cast<uint32_t>(channels), 4);
+    append(file, 2 * static_cast<uint32_t>(channels), 2);
+    append(file, 16, 2);
+    file += "data";
+    append(file, size, 4);
+    return file.append(reinterpret_cast<const char*>(samples.data()), samples.size() * 2);
+}
+
+class FileRecognition : public testing::Test {
+protected:
+    FileRecognition() {
+        std::string name = (std::filesystem::temp_directory_path() / "recognition-XXXXXX").string();
+        folder = ::mkdtemp(name.data());
+    }
+    ~FileRecognition() override { std::filesystem::remove_all(folder); }
+
+    std::filesystem::path write(const Samples& samples, int channels = 1) {
+        const auto file = folder / "audio.wav";
+        std::ofstream(file, std::ios::binary) << wavOf(samples, channels);
+        return file;
+    }
+    static long residentKilobytes() {
+        long pages = 0;
+        long resident = 0;
+        std::ifstream("/proc/self/statm") >> pages >> resident;
+        return resident * 4;
+    }
+
+    std::filesystem::path folder;
+};
+
+TEST_F(FileRecognition, ATwoVoiceConversationGetsItsWordsAndItsSpeakers) {
+    Samples samples;
+    std::vector<double> starts{0};
+    const auto first = sentences()[0].text;
+    const auto second = sentences()[1].text;
+    for (const auto& [voice, text] : {std::pair("rms", first), std::pair("slt", second), std::pair("rms", second)}) {
+        const auto speech = speak(voice, text);
+        samples.insert(samples.end(), speech.begin(), speech.end());
+        starts.push_back(static_cast<double>(samples.size()) / 16000);
+    }
+    const auto recogniser = makePocketSphinxRecogniser({});
+    AudioReader audio(write(samples));
+    SpeakerTracker speakers;
+    FileRecognitionSettings settings;
+    settings.language = "en";
+    settings.background = false; // whatever else this machine does meanwhile
+    double progress = 0;
+    settings.onProgress = [&](double share) {
+        EXPECT_GE(share, progress);
+        progress = share;
+    };
+    settings.onAudio = [&](const AudioBlock& block) { speakers.push(block.mono); };
+    const auto file = recogniseFile(*recogniser, audio, settings, {});
+    EXPECT_GT(progress, 0.9);
+    EXPECT_EQ(file.sampleCount, static_cast<int64_t>(samples.size()));
+
+    const Json result = diarizationResult(file, speakers.finish(), "pocketsphinx");
+    EXPECT_EQ(result["speaker_count"], 2);
+    ASSERT_EQ(result["segments"].size(), 3U) << result;
+    const char* labels[] = {"Speaker 1", "Speaker 2", "Speaker 1"};
+    const std::string_view texts[] = {first, second, second};
+    size_t errors = 0;
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(result["segments"][i]["speaker_label"], labels[i]);
+        // A second of noise comes before each sentence, the rest of a second after it.
+        EXPECT_NEAR(result["segments"][i]["start"].get<double>(), starts[i] + 1, 0.4);
+        EXPECT_NEAR(result["segments"][i]["end"].get<double>(), starts[i + 1] - 0.8, 0.4);
+        errors += wordErrors(texts[i], result["segments"][i]["text"].get<std::string>());
+    }
+    EXPECT_LE(errors, 2U) << result;
+    EXPECT_EQ(result["plain_text"], file.text);
+}
+
+TEST_F(FileRecognition, HoldsALittleOfALongFile) {
+    // Two hours, made of the same minute, as large as 230 MB.
+    const auto file = folder / "long.wav";
+    const std::string minute = wavOf(Samples(size_t{16000} * 60, 100));
+    {
+        std::ofstream stream(file, std::ios::binary);
+        stream << minute;
+        for (int i = 1; i < 120; ++i)
+            stream.write(minute.data() + 44, static_cast<std::streamsize>(minute.size() - 44));
+    }
+    // The header tells of a minute only; what follows it counts when the length is not known.
+    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(40).write("\xff\xff\xff\xff", 4);
+    const auto recogniser = makeScriptedRecogniser(Script::defaultScript());
+    AudioReader audio(file);
+    SpeakerTracker speakers;
+    FileRecognitionSettings settings;
+    [[maybe_unused]] long most = 0;
+    [[maybe_unused]] const long before = residentKilobytes();
+    settings.onAudio = [&](const AudioBlock& block) {
+        speakers.push(block.mono);
+        most = std::max(most, residentKilobytes());
+    };
+    const auto result = recogniseFile(*recogniser, audio, settings, {});
+    EXPECT_EQ(result.sampleCount, int64_t{16000} * 7200);
+    EXPECT_EQ(result.text.substr(0, 19), "the quick brown fox");
+    // The sanitizers keep what was freed for a while, and shadows of all of it.
+#if !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer)
+    EXPECT_LT(most - before, 60000); // kB
+#endif
+}
+
+struct Failure {
+    const char* name;
+    const char* script;
+    const char* text;
+    bool unavailable;
+};
+
+TEST_F(FileRecognition, FailuresOfTheRecogniserAreTold) {
+    const Failure cases[] = {
+        {"at some time", R"({"events": [{"at": 1, "fail": "it broke"}]})", "it broke", false},
+        {"out of order", R"({"events": [{"at": 1, "unavailable": "no model"}]})", "no model", true},
+        {"silent at the end", R"({"words": ["a"], "finish": "never"})", "stopped answering", true},
+    };
+    for (const auto& [name, script, text, unavailable] : cases) {
+        const auto recogniser = makeScriptedRecogniser(Script::fromJson(script));
+        AudioReader audio(write(Samples(size_t{16000} * 30)));
+        FileRecognitionSettings settings;
+        settings.stallTimeout = std::chrono::milliseconds(200);
+        try {
+            recogniseFile(*recogniser, audio, settings, {});
+            ADD_FAILURE() << name;
+        } catch (const RecognitionFailed& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(text)) << name;
+            EXPECT_EQ(error.isUnavailable, unavailable) << name;
+        }
+    }
+}
+
+TEST_F(FileRecognition, StopsWhenAsked) {
+    const auto recogniser = makeScriptedRecogniser(Script::fromJson(R"({"words": ["a"], "speed": 1})"));
+    AudioReader audio(write(Samples(size_t{16000} * 60)));
+    std::stop_source stop;
+    FileRecognitionSettings settings;
+    settings.onAudio = [&](const AudioBlock&) { stop.request_stop(); };
+    EXPECT_THROW(recogniseFile(*recogniser, audio, settings, stop.get_token()), RecognitionStopped);
+}
+
+} // namespace

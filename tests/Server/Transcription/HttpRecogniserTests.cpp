@@ -1,0 +1,257 @@
+#include "Server/Transcription/Support/CollectingListener.h"
+#include "Server/Transcription/Support/Speech.h"
+#include "Server/Transcription/Support/StandInService.h"
+#include "Transcription/HttpRecogniser.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace quillo::server::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Request = StandInService::Request;
+using Reply = StandInService::Reply;
+
+constexpr const char* key = "sk-secret-key";
+
+HttpRecogniserSettings settingsFor(const StandInService& service) {
+    HttpRecogniserSettings settings;
+    settings.url = service.url();
+    settings.key = key;
+    settings.model = "whisper-1";
+    settings.partialInterval = {};
+    settings.retryDelay = std::chrono::milliseconds(1);
+    return settings;
+}
+
+/// Something loud enough to count as speech.
+Samples voice(double seconds) {
+    Samples samples = noise(seconds);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<int16_t>(samples[i] + (i % 64 < 32 ? 4000 : -4000));
+    return samples;
+}
+
+std::string recognise(Recogniser& recogniser, const std::vector<Samples>& pieces,
+                      const std::vector<std::string>& languages = {}) {
+    const auto listener = std::make_shared<CollectingListener>();
+    const auto session = recogniser.open({languages, false}, listener);
+    for (const Samples& piece : pieces)
+        session->push(piece);
+    session->finish();
+    return listener->awaitText();
+}
+
+TEST(HttpRecogniser, SendsEachUtteranceAsAFileAndJoinsTheAnswers) {
+    std::vector<Request> requests;
+    StandInService service([&](const Request& request) -> Reply {
+        requests.push_back(request);
+        return {200, R"({"text":" Piece )" + std::to_string(request.number) + R"(."})", {}, false};
+    });
+    const auto recogniser = makeHttpRecogniser(settingsFor(service));
+    EXPECT_EQ(recogniser->name(), "whisper-1");
+    EXPECT_EQ(recognise(*recogniser, {noise(1), voice(1), noise(2), voice(0.5)}, {"de"}), "Piece 1. Piece 2.");
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_THAT(requests[0].head, AllOf(StartsWith("POST /v1/audio/transcriptions HTTP/1.1"),
+                                        HasSubstr("Authorization: Bearer sk-secret-key")));
+    EXPECT_THAT(requests[0].body, AllOf(HasSubstr("name=\"model\"\r\n\r\nwhisper-1"),
+                                        HasSubstr("name=\"language\"\r\n\r\nde"), HasSubstr("audio/wav")));
+    const size_t wav = requests[0].body.find("RIFF");
+    ASSERT_NE(wav, std::string::npos);
+    uint32_t bytes = 0;
+    std::memcpy(&bytes, requests[0].body.data() + wav + 40, 4);
+    EXPECT_NEAR(bytes / 32000.0, 0.35 + 1 + 0.6, 0.1); // pre-roll, speech, the pause that ended it
+}
+
+TEST(HttpRecogniser, RepliesWithTimesOfTheSession) {
+    StandInService service([](const Request&) -> Reply {
+        return {200, R"({"text":"Hi","words":[{"word":"Hi","start":0.4,"end":0.9}]})", {}, false};
+    });
+    const auto recogniser = makeHttpRecogniser(settingsFor(service));
+    const auto listener = std::make_shared<CollectingListener>();
+    const auto session = recogniser->open({}, listener);
+    session->push(noise(3));
+    session->push(voice(1));
+    session->finish();
+    ASSERT_EQ(listener->awaitText(), "Hi");
+    EXPECT_NEAR(listener->finals().front().words.front().start, 3.05, 0.1);
+    EXPECT_NEAR(listener->finals().front().end, 4, 0.05);
+}
+
+TEST(HttpRecogniser, ShowsWhatIsBeingSpoken) {
+    StandInService service([](const Request& request) -> Reply {
+        return {200, R"({"text":"Bytes )" + std::to_string(request.body.size() / 10000) + "\"}", {}, false};
+    });
+    HttpRecogniserSettings settings = settingsFor(service);
+    settings.partialInterval = std::chrono::milliseconds(500);
+    const auto recogniser = makeHttpRecogniser(settings);
+    const auto listener = std::make_shared<CollectingListener>();
+    const auto session = recogniser->open({}, listener);
+    session->push(noise(1));
+    session->push(voice(1));
+    ASSERT_TRUE(listener->awaitPartials(1));
+    session->push(voice(1));
+    ASSERT_TRUE(listener->awaitPartials(2));
+    EXPECT_TRUE(listener->finals().empty());
+    session->finish();
+    EXPECT_THAT(listener->awaitText(), StartsWith("Bytes "));
+    EXPECT_NE(listener->partials()[0].text, listener->partials()[1].text);
+}
+
+TEST(HttpRecogniser, CancelsAStalePartialInsteadOfWaitingForIt) {
+    StandInService service([](const Request& request) -> Reply {
+        return request.number == 1 ? Reply{200, {}, {}, true} : Reply{200, R"({"text":"Whole"})", {}, false};
+    });
+    HttpRecogniserSettings settings = settingsFor(service);
+    settings.partialInterval = std::chrono::milliseconds(500);
+    const auto recogniser = makeHttpRecogniser(settings);
+    const auto listener = std::make_shared<CollectingListener>();
+    const auto session = recogniser->open({}, listener);
+    session->push(noise(1));
+    session->push(voice(1));
+    ASSERT_TRUE(service.awaitRequests(1));
+    session->push(noise(2));
+    session->finish();
+    EXPECT_EQ(listener->awaitText(), "Whole");
+}
+
+TEST(HttpRecogniser, AsksForLessWhenTheServiceRefusesDetails) {
+    StandInService service([](const Request& request) -> Reply {
+        const bool detailed = request.body.find("verbose_json") != std::string::npos;
+        return detailed ? Reply{400, R"({"error":"response_format"})", {}, false}
+                        : Reply{200, R"({"text":"ok"})", {}, false};
+    });
+    const auto recogniser = makeHttpRecogniser(settingsFor(service));
+    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "ok");
+    EXPECT_EQ(service.requests(), 3);
+    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "ok");
+    EXPECT_EQ(service.requests(), 4); // and remembers it
+}
+
+TEST(HttpRecogniser, TriesAgainWhatMayPass) {
+    StandInService service([](const Request& request) -> Reply {
+        if (request.number == 1)
+            return {503, "busy", {}, false};
+        return request.number == 2 ? Reply{429, "{}", "Retry-After: 0\r\n", false}
+                                   : Reply{200, R"({"text":"at last"})", {}, false};
+    });
+    const auto recogniser = makeHttpRecogniser(settingsFor(service));
+    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "at last");
+    EXPECT_EQ(service.requests(), 3);
+}
+
+struct FailureCase {
+    const char* name;
+    Reply reply;
+    const char* message;
+    int requests;
+};
+
+class Failures : public testing::TestWithParam<FailureCase> {};
+
+TEST_P(Failures, AreExplainedWithoutTheKey) {
+    const FailureCase& failure = GetParam();
+    StandInService service([&](const Request&) { return failure.reply; });
+    HttpRecogniserSettings settings = settingsFor(service);
+    settings.maxResponseBytes = 4096;
+    if (failure.reply.never)
+        settings.requestTimeout = std::chrono::milliseconds(50);
+    const auto recogniser = makeHttpRecogniser(settings);
+    const std::string text = recognise(*recogniser, {voice(0.5)});
+    EXPECT_THAT(text, AllOf(HasSubstr(failure.message), HasSubstr("http"), Not(HasSubstr(key))));
+    EXPECT_EQ(service.requests(), failure.requests);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HttpRecogniser, Failures,
+    testing::Values(
+        FailureCase{"key",
+                    {401, R"({"error":{"message":"Incorrect key: sk-secret-key"}})", {}, false},
+                    "unavailable: The transcription service",
+                    1},
+        FailureCase{"forbidden", {403, "", {}, false}, "check the key", 1},
+        FailureCase{
+            "path", {404, R"({"detail":"Not Found"})", {}, false}, "(\"Not Found\"): check its address, path", 1},
+        FailureCase{"large", {413, "", {}, false}, "failed: refused: ", 1},
+        FailureCase{"echo", {500, R"({"error":"sk-secret-key"})", {}, false}, "status 500: try again later", 3},
+        FailureCase{"limit", {429, "", "Retry-After: 120\r\n", false}, "try again in 120 seconds", 1},
+        FailureCase{"down", {503, "down", {}, false}, "status 503", 3},
+        FailureCase{
+            "bad", {418, R"({"error":"teapot"})", {}, false}, "refused the request with status 418 (\"teapot\")", 1},
+        FailureCase{"html", {200, "<html>Welcome</html>", {}, false}, "did not answer with a transcription", 1},
+        FailureCase{"enormous", {200, std::string(100000, ' '), {}, false}, "more than a transcription", 1},
+        FailureCase{"redirect",
+                    {307, "", "Location: http://evil.example/take\r\n", false},
+                    "redirects to http://evil.example/take, which is not followed",
+                    1},
+        FailureCase{"timeout", {200, "", {}, true}, "did not answer in time", 1}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(HttpRecogniser, SaysThatNothingListens) {
+    HttpRecogniserSettings settings;
+    {
+        const StandInService gone([](const Request&) { return Reply(); });
+        settings = settingsFor(gone);
+    }
+    EXPECT_THAT(recognise(*makeHttpRecogniser(settings), {voice(1)}),
+                StartsWith("failed: unavailable: The transcription service at " + settings.url));
+}
+
+TEST(HttpRecogniser, AbandonsARequestWithItsSession) {
+    StandInService service([](const Request&) { return Reply{200, {}, {}, true}; });
+    auto recogniser = makeHttpRecogniser(settingsFor(service));
+    const auto listener = std::make_shared<CollectingListener>();
+    auto session = recogniser->open({}, listener);
+    session->push(voice(1));
+    session->finish();
+    session.reset();
+    recogniser.reset();
+    EXPECT_TRUE(listener->finals().empty());
+}
+
+TEST(HttpRecogniser, HoldsBackAClientThatIsFasterThanTheService) {
+    StandInService service([](const Request&) { return Reply{200, {}, {}, true}; });
+    const auto recogniser = makeHttpRecogniser(settingsFor(service));
+    const auto session = recogniser->open({}, std::make_shared<CollectingListener>());
+    for (int i = 0; i < 6; ++i) {
+        session->push(voice(1));
+        session->push(noise(2));
+    }
+    EXPECT_GT(session->backlogSeconds(), 5);
+}
+
+TEST(HttpRecogniser, RefusesSettingsThatCannotWork) {
+    HttpRecogniserSettings settings;
+    for (const char* url : {"", "localhost:8080", "ftp://host"}) {
+        settings.url = url;
+        EXPECT_THROW(makeHttpRecogniser(settings), RecogniserUnavailable) << url;
+    }
+    settings.url = "https://host";
+    settings.key = "a\r\nHost: b";
+    EXPECT_THROW(makeHttpRecogniser(settings), RecogniserUnavailable);
+    settings.key = "";
+    settings.authorityFile = "/nowhere.pem";
+    EXPECT_THROW(makeHttpRecogniser(settings), RecogniserUnavailable);
+}
+
+TEST(HttpRecogniser, NamesTheLimitOfSessions) {
+    StandInService service([](const Request&) { return Reply(); });
+    HttpRecogniserSettings settings = settingsFor(service);
+    settings.maxSessions = 1;
+    const auto recogniser = makeHttpRecogniser(settings);
+    const auto listener = std::make_shared<CollectingListener>();
+    const auto session = recogniser->open({}, listener);
+    EXPECT_THROW(recogniser->open({}, listener), RecogniserUnavailable);
+    session->finish();
+    EXPECT_EQ(listener->awaitText(), "");
+    EXPECT_NO_THROW(recogniser->open({}, listener));
+}
+
+} // namespace
+} // namespace quillo::server::test

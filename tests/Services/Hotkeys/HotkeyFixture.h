@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Services/Hotkeys/HotkeyService.h"
+#include "Support/MockKeyEventSource.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace quillo::test {
+
+/// A hotkey service over a keyboard and a clock that the test moves, and what it called back.
+struct HotkeyFixture {
+    QTemporaryDir folder;
+    Preferences preferences{folder.filePath(QStringLiteral("quillo.ini"))};
+    UserSettings settings{preferences, QStringLiteral("en_US")};
+    EventExecutor executor;
+    ManualClock clock{executor};
+    MockKeyEventSource keys;
+    HotkeyService service{keys, clock, settings};
+    QStringList calls;
+    int begun = 0;
+    int ended = 0;
+
+    HotkeyFixture() {
+        service.onHotkeyDown = [this] {
+            calls << QStringLiteral("down");
+            ++begun;
+        };
+        service.onHotkeyUp = [this] {
+            calls << QStringLiteral("up");
+            ++ended;
+        };
+        service.onCancel = [this] {
+            calls << QStringLiteral("cancel");
+            ++ended;
+        };
+        service.onHandsOffModeChanged = [this](bool on) {
+            calls << (on ? QStringLiteral("handsOff") : QStringLiteral("handsOn"));
+        };
+    }
+
+    /// Lets `milliseconds` pass and everything that is due happen.
+    void pass(int milliseconds) { clock.advance(std::chrono::milliseconds(milliseconds)); }
+    void set(const char* key, const QVariant& value) { settings.setValue(QString::fromLatin1(key), value); }
+
+    /// Plays a script of words: "+key" presses, "-key" releases, "~key" repeats, "!key" loses the release, a number
+    /// lets that many milliseconds pass, and "<300" has what follows delivered 300 milliseconds late.
+    void play(const QString& script);
+    [[nodiscard]] QString called() {
+        executor.drain();
+        return calls.join(u' ');
+    }
+};
+
+} // namespace quillo::test

@@ -1,0 +1,385 @@
+#include "Services/Injection/InjectionRules.h"
+#include "Services/Injection/TextInjectionService.h"
+#include "Support/Async.h"
+#include "Support/MockAccessibility.h"
+#include "Support/MockApplications.h"
+#include "Support/MockKeyInjector.h"
+#include "Support/MockPasteboard.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+const QString dictated = QStringLiteral("Guten Tag, 你好 😀");
+
+class TextInjection : public testing::Test {
+protected:
+    /// What became of an injection that may still be running.
+    struct Outcome {
+        std::optional<Delivery> delivery;
+        std::optional<TextInjectionError::Code> error;
+        Clock::Instant at;
+    };
+
+    TextInjection() {
+        pasteboard.copy(QStringLiteral("before"));
+        readsOnPaste();
+    }
+
+    ~TextInjection() override {
+        // What still waits ends with the service, on the executor.
+        owned.reset();
+        executor.drain();
+    }
+
+    void readsOnPaste() {
+        injector.onChord = [this] { pasteboard.offers.back()->read(); };
+    }
+    /// Starts an injection; time stands still.
+    std::shared_ptr<Outcome> begin(const QString& text, InjectionMode mode = InjectionMode::paste,
+                                   bool restore = true) {
+        auto outcome = std::make_shared<Outcome>();
+        const auto drive = [](Task<Delivery> task, std::shared_ptr<Outcome> result, Clock& time) -> Task<> {
+            try {
+                result->delivery = co_await task;
+            } catch (const TextInjectionError& error) {
+                result->error = error.code();
+            }
+            result->at = time.now();
+        };
+        drive(service.inject(text, mode, restore), outcome, clock);
+        executor.drain();
+        return outcome;
+    }
+
+    EventExecutor executor;
+    ManualClock clock{executor};
+    MockPasteboard pasteboard{clock};
+    MockKeyInjector injector;
+    MockApplications applications;
+    MockAccessibility accessibility;
+    bool smartSpacing = true;
+    std::unique_ptr<TextInjectionService> owned = std::make_unique<TextInjectionService>(
+        pasteboard, injector, applications, accessibility, clock, [this] { return smartSpacing; });
+    TextInjectionService& service = *owned;
+};
+
+TEST_F(TextInjection, PastesAndGivesTheClipboardBackAfterTheRead) {
+    const auto start = clock.now();
+    const auto outcome = begin(dictated);
+    EXPECT_EQ(outcome->delivery, Delivery::read);
+    EXPECT_EQ(outcome->at, start) << "nothing may be waited for once the target has the text";
+    EXPECT_EQ(pasteboard.offers.back()->text, dictated);
+    EXPECT_EQ(pasteboard.text(), dictated) << "some applications read twice";
+    clock.advance(60ms);
+    pasteboard.offers.back()->read();
+    clock.advance(60ms);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    clock.advance(200ms);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
+    EXPECT_EQ(clock.pending(), 0U);
+    EXPECT_TRUE(service.lastUndelivered().isEmpty());
+}
+
+TEST_F(TextInjection, LeavesATextThatNobodyReadsOnTheClipboard) {
+    injector.onChord = nullptr;
+    const auto outcome = begin(dictated);
+    clock.advance(499ms);
+    EXPECT_FALSE(outcome->delivery);
+    clock.advance(1ms);
+    EXPECT_EQ(outcome->delivery, Delivery::unconfirmed);
+    clock.advance(60s);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    EXPECT_EQ(service.lastUndelivered(), dictated);
+
+    readsOnPaste();
+    EXPECT_EQ(await(service.insertAgain()), Delivery::read);
+    EXPECT_EQ(injector.chords.size(), 2U);
+    EXPECT_TRUE(service.lastUndelivered().isEmpty());
+}
+
+TEST_F(TextInjection, DoesNotTakeAClipboardManagersReadForTheTargets) {
+    pasteboard.managerReadsAtOnce = true;
+    injector.onChord = nullptr;
+    const auto unread = begin(dictated);
+    clock.advance(600ms);
+    EXPECT_EQ(unread->delivery, Delivery::unconfirmed);
+    readsOnPaste();
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+}
+
+TEST_F(TextInjection, RestoresNothingWhenTheClipboardWasEmptyOrRestoringIsOff) {
+    begin(dictated, InjectionMode::paste, false);
+    clock.advance(10s);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    pasteboard.contents = {};
+    begin(dictated);
+    clock.advance(10s);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    EXPECT_TRUE(pasteboard.restored.empty());
+}
+
+TEST_F(TextInjection, NeverOverwritesWhatSomeoneCopiedMeanwhile) {
+    begin(dictated);
+    pasteboard.copy(QStringLiteral("copied"));
+    clock.advance(10s);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("copied"));
+}
+
+TEST_F(TextInjection, ASecondTextRightAfterTheFirstStillRestoresTheOriginal) {
+    begin(QStringLiteral("first"));
+    clock.advance(40ms);
+    begin(QStringLiteral("second"));
+    clock.advance(50ms);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("second")) << "the first restore must not hit the second text";
+    clock.advance(10s);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
+    EXPECT_EQ(pasteboard.restored.size(), 1U);
+}
+
+TEST_F(TextInjection, TakesTurns) {
+    injector.onChord = nullptr;
+    const auto first = begin(QStringLiteral("first"));
+    const auto second = begin(QStringLiteral("second"));
+    EXPECT_EQ(pasteboard.offers.size(), 1U);
+    pasteboard.offers.back()->read();
+    readsOnPaste();
+    executor.drain();
+    clock.advance(1ms);
+    EXPECT_EQ(first->delivery, Delivery::read);
+    EXPECT_EQ(second->delivery, Delivery::read);
+    EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("second"));
+}
+
+TEST_F(TextInjection, AHungClipboardOwnerCostsADeadlineOnlyAndNothingWhenPrepared) {
+    pasteboard.tellsChanges = true;
+    pasteboard.readDelay = 10s;
+    const auto start = clock.now();
+    const auto outcome = begin(dictated);
+    clock.advance(1s);
+    EXPECT_EQ(outcome->delivery, Delivery::read);
+    EXPECT_LE(outcome->at - start, 200ms);
+    clock.advance(10s);
+
+    pasteboard.copy(QStringLiteral("slow"));
+    pasteboard.readDelay = 150ms;
+    auto preparing = service.prepareForInjection();
+    clock.advance(1s);
+    EXPECT_TRUE(preparing.isReady());
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read) << "no time has passed";
+    clock.advance(1s);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("slow"));
+}
+
+TEST_F(TextInjection, AnOwnerThatHungWhenItWasAskedAheadIsNotAskedAgain) {
+    pasteboard.tellsChanges = true;
+    pasteboard.readDelay = 10s;
+    auto preparing = service.prepareForInjection();
+    executor.drain();
+    clock.advance(2s);
+    const auto start = clock.now();
+    const auto outcome = begin(dictated);
+    EXPECT_EQ(outcome->delivery, Delivery::read);
+    EXPECT_EQ(outcome->at, start);
+    EXPECT_EQ(pasteboard.readCount, 1);
+}
+
+TEST_F(TextInjection, WhatWasPreparedDoesNotCountOnceTheClipboardChanged) {
+    pasteboard.tellsChanges = true;
+    await(service.prepareForInjection());
+    pasteboard.copy(QStringLiteral("newer"));
+    begin(dictated);
+    clock.advance(1s);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("newer"));
+}
+
+TEST_F(TextInjection, RefusesSecureInputBeforeItTouchesAnything) {
+    accessibility.secureInput = true;
+    for (const auto mode : {InjectionMode::paste, InjectionMode::type}) {
+        EXPECT_EQ(begin(dictated, mode)->error, TextInjectionError::Code::secureInput);
+        EXPECT_EQ(service.lastUndelivered(), dictated);
+    }
+    EXPECT_TRUE(pasteboard.offers.empty());
+    EXPECT_TRUE(injector.chords.empty());
+    EXPECT_TRUE(injector.typed.empty());
+    EXPECT_STREQ(TextInjectionError(TextInjectionError::Code::secureInput).what(),
+                 "Cannot insert text: Secure Input is enabled (e.g., focus is in a password field).");
+}
+
+TEST_F(TextInjection, AFailingKeyboardIsReportedAndTheClipboardReturned) {
+    const std::pair<InjectionStatus, TextInjectionError::Code> cases[] = {
+        {InjectionStatus::noEventSource, TextInjectionError::Code::eventSource},
+        {InjectionStatus::noKeyboardEvent, TextInjectionError::Code::keyboardEvent},
+        {InjectionStatus::cancelled, TextInjectionError::Code::keyboardEvent}};
+    for (const auto& [status, code] : cases) {
+        injector.status = status;
+        EXPECT_EQ(begin(dictated)->error, code);
+        EXPECT_EQ(begin(dictated, InjectionMode::type)->error, code);
+        EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
+    }
+}
+
+TEST_F(TextInjection, WithoutKeysTheTextWaitsOnTheClipboard) {
+    injector.available = false;
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::clipboardOnly);
+    clock.advance(10s);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    EXPECT_EQ(service.lastUndelivered(), dictated);
+    pasteboard.available = false;
+    EXPECT_EQ(begin(dictated)->error, TextInjectionError::Code::eventSource);
+}
+
+TEST_F(TextInjection, TypesWithoutTheClipboardUnlessTheTextIsVeryLong) {
+    EXPECT_EQ(begin(dictated, InjectionMode::type)->delivery, Delivery::typed);
+    EXPECT_EQ(injector.typed, std::vector{dictated});
+    EXPECT_TRUE(pasteboard.offers.empty());
+    const QString megabyte(1'000'000, u'x');
+    EXPECT_EQ(begin(megabyte, InjectionMode::type)->delivery, Delivery::read);
+    EXPECT_EQ(pasteboard.offers.back()->text, megabyte);
+}
+
+TEST_F(TextInjection, LineEndsAndTabsArePastedForTypedTheyWouldAct) {
+    for (const auto& text : {QStringLiteral("one\ntwo"), QStringLiteral("one\ttwo")}) {
+        EXPECT_EQ(begin(text, InjectionMode::type)->delivery, Delivery::read);
+        EXPECT_EQ(pasteboard.offers.back()->text, text);
+    }
+    EXPECT_TRUE(injector.typed.empty());
+}
+
+TEST_F(TextInjection, WhatCannotBeTypedSafelyIsPasted) {
+    injector.canType = false;
+    EXPECT_EQ(begin(dictated, InjectionMode::type)->delivery, Delivery::read);
+    EXPECT_EQ(pasteboard.offers.back()->text, dictated);
+    EXPECT_TRUE(injector.typed.empty());
+    EXPECT_EQ(injector.chords.size(), 1U);
+}
+
+TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
+    applications.front =
+        RunningApplication{.pid = 1, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
+    begin(QStringLiteral("rm -r build\n\n"));
+    EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("rm -r build"));
+    applications.front->isTerminal = false;
+    begin(QStringLiteral("a paragraph\n"));
+    EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("a paragraph\n"));
+}
+
+TEST_F(TextInjection, ATextThatGoesOnWhereTheLastEndedGetsTheBlankBetween) {
+    const auto second = [&](const QString& text) {
+        accessibility.beforeCaret = QStringLiteral(".");
+        begin(QStringLiteral("A decision."));
+        return [this, text] {
+            begin(text);
+            return pasteboard.offers.back()->text;
+        };
+    };
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral(" Everyone"));
+    EXPECT_EQ(second(QStringLiteral(", said"))(), QStringLiteral(", said"));
+    const auto elsewhere = second(QStringLiteral("Everyone"));
+    for (const auto& found : {std::optional<QString>(), std::optional(QString()), std::optional(QStringLiteral("n"))}) {
+        accessibility.beforeCaret = found;
+        EXPECT_EQ(elsewhere(), QStringLiteral("Everyone"));
+        second({});
+    }
+    const auto late = second(QStringLiteral("Everyone"));
+    clock.advance(121s);
+    EXPECT_EQ(late(), QStringLiteral("Everyone"));
+    const auto otherWindow = second(QStringLiteral("Everyone"));
+    applications.front->window = 2;
+    EXPECT_EQ(otherWindow(), QStringLiteral("Everyone"));
+    applications.front->isTerminal = true;
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral("Everyone"));
+    applications.front->isTerminal = false;
+    smartSpacing = false;
+    EXPECT_EQ(second(QStringLiteral("Everyone"))(), QStringLiteral("Everyone"));
+}
+
+TEST(InjectionRules, ABlankPartsWordsOfScriptsThatPartThem) {
+    struct Case {
+        QString before;
+        QString text;
+        bool expected;
+    };
+    const Case cases[] = {{QStringLiteral("a"), QStringLiteral("b"), true},
+                          {QStringLiteral("?"), QStringLiteral("9"), true},
+                          {QStringLiteral("”"), QStringLiteral("Ж"), true},
+                          {QStringLiteral("("), QStringLiteral("b"), false},
+                          {QStringLiteral(" "), QStringLiteral("b"), false},
+                          {QStringLiteral("\n"), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QStringLiteral(" b"), false},
+                          {QStringLiteral("a"), QStringLiteral("-b"), false},
+                          {QStringLiteral("本"), QStringLiteral("日"), false},
+                          {QStringLiteral("。"), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QStringLiteral("ไ"), false},
+                          {QString(), QStringLiteral("b"), false},
+                          {QStringLiteral("a"), QString(), false}};
+    for (const auto& [before, text, expected] : cases)
+        EXPECT_EQ(needsBlankBetween(before, text), expected) << before.toStdString() << "|" << text.toStdString();
+}
+
+TEST_F(TextInjection, AnEmptyTextTouchesNothing) {
+    for (const auto& text : {QString(), QStringLiteral("\x07\x1b")})
+        EXPECT_TRUE(begin(text)->delivery);
+    EXPECT_TRUE(pasteboard.offers.empty());
+    EXPECT_TRUE(injector.chords.empty());
+}
+
+TEST(InjectionRules, StripControlCharacters) {
+    const std::pair<QString, QString> cases[] = {
+        {QStringLiteral("a\r\nb\rc\nd\te"), QStringLiteral("a\nb\nc\nd\te")},
+        {QStringLiteral("\x1b[31mred\x1b[0m"), QStringLiteral("[31mred[0m")},
+        {QStringLiteral("\u0085\u007f\u0003x"), QStringLiteral("x")},
+        {QStringLiteral("one\u2028two\u2029three"), QStringLiteral("one\ntwo\nthree")},
+        {QStringLiteral("👩\u200d👧 naïve \u00a0 עברית"), QStringLiteral("👩\u200d👧 naïve \u00a0 עברית")}};
+    for (const auto& [given, expected] : cases)
+        EXPECT_EQ(withoutControlCharacters(given), expected);
+}
+
+TEST(InjectionRules, ChooseTheChordOfTheTarget) {
+    struct Case {
+        const char* identifier;
+        bool isTerminal;
+        PasteChord chord;
+    };
+    const Case cases[] = {
+        {"firefox", false, PasteChord::controlV},   {"org.gnome.Terminal", true, PasteChord::controlShiftV},
+        {"kitty", true, PasteChord::controlShiftV}, {"XTerm", true, PasteChord::shiftInsert},
+        {"URxvt", true, PasteChord::shiftInsert},   {"org.gnu.emacs", false, PasteChord::shiftInsert}};
+    for (const auto& [identifier, isTerminal, chord] : cases)
+        EXPECT_EQ(pasteChordFor(RunningApplication{.pid = 1,
+                                                   .name = QString::fromLatin1(identifier),
+                                                   .bundleIdentifier = QString::fromLatin1(identifier),
+                                                   .isTerminal = isTerminal}),
+                  chord)
+            << identifier;
+    EXPECT_EQ(pasteChordFor(std::nullopt), PasteChord::controlV);
+}
+
+TEST_F(TextInjection, TellsATextFieldByRoleElseByWhatItCanDo) {
+    struct Case {
+        const char* role;
+        bool isValueSettable;
+        bool hasNumberOfCharacters;
+        bool expected;
+    };
+    const Case cases[] = {{"AXTextField", false, false, true}, {"AXTextArea", false, false, true},
+                          {"AXComboBox", false, false, true},  {"AXButton", true, true, false},
+                          {"AXStaticText", true, true, false}, {"AXWebArea", false, false, false},
+                          {"AXWebArea", true, false, true},    {"AXGroup", false, true, true}};
+    for (const auto& [role, isValueSettable, hasNumberOfCharacters, expected] : cases) {
+        accessibility.element = FocusedElement{.role = QString::fromLatin1(role),
+                                               .isValueSettable = isValueSettable,
+                                               .hasNumberOfCharacters = hasNumberOfCharacters};
+        EXPECT_EQ(await(service.hasFocusedTextField()), expected) << role;
+    }
+    accessibility.element = std::nullopt;
+    EXPECT_TRUE(await(service.hasFocusedTextField()));
+}
+
+} // namespace
+} // namespace quillo::test

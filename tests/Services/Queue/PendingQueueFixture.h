@@ -1,0 +1,96 @@
+#pragma once
+
+#include "Core/NotificationCenter.h"
+#include "Data/DataContainer.h"
+#include "RecordingsFolder.h"
+#include "Services/Queue/PendingTranscriptionManager.h"
+#include "Support/MockAuthService.h"
+#include "Support/MockTranscriptionFileClient.h"
+#include "Support/ScriptedNetworkMonitor.h"
+
+#include <gtest/gtest.h>
+
+namespace quillo::test {
+
+using namespace std::chrono_literals;
+
+/// The queue over the real store and real files in a folder of its own, a scripted server, and a clock that the test
+/// turns.
+class PendingQueueFixture : public testing::Test {
+protected:
+    PendingQueueFixture() {
+        container = DataContainer::create();
+        posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                                  [this](const QString& name, const QVariantMap& info) {
+                                      if (name == notification::pendingRecordRecovered)
+                                          recovered.append(info.value(QStringLiteral("recordId")).toString());
+                                  });
+    }
+    ~PendingQueueFixture() override {
+        QObject::disconnect(posted);
+        manager.reset();
+        client.release();
+        EventExecutor::main().drain();
+    }
+
+    ModelContext& context() const { return container->mainContext(); }
+
+    /// A new run of the program over what the last one left.
+    void start() {
+        manager.reset();
+        container.reset();
+        container = DataContainer::create();
+        manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
+            .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+        manager->start(&context());
+    }
+
+    /// A waiting recording with its record; returns the record's id.
+    QUuid addPending(const QString& audioId, const std::function<void(RecordFields&)>& change = {}) {
+        folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), QByteArray(32'000, '\x01'));
+        const auto record = std::make_shared<TranscriptionRecord>();
+        record->userId = QStringLiteral("user-1");
+        record->createdAt = clock.wallTime().addSecs(-60);
+        record->status = RecordStatus::pendingTranscription;
+        record->pendingAudioId = audioId;
+        record->clientRecordingId = audioId;
+        if (change)
+            change(*record);
+        context().insert(record);
+        context().save();
+        return record->id;
+    }
+
+    /// As the file has it.
+    [[nodiscard]] RecordFields stored(const QUuid& id) const {
+        const auto record = context().record(id);
+        EXPECT_TRUE(record) << "no such record";
+        return record ? *record : RecordFields();
+    }
+
+    static void post(const QString& name, const QVariantMap& info = {}) {
+        NotificationCenter::shared().post(name, info);
+        EventExecutor::main().drain();
+    }
+
+    void failWith(const TranscriptionFileClientError& error) {
+        client.onTranscribe = [error](const auto&) -> TranscriptionFileResponse { throw error; };
+        client.onDiarize = [error](const auto&) -> DiarizeResponse { throw error; };
+    }
+    void answerWith(const QString& text) {
+        client.onTranscribe = [text](const auto&) { return TranscriptionFileResponse{.text = text}; };
+    }
+
+    RecordingsFolder folder;
+    ManualClock clock{EventExecutor::main()};
+    MockAuthService auth;
+    ScriptedNetworkMonitor network;
+    MockTranscriptionFileClient client;
+    Preferences preferences{folder.outside(QStringLiteral("settings.ini"))};
+    std::unique_ptr<ModelContainer> container;
+    std::unique_ptr<PendingTranscriptionManager> manager;
+    QStringList recovered; ///< record ids that were announced
+    QMetaObject::Connection posted;
+};
+
+} // namespace quillo::test

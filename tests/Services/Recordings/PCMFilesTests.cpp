@@ -1,0 +1,77 @@
+#include "Services/Recordings/PCMFiles.h"
+
+#include "RecordingsFolder.h"
+
+namespace quillo::test {
+namespace {
+
+TEST(PCMFiles, MixingAddsSamplesAndSaturates) {
+    struct Case {
+        std::vector<int16_t> mic;
+        std::vector<int16_t> system;
+        std::vector<int16_t> mixed;
+    };
+    const Case cases[] = {
+        {{30'000}, {10'000}, {32'767}},
+        {{-30'000}, {-10'000}, {-32'768}},
+        {{32'767, -32'768}, {-32'768, 32'767}, {-1, -1}},
+        {{1, 2, 3}, {10}, {11, 2, 3}},
+        {{}, {7, 8}, {7, 8}},
+        {{}, {}, {}},
+    };
+    for (const auto& [mic, system, mixed] : cases)
+        EXPECT_EQ(pcm::mixPCMStreams(pcmOf(mic), pcmOf(system)), pcmOf(mixed));
+    // Half a sample at an end is none.
+    EXPECT_EQ(pcm::mixPCMStreams(pcmOf({5}) + "x", pcmOf({1}) + "y"), pcmOf({6}));
+
+    const QByteArray mic(3200, '\x11');
+    const auto result = pcm::mixPCMStreams(mic, QByteArray(1600, '\x01'));
+    EXPECT_EQ(result.size(), 3200);
+    EXPECT_EQ(result.right(1600), mic.right(1600));
+}
+
+TEST(PCMFiles, FilesAreMixedLikeBuffersAcrossBlocks) {
+    const RecordingsFolder folder;
+    QByteArray mic;
+    QByteArray system;
+    for (int i = 0; i < 150'000; ++i)
+        mic += pcmOf({static_cast<int16_t>(i * 7)});
+    for (int i = 0; i < 90'001; ++i)
+        system += pcmOf({static_cast<int16_t>(i * -13)});
+    folder.write(QStringLiteral("mic.pcm"), mic + "x"); // a write that was cut within a sample
+    folder.write(QStringLiteral("system.pcm"), system);
+    const auto size = pcm::writeWavFile(folder.path(QStringLiteral("both.wav")), folder.path(QStringLiteral("mic.pcm")),
+                                        folder.path(QStringLiteral("system.pcm")));
+    EXPECT_EQ(size.micBytes, mic.size());
+    EXPECT_EQ(size.systemBytes, system.size());
+    EXPECT_EQ(size.wavBytes, mic.size());
+    const auto wav = folder.read(QStringLiteral("both.wav"));
+    EXPECT_TRUE(wav.mid(pcm::wavHeaderSize) == pcm::mixPCMStreams(mic, system));
+    EXPECT_EQ(wav.left(pcm::wavHeaderSize), pcm::wavHeader(static_cast<uint32_t>(mic.size())));
+    EXPECT_EQ(QFile::permissions(folder.path(QStringLiteral("both.wav"))) & (QFile::ReadGroup | QFile::ReadOther), 0);
+}
+
+// Against a header that a widely used program wrote (sox -r 16000 -c 1 -b 16): what players expect.
+TEST(PCMFiles, TheHeaderIsThatOfAPlainWavFile) {
+    const auto expected = QByteArray::fromHex("524946464406000057415645666d74201000000001000100803e0000007d0000"
+                                              "020010006461746120060000");
+    EXPECT_EQ(pcm::wavHeader(1568).toHex(), expected.toHex());
+}
+
+TEST(PCMFiles, WhatCannotBeConvertedLeavesNoFile) {
+    const RecordingsFolder folder;
+    folder.write(QStringLiteral("empty.pcm"), {});
+    folder.write(QStringLiteral("odd.pcm"), "x");
+    for (const auto& name : {QStringLiteral("empty.pcm"), QStringLiteral("odd.pcm"), QStringLiteral("missing.pcm")}) {
+        EXPECT_THROW(pcm::writeWavFile(folder.path(QStringLiteral("out.wav")), folder.path(name)), FileError);
+        EXPECT_FALSE(QFile::exists(folder.path(QStringLiteral("out.wav"))));
+    }
+    // A file of which all but the size is a hole.
+    QFile huge(folder.path(QStringLiteral("huge.pcm")));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(4LL * 1024 * 1024 * 1024));
+    EXPECT_THROW(pcm::writeWavFile(folder.path(QStringLiteral("out.wav")), huge.fileName()), FileError);
+    EXPECT_FALSE(QFile::exists(folder.path(QStringLiteral("out.wav"))));
+}
+
+} // namespace
+} // namespace quillo::test
