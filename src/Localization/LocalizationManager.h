@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/Preferences.h"
+#include "Core/UserMessage.h"
 #include "Localization/LocalizationStrings.h"
 
 #include <QObject>
@@ -35,6 +36,7 @@ public:
     [[nodiscard]] QString t(const QString& key) const { return textFor(key, m_locale, LocalizationStrings::strings()); }
     /// The same with %1, %2, ... replaced by `arguments`.
     [[nodiscard]] QString t(const QString& key, const QStringList& arguments) const;
+    [[nodiscard]] QString t(const UserMessage& message) const { return t(message.key, message.arguments); }
 
     static QString textFor(const QString& key, const QString& locale,
                            const QHash<QString, LocalizationStrings::Texts>& strings);
