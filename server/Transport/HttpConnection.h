@@ -275,7 +275,7 @@ asio::awaitable<void> serveHttp(Stream& stream, std::shared_ptr<ConnectionState>
                 refusal = std::get<0>(std::move(opened));
         }
         if (!refusal && boost::beast::iequals(parser->get()[http::field::expect], "100-continue")) {
-            http::response<http::string_body> proceed(http::status::m_continue, version);
+            http::response<http::string_body> proceed(http::status::continue_, version);
             co_await http::async_write(stream, proceed, asio::redirect_error(asio::use_awaitable, error));
         }
         if (!refusal && !error)

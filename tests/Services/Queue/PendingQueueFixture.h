@@ -2,7 +2,7 @@
 
 #include "Core/NotificationCenter.h"
 #include "Data/DataContainer.h"
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Queue/PendingTranscriptionManager.h"
 #include "Support/MockAuthService.h"
 #include "Support/MockTranscriptionFileClient.h"

@@ -1,6 +1,6 @@
 #include "Services/Recordings/AudioFileWriter.h"
 
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/LargestFile.h"

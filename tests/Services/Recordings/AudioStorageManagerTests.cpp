@@ -1,6 +1,6 @@
 #include "Services/Recordings/AudioStorageManager.h"
 
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Settings/UserSettings.h"
 #include "Support/Async.h"
 

@@ -1,6 +1,6 @@
 #include "Services/Recordings/PCMFiles.h"
 
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 
 namespace quillo::test {
 namespace {

@@ -1,6 +1,6 @@
 #include "Services/Recordings/PendingAudioFiles.h"
 
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 #include "Services/Upload/TranscriptionFileClient.h"
 
-#include "RecordingsFolder.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
 #include "Services/Network/TrustedNetwork.h"
 #include "Services/Recordings/PCMFiles.h"
