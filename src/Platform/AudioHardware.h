@@ -18,10 +18,10 @@ using AudioStatus = int32_t;
 struct AudioHardwareDevice {
     QString id;
     QString name;           ///< "Unknown" when it cannot be read
-    bool isMonitor = false; ///< hears what a sink plays; never a default choice, offered only when asked for by id
+    bool isMonitor = false; ///< records what a sink plays; never a default, used only when requested by id
 };
 
-/// The format in which a device delivers.
+/// The format that a device delivers.
 struct AudioStreamFormat {
     double sampleRate = 0; ///< Hz
     uint32_t channels = 0;
@@ -30,8 +30,8 @@ struct AudioStreamFormat {
     uint32_t framesPerPacket = 1;
 };
 
-/// One input unit: opened on one device, started, stopped and disposed once. The steps are called in the order in which
-/// they stand here, all from one thread; each returns the platform's status. Destroying the unit disposes it.
+/// One input unit: opened on one device, started, stopped and disposed once. The steps are called in the order of their
+/// declaration, all from one thread; each returns the platform's status. Destroying the unit disposes it.
 class AudioInputUnit {
 public:
     /// Called on the hardware's own real-time thread with 32-bit float mono samples in -1 to 1 at the client rate. The
@@ -44,16 +44,16 @@ public:
     virtual ~AudioInputUnit() = default;
 
     virtual AudioStatus enableInput() = 0;
-    /// A failure is no reason to give up.
+    /// A failure does not have to end the set-up.
     virtual AudioStatus disableOutput() = 0;
     virtual AudioStatus setCurrentDevice(const QString& deviceId) = 0;
     virtual AudioStatus getDeviceFormat(AudioStreamFormat& format) = 0;
-    /// Asks for 32-bit float mono at `sampleRate`, which is the device's own.
+    /// Requests 32-bit float mono at `sampleRate`, the device's own rate.
     virtual AudioStatus setClientFormat(double sampleRate) = 0;
     virtual AudioStatus setInputCallback(InputCallback input, LostCallback lost) = 0;
     virtual AudioStatus initialize() = 0;
     virtual AudioStatus start() = 0;
-    /// After it returns no callback runs and none follows.
+    /// After it returns, no callback is running and none follows.
     virtual AudioStatus stop() = 0;
     virtual AudioStatus uninitialize() = 0;
 };
@@ -71,7 +71,7 @@ public:
     virtual std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) = 0;
     /// Whether `status` means that the user or the system refuses the microphone.
     [[nodiscard]] virtual bool isPermissionDenied(AudioStatus) const { return false; }
-    /// The platform's word for `status`.
+    /// The platform's name for `status`.
     [[nodiscard]] virtual QString describe(AudioStatus status) const = 0;
 };
 

@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// The platform's virtual key codes and modifier bits as the hotkey logic knows them; adapters translate.
+/// The virtual key codes and modifier bits that the hotkey logic uses; adapters translate the platform's codes to them.
 enum class KeyEventType { keyDown, keyUp, flagsChanged };
 
 /// One event of the keyboard, seen wherever the focus is.
@@ -16,10 +16,10 @@ struct KeyEvent {
     uint16_t keyCode = 0; ///< virtual key code (see `keycode`)
     uint64_t flags = 0;   ///< modifier bits and the device-dependent side bits after the event
     bool isAutoRepeat = false;
-    /// How long before its delivery it happened: a busy main thread hears of it late.
+    /// How long before its delivery the event happened; a busy main thread receives it late.
     std::chrono::milliseconds age{0};
 
-    /// What was done with the key, not when.
+    /// Compares what happened to the key, not when.
     bool operator==(const KeyEvent& other) const {
         return type == other.type && keyCode == other.keyCode && flags == other.flags &&
                isAutoRepeat == other.isAutoRepeat;
@@ -61,7 +61,7 @@ inline constexpr uint16_t deleteKey = 51;
 inline constexpr uint16_t escape = 53;
 } // namespace keycode
 
-/// A key combination that is to be kept from the focused application.
+/// A key combination to be consumed, so that the focused application does not get it.
 struct KeyCombination {
     uint16_t keyCode = 0;
     uint64_t modifiers = 0; ///< of `keyflag::mask`
@@ -76,7 +76,7 @@ enum class KeyEventSourceState {
     keyboardChanged, ///< a keyboard came or went: keys that were down may never be released
 };
 
-/// Delivers every key event of the session. Facts only: what they mean is decided above.
+/// Delivers every key event of the session. It reports facts only; the hotkey service decides what they mean.
 class KeyEventSource {
 public:
     using Handler = std::function<void(const KeyEvent&)>;
@@ -84,18 +84,17 @@ public:
 
     virtual ~KeyEventSource() = default;
 
-    /// Whether this desktop lets us see keys at all.
+    /// Whether this desktop lets us observe keys.
     [[nodiscard]] virtual bool isTrusted() const = 0;
-    /// Starts delivering on the main thread, and consumes the given combinations: the focused application does not get
-    /// them, events of them still arrive here. False when it cannot; a combination another program holds is reported
-    /// through `unavailableCombinations`. A keyboard's auto-repeat arrives as repeated key-downs marked as such, never
-    /// as a release.
+    /// Starts delivering on the main thread and consumes the given combinations: the focused application does not get
+    /// them, but their events still arrive here. False on failure; `unavailableCombinations` reports combinations that
+    /// another program holds. Auto-repeat arrives as key-downs marked as repeats, never as a release.
     virtual bool start(std::vector<KeyCombination> consumed, Handler onEvent, StateHandler onState) = 0;
     virtual void stop() = 0;
-    /// Replaces the consumed combinations while the source runs; one that cannot leaves them as they were.
+    /// Replaces the consumed combinations while the source runs. A source that cannot do so keeps the old ones.
     virtual void setConsumed(std::vector<KeyCombination> consumed) { static_cast<void>(consumed); }
     [[nodiscard]] virtual std::vector<KeyCombination> unavailableCombinations() const = 0;
-    /// The device-dependent and modifier bits of what is physically down right now, asked afresh; for repair after a
+    /// Queries the device-dependent and modifier bits of the keys that are physically down now, for recovery after a
     /// lost event.
     [[nodiscard]] virtual bool isPhysicallyDown(uint16_t keyCode) const = 0;
 };

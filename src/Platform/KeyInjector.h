@@ -16,28 +16,27 @@ enum class PasteChord {
     shiftInsert,   ///< old terminals; pastes the primary selection
 };
 
-/// Result of injecting: a status the caller turns into its own error.
+/// The result of injecting; the caller maps a failure to its own error.
 enum class InjectionStatus {
     delivered,
     noEventSource,
     noKeyboardEvent,
     cancelled,
-    /// Nothing was typed: the text needs keys that are lent to its characters for a moment, and the target does not
-    /// tell when it has understood them.
+    /// Nothing was typed: the text needs spare keys assigned to its characters, and the target does not report when it
+    /// has processed them.
     untypable,
 };
 
-/// Sends synthetic key events to whatever has the focus. Called on the main thread; nothing blocks it.
+/// Sends synthetic key events to the focused window. Called on the main thread; never blocks it.
 class KeyInjector {
 public:
     virtual ~KeyInjector() = default;
 
     [[nodiscard]] virtual bool isAvailable() const = 0;
-    /// Presses and releases `chord`. Keys that are held down are lifted for its duration, so that nothing mixes into
-    /// it.
+    /// Presses and releases `chord`. Keys that the user holds down are released first, so that they do not mix into it.
     virtual Task<InjectionStatus> pressChord(PasteChord chord) = 0;
     /// Types `text` so that the focused application receives exactly its characters, on any keyboard layout, and leaves
-    /// the keyboard mapping as it was. `text` holds no control character but new line and tab.
+    /// the keyboard mapping as it was. `text` contains no control characters except new line and tab.
     virtual Task<InjectionStatus> typeText(QString text, std::stop_token token) = 0;
 };
 

@@ -8,7 +8,7 @@ namespace quillo {
 
 enum class LoginItemStatus {
     enabled,          ///< the session starts the application
-    notRegistered,    ///< it does not, and nobody said that it must not
+    notRegistered,    ///< it does not, and neither user nor system has forbidden it
     requiresApproval, ///< the user or the session's settings switched an entry off
 };
 
@@ -22,16 +22,16 @@ public:
     [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
 };
 
-/// Whether the user's session starts the application when it begins. Any thread, one at a time; each call reads the
-/// present state, which other programs change too, and takes a few file operations.
+/// Whether the user's session starts the application at login. Callable from any thread, but not from two at once. Each
+/// call reads the current state, because other programs change it too, and costs a few file operations.
 class LoginItem {
 public:
     virtual ~LoginItem() = default;
     [[nodiscard]] virtual LoginItemStatus status() = 0;
-    /// Has the session start this program, whoever switched it off before. Changes nothing when it does already.
-    /// Throws LoginItemError.
+    /// Enables the login item, also after the user or another program disabled it. Changes nothing if it is enabled
+    /// already. Throws LoginItemError.
     virtual void registerItem() = 0;
-    /// Has the session start it no more. Throws LoginItemError.
+    /// Disables the login item. Throws LoginItemError.
     virtual void unregisterItem() = 0;
 };
 

@@ -4,15 +4,15 @@
 
 namespace quillo {
 
-/// Whether the machine has a way to other machines.
+/// Whether the machine has a route to other machines.
 enum class NetworkPathStatus { unsatisfied, satisfied };
 
-/// Watches the network. `start` may be called from any thread; updates arrive on a thread of the monitor's own.
+/// Watches the network. `start` may be called from any thread; updates arrive on the monitor's own thread.
 class NetworkPathMonitor {
 public:
     using Update = std::function<void(NetworkPathStatus)>;
     virtual ~NetworkPathMonitor() = default;
-    /// Calls `update` with the present status before it returns, and on every change afterwards.
+    /// Calls `update` with the current status before returning, and on every change afterwards.
     virtual void start(Update update) = 0;
     virtual void stop() = 0;
 };

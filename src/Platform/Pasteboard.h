@@ -14,28 +14,28 @@
 
 namespace quillo {
 
-/// The clipboard as it stood: every format its owner offered, or as much as could be had within the deadline.
+/// A copy of the clipboard: every format that its owner offered, or as many as arrived within the deadline.
 struct PasteboardContents {
     std::map<QString, QByteArray> formats; ///< by target name, as on the selection
     bool complete = true;                  ///< false when the owner did not answer in time or something was too large
     [[nodiscard]] bool isEmpty() const { return formats.empty(); }
 };
 
-/// Our text on the clipboard. Dropping it does not take the text back.
+/// Our text on the clipboard. Destroying the offer leaves the text there.
 class PasteboardOffer {
 public:
     virtual ~PasteboardOffer() = default;
     /// How often an application fetched the text (asking for the formats alone does not count).
     [[nodiscard]] virtual int reads() const = 0;
-    /// True while nobody else has taken the clipboard over.
+    /// True until another client takes over the clipboard.
     [[nodiscard]] virtual bool isOwner() const = 0;
     /// Suspends until the text has been read in full for the first time, the offer was lost, or `deadline` has passed;
     /// returns whether it was read.
     virtual Task<bool> waitUntilRead(std::chrono::milliseconds deadline) = 0;
-    /// When the latest read ended; restoring must come after the reader has had it.
+    /// When the latest read ended; the clipboard may be restored only after that.
     [[nodiscard]] virtual std::optional<std::chrono::steady_clock::time_point> lastRead() const = 0;
-    /// Whether the process of that id is among the readers; tells the target from a clipboard manager. False where the
-    /// desktop does not tell who reads.
+    /// Whether the process with this id has read the text, to distinguish the target from a clipboard manager. False
+    /// where the desktop does not identify readers.
     [[nodiscard]] virtual bool readBy(int64_t pid) const {
         (void)pid;
         return false;
@@ -48,13 +48,13 @@ public:
     virtual ~Pasteboard() = default;
 
     [[nodiscard]] virtual bool isAvailable() const = 0;
-    /// What is on it now.
+    /// The current content.
     virtual Task<PasteboardContents> read(std::chrono::milliseconds deadline) = 0;
-    /// Grows whenever somebody takes the clipboard over; nothing when the desktop does not tell.
+    /// Increases whenever the clipboard gets a new owner; nothing when the desktop does not report that.
     [[nodiscard]] virtual std::optional<uint64_t> changeCount() const { return std::nullopt; }
-    /// Puts `text` on it; with `alsoPrimary` on the primary selection too.
+    /// Offers `text` on the clipboard, with `alsoPrimary` on the primary selection too.
     virtual Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) = 0;
-    /// Puts back what `read` returned, unless another application took the clipboard since `offer` was made.
+    /// Restores what `read` returned, unless another application has taken the clipboard since `offer` was made.
     virtual Task<bool> restore(PasteboardContents contents, std::shared_ptr<PasteboardOffer> offer) = 0;
 };
 

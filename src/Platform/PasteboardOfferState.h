@@ -10,16 +10,16 @@
 
 namespace quillo {
 
-/// What has become of a text on the clipboard: shared between its offer, on the main thread, and the adapter's thread
-/// that serves it. Any thread.
+/// The state of a text on the clipboard, shared by its offer on the main thread and the adapter's thread that serves
+/// it. Any thread.
 class PasteboardOfferState {
 public:
-    /// A reader has been given the text; `process` is its id, or 0 where the desktop does not tell.
+    /// A reader has received the text. `process` is its id, or 0 where the desktop does not reveal it.
     void wasRead(int64_t process);
-    /// Somebody else has the clipboard now.
+    /// Another client owns the clipboard now.
     void lost();
 
-    /// A stream whose first element tells whether the text was read. Main thread.
+    /// A stream whose first element says whether the text was read. Main thread.
     AsyncStream<bool> outcome(std::chrono::milliseconds deadline);
 
     [[nodiscard]] int reads() const;
@@ -38,7 +38,7 @@ private:
     std::vector<AsyncStream<bool>::Sink> m_waiting;
 };
 
-/// The offer over such a state.
+/// Makes an offer over this state.
 class SharedPasteboardOffer final : public PasteboardOffer {
 public:
     explicit SharedPasteboardOffer(std::shared_ptr<PasteboardOfferState> state) : m_state(std::move(state)) {}

@@ -9,7 +9,7 @@
 namespace quillo {
 
 /// Secrets by key, for this application and user. Calls may wait for the desktop's secret service up to a short
-/// deadline; a missing or locked one makes `isAvailable` false. One thread, but for `onChange`.
+/// deadline; `isAvailable` is false when it is missing or locked. Used on one thread, except `onChange`.
 class SecretStore {
 public:
     virtual ~SecretStore() = default;
@@ -18,12 +18,11 @@ public:
     virtual bool write(const QString& key, const QByteArray& value) = 0;
     virtual bool remove(const QString& key) = 0;
 
-    /// The store is there, but its owner has not unlocked it.
+    /// The store exists, but its owner has not unlocked it.
     [[nodiscard]] virtual bool isLocked() { return false; }
-    /// Looks at a locked store again; true when it is open from now on.
+    /// Checks a locked store again; true when it is now open.
     virtual bool reopen() { return false; }
-    /// `changed` is called, on the main thread, when a look with `reopen` may be worth it; nothing ends that. Main
-    /// thread.
+    /// Calls `changed` on the main thread whenever `reopen` may succeed, for as long as the store exists. Main thread.
     virtual void onChange(std::function<void()> /*changed*/) {}
 };
 

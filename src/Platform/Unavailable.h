@@ -10,8 +10,8 @@
 
 namespace quillo {
 
-// Stand-ins for what a desktop does not offer: each says "not available" and does nothing, so that nobody above has to
-// ask for null.
+// Null objects for what a desktop does not offer: each reports "not available" and does nothing, so that callers need
+// not check for null.
 std::unique_ptr<KeyEventSource> makeUnavailableKeyEventSource();
 std::unique_ptr<KeyInjector> makeUnavailableKeyInjector();
 std::unique_ptr<Pasteboard> makeUnavailablePasteboard();

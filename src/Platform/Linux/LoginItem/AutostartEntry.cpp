@@ -44,7 +44,7 @@ QString quotedExecWord(const QString& word) {
         if (quote && escaped.contains(c))
             result += QLatin1Char('\\');
         result += c;
-        // A single one would begin a field code.
+        // Double the percent sign: a single one begins a field code.
         if (c == QLatin1Char('%'))
             result += c;
     }
@@ -125,7 +125,7 @@ bool AutostartEntry::canStart() const {
 void AutostartEntry::setCommand(const QString& program, const QStringList& arguments) {
     g_key_file_set_string(m_file.get(), group, G_KEY_FILE_DESKTOP_KEY_EXEC,
                           execLine(program, arguments).toUtf8().constData());
-    // Sessions then pass over the entry when the program is gone, instead of failing at every login.
+    // With TryExec, sessions skip the entry when the program is gone instead of failing at every login.
     g_key_file_set_string(m_file.get(), group, G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, program.toUtf8().constData());
 }
 

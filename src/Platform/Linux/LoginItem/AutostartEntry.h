@@ -11,26 +11,26 @@ using GKeyFile = struct _GKeyFile;
 
 namespace quillo {
 
-/// The keys of a desktop entry that decide about automatic start. Comments, translations and every other key stay as
-/// they are. Any thread.
+/// The keys of a desktop entry that control automatic start. Comments, translations and all other keys are preserved.
+/// Any thread.
 class AutostartEntry {
 public:
-    /// A fresh entry that starts `command`.
+    /// A new entry that starts `command`.
     static AutostartEntry create(const QString& program, const QStringList& arguments);
-    /// Nothing when `content` is no desktop entry.
+    /// Nothing when `content` is not a desktop entry.
     static std::optional<AutostartEntry> parse(const QByteArray& content);
 
     /// Switched off by its keys (Hidden, X-GNOME-Autostart-enabled), or not meant for any of `desktops`.
     [[nodiscard]] bool isSwitchedOff(const QStringList& desktops) const;
-    /// Whether there is a program to start: sessions pass over an entry without.
+    /// Whether the entry names a program to start; sessions skip one that does not.
     [[nodiscard]] bool canStart() const;
-    /// The command's words; empty when it cannot be read.
+    /// The command's words; empty when the command cannot be parsed.
     [[nodiscard]] QStringList command() const;
 
     void setCommand(const QString& program, const QStringList& arguments);
     void switchOn();
     void switchOff();
-    /// Whether nothing but its being on or off tells it from the one that `create` makes.
+    /// Whether it equals what `create` makes, apart from being switched on or off.
     [[nodiscard]] bool isPlain() const;
     [[nodiscard]] QByteArray content() const;
 

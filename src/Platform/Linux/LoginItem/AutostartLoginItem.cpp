@@ -17,13 +17,13 @@ namespace quillo {
 namespace {
 
 const QString entryName = QStringLiteral("/autostart/org.quillo.Quillo.desktop");
-/// Far beyond any entry; what is larger is something else.
+/// Far larger than any entry; a larger file is something else.
 constexpr qint64 largestEntry = 256 * 1024;
 
 QStringList absoluteOnly(const QString& folders) {
     QStringList result;
     for (const auto& folder : folders.split(QLatin1Char(':'), Qt::SkipEmptyParts))
-        // Others are to be ignored, says the base directory specification.
+        // The base directory specification says to ignore relative paths.
         if (folder.startsWith(QLatin1Char('/')))
             result << folder;
     return result;
@@ -48,7 +48,7 @@ public:
 
     LoginItemStatus status() override {
         if (!m_place.userFolder.isEmpty() && isThere(m_path)) {
-            // What cannot be read starts nothing, nor does the system's entry behind it.
+            // An unreadable user entry still hides the system-wide one.
             const auto entry = read(m_path);
             if (!entry || entry->isSwitchedOff(m_place.desktops))
                 return LoginItemStatus::requiresApproval;
@@ -99,7 +99,8 @@ public:
 
 private:
     static bool isThere(const QString& path) {
-        return QFileInfo::exists(path) || QFileInfo(path).isSymLink(); // a link to nothing hides the system's entry too
+        return QFileInfo::exists(path) ||
+               QFileInfo(path).isSymLink(); // a dangling link hides the system-wide entry too
     }
 
     static std::optional<AutostartEntry> read(const QString& path) {
@@ -109,7 +110,7 @@ private:
         return AutostartEntry::parse(file.read(largestEntry));
     }
 
-    /// Whether an entry of the system starts us where the user has none. The first that is found decides.
+    /// Whether a system-wide entry starts us when the user has none. The first one found decides.
     [[nodiscard]] bool systemStarts() const {
         for (const auto& folder : m_place.systemFolders)
             if (isThere(folder + entryName)) {
@@ -119,7 +120,7 @@ private:
         return false;
     }
 
-    /// What stands in the user's entry; nothing when there is none, or an empty one, in which there is nothing to keep.
+    /// The content of the user's entry; nothing when it is missing or empty, because then nothing has to be kept.
     [[nodiscard]] std::optional<QByteArray> userEntry() const {
         if (m_place.userFolder.isEmpty())
             throw LoginItemError(
@@ -141,7 +142,7 @@ private:
         return content.trimmed().isEmpty() ? std::nullopt : std::optional(std::move(content));
     }
 
-    /// A command that we may have written, perhaps from another place: the user's own has other arguments.
+    /// A command that we may have written, perhaps from another install location; the user's own has other arguments.
     [[nodiscard]] bool isOurs(const QStringList& command) const {
         return !command.isEmpty() &&
                QFileInfo(command.constFirst()).fileName() == QFileInfo(m_place.program).fileName() &&
@@ -150,19 +151,19 @@ private:
 
     void write(const AutostartEntry& entry, const std::optional<QByteArray>& existing) {
         const auto content = entry.content();
-        // Writing it again would at least move its blank lines.
+        // Do not rewrite an unchanged file: that would at least move its blank lines.
         if (const auto old = existing ? AutostartEntry::parse(*existing) : std::nullopt;
             old && old->content() == content)
             return;
         const auto action = QStringLiteral("write");
         makeFolder(QFileInfo(m_path).absolutePath());
-        // Takes the place of the old one at once, and of what a link leads to.
+        // Replaces the old file atomically, also behind a symbolic link.
         QSaveFile file(m_path);
         if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
             throw notWritable(action, m_path, file.errorString());
     }
 
-    /// Folders that are made here are the user's alone, as the base directory specification asks.
+    /// New folders are accessible to the user only, as the base directory specification requires.
     static void makeFolder(const QString& path) {
         if (QFileInfo(path).isDir())
             return;

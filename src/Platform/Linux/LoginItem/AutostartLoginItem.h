@@ -13,22 +13,22 @@ struct AutostartPlace {
     /// The program's own absolute path, and the arguments it is started with at login.
     QString program;
     QStringList arguments;
-    /// The user's configuration folder, and those of the system, the strongest first. Absolute.
+    /// The user's configuration folder, and those of the system in order of precedence. Absolute paths.
     QString userFolder;
     QStringList systemFolders;
-    /// What the running desktop calls itself, for OnlyShowIn and NotShowIn.
+    /// The names of the running desktop, for OnlyShowIn and NotShowIn.
     QStringList desktops;
 
-    /// This process's program in its environment: XDG_CONFIG_HOME, XDG_CONFIG_DIRS, XDG_CURRENT_DESKTOP. Needs a
+    /// Taken from this process: its program, XDG_CONFIG_HOME, XDG_CONFIG_DIRS and XDG_CURRENT_DESKTOP. Needs a
     /// QCoreApplication.
     static AutostartPlace ofThisProcess(QStringList arguments = {});
 };
 
-/// A login item as an entry "autostart/org.quillo.Quillo.desktop", by the Desktop Application Autostart Specification.
+/// The login item as the entry "autostart/org.quillo.Quillo.desktop" (Desktop Application Autostart Specification).
 ///
-/// What others wrote into the user's entry stays: only the keys that decide whether and what it starts are touched, and
-/// a command of the user's own stays as long as its program exists. An entry with such changes is switched off
-/// (Hidden=true) where a plain one is removed, and so is one that stands before the system's.
+/// Edits by the user or other programs are preserved: only the keys that control whether and what the entry starts are
+/// changed, and a command written by the user is kept as long as its program exists. To disable it, an unedited entry
+/// is removed; an edited one, or one that overrides a system-wide entry, is switched off (Hidden=true).
 std::unique_ptr<LoginItem> createAutostartLoginItem(AutostartPlace place);
 
 } // namespace quillo

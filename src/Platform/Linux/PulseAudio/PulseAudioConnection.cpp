@@ -11,7 +11,7 @@ namespace quillo {
 
 namespace {
 
-/// How long a caller waits for a server that starts or hangs.
+/// How long a caller waits for a server that is starting or hangs.
 constexpr std::chrono::milliseconds readyDeadline(300);
 constexpr uint64_t firstReconnectDelay = 250 * PA_USEC_PER_MSEC;
 constexpr uint64_t longestReconnectDelay = 10 * PA_USEC_PER_SEC;
@@ -67,11 +67,11 @@ void PulseAudioConnection::connect() {
         pa_context_disconnect(m_context);
         pa_context_unref(m_context);
     }
-    m_listing.clear(); // of an answer that was cut off
+    m_listing.clear(); // left over from an interrupted answer
     m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Quillo");
     pa_context_set_state_callback(
         m_context, [](pa_context*, void* self) { static_cast<PulseAudioConnection*>(self)->handleState(); }, this);
-    // A server that is not running is the session's to start, not ours.
+    // NOAUTOSPAWN: starting the sound server is the session's task, not ours.
     if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
         scheduleReconnect();
 }
@@ -137,7 +137,7 @@ void PulseAudioConnection::refresh() {
             self->m_defaultSource = info ? QString::fromUtf8(info->default_source_name) : QString();
         },
         this));
-    // Answers come in the order of the questions: when the list is complete the default is known too.
+    // Answers arrive in the order of the requests: when the list is complete, the default is known too.
     auto* const listing = pa_context_get_source_info_list(
         m_context,
         [](pa_context*, const pa_source_info* info, int end, void* pointer) {
@@ -185,7 +185,7 @@ void PulseAudioConnection::forget() {
 bool PulseAudioConnection::waitUntilReady() {
     std::unique_lock lock(m_mutex);
     if (m_hasFailed) {
-        // Somebody wants it now: do not wait for the next attempt's turn.
+        // A caller needs the connection now, so do not wait for the next scheduled attempt.
         m_hasFailed = false;
         lock.unlock();
         {
@@ -219,7 +219,7 @@ std::optional<QString> PulseAudioConnection::defaultSource() {
     });
     if (chosen != m_sources.end() && isMicrophone(*chosen))
         return chosen->device.id;
-    // The server names a monitor when it knows no better: that would record the loudspeakers.
+    // Without a microphone the server's default can be a monitor, which would record the loudspeakers.
     const auto any = std::find_if(m_sources.begin(), m_sources.end(), isMicrophone);
     return any == m_sources.end() ? std::nullopt : std::optional(any->device.id);
 }

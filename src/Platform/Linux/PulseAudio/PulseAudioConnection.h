@@ -11,7 +11,7 @@
 
 namespace quillo {
 
-/// A source of the server, as far as a capture needs it.
+/// The properties of a source that a capture needs.
 struct PulseAudioSource {
     AudioHardwareDevice device;
     uint32_t sampleRate = 0;
@@ -19,7 +19,7 @@ struct PulseAudioSource {
     uint32_t bitsPerSample = 0;
 };
 
-/// Holds the main loop's lock: what the library does meanwhile waits.
+/// Holds the main loop's lock, so that no callback of the library runs.
 class PulseAudioLock {
 public:
     explicit PulseAudioLock(pa_threaded_mainloop* loop) : m_loop(loop) { pa_threaded_mainloop_lock(m_loop); }
@@ -31,7 +31,7 @@ private:
     pa_threaded_mainloop* m_loop;
 };
 
-/// The connection to the sound server: connects, keeps the list of sources, connects again. Thread-safe.
+/// The connection to the sound server: connects, keeps the list of sources, reconnects. Thread-safe.
 class PulseAudioConnection {
 public:
     PulseAudioConnection();
@@ -43,11 +43,12 @@ public:
     /// With the lock held; null while there is no connection.
     [[nodiscard]] pa_context* readyContext() const { return m_isReady ? m_context : nullptr; }
 
-    /// With the lock held: asks for the sources again. Whoever asks for them next waits for the answer.
+    /// With the lock held: requests the list of sources again. The next caller that reads the list waits for the
+    /// answer.
     void refreshIfReady();
 
-    /// Waits until the list of sources is what the server says now, at most for the deadline of a hung or starting
-    /// server; false when there is none.
+    /// Waits until the list of sources is up to date, at most for the deadline of a hung or starting server; false when
+    /// there is no server.
     bool waitUntilReady();
     [[nodiscard]] bool isReady();
     std::vector<PulseAudioSource> sources();
@@ -62,19 +63,19 @@ private:
     void forget();
 
     pa_threaded_mainloop* m_loop;
-    // With the loop's lock held.
+    // Guarded by the loop's lock.
     pa_context* m_context = nullptr;
     pa_time_event* m_reconnect = nullptr;
     bool m_isReady = false;
     uint32_t m_failures = 0;
     std::vector<PulseAudioSource> m_listing;
 
-    // What callers read without the loop's lock.
+    // Read by callers without the loop's lock.
     std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_isListed = false;
-    bool m_hasFailed = false; ///< the latest attempt to connect, and none has been made since
-    int m_refreshes = 0;      ///< questions for the list that are not answered yet
+    bool m_hasFailed = false; ///< the latest attempt to connect failed, and no new one has begun
+    int m_refreshes = 0;      ///< pending requests for the list
     std::vector<PulseAudioSource> m_sources;
     QString m_defaultSource;
 };

@@ -6,10 +6,10 @@
 
 namespace quillo {
 
-/// The microphones of a PulseAudio server, or of PipeWire in its place.
+/// The microphones of a PulseAudio server, or of PipeWire's replacement for it.
 ///
-/// One connection is held for the life of the object, with the devices kept up to date by the server's events, so that
-/// opening a microphone costs one round trip. A lost server is looked for again by itself.
+/// The object keeps one connection, and the server's events keep the device list up to date, so that opening a
+/// microphone costs one round trip. After losing the server it reconnects automatically.
 std::unique_ptr<AudioHardware> createPulseAudioHardware();
 
 } // namespace quillo

@@ -10,14 +10,14 @@ using namespace std::chrono_literals;
 
 /// How long the server may take to open the device.
 constexpr auto openDeadline = 1000ms;
-/// How much audio one delivery should bring: short, so that the first word and the waveform come at once.
+/// Audio per delivery: short, so that the first word and the waveform appear without delay.
 constexpr auto fragment = 10ms;
-/// The most that one callback brings.
+/// The largest portion passed to one callback.
 constexpr size_t portionFrames = 4096;
-/// What is delivered for a hole in the stream.
+/// Delivered for a hole in the stream.
 constexpr std::array<float, portionFrames> silence{};
 
-/// The context's error; a stream that ended without one has failed all the same.
+/// The context's error; a stream that ended without an error code still counts as failed.
 AudioStatus failureOf(pa_context* context) {
     const int error = pa_context_errno(context);
     return error > 0 ? error : PA_ERR_UNKNOWN;
@@ -91,7 +91,8 @@ public:
             attributes.maxlength = attributes.tlength = attributes.prebuf = attributes.minreq = UINT32_MAX;
             attributes.fragsize =
                 static_cast<uint32_t>(pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &m_format));
-            // A stream that follows to another device would record what nobody chose, such as the loudspeakers.
+            // If the server moved the stream, it would record a device that the user did not choose, such as the
+            // loudspeakers.
             const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
                                                               PA_STREAM_START_UNMUTED);
             if (pa_stream_connect_record(m_stream, m_source.device.id.toUtf8().constData(), &attributes, flags) < 0)
@@ -107,7 +108,7 @@ public:
         const PulseAudioLock lock(m_connection->loop());
         if (!m_stream)
             return PA_ERR_BADSTATE;
-        // With the lock held no callback runs, and after this none follows.
+        // While we hold the lock no callback runs, and after this call none follows.
         pa_stream_set_state_callback(m_stream, nullptr, nullptr);
         pa_stream_set_read_callback(m_stream, nullptr, nullptr);
         takeReadable();
@@ -146,7 +147,8 @@ private:
         m_changed.notify_all();
         if (state == PA_STREAM_READY)
             return;
-        // The news that the source is gone follows only after this: whoever opens another one must not find the old.
+        // The event that the source is gone arrives later. Refresh now, so that the next open does not find the old
+        // source.
         m_connection->refreshIfReady();
         if (wasOpen && m_lost)
             m_lost(QString::fromUtf8(pa_strerror(m_failure)));
@@ -157,7 +159,7 @@ private:
         size_t bytes = 0;
         while (pa_stream_peek(m_stream, &data, &bytes) == 0 && bytes > 0) {
             const size_t frames = bytes / sizeof(float);
-            // After a stall a lot comes at once: it is passed on in portions.
+            // After a stall a lot of audio arrives at once: pass it on in portions.
             for (size_t at = 0; at < frames; at += portionFrames)
                 m_input(data ? static_cast<const float*>(data) + at : silence.data(),
                         std::min(frames - at, portionFrames));

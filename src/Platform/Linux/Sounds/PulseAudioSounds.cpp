@@ -17,7 +17,7 @@ namespace {
 void playSamples(const std::vector<float>& samples, double volume) {
     const pa_sample_spec format{PA_SAMPLE_FLOAT32NE, soundSampleRate, 1};
     int error = 0;
-    // No communication role: it would turn down other applications' sound.
+    // No communication role: it would make the server lower the volume of other applications.
     auto* const stream =
         pa_simple_new(nullptr, "Quillo", PA_STREAM_PLAYBACK, nullptr, "Sound", &format, nullptr, nullptr, &error);
     if (!stream) {
@@ -37,7 +37,7 @@ class PulseAudioSounds final : public Sounds {
 public:
     PulseAudioSounds() = default;
     ~PulseAudioSounds() override {
-        // A sound server that hangs must not hold up the exit: the thread is left to end with the process.
+        // A hung sound server must not delay the exit: the thread is detached and ends with the process.
         if (*m_isPlaying)
             static_cast<void>(m_executor.release());
     }
@@ -54,7 +54,7 @@ public:
         }
         if (!m_executor)
             m_executor = std::make_unique<SerialExecutor>(QStringLiteral("com.quillo.sounds"));
-        // One at a time: sounds that piled up behind a slow server would be heard when nobody expects them.
+        // Play one sound at a time: sounds queued up behind a slow server would be heard too late.
         if (m_isPlaying->exchange(true))
             return true;
         m_executor->post([samples = samples, volume, isPlaying = m_isPlaying] {

@@ -6,8 +6,8 @@
 
 namespace quillo {
 
-/// Plays short samples of our own making ("Pop", "Basso") on the default sink, from a thread of its own. Without a
-/// sound server nothing is heard and nobody waits.
+/// Plays Quillo's own short samples ("Pop", "Basso") on the default sink, from its own thread. Without a sound server
+/// it does nothing and does not block.
 std::unique_ptr<Sounds> createSounds();
 
 } // namespace quillo

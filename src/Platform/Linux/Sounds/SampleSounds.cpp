@@ -17,7 +17,7 @@ struct Tone {
 };
 
 std::vector<float> synthesize(const Tone& tone) {
-    constexpr double attackSeconds = 0.003; // a sound that begins at once clicks
+    constexpr double attackSeconds = 0.003; // a sound that starts at full amplitude clicks
     const auto length = static_cast<size_t>(tone.seconds * soundSampleRate);
     std::vector<float> samples(length);
     double phase = 0;
