@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// The account's window. `account` is the model, `dialog` the window.
+// The account window. `account` is the model, `dialog` the window.
 FocusScope {
     id: root
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// Who is signed in, or the ways to be; the same in the welcome and in the account's window. `account` is the model.
+// The signed-in user, or the ways to sign in. Used by the welcome and by the account window. `account` is the model.
 Column {
     id: choices
 

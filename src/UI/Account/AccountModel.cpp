@@ -39,7 +39,7 @@ QString AccountModel::initial() const {
     if (!isSignedIn())
         return {};
     const auto name = title();
-    // A letter may be two units long.
+    // A letter may consist of two UTF-16 units.
     return name.left(name.front().isHighSurrogate() ? 2 : 1).toUpper();
 }
 

@@ -7,7 +7,7 @@
 namespace quillo {
 
 /// The account as properties, for its window, the welcome and the menu. Lives as long as the interface, so that a
-/// window that was closed and opened again still knows what is under way. Main thread only.
+/// window closed and reopened still shows the operation under way. Main thread only.
 class AccountModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString phase READ phase NOTIFY changed)
@@ -24,15 +24,15 @@ public:
     /// `hooks` must outlive the model.
     explicit AccountModel(const UserInterfaceHooks& hooks);
 
-    /// Whether there is anything to show and do.
+    /// Whether accounts are available.
     [[nodiscard]] bool isAvailable() const { return m_hooks.account && m_hooks.signIn; }
     /// "none", "anonymous", "signedIn", "waiting" for the browser, or "busy" with anything else.
     [[nodiscard]] QString phase() const;
-    /// Who is signed in, in one line: the name, else the e-mail address; or what stands instead of one.
+    /// The signed-in user in one line: the name, otherwise the e-mail address; or a placeholder when signed out.
     [[nodiscard]] QString title() const;
     /// The e-mail address unless it is the title.
     [[nodiscard]] QString detail() const;
-    /// The first letter of the title, for a portrait; empty without an account.
+    /// The first letter of the title, for the badge; empty without an account.
     [[nodiscard]] QString initial() const;
     [[nodiscard]] const QString& message() const { return m_state.message; }
     [[nodiscard]] bool isSignedIn() const { return m_state.kind == AccountState::Kind::signedIn; }
@@ -47,12 +47,12 @@ public:
     /// The user has confirmed.
     Q_INVOKABLE void deleteAccount();
 
-    /// Asks for the state again.
+    /// Reads the state again.
     void refresh();
 
 Q_SIGNALS:
     void changed();
-    /// A sign-in begun here has come to its end with an account.
+    /// A sign-in begun here succeeded.
     void signInSucceeded();
 
 private:
@@ -60,7 +60,7 @@ private:
 
     const UserInterfaceHooks& m_hooks;
     AccountState m_state;
-    bool m_throughBrowser = false; ///< what is under way, if anything, is a sign-in that was begun here
+    bool m_throughBrowser = false; ///< the operation under way, if any, is a sign-in begun here
 };
 
 } // namespace quillo

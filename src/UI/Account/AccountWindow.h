@@ -5,7 +5,7 @@
 
 namespace quillo {
 
-/// Who is signed in, and signing in, out and away for good. Escape leaves.
+/// Shows the signed-in user and offers to sign in, sign out and delete the account. Escape closes it.
 class AccountWindow final : public DialogWindow {
     Q_OBJECT
 public:

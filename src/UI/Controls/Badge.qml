@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// A glyph, or a letter, on a disc of its own colour thinned out.
+// A glyph or a letter on a disc in a pale shade of the same colour.
 Rectangle {
     property string glyph
     property string letter

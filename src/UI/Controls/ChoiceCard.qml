@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// One of several ways to go on, with what it means. As high as its words need.
+// One of several choices with an explanation. Its height follows its text.
 Rectangle {
     id: card
 

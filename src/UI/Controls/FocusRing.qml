@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// Goes around its parent while that has the keyboard focus.
+// A ring around its parent while the parent has the keyboard focus.
 Rectangle {
     anchors.fill: parent
     anchors.margins: -Math.round(3 * Theme.unit)

@@ -108,7 +108,7 @@ ShadowItem::ShadowItem(QQuickItem* parent) : QQuickPaintedItem(parent) {
 void ShadowItem::paint(QPainter* painter) {
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
-    // Stacked translucent outlines make a quadratic fall-off, close to a blurred edge at a fraction of its cost.
+    // Stacked translucent outlines give a quadratic fall-off, which resembles a blurred edge at a fraction of its cost.
     const int layers = static_cast<int>(m_extent);
     const auto alpha = static_cast<float>(m_strength * 2 / (layers + 1.0));
     for (int layer = 0; layer < layers; ++layer) {

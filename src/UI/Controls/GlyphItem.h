@@ -6,7 +6,7 @@
 namespace quillo {
 
 /// A small symbol drawn in one colour at any size: "check", "cross", "exclamation", "stop", "lock", "microphone",
-/// "search", "person", "plus", "forward". Drawn here because symbol fonts differ from one desktop to the next.
+/// "search", "person", "plus", "forward". We draw them because symbol fonts differ between desktops.
 class GlyphItem : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY changed)
@@ -30,7 +30,7 @@ private:
     QColor m_color = Qt::white;
 };
 
-/// The soft shadow of a rounded rectangle that fills the item but for `extent` pixels on every side.
+/// The soft shadow of a rounded rectangle that fills the item except for `extent` pixels on every side.
 class ShadowItem : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(qreal extent MEMBER m_extent NOTIFY changed)

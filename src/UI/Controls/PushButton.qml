@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// A button with words. `kind` is "plain", "primary" for what most will want, or "danger" for what cannot be undone.
+// A text button. `kind` is "plain", "primary" for the usual choice, or "danger" for what cannot be undone.
 Rectangle {
     id: button
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// Shows how far a Flickable, in which it stands, has been scrolled; hidden while everything fits.
+// Shows how far its parent Flickable has been scrolled; hidden while everything fits.
 Rectangle {
     required property Flickable flickable
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// Scrolls what is higher than the window, and brings what has the keyboard focus into sight.
+// Scrolls content that is taller than the window, and keeps the item with the keyboard focus visible.
 Flickable {
     id: page
 
@@ -14,11 +14,11 @@ Flickable {
     interactive: contentHeight > height
 
     onFocusedChanged: reveal()
-    // What has the focus may have been laid out only now.
+    // The focused item may have been laid out only now.
     onContentHeightChanged: Qt.callLater(reveal)
     onHeightChanged: Qt.callLater(reveal)
 
-    // By most of a page, for Page Up (-1) and Page Down (1).
+    // Scrolls by most of a page, for Page Up (-1) and Page Down (1).
     function scroll(direction) {
         contentY = Math.max(0, Math.min(contentHeight - height, contentY + direction * height * 0.8))
     }

@@ -1,7 +1,8 @@
 import QtQuick
 import Quillo
 
-// A setting that is on or off. Shows `checked` and asks to change it with `toggled`; whoever listens changes it.
+// A setting that is on or off. Shows `checked` and requests a change with `toggled`; the handler of the signal makes
+// the change.
 Rectangle {
     id: row
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// A paragraph as wide as it may be. `tone` is "title", "plain", "quiet", "failure" or "notice".
+// A paragraph that fills the available width. `tone` is "title", "plain", "quiet", "failure" or "notice".
 Text {
     property string tone: "plain"
 

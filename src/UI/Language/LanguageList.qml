@@ -51,7 +51,7 @@ FocusScope {
             Accessible.name: Texts.t("languagePicker.search")
             onTextChanged: {
                 languages.filter = text
-                // At once: whoever types fast presses Return before the list has been laid out.
+                // Update at once: a fast typist presses Return before the list has been laid out.
                 list.restore()
             }
             Keys.onUpPressed: list.decrementCurrentIndex()

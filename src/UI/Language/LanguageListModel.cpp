@@ -4,7 +4,7 @@ namespace quillo {
 
 namespace {
 
-/// For comparison: without case and without accents.
+/// Folds case and removes accents, for comparison.
 QString folded(const QString& text) {
     QString plain;
     const auto decomposed = text.normalized(QString::NormalizationForm_KD);
@@ -52,7 +52,7 @@ void LanguageListModel::setFilter(const QString& filter) {
 int LanguageListModel::currentRow() const {
     if (m_matching.empty())
         return -1;
-    // Somebody who has typed wants the best match, not what was chosen before.
+    // After typing, select the best match instead of the earlier choice.
     const auto current = std::ranges::find_if(m_matching, &InterfaceChoice::isCurrent);
     if (!m_filter.isEmpty() || current == m_matching.end())
         return 0;

@@ -7,7 +7,7 @@
 namespace quillo {
 
 /// The dictation languages that match what was typed: by their own name, their English name or their code, without
-/// regard to case and accents. Names that begin with it come first.
+/// regard to case and accents. Names that begin with the search text come first.
 class LanguageListModel final : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
@@ -39,11 +39,11 @@ private:
         QString own;
         QString english;
     };
-    /// 0: begins with it, 1: holds it, 2: neither.
+    /// 0: begins with the search text, 1: contains it, 2: neither.
     [[nodiscard]] int rank(size_t language, const QString& wanted) const;
 
     InterfaceChoices m_all;
-    std::vector<FoldedNames> m_names; ///< of m_all, for comparison
+    std::vector<FoldedNames> m_names; ///< the folded names of m_all
     InterfaceChoices m_matching;
     QString m_filter;
 };

@@ -14,7 +14,7 @@ public:
     LanguagePickerWindow(QmlEngineHost& host, const UserInterfaceHooks& hooks);
     ~LanguagePickerWindow() override;
 
-    /// Stores the choice and closes; nothing for an empty code.
+    /// Stores the choice and closes; does nothing for an empty code.
     Q_INVOKABLE void choose(const QString& code);
 
 private:

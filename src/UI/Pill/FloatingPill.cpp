@@ -25,7 +25,7 @@ void FloatingPill::prepare() {
     m_item->setParentItem(m_window->contentItem());
     m_window->setPillSize({m_item->property("maximumWidth").toInt(), m_item->property("maximumHeight").toInt()});
     m_item->setSize(m_window->size());
-    // The native window is a good part of the time to the first showing.
+    // Creating the native window takes a large part of the time until the pill first appears.
     m_window->prepare();
 }
 

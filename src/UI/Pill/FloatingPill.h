@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// Brings the pill's window and its view model together. The window is made when it is first needed, or by `prepare`.
+/// Connects the pill's window with its view model. The window is created when it is first needed, or by `prepare`.
 class FloatingPill {
 public:
     /// All three must outlive the pill.
@@ -20,7 +20,7 @@ public:
 
     /// Loads the window without showing it.
     void prepare();
-    /// The window; nothing before it was needed.
+    /// The window; null until it is first needed.
     [[nodiscard]] PillWindow* window() const { return m_window.get(); }
 
 private:

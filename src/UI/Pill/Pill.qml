@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// The floating pill. `pill` is the view model, `pillWindow` the window it lies in.
+// The floating pill. `pill` is the view model, `pillWindow` the window that contains it.
 Item {
     id: root
 
@@ -43,7 +43,7 @@ Item {
 
         anchors.horizontalCenter: parent.horizontalCenter
         y: parent.height - pillWindow.margin - height
-        // While somebody speaks the width stays: a pill that jumps with every word is a distraction.
+        // Keep the width while the user speaks: a pill that resizes with every word distracts.
         width: root.live ? root.maximumWidth : Math.min(root.maximumWidth, Math.ceil(wanted))
         height: body.lineCount > 1
             ? Math.min(root.maximumHeight, Math.ceil(body.implicitHeight) + Math.round(24 * Theme.unit))
@@ -56,8 +56,8 @@ Item {
         opacity: pillWindow.shown || !pillWindow.composited ? 1 : 0
 
         Behavior on opacity { NumberAnimation { duration: Theme.fadeDuration } }
-        // A transform and not the position: the window's shape follows the position, and an animation that waits for
-        // the first frame would leave the shape outside the window.
+        // Animate a transform, not the position: the window's shape follows the position, and an animation that waits
+        // for the first frame would leave the shape outside the window.
         transform: Translate {
             y: pillWindow.shown || !pillWindow.composited ? 0 : 5
             Behavior on y { NumberAnimation { duration: Theme.fadeDuration; easing.type: Easing.OutCubic } }

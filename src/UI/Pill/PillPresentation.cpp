@@ -8,7 +8,8 @@ namespace quillo {
 
 namespace {
 
-/// More than the widest pill shows, so that the view's own elision decides; short enough to lay out at every partial.
+/// More than the widest pill shows, so that the view does the final elision, yet short enough to lay out for every
+/// partial.
 constexpr qsizetype transcriptLength = 96;
 
 PillPresentation presentActive(const RecordingState& state, const QString& partialText, const Translate& translate) {
@@ -90,12 +91,12 @@ QString phaseName(PillPhase phase) {
 }
 
 QString transcriptTail(const QString& text, qsizetype maximum) {
-    // Only the end is looked at: the partial text of a long dictation grows without bound.
+    // Look only at the end: the partial text of a long dictation grows without bound.
     const auto line = text.right(4 * maximum).simplified();
     if (line.size() <= maximum && text.size() <= 4 * maximum)
         return line;
     const auto earliest = std::max<qsizetype>(0, line.size() - maximum);
-    // A word longer than a quarter of the room is cut inside: scripts without spaces have no other place.
+    // Cut inside a word that is longer than a quarter of the space: scripts without spaces offer no other place.
     auto cut = line.indexOf(QLatin1Char(' '), std::max<qsizetype>(0, earliest - 1));
     if (cut < 0 || cut - earliest > maximum / 4) {
         QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);

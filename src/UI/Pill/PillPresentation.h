@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// Looks a text up in the interface language.
+/// Looks up a text in the interface language.
 using Translate = std::function<QString(const QString& key)>;
 
 enum class PillPhase {
@@ -24,7 +24,7 @@ enum class PillPhase {
     error
 };
 
-/// What the pill shows: a value, compared to tell whether anything has to be drawn anew.
+/// What the pill shows, as a value that is compared to decide whether to redraw.
 struct PillPresentation {
     PillPhase phase = PillPhase::hidden;
     QString text;
@@ -36,10 +36,10 @@ struct PillPresentation {
     bool operator==(const PillPresentation&) const = default;
 };
 
-/// The presentation of `state`, the hint aside: it outlives the state that raised it.
+/// The presentation of `state` without the hint, which stays on display longer than the state that raised it.
 [[nodiscard]] PillPresentation presentPill(const RecordingState& state, const Translate& translate);
 
-/// The word QML selects by.
+/// The phase's name, as used in QML.
 [[nodiscard]] QString phaseName(PillPhase phase);
 
 /// The end of `text` on one line, at most about `maximum` characters, cut between words where there are words and never

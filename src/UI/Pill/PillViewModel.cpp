@@ -57,7 +57,7 @@ void PillViewModel::present(const RecordingState& state) {
     if (m_hint && (next.phase == PillPhase::hidden || next.phase == PillPhase::hovering))
         next = PillPresentation{.phase = PillPhase::hint, .text = m_hint->simplified()};
 
-    // Asked only when the pill would appear: a running animation must not read the settings thirty times a second.
+    // Check the setting only when the pill would appear, not thirty times a second during an animation.
     const bool wanted = next.phase != PillPhase::hidden;
     const bool visible = wanted && (m_visible || !m_enabled || m_enabled());
     if (wanted && next != m_shown) {
@@ -74,7 +74,7 @@ void PillViewModel::present(const RecordingState& state) {
         updateElapsed();
 }
 
-/// Messages go by themselves, but not under the pointer of somebody who reads them.
+/// Messages time out unless the pointer is over them.
 void PillViewModel::scheduleDismissal(const RecordingState& before, const RecordingState& after) {
     const auto* error = after.status.error();
     if (!error && !m_hint) {
@@ -106,7 +106,7 @@ void PillViewModel::updateElapsed() {
         m_elapsed = text;
         Q_EMIT elapsedChanged();
     }
-    // At the next full second, not a second from now: the display would skip one now and then.
+    // Fire at the next full second, not one second from now: otherwise the display sometimes skips a second.
     m_elapsedTick = m_clock.callLater(std::chrono::milliseconds(1000 - passed % 1000), [this] { updateElapsed(); });
 }
 

@@ -10,8 +10,8 @@ namespace quillo {
 
 /// The floating pill as properties. Its methods only send actions.
 ///
-/// While nothing is shown no timer runs. When the pill goes, the properties keep what was last shown so that it can
-/// fade out unchanged. Main thread only.
+/// No timer runs while the pill is hidden. When the pill disappears, the properties keep their last values, so that it
+/// fades out unchanged. Main thread only.
 class PillViewModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool visible READ isVisible NOTIFY visibleChanged)
@@ -26,14 +26,14 @@ class PillViewModel final : public QObject {
     Q_PROPERTY(float level READ level NOTIFY levelChanged)
 
 public:
-    /// How long messages stay when the pointer is not over them.
+    /// How long messages stay if the pointer is not over them.
     static constexpr std::chrono::milliseconds errorDuration{4000};
     static constexpr std::chrono::milliseconds cancelledDuration{1500};
     static constexpr std::chrono::milliseconds hintDuration{3000};
     /// How long a message stays after the pointer has left it.
     static constexpr std::chrono::milliseconds afterHoverDuration{1200};
 
-    /// `enabled` tells whether the pill is wanted; it is asked each time the pill would appear.
+    /// `enabled` says whether the user wants the pill; it is called each time the pill would appear.
     PillViewModel(RecordingStore& store, Clock& clock, Translate translate, std::function<bool()> enabled);
     ~PillViewModel() override;
 
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] bool isTranscript() const { return m_shown.isTranscript; }
     [[nodiscard]] QString targetName() const { return m_shown.targetName; }
     [[nodiscard]] bool isHandsOff() const { return m_shown.isHandsOff; }
-    /// A recording runs: it can be stopped and cancelled.
+    /// Whether a recording runs, which can be stopped and cancelled.
     [[nodiscard]] bool isActive() const;
     [[nodiscard]] bool isHovering() const { return m_store.state().isHovering; }
     /// Time since the recording started; empty when none runs.
@@ -55,7 +55,7 @@ public:
     Q_INVOKABLE void start();
     Q_INVOKABLE void stop();
     Q_INVOKABLE void cancel();
-    /// Puts a hint or an error away; changes nothing in other phases.
+    /// Dismisses a hint or an error; does nothing in other phases.
     Q_INVOKABLE void dismiss();
 
 Q_SIGNALS:
@@ -76,7 +76,7 @@ private:
     Translate m_translate;
     std::function<bool()> m_enabled;
     PillPresentation m_shown;
-    /// The hint on display. It is remembered here because the end of the recording clears it from the state at once.
+    /// The hint on display, kept here because the end of the recording clears it from the state at once.
     std::optional<QString> m_hint;
     bool m_visible = false;
     float m_level = 0;

@@ -14,8 +14,8 @@ namespace quillo {
 
 namespace {
 
-/// A rectangle with round corners, row by row: Qt's conversion of a path rounds its points to whole pixels first, which
-/// shows as facets.
+/// A rounded rectangle built row by row: Qt's conversion of a path first rounds its points to whole pixels, which makes
+/// the corners look faceted.
 QRegion roundedRegion(const QRect& area, int radius) {
     QRegion region(area.adjusted(0, radius, 0, -radius));
     for (int row = 0; row < radius; ++row) {
@@ -33,7 +33,7 @@ QRegion roundedRegion(const QRect& area, int radius) {
 PillWindow::PillWindow(const UserInterfaceHooks& hooks) : m_hooks(hooks), m_composited(windowhints::isComposited()) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
              Qt::NoDropShadowWindowHint);
-    // Through Xwayland a managed window is placed and focused as the compositor likes; an unmanaged one is left alone.
+    // Under Xwayland the compositor places and focuses a managed window as it likes, but leaves an unmanaged one alone.
     if (QGuiApplication::platformName() == u"xcb" && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         setFlag(Qt::BypassWindowManagerHint);
     auto format = requestedFormat();
@@ -99,10 +99,11 @@ void PillWindow::place() {
     for (auto* known : QGuiApplication::screens())
         placement.screens.push_back(known->availableGeometry());
     const auto bottomCentre = placePill(placement);
-    // The screen first: it decides the scale factor that the position is converted with.
+    // Set the screen first: its scale factor is used to convert the position.
     if (auto* target = QGuiApplication::screenAt(bottomCentre); target && target != screen())
         setScreen(target);
-    // Not width() and height(): after a change to a screen of another scale they are the old pixels in new units.
+    // Do not use width() and height() here: after a move to a screen of another scale they give the old pixels in new
+    // units.
     const auto wanted = minimumSize();
     m_place = {bottomCentre.x() - wanted.width() / 2, bottomCentre.y() + margin - wanted.height()};
     setGeometry(QRect(m_place, wanted));
@@ -116,18 +117,18 @@ void PillWindow::setCapsule(const QRectF& area, qreal radius, const QColor& fill
 }
 
 void PillWindow::applyShape() {
-    // Not before there is a native window: asking for one here would make it before it has its size, and a change of
-    // size takes effect only when the window manager has answered.
+    // Wait until the native window exists: requesting its handle here would create it before its size is known, and a
+    // resize takes effect only after the window manager has answered.
     if (m_capsule.isEmpty() || !handle())
         return;
-    // Without a compositing manager the mask limits the input too; the input region then must not.
+    // Without a compositing manager the mask limits the input, so the input region covers the whole window.
     windowhints::setInputRegion(*this, m_composited ? m_capsule.toAlignedRect() : QRect(QPoint(), size()));
     if (m_composited) {
         setColor(Qt::transparent);
         setMask({});
         return;
     }
-    // What lies outside the smoothed corners but inside the mask takes the pill's own colour instead of black.
+    // Pixels outside the smoothed corners but inside the mask get the pill's colour instead of black.
     QColor opaque = m_fill;
     opaque.setAlpha(255);
     setColor(opaque);
@@ -135,7 +136,7 @@ void PillWindow::applyShape() {
 }
 
 void PillWindow::beginDrag(QPointF pointer) {
-    // Not where the pointer is by now: it may have moved on before the press was handled.
+    // Use the position of the press, not the current one: the pointer may have moved before the press was handled.
     m_dragPointer = pointer.toPoint();
     m_dragWindow = m_place;
     m_dragged = false;
@@ -145,7 +146,7 @@ void PillWindow::drag() {
     const auto moved = QCursor::pos() - m_dragPointer;
     if (!m_dragged && moved.manhattanLength() < QGuiApplication::styleHints()->startDragDistance())
         return;
-    // A client cannot place its windows on Wayland; there the compositor moves them.
+    // On Wayland a client cannot place its windows; the compositor moves them.
     if (!m_dragged && QGuiApplication::platformName().startsWith(u"wayland"))
         startSystemMove();
     m_dragged = true;

@@ -8,9 +8,9 @@
 
 namespace quillo {
 
-/// The window around the pill: above all others, never focused, in no task bar, taking input on the pill alone, where
-/// the user left it. With a compositing manager its surroundings are transparent and hold a shadow; without one the
-/// window is cut to the pill's shape.
+/// The window around the pill: always on top, never focused, in no task bar, takes input only on the pill, and appears
+/// where the user left it. With a compositing manager the area around the pill is transparent and shows a shadow;
+/// without one the window is cut to the pill's shape.
 class PillWindow final : public QQuickWindow {
     Q_OBJECT
     Q_PROPERTY(bool composited READ isComposited NOTIFY shownChanged)
@@ -18,7 +18,7 @@ class PillWindow final : public QQuickWindow {
     Q_PROPERTY(int margin READ shadowMargin CONSTANT)
 
 public:
-    /// How long the pill fades before its window goes.
+    /// Duration of the fade before the window is hidden.
     static constexpr std::chrono::milliseconds fadeDuration{160};
     /// Room around the pill for its shadow, logical pixels.
     static constexpr int margin = 22;
@@ -32,10 +32,10 @@ public:
 
     /// Size of the widest and tallest pill.
     void setPillSize(QSize size);
-    /// Makes the native window where it will appear: moving it afterwards races with the window manager, and the
-    /// position that Qt reports may then stay wrong.
+    /// Creates the native window at its final position: moving it afterwards races with the window manager, and Qt may
+    /// keep reporting the wrong position.
     void prepare();
-    /// Shows the pill on the proper screen, or lets it fade and hides it.
+    /// Shows the pill on the screen chosen by `PillPlacement`, or fades it out and hides it.
     void setShown(bool shown);
 
     /// The visible pill in window coordinates, its corner radius and colour. Called at every step of its animations.
@@ -43,7 +43,7 @@ public:
     /// `pointer` is where the button went down, in desktop coordinates.
     Q_INVOKABLE void beginDrag(QPointF pointer);
     Q_INVOKABLE void drag();
-    /// Stores the new place; false when the pointer has not moved, which makes it a click.
+    /// Stores the new place; false when the pointer has not moved, so that the press was a click.
     Q_INVOKABLE bool endDrag();
 
 Q_SIGNALS:
@@ -62,7 +62,7 @@ private:
     QColor m_fill;
     QTimer m_hide;
     QPoint m_dragPointer;
-    QPoint m_place; ///< of the window, as last asked for
+    QPoint m_place; ///< the position of the window, as last requested
     QPoint m_dragWindow;
     bool m_dragged = false;
 };

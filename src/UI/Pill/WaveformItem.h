@@ -8,8 +8,8 @@
 
 namespace quillo {
 
-/// Draws a `WaveformModel` and moves it on while `running`: one timer and one small repaint per frame, nothing when
-/// not running.
+/// Draws a `WaveformModel` and advances it while `running`: one timer and one small repaint per frame, and no work
+/// otherwise.
 class WaveformItem : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(QString mode READ mode WRITE setMode NOTIFY changed)

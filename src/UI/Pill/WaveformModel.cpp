@@ -8,7 +8,8 @@ namespace quillo {
 
 namespace {
 
-// Speech rises fast and dies away slowly to the eye; the shares are of the remaining distance per tick.
+// Bars rise fast and fall slowly, which looks natural for speech. Each value is the share of the remaining distance
+// covered per tick.
 constexpr float attack = 0.65F;
 constexpr float release = 0.22F;
 constexpr int blendTicks = 8;
@@ -32,7 +33,8 @@ void WaveformModel::tick(Mode mode, float level) {
     }
     for (std::size_t bar = 0; bar < barCount; ++bar) {
         const float next = target(mode, bar);
-        // Between two modes the bars glide; within one they follow exactly, or the wave would smear as it scrolls.
+        // Smooth the bars only between two modes; within a mode they follow exactly, because smoothing would blur the
+        // scrolling wave.
         m_bars[bar] = m_blend > 0 ? m_bars[bar] + (next - m_bars[bar]) / static_cast<float>(m_blend) : next;
     }
     m_blend = std::max(0, m_blend - 1);

@@ -6,7 +6,7 @@
 namespace quillo {
 
 /// The heights of the pill's bars over time: a ring of recent levels while recording, a calm or a travelling wave
-/// otherwise. Moved on by `tick`, about thirty times a second; plain arithmetic, no clock of its own.
+/// otherwise. `tick` advances it, about thirty times a second. Plain arithmetic without a clock.
 class WaveformModel {
 public:
     static constexpr std::size_t barCount = 22;
@@ -15,7 +15,7 @@ public:
     enum class Mode {
         calm,      ///< all bars breathe together: the connection is being made
         live,      ///< the latest levels, the newest at the right
-        travelling ///< a crest moves through the bars: work is being done elsewhere
+        travelling ///< a crest moves through the bars: the server is working
     };
 
     /// `level` is 0 to 1 and used in `live` mode; a value that is not a number counts as silence.
@@ -35,7 +35,7 @@ private:
     float m_envelope = 0;
     float m_phase = 0;
     int m_tick = 0;
-    int m_blend = 0; ///< ticks left of the change from one mode to the next
+    int m_blend = 0; ///< ticks left in the transition between two modes
     Mode m_mode = Mode::calm;
     std::array<float, barCount> m_bars{};
 };

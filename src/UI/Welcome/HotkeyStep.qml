@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// The key's trial, or where there are no hotkeys how to bind one.
+// The trial of the hotkey or, on desktops without hotkeys, instructions for binding a key.
 Item {
     id: step
 

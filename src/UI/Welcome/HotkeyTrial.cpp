@@ -34,7 +34,7 @@ void HotkeyTrial::end() {
     m_isRunning = false;
     m_overdue.reset();
     m_hooks.observeHotkey({});
-    // Its release will not arrive any more.
+    // The release of a held key will no longer arrive.
     m_isDown = false;
     Q_EMIT changed();
 }
@@ -44,7 +44,7 @@ void HotkeyTrial::keyMoved(bool isDown) {
     if (isDown)
         m_hasPressed = true;
     else
-        m_hasReleased = m_hasPressed; // a key held since before the trial is no proof
+        m_hasReleased = m_hasPressed; // a key that was already held before the trial does not count
     if (m_hasReleased) {
         m_overdue.reset();
         m_isOverdue = false;

@@ -7,8 +7,8 @@
 
 namespace quillo {
 
-/// Lets the user see whether the hold hotkey reaches the application: its press and its release, each shown once it has
-/// arrived. While the trial runs the hotkey starts no dictation; ends with the object at the latest. Main thread only.
+/// Shows the user whether the hold hotkey reaches the application: its press and its release, each once it has arrived.
+/// While the trial runs, the hotkey does not start a dictation. Destroying the object ends the trial. Main thread only.
 class HotkeyTrial final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString name READ name CONSTANT)
@@ -19,14 +19,14 @@ class HotkeyTrial final : public QObject {
     Q_PROPERTY(bool overdue READ isOverdue NOTIFY changed)
 
 public:
-    /// How long nothing may arrive before the user is told what to do about it.
+    /// How long to wait for the key before advising the user what to do.
     static constexpr std::chrono::seconds patience{8};
 
     /// Both references must outlive the trial.
     HotkeyTrial(const UserInterfaceHooks& hooks, Clock& clock);
     ~HotkeyTrial() override;
 
-    /// The key in words; empty where no hotkey can be had, then `steps` tells how to bind one.
+    /// The key's name; empty where the desktop offers no hotkeys. Then `steps` describes how to bind one.
     [[nodiscard]] const QString& name() const { return m_name; }
     [[nodiscard]] const QString& steps() const { return m_steps; }
     [[nodiscard]] bool isDown() const { return m_isDown; }
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] bool isOverdue() const { return m_isOverdue; }
 
     void begin();
-    /// What has arrived stays shown.
+    /// Keeps showing what has arrived.
     void end();
 
 Q_SIGNALS:

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// A key seen from above, sunk and lit while it is held.
+// A key cap seen from above, pressed and lit while the key is held.
 Rectangle {
     id: key
 

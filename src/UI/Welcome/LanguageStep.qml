@@ -4,7 +4,7 @@ import Quillo
 LanguageList {
     readonly property Item initialFocus: this
 
-    // What is highlighted when the user goes on is the choice, clicked or not.
+    // The highlighted language is the choice when the user continues, even without a click.
     function leave() { welcome.chooseLanguage(highlighted()) }
 
     onClicked: code => welcome.chooseLanguage(code)

@@ -1,14 +1,14 @@
 import QtQuick
 import Quillo
 
-// Which microphone, and whether it hears anything.
+// Chooses the microphone and shows whether it picks up speech.
 Column {
     id: step
 
     readonly property Item initialFocus: null
     readonly property bool failed: microphone.phase === "failed"
     readonly property bool heard: microphone.phase === "heard"
-    // The level is to be seen, also in a low window.
+    // Keep the level visible, even in a low window.
     readonly property bool low: Window.height < 430 * Theme.unit
     spacing: Math.round((low ? 8 : 16) * Theme.unit)
 

@@ -87,7 +87,7 @@ void MicrophoneTest::start() {
         Q_EMIT changed();
     });
     Q_EMIT changed();
-    // Also after the end of this object: an answer may already be on its way.
+    // May run after this object is destroyed: an answer may already be on its way.
     const auto guarded = [test = QPointer(this), run = ++m_run](auto&& answer) {
         if (test && test->m_run == run)
             answer(*test);
@@ -119,7 +119,7 @@ void MicrophoneTest::hear(float level) {
 }
 
 void MicrophoneTest::fail(const QString& reason) {
-    m_phase = Phase::failed; // first: the test has ended by itself and is not stopped
+    m_phase = Phase::failed; // set first: the test has ended on its own and must not be stopped
     stop();
     m_reason = reason;
     Q_EMIT changed();

@@ -8,8 +8,8 @@
 
 namespace quillo {
 
-/// The choice of a microphone with a live level. Every test that is started is stopped, at the latest with the object,
-/// but for one that ended by itself with a failure. Main thread only.
+/// Lets the user choose a microphone and shows its live level. Every started test is stopped, at the latest by the
+/// destructor, unless it ended with a failure. Main thread only.
 class MicrophoneTest final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QStringList choices READ choices NOTIFY choicesChanged)
@@ -21,7 +21,7 @@ class MicrophoneTest final : public QObject {
 
 public:
     enum class Phase { off, listening, heard, failed };
-    /// How long without speech before the user is told what to look at.
+    /// How long to wait for speech before advising the user what to check.
     static constexpr std::chrono::seconds patience{6};
 
     /// The references must outlive the test.
@@ -34,7 +34,7 @@ public:
     [[nodiscard]] int current() const;
     /// "off", "listening", "heard" or "failed".
     [[nodiscard]] QString phase() const;
-    /// What the application says about a failure; may be empty.
+    /// The application's description of a failure; may be empty.
     [[nodiscard]] const QString& reason() const { return m_reason; }
     [[nodiscard]] bool isOverdue() const { return m_isOverdue; }
     [[nodiscard]] float level() const { return m_level; }
@@ -62,7 +62,7 @@ private:
     Clock& m_clock;
     InterfaceChoices m_choices;
     Phase m_phase = Phase::off;
-    quint64 m_run = 0; ///< tells the answers of a former test from those of the running one
+    quint64 m_run = 0; ///< distinguishes the answers of an earlier test from those of the running one
     QString m_reason;
     bool m_isOverdue = false;
     float m_level = 0;

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillo
 
-// What to do from here on.
+// The last step: how to use Quillo from now on.
 Item {
     readonly property Item initialFocus: null
     implicitHeight: advice.implicitHeight

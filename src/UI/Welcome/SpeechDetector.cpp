@@ -7,9 +7,9 @@ namespace quillo {
 
 namespace {
 
-// -45 dBFS: below it even a close voice on a quiet microphone is not recognised well.
+// -45 dBFS: below this level recognition is poor, even for a close voice on a quiet microphone.
 constexpr float faintest = 0.25F;
-// 6 dB: the dips between syllables and words are deeper, the swing of a fan is not.
+// 6 dB: the dips between syllables and words are deeper than this; the variation of a fan is smaller.
 constexpr float swing = 0.1F;
 constexpr int enoughRises = 3;
 constexpr std::chrono::milliseconds enough{350};
@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds longestPause{1200};
 
 bool SpeechDetector::hear(float level, Clock::Instant time) {
     const float heard = std::isfinite(level) ? std::clamp(level, 0.0F, 1.0F) : 0.0F;
-    // A gap in the levels proves nothing about what was in it.
+    // A gap in the levels counts only as `longestStep`, because it is unknown what happened in it.
     const auto step = m_last ? std::min<Clock::Duration>(time - *m_last, longestStep) : Clock::Duration{};
     m_last = time;
     follow(heard);

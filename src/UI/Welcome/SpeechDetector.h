@@ -6,11 +6,11 @@
 
 namespace quillo {
 
-/// Tells speech from silence, a hum and a knock by the level alone: speech is loud for longer than a knock and swings
-/// with its syllables, which a hum does not. Levels are those of the waveform, 0 to 1 for -60 to 0 dBFS.
+/// Distinguishes speech from silence, a hum and a knock by the level alone: speech lasts longer than a knock and,
+/// unlike a hum, varies with its syllables. Levels are those of the waveform, 0 to 1 for -60 to 0 dBFS.
 class SpeechDetector {
 public:
-    /// Takes a level measured at `time`; true once speech has been heard. Ten levels a second are enough.
+    /// Takes a level measured at `time`; true once speech has been detected. Ten levels a second are enough.
     bool hear(float level, Clock::Instant time);
 
 private:

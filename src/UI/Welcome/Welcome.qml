@@ -1,8 +1,8 @@
 import QtQuick
 import Quillo
 
-// The frame around the steps: title, scrolling page, way back and way on. `welcome` is the view model, `dialog` the
-// window; the steps use `languages`, `hotkey`, `microphone` and `account` beside them.
+// The frame around the steps: title, scrolling page, back and next buttons. `welcome` is the view model, `dialog` the
+// window; the steps also use `languages`, `hotkey`, `microphone` and `account`.
 FocusScope {
     id: root
 
@@ -144,7 +144,7 @@ FocusScope {
             anchors { right: parent.right; rightMargin: root.padding; verticalCenter: parent.verticalCenter }
             kind: "primary"
             text: Texts.t(welcome.last ? "welcome.finish" : "welcome.next")
-            // With an account or without is for the user to say, unless nothing can be said now.
+            // The user decides whether to have an account, unless no choice is possible now.
             visible: welcome.step !== "account" || account.phase === "signedIn" || account.phase === "busy"
             onClicked: root.next()
         }

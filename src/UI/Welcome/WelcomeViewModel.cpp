@@ -89,7 +89,7 @@ void WelcomeViewModel::setLaunchAtLogin(bool launch) {
     if (!isLaunchAtLoginOffered())
         return;
     m_hooks.setLaunchAtLogin(launch);
-    // Asked back by whoever shows it: the desktop may have refused.
+    // The view reads the value back, because the desktop may have refused the change.
     Q_EMIT launchAtLoginChanged();
 }
 

@@ -7,8 +7,8 @@
 
 namespace quillo {
 
-/// The steps of the welcome and what runs in each. A step whose hooks are missing is left out. Choices are stored as
-/// they are made, so that leaving early loses none. Main thread only.
+/// The steps of the welcome and what runs in each. A step whose hooks are missing is left out. Each choice is stored at
+/// once, so that leaving early loses nothing. Main thread only.
 class WelcomeViewModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString step READ step NOTIFY stepChanged)
@@ -38,14 +38,14 @@ public:
 
     /// Whether the user sees the steps: the key's trial and the microphone's test run only then.
     void setShown(bool shown);
-    /// Goes to the step with this name; nothing when it was left out.
+    /// Goes to the step with this name; does nothing when the step is left out.
     void goTo(const QString& step);
-    /// Whether the step with this name lies behind.
+    /// Whether the step with this name is completed.
     [[nodiscard]] bool hasPassed(const QString& step) const;
-    /// Goes on; at the last step tells the application that the welcome is done with.
+    /// Goes to the next step; after the last one, reports the end of the welcome to the application.
     Q_INVOKABLE void next();
     Q_INVOKABLE void back();
-    /// Stores the dictation language; nothing for an empty code.
+    /// Stores the dictation language; does nothing for an empty code.
     Q_INVOKABLE void chooseLanguage(const QString& code);
 
     [[nodiscard]] bool isLaunchAtLoginOffered() const { return m_hooks.launchAtLogin && m_hooks.setLaunchAtLogin; }

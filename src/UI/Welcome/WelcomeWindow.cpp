@@ -14,7 +14,7 @@ WelcomeWindow::WelcomeWindow(QmlEngineHost& host, const UserInterfaceHooks& hook
           {QStringLiteral("account"), &account},
           {QStringLiteral("dialog"), this}});
     connect(&m_viewModel, &WelcomeViewModel::finished, this, &DialogWindow::dismiss);
-    // Hiding comes without an exposure of its own on some platforms.
+    // Some platforms send no expose event when the window is hidden.
     connect(this, &DialogWindow::dismissed, this, [this] { m_viewModel.setShown(false); });
 }
 

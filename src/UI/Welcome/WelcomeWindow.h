@@ -5,8 +5,8 @@
 
 namespace quillo {
 
-/// Leads through the first start, step by step. Keyboard: Tab, Return for the next step, Alt+Left for the one before,
-/// Escape to leave and go on another time.
+/// Guides the user through the first start. Keyboard: Tab, Return for the next step, Alt+Left for the previous one,
+/// Escape to close and continue another time.
 class WelcomeWindow final : public DialogWindow {
     Q_OBJECT
 public:
