@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// Something that happens once: any number of coroutines wait for it. One thread, the clock's.
+/// An event that happens once; any number of coroutines may wait for it. Used on one thread, the clock's.
 class AsyncEvent {
 public:
     void set() {

@@ -19,9 +19,9 @@ enum class StreamTermination {
     cancelled, ///< the consumer dropped it or its stop token was triggered
 };
 
-/// A queue between threads that a coroutine reads: any number of producers, one consumer.
+/// A queue between threads, read by a coroutine: any number of producers, one consumer.
 ///
-/// The producer holds a `Sink` (copyable, any thread) and calls `yield` and at last `finish` or `fail`. The consumer
+/// The producer holds a `Sink` (copyable, any thread), calls `yield`, and finally `finish` or `fail`. The consumer
 /// awaits `next()` on the executor the stream was made for, until it yields nothing. Nothing is dropped or repeated,
 /// however slow the consumer is, unless a limit was given: then the oldest element makes room. The consumer is always
 /// resumed by work posted to its executor, never from inside `yield`, `finish` or a stop callback. The executor must
@@ -80,8 +80,8 @@ class AsyncStream {
         }
 
         bool await_suspend(std::coroutine_handle<> handle) {
-            // The waiter is resumed on this executor only, thus never while this function runs on it; the stop callback
-            // may close the stream inline here, and then posts the resumption.
+            // The waiter resumes only on this executor, so never while this function runs on it. The stop callback may
+            // close the stream inline here; it then posts the resumption.
             {
                 const std::lock_guard lock(m_state->mutex);
                 if (!m_state->queue.empty() || m_state->closed)
@@ -171,7 +171,7 @@ public:
             callback(StreamTermination::cancelled);
         }
 
-        /// How many elements the limit has cost so far.
+        /// How many elements the limit has dropped so far.
         [[nodiscard]] size_t dropped() const {
             const std::lock_guard lock(m_state->mutex);
             return m_state->dropped;
@@ -216,7 +216,7 @@ public:
     /// discards what is queued.
     NextOperation next(std::stop_token token = {}) { return NextOperation(m_state, std::move(token)); }
 
-    /// Ends the stream from the consumer's side. Dropping it does the same.
+    /// Ends the stream from the consumer's side, as destroying the stream does.
     void cancel() {
         if (m_state)
             m_state->close(StreamTermination::cancelled);

@@ -13,15 +13,15 @@
 
 namespace quillo {
 
-/// Time as a dependency: whoever waits takes a `Clock`, so that a test passes seven days at once.
+/// Time as a dependency: code that waits takes a `Clock`, so that a test can skip seven days at once.
 ///
-/// Used on one thread, the one whose executor it resumes on.
+/// Used on one thread, whose executor resumes the waiting coroutines.
 class Clock {
 public:
     using Duration = std::chrono::nanoseconds;
     using Instant = std::chrono::time_point<std::chrono::steady_clock, Duration>;
 
-    /// A call that has been scheduled; destroying or resetting it cancels the call.
+    /// A scheduled call; destroying or resetting it cancels the call.
     class Timer {
     public:
         virtual ~Timer() = default;
@@ -41,7 +41,7 @@ public:
     /// Suspends for `duration`; returns true when it has passed, false when `token` was triggered first.
     Task<bool> sleep(Duration duration, std::stop_token token = {});
 
-    /// Where those who wait on this clock are resumed.
+    /// The executor that resumes coroutines waiting on this clock.
     [[nodiscard]] Executor& executor() const { return m_executor; }
 
 protected:
@@ -61,7 +61,7 @@ public:
     [[nodiscard]] TimerHandle callLater(Duration delay, std::function<void()> callback) override;
 };
 
-/// Time that stands still until a test turns it.
+/// Time that changes only when a test advances it.
 class ManualClock final : public Clock {
 public:
     explicit ManualClock(EventExecutor& executor);
@@ -71,7 +71,7 @@ public:
     [[nodiscard]] QDateTime wallTime() const override { return m_wallTime; }
     [[nodiscard]] TimerHandle callLater(Duration delay, std::function<void()> callback) override;
 
-    /// Moves time on, firing each due timer at its own instant and letting what it wakes run before the next.
+    /// Advances the time. Fires each due timer at its own instant, and runs what it wakes before firing the next.
     void advance(Duration duration);
     /// How many calls are scheduled.
     [[nodiscard]] size_t pending() const;

@@ -57,7 +57,7 @@ void EventExecutor::runQueued() {
         m_awake = false;
         batch.swap(m_queue);
     }
-    // One batch a turn of the event loop, so that a chain of posts cannot starve timers and input.
+    // Run one batch per turn of the event loop, so that a chain of posts cannot starve timers and input.
     for (auto& work : batch)
         work();
 }
@@ -79,7 +79,7 @@ EventExecutor& EventExecutor::main() {
 SerialExecutor::SerialExecutor(const QString& name) {
     m_thread.setObjectName(name);
     std::latch ready(1);
-    // The executor must be made on its own thread, and the loop entered only then.
+    // Create the executor on its own thread, before that thread enters its event loop.
     QObject::connect(
         &m_thread, &QThread::started, &m_thread,
         [this, &ready] {
@@ -99,8 +99,8 @@ SerialExecutor::SerialExecutor(const QString& name) {
 }
 
 SerialExecutor::~SerialExecutor() {
-    // The thread sanitizer does not see how QThread waits; the latch tells it that the thread's work is done. It is
-    // connected over there for the same reason.
+    // The thread sanitizer cannot see QThread's wait; the latch shows it that the thread's work is done. For the same
+    // reason the connection is made on that thread.
     std::latch finished(1);
     runBlocking([this, &finished] {
         QObject::connect(

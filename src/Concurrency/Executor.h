@@ -25,8 +25,8 @@ public:
 
 /// An executor of the thread that constructs it, driven by that thread's Qt event loop.
 ///
-/// It wakes the loop through an event descriptor rather than a queued Qt event: the mutex and the descriptor are all
-/// that crosses the threads, and the thread sanitizer understands both.
+/// It wakes the loop through an event descriptor, not a queued Qt event: only the mutex and the descriptor are shared
+/// between threads, and the thread sanitizer understands both.
 class EventExecutor final : public QObject, public Executor {
 public:
     EventExecutor();
@@ -34,10 +34,11 @@ public:
 
     void post(Work work) override;
 
-    /// Runs everything that is queued now, and what that queues in turn, until nothing is left. Own thread only.
+    /// Runs all queued work, including work that it queues, until the queue is empty. Own thread only.
     void drain();
 
-    /// The executor of the Qt main thread, made on first use there and destroyed never: streams may outlive `main`.
+    /// The executor of the Qt main thread, created on first use there and never destroyed, because streams may outlive
+    /// `main`.
     static EventExecutor& main();
 
 private:
@@ -61,7 +62,7 @@ public:
 
     void post(Work work) override;
 
-    /// Runs `work` there and returns when it is done. Not to be called from the executor's own thread.
+    /// Runs `work` on the executor's thread and returns when it is done. Must not be called from that thread.
     void runBlocking(const Work& work);
 
     QThread* thread() { return &m_thread; }

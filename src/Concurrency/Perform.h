@@ -11,7 +11,7 @@
 namespace quillo {
 
 /// Runs `work` on `worker` and returns its result, or throws what it threw, on `home`, the executor of the awaiting
-/// coroutine. The work is posted before the call returns and runs even if nobody awaits it.
+/// coroutine. The work is posted before the call returns and runs even if the result is never awaited.
 template <class Work, class Result = std::invoke_result_t<Work&>>
 Task<Result> perform(Executor& worker, Executor& home, Work work) {
     struct Shared {

@@ -11,7 +11,7 @@
 
 namespace quillo {
 
-/// A running task: asks it to stop, and tells whether it still runs. Copies refer to the same task.
+/// A handle of a task: requests its stop and says whether it still runs. Copies refer to the same task.
 class TaskHandle {
 public:
     TaskHandle() = default;
@@ -31,8 +31,8 @@ private:
     std::shared_ptr<Control> m_control;
 };
 
-/// Owns the tasks that nobody awaits: keeps the function object of each alive until it ends, and reports what escapes
-/// it. One thread only.
+/// Owns tasks that are not awaited: keeps each task's function object alive until the task ends, and reports exceptions
+/// that escape it. One thread only.
 class TaskRunner {
 public:
     using Body = std::function<Task<>(std::stop_token)>;
@@ -40,7 +40,7 @@ public:
     using Report = std::function<void(const QString& name, const QString& error)>;
 
     explicit TaskRunner(Report report);
-    /// Requests a stop of everything that still runs; the tasks end by themselves.
+    /// Requests all running tasks to stop; does not wait for them to end.
     ~TaskRunner();
     TaskRunner(const TaskRunner&) = delete;
     TaskRunner& operator=(const TaskRunner&) = delete;

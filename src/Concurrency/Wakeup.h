@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// What one suspended coroutine waits on: the first `wake` resumes it, with that call's value, by work posted to the
+/// Resumes one suspended coroutine: the first `wake` resumes it, with that call's value, by work posted to the
 /// executor. `wake` may be called from any thread, and before the coroutine awaits.
 class Wakeup {
 public:
