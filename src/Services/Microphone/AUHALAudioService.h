@@ -5,15 +5,15 @@
 
 namespace quillo {
 
-/// The decimal value; for 0 followed by "(noErr)", and for one whose four big-endian bytes are all printable ASCII by
-/// those characters, as in 560947818('!obj').
+/// The decimal value. 0 is followed by "(noErr)"; a value whose four big-endian bytes are printable ASCII is followed
+/// by those characters, as in 560947818('!obj').
 [[nodiscard]] QString osStatusDescription(AudioStatus status);
 
 /// The microphone through the audio-hardware interface: one input unit per capture, at the device's own rate. The unit
 /// is opened, started and disposed on the executor of the service.
 class AUHALAudioService final : public CapturingAudioService {
 public:
-    /// `hardware` outlives the service.
+    /// `hardware` must outlive the service.
     explicit AUHALAudioService(AudioHardware& hardware);
 };
 

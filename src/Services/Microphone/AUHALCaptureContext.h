@@ -9,21 +9,21 @@
 
 namespace quillo {
 
-/// What one capture's callback works with, from the device's samples to the chunk stream. `handleInput` runs on the
-/// hardware's real-time thread and allocates nothing but the chunks; everything else after the unit has been stopped.
+/// The state of one capture's callback, from the device's samples to the chunk stream. `handleInput` runs on the
+/// hardware's real-time thread and allocates only the chunks; call everything else after the unit has been stopped.
 class AUHALCaptureContext {
 public:
-    /// More than this in one callback is not a device's doing and is ignored.
+    /// No device delivers more than this in one callback; a larger delivery is ignored.
     static constexpr size_t maxFramesPerCallback = 16384;
 
     /// Throws std::runtime_error when no converter can be made for `deviceRate`, in Hz.
     AUHALCaptureContext(double deviceRate, AsyncStream<AudioChunk>::Sink sink);
 
     void handleInput(const float* samples, size_t frames);
-    /// The rest of the filter and of the chunk under way. Once, after the last callback.
+    /// Delivers the samples left in the filter and the unfinished chunk. Call it once, after the last callback.
     void flush();
 
-    /// When the first callback came.
+    /// When the first callback arrived.
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const;
     [[nodiscard]] QString statsSummary() const;
 

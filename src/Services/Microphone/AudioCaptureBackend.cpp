@@ -54,10 +54,10 @@ AsyncStream<AudioChunk> AudioCaptureBackend::start() {
 
 template <class Finish>
 void AudioCaptureBackend::endCapture(Finish finish) {
-    m_isCapturing = false; // that the device stops from here on is no loss
+    m_isCapturing = false; // from here on a stopping device is not a lost one
     halt();
     m_captureContext->flush();
-    // Taken before it is finished: the end of the stream calls back here.
+    // Move the sink out before finishing it: the end of the stream calls back into this object.
     if (const auto continuation = std::exchange(m_continuation, std::nullopt))
         finish(*continuation);
     close(true);

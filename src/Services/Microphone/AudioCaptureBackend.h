@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// The state and the life of a capture, whatever delivers the samples. Operations run on the executor of the service,
-/// one after the other; what others read is guarded.
+/// The state and lifetime of a capture, independent of the source of the samples. Operations run one after the other on
+/// the service's executor; values that other threads read are guarded.
 class AudioCaptureBackend : public std::enable_shared_from_this<AudioCaptureBackend> {
 public:
     virtual ~AudioCaptureBackend() = default;
@@ -26,10 +26,10 @@ public:
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const;
 
 protected:
-    /// What is logged where one backend differs from the other.
+    /// The log lines in which backends differ.
     struct LogTexts {
         QString backend;
-        QString leftOver; ///< at a start, when something of the last capture is still open
+        QString leftOver; ///< at a start, when the last capture is still partly open
         QString started;
         QString nothingOpen; ///< at a stop
         QString stopping;
@@ -42,18 +42,18 @@ protected:
     /// Opens and starts the device, after `setCaptured`; throws AudioServiceError.
     virtual void open(const AsyncStream<AudioChunk>::Sink& sink) = 0;
     [[nodiscard]] virtual bool isOpen() const = 0;
-    /// At a stop, before `halt`: hands over what the device still holds.
+    /// At a stop, before `halt`: delivers the samples that the device still holds.
     virtual void readRest() {}
-    /// No sample is delivered from here on.
+    /// Stops the device; no sample is delivered afterwards.
     virtual void halt() = 0;
-    /// Disposes of what `open` made, be it the part before a failure. `wasCapturing`: it had been started.
+    /// Releases everything `open` acquired, also after a partial failure. `wasCapturing`: whether capture had started.
     virtual void close(bool wasCapturing) = 0;
 
     void setCaptured(std::shared_ptr<AUHALCaptureContext> context, const QString& deviceName);
     [[nodiscard]] AUHALCaptureContext& captureContext() { return *m_captureContext; }
     [[nodiscard]] const std::optional<QString>& preferredDeviceID() const { return m_preferredDeviceID; }
-    /// To be called, on any thread, when the device of the capture that is being opened is gone: ends that capture
-    /// later, never from inside the call, as a device must not be ended from inside a call of its own.
+    /// Returns a callback for `open` to install; call it on any thread when the device has vanished. It ends the
+    /// capture later, never from inside the call, because a device must not be closed from inside its own callback.
     [[nodiscard]] std::function<void(const QString& reason)> lossHandler();
 
 private:

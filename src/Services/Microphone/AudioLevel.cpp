@@ -12,7 +12,7 @@ float audioLevel(const float* samples, size_t count) {
     for (size_t i = 0; i < count; ++i)
         sum += static_cast<double>(samples[i]) * samples[i];
     const double rms = std::sqrt(sum / static_cast<double>(count));
-    // Written so that a device's NaN reads as silence.
+    // The comparison is written so that NaN from a device counts as silence.
     const double audible = rms > 1e-7 ? rms : 1e-7;
     const double level = (20 * std::log10(audible) + 60) / 60;
     return static_cast<float>(std::clamp(level, 0.0, 1.0));

@@ -26,9 +26,9 @@ class AudioServiceError : public std::runtime_error {
 public:
     enum class Code { alreadyCapturing, invalidFormat, engineStartFailed, permissionDenied, deviceSetupFailed };
 
-    /// With the description of the code.
+    /// Uses the description of the code.
     explicit AudioServiceError(Code code);
-    /// For a failed set-up step: the step's own message.
+    /// For a failed set-up step, with the step's own message.
     AudioServiceError(Code code, const QString& message);
     [[nodiscard]] Code code() const { return m_code; }
 
@@ -45,8 +45,8 @@ public:
     /// Opens the device and starts; throws AudioServiceError. The stream ends on `stopCapture` or when the device is
     /// lost; dropping the stream stops the capture.
     virtual Task<AsyncStream<AudioChunk>> startCapture() = 0;
-    /// Flushes what is pending as a last chunk, ends the stream and closes the device. Idempotent. While a start is
-    /// under way it returns at once, and that capture ends as soon as it has begun.
+    /// Flushes pending samples as a last chunk, ends the stream and closes the device. Idempotent. During a start it
+    /// returns at once, and the capture ends as soon as it has begun.
     virtual void stopCapture() = 0;
     virtual Task<std::vector<AudioDevice>> getAvailableDevices() = 0;
     virtual Task<std::optional<AudioDevice>> getDefaultInputDevice() = 0;

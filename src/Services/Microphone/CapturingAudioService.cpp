@@ -11,7 +11,7 @@ CapturingAudioService::CapturingAudioService(const MakeBackend& make)
 
 CapturingAudioService::~CapturingAudioService() {
     m_executor->runBlocking([this] { m_backend->stop(); });
-    // The thread ends before the backend: what is still queued holds it.
+    // The thread ends before the backend, because queued work refers to the backend.
     m_executor.reset();
 }
 
@@ -24,8 +24,8 @@ Task<AsyncStream<AudioChunk>> CapturingAudioService::startCapture() {
 }
 
 void CapturingAudioService::stopCapture() {
-    // A device may take a second to open or to fail: the main thread does not wait for it. What that start delivers is
-    // ended right after it.
+    // A device may take a second to open or to fail, so the main thread does not wait for it. The capture is ended
+    // right after its start.
     if (*m_startsUnderWay > 0)
         m_executor->post([backend = m_backend] { backend->stop(); });
     else

@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// The contract of the audio service over a capture backend, which lives on an executor of the service's own.
+/// Implements the audio service over a capture backend, which runs on the service's own executor.
 class CapturingAudioService : public AudioServiceProtocol {
 public:
     using MakeBackend = std::function<std::shared_ptr<AudioCaptureBackend>(SerialExecutor&)>;

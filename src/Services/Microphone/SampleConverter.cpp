@@ -10,7 +10,7 @@ namespace quillo {
 
 namespace {
 
-/// Frames of output that the filter may hold back beyond what the input's length accounts for.
+/// Room for output frames that the filter held back from earlier input.
 constexpr size_t filterReserve = 8192;
 constexpr unsigned smallestTransform = 8; // as a power of two, the least that soxr takes
 
@@ -31,8 +31,8 @@ SampleConverter::SampleConverter(double inputRate, size_t largestInput)
     auto formats = soxr_io_spec(SOXR_FLOAT32_I, SOXR_INT16_I);
     // Recognisers hear dither as noise, and the same input should always give the same output.
     formats.flags |= SOXR_NO_DITHER;
-    // High quality passes speech whole up to 7.3 kHz. Its filter works in blocks; the smallest ones hold back 6 to 15
-    // ms at 48 kHz where the default ones hold back up to 37, for a third more of a cost that is small.
+    // High quality passes speech unattenuated up to 7.3 kHz. Its filter works in blocks: the smallest hold back 6 to 15
+    // ms at 48 kHz, the default ones up to 37 ms. They cost a third more, of little.
     const auto quality = soxr_quality_spec(SOXR_HQ, 0);
     auto runtime = soxr_runtime_spec(1);
     runtime.log2_min_dft_size = smallestTransform;

@@ -13,17 +13,17 @@ namespace quillo {
 /// thread at a time; allocates at construction only.
 class SampleConverter {
 public:
-    /// Throws std::runtime_error when no converter can be made for `inputRate`, in Hz. `largestInput` is the most
-    /// frames that one call of `convert` brings.
+    /// Throws std::runtime_error when no converter can be made for `inputRate`, in Hz. `largestInput` is the largest
+    /// number of frames passed to one call of `convert`.
     SampleConverter(double inputRate, size_t largestInput);
     ~SampleConverter();
     SampleConverter(const SampleConverter&) = delete;
     SampleConverter& operator=(const SampleConverter&) = delete;
 
-    /// Converts what came; the result is valid until the next call. Throws std::runtime_error with the library's
+    /// Converts the next samples; the result is valid until the next call. Throws std::runtime_error with the library's
     /// reason.
     std::span<const int16_t> convert(const float* samples, size_t count);
-    /// What is still inside the filter: with it the output is as long as the input was. Ends the stream.
+    /// Returns the samples still held in the filter, so that the output is as long as the input. Ends the stream.
     std::span<const int16_t> flush();
 
 private:

@@ -58,7 +58,7 @@ private:
         });
     }
 
-    /// A low hum as loud as a syllable's rise and fall.
+    /// A low hum whose loudness rises and falls like syllables.
     AudioChunk makeChunk() {
         const double seconds = static_cast<double>(m_sequence) / 10;
         const double loudness = 0.35 + 0.3 * std::sin(seconds * 7) * std::sin(seconds * 1.7);

@@ -14,28 +14,28 @@
 
 namespace quillo {
 
-/// Services that play their part by themselves, without microphone, server, account or keyboard: for working on the
-/// interface and for tests of it. Each `clock` outlives its service. Main thread.
+/// Services that simulate their part without microphone, server, account or keyboard, for developing and testing the
+/// interface. Each `clock` must outlive its service. Main thread.
 namespace mock {
 
 /// A voice that rises and falls, one chunk every 100 ms.
 std::unique_ptr<AudioServiceProtocol> createAudioService(Clock& clock);
-/// A server that recognises one and the same text in it, word by word.
+/// A server that always recognises the same text, word by word.
 std::unique_ptr<WebSocketServiceProtocol> createWebSocketService(Clock& clock);
-/// Inserts nowhere and says in the log what it would have inserted.
+/// Inserts nothing; logs what it would have inserted.
 std::unique_ptr<TextInjectionServiceProtocol> createTextInjectionService();
-/// Everything is granted.
+/// Grants everything.
 std::unique_ptr<PermissionServiceProtocol> createPermissionService();
-/// Armed, and never pressed.
+/// A hotkey that is armed and never pressed.
 std::unique_ptr<HotkeyServiceProtocol> createHotkeyService();
-/// A session without account, and an account that signs in after a moment.
+/// An anonymous session, and an account that signs in after a moment.
 std::unique_ptr<AuthServiceProtocol> createAuthService(Clock& clock);
 /// Always online.
 std::unique_ptr<NetworkMonitorServiceProtocol> createNetworkMonitor();
 /// Recognises the same text in every file.
 std::unique_ptr<TranscriptionFileClientProtocol> createFileClient();
 
-/// What the mock server hears.
+/// The text that the mock server recognises.
 QString transcript();
 
 } // namespace mock

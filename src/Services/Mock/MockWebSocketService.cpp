@@ -84,7 +84,7 @@ private:
             throw WebSocketError(WebSocketError::Code::notConnected);
     }
 
-    /// As much of the transcript as was said so far.
+    /// The part of the transcript that has been spoken so far.
     [[nodiscard]] QString heard() const {
         const auto words = transcript().split(u' ');
         return words.mid(0, std::max(1, m_chunks / chunksPerWord)).join(u' ');
