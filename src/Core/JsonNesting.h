@@ -4,8 +4,8 @@
 
 namespace quillo {
 
-/// Whether arrays and objects nest deeper than `deepest` in `json`. Nesting is counted in the bytes before anything is
-/// parsed, so that a hostile text costs one pass and no memory. Accepts any bytes; any thread.
+/// Whether arrays and objects nest deeper than `deepest` in `json`. Counts in the bytes before parsing, so that a
+/// hostile text costs one pass and no memory. Accepts any bytes; any thread.
 bool isNestedTooDeep(const QByteArray& json, int deepest);
 
 } // namespace quillo

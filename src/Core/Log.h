@@ -12,7 +12,7 @@ enum class LogLevel { debug, info, warn, error };
 
 /// Logs through `LoggingService::shared()`: to the log file and the journal. Callable from any thread.
 ///
-/// `message` is English and holds no token, no password and no key. `category` is a short component word.
+/// `message` is English and must contain no token, password or key. `category` is a short component word.
 void appLog(const QString& message, LogLevel level, const QString& category,
             std::source_location where = std::source_location::current());
 

@@ -21,7 +21,7 @@ namespace {
 struct LevelWords {
     const char* name;
     const char* emoji;
-    int priority; // of syslog, as the journal wants it
+    int priority; // syslog priority, for the journal
 };
 constexpr std::array<LevelWords, 4> levelWords{{
     {"DEBUG", "🔍", 7},
@@ -40,7 +40,7 @@ void writeAll(int descriptor, const QByteArray& bytes) {
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
-            return; // a full disk costs the line, never the dictation
+            return; // a full disk loses the line, never the dictation
         at += written;
         left -= written;
     }
@@ -75,7 +75,7 @@ QString redactSecrets(const QString& text) {
     static const QRegularExpression bearer(QStringLiteral(R"((Bearer\s+)(?!<redacted>)[A-Za-z0-9._~+/\-]{8,}=*)"),
                                            QRegularExpression::CaseInsensitiveOption);
     QString result = text;
-    // Nearly every line holds none of the three: a plain search is far cheaper than the expressions.
+    // Nearly every line contains none of the three, and a plain search is far cheaper than the expressions.
     if (result.contains(QLatin1String("token="), Qt::CaseInsensitive))
         result.replace(namedToken, QStringLiteral("token=<redacted>"));
     if (result.contains(QLatin1String("bearer"), Qt::CaseInsensitive))
@@ -158,7 +158,7 @@ QString LoggingService::path() const {
 LoggingService::Renderings LoggingService::render(const QString& message, LogLevel level, const QString& category,
                                                   const std::source_location& where, const QDateTime& time) {
     QString clean = redactSecrets(message);
-    // Text from outside must not be able to forge a line of its own.
+    // Text from outside must not be able to forge a log line.
     clean.replace(u'\r', QLatin1String("\\r")).replace(u'\n', QLatin1String("\\n"));
     const QByteArray text = clean.toUtf8();
     const auto& words = wordsOf(level);
@@ -205,7 +205,7 @@ void LoggingService::sendToJournal(const Renderings& lines, LogLevel level, cons
     if (m_journalPath.size() >= static_cast<qsizetype>(sizeof(address.sun_path)))
         return;
     std::memcpy(address.sun_path, m_journalPath.constData(), static_cast<size_t>(m_journalPath.size()));
-    // A journal that is slow or gone costs its copy of the line; the file has it.
+    // If the journal is slow or gone, only its copy is lost; the file has the line.
     ::sendto(m_journal, datagram.constData(), static_cast<size_t>(datagram.size()), MSG_DONTWAIT | MSG_NOSIGNAL,
              reinterpret_cast<const sockaddr*>(&address), sizeof(address));
 }
@@ -218,24 +218,24 @@ void LoggingService::writeLocked(const QByteArray& line) {
 void LoggingService::rotateLocked() {
     QFile old(m_path);
     if (!old.open(QIODevice::ReadOnly) || old.size() <= keptByRotation) {
-        // Someone else has cut or removed it.
+        // Another program has cut or removed the file.
         m_size = old.size();
         return;
     }
     const qint64 before = old.size();
     old.seek(before - keptByRotation);
     QByteArray kept = old.readAll();
-    kept.remove(0, kept.indexOf('\n') + 1); // the first line is most likely half a line
+    kept.remove(0, kept.indexOf('\n') + 1); // the first line is most likely incomplete
     const QByteArray path = QFile::encodeName(m_path);
     const QByteArray fresh = path + ".rotating";
     const int file = ::open(fresh.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
     if (file < 0) {
-        m_size = 0; // not again before another five million bytes
+        m_size = 0; // do not try again before another five million bytes
         return;
     }
     writeAll(file, kept);
     struct stat status {};
-    // Only a complete copy may take the old file's place.
+    // Only a complete copy may replace the old file.
     if (::fstat(file, &status) != 0 || status.st_size != kept.size() || ::rename(fresh.constData(), path.constData())) {
         ::close(file);
         ::unlink(fresh.constData());

@@ -12,16 +12,16 @@
 
 namespace quillo {
 
-/// `text` with every access token made unreadable: "token=<redacted>" for named ones, "<redacted>" for anything that
-/// looks like a signed token (three base64url groups, the first beginning with "eyJ").
+/// `text` with every access token removed: "token=<redacted>" for named ones, "<redacted>" for anything that looks like
+/// a signed token (three base64url groups, the first beginning with "eyJ").
 [[nodiscard]] QString redactSecrets(const QString& text);
 
 /// The one logger of the process: log file, console and journal. Every function may be called from any thread.
 ///
-/// Without a file (before `open`, or when it cannot be opened) lines go to the console and the journal alone.
+/// Without a file (before `open`, or when it cannot be opened) lines go only to the console and the journal.
 class LoggingService {
 public:
-    /// One call in its three forms, each one line without its end.
+    /// One log call in its forms, each a single line without its line end.
     struct Renderings {
         QByteArray file;     ///< "[time] [LEVEL] [category] message"
         QByteArray detailed; ///< the same with source file, line and function before the message
@@ -36,7 +36,7 @@ public:
     /// "quillo-speech.log" in the folder QuilloSpeech of the user's state folder.
     static QString defaultPath();
 
-    /// `journalSocket` is where the journal listens; nothing is sent when nobody does.
+    /// `journalSocket` is the socket of the journal; nothing is sent if it does not exist.
     explicit LoggingService(const QString& journalSocket = QStringLiteral("/run/systemd/journal/socket"));
     ~LoggingService();
     LoggingService(const LoggingService&) = delete;
@@ -45,14 +45,14 @@ public:
     /// Appends to the file at `path` from now on, readable by the owner alone, and begins the run with a banner. False
     /// when it cannot be opened; the reason is logged to the console.
     bool open(const QString& path = defaultPath());
-    /// Lines below `level` stay off the console; nothing keeps all of them off it. The file has every line.
+    /// Lines below `level` are not written to the console; nullopt silences the console. The file has every line.
     void setConsoleLevel(std::optional<LogLevel> level);
     /// The open log file; empty without one.
     [[nodiscard]] QString path() const;
 
     void log(const QString& message, LogLevel level, const QString& category, const std::source_location& where);
 
-    /// Also redacts, and keeps the message on one line.
+    /// Redacts tokens and keeps the message on one line.
     static Renderings render(const QString& message, LogLevel level, const QString& category,
                              const std::source_location& where, const QDateTime& time);
 

@@ -16,9 +16,9 @@ inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChang
 inline const QString userDidRequestLogout = QStringLiteral("quillo.userDidRequestLogout");
 inline const QString authCallback = QStringLiteral("quillo.authCallback");
 inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
-/// Something the user must know although nobody asked; "message" in plain words.
+/// An unsolicited message to the user; "message" is its text.
 inline const QString userNotice = QStringLiteral("quillo.userNotice");
-/// A recording's audio waits on disk for its text.
+/// A recording's audio is on disk and waits for transcription.
 inline const QString pendingRecordingSaved = QStringLiteral("PendingRecordingSaved");
 /// Transcribe stored audio again; "pendingAudioId" and optionally "language".
 inline const QString retranscribeRequest = QStringLiteral("RetranscribeRequest");

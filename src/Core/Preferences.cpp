@@ -15,8 +15,8 @@ namespace {
 
 void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("Preferences")); }
 
-// Why `bytes` are no settings file; empty when they are one. QSettings itself skips what it does not understand, and
-// would drop those lines for good with the next write.
+// Why `bytes` are not a settings file; empty when they are one. QSettings skips lines it does not understand, and its
+// next write would delete them for good.
 QString whyUnreadable(const QByteArray& bytes) {
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder(bytes);

@@ -11,8 +11,8 @@ namespace quillo {
 
 /// The process's key-value store for preferences: an INI file in the user's configuration folder. Main thread.
 ///
-/// Writes are atomic and reach the disk before the call returns. A file that is not ours to read (binary, not UTF-8,
-/// lines that are no settings) is moved aside with its bytes intact and the defaults are used.
+/// Writes are atomic and reach the disk before the call returns. A file that is not a settings file (binary, not UTF-8,
+/// or with other lines) is moved aside unchanged and the defaults are used.
 class Preferences final : public QObject {
     Q_OBJECT
 public:
@@ -23,16 +23,16 @@ public:
     explicit Preferences(const QString& path = defaultPath());
 
     [[nodiscard]] bool contains(const QString& key) const;
-    /// What is stored under `key`; invalid when nothing is. A number or a truth value may come back as text.
+    /// The value stored under `key`; invalid when there is none. A number or a boolean may come back as text.
     [[nodiscard]] QVariant value(const QString& key) const;
-    /// False when the value could not be saved; it then holds for this run alone, and the reason is in the log.
+    /// False when the value could not be saved; it then applies to this run only, and the reason is in the log.
     bool setValue(const QString& key, const QVariant& value);
     bool remove(const QString& key);
     [[nodiscard]] QStringList keys() const;
     [[nodiscard]] QString path() const { return m_path; }
 
 Q_SIGNALS:
-    /// After a value was set to something else or removed.
+    /// Emitted after a value was changed or removed.
     void changed(const QString& key);
 
 private:

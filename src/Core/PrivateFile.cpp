@@ -37,7 +37,7 @@ Descriptor open(const QString& path, int flags, const QString& action) {
     const auto name = QFile::encodeName(path);
     int descriptor = -1;
     do
-        // A file that turns out to be a pipe or a device must not hold us.
+        // Do not block if the path turns out to be a pipe or a device.
         descriptor = ::open(name.constData(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, ownerOnly);
     while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0)
@@ -52,7 +52,7 @@ Descriptor open(const QString& path, int flags, const QString& action) {
 }
 
 void syncFolder(const QString& path) {
-    // The entry itself; where folders cannot be synchronised, the rename is as durable as it gets.
+    // Synchronise the folder entry too; where that is not supported, the rename alone is the best we can do.
     const Descriptor folder(::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder)
         ::fsync(folder.get());

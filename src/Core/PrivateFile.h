@@ -44,32 +44,32 @@ namespace privateFile {
 /// What an `errno` means to the user, with the next step where one helps: "the disk is full; free some space".
 QString describe(int error);
 
-/// Makes the folder and those above it.
+/// Creates the folder and its parents.
 void makeFolder(const QString& path);
-/// Opens or makes a file to write at its end.
+/// Opens or creates a file for appending.
 Descriptor openForAppending(const QString& path);
-/// Makes an empty file to write, replacing what is there.
+/// Creates an empty file for writing, replacing an existing one.
 Descriptor create(const QString& path);
-/// Opens a regular file to read.
+/// Opens a regular file for reading.
 Descriptor openForReading(const QString& path);
 /// Bytes in the file; -1 when there is no regular file.
 qint64 size(const QString& path);
 
-/// Writes everything, however often the kernel takes a part or is interrupted. Returns 0 or the `errno`; `written`
-/// grows by what was taken in either case.
+/// Writes everything, continuing after partial and interrupted writes. Returns 0 or the `errno`; in both cases
+/// `written` grows by the number of bytes written.
 int writeAll(int descriptor, const char* data, qint64 size, qint64& written);
 /// Reads up to `size` bytes at `offset`, fewer only at the end of the file.
 QByteArray readAt(int descriptor, qint64 offset, qint64 size);
-/// A whole small file; one beyond `limit` bytes is refused.
+/// Reads a whole small file; refuses one beyond `limit` bytes.
 QByteArray read(const QString& path, qint64 limit);
 
 enum class Durability {
     kernel, ///< survives the process
     disk,   ///< survives the machine
 };
-/// Puts `content` in the place of the file at once: whoever reads sees the old content or the new, never a part.
+/// Replaces the file atomically: a reader sees the old content or the new, never a mixture.
 void replace(const QString& path, const QByteArray& content, Durability durability);
-/// True when the file is gone, also when it was not there.
+/// Removes the file; true also when it did not exist.
 bool remove(const QString& path);
 
 } // namespace privateFile

@@ -18,7 +18,7 @@ bool isPort(const QString& text) {
     return isNumber && text.front().isDigit() && port >= 1 && port <= 65535;
 }
 
-/// The bytes of a numeric address in network order; empty when `name` is none of `family`.
+/// The bytes of a numeric address in network order; empty when `name` is not an address of `family`.
 QByteArray numericAddress(const QString& name, int family) {
     QByteArray bytes(family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr), '\0');
     return ::inet_pton(family, name.toLatin1().constData(), bytes.data()) == 1 ? bytes : QByteArray();
@@ -54,7 +54,7 @@ HostParts split(const QString& host) {
     return colon < 0 ? HostParts{host, {}} : HostParts{host.left(colon), host.mid(colon)};
 }
 
-/// Nothing when `host` is a host name or address with an optional port, else what is wrong with it.
+/// Nothing when `host` is a host name or address with an optional port, otherwise the error.
 QString faultOf(const QString& host) {
     const auto parts = split(host);
     if (!parts.port.isEmpty() && (parts.port.size() < 2 || parts.port.front() != u':' || !isPort(parts.port.mid(1))))

@@ -127,7 +127,7 @@ std::optional<QString> SupportedLanguages::codeForLocale(const QString& locale) 
     QString code = locale.toLower();
     for (const QChar separator : {u'_', u'-', u'.', u'@'})
         code = code.section(separator, 0, 0);
-    // The table has one row where locales have several or older names.
+    // The table has one row for languages whose locales have several or older names.
     static const QHash<QString, QString> aliases{{QStringLiteral("nb"), QStringLiteral("no")},
                                                  {QStringLiteral("nn"), QStringLiteral("no")},
                                                  {QStringLiteral("fil"), QStringLiteral("tl")},

@@ -30,7 +30,7 @@ public:
     static const std::vector<CodeAndName>& allWithAuto();
     static const QHash<QString, QString>& nativeNameByCode();
     [[nodiscard]] static bool contains(const QString& code) { return nativeNameByCode().contains(code); }
-    /// The supported language of a locale name such as "pt_BR.UTF-8" or "nb-NO"; nothing when there is none.
+    /// The supported language for a locale name such as "pt_BR.UTF-8" or "nb-NO", if any.
     static std::optional<QString> codeForLocale(const QString& locale);
 };
 

@@ -5,7 +5,7 @@
 
 namespace quillo {
 
-/// A text for a person: the key of a catalogue text and the values for its placeholders %1, %2, ... The words are
+/// A text for the user: the key of a catalogue text and the values for its placeholders %1, %2, ... The words are
 /// looked up where the text is shown (`LocalizationManager::t`), so they follow the interface language. Any thread.
 struct UserMessage {
     QString key;
