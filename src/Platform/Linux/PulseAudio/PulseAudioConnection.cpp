@@ -82,7 +82,7 @@ void PulseAudioConnection::scheduleReconnect() {
         return;
     const auto delay = std::min(firstReconnectDelay << std::min(m_failures, 10U), longestReconnectDelay);
     if (m_failures++ == 0)
-        log(QStringLiteral("⚠️ No sound server: %1. Looking for it again by itself")
+        log(QStringLiteral("⚠️ No sound server: %1. Reconnecting automatically")
                 .arg(QString::fromUtf8(pa_strerror(pa_context_errno(m_context)))),
             LogLevel::warn);
     m_reconnect = pa_context_rttime_new(
