@@ -99,7 +99,7 @@ function(quillo_test name)
     list(APPEND arg_ENVIRONMENT LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0)
   endif()
   if(QUILLO_SANITIZE MATCHES thread)
-    # The libraries below us are not instrumented; what is left out, and why, stands in the file.
+    # System libraries are not instrumented; the file lists what is suppressed, and why.
     list(APPEND arg_ENVIRONMENT TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp)
   endif()
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
