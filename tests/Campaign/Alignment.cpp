@@ -8,10 +8,10 @@ namespace quillo::test {
 
 namespace {
 
-/// So many samples in a row occur once. Short enough that two faults next to each other are told apart.
+/// A run of this many samples is unique, and short enough to distinguish two faults next to each other.
 constexpr size_t window = 24;
 
-/// Silence, as before the signal begins or in a drop-out, is everywhere and places nothing.
+/// Silence, as before the signal or in a drop-out, occurs everywhere and so gives no position.
 bool isTelling(SampleView samples) {
     const auto changes = std::inner_product(samples.begin() + 1, samples.end(), samples.begin(), size_t{0},
                                             std::plus<>(), std::not_equal_to<>());
@@ -44,7 +44,7 @@ Alignment align(SampleView held, SampleView reference, size_t from, size_t to) {
             ++at;
             continue;
         }
-        // Where the stretch before would go on comes first: an altered sample is no jump.
+        // First try the position where the previous stretch would continue: an altered sample is not a jump.
         std::optional<size_t> place;
         if (!result.stretches.empty()) {
             const auto& last = result.stretches.back();
@@ -55,7 +55,7 @@ Alignment align(SampleView held, SampleView reference, size_t from, size_t to) {
         if (!place)
             place = find(wanted, reference, from, to);
         if (!place) {
-            at += window / 3; // what is stepped over is won back below
+            at += window / 3; // skipped samples are recovered below
             continue;
         }
         Stretch stretch{at, *place, window};

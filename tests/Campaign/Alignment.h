@@ -15,9 +15,10 @@ struct Stretch {
     bool operator==(const Stretch&) const = default;
 };
 
-/// How a recording lies on the reference: its stretches in the recording's order. One stretch as long as the recording
-/// is a faithful copy. Between two stretches the recording may hold samples that the reference does not have (altered
-/// or invented), and the reference may go on elsewhere: further on (samples are missing) or further back (repeated).
+/// How a recording maps to the reference: its stretches in the recording's order. One stretch as long as the recording
+/// means a faithful copy. Between two stretches the recording may contain samples that the reference does not have
+/// (altered or invented), and the next stretch may begin later in the reference (samples are missing) or earlier
+/// (repeated).
 struct Alignment {
     std::vector<Stretch> stretches;
     size_t heldSize = 0;
@@ -27,8 +28,8 @@ struct Alignment {
     [[nodiscard]] size_t strange() const;
 };
 
-/// Finds `held` in `reference[from, to)`. Nothing is taken for equal but equal samples. Signals without a second
-/// occurrence of any few dozen samples only, except for silence.
+/// Finds `held` in `reference[from, to)`, comparing samples exactly. Works only for signals in which no run of a few
+/// dozen samples repeats, except silence.
 Alignment align(SampleView held, SampleView reference, size_t from, size_t to);
 
 } // namespace quillo::test

@@ -101,7 +101,7 @@ TEST_F(AlignmentTest, WhatIsInFlightAtTheEndIsNotLost) {
 TEST_F(AlignmentTest, ARecordingMayEndOrGoOnWhereTheSoundServerWasReplaced) {
     constexpr size_t seam = beginsAt + 10'000;
     Samples held(copy.begin(), copy.begin() + 9'500);
-    // What was on its way when the server ended is gone.
+    // The samples in flight when the server ended are gone.
     EXPECT_TRUE(judged(held, {beginsAt - 600, seam, seam}).faults.isEmpty());
     const auto goOn = [&](size_t missing) {
         auto both = held;

@@ -14,19 +14,19 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// Behind a release a new press counts as the second tap of two until this has passed.
+/// A press within this time after a release counts as the second tap of a double tap.
 constexpr auto doubleTap = 450ms;
-/// The application gives up on a server that does not answer after 12 s, and what it waits for after the last word.
+/// Covers the 12 s after which the application gives up on a silent server, and its wait for the last word.
 constexpr auto settleLimit = 60s;
 constexpr auto uploadLimit = 30s;
 
-// What may legitimately be missing, in samples.
+// How many samples may legitimately be missing.
 /// A chunk is 100 ms, and goes to the disk when it is full.
 constexpr int64_t chunk = samplesPerSecond / 10;
 /// Between the reference and the application's disk: portions of 10 ms, and a busy machine's scheduling.
 constexpr int64_t deviceLatency = samplesPerSecond * 30 / 1000;
-/// From the key to the first sample. Some 10 ms as a rule, and reported; so much on a busy machine right after the
-/// start.
+/// From the key to the first sample. Usually some 10 ms, which is reported; up to this much on a busy machine right
+/// after the start.
 constexpr int64_t startLimit = samplesPerSecond * 600 / 1000;
 
 const QString endOfDictation = QStringLiteral("🏁 Recording END");
@@ -42,11 +42,11 @@ struct Campaign::Observed {
     std::chrono::nanoseconds pressedAt{};
     int64_t released = 0;
     std::optional<int64_t> killed;  ///< the application
-    std::optional<int64_t> ended;   ///< the application, by itself
-    std::optional<int64_t> gaveUp;  ///< the dictation ended by itself, as the person is told
+    std::optional<int64_t> ended;   ///< the application ended on its own
+    std::optional<int64_t> gaveUp;  ///< the application ended the dictation and notified the user
     std::optional<int64_t> seam;    ///< the sound server ended
     std::optional<int64_t> busGone; ///< the session bus was killed
-    qint64 logBegin = 0;            ///< where the log stood before
+    qint64 logBegin = 0;            ///< the end of the log before the run
     int64_t trappedBefore = 0;
 };
 
@@ -110,7 +110,7 @@ std::vector<Campaign::Moment> Campaign::faultOf(const Plan& plan, Observed& obse
         return {{plan.at, [&] {
                      proxy.cut(plan.ending);
                      observed.trappedBefore = proxy.counts().trapped;
-                     // An upload that is to be interrupted by a kill waits for it.
+                     // An upload to be interrupted by a kill is held until then.
                      proxy.set({.traffic = FaultProxy::Traffic::tls,
                                 .bytes = plan.bytes,
                                 .ending = plan.fault == Fault::cutUpload ? std::optional(plan.ending) : std::nullopt});
@@ -156,7 +156,7 @@ std::vector<Campaign::Moment> Campaign::faultOf(const Plan& plan, Observed& obse
     return {};
 }
 
-/// Notes what the application does by itself, when it does it.
+/// Records the time when the application ends a dictation or itself without a command.
 void Campaign::watch(Observed& observed) {
     if (!observed.killed && !observed.ended && !m_session.isApplicationRunning())
         observed.ended = m_session.reference.position();
@@ -200,7 +200,7 @@ RunResult Campaign::run(const Plan& plan) {
     return result;
 }
 
-/// The queue sends the recording by itself; the trap closes on it.
+/// The queue sends the recording without a command, and the trap catches it.
 void Campaign::awaitUpload(RunResult& result, Observed& observed) {
     const auto trapped = [&] { return m_session.proxy().counts().trapped > observed.trappedBefore; };
     if (!waitUntil(trapped, uploadLimit))
@@ -217,7 +217,7 @@ void Campaign::settle(RunResult& result, Observed& observed) {
     m_session.disk().empty();
     m_session.moveClock(0s);
     if (!observed.killed) {
-        // The log tells it even when the bus is gone, over which the application could be asked.
+        // Read it from the log, which works even when the bus is gone.
         const auto over = [&] {
             watch(observed);
             return !m_session.isApplicationRunning() || m_session.isLogged(endOfDictation, observed.logBegin);
@@ -226,7 +226,7 @@ void Campaign::settle(RunResult& result, Observed& observed) {
             result.faults.append(QStringLiteral("the dictation does not end"));
     }
     if (observed.busGone) {
-        // Without it the application cannot be reached any more, and usually leaves as a desktop's programs do.
+        // Without the bus the application cannot be reached, and usually exits as desktop programs do.
         const auto leaving = endOfDictation + QStringLiteral(".*reason=cancelled\\(quit");
         if (!observed.ended && m_session.isLogged(leaving, observed.logBegin))
             observed.ended = m_session.reference.position();
@@ -250,13 +250,13 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
         result.recordingId = *fresh.begin();
         held = readSamples(m_session.recordingFolder() + u'/' + result.recordingId + QStringLiteral(".pcm"));
         if (held.empty())
-            result.recordingId.clear(); // a file without a sample is no recording
+            result.recordingId.clear(); // a file without a sample is not a recording
     }
     if (fresh.size() > 1)
         result.faults.append(
             QStringLiteral("%1 recordings instead of one: %2").arg(fresh.size()).arg(fresh.values().join(u' ')));
 
-    // The search begins before the press, to find what is not where it belongs.
+    // The search begins before the press, to detect misplaced samples.
     const auto begin = std::max<int64_t>(0, observed.pressed - 2 * samplesPerSecond);
     const auto reference = m_session.reference.read(begin, m_session.reference.position());
     auto ended = observed.released;
@@ -265,12 +265,12 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
         ended = std::min(ended, *observed.killed);
         bounds.end = std::max<int64_t>(0, ended - (*observed.killed - chunk - deviceLatency));
     }
-    // A desktop's programs leave with its bus: in order, so that nothing is in flight.
+    // Desktop programs exit in order when the bus ends, so nothing is in flight.
     if (observed.busGone && *observed.busGone < ended) {
         ended = *observed.busGone;
         bounds.end = deviceLatency;
     }
-    // What it does by itself is noticed late rather than early.
+    // What the application does without a command is noticed late rather than early.
     if (observed.gaveUp && *observed.gaveUp < ended) {
         ended = *observed.gaveUp;
         bounds.end = chunk;
@@ -295,7 +295,7 @@ void Campaign::compare(RunResult& result, const Observed& observed, const QSet<Q
         moments.seam = *observed.seam - begin;
     result.verdict = judge(align(held, reference, 0, reference.size()), held, moments, bounds);
     result.faults += result.verdict.faults;
-    // What the disk did not take is in the text alone, as the server heard it.
+    // Audio that the disk did not take exists only in the text, because the server received it.
     if (isRefused)
         m_expected.push_back({result.plan.run, result.recordingId, said - observed.pressed - startLimit, false});
     else if (!result.recordingId.isEmpty())

@@ -12,26 +12,26 @@
 
 namespace quillo::test {
 
-/// What came of a run.
+/// The result of a run.
 struct RunResult {
     Plan plan;
     QString recordingId; ///< empty: nothing is held
     Verdict verdict;
-    QStringList notes;  ///< what was observed and is no fault
+    QStringList notes;  ///< observations that are not faults
     QStringList faults; ///< the verdict's and others
 
     [[nodiscard]] QString summary() const;
 };
 
-/// Runs, one after the other, in one session.
+/// Performs runs one after the other in one session.
 class Campaign {
 public:
     explicit Campaign(uint64_t seed) : m_session(seed) {}
 
-    /// One dictation with its fault, until everything is mended and the application has nothing to do any more.
+    /// One dictation with its fault; returns when the fault is removed and the application is idle.
     RunResult run(const Plan& plan);
-    /// Waits until every recording of the runs until now has its text in the history, by itself. Returns what is wrong;
-    /// what was looked at is not looked at again.
+    /// Waits until every recording of the runs so far has its text in the history without a command. Returns what is
+    /// wrong; checks each record once.
     QStringList checkTexts(std::chrono::seconds watchdog);
 
     CampaignSession& session() { return m_session; }
@@ -41,14 +41,14 @@ private:
         std::chrono::milliseconds at; ///< after the press
         std::function<void()> action;
     };
-    /// What is known of a recording whose text is awaited.
+    /// What is known about a recording whose text is awaited.
     struct Expected {
         int run = 0;
         QString recordingId; ///< empty: the disk was full before its audio began
         int64_t samples = 0;
-        bool isExact = true; ///< the text is that of so many samples; else of so many or some more
+        bool isExact = true; ///< the text is that of exactly this many samples; otherwise of at least this many
     };
-    struct Observed; ///< where in the reference things happened in the current run
+    struct Observed; ///< positions of the current run's events in the reference
 
     void prepare(const Plan& plan);
     std::vector<Moment> faultOf(const Plan& plan, Observed& observed);
@@ -64,7 +64,7 @@ private:
     CampaignSession m_session;
     std::chrono::nanoseconds m_released{};
     std::vector<Expected> m_expected;
-    QSet<QString> m_settledRecords; ///< ids of history records that were looked at
+    QSet<QString> m_settledRecords; ///< ids of history records that have been checked
 };
 
 } // namespace quillo::test

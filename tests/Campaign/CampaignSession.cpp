@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto startLimit = 20s;
-/// Of the signal, which is repeated: a recording is looked for within seconds of its place.
+/// The length of the signal, which repeats; a recording is searched for within seconds of its position.
 constexpr size_t signalSeconds = 600;
 
 QString program(const char* name) { return QStringLiteral(QUILLO_PROGRAM_FOLDER) + u'/' + QString::fromLatin1(name); }
@@ -33,7 +33,7 @@ quint16 freePort() {
     return server.serverPort();
 }
 
-/// The process that listens on a socket in the file system; 0 when none does.
+/// The process that listens on a socket in the file system, or 0.
 pid_t listenerOf(const QString& file) {
     const auto path = file.toLocal8Bit();
     sockaddr_un address{};
@@ -106,14 +106,15 @@ void CampaignSession::startApplication(bool movableClock) {
     m_hasMovableClock = movableClock;
     m_application = &desktop.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
     environment = before;
-    // Nobody dictates in the second that signs the user in for the first time.
+    // Wait for the first sign-in: a dictation in that second is not part of the campaign.
     if (!waitUntil([this] { return isLogged(QStringLiteral("User data stored"), 0); }, startLimit))
         throw DesktopSessionError(QStringLiteral("the application did not sign in; see %1").arg(desktop.logFile()));
 }
 
 int64_t CampaignSession::killApplication() {
     m_application->kill();
-    // Before waiting: to clear away a process takes a busy machine a while, in which it does nothing any more.
+    // Take the position before waiting: on a busy machine a killed process takes a while to disappear, but does nothing
+    // any more.
     const auto position = reference.position();
     killAndWait(*m_application);
     return position;
@@ -187,7 +188,7 @@ void CampaignSession::killSoundServer() {
 }
 
 void CampaignSession::startSoundServer() {
-    // The socket comes last: who sees it finds the microphone.
+    // Create the socket last: once it exists, the microphone exists too.
     QFile commands(desktop.path(QStringLiteral("pulse.pa")));
     if (commands.open(QIODevice::WriteOnly))
         commands.write(QStringLiteral("load-module module-null-sink sink_name=mouth channels=1 rate=%1\n"
@@ -209,7 +210,7 @@ void CampaignSession::startSoundServer() {
     };
     if (!waitUntil(answers, startLimit))
         throw DesktopSessionError(QStringLiteral("the sound server did not come back"));
-    // The reference listens before the signal begins: what others hear before it is silence.
+    // The reference starts before the signal, so that only silence precedes it.
     reference.begin();
     play();
 }
@@ -249,7 +250,7 @@ void CampaignSession::startBus() {
         throw DesktopSessionError(QStringLiteral("the Secret Service did not come back"));
 }
 
-/// What the application writes to the console, as the log file is cut when it has grown.
+/// Reads the application's console output, because the log file is cut when it has grown.
 static QString consoleOf(const DesktopSession& desktop) { return desktop.path(QStringLiteral("quillo.log")); }
 
 qint64 CampaignSession::logEnd() const { return QFileInfo(consoleOf(desktop)).size(); }
@@ -261,7 +262,7 @@ bool CampaignSession::isLogged(const QString& expression, qint64 since) const {
 }
 
 void CampaignSession::moveClock(std::chrono::seconds shift) {
-    // Replaced at once, as the application reads it at every look at the clock.
+    // Replace the file atomically: the application reads it at every query of the time.
     const auto name = desktop.path(QStringLiteral("clock"));
     QFile file(name + QStringLiteral(".new"));
     if (file.open(QIODevice::WriteOnly))

@@ -10,11 +10,11 @@
 
 namespace quillo::test {
 
-/// A desktop session with a server behind a proxy and a microphone that never falls silent, every part of which can be
-/// killed and brought back.
+/// A desktop session with a server behind a proxy and a microphone that is never silent. Every part can be killed and
+/// restarted.
 class CampaignSession {
 public:
-    /// The signal is `seed`'s.
+    /// `seed` determines the signal.
     explicit CampaignSession(uint64_t seed);
     ~CampaignSession();
     CampaignSession(const CampaignSession&) = delete;
@@ -26,7 +26,7 @@ public:
     FaultProxy& proxy() { return *m_proxy; }
     FullDisk& disk() { return *m_disk; }
 
-    /// Starts the application; with a `movable` clock its time of day can be moved.
+    /// Starts the application; with `movable` its wall-clock time can be changed.
     void startApplication(bool movableClock = false);
     /// Returns where in the reference it was killed.
     int64_t killApplication();
@@ -42,21 +42,22 @@ public:
 
     /// Returns where in the reference it was killed.
     int64_t killBus();
-    /// With the Secret Service, which ends with the bus.
+    /// Also starts the Secret Service, which ends with the bus.
     void startBus();
 
-    /// Moves the application's time of day.
+    /// Shifts the application's wall-clock time.
     void moveClock(std::chrono::seconds shift);
 
-    /// Where the application's log ends now, and whether a line behind such a place matches.
+    /// The current end of the application's log, and whether a line after such a position matches.
     [[nodiscard]] qint64 logEnd() const;
     [[nodiscard]] bool isLogged(const QString& expression, qint64 since) const;
 
-    /// Lets the signal go on that has come to its end.
+    /// Restarts the signal when it has ended.
     void keepSounding();
     [[nodiscard]] QString recordingFolder() const;
 
-    /// The word that the scripted server hears as word `number` of a recording, from 0; so many a second.
+    /// The word that the scripted server recognises as word `number` of a recording, counted from 0; and the words per
+    /// second.
     static QString word(int number);
     static constexpr int wordsPerSecond = 10;
     static constexpr int differentWords = 100;

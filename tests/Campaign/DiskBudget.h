@@ -5,7 +5,7 @@
 
 namespace quillo::test {
 
-/// The page that a test shares with programs under FullDiskPreload: how much their disk still takes.
+/// The memory page that a test shares with programs under FullDiskPreload: how much their disk still takes.
 struct DiskBudget {
     /// Bytes that files below the folder may still grow by; negative: the disk is not full.
     std::atomic<int64_t> remaining{-1};

@@ -50,11 +50,11 @@ int listenOn(uint16_t port) {
     return socket;
 }
 
-/// What was read from one end and is not written to the other yet.
+/// Bytes read from one end and not yet written to the other.
 struct Pipe {
     std::string buffer;
     bool ended = false;  ///< the reading end was closed by its peer
-    bool passed = false; ///< and the writing end has been told
+    bool passed = false; ///< and the writing end has been closed too
 };
 
 struct Connection {
@@ -65,7 +65,7 @@ struct Connection {
     int64_t bytesUp = 0; ///< forwarded to the server
     int64_t trapBase = 0;
     bool isTls = false;
-    bool known = false;   ///< the first byte has told what it carries
+    bool known = false;   ///< the first byte has shown what it carries
     bool stalled = false; ///< by a trap
     bool dead = false;
 };
@@ -107,7 +107,7 @@ public:
 
     void refuse(bool refused) {
         if (refused && m_listener >= 0) {
-            // Closing alone would let the loop, which is waiting on it, hold it open for a moment.
+            // Shut down first: the loop waits on the socket, and closing alone would leave it open for a moment.
             ::shutdown(m_listener, SHUT_RDWR);
             ::close(std::exchange(m_listener, -1));
         } else if (!refused && m_listener < 0)
@@ -154,7 +154,7 @@ private:
             descriptors.assign({{m_wakeup, POLLIN, 0}, {m_listener, POLLIN, 0}});
             for (const auto& connection : m_connections) {
                 for (const bool isClient : {true, false}) {
-                    // Left out when nothing is wanted of it: a hang-up would be reported in any case, without end.
+                    // Leave out a socket without requested events: poll would report its hang-up over and over.
                     const auto events = interest(connection, isClient);
                     descriptors.push_back({!events ? -1 : isClient ? connection.client : connection.server, events, 0});
                 }
@@ -164,7 +164,7 @@ private:
             lock.lock();
             uint64_t ignored = 0;
             [[maybe_unused]] const auto drained = ::read(m_wakeup, &ignored, sizeof ignored);
-            // The list has not changed since: only this thread adds and removes.
+            // The list has not changed since, because only this thread modifies it.
             size_t i = 2;
             for (auto& connection : m_connections) {
                 const auto client = descriptors[i++].revents;

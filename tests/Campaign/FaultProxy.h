@@ -7,24 +7,23 @@
 
 namespace quillo::test {
 
-/// A TCP proxy on loopback that fails on demand, in the ways networks do. Works on a thread of its own, so that a busy
-/// test does not delay what it forwards. The functions may be called from any thread; they return when the fault
-/// stands.
+/// A TCP proxy on loopback that simulates network failures on demand. It has its own thread, so that a busy test does
+/// not delay the traffic. The functions may be called from any thread; they return when the fault is in effect.
 class FaultProxy {
 public:
-    /// What a connection carries, told by its first byte: HTTP over TLS or a plain WebSocket.
+    /// What a connection carries, recognised by its first byte: HTTP over TLS or a plain WebSocket.
     enum class Traffic { any, plain, tls };
     enum class Ending {
         finish, ///< closed in order
         reset,  ///< closed with a reset, as by a router that forgot it
     };
-    /// Something that happens to the first connection of its kind that the client has sent so many bytes over, at that
-    /// byte exactly.
+    /// A fault that hits the first connection of its kind over which the client has sent this many bytes, at exactly
+    /// that byte.
     struct Trap {
         Traffic traffic = Traffic::any;
         int64_t bytes = 0; ///< from the client, counted from the connection's beginning or from the trap's, see `fresh`
         bool fresh = false; ///< counts from the beginning, and only connections made after the trap was set
-        /// Nothing flows any more over the connection, which stays open; or how it ends.
+        /// How the connection ends; without a value it stays open but transfers nothing more.
         std::optional<Ending> ending;
     };
     struct Counts {
@@ -43,17 +42,17 @@ public:
 
     [[nodiscard]] uint16_t port() const;
 
-    /// Connections are refused, or taken again, at the same port. Open ones stay.
+    /// Refuses new connections, or accepts them again, on the same port. Open connections stay.
     void refuse(bool refused);
-    /// No byte flows in either direction and no connection ends; new ones are taken and wait.
+    /// Stops traffic in both directions without ending a connection; new connections are accepted and wait.
     void stall(bool stalled);
-    /// Nothing flows from the server to the client; the other way it does.
+    /// Stops traffic from the server to the client only.
     void stallAnswers(bool stalled);
     /// Ends every connection.
     void cut(Ending ending);
     void set(Trap trap);
     void clearTrap();
-    /// No fault any more; connections that a trap stalled flow again.
+    /// Removes all faults; connections stalled by a trap continue.
     void heal();
 
     [[nodiscard]] Counts counts() const;

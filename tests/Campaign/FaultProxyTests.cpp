@@ -49,7 +49,7 @@ protected:
     }
     static QByteArray bytes(int count) {
         std::mt19937 generator(1);
-        QByteArray data(count, 'x'); // the first byte tells a WebSocket from TLS
+        QByteArray data(count, 'x'); // the first byte distinguishes a WebSocket from TLS
         for (auto& byte : data)
             byte = static_cast<char>(generator());
         data[0] = 'G';

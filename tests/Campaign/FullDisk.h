@@ -10,16 +10,16 @@ namespace quillo::test {
 /// A disk that a test fills and empties again, for the programs it starts with `environment`; see FullDiskPreload.cpp.
 class FullDisk {
 public:
-    /// The disk consists of `folder`; `pageFile` is made. Throws std::runtime_error.
+    /// `folder` acts as the disk; `pageFile` is created. Throws std::runtime_error.
     FullDisk(const QString& folder, const QString& pageFile);
     ~FullDisk();
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
 
-    /// Adds what puts a program onto this disk.
+    /// Adds the variables that make a program use this disk.
     void apply(QProcessEnvironment& environment) const;
 
-    /// From now on files may grow by `bytes` altogether.
+    /// From now on all files together may grow by `bytes`.
     void fillUpTo(int64_t bytes);
     void empty();
     [[nodiscard]] const DiskBudget& budget() const { return *m_budget; }

@@ -1,6 +1,6 @@
-// Preloaded into a program, makes the disk full below a folder as long as a test wants it: files grow by what is left
-// of a budget, the write that meets its end is short, as a real one is, and those after it fail with ENOSPC. What is
-// overwritten in place needs no space. No privilege is needed, and the errors reach the program by the real calls.
+// Preloaded into a program to simulate a full disk below a folder. Files may grow by what is left of a budget; the
+// write that reaches its end is short, as on a real disk, and later ones fail with ENOSPC. Overwriting in place needs
+// no space. This works without privileges, and the errors reach the program through the real calls.
 
 #include "DiskBudget.h"
 
@@ -85,10 +85,10 @@ int64_t take(int64_t bytes) {
         if (budget()->remaining.compare_exchange_weak(left, left - taken))
             return taken;
     }
-    return bytes; // healed meanwhile
+    return bytes; // the fault was removed in between
 }
 
-/// How many of `count` bytes at `offset` (negative: where the file stands) the disk takes; -1 with ENOSPC for none.
+/// How many of `count` bytes at `offset` (negative: the current position) the disk takes; -1 with ENOSPC for none.
 ssize_t admit(int descriptor, size_t count, off64_t offset) {
     if (!isFull() || count == 0)
         return static_cast<ssize_t>(count);
@@ -170,7 +170,7 @@ QUILLO_OVERRIDE ssize_t pwrite(int descriptor, const void* data, size_t count, o
 
 QUILLO_OVERRIDE ssize_t writev(int descriptor, const iovec* parts, int count) {
     static auto* const original = next<ssize_t(int, const iovec*, int)>("writev");
-    // A short write of the first part is what the caller has to expect anyway.
+    // Write only the first part: callers have to expect short writes anyway.
     if (!isFull() || count < 1)
         return original(descriptor, parts, count);
     return write(descriptor, parts[0].iov_base, parts[0].iov_len);

@@ -12,7 +12,7 @@ namespace {
 
 class FullDiskTest : public testing::Test {
 protected:
-    /// Runs a shell command on the disk; returns what it said.
+    /// Runs a shell command on the disk; returns its output.
     QString shell(const QString& command) {
         QProcess process;
         auto environment = QProcessEnvironment::systemEnvironment();

@@ -11,7 +11,7 @@ namespace quillo::test {
 
 namespace {
 
-/// The words of the scripted server are its count of the samples that it heard.
+/// The scripted server's words are its count of the received samples.
 QStringList wordsOf(int64_t samples) {
     QStringList words;
     for (int i = 0; i < samples * CampaignSession::wordsPerSecond / samplesPerSecond; ++i)
@@ -26,7 +26,7 @@ struct Record {
     QStringList words;
 };
 
-/// Of a tenth of a second there is nothing to recognise: that it was tried is enough.
+/// A tenth of a second contains nothing to recognise, so it is enough that transcription was attempted.
 bool isDone(const Record& record, const QStringList& wanted) {
     return record.status == QStringLiteral("completed") ||
            (wanted.isEmpty() && record.status == QStringLiteral("unrecognized"));

@@ -1,5 +1,5 @@
-// Dictates again and again, breaks something each time, and tells whether anything that the microphone delivered was
-// lost. Every campaign is repeated by its seed, every run of it by its number.
+// Dictates repeatedly, breaks something each time, and reports whether any audio from the microphone was lost. A
+// campaign is reproduced by its seed, a run of it by its number.
 
 #include "Campaign.h"
 
@@ -26,7 +26,7 @@ struct Options {
     bool texts = true;
 };
 
-/// So many runs are made before their texts are awaited.
+/// How many runs are made before their texts are awaited.
 constexpr int textInterval = 28;
 /// The queue's timer runs every 30 s, and after two failures it waits for a minute.
 constexpr auto textLimit = 150s;

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 /// Bytes that a dictation sends a second: base64 of 32,000 and the frames around it.
 constexpr int64_t streamBytesPerSecond = 44'000;
 
-/// Numbers that are the same with every standard library.
+/// Random numbers that are the same with every standard library.
 class Dice {
 public:
     explicit Dice(uint64_t seed, uint64_t stream) : m_generator(seed * 0x9e3779b97f4a7c15U + stream) {}
@@ -154,7 +154,7 @@ Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
     Plan plan;
     plan.run = run;
     plan.fault = only ? *only : faultOf(seed, run);
-    // Short ones more often: that is where most of the steps lie.
+    // Prefer short times, where most of the steps happen.
     plan.hold = 500ms + dice.between(0ms, milliseconds(dice.between(300, 3500)));
     plan.ending = dice.between(0, 1) ? FaultProxy::Ending::finish : FaultProxy::Ending::reset;
     schedule(plan, dice);

@@ -9,7 +9,7 @@
 
 namespace quillo::test {
 
-/// The one thing that goes wrong in a run.
+/// The fault of a run.
 enum class Fault {
     none,
     killConnecting,   ///< the application, before the server has answered
@@ -44,8 +44,8 @@ struct Plan {
 };
 
 /// The plan of run `run`, from 0, of the campaign `seed`: every fault once in so many runs as there are faults, in
-/// another order each time, the run without a fault last. Depends on nothing else. With `only`, that fault in every
-/// run.
+/// another order each time, the run without a fault last. Depends only on the arguments. With `only`, every run has
+/// that fault.
 Plan makePlan(uint64_t seed, int run, std::optional<Fault> only = {});
 
 } // namespace quillo::test

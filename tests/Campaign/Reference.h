@@ -7,15 +7,15 @@
 
 namespace quillo::test {
 
-/// What the microphone delivers, recorded all the time by a program of its own. After the end of the sound server it
-/// goes on in another piece; positions count on through all pieces.
+/// What the microphone delivers, recorded continuously by a separate program. After the sound server ends, a new piece
+/// begins; positions are counted across all pieces.
 class Reference {
 public:
     explicit Reference(DesktopSession& session) : m_session(session) {}
 
-    /// Begins a new piece and returns when it grows. Throws DesktopSessionError.
+    /// Begins a new piece and returns once data arrives. Throws DesktopSessionError.
     void begin();
-    /// The sound server has ended: what there is of the piece is all. Returns its end.
+    /// Closes the current piece, because the sound server has ended. Returns its end.
     int64_t end();
 
     /// Samples delivered until now.

@@ -13,7 +13,7 @@ static_assert(std::endian::native == std::endian::little);
 
 Samples noise(uint64_t seed, size_t count) {
     constexpr int amplitude = 8000;
-    // Not std::uniform_int_distribution, whose results are the library's choice.
+    // Do not use std::uniform_int_distribution: its results differ between libraries.
     std::mt19937_64 generator(seed);
     Samples samples(count);
     for (auto& sample : samples)

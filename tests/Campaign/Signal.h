@@ -14,13 +14,13 @@ using SampleView = std::span<const int16_t>;
 
 constexpr int64_t samplesPerSecond = 16'000;
 
-/// Pseudo-random noise of moderate amplitude: of a few dozen samples in a row there is no second occurrence, so that a
-/// recording of it can be placed to the sample. The same for the same seed on every machine.
+/// Pseudo-random noise of moderate amplitude. A run of a few dozen samples never repeats, so that a recording can be
+/// located to the sample. The same seed gives the same signal on every machine.
 Samples noise(uint64_t seed, size_t count);
 
-/// Headerless little-endian PCM. Throws std::runtime_error; a last half sample is left out when reading.
+/// Headerless little-endian PCM. Throws std::runtime_error; reading ignores an incomplete last sample.
 Samples readSamples(const QString& file);
-/// Reads `count` samples from `first` on, fewer at the file's end.
+/// Reads `count` samples starting at `first`, fewer at the end of the file.
 Samples readSamples(const QString& file, int64_t first, int64_t count);
 void writeSamples(const QString& file, SampleView samples);
 

@@ -16,7 +16,7 @@ bool isSilent(SampleView samples) {
     return std::ranges::all_of(samples, [](int16_t sample) { return sample == 0; });
 }
 
-/// What lies between two stretches, or before the first and behind the last.
+/// The samples between two stretches, before the first one or after the last one.
 struct Judge {
     Verdict& verdict;
     SampleView held;
@@ -31,7 +31,7 @@ struct Judge {
         const bool crossesSeam =
             moments.seam && sign(before.referenceEnd()) <= *moments.seam && sign(after.reference) >= *moments.seam;
         if (crossesSeam) {
-            // The new sound server is silent until the signal plays again, and the application may be there first.
+            // The new sound server is silent until the signal plays again, and the application may connect before that.
             const auto late = unrecorded(before, extra);
             if (!isSilent(
                     held.subspan(before.heldEnd() + static_cast<size_t>(late), static_cast<size_t>(extra - late))))
@@ -51,7 +51,7 @@ struct Judge {
         }
     }
 
-    /// How many of `extra` samples behind a stretch the recorder may have taken with it.
+    /// How many of `extra` samples after a stretch the reference recorder may have lost.
     [[nodiscard]] int64_t unrecorded(const Stretch& before, int64_t extra) const {
         return moments.seam && sign(before.referenceEnd()) == *moments.seam ? std::min(extra, bounds.unrecorded) : 0;
     }

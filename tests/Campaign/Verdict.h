@@ -8,22 +8,23 @@
 
 namespace quillo::test {
 
-/// Where in the reference things happened, in samples.
+/// Positions of events in the reference, in samples.
 struct Moments {
     int64_t pressed = 0; ///< the key went down
-    /// From here on nothing has to be held: the key came up, or what delivers or keeps the samples was killed.
+    /// After this nothing needs to be recorded: the key was released, or a process that delivers or stores the samples
+    /// was killed.
     int64_t ended = 0;
-    /// The sound server ended here and a new one began: the microphone delivered nothing in between, and the recording
-    /// may go on behind it or not.
+    /// The sound server was replaced here. The microphone delivered nothing in between; the recording may continue
+    /// afterwards or not.
     std::optional<int64_t> seam;
 };
 
-/// What the chain may legitimately not hold, in samples. Measured in runs without a fault; see Campaign.cpp.
+/// How many samples may legitimately be missing. Measured in runs without a fault; see Campaign.cpp.
 struct Bounds {
     int64_t start = 0; ///< from the key to the first sample
     int64_t end = 0;   ///< before `Moments::ended`
-    /// Samples that the reference may lack at the seam: its recorder ends with the sound server, and what it had not
-    /// written then is gone.
+    /// Samples that the reference may lack at the seam: its recorder ends with the sound server and loses what it has
+    /// not written.
     int64_t unrecorded = 0;
 };
 
@@ -33,10 +34,10 @@ struct Verdict {
     int64_t held = 0;       ///<
     int64_t startDelay = 0; ///< from the key to the first held sample
     int64_t endMargin = 0;  ///< from the end to the last held sample; negative: missing, in flight or lost
-    int64_t lost = 0;       ///< delivered, not held, and more than what may be in flight
+    int64_t lost = 0;       ///< delivered, not held, and beyond what may be in flight
     int64_t strange = 0;    ///< held, but not as delivered
     int64_t repeated = 0;   ///< held twice
-    QStringList faults;     ///< sentences; empty when the recording is what it should be
+    QStringList faults;     ///< sentences; empty when the recording is correct
 };
 
 /// Judges a recording that must be one contiguous stretch of the reference; `alignment` may have none when nothing is
