@@ -29,7 +29,7 @@ TEST(AsyncStream, DeliversAMillionElementsOfAnotherThreadInOrder) {
             if (*element != expected)
                 co_return -1;
             ++expected;
-            // A consumer that lags behind now and then: the queue grows and nothing may be lost or repeated.
+            // The consumer sometimes lags behind, so that the queue grows: nothing may be lost or repeated.
             if (expected % 100'000 == 0)
                 std::this_thread::yield();
         }

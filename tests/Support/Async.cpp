@@ -9,7 +9,7 @@ namespace quillo::test {
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds watchdog) {
     const QDeadlineTimer deadline(watchdog);
-    // Wakes the loop for conditions that other threads make true without posting an event here.
+    // Wake the loop regularly, for conditions that other threads make true without posting an event here.
     QTimer tick;
     tick.start(std::chrono::milliseconds(5));
     while (!condition()) {

@@ -10,8 +10,8 @@
 
 namespace quillo::test {
 
-/// Turns the event loop until `condition` holds; false when `watchdog` passes first. Reacts to events, it does not
-/// sleep: the condition is looked at after each.
+/// Turns the event loop until `condition` holds; false when `watchdog` passes first. Does not sleep: it checks the
+/// condition after each event.
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds watchdog = std::chrono::seconds(10));
 
 /// Drives `task` to its end and returns its result; throws what the task throws, and std::runtime_error when `watchdog`

@@ -7,7 +7,7 @@
 
 namespace quillo::test {
 
-/// A consumer that takes every chunk of a capture. Dropping it drops the stream.
+/// A consumer that takes every chunk of a capture. Destroying it drops the stream.
 class AudioCapture {
 public:
     /// Starts a capture of `service`; throws what the start throws.
@@ -20,13 +20,13 @@ public:
     void cancel() { m_state->stop.request_stop(); }
     [[nodiscard]] const std::vector<AudioChunk>& chunks() const { return m_state->chunks; }
     [[nodiscard]] bool hasEnded() const { return m_state->ended; }
-    /// What the stream failed with; empty when it ended in order.
+    /// The error of the stream; empty when it ended without one.
     [[nodiscard]] const std::string& error() const { return m_state->error; }
 
     bool waitForEnd() {
         return waitUntil([this] { return hasEnded(); });
     }
-    /// Waits for `count` more samples than there are now.
+    /// Waits for `count` more samples.
     bool waitForMore(size_t count) {
         const auto wanted = sampleCount() + count;
         return waitUntil([&] { return sampleCount() >= wanted; });

@@ -12,7 +12,7 @@
 namespace quillo::test {
 
 ChildProcess::ChildProcess(const QString& program, const QStringList& arguments, const QString& output) {
-    // Nothing may outlive a test that crashes.
+    // End the program even if the test crashes.
     const auto all =
         QStringList{QStringLiteral("setpriv"), QStringLiteral("--pdeathsig"), QStringLiteral("KILL"), program} +
         arguments;

@@ -7,8 +7,8 @@
 
 namespace quillo::test {
 
-/// A program that runs beside the test and is killed with the object, or with the test when that crashes. Made without
-/// forking this process, which the thread sanitizer would not survive.
+/// A program that runs beside the test. It is killed with this object, or when the test crashes. Started without
+/// forking this process, which the thread sanitizer does not support.
 class ChildProcess {
 public:
     /// Standard output goes to the file `output`, if one is given. Throws std::runtime_error when it cannot be started.
@@ -18,7 +18,7 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     [[nodiscard]] bool isRunning();
-    /// Of a program that has ended; -1 when it was killed.
+    /// The exit code of an ended program; -1 when it was killed.
     [[nodiscard]] int exitCode() const { return m_exitCode; }
     void signal(int number) const;
 

@@ -9,18 +9,19 @@
 
 namespace quillo::test {
 
-/// Audio hardware whose steps a test lets fail, and into whose running unit it feeds exact frames. Thread-safe.
+/// Audio hardware whose steps a test can make fail, and whose running unit delivers frames given by the test.
+/// Thread-safe.
 class FakeAudioHardware final : public AudioHardware {
 public:
-    /// The status every step of that name returns; the names are those of the functions, "makeInputUnit" included.
+    /// The status that each step returns, by function name, including "makeInputUnit".
     std::map<QString, AudioStatus> failures;
-    /// Whether a failing `makeInputUnit` returns no unit either.
+    /// Whether a failing `makeInputUnit` also returns null.
     bool hasUnit = true;
     double sampleRate = 48000;
     std::vector<AudioHardwareDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), false}};
     std::optional<QString> standard = QStringLiteral("mic");
     AudioStatus refused = -1; ///< the status that means: permission denied
-    /// Called inside `start`, on the service's own thread.
+    /// Called inside `start`, on the service's thread.
     std::function<void()> onStart;
 
     /// Delivers `samples` as one callback; false when no unit runs.

@@ -6,7 +6,7 @@
 
 namespace quillo::test {
 
-/// While it lives, the kernel refuses to let any file of this process grow beyond `bytes`, as a full disk would.
+/// During its lifetime the kernel lets no file of this process grow beyond `bytes`, as with a full disk.
 class LargestFile {
 public:
     explicit LargestFile(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -4,7 +4,7 @@
 
 namespace quillo::test {
 
-/// A focused element as a test describes it.
+/// A focused element described by a test.
 class MockAccessibility final : public Accessibility {
 public:
     std::optional<FocusedElement> element = FocusedElement{.role = QStringLiteral("AXTextField")};

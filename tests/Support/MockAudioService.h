@@ -10,8 +10,8 @@
 
 namespace quillo::test {
 
-/// A microphone that a test plays: it speaks into the running capture, takes the device away, or lets a start fail or
-/// hang. Main thread only. A capture into which nothing is yielded is a device that opens and stays silent.
+/// A scripted microphone: the test speaks into the running capture, removes the device, or makes a start fail or hang.
+/// Main thread only. A capture that yields nothing simulates a device that opens and stays silent.
 class MockAudioService final : public AudioServiceProtocol {
 public:
     std::vector<AudioDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), true}};
@@ -20,7 +20,7 @@ public:
     std::optional<std::chrono::steady_clock::time_point> firstSample;
     /// The next start throws this.
     std::optional<AudioServiceError> nextStartError;
-    /// When set, a start waits here before it goes on: a device that takes its time.
+    /// When set, a start waits here, as with a slow device.
     std::function<Task<>()> beforeStart;
     /// Called inside `stopCapture` of a running capture, before the stream ends: for a last chunk that is flushed.
     std::function<void()> beforeStop;
@@ -47,7 +47,7 @@ public:
         return m_sink.yield(std::move(chunk));
     }
 
-    /// Takes the device away: the stream fails as the real one does.
+    /// Removes the device: the stream fails as the real one does.
     void loseDevice(const QString& message = QStringLiteral("The microphone 'Microphone' is gone.")) {
         if (std::exchange(m_isCapturing, false))
             m_sink.fail(
@@ -55,7 +55,7 @@ public:
     }
 
     [[nodiscard]] bool isCapturing() const { return m_isCapturing; }
-    /// How many captures were started, and how many of them have ended however they did.
+    /// How many captures were started, and how many of them have ended for any reason.
     [[nodiscard]] int starts() const { return m_starts; }
     [[nodiscard]] int ends() const { return m_starts - (m_isCapturing ? 1 : 0); }
 

@@ -6,7 +6,7 @@
 
 namespace quillo::test {
 
-/// An account whose refreshes go as a test says.
+/// An account whose operations are scripted by a test.
 class MockAuthService final : public AuthServiceProtocol {
 public:
     Task<bool> checkExistingSession() override { co_return user.has_value(); }
@@ -44,7 +44,7 @@ public:
         });
     }
 
-    /// Changes the user and tells the observers.
+    /// Changes the user and notifies the observers.
     void setUser(std::optional<AuthUser> other) {
         user = std::move(other);
         for (const auto& observer : observers)

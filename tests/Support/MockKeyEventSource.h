@@ -14,7 +14,7 @@ public:
     std::vector<KeyCombination> consumed;
     std::vector<KeyCombination> unavailable;
     int starts = 0;
-    std::chrono::milliseconds age{0}; ///< of what is delivered from now on
+    std::chrono::milliseconds age{0}; ///< the age of events delivered from now on
 
     [[nodiscard]] bool isTrusted() const override { return trusted; }
     bool start(std::vector<KeyCombination> combinations, Handler onEvent, StateHandler onState) override {
@@ -39,7 +39,7 @@ public:
         m_down.erase(keyCode);
         send(keyCode, false, false);
     }
-    /// The key goes up and nobody is told.
+    /// Releases the key without delivering an event.
     void loseRelease(uint16_t keyCode) { m_down.erase(keyCode); }
     void announce(KeyEventSourceState state) {
         if (const auto handler = m_onState)

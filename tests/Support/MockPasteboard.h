@@ -7,7 +7,7 @@
 
 namespace quillo::test {
 
-/// A text on a `MockPasteboard`; the test reads it in the target's place.
+/// A text on a `MockPasteboard`; the test reads it instead of the target.
 class MockPasteboardOffer final : public PasteboardOffer {
 public:
     MockPasteboardOffer(Clock& clock, QString offered, bool primary)

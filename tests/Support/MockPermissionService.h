@@ -4,7 +4,7 @@
 
 namespace quillo::test {
 
-/// Grants what a test says. A request is answered with `...OnRequest` and changes the standing answer to it.
+/// Grants what a test sets. A request is answered with `...OnRequest`, which then becomes the current answer.
 class MockPermissionService final : public PermissionServiceProtocol {
 public:
     bool microphone = true;

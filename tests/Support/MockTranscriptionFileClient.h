@@ -11,12 +11,12 @@
 
 namespace quillo::test {
 
-/// A server's file transcription whose answers a test gives. Outlives the calls to it.
+/// A file transcription client with scripted answers. Must outlive the calls to it.
 class MockTranscriptionFileClient final : public TranscriptionFileClientProtocol {
 public:
     struct Call {
         QString operation; ///< "transcribe", "diarize", "poll", "recover"
-        QString id;        ///< of the audio, task or recording; a path for a file
+        QString id;        ///< the id of the audio, task or recording; the path for a file
         QString language;
         QString purpose;
         std::optional<QString> clientRecordingId;
@@ -40,7 +40,7 @@ public:
         return answer(onPoll, {QStringLiteral("recover"), recordingId, {}, {}, {}});
     }
 
-    /// Lets every call that waits go on; the answers are made then.
+    /// Lets all waiting calls continue; their answers are made at that moment.
     void release() {
         for (const auto& waiting : std::exchange(m_waiting, {}))
             waiting->wake(true);

@@ -8,19 +8,19 @@
 
 namespace quillo::test {
 
-/// A connection that does as its test says: it records what is asked of it, and the test yields what the server says.
-/// Main thread. Header-only, as it is used with the protocol's library alone.
+/// A scripted connection: it records the calls, and the test yields the server's messages. Main thread. Header-only, as
+/// it is used with the protocol's library alone.
 class MockWebSocketService final : public WebSocketServiceProtocol {
 public:
-    // What the test scripts.
+    // Scripted by the test.
     std::deque<WebSocketError> connectErrors; ///< each fails one connect, in order; afterwards they succeed
     std::optional<WebSocketError> sendError;  ///< fails everything that is sent
-    /// When set, a connect or a chunk waits here: a server or a network that takes its time.
+    /// When set, a connect or a chunk waits here, as with a slow server or network.
     std::function<Task<>()> beforeConnect;
     std::function<Task<>()> beforeAudio;
     SessionTexts currentTexts;
 
-    // What was asked.
+    // Recorded calls.
     int connects = 0;
     int disconnects = 0;
     std::vector<SessionRequest> sessions;
@@ -31,13 +31,13 @@ public:
     QStringList systemAudioStatuses;
     int clearedTexts = 0;
 
-    /// Delivers `message` to whoever reads the connection's events; "connected" comes by itself.
+    /// Delivers `message` to the reader of the connection's events; "connected" is sent automatically.
     void yield(ServerMessage message) {
         if (m_events)
             m_events.yield(std::move(message));
     }
 
-    /// The connection breaks: `ConnectionLost`, then the end of the events.
+    /// Breaks the connection: yields `ConnectionLost`, then ends the events.
     void lose(const QString& reason) {
         m_isConnected = false;
         yield(server::ConnectionLost{

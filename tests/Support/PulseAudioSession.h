@@ -21,20 +21,21 @@ public:
     PulseAudioSession(const PulseAudioSession&) = delete;
     PulseAudioSession& operator=(const PulseAudioSession&) = delete;
 
-    /// Adds a source of that name that is no monitor, is described as "The NAME", and hears what `speak` plays. Silence
-    /// is played all the time: an idle null sink sleeps for up to two seconds, as no microphone does.
+    /// Adds a source with this name and the description "The NAME", which is not a monitor and records what `speak`
+    /// plays. It plays silence all the time, because an idle null sink sleeps for up to two seconds, unlike a
+    /// microphone.
     void addMicrophone(const QString& name, int rate = 48000, int channels = 1);
-    /// Pulls the plug.
+    /// Unplugs it.
     void removeMicrophone(const QString& name);
     void setDefaultSource(const QString& name);
     /// Plays 16-bit samples, the same on every channel, into the microphone; the process ends when all are played.
     std::unique_ptr<ChildProcess> speak(const QString& name, const std::vector<int16_t>& samples);
 
-    /// Ends the server at once, with all that is in it.
+    /// Kills the server with everything in it.
     void kill();
     /// Starts it again, empty.
     void start();
-    /// Suspends the server's process: it hangs.
+    /// Suspends the server's process, so that it hangs.
     void suspend();
     void resume();
 

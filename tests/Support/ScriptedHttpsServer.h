@@ -11,8 +11,8 @@
 
 namespace quillo::test {
 
-/// A real HTTPS server in this process. For each whole request its script is called with the connection to answer on,
-/// and may answer with any bytes, in parts, or not at all.
+/// A real HTTPS server in this process. It calls its script for each complete request with the connection; the script
+/// may answer with any bytes, in parts, or not at all.
 class ScriptedHttpsServer : public QSslServer {
 public:
     struct Request {
@@ -44,7 +44,7 @@ public:
         return QUrl(QStringLiteral("https://localhost:%1").arg(serverPort()) + path);
     }
 
-    /// A whole answer, after which the connection ends.
+    /// Sends a complete answer and closes the connection.
     static void answer(QSslSocket& connection, const QByteArray& status, const QByteArray& body,
                        const QByteArray& headers = {}) {
         connection.write("HTTP/1.1 " + status + "\r\n" + headers +

@@ -6,7 +6,7 @@
 
 namespace quillo::test {
 
-/// A network that a test turns on and off.
+/// A network that a test switches on and off.
 class ScriptedNetworkMonitor final : public NetworkMonitorServiceProtocol {
 public:
     ~ScriptedNetworkMonitor() override {

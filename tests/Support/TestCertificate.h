@@ -5,7 +5,7 @@
 
 namespace quillo::test {
 
-/// A certificate authority and a server certificate for "localhost" that it signed, both made now.
+/// A new certificate authority and a server certificate for "localhost" signed by it.
 class TestCertificate {
 public:
     TestCertificate();

@@ -10,10 +10,10 @@
 
 namespace quillo::test {
 
-/// A store that lets nothing pass unnoticed: each state change and each action fed back by an effect must be expected,
-/// and a test that ends with an unexpected one, or with an effect still running, fails.
+/// An exhaustive store: the test must expect each state change and each action fed back by an effect. It fails on an
+/// unexpected one, and if an effect is still running at its end.
 ///
-/// `name` gives an action's name for messages; it and the type of the expectation are all that is needed of actions.
+/// `name` returns an action's name for messages.
 template <class State, class Action>
 class TestStore {
 public:
@@ -46,7 +46,7 @@ public:
     TestStore(const TestStore&) = delete;
     TestStore& operator=(const TestStore&) = delete;
 
-    /// Sends `action`; `change` makes of the state before it the state expected after it.
+    /// Sends `action`; `change` turns the previous state into the expected one.
     void send(const Action& action, const std::function<void(State&)>& change = {}) {
         EXPECT_TRUE(m_received.empty()) << "unreceived action: " << m_name(m_received.front()).toStdString();
         m_sending = true;
@@ -82,7 +82,7 @@ public:
         return *expected;
     }
 
-    /// Takes actions off until a `T` comes, for the many that a stream of audio brings; the state is taken as it is.
+    /// Skips actions up to the next `T`, for the many that a stream of audio brings; accepts the state as it is.
     template <class T>
     T skipTo() {
         for (;;) {
@@ -98,7 +98,7 @@ public:
         }
     }
 
-    /// Takes everything off that has been fed back and lets running effects end.
+    /// Discards all received actions and lets running effects end.
     void finish() {
         waitUntil([this] { return m_store.activeTasks().empty(); }, std::chrono::seconds(5));
         m_received.clear();

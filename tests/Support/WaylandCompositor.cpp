@@ -47,7 +47,7 @@ WaylandCompositor::WaylandCompositor(Options options) {
         return;
     }
 
-    // It tells its names when it is up.
+    // It prints its names when it is ready.
     const auto told = path(QStringLiteral("environment"));
     QFile configuration(path(QStringLiteral("config")));
     if (!configuration.open(QIODevice::WriteOnly))
@@ -79,7 +79,7 @@ WaylandCompositor::~WaylandCompositor() {
 
 void WaylandCompositor::start(const QStringList& command) {
     m_process.setWorkingDirectory(m_folder.path());
-    // Nothing may outlive a test that crashes; and these programs refuse to run as root, as tests in containers do.
+    // End the program even if the test crashes. Tests in containers run as root, which these programs refuse.
     QStringList arguments{QStringLiteral("--pdeathsig"), QStringLiteral("KILL")};
     if (::geteuid() == 0) {
         if (::chown(m_folder.path().toLocal8Bit().constData(), nobody, nobody) != 0)

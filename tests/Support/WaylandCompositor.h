@@ -34,7 +34,7 @@ public:
     /// For SWAYSOCK.
     [[nodiscard]] QString controlSocket() const { return m_controlSocket; }
     [[nodiscard]] QString log() const;
-    /// A file of the compositor's own folder, where the commands it runs may write.
+    /// A file in the compositor's own folder, where the commands it runs may write.
     [[nodiscard]] QString path(const QString& name) const { return m_folder.filePath(name); }
 
     /// Ends it at once, as a crash would.

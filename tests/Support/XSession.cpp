@@ -32,7 +32,7 @@ std::unique_ptr<QProcess> start(const QString& program, const QStringList& argum
     auto process = std::make_unique<QProcess>();
     process->setProcessChannelMode(QProcess::SeparateChannels);
     process->setStandardErrorFile(QProcess::nullDevice());
-    // Nothing may outlive a test that crashes.
+    // End the programs even if the test crashes.
     process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     process->start(program, arguments);
     if (!process->waitForStarted())
@@ -110,7 +110,7 @@ void XSession::startBus() {
 }
 
 void XSession::startWindowManager() {
-    // The stock configuration grabs keys of its own.
+    // The default configuration grabs keys.
     QFile configuration(path(QStringLiteral("openbox.xml")));
     if (!configuration.open(QIODevice::WriteOnly))
         throw std::runtime_error("cannot write the window manager's configuration");
@@ -240,12 +240,12 @@ xcb_window_t XSession::waitForActiveWindow(const QString& title) {
             if (activeTitle() != title)
                 return false;
             found = property(m_root, "_NET_ACTIVE_WINDOW").front();
-            // The window manager announces the window before it has handed it the focus.
+            // The window manager announces the window before it gives it the focus.
             const auto focus =
                 adopt(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
             if (focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT && focus->focus != m_root)
                 return true;
-            // The window manager may have tried before the window could be seen; asked again, it tries again.
+            // The window manager may have tried before the window was visible; a repeated request makes it try again.
             if (asked.hasExpired()) {
                 activate(found);
                 asked = QDeadlineTimer(std::chrono::milliseconds(500));

@@ -13,7 +13,7 @@
 
 namespace quillo::test {
 
-/// A private X server with a window manager, and if wanted a session bus with accessibility. The environment of this
+/// A private X server with a window manager and, optionally, a session bus with accessibility. The environment of this
 /// process points into it. Everything it started ends with it.
 class XSession {
 public:
@@ -40,11 +40,11 @@ public:
     [[nodiscard]] QByteArray keyboardMapping() const;
     [[nodiscard]] bool isKeyDown(uint16_t evdevCode) const;
 
-    /// Presses or releases a key of the server's own keyboard, as a person would, by its kernel key code.
+    /// Presses or releases a key of the server's own keyboard, like a user, by its kernel key code.
     void physicalKey(uint16_t evdevCode, bool press);
     void tapPhysicalKey(uint16_t evdevCode);
 
-    /// Waits for a window of that title and returns it when it has the focus; throws when it does not come.
+    /// Waits for a window with this title and returns it when it has the focus; throws when it does not appear.
     xcb_window_t waitForActiveWindow(const QString& title);
     [[nodiscard]] QString activeTitle();
     void activate(xcb_window_t window);
@@ -80,7 +80,7 @@ public:
 
     /// The text as last reported.
     [[nodiscard]] QString text() const;
-    /// Waits until the text is `expected`.
+    /// Waits until the text equals `expected`.
     [[nodiscard]] bool waitForText(const QString& expected) const;
     [[nodiscard]] int64_t pid() const { return m_process->processId(); }
     [[nodiscard]] xcb_window_t window() const { return m_window; }

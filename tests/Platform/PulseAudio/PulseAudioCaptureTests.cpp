@@ -23,8 +23,8 @@ std::vector<int16_t> tone(int rate, double seconds) {
     return samples;
 }
 
-/// Where the tone stands in `samples`, and how well each sample follows from the two before it: in a sine x[n+1] =
-/// 2 cos(w) x[n] - x[n-1], and a sample that is lost, repeated or altered breaks that.
+/// The tone's position in `samples`, and how well each sample follows from the two before it: in a sine x[n+1] = 2
+/// cos(w) x[n] - x[n-1], and a lost, repeated or altered sample breaks that.
 struct Heard {
     explicit Heard(const std::vector<int16_t>& samples) {
         const auto isLoud = [](int16_t sample) { return std::abs(sample) > 2000; };
@@ -91,7 +91,7 @@ TEST_F(PulseAudioCaptureTests, EveryFormatArrivesWhole) {
 
             const Heard heard(capture.samples());
             EXPECT_NEAR(static_cast<double>(heard.length), seconds * 16000, 40);
-            // Sixteen bits are rounded twice on the way.
+            // The samples are rounded to 16 bits twice on the way.
             EXPECT_LT(heard.worst, 12);
             EXPECT_NEAR(heard.amplitude, 16000, 100);
             const auto& chunks = capture.chunks();
@@ -103,7 +103,8 @@ TEST_F(PulseAudioCaptureTests, EveryFormatArrivesWhole) {
             }
             const auto loudest = std::max_element(chunks.begin(), chunks.end(),
                                                   [](const auto& a, const auto& b) { return a.level < b.level; });
-            // The tone's RMS is -9.2 dBFS; a callback is shorter than its period may be, and so up to 3 dB off.
+            // The tone's RMS is -9.2 dBFS; a callback can be shorter than a period, and its level is then up to 3 dB
+            // off.
             EXPECT_NEAR(loudest->level, (60 - 9.2) / 60, 0.055);
             EXPECT_EQ(chunks.front().level, 0.0F);
         }
@@ -159,7 +160,7 @@ TEST_F(PulseAudioCaptureTests, ARemovedMicrophoneIsReplacedByTheNext) {
     session.removeMicrophone(QStringLiteral("headset"));
     ASSERT_TRUE(capture.waitForEnd());
     EXPECT_NE(capture.error().find("The headset"), std::string::npos) << capture.error();
-    // At once, before the server has said that the device is gone.
+    // Start again at once, before the server has reported that the device is gone.
     AudioCapture next(*service);
     EXPECT_EQ(service->currentDeviceName(), QStringLiteral("The desk"));
     EXPECT_TRUE(next.waitForMore(3200));
@@ -214,7 +215,7 @@ TEST_F(PulseAudioCaptureTests, StartsAndStopsOneHundredTimes) {
             capture.cancel();
         ASSERT_TRUE(capture.waitForEnd());
         ASSERT_EQ(capture.error(), "");
-        // A capture that its consumer has left is closed on the service's own thread: this passes through it.
+        // A capture whose consumer has gone is closed on the service's thread; this call goes through that thread.
         await(service->getAvailableDevices());
     }
     EXPECT_TRUE(waitUntil([&] {

@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
     parser.process(application);
 
     Report changes(parser.value(report));
-    // The first line says that the window has the focus: what is typed from then on arrives.
+    // The first line reports that the window has the focus: text typed from then on arrives.
     QObject::connect(&application, &QGuiApplication::focusWindowChanged, &application,
                      [&, said = false](QWindow* focused) mutable {
                          if (focused != nullptr && !std::exchange(said, true))
