@@ -15,7 +15,7 @@ using namespace quillo;
 /// callbacks of 10 ms. The argument is the device's rate.
 void chunk(benchmark::State& state) {
     const auto rate = static_cast<double>(state.range(0));
-    // A bounded stream, so that what nobody takes here does not pile up.
+    // The stream is bounded, because nothing consumes it here.
     auto [stream, sink] = AsyncStream<AudioChunk>::make(EventExecutor::main(), 16);
     AUHALCaptureContext context(rate, sink);
     std::vector<float> samples(static_cast<size_t>(rate / 100));

@@ -1,5 +1,5 @@
-// From the call that starts a capture to the first samples from the device, with a real sound server: how long the
-// first word is in danger.
+// The time from the call that starts a capture to the first samples from the device, with a real sound server. Speech
+// in this time is lost.
 
 #include "Core/LoggingService.h"
 #include "Platform/Linux/PulseAudio/PulseAudioHardware.h"

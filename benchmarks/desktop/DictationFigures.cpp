@@ -1,5 +1,5 @@
 // Figures of whole dictations in a real session on a virtual display: how soon the microphone delivers after the key,
-// how soon the text stands in the field after the release, and how many words come out wrong.
+// how soon the text is in the field after the release, and how many words come out wrong.
 //
 // usage: DictationFigures [ROUNDS] [SENTENCES] [DELIVERIES]
 
@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// The hotkey's wait for a second tap, part of every release and none of the program's own time.
+/// The hotkey's wait for a second tap. It is part of every release and does not count as the program's time.
 constexpr double doubleTapWaitMs = 150;
 
 double milliseconds(std::chrono::nanoseconds duration) {
@@ -102,7 +102,7 @@ void print(QTextStream& out, const char* label, std::vector<double> values) {
 }
 
 void printLatencies(QTextStream& out, int rounds) {
-    // A scripted recogniser takes no time of its own: what is left is the program's.
+    // A scripted recogniser takes no time, so the result is the program's own time.
     Dictations dictations(QStringLiteral("--recogniser scripted"));
     const auto speech = dictations.session().synthesize(QStringLiteral("a word or two"));
     std::vector<double> first;
@@ -121,7 +121,7 @@ void printLatencies(QTextStream& out, int rounds) {
     print(out, "  of it until the server's last word", server);
 }
 
-/// How long whole texts take into the field, each way.
+/// How long whole texts take to reach the field, pasted and typed.
 void printDeliveries(QTextStream& out, int rounds) {
     const auto sentence = QStringLiteral("The quick brown fox jumps over the lazy dog, and says so. ");
     const auto foreign = QStringLiteral("Größe, naïve Ж 日本 – “fünf” €; ");

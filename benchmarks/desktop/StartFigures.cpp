@@ -82,7 +82,7 @@ std::map<QString, long> wakeUps(qint64 pid) {
     return counts;
 }
 
-/// What the threads that live now were woken since.
+/// How often the threads that live now were woken since then.
 long wakeUpsSince(const std::map<QString, long>& before, qint64 pid) {
     long sum = 0;
     for (const auto& [thread, count] : wakeUps(pid))
@@ -99,7 +99,7 @@ double megabytes(qint64 pid, const QString& field) {
 void printIdle(QTextStream& out, DesktopSession& session, int seconds) {
     const auto& process = session.startQuillo();
     const auto pid = process.processId();
-    // What the start has left to do is done when nothing wakes the process for a while.
+    // The start is complete when nothing wakes the process for a while.
     auto before = wakeUps(pid);
     auto settledAt = monotonicNow();
     waitUntil(

@@ -95,7 +95,7 @@ void printHumanAccuracy(Recogniser& recogniser) {
                     100.0 * static_cast<double>(errors) / static_cast<double>(words), spent / audioSeconds);
 }
 
-/// Feeds audio as a microphone would and measures what a speaker would wait for.
+/// Feeds audio at the speed of a microphone and measures how long a speaker would wait.
 void printLatency(Recogniser& recogniser) {
     std::vector<double> partialLatencies;
     std::vector<double> finalLatencies;

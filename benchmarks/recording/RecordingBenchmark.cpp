@@ -52,7 +52,7 @@ void send(benchmark::State& figures, bool hasEffect) {
     for (auto _ : figures) {
         level = level > 0.5F ? 0.1F : 0.9F;
         store.send(action::AudioLevelUpdated{level});
-        // The effect's task runs within the figure, so that the queue does not grow with the iterations.
+        // The measured time includes the effect's task, so that the queue does not grow with the iterations.
         executor.drain();
     }
 }

@@ -12,7 +12,8 @@ namespace {
 
 using namespace quillo;
 
-/// What a chunk of 100 ms costs the thread that captured it: the write, with the disk following behind.
+/// The cost of a 100 ms chunk on the thread that stores it: the write, while the disk is synchronised in the
+/// background.
 void appendChunk(benchmark::State& state) {
     AudioFileWriter writer(QStringLiteral("benchmark"));
     writer.startWriting();
@@ -22,7 +23,7 @@ void appendChunk(benchmark::State& state) {
             state.SkipWithError("the disk refused");
     writer.deleteFiles();
 }
-// Not more than the disk of a small machine holds.
+// Limit the file to what the disk of a small machine holds.
 BENCHMARK(appendChunk)->Unit(benchmark::kMicrosecond)->Iterations(100'000);
 
 void mixOneSecond(benchmark::State& state) {

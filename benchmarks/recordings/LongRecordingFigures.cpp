@@ -25,7 +25,7 @@ namespace {
 
 constexpr int chunks = 4 * 3600 * 10;
 
-/// Kilobytes that are resident, or have been at most.
+/// Resident memory now, or its maximum so far, in kilobytes.
 long memory(const QByteArray& key) {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
@@ -41,7 +41,7 @@ public:
     explicit Figure(const char* name) : m_name(name), m_before(memory("VmRSS")) {
         QFile peak(QStringLiteral("/proc/self/clear_refs"));
         if (peak.open(QIODevice::WriteOnly))
-            peak.write("5"); // begins the peak anew
+            peak.write("5"); // resets the peak
         m_time.start();
     }
     ~Figure() {

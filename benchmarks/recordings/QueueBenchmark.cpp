@@ -18,7 +18,7 @@ using namespace quillo;
 
 constexpr int waiting = 1000;
 
-/// A thousand waiting recordings with their files and records, over a server that answers at once.
+/// A thousand waiting recordings with their files and records, and a server that answers at once.
 class Queue {
 public:
     Queue() {
@@ -55,7 +55,7 @@ public:
             .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
 };
 
-/// Looking at the queue while every recording in it still has to wait: what the check each half minute costs.
+/// A pass over a queue in which no recording is due: the cost of the check every half minute.
 void passWithNothingDue(benchmark::State& state) {
     Queue queue;
     queue.client.onTranscribe = [](const auto&) -> TranscriptionFileResponse {

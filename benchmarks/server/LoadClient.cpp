@@ -54,7 +54,7 @@ void LoadClient::send(const std::string& text) {
     for (size_t sent = 0; sent < text.size();) {
         const auto count = ::send(socket_, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
         if (count <= 0)
-            return; // the closed connection shows when receiving
+            return; // receiving reports the closed connection
         sent += static_cast<size_t>(count);
     }
 }

@@ -10,7 +10,7 @@ namespace quillo::benchmark {
 
 using Clock = std::chrono::steady_clock;
 
-/// What the sessions of one run saw.
+/// The results of the sessions of one run.
 struct LoadResult {
     int started = 0; ///< "session_started" came
     int held = 0;    ///< "session_ended" came with every sample counted
@@ -32,7 +32,7 @@ public:
     /// A hundred milliseconds of audio.
     void sendChunk(Clock::time_point now);
     void end();
-    /// Takes what has arrived; false when the server closed the connection.
+    /// Processes what has arrived; false when the server closed the connection.
     bool receive(Clock::time_point now, LoadResult& result);
 
 private:

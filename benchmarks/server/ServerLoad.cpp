@@ -51,7 +51,7 @@ public:
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
-    /// Takes what comes until `until`, or until `done`.
+    /// Receives until `until`, or until `done`.
     template <class Done>
     void listen(Clock::time_point until, Done done) {
         epoll_event events[256];

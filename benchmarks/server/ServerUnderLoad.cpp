@@ -49,7 +49,7 @@ ServerUnderLoad::ServerUnderLoad(const std::string& program) {
     if (process_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         ::dup2(output[1], STDOUT_FILENO);
-        // A line per session would measure the terminal.
+        // Discard the log: with a line per session we would measure the terminal.
         if (!std::freopen("/dev/null", "w", stderr))
             ::_exit(127);
         ::execl(program.c_str(), program.c_str(), "--listen", "127.0.0.1:0", "--data", data.c_str(), "--recogniser",
@@ -101,7 +101,7 @@ std::string ServerUnderLoad::token(const std::string& device) const {
 double ServerUnderLoad::cpuSeconds() const {
     std::ifstream file("/proc/" + std::to_string(process_) + "/stat");
     std::string text((std::istreambuf_iterator<char>(file)), {});
-    // Fields 14 and 15 of proc(5), counted after the name, which may hold blanks.
+    // Fields 14 and 15 of proc(5), counted after the name, which may contain spaces.
     std::istringstream fields(text.substr(text.rfind(')') + 2));
     std::string skipped;
     for (int field = 3; field < 14; ++field)

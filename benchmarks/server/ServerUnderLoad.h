@@ -8,8 +8,8 @@
 
 namespace quillo::benchmark {
 
-/// The real server as a process of its own on a free port of loopback, with the scripted recogniser answering every
-/// chunk with a partial text. Stopped and its files removed at the end.
+/// The real server as a separate process on a free loopback port. Its scripted recogniser answers every chunk with a
+/// partial text. The destructor stops it and removes its files.
 class ServerUnderLoad {
 public:
     /// Throws std::runtime_error when the server does not come up.

@@ -44,7 +44,7 @@ void sendAll(int socket, const std::string& bytes) {
     }
 }
 
-/// Sends one recording; the time until its last byte was taken goes to `taken`. Returns whether a text came back.
+/// Sends one recording; `taken` receives the time until its last byte was accepted. Returns whether a text came back.
 bool upload(const ServerUnderLoad& server, const std::string& token, const std::string& file, double& taken) {
     const std::string head = "--b\r\nContent-Disposition: form-data; name=\"file\"; filename=\"audio.wav\"\r\n\r\n";
     const std::string tail = "\r\n--b--\r\n";

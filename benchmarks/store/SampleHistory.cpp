@@ -20,7 +20,7 @@ constexpr std::array cyrillic{u"при", u"вет", u"до", u"мо", u"сто",
 constexpr std::array apps{u"Firefox", u"Thunderbird", u"Visual Studio Code", u"LibreOffice Writer",
                           u"Slack",   u"Zoom",        u"Telegram",           u"Konsole"};
 
-/// The word of that frequency rank.
+/// The word with this frequency rank.
 template <size_t N>
 QString composed(const std::array<const char16_t*, N>& parts, int rank) {
     QString word;
@@ -92,7 +92,7 @@ RecordPointer SampleHistory::next() {
         record->setMeetingSegments(
             QList<MeetingSegment>(200, {QStringLiteral("s"), QStringLiteral("Speaker"), record->text.left(100), 1, 2}));
     }
-    // One word that stands in one record only, for the rarest search.
+    // A word that occurs in one record only, for the rarest search.
     if (m_made == 1'234)
         record->text += QStringLiteral(" zyzzyva");
     ++m_made;
