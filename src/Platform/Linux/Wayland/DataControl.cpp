@@ -19,7 +19,7 @@ using std::chrono::steady_clock;
 
 constexpr auto openLimit = std::chrono::seconds(1);
 
-/// The forerunner's manager: the same messages under another name. Its first version had no primary selection.
+/// The predecessor's manager: the same messages under another name. Its first version had no primary selection.
 const wl_interface& forerunnerManager() {
     static const wl_interface interface = [] {
         auto renamed = ext_data_control_manager_v1_interface;
@@ -102,7 +102,7 @@ bool DataControl::bind() {
     if (!seat)
         return complain(QStringLiteral("the compositor has no seat"));
     m_device = ext_data_control_manager_v1_get_data_device(m_manager, seat);
-    wl_seat_destroy(seat); // of this version it has no destructor to call
+    wl_seat_destroy(seat); // this version has no destructor request
     static constexpr ext_data_control_device_v1_listener listener{
         .data_offer =
             [](void* data, ext_data_control_device_v1*, ext_data_control_offer_v1* offer) {
@@ -160,7 +160,7 @@ bool DataControl::own(Selection selection, DataSource::Formats formats, DataSour
     auto next = std::make_unique<DataSource>(*m_manager, std::move(formats),
                                              DataSource::Handlers{std::move(handlers.wasRead), cancelled});
     setSelection(selection, next->get());
-    // What was ours before goes without a word: only others are to be told of.
+    // Drop our previous offer silently; only foreign owners are reported.
     source(selection) = std::move(next);
     if (!m_connection->roundTrip(deadline))
         source(selection).reset();
@@ -195,7 +195,7 @@ DataControl::ReadResult DataControl::readClipboard(qsizetype mostBytes, Deadline
     qsizetype left = mostBytes;
     const auto changes = m_changes;
     for (const auto& mediaType : wanted) {
-        // Another owner meanwhile: what follows would not belong to what was read.
+        // The owner has changed: the rest would not belong to what has been read.
         if (m_changes != changes)
             return {{}, false};
         QByteArray data;
@@ -219,12 +219,12 @@ DataControl::Outcome DataControl::receive(const QString& mediaType, qsizetype mo
         return Outcome::failed;
     const Descriptor readable(ends[0]);
     Descriptor writable(ends[1]);
-    // The owner writes with a descriptor that waits, as programs expect it.
+    // Give the owner a blocking descriptor, as programs expect.
     ::fcntl(writable.get(), F_SETFL, 0);
     ext_data_control_offer_v1_receive(m_offers[static_cast<size_t>(Selection::clipboard)]->proxy,
                                       mediaType.toUtf8().constData(), writable.get());
     m_connection->dispatch();
-    // Ours must be closed, or the end of the data never shows.
+    // Close our copy, otherwise we never see the end of the data.
     writable.close();
     auto outcome = Outcome::timedOut;
     std::array<char, 65536> block{};

@@ -12,7 +12,7 @@ struct ext_data_control_offer_v1;
 
 namespace quillo {
 
-/// The seat's selections by ext-data-control-v1 or its forerunner wlr-data-control-unstable-v1, which work without a
+/// The seat's selections by ext-data-control-v1 or its predecessor wlr-data-control-unstable-v1, which work without a
 /// window and without the focus. One thread, with an event loop.
 class DataControl {
 public:
@@ -24,7 +24,7 @@ public:
         bool complete = true;
     };
 
-    /// Nothing, with a log line, when the compositor offers neither protocol.
+    /// Null, with a log line, when the compositor offers neither protocol.
     static std::unique_ptr<DataControl> open();
     ~DataControl();
     DataControl(const DataControl&) = delete;
@@ -32,27 +32,27 @@ public:
 
     [[nodiscard]] int descriptor() const { return m_connection->descriptor(); }
     void dispatch() { m_connection->dispatch(); }
-    /// The compositor has gone, or has withdrawn the selections.
+    /// Whether the compositor is gone or has withdrawn the selections.
     [[nodiscard]] bool isBroken() const { return m_finished || m_connection->isBroken(); }
     [[nodiscard]] QString fault() const;
-    /// How often the clipboard has changed hands since the connection stands.
+    /// How often the clipboard's owner has changed since the connection was made.
     [[nodiscard]] uint64_t changeCount() const { return m_changes; }
     [[nodiscard]] bool hasPrimary() const { return m_hasPrimary; }
 
-    /// Takes the selection over; the compositor has it when this returns true. `cancelled` of the handlers follows when
-    /// somebody else takes it.
+    /// Takes over the selection; true once the compositor has confirmed it. The handlers' `cancelled` is called when
+    /// another client takes it.
     bool own(Selection selection, DataSource::Formats formats, DataSource::Handlers handlers, Deadline deadline);
     /// Empties the selection if it is ours.
     void disown(Selection selection);
-    /// What we have on it; null when it is not ours.
+    /// Our content; null when we do not own the selection.
     [[nodiscard]] const DataSource::Formats* held(Selection selection) const;
 
-    /// Every format on the clipboard, text first, of at most `mostBytes` together. What could not be had in time or was
-    /// too large is left out, and the result then not complete.
+    /// Every format on the clipboard, text first, of at most `mostBytes` together. Formats that were too slow or too
+    /// large are left out; the result is then incomplete.
     ReadResult readClipboard(qsizetype mostBytes, Deadline deadline);
 
 private:
-    /// What another program has on a selection.
+    /// Another program's content of a selection.
     struct Offer {
         ext_data_control_offer_v1* proxy = nullptr;
         QStringList mediaTypes;

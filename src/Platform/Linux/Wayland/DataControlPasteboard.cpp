@@ -16,12 +16,12 @@ namespace {
 using std::chrono::steady_clock;
 using Selection = DataControl::Selection;
 
-// What somebody copied may be a film; the clipboard is not worth more memory than this.
+// The clipboard may contain a film; a copy of it is not worth more memory than this.
 constexpr qsizetype mostSaved = 64LL * 1024 * 1024;
-/// A compositor that takes longer to hand over the clipboard is stuck.
+/// A compositor that needs longer to set the clipboard is stuck.
 constexpr auto compositorLimit = std::chrono::seconds(1);
 
-/// The names programs know plain text by; the last two are for X11 programs, which see the clipboard through a bridge.
+/// The names of plain text; the last two are for X11 programs, which see the clipboard through a bridge.
 DataSource::Formats textFormats(const QString& text) {
     const QByteArray utf8 = text.toUtf8();
     DataSource::Formats formats;
@@ -38,7 +38,7 @@ public:
         : m_control(std::move(control)), m_changes(m_control->changeCount()) {}
 
     void start() {
-        // A reader that hangs up early must not end the program.
+        // A reader that hangs up early must not kill the program.
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGPIPE);
@@ -50,7 +50,7 @@ public:
 
     void finish() {
         m_notifier.reset();
-        // Here, since its timers belong to this thread.
+        // Destroy it here, because its timers belong to this thread.
         m_control.reset();
     }
 
@@ -74,7 +74,7 @@ public:
         const auto until = steady_clock::now() + compositorLimit;
         const bool owned = m_control->own(Selection::clipboard, formats,
                                           {.wasRead = wasRead, .cancelled = [this] { replaceOffer(nullptr); }}, until);
-        // Kept whatever becomes of it: the clipboard is what was promised.
+        // Succeed even if this fails: only the clipboard is required.
         if (owned && alsoPrimary)
             m_control->own(Selection::primary, formats, {.wasRead = wasRead, .cancelled = {}}, until);
         if (!owned) {
@@ -87,7 +87,7 @@ public:
     }
 
     bool restore(const PasteboardContents& contents, const std::shared_ptr<PasteboardOfferState>& offered) {
-        handleEvents(); // Another owner that has been announced must count.
+        handleEvents(); // Take into account a new owner that has been announced.
         if (!offered || m_offer != offered || !m_control->held(Selection::clipboard))
             return false;
         m_control->disown(Selection::primary);
@@ -144,7 +144,7 @@ public:
     [[nodiscard]] std::optional<uint64_t> changeCount() const override { return m_worker->changeCount(); }
 
     Task<PasteboardContents> read(std::chrono::milliseconds deadline) override {
-        // The time counts from the call, not from when the thread comes to it.
+        // Measure the time from the call, not from the start of the job.
         return perform(m_executor, EventExecutor::main(),
                        [worker = m_worker, until = steady_clock::now() + deadline] { return worker->read(until); });
     }
@@ -165,7 +165,7 @@ public:
 
 private:
     std::shared_ptr<ClipboardWorker> m_worker;
-    SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< ends first: its last job uses the worker
+    SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< destroyed first: its last job uses the worker
 };
 
 } // namespace

@@ -13,7 +13,7 @@ namespace quillo {
 
 namespace {
 
-/// A reader that takes nothing for so long will not take the rest.
+/// A reader that takes nothing for this long will not take the rest.
 constexpr auto readerPatience = std::chrono::seconds(30);
 
 } // namespace
@@ -31,7 +31,7 @@ DataSource::DataSource(ext_data_control_manager_v1& manager, Formats formats, Ha
                    int32_t descriptor) { static_cast<DataSource*>(data)->send(mediaType, descriptor); },
         .cancelled =
             [](void* data, ext_data_control_source_v1*) {
-                // By value: the handler may destroy the source that holds it.
+                // Copy the handler: it may destroy the source that owns it.
                 const auto handler = static_cast<DataSource*>(data)->m_handlers.cancelled;
                 handler();
             },
@@ -75,7 +75,7 @@ void DataSource::proceed(std::list<Transfer>::iterator transfer) {
     if (progress == Progress::waiting) {
         if (!transfer->writable) {
             transfer->writable = std::make_unique<QSocketNotifier>(transfer->descriptor, QSocketNotifier::Write);
-            // Queued, so that neither is destroyed while it signals.
+            // Queued, so that neither object is destroyed while it emits its signal.
             QObject::connect(
                 transfer->writable.get(), &QSocketNotifier::activated, &transfer->patience,
                 [this, transfer] { proceed(transfer); }, Qt::QueuedConnection);
@@ -92,7 +92,7 @@ void DataSource::proceed(std::list<Transfer>::iterator transfer) {
         transfer->patience.start(readerPatience);
         return;
     }
-    // The end of the file tells the reader that this is all.
+    // The end of the file marks the end of the data.
     m_transfers.erase(transfer);
     if (progress == Progress::complete)
         m_handlers.wasRead();

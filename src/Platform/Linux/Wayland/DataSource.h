@@ -14,15 +14,15 @@ struct ext_data_control_source_v1;
 
 namespace quillo {
 
-/// What we have on one selection: hands it to whoever asks, without waiting for slow readers. Lives on a thread with an
-/// event loop on which SIGPIPE is blocked; a reader may hang up at any time.
+/// Our content of one selection: sends it to every reader, without waiting for slow ones. Lives on a thread with an
+/// event loop and with SIGPIPE blocked, because a reader may hang up at any time.
 class DataSource {
 public:
     using Formats = std::map<QString, QByteArray>; ///< by media type
 
     struct Handlers {
-        std::function<void()> wasRead;   ///< a reader has been given all of a format
-        std::function<void()> cancelled; ///< another owner; the source may be destroyed in it
+        std::function<void()> wasRead;   ///< a reader has received all of a format
+        std::function<void()> cancelled; ///< the selection has another owner; the handler may destroy the source
     };
 
     DataSource(ext_data_control_manager_v1& manager, Formats formats, Handlers handlers);
@@ -34,7 +34,7 @@ public:
     [[nodiscard]] const Formats& formats() const { return m_formats; }
 
 private:
-    /// One reader that is being served.
+    /// One transfer to a reader.
     struct Transfer {
         int descriptor = -1;
         QByteArray data;

@@ -25,7 +25,7 @@ QByteArray windowPlatform(const QProcessEnvironment& environment) {
     if (!environment.value(QStringLiteral("QT_QPA_PLATFORM")).isEmpty() ||
         environment.value(QStringLiteral("DISPLAY")).isEmpty() || desktopProtocol(environment) == DesktopProtocol::none)
         return {};
-    // The second is tried where the first does not come up.
+    // Qt tries the second if the first fails.
     return QByteArrayLiteral("xcb;wayland");
 }
 

@@ -4,16 +4,16 @@
 
 namespace quillo {
 
-/// By which protocol the desktop that we run on lets programs at its windows and keys.
+/// The protocol through which programs reach the windows and keys of the desktop.
 enum class DesktopProtocol { none, x11, wayland };
 
-/// Tells it from the environment of a process. A Wayland session counts as such though an X server is nearly always
-/// there too: that one shows us only its own clients, so its key events, synthetic keys and windows would seem to work
-/// and reach nothing. QUILLO_DESKTOP_PROTOCOL ("x11" or "wayland") overrides what is found.
+/// Detects it from the environment of a process. A Wayland session counts as Wayland although an X server nearly always
+/// runs too: that server shows us only its own clients, so key events, synthetic keys and windows would seem to work
+/// but reach nothing else. QUILLO_DESKTOP_PROTOCOL ("x11" or "wayland") overrides the detection.
 [[nodiscard]] DesktopProtocol desktopProtocol(const QProcessEnvironment& environment);
 
-/// The Qt platform to show windows with there; empty to leave it to Qt. A window on Wayland can neither place itself
-/// nor refuse the focus, as the floating pill must; through the X server that most Wayland desktops bring it can.
+/// The Qt platform for windows; empty to let Qt choose. A Wayland window can neither choose its position nor refuse the
+/// focus, which the floating pill must do; a window of the X server that most Wayland desktops run can.
 [[nodiscard]] QByteArray windowPlatform(const QProcessEnvironment& environment);
 
 } // namespace quillo

@@ -7,7 +7,7 @@ namespace quillo {
 
 namespace {
 
-// %1 is the application's path as a word of a command line. F9 stands for any key.
+// %1 is the application's path as a word of a command line. F9 is an example.
 
 const QString gnomeSteps = QStringLiteral(R"(GNOME. In the settings:
   1. Settings > Keyboard > View and Customize Shortcuts > Custom Shortcuts > Add Shortcut.
@@ -125,7 +125,7 @@ DesktopShell desktopShell(const QProcessEnvironment& environment) {
         return DesktopShell::plasma;
     if (is("xfce"))
         return DesktopShell::xfce;
-    // Last: the list ends with it on its descendants too.
+    // Keep this last: its descendants name their parent at the end of the list.
     if (is("gnome"))
         return DesktopShell::gnome;
     if (environment.contains(QStringLiteral("HYPRLAND_INSTANCE_SIGNATURE")))
@@ -143,7 +143,7 @@ QString shellWord(const QString& program) {
 }
 
 QString keyBindingGuide(DesktopShell shell, DesktopProtocol protocol, const QString& program) {
-    // Not arg(): a path may hold a "%1" of its own, and the lines for a shell hold percent signs.
+    // Do not use arg(): a path may contain "%1", and the lines for a shell contain percent signs.
     return introduction(protocol) + QString(stepsFor(shell)).replace(QStringLiteral("%1"), shellWord(program));
 }
 

@@ -63,9 +63,10 @@ void WaylandConnection::wait(int milliseconds, int other) {
     while (wl_display_prepare_read(m_display) != 0) {
         if (wl_display_dispatch_pending(m_display) < 0)
             return;
-        milliseconds = 0; // something happened: let the caller look
+        milliseconds = 0; // something arrived: let the caller check
     }
-    // What does not fit into a full socket goes out with the next round; the compositor reads or ends us.
+    // Data that does not fit into the socket is sent in the next round; the compositor either reads it or disconnects
+    // us.
     const bool full = wl_display_flush(m_display) < 0 && errno == EAGAIN;
     std::array<pollfd, 2> descriptors{
         pollfd{.fd = descriptor(), .events = static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), .revents = 0},

@@ -14,12 +14,12 @@ struct wl_interface;
 
 namespace quillo {
 
-/// A connection of our own to the compositor. One thread at a time; nothing waits longer than its deadline.
+/// Our own connection to the compositor. Used by one thread at a time; no call waits longer than its deadline.
 class WaylandConnection {
 public:
     using Deadline = std::chrono::steady_clock::time_point;
 
-    /// Nothing, with a log line naming `purpose`, when no compositor answers within a second.
+    /// Null, with a log line naming `purpose`, when no compositor answers within a second.
     static std::unique_ptr<WaylandConnection> open(const QString& purpose);
     ~WaylandConnection();
     WaylandConnection(const WaylandConnection&) = delete;
@@ -27,21 +27,21 @@ public:
 
     [[nodiscard]] wl_display* get() const { return m_display; }
     [[nodiscard]] int descriptor() const;
-    /// Handles what has arrived and sends what is queued; does not wait.
+    /// Handles received events and sends queued requests; does not wait.
     void dispatch();
-    /// Handles events until `done` or the deadline; returns what `done` says then. While `descriptor` is not negative
-    /// `done` is looked at too whenever it can be read.
+    /// Handles events until `done` or the deadline; returns the last result of `done`. If `descriptor` is not negative,
+    /// `done` is also checked whenever it becomes readable.
     bool dispatchUntil(const std::function<bool()>& done, Deadline deadline, int descriptor = -1);
-    /// Waits until the compositor has handled everything sent so far, and its answers have been handled here.
+    /// Waits until the compositor has handled all requests so far and we have handled its answers.
     bool roundTrip(Deadline deadline);
-    /// The connection is over: the compositor has gone or refused a request.
+    /// Whether the connection has ended: the compositor is gone or refused a request.
     [[nodiscard]] bool isBroken() const;
-    /// Why it is over, for the log.
+    /// Why it has ended, for the log.
     [[nodiscard]] QString fault() const;
 
-    /// Version of the compositor's global of that name; 0 when it has none.
+    /// The version of the compositor's global with this name; 0 when it has none.
     [[nodiscard]] uint32_t version(const char* interfaceName) const;
-    /// Binds the compositor's first global named as `interface` is; nothing when it has none.
+    /// Binds the compositor's first global with the name of `interface`; null when it has none.
     [[nodiscard]] void* bind(const wl_interface& interface, uint32_t version) const;
 
 private:
