@@ -8,12 +8,11 @@
 
 namespace quillo {
 
-/// A key in use that means another letter for a moment.
+/// A key in use that temporarily produces another letter.
 ///
-/// For chords under a layout of another script: some programs go by the place of the key, others by its letter, and
-/// only the real key with the letter on it suits both. What it meant before is put back by `giveBack` or the
-/// destructor, and is written on the root window meanwhile, so that the next start puts back what a killed process
-/// left.
+/// For chords under a layout of another script: some programs look at the position of the key, others at its letter,
+/// and only the real key with that letter satisfies both. `giveBack` or the destructor restores its meaning. Until then
+/// the old meaning is recorded on the root window, so that the next start can restore what a killed process left.
 class BorrowedKey {
 public:
     explicit BorrowedKey(XcbConnection& connection);
@@ -29,7 +28,7 @@ public:
 private:
     XcbConnection& m_connection;
     xcb_keycode_t m_key = 0;
-    std::vector<xcb_keysym_t> m_symbols; ///< of the key, as they were
+    std::vector<xcb_keysym_t> m_symbols; ///< the key's original symbols
 };
 
 } // namespace quillo

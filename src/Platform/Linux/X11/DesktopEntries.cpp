@@ -48,10 +48,10 @@ DesktopEntries DesktopEntries::read(const QStringList& dataFolders, const QStrin
                            QDirIterator::Subdirectories);
         while (files.hasNext()) {
             const QString path = files.next();
-            // A file in a subfolder has the folder's name in its id.
+            // The id of a file in a subfolder contains the folder's name.
             QString id = applications.relativeFilePath(path).replace(u'/', u'-');
             id.chop(8);
-            // The folders come in the order of their precedence: the first of a name hides the others.
+            // The folders are in order of precedence: the first entry of a name hides the others.
             if (!entries.m_byId.contains(id.toLower()))
                 entries.add(id, path, locale);
         }

@@ -8,20 +8,20 @@
 
 namespace quillo {
 
-/// What the desktop entry of an application says about it.
+/// The part of an application's desktop entry that we use.
 struct DesktopEntry {
     QString id;   ///< the file's name without ".desktop"
     QString name; ///< in the language of the session
     bool isTerminal = false;
 };
 
-/// The applications' desktop entries (Desktop Entry Specification 1.5), found by what a window tells of itself.
+/// The applications' desktop entries (Desktop Entry Specification 1.5), looked up by the properties of a window.
 class DesktopEntries {
 public:
     /// Reads the entries of all XDG data folders: some tens of milliseconds, so not on the main thread.
     static DesktopEntries read(const QStringList& dataFolders, const QString& locale);
 
-    /// By the class of the window, else by the program it runs.
+    /// Finds an entry by the class of the window, otherwise by its program.
     [[nodiscard]] std::optional<DesktopEntry> find(const QString& windowClass, const QString& program) const;
 
 private:

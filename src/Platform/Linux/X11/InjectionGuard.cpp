@@ -12,7 +12,8 @@ void InjectionGuard::expect(uint8_t keycode, bool press) {
 }
 
 bool InjectionGuard::consume(uint8_t keycode, bool press) {
-    // The server swallows a press of a key that is down already; what it never sent must not hide a key of the user's.
+    // The server drops the press of a key that is already down. Forget such an announcement, so that it does not hide a
+    // key of the user.
     constexpr std::chrono::seconds lifetime(2);
     const std::lock_guard lock(m_mutex);
     const auto oldest = std::chrono::steady_clock::now() - lifetime;

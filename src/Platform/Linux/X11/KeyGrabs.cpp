@@ -92,7 +92,7 @@ bool KeyGrabs::grabOne(const KeyCombination& combination) {
     if (all) {
         m_grabbed.insert(m_grabbed.end(), got.begin(), got.end());
     } else {
-        // A combination consumed with Num Lock and not without it would only puzzle.
+        // A combination that works only in some states of Num Lock would confuse the user, so release all of its grabs.
         for (const Grabbed& grab : got)
             xcb_ungrab_key(m_connection.get(), grab.keycode, m_connection.root(), grab.modifiers);
     }

@@ -7,26 +7,26 @@
 
 namespace quillo {
 
-/// The key combinations we keep from the focused application, as passive grabs of one connection: each with every
-/// state of the lock keys. Dropping it with its connection releases them.
+/// The key combinations withheld from the focused application, as passive grabs of one connection: each in every state
+/// of the lock keys. Closing the connection releases them.
 class KeyGrabs {
 public:
     explicit KeyGrabs(XcbConnection& connection) : m_connection(connection) {}
 
-    /// Grabs `combinations`; those another client holds are left and listed by `unavailable`. A lone modifier is never
-    /// grabbed: while it is held every other key would come to us.
+    /// Grabs `combinations`; skips those that another client has grabbed and lists them in `unavailable`. A lone
+    /// modifier is never grabbed: while it is held, every other key would come to us.
     void grab(std::vector<KeyCombination> combinations);
     void release();
-    /// Grabs afresh if the modifier keys have moved since.
+    /// Renews the grabs if the modifier mapping has changed.
     void modifierMappingChanged();
     [[nodiscard]] const std::vector<KeyCombination>& unavailable() const { return m_unavailable; }
 
 private:
-    /// The server's modifier bits for ours; they depend on the keyboard mapping.
+    /// The server's modifier bits for ours, which depend on the keyboard mapping.
     struct Masks {
         uint16_t option = XCB_MOD_MASK_1;
         uint16_t command = XCB_MOD_MASK_4;
-        std::vector<uint16_t> locks; ///< every combination of the lock keys, none of them first
+        std::vector<uint16_t> locks; ///< every combination of the lock keys; the first is "no lock"
         bool operator==(const Masks&) const = default;
     };
     struct Grabbed {

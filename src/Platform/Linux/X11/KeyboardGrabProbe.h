@@ -4,12 +4,12 @@
 
 namespace quillo {
 
-/// Whether another client has grabbed the keyboard for itself, as password prompts do. Main thread, well under a
-/// millisecond; false without an X server.
+/// Whether another client has grabbed the keyboard, as password prompts do. Main thread, well under a millisecond;
+/// false without an X server.
 ///
-/// Found out by asking for a grab on a window that is not shown: the server looks for a grab of another client first
-/// and at the window next, so the answer is either "already grabbed" or "not viewable", and nothing is ever grabbed or
-/// told to the focused window. Our own grab, while a consumed combination is held, is not counted.
+/// Requests a grab on a window that is not shown. The server first checks for a grab of another client and then the
+/// window, so the answer is either "already grabbed" or "not viewable"; nothing is ever grabbed, and the focused window
+/// receives no event. Our own grab, while a consumed combination is held, does not count.
 [[nodiscard]] bool x11KeyboardIsGrabbed(const InjectionGuard& guard);
 
 } // namespace quillo

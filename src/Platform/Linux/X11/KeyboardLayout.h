@@ -11,13 +11,13 @@
 
 namespace quillo {
 
-/// The key that produces a character on the present layout.
+/// The key that produces a character on the current layout.
 struct LayoutKey {
     xcb_keycode_t keycode = 0;
     bool shift = false;
 };
 
-/// The keyboard mapping and the group in effect, as of `read`: which key, alone or with Shift, produces what.
+/// The keyboard mapping and the active group at the time of `read`: what each key produces, alone or with Shift.
 class KeyboardLayout {
 public:
     /// Nothing when the server has no keyboard extension.
@@ -28,7 +28,7 @@ public:
     [[nodiscard]] std::optional<LayoutKey> keyOf(char32_t codePoint) const;
     /// The key of a key symbol without modifiers.
     [[nodiscard]] std::optional<xcb_keycode_t> keyOfKeysym(xkb_keysym_t keysym) const;
-    /// The key that has the symbol, without modifiers, in a group that is not in effect.
+    /// The key that has the symbol, without modifiers, in a group that is not active.
     [[nodiscard]] std::optional<xcb_keycode_t> keyInOtherGroup(xkb_keysym_t keysym) const;
     [[nodiscard]] bool capsLockIsOn() const { return m_capsLock; }
     /// A key that sets the modifier of that index (`XCB_MAP_INDEX_...`).

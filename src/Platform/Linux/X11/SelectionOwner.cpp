@@ -5,7 +5,7 @@
 namespace quillo {
 
 namespace {
-// A program that vanishes or stalls in the middle of a large content must not make us hold it for ever.
+// Do not keep a large transfer for ever when its reader vanishes or stalls.
 constexpr size_t mostTransfers = 16;
 } // namespace
 
@@ -32,7 +32,7 @@ void SelectionOwner::disown(xcb_atom_t selection) {
     const auto found = m_held.find(selection);
     if (found == m_held.end())
         return;
-    // With the time it was taken at: if another client has taken it since, this does nothing.
+    // Pass the time at which we took it: if another client has taken it since, the request does nothing.
     xcb_set_selection_owner(m_connection.get(), XCB_WINDOW_NONE, selection, found->second.time);
     m_connection.flush();
     m_held.erase(found);
@@ -51,7 +51,7 @@ bool SelectionOwner::handle(const xcb_generic_event_t& event) {
     case XCB_SELECTION_CLEAR: {
         const auto& clear = reinterpret_cast<const xcb_selection_clear_event_t&>(event);
         const auto found = m_held.find(clear.selection);
-        // A clear of an ownership we have renewed since is old news.
+        // Ignore the loss of an ownership that we have renewed since.
         if (found != m_held.end() && static_cast<int32_t>(clear.time - found->second.time) >= 0) {
             m_held.erase(found);
             m_onLost(clear.selection);
@@ -67,7 +67,7 @@ bool SelectionOwner::handle(const xcb_generic_event_t& event) {
 
 void SelectionOwner::serve(const xcb_selection_request_event_t& request) {
     const auto found = m_held.find(request.selection);
-    // Obsolete clients name no property and mean the target.
+    // Obsolete clients do not name a property; the target's name is used instead.
     const xcb_atom_t property = request.property != XCB_ATOM_NONE ? request.property : request.target;
     bool done = false;
     if (found != m_held.end()) {
@@ -150,7 +150,7 @@ bool SelectionOwner::continueTransfer(const xcb_property_notify_event_t& event) 
     });
     if (transfer == m_transfers.end())
         return false;
-    // A piece of no length ends the transfer, once everything else has been taken.
+    // An empty piece ends the transfer once everything else has been read.
     const qsizetype size = std::min(pieceSize(), transfer->data.size() - transfer->sent);
     xcb_change_property(m_connection.get(), XCB_PROP_MODE_REPLACE, transfer->requestor, transfer->property,
                         transfer->type, 8, static_cast<uint32_t>(size), transfer->data.constData() + transfer->sent);

@@ -8,21 +8,21 @@
 
 namespace quillo {
 
-/// Serves what we hold on the selections of one connection. One thread.
+/// Serves our content of the selections of one connection. One thread.
 class SelectionOwner {
 public:
-    /// A program has taken in the content in full. `process` is 0 when it cannot be told.
+    /// Called when a program has read the content in full. `process` is 0 when it is unknown.
     using ReadHandler = std::function<void(xcb_atom_t selection, int64_t process)>;
     using LostHandler = std::function<void(xcb_atom_t selection)>;
 
     SelectionOwner(XcbConnection& connection, xcb_window_t window, ReadHandler onRead, LostHandler onLost);
 
-    /// Takes the selection; false when another client was quicker.
+    /// Takes the selection; false when another client was faster.
     bool own(xcb_atom_t selection, SelectionFormats formats, xcb_timestamp_t time);
-    /// Gives the selection up, if it is still ours.
+    /// Gives up the selection if we still own it.
     void disown(xcb_atom_t selection);
     [[nodiscard]] const SelectionFormats* held(xcb_atom_t selection) const;
-    /// Takes an event in; false when it is none of ours.
+    /// Handles an event; false when it concerns something else.
     bool handle(const xcb_generic_event_t& event);
 
 private:
@@ -30,7 +30,7 @@ private:
         SelectionFormats formats;
         xcb_timestamp_t time = XCB_CURRENT_TIME;
     };
-    /// A large content on its way, piece by piece (ICCCM, 2.7.2).
+    /// A transfer of large content in pieces (ICCCM, 2.7.2).
     struct Transfer {
         xcb_window_t requestor;
         xcb_atom_t property;

@@ -6,10 +6,10 @@ namespace quillo {
 
 namespace {
 
-// An owner that is only slow, for it offers many pictures, answers each question sooner than this.
+// An owner that is merely slow, such as one with many pictures, answers each request within this time.
 constexpr std::chrono::milliseconds longestSilence(1000);
 
-/// The formats that are worth most come first, should the time not suffice for all.
+/// Read the most valuable formats first, in case there is no time for all.
 int rankOf(const QString& target) {
     if (isTextTarget(target))
         return 0;
@@ -44,7 +44,7 @@ SelectionReader::Result SelectionReader::readAll(xcb_atom_t selection, qsizetype
     for (const auto& [name, atom] : targets) {
         switch (convert(selection, atom, left, deadline, value)) {
         case Outcome::got:
-            // Content of wider items holds atoms or numbers that mean something to its owner alone.
+            // Data of wider items contains atoms or numbers that have a meaning only to its owner.
             if (value.format == 8) {
                 left -= value.data.size();
                 result.formats.emplace(name, value.data);
@@ -65,7 +65,7 @@ SelectionReader::Result SelectionReader::readAll(xcb_atom_t selection, qsizetype
 
 SelectionReader::Outcome SelectionReader::convert(xcb_atom_t selection, xcb_atom_t target, qsizetype mostBytes,
                                                   Deadline deadline, XcbProperty& value) {
-    // A property of its own for each, so that a late answer to an earlier request is not taken for this one's.
+    // Use a new property for each request, so that a late answer to an earlier one is not mistaken for this one's.
     constexpr unsigned properties = 64;
     const QByteArray name = "_QUILLO_SELECTION_" + QByteArray::number(m_next++ % properties);
     const xcb_atom_t property = m_connection.atom(name.constData());
@@ -112,10 +112,10 @@ SelectionReader::Outcome SelectionReader::receivePieces(xcb_atom_t property, qsi
             continue;
         }
         if (piece->type == XCB_ATOM_NONE)
-            continue; // the notification of a value we have taken already
+            continue; // the notification of a value that we have already read
         if (piece->data.isEmpty())
             return tooLarge ? Outcome::tooLarge : Outcome::got;
-        // Of what is too large the rest is still taken, so that its owner is not left waiting, and thrown away.
+        // Read and discard the rest of data that is too large, so that its owner does not wait.
         tooLarge = tooLarge || value.data.size() + piece->data.size() > mostBytes;
         if (tooLarge) {
             value.data.clear();

@@ -13,7 +13,7 @@ namespace quillo {
 class SelectionReader {
 public:
     using Deadline = std::chrono::steady_clock::time_point;
-    /// Is given the events that belong to others while an answer is awaited.
+    /// Receives events for other components while we wait for an answer.
     using EventHandler = std::function<void(const xcb_generic_event_t&)>;
 
     struct Result {
@@ -23,10 +23,10 @@ public:
 
     SelectionReader(XcbConnection& connection, xcb_window_t window, EventHandler others);
 
-    /// Every format of the selection, text first, of at most `mostBytes` together. What could not be had in time or was
-    /// too large is left out, and the result then not complete.
+    /// Every format of the selection, text first, of at most `mostBytes` together. Formats that were too slow or too
+    /// large are left out; the result is then incomplete.
     Result readAll(xcb_atom_t selection, qsizetype mostBytes, Deadline deadline);
-    /// The server's time now.
+    /// The server's current time.
     [[nodiscard]] xcb_timestamp_t serverTime();
 
 private:
@@ -34,7 +34,7 @@ private:
     Outcome convert(xcb_atom_t selection, xcb_atom_t target, qsizetype mostBytes, Deadline deadline,
                     XcbProperty& value);
     Outcome receivePieces(xcb_atom_t property, qsizetype mostBytes, Deadline deadline, XcbProperty& value);
-    /// The property's value, deleted from the window.
+    /// Reads the property's value and deletes it from the window.
     std::optional<XcbProperty> take(xcb_atom_t property, qsizetype mostBytes);
     XcbOwned<xcb_generic_event_t> waitFor(const std::function<bool(const xcb_generic_event_t&)>& wanted,
                                           Deadline deadline);

@@ -12,7 +12,7 @@ SelectionFormats textFormats(const QString& text) {
         {QStringLiteral("text/plain;charset=utf-8"), utf8},
         {QStringLiteral("text/plain"), utf8},
     };
-    // STRING is Latin-1 by definition; a program that asks for it gets what there is of it.
+    // STRING is Latin-1 by definition; other characters are lost for a program that requests it.
     formats.emplace(QStringLiteral("STRING"), text.toLatin1());
     return formats;
 }
@@ -34,7 +34,7 @@ bool isTextTarget(const QString& target) {
 }
 
 QString typeOfTarget(const QString& target) {
-    // TEXT leaves the encoding to the owner; whatever it was asked for, we hold UTF-8.
+    // TEXT leaves the encoding to the owner, and our text is UTF-8.
     return target == u"TEXT" ? QStringLiteral("UTF8_STRING") : target;
 }
 

@@ -10,13 +10,13 @@ namespace quillo {
 /// The formats a selection is offered in, by target name.
 using SelectionFormats = std::map<QString, QByteArray>;
 
-/// Text as the targets that programs ask text for.
+/// A text in all targets that programs request for text.
 [[nodiscard]] SelectionFormats textFormats(const QString& text);
 /// Whether a target is part of the protocol rather than a format of the content.
 [[nodiscard]] bool isProtocolTarget(const QString& target);
-/// Whether a target is text; those are saved first when time is short.
+/// Whether a target is text; text is saved first in case time is short.
 [[nodiscard]] bool isTextTarget(const QString& target);
-/// The property type that content of this target is sent with.
+/// The property type used to send this target.
 [[nodiscard]] QString typeOfTarget(const QString& target);
 
 } // namespace quillo

@@ -12,7 +12,7 @@ SelectionWatch::SelectionWatch(const char* selection)
     const auto* extension = xcb_get_extension_data(connection, &xcb_xfixes_id);
     if (extension == nullptr || extension->present == 0)
         return;
-    // The server serves no other request of the extension before it knows the version.
+    // The server refuses other requests of the extension until the version is negotiated.
     const auto version =
         adopt(xcb_xfixes_query_version_reply(connection, xcb_xfixes_query_version(connection, 1, 0), nullptr));
     if (!version)

@@ -6,9 +6,9 @@
 
 namespace quillo {
 
-/// Tells how long ago an event happened, from the X server's timestamps: milliseconds of a clock of the server's own,
-/// in 32 bits that wrap (X Window System Protocol, "Timestamp"). The quickest delivery of the last minutes counts as
-/// immediate, so that neither the clocks' distance nor, with a server on another machine, their drift matters.
+/// Computes how long ago an event happened from the X server's timestamps: milliseconds of the server's own clock, in
+/// 32 bits that wrap (X Window System Protocol, "Timestamp"). The fastest delivery of the last minutes counts as
+/// immediate, so that neither the offset of the clocks nor, with a remote server, their drift matters.
 class ServerTime {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -34,7 +34,7 @@ private:
         return static_cast<int32_t>(one - other) < 0 ? one : other;
     }
 
-    std::optional<uint32_t> m_previous; ///< the least distance of the window before
+    std::optional<uint32_t> m_previous; ///< the smallest offset of the previous window
     std::optional<uint32_t> m_current;
     Instant m_currentSince;
 };

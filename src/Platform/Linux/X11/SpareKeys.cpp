@@ -23,8 +23,8 @@ void SpareKeys::bind(std::span<const xcb_keycode_t> keys, std::span<const xkb_ke
             m_bound.push_back(key);
     }
     remember();
-    // One request, and so one notification to every client, for each run of neighbouring keys. With the symbol on both
-    // levels, a letter is not folded to the lower case of its pair.
+    // Send one request for each run of neighbouring keys, because each request notifies every client. Set the symbol on
+    // both levels, so that a letter is not folded to the lower case of its pair.
     for (size_t first = 0; first < count;) {
         size_t last = first + 1;
         while (last < count && keys[last] == keys[last - 1] + 1)

@@ -9,10 +9,10 @@
 
 namespace quillo {
 
-/// Keys of the mapping that produce nothing, lent to characters the layout lacks.
+/// Keys of the mapping that produce nothing, temporarily bound to characters that the layout lacks.
 ///
-/// Whatever is bound is put back by `restore` or the destructor. The bound keys are also written on the root window, so
-/// that what a killed process left is put back when the next one starts.
+/// `restore` or the destructor undoes all bindings. The bound keys are also recorded on the root window, so that the
+/// next process can undo what a killed one left.
 class SpareKeys {
 public:
     explicit SpareKeys(XcbConnection& connection);

@@ -10,7 +10,8 @@ using SteadyClock = std::chrono::steady_clock;
 TargetSync::TargetSync(XcbConnection& connection) : m_connection(connection) {}
 
 void TargetSync::listen(bool on) {
-    // GTK answers to those who watch the root window's children, Qt to those who watch the root window itself.
+    // GTK sends its answer to clients that watch the root window's children, Qt to those that watch the root window
+    // itself.
     const uint32_t mask =
         on ? XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY : XCB_EVENT_MASK_NO_EVENT;
     xcb_change_window_attributes(m_connection.get(), m_connection.root(), XCB_CW_EVENT_MASK, &mask);
@@ -45,7 +46,8 @@ void TargetSync::wait(std::chrono::milliseconds unanswered, std::chrono::millise
     ping.window = window;
     ping.type = m_connection.atom("WM_PROTOCOLS");
     ping.data.data32[0] = m_connection.atom("_NET_WM_PING");
-    // No time stands in this ping, lest the program take it for one. It sends back all five items as they are.
+    // Leave the timestamp zero, so that the client does not treat this as a user event. It returns all five items
+    // unchanged.
     ping.data.data32[1] = XCB_CURRENT_TIME;
     ping.data.data32[2] = window;
     ping.data.data32[3] = ++m_serial;

@@ -6,19 +6,20 @@
 
 namespace quillo {
 
-/// Tells when the active window's program has taken in the keys sent so far.
+/// Waits until the active window's program has processed the keys sent so far.
 ///
-/// A client looks up what a key means when it handles the event, which may be long after the server sent it: the
-/// mapping must stand still until then. Most programs answer the window manager's ping (_NET_WM_PING) in the order of
-/// their events, so a ping sent after the keys is answered once they are understood. For the others only time helps.
+/// A client looks up the meaning of a key when it handles the event, which may be long after the server sent it; the
+/// mapping must not change until then. Most programs answer the window manager's ping (_NET_WM_PING) in the order of
+/// their events, so they answer a ping sent after the keys once they have processed them. For other programs we can
+/// only wait.
 class TargetSync {
 public:
     explicit TargetSync(XcbConnection& connection);
 
-    /// Returns when the program has answered, or after `unanswered` when it is known not to answer pings; a program
-    /// that should and does not is given up on after `patience`.
+    /// Returns when the program has answered. Waits `unanswered` for a program that is known not to answer pings, and
+    /// at most `patience` for one that should.
     void wait(std::chrono::milliseconds unanswered, std::chrono::milliseconds patience);
-    /// Whether the active window's program says that it answers.
+    /// Whether the active window's program declares that it answers pings.
     [[nodiscard]] bool canTell();
 
 private:

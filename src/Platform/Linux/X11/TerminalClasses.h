@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// Whether a window class is that of a terminal emulator we know by name; others tell by their desktop file.
+/// Whether a window class is that of a known terminal emulator; others are recognised by their desktop file.
 [[nodiscard]] bool isTerminalClass(const QString& windowClass);
 
 } // namespace quillo

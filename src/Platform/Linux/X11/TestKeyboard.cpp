@@ -12,7 +12,7 @@ void TestKeyboard::send(uint8_t type, xcb_keycode_t keycode) {
 }
 
 void TestKeyboard::lift(xcb_keycode_t keycode) {
-    // Before the event, so that nobody who looks in between takes the key for released.
+    // Record it before sending the event, so that a check in between does not consider the key released.
     m_guard.setLifted(keycode, true);
     release(keycode);
     m_lifted.push_back(keycode);

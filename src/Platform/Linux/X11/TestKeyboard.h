@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// Synthetic keys through the XTEST extension, announced to the guard.
+/// Sends synthetic keys through the XTEST extension and announces them to the guard.
 class TestKeyboard {
 public:
     TestKeyboard(XcbConnection& connection, InjectionGuard& guard) : m_connection(connection), m_guard(guard) {}
@@ -22,14 +22,14 @@ public:
         release(keycode);
     }
 
-    /// The keys that are down, as the server has it.
+    /// The keys that are down, according to the server.
     [[nodiscard]] std::vector<xcb_keycode_t> heldKeys() const;
-    /// Releases `keys`; the server then believes them up though the user may still hold them.
+    /// Releases `keys`; the server then considers them up although the user may still hold them.
     void lift(const std::vector<xcb_keycode_t>& keys);
-    /// Lifts the modifier keys that the user has pressed meanwhile, as far as the key event source tells.
+    /// Releases the modifier keys that the user has pressed since, as far as the key event source knows them.
     void liftNewModifiers(const KeyboardLayout& layout);
-    /// Presses the lifted modifiers again that the user still holds. Other keys stay up, or they would type; and so do
-    /// all when no source runs to tell what is held.
+    /// Presses the released modifiers again that the user still holds. Other keys stay up, because they would type. If
+    /// no source runs, all keys stay up, because we do not know which are held.
     void pressLiftedModifiers(const KeyboardLayout& layout);
 
 private:

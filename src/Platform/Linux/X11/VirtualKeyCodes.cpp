@@ -97,7 +97,7 @@ constexpr Pair pairs[] = {
     {KEY_RIGHTALT, keycode::rightOption},
     {KEY_RIGHTCTRL, keycode::rightControl},
     {KEY_FN, keycode::function},
-    // Function keys. The three keys above the arrows stand where F13 to F15 do on the other keyboards.
+    // Function keys. The three keys above the arrows are where other keyboards have F13 to F15.
     {KEY_F1, 122},
     {KEY_F2, 120},
     {KEY_F3, 99},

@@ -10,13 +10,13 @@ namespace quillo {
 /// so that a binding survives a change of layout. On X11 the key code is the kernel's plus `x11KeycodeOffset`.
 inline constexpr uint16_t x11KeycodeOffset = 8;
 
-/// The virtual key code of a kernel key code; nothing for a key that has none.
+/// The virtual key code of a kernel key code, if it has one.
 [[nodiscard]] std::optional<uint16_t> virtualKeyCodeForEvdev(uint16_t evdevCode);
 
-/// The kernel key codes that stand for a virtual key code, the usual one first; empty when there is none.
+/// The kernel key codes for a virtual key code, the usual one first; empty when there is none.
 [[nodiscard]] std::vector<uint16_t> evdevCodesForVirtualKeyCode(uint16_t virtualKeyCode);
 
-/// The bits (`keyflag`) that are set while the modifier key of that virtual key code is down: its kind and its side;
+/// The bits (`keyflag`) that are set while the modifier key with this virtual key code is down: its kind and its side;
 /// 0 for any other key.
 [[nodiscard]] uint64_t flagsOfModifierKey(uint16_t virtualKeyCode);
 

@@ -20,7 +20,7 @@ namespace {
 class X11Applications final : public Applications {
 public:
     explicit X11Applications(std::unique_ptr<XcbConnection> connection) : m_connection(std::move(connection)) {
-        // Only to be woken while waiting for a new active window; see `activeWindow`.
+        // These events only wake us while we wait for a new active window; see `activeWindow`.
         const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(m_connection->get(), m_connection->root(), XCB_CW_EVENT_MASK, &mask);
         m_reading = std::async(std::launch::async, [] {
@@ -47,7 +47,7 @@ public:
         message.format = 32;
         message.window = window;
         message.type = m_connection->atom("_NET_ACTIVE_WINDOW");
-        // As a pager does it: a window manager may refuse an application as focus stealing.
+        // Act as a pager: a window manager may refuse a request of an application as focus stealing.
         message.data.data32[0] = 2;
         message.data.data32[1] = m_connection->item(window, m_connection->atom("_NET_WM_USER_TIME"));
         xcb_send_event(m_connection->get(), 0, m_connection->root(),
@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    /// Every switch between windows passes through half a millisecond without an active one, on a busy machine several.
+    /// During every switch between windows no window is active for half a millisecond, or several on a busy machine.
     xcb_window_t activeWindow() {
         using std::chrono::steady_clock;
         const auto deadline = steady_clock::now() + std::chrono::milliseconds(15);
@@ -98,7 +98,7 @@ private:
         return application;
     }
 
-    /// Nothing until they have been read.
+    /// Null until the entries have been read.
     const DesktopEntries* desktopEntries() {
         if (!m_entries && m_reading.wait_for(std::chrono::seconds(0)) == std::future_status::ready)
             m_entries = m_reading.get();
@@ -106,7 +106,7 @@ private:
     }
 
     int64_t processOf(xcb_window_t window) {
-        // A window of another machine carries a number of that machine.
+        // The process id of a remote window belongs to another machine.
         const auto machine = m_connection->property(window, XCB_ATOM_WM_CLIENT_MACHINE);
         if (!machine || QString::fromLocal8Bit(machine->data) == QSysInfo::machineHostName()) {
             if (const uint32_t pid = m_connection->item(window, m_connection->atom("_NET_WM_PID")); pid != 0)
@@ -119,7 +119,7 @@ private:
         const auto value = m_connection->property(window, XCB_ATOM_WM_CLASS);
         if (!value)
             return {};
-        // Two strings, each ended by a null: instance and class.
+        // Two null-terminated strings: instance and class.
         const auto parts = value->data.split('\0');
         return QString::fromLatin1(parts.value(1).isEmpty() ? parts.value(0) : parts.value(1));
     }

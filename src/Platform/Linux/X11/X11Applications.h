@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// Windows by the Extended Window Manager Hints 1.5. Nothing, with a log line, without an X server.
+/// Windows by the Extended Window Manager Hints 1.5. Null, with a log line, without an X server.
 std::unique_ptr<Applications> createX11Applications();
 
 } // namespace quillo

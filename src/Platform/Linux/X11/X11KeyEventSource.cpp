@@ -36,7 +36,7 @@ public:
 
     bool start(std::vector<KeyCombination> consumed, Handler onEvent, StateHandler onState) override {
         stop();
-        // The client that owns an active grab is not sent the raw release of its key: hence two connections.
+        // The owner of an active grab does not receive the raw release of its key, so grabs need a second connection.
         m_raw = XcbConnection::open(QStringLiteral("key events"));
         m_grab = XcbConnection::open(QStringLiteral("consumed keys"));
         if (!m_raw || !m_grab || !selectRawEvents()) {
@@ -98,7 +98,7 @@ public:
             const auto keycode = static_cast<size_t>(evdev) + x11KeycodeOffset;
             if (keycode >= keymap.size())
                 continue;
-            // The server believes a key released that our injector has lifted; the table knows better.
+            // The server considers a key up that our injector has released; our table is right.
             if (keymap[keycode] || (m_guard->isLifted(static_cast<uint8_t>(keycode)) && m_down[keycode]))
                 return true;
         }
@@ -111,14 +111,14 @@ private:
         notifier = std::make_unique<QSocketNotifier>(connection.descriptor(), QSocketNotifier::Read);
         QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                          [this, read] { (this->*read)(); });
-        // What arrived with the replies to start-up requests no longer wakes the descriptor.
+        // Events that arrived with the replies to start-up requests do not wake the descriptor any more.
         EventExecutor::main().post([this, read, alive = std::weak_ptr(m_alive)] {
             if (!alive.expired() && m_raw)
                 (this->*read)();
         });
     }
 
-    /// The notifier may be the very one that is calling us.
+    /// Delete later: the notifier may be the one that is calling us.
     static void retire(std::unique_ptr<QSocketNotifier>& notifier) {
         if (!notifier)
             return;
@@ -214,7 +214,7 @@ private:
         if (press)
             m_pressTime[keycode] = event.time;
         else if (!m_down[keycode])
-            return; // A release of what was never pressed tells nothing.
+            return; // Ignore the release of a key that was never pressed.
         keyChanged(keycode, press, m_serverTime.ageOf(event.time, std::chrono::steady_clock::now()));
     }
 
@@ -262,7 +262,7 @@ private:
         bool keyboard = false;
         for (auto infos = xcb_input_hierarchy_infos_iterator(&event); infos.rem > 0;
              xcb_input_hierarchy_info_next(&infos)) {
-            // A device that has gone no longer tells what it was.
+            // A removed device can no longer be queried for its kind.
             const bool pointer = infos.data->type == XCB_INPUT_DEVICE_TYPE_MASTER_POINTER ||
                                  infos.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_POINTER;
             keyboard = keyboard || ((infos.data->flags & relevant) != 0 && !pointer);
@@ -315,7 +315,7 @@ private:
             connectionLost();
     }
 
-    /// The first press is known from the raw event, of the same time; what follows while the key is down is repetition.
+    /// The raw event with the same time reports the first press; further presses while the key is down are repeats.
     void grabbedKey(const xcb_key_press_event_t& event) {
         m_grabbedKeycode = event.detail;
         m_guard->setOwnGrabActive(true);
@@ -331,14 +331,14 @@ private:
     void connectionLost() {
         appLog(QStringLiteral("❌ The connection to the X server broke; hotkeys have stopped"), LogLevel::error,
                category);
-        m_query->roundTrip(); // notices that it is broken too
+        m_query->roundTrip(); // also detects that this connection is broken
         const StateHandler handler = m_stateHandler;
         stop();
         if (handler)
             handler(KeyEventSourceState::lost);
     }
 
-    std::unique_ptr<XcbConnection> m_query; ///< for questions, so that their replies delay no event
+    std::unique_ptr<XcbConnection> m_query; ///< for queries, so that their replies delay no event
     uint8_t m_inputOpcode;
     std::shared_ptr<InjectionGuard> m_guard;
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);

@@ -28,15 +28,15 @@ using std::chrono::milliseconds;
 
 const QString category = QStringLiteral("KeyInjector");
 
-// Between two characters; a program that composes input asynchronously keeps up with this.
+// The pause between two characters; a program that composes input asynchronously can keep up with it.
 constexpr milliseconds gap(2);
-// For programs that do not answer a ping: until a changed mapping is read, until keys are understood, and until it is
-// safe to put the mapping back. Measured with a terminal: with a third of these times it wrote garbage on a machine
-// that was busy eight times over.
+// For programs that do not answer a ping: the time until a changed mapping is read, until keys are processed, and until
+// the mapping can be restored. Measured with a terminal: with a third of these times it wrote garbage on a machine with
+// a load of eight per core.
 constexpr milliseconds settleTime(40);
 constexpr milliseconds batchTime(200);
 constexpr milliseconds restoreTime(400);
-// A program that answers pings and is busy gets this long.
+// How long to wait for a busy program that answers pings.
 constexpr milliseconds patience(2000);
 
 /// Lives on the worker thread.
@@ -59,7 +59,8 @@ public:
         } else if (const auto v = layout->keyOf(U'v'); v && !v->shift) {
             key = v->keycode;
         } else {
-            // Under another script programs look where the letter is in the user's other layouts, as they do for hands.
+            // Under a layout of another script programs look for the letter in the user's other layouts, as for real
+            // keys.
             key = layout->keyInOtherGroup(XKB_KEY_v);
         }
         if (!key && insert) {
@@ -85,7 +86,7 @@ public:
             return failed();
 
         auto held = m_keyboard.heldKeys();
-        // Alt or Super released with nothing in between opens a menu; Control pressed meanwhile makes it a chord.
+        // Pressing and releasing only Alt or Super opens a menu; pressing Control in between makes it a chord.
         const bool hidesTap = !insert && std::any_of(held.begin(), held.end(), opensMenu) &&
                               std::find(held.begin(), held.end(), modifiers.front()) == held.end();
         if (hidesTap)
@@ -121,7 +122,7 @@ public:
         bool complete = true;
         for (qsizetype position = 0; complete && position < codePoints.size();)
             complete = typeBatch(*layout, codePoints, position, token);
-        // Caps Lock and the mapping come back only when what was typed under them is understood.
+        // Restore Caps Lock and the mapping only when the program has processed what was typed with them.
         m_target.wait(batchTime, patience);
         m_keyboard.pressLiftedModifiers(*layout);
         m_connection->roundTrip();
@@ -130,7 +131,7 @@ public:
         return complete ? InjectionStatus::delivered : InjectionStatus::cancelled;
     }
 
-    /// After the result is out: nobody need wait for the mapping to come back.
+    /// Runs after the result is delivered: the caller need not wait until the mapping is restored.
     void putMappingBack() {
         if (m_spare.isEmpty() && !m_borrowed.isBorrowed())
             return;
@@ -140,7 +141,7 @@ public:
     }
 
 private:
-    /// Holds Caps Lock off: it would change the case of what is typed.
+    /// Switches Caps Lock off temporarily: it would change the case of the text.
     class CapsLockOff {
     public:
         CapsLockOff(XcbConnection& connection, bool isOn) : m_connection(connection), m_wasOn(isOn) { set(false); }
@@ -183,11 +184,11 @@ private:
             return XKB_KEY_Return;
         if (codePoint == U'\t')
             return XKB_KEY_Tab;
-        // The keysyms of Latin-1 are its code points; all others have the form of the X protocol, appendix A.
+        // The keysyms of Latin-1 equal its code points; all others have the form given in the X protocol, appendix A.
         return codePoint < 0x100 ? codePoint : 0x1000000U | codePoint;
     }
 
-    /// Types from `position` on as far as the spare keys reach. False when it was stopped.
+    /// Types from `position` on until the spare keys are used up. False when it was stopped.
     bool typeBatch(const KeyboardLayout& layout, const QList<uint>& text, qsizetype& position,
                    const std::stop_token& token) {
         std::unordered_map<char32_t, LayoutKey> lent;
@@ -204,7 +205,7 @@ private:
         }
         if (!keysyms.empty()) {
             if (!m_spare.isEmpty())
-                m_target.wait(batchTime, patience); // The keys of the batch before are about to mean something else.
+                m_target.wait(batchTime, patience); // The keys of the previous batch are about to change their meaning.
             m_spare.bind(layout.spareKeys(), keysyms);
             m_target.wait(settleTime, patience);
         }
@@ -264,7 +265,7 @@ public:
     Task<InjectionStatus> typeText(QString text, std::stop_token token) override {
         return runOn(m_executor, m_worker,
                      [text = std::move(text), token = std::move(token), own = m_stop.get_token()](Worker& worker) {
-                         // Either ends the typing: the caller's request or our own end.
+                         // Typing ends at the caller's request or when this object is destroyed.
                          std::stop_source both;
                          const std::stop_callback onCaller(token, [&both] { both.request_stop(); });
                          const std::stop_callback onEnd(own, [&both] { both.request_stop(); });
@@ -275,7 +276,7 @@ public:
 private:
     std::shared_ptr<Worker> m_worker;
     std::stop_source m_stop;
-    SerialExecutor m_executor{QStringLiteral("quillo-keys")}; ///< ends first: its last job uses the worker
+    SerialExecutor m_executor{QStringLiteral("quillo-keys")}; ///< destroyed first: its last job uses the worker
 };
 
 } // namespace

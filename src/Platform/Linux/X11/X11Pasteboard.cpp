@@ -17,7 +17,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// What somebody copied may be a film; the clipboard is not worth more memory than this.
+// The clipboard may contain a film; a copy of it is not worth more memory than this.
 constexpr qsizetype mostSaved = 64LL * 1024 * 1024;
 
 /// Lives on the worker thread from `start` to `finish`.
@@ -66,7 +66,7 @@ public:
     }
 
     bool restore(const PasteboardContents& contents, const std::shared_ptr<PasteboardOfferState>& offered) {
-        handleEvents(); // A clear that has arrived must count.
+        handleEvents(); // Take into account a loss of ownership that has been announced.
         if (!offered || m_offer != offered || m_owner.held(m_clipboard) == nullptr)
             return false;
         m_owner.disown(XCB_ATOM_PRIMARY);
@@ -128,7 +128,7 @@ private:
     std::atomic<bool> m_broken = false;
 };
 
-/// Runs `job` on the worker's thread and returns what it returns.
+/// Runs `job` on the worker's thread and returns its result.
 template <class Result>
 Task<Result> runOn(SerialExecutor& executor, std::function<Result()> job) {
     auto [stream, sink] = AsyncStream<Result>::make(EventExecutor::main());
@@ -154,7 +154,7 @@ public:
     [[nodiscard]] std::optional<uint64_t> changeCount() const override { return m_watch->count(); }
 
     Task<PasteboardContents> read(std::chrono::milliseconds deadline) override {
-        // The time counts from the call, not from when the thread comes to it.
+        // Measure the time from the call, not from the start of the job.
         return runOn<PasteboardContents>(
             m_executor, [worker = m_worker, until = steady_clock::now() + deadline] { return worker->read(until); });
     }
@@ -179,7 +179,7 @@ public:
 private:
     std::shared_ptr<SelectionWorker> m_worker;
     std::unique_ptr<SelectionWatch> m_watch = std::make_unique<SelectionWatch>("CLIPBOARD");
-    SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< ends first: its last job uses the worker
+    SerialExecutor m_executor{QStringLiteral("quillo-clipboard")}; ///< destroyed first: its last job uses the worker
 };
 
 } // namespace

@@ -6,8 +6,8 @@
 
 namespace quillo {
 
-/// The CLIPBOARD and PRIMARY selections, on a connection and a thread of their own. Nothing, with a log line, without
-/// an X server. What was offered is on the clipboard while the object lives.
+/// The CLIPBOARD and PRIMARY selections, on their own connection and thread. Null, with a log line, without an X
+/// server. Offered content stays on the clipboard as long as the object lives.
 std::unique_ptr<Pasteboard> createX11Pasteboard();
 
 } // namespace quillo

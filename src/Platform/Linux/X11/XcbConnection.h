@@ -18,7 +18,7 @@ namespace quillo {
 struct FreeDeleter {
     void operator()(void* memory) const { std::free(memory); } // NOLINT: xcb hands out memory of malloc
 };
-/// A reply, event or error as xcb hands it out.
+/// A reply, event or error as returned by xcb.
 template <class T>
 using XcbOwned = std::unique_ptr<T, FreeDeleter>;
 
@@ -33,15 +33,15 @@ struct XcbProperty {
     uint8_t format = 0;
     QByteArray data;
 
-    /// The value as 32-bit items; empty when it holds something else.
+    /// The value as 32-bit items; empty when it has another format.
     [[nodiscard]] std::vector<uint32_t> items() const;
 };
 
-/// A connection of its own to the X server. Used by one thread at a time. A broken connection makes every call answer
-/// nothing; it never ends the process, as Xlib's would.
+/// A private connection to the X server. Used by one thread at a time. On a broken connection every call returns
+/// nothing; unlike Xlib's, it never ends the process.
 class XcbConnection {
 public:
-    /// Nothing, with a log line naming `purpose`, when there is no X server.
+    /// Null, with a log line naming `purpose`, when there is no X server.
     static std::unique_ptr<XcbConnection> open(const QString& purpose);
     ~XcbConnection();
     XcbConnection(const XcbConnection&) = delete;
@@ -55,14 +55,14 @@ public:
     /// Flushes and waits until the server has handled everything sent so far.
     void roundTrip() const;
 
-    /// The atom of that name, kept after the first call.
+    /// The atom of that name, cached after the first call.
     xcb_atom_t atom(const char* name);
     [[nodiscard]] QString atomName(xcb_atom_t atom) const;
     [[nodiscard]] std::optional<XcbProperty> property(xcb_window_t window, xcb_atom_t name,
                                                       xcb_atom_t type = XCB_ATOM_ANY) const;
     /// The first 32-bit item of a property, 0 when there is none.
     [[nodiscard]] uint32_t item(xcb_window_t window, xcb_atom_t name, xcb_atom_t type = XCB_ATOM_ANY) const;
-    /// The process that made `window`, as the server knows it; 0 for a remote one.
+    /// The process that created `window`, according to the server; 0 for a remote one.
     [[nodiscard]] int64_t processOfWindow(xcb_window_t window) const;
 
     /// The next event that has arrived, without waiting.
@@ -77,7 +77,7 @@ private:
     std::unordered_map<std::string, xcb_atom_t> m_atoms;
 };
 
-/// The kind of an event, whether or not another client sent it.
+/// The kind of an event, without the flag for events sent by clients.
 inline uint8_t eventType(const xcb_generic_event_t& event) { return event.response_type & 0x7f; }
 
 } // namespace quillo

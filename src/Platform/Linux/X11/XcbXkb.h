@@ -1,6 +1,6 @@
 #pragma once
 
-// The generated header names a structure member `explicit`.
+// The generated header has a structure member named `explicit`.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wkeyword-macro"
 #define explicit explicitComponents
