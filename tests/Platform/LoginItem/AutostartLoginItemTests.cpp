@@ -281,7 +281,7 @@ TEST(AutostartPlace, FollowsTheBaseDirectorySpecification) {
         const auto place = AutostartPlace::ofThisProcess();
         EXPECT_EQ(place.userFolder, given.userFolder);
         EXPECT_EQ(place.systemFolders, given.systemFolders);
-        EXPECT_EQ(QFileInfo(place.program).fileName(), QStringLiteral("AutostartLoginItemTest"));
+        EXPECT_EQ(QFileInfo(place.program).fileName(), QStringLiteral("AutostartLoginItemTests"));
     }
     for (const auto& [name, value] : kept)
         qputenv(name, value);
