@@ -22,8 +22,8 @@ struct HotkeyConfig {
     [[nodiscard]] bool isModifierKey() const;
     [[nodiscard]] QString displayString() const;
     [[nodiscard]] QString toggleDisplayString() const;
-    /// What the focused application is not to see. A modifier key is never among them: while it were taken, all other
-    /// keys would be too.
+    /// The combinations to withhold from the focused application. A modifier key is never among them: grabbing it would
+    /// also take all other keys while it is held.
     [[nodiscard]] std::vector<KeyCombination> consumedCombinations(bool withEscape) const;
 
     bool operator==(const HotkeyConfig&) const = default;

@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// A line of the hotkey service.
+/// Writes a log line of the hotkey service.
 inline void hotkeyLog(const QString& message, LogLevel level = LogLevel::info) {
     appLog(message, level, QStringLiteral("HotkeyService"));
 }

@@ -9,7 +9,7 @@ namespace quillo {
 
 namespace {
 
-// How often a held key is checked: a release can get lost when another session or a hypervisor takes the keyboard.
+// How often a held key is checked: its release can be lost when another session or a hypervisor takes the keyboard.
 constexpr auto heldKeyCheck = std::chrono::milliseconds(500);
 
 } // namespace
@@ -45,7 +45,7 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
         return;
     uint64_t modifiers = event.flags & keyflag::mask;
     const uint64_t own = m_config.isModifierKey() && m_isHotkeyPressed ? modifierMaskOfKey(m_config.keyCode) : 0;
-    // A held hold key is no part of another hotkey, unless that one asks for it.
+    // A held hold key is not a modifier of another hotkey, unless that hotkey includes it.
     const auto matches = [&](uint64_t wanted) { return modifiers == wanted || (modifiers & ~own) == (wanted & ~own); };
     const auto at = m_clock.now() - event.age;
     if (event.keyCode == m_config.toggleKeyCode && matches(m_config.toggleModifiers)) {
@@ -62,7 +62,7 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
             handleHoldKeyDown(at);
         return;
     }
-    // A release in between (a tap that became a double tap) makes it no chord any more.
+    // After a release in between (a tap that became a double tap) it is not a chord any more.
     if (m_isHotkeyPressed && m_isRecording && !m_isHandsOffMode && at - m_pressedAt < chordInterval)
         abandon(QStringLiteral("🔹 HOLD MODE: USED IN A CHORD - RECORDING CANCELLED ") + m_config.displayString());
 }
@@ -137,7 +137,7 @@ void HotkeyService::handleHoldKeyUp(Clock::Instant at) {
         return;
     }
     m_lastKeyUpTime = at;
-    // A tap that short may become a double tap: its recording is kept until that can no longer happen.
+    // Such a short tap may become a double tap: keep its recording until that is impossible.
     const bool isTap = at - m_pressedAt < stopDelayForDoubleTap;
     const Clock::Duration delay =
         isTap ? std::max<Clock::Duration>(stopDelayForDoubleTap, doubleTapInterval()) : stopDelayForDoubleTap;
@@ -223,7 +223,7 @@ void HotkeyService::clearRecording() {
     m_isHandsOffMode = false;
     m_pendingStop.reset();
     m_lastKeyUpTime.reset();
-    // The key may still be down; its release belongs to nothing any more.
+    // The key may still be down; ignore its release.
     m_alreadyStoppedOnKeyDown = m_isHotkeyPressed;
     updateConsumed();
 }

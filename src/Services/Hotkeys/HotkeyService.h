@@ -13,9 +13,9 @@ namespace quillo {
 
 /// Turns the key events of the session into start, stop, hands-off and cancel.
 ///
-/// The hold hotkey records while it is held; a double tap goes on without it. The toggle hotkey starts and stops. Each
-/// `onHotkeyDown` is followed by exactly one `onHotkeyUp` or `onCancel`, whatever happens to the keyboard, unless
-/// `setRecordingActive(false)` has said that the recording ended by itself.
+/// The hold hotkey records while it is held; after a double tap the recording continues without it. The toggle hotkey
+/// starts and stops. Each `onHotkeyDown` is followed by exactly one `onHotkeyUp` or `onCancel`, even if the keyboard is
+/// lost, unless `setRecordingActive(false)` reported that the recording has ended.
 ///
 /// A modifier used in a chord with another key shortly after it went down ("Right Super+L") was not meant for us: the
 /// recording it began is cancelled. Main thread. Restarts itself when the configured hotkeys change.
@@ -25,7 +25,7 @@ public:
     static constexpr auto toggleCooldown = std::chrono::milliseconds(500);
     static constexpr auto chordInterval = std::chrono::milliseconds(300);
 
-    /// The references outlive the service.
+    /// The references must outlive the service.
     HotkeyService(KeyEventSource& source, Clock& clock, UserSettings& settings);
     ~HotkeyService() override;
     HotkeyService(const HotkeyService&) = delete;
@@ -36,13 +36,13 @@ public:
     /// Ends a recording that the hotkeys began.
     void stop() override;
 
-    /// Escape is taken from the focused application only meanwhile, and a recording that was started elsewhere is
-    /// stopped by the toggle hotkey.
+    /// Escape is withheld from the focused application only during a recording, and the toggle hotkey stops a recording
+    /// that was started elsewhere.
     void setRecordingActive(bool active) override;
 
-    /// Combinations that another program holds.
+    /// Combinations that another program has grabbed.
     [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const;
-    /// Logs every event. Off by default: what the user types is nobody's business.
+    /// Logs every event. Off by default, because what the user types is private.
     void setDebugMode(bool on) { m_debugMode = on; }
 
 private:
@@ -84,8 +84,8 @@ private:
     bool m_isToggleRecording = false;
     bool m_isHandsOffMode = false;
     bool m_alreadyStoppedOnKeyDown = false;
-    bool m_isRecording = false; ///< begun and not yet ended, as far as is known here
-    bool m_wasSeenDown = false; ///< the platform confirmed the press, so that its "not down" can be believed
+    bool m_isRecording = false; ///< begun and not yet ended, as far as this service knows
+    bool m_wasSeenDown = false; ///< the platform has confirmed the press, so its "not down" can be trusted
     bool m_escapeConsumed = false;
     bool m_restartPending = false;
     int m_startsUnderway = 0;

@@ -1,5 +1,5 @@
-// The hotkey service's dealings with the source of the key events: when it runs, with which combinations, and how it
-// comes back. What the events mean stands in HotkeyService.cpp.
+// The part of the hotkey service that manages the key event source: when it runs, with which combinations, and how it
+// recovers. HotkeyService.cpp interprets the events.
 
 #include "Services/Hotkeys/HotkeyLog.h"
 #include "Services/Hotkeys/HotkeyService.h"
@@ -21,7 +21,7 @@ HotkeyService::HotkeyService(KeyEventSource& source, Clock& clock, UserSettings&
         updateConsumed();
         if (!m_isRunning || m_restartPending || HotkeyConfig::fromSettings(m_settings) == m_config)
             return;
-        // A hotkey changes as key code and modifiers, one after the other: restart once, when both are there.
+        // Key code and modifiers of a hotkey change one after the other: restart once, when both are set.
         m_restartPending = true;
         deliver([this] {
             m_restartPending = false;
@@ -88,7 +88,7 @@ void HotkeyService::stop() {
         return;
     m_isRunning = false;
     m_source.stop();
-    // Whoever is recording would otherwise go on with no key to stop it.
+    // Otherwise a running recording would continue without a key to stop it.
     const bool wasHandsOff = m_isHandsOffMode;
     if (m_isRecording) {
         if (wasHandsOff)
@@ -123,7 +123,7 @@ void HotkeyService::handleState(KeyEventSourceState state) {
         if (!m_isRunning)
             break;
         hotkeyLog(QStringLiteral("⚠️ The key events were lost; trying again"), LogLevel::warn);
-        // The source must not be torn down under its own callback.
+        // Do not destroy the source from inside its own callback.
         deliver([this] {
             if (!m_isRunning)
                 return;
@@ -153,7 +153,7 @@ void HotkeyService::updateConsumed() {
     if (!m_isRunning || escape == m_escapeConsumed)
         return;
     m_escapeConsumed = escape;
-    // Not from inside an event of the source, and not before the start that caused it.
+    // Post it: not from inside an event of the source, and not before the start that caused it.
     deliver([this] {
         if (m_isRunning)
             m_source.setConsumed(m_config.consumedCombinations(m_escapeConsumed));
