@@ -19,25 +19,25 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// From a write to the request that the disk take it; with the time the disk needs, about a second.
+/// The delay from a write to the request to synchronise it; with the time that the disk needs, about a second.
 constexpr auto syncDelay = 800ms;
 
 void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[AudioFileWriter] ") + message, level, QStringLiteral("AudioFileWriter"));
 }
 
-/// Where the disk is waited for, for all writers: each takes it a few milliseconds a second.
+/// The queue on which all writers wait for the disk; each needs it for a few milliseconds a second.
 SerialExecutor& diskQueue() {
-    // Lives as long as the process: its last work may come from a writer that ends with it.
+    // Never destroyed: a writer that ends with the process may still post work to it.
     static auto* const queue = new SerialExecutor(QStringLiteral("com.quillo.audiofilewriter"));
     return *queue;
 }
 
 } // namespace
 
-// A chunk is written by the caller rather than on the queue. The write copies 3,200 bytes to the page cache, some
-// microseconds, while a chunk that waits in a queue behind a slow disk is lost if the process is killed. What does take
-// time, the disk's confirmation, is left to the queue.
+// The caller writes a chunk, not the queue. The write copies 3,200 bytes to the page cache in some microseconds,
+// whereas a chunk that waits in a queue behind a slow disk is lost if the process is killed. Only the slow part, the
+// disk's confirmation, is left to the queue.
 struct AudioFileWriter::File {
     Descriptor descriptor;
     std::atomic<bool> isSyncDue = false;
@@ -79,8 +79,8 @@ bool AudioFileWriter::writeChunk(const QByteArray& data) {
 
 void AudioFileWriter::synchronize(const std::shared_ptr<File>& file) {
     if (!file->descriptor)
-        return; // finished meanwhile
-    // Cleared first: what is written from here on asks again.
+        return; // finished in the meantime
+    // Clear it first: later writes request another synchronisation.
     file->isSyncDue = false;
     struct stat info {};
     QString cause;
@@ -101,10 +101,10 @@ void AudioFileWriter::synchronize(const std::shared_ptr<File>& file) {
 void AudioFileWriter::stop(const QString& cause) {
     const auto file = std::exchange(m_file, nullptr);
     file->writer = nullptr;
-    // A write that was cut short may have left half a sample.
+    // An interrupted write may have left half a sample.
     if (m_totalBytes % AudioFormat::bytesPerSample != 0) {
         const auto whole = m_totalBytes - m_totalBytes % AudioFormat::bytesPerSample;
-        // Readers leave out half a sample as well, so that a refusal here costs nothing.
+        // Readers ignore half a sample too, so a failure here does no harm.
         if (::ftruncate(file->descriptor.get(), whole) == 0)
             m_totalBytes = whole;
     }
@@ -138,8 +138,8 @@ void AudioFileWriter::finalize() {
 }
 
 void AudioFileWriter::saveMetadata(const PendingAudioMetadata& metadata) {
-    // A busy disk takes hundreds of milliseconds, in which the main thread would hear no key. Were the machine to lose
-    // its power before the disk has caught up, the audio is there, and a recovery guesses the rest.
+    // A busy disk takes hundreds of milliseconds, which would block the hotkeys on the main thread. If the machine
+    // loses power before the disk is synchronised, the audio is there and a recovery reconstructs the metadata.
     pendingAudioFiles::writeMetadata(metadata);
     diskQueue().post([path = pendingAudioFiles::metadataPath(metadata.id)] {
         try {

@@ -12,11 +12,11 @@
 
 namespace quillo {
 
-/// Writes one recording's audio to disk while it is captured: created, writing (`startWriting`), stopped (`finalize` or
-/// a write error). Main thread.
+/// Writes one recording's audio to disk during the capture. Its states are created, writing (`startWriting`) and
+/// stopped (`finalize` or a write error). Main thread.
 ///
-/// Each chunk is with the kernel when `writeChunk` returns, so that it survives whatever happens to the process, and on
-/// the disk within about a second. The disk is only waited for on the serial queue "com.quillo.audiofilewriter".
+/// When `writeChunk` returns, the kernel has the chunk, so that it survives the end of the process; it is on the disk
+/// within about a second. Only the serial queue "com.quillo.audiofilewriter" waits for the disk.
 class AudioFileWriter {
 public:
     explicit AudioFileWriter(QString recordingId);
@@ -24,17 +24,17 @@ public:
     AudioFileWriter(const AudioFileWriter&) = delete;
     AudioFileWriter& operator=(const AudioFileWriter&) = delete;
 
-    /// Called once, on the main thread, when the disk refuses: a sentence for the user with the cause and the next
-    /// step. What was written until then stays, cut to whole samples. Not called after `finalize`.
+    /// Called once, on the main thread, when the disk refuses a write, with a sentence for the user: the cause and the
+    /// next step. The audio written so far is kept, cut to whole samples. Not called after `finalize`.
     std::function<void(QString reason)> onFailure;
 
-    /// Makes the folder and the file, and marks the recording as in use. Throws FileError.
+    /// Creates the folder and the file, and marks the recording as in use. Throws FileError.
     void startWriting();
-    /// Appends; false once writing has stopped, from the chunk that met the error on.
+    /// Appends a chunk; false for the chunk that failed and all later ones.
     bool writeChunk(const QByteArray& data);
-    /// Stops writing and releases the recording; the disk catches up in the background. May be called again.
+    /// Stops writing and releases the recording; the disk is synchronised in the background. Idempotent.
     void finalize();
-    /// Replaces the recording's metadata at once; the disk catches up in the background. Throws FileError.
+    /// Replaces the recording's metadata atomically; the disk is synchronised in the background. Throws FileError.
     void saveMetadata(const PendingAudioMetadata& metadata);
     /// Removes this recording's files.
     void deleteFiles();
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] int chunkCount() const { return m_chunkCount; }
     [[nodiscard]] qint64 totalBytes() const { return m_totalBytes; }
     [[nodiscard]] bool isWriting() const { return m_file != nullptr; }
-    /// How often the disk has confirmed what was written. For tests and figures.
+    /// How often the disk has confirmed written data. For tests and benchmarks.
     [[nodiscard]] int diskSyncs() const;
 
     // The files of all recordings; see Services/PendingAudioFiles.h.

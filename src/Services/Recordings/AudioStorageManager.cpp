@@ -29,8 +29,8 @@ qint64 calculateDirectorySize() {
     return bytes;
 }
 
-/// Retained audio that nobody has in hand, the oldest recording first. By the time of recording, which is what the
-/// history shows, and not by that of a later transcription.
+/// Retained audio that is not in use, the oldest recording first. Ordered by the time of recording, as in the history,
+/// not by that of a later transcription.
 std::vector<PendingAudioMetadata> disposable() {
     auto recordings = pendingAudioFiles::listRecordings();
     std::erase_if(recordings,

@@ -12,8 +12,8 @@ namespace quillo {
 
 class UserSettings;
 
-/// Keeps the audio on disk below the user's limit: the oldest retained recordings go first, those that wait for their
-/// text never. Main thread; the work on files runs on a queue of its own.
+/// Keeps the audio on disk below the user's limit: deletes the oldest retained recordings first, and never those that
+/// wait for their text. Main thread; file operations run on a separate queue.
 class AudioStorageManager final : public QObject {
     Q_OBJECT
 public:
@@ -30,9 +30,9 @@ public:
     /// Usage divided by the limit.
     [[nodiscard]] double usageRatio() const;
 
-    /// Measures, deletes the oldest retained recordings until the limit holds, and publishes the usage.
+    /// Measures, deletes the oldest retained recordings until the limit is met, and publishes the usage.
     void enforceStorageLimit();
-    /// The same without holding the main thread; returns when it is done. For after a recording was saved.
+    /// The same without blocking the main thread; returns when it is done. Called after a recording was saved.
     Task<> enforceStorageLimitAsync();
     /// Deletes every retained recording's audio.
     void clearAllAudio();
@@ -45,7 +45,7 @@ private:
 
     UserSettings& m_settings;
     std::unique_ptr<SerialExecutor> m_queue;      ///< made when it is first needed
-    std::shared_ptr<AudioStorageManager*> m_self; ///< null once this is gone
+    std::shared_ptr<AudioStorageManager*> m_self; ///< null once this is destroyed
     qint64 m_usage = 0;
 };
 

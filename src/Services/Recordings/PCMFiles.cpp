@@ -29,7 +29,7 @@ void append(QByteArray& bytes, Integer value) {
     bytes.append(reinterpret_cast<const char*>(&written), sizeof written);
 }
 
-/// The audio of one input and where it ends. It may still grow: what comes after this moment is not part of it.
+/// The audio of one input and its end. The file may still grow; later samples are not part of it.
 struct Input {
     explicit Input(const QString& path)
         : file(privateFile::openForReading(path)), bytes(wholeSamples(privateFile::size(path))) {}
@@ -101,7 +101,7 @@ WavSize writeWavFile(const QString& wavPath, const QString& micPath, const std::
         auto data = mic.read(offset);
         if (system)
             data = mixPCMStreams(data, system->read(offset));
-        // A file that was cut meanwhile leaves silence, so that the header stays true.
+        // If the file was shortened in the meantime, write silence, so that the header stays correct.
         const auto expected = std::min(block, size.wavBytes - offset);
         data.resize(data.size() < expected ? expected : data.size(), '\0');
         write(data);

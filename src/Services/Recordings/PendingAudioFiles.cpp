@@ -25,7 +25,7 @@ void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[AudioFileWriter] ") + message, level, QStringLiteral("AudioFileWriter"));
 }
 
-/// The folder is read again and again, and what is broken in it stays so.
+/// Log each broken file only once: the folder is read repeatedly and broken files stay broken.
 void logOnce(const QString& message) {
     static std::mutex mutex;
     static QSet<QString> logged;
@@ -59,7 +59,7 @@ QStringList stems(const QString& suffix) {
     return found;
 }
 
-/// The metadata of audio that exists; nothing, with a line in the log, when it cannot be used.
+/// The metadata of existing audio; nothing, with a log line, when it cannot be used.
 std::optional<PendingAudioMetadata> usableMetadata(const QString& stem) {
     try {
         auto metadata = readMetadata(stem);
@@ -228,7 +228,7 @@ int diskEmptyResultCount(const QString& recordingId) {
 bool incrementDiskEmptyResultCount(const QString& recordingId) {
     try {
         auto metadata = readMetadata(recordingId);
-        // The number may come from a damaged file.
+        // The number may come from a damaged file, so avoid overflow.
         const int count = std::min(metadata.emptyResultCount.value_or(0), emptyResultLimit) + 1;
         metadata.emptyResultCount = count;
         writeMetadata(metadata);
@@ -243,13 +243,13 @@ bool deleteFiles(const QString& recordingId) {
     bool removed = true;
     try {
         const auto systemAudioId = readMetadata(recordingId).systemAudioId;
-        // Audio with metadata of its own is a recording of its own, whatever this one says.
+        // Audio with its own metadata is a separate recording, even if this metadata names it.
         if (systemAudioId && privateFile::size(metadataPath(*systemAudioId)) < 0)
             removed = removeLogged(audioPath(*systemAudioId));
     } catch (const FileError&) {
         removed = isRecordingId(recordingId);
     }
-    // The audio first: metadata alone is cleaned up, audio alone would come back as a recording.
+    // Remove the audio first: left-over metadata is cleaned up, but left-over audio would be recovered as a recording.
     return isRecordingId(recordingId) && removeLogged(audioPath(recordingId)) &&
            removeLogged(metadataPath(recordingId)) && removed;
 }

@@ -29,7 +29,7 @@ void read(const Json& value, const char* key, QDateTime& field) {
     QString written;
     read(value, key, written);
     field = QDateTime::fromString(written, Qt::ISODateWithMs);
-    // Beyond these years a clock or a file is broken, and differences overflow.
+    // Outside these years the clock or the file is wrong, and differences overflow.
     if (!field.isValid() || field.date().year() < 1970 || field.date().year() > 9999)
         reject(key, "a time in ISO 8601");
     field = field.toUTC();
@@ -37,7 +37,7 @@ void read(const Json& value, const char* key, QDateTime& field) {
 
 template <class Integer>
 void read(const Json& value, const char* key, Integer& field) {
-    // No count, size or process of ours is negative, and an unsigned number beyond the type would wrap.
+    // Counts, sizes and process ids are never negative, and an unsigned number beyond the type would wrap.
     if (!value.is_number_unsigned() ||
         value.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<Integer>::max()))
         reject(key, "a whole number from 0");
@@ -96,7 +96,7 @@ QByteArray PendingAudioMetadata::encode() const {
         json["clientRecordingId"] = text(*clientRecordingId);
     if (emptyResultCount)
         json["emptyResultCount"] = *emptyResultCount;
-    // A window title may hold half a surrogate pair; that must not cost the recording its metadata.
+    // A window title may contain half a surrogate pair, which must not make the metadata unreadable.
     return QByteArray::fromStdString(json.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 

@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// What is known of a recording beside its audio: the ".json" file of the same name.
+/// The metadata of a recording: the ".json" file with the audio's name.
 ///
 /// Written with the keys in the order of the fields, times as ISO 8601 in UTC with milliseconds, numbers as integers.
 struct PendingAudioMetadata {

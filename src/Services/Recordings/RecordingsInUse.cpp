@@ -13,7 +13,7 @@ struct Registry {
     std::map<std::pair<QString, RecordingsInUse::Purpose>, int> holders;
 
     static Registry& shared() {
-        // Leases may outlive main.
+        // Never destroyed, because leases may outlive main.
         static auto* const registry = new Registry;
         return *registry;
     }

@@ -7,8 +7,8 @@
 
 namespace quillo {
 
-/// Which recordings' files this process has in its hands, so that neither the queue nor the storage limit touches them.
-/// Any thread.
+/// The recordings whose files this process is using, so that neither the queue nor the storage limit touches them. Any
+/// thread.
 class RecordingsInUse {
 public:
     enum class Purpose {
@@ -16,7 +16,7 @@ public:
         queued,  ///< the audio waits to be transcribed again
     };
 
-    /// Holds a recording until it goes; several of one recording count as one.
+    /// Marks a recording as in use for its lifetime; several leases of one recording count as one.
     class Lease {
     public:
         Lease() = default;
