@@ -25,7 +25,7 @@ public:
     [[nodiscard]] ModelContext& mainContext() const { return *m_context; }
     /// The store file; empty for a store in memory.
     [[nodiscard]] const QString& path() const { return m_path; }
-    /// Set when this is a fresh store because the one before could not be used: tell the user.
+    /// Set when this is a new store because the previous one was unusable; to be shown to the user.
     [[nodiscard]] const std::optional<SetAside>& setAside() const { return m_setAside; }
 
 private:
@@ -49,16 +49,16 @@ struct DataContainer {
     /// "default.store" in the user's data folder, where earlier versions kept the history.
     static QString legacyStoreURL();
 
-    /// Opens the store, made or migrated first where needed, and readable by its owner alone. A damaged file is set
-    /// aside, never deleted, and a fresh one takes its place. Throws StoreError when there can be no store.
+    /// Opens the store, creating or migrating it if needed, readable only by its owner. A damaged file is renamed,
+    /// never deleted, and replaced by a new one. Throws StoreError when no store can be opened.
     static std::unique_ptr<ModelContainer> create();
-    /// A store that lasts as long as the process, for when `create` throws.
+    /// A store in memory, for use when `create` throws.
     static std::unique_ptr<ModelContainer> createInMemory();
-    /// The store as it is, for a program beside the running one: nothing is made, migrated or changed. Throws
+    /// Opens the store without creating, migrating or changing it, for a second program beside the running one. Throws
     /// StoreError, also when there is no store yet.
     static std::unique_ptr<ModelContainer> openReadOnly();
 
-    /// Inserts seven demonstration records of `userId`, once, when `arguments` hold "--seed-data".
+    /// Inserts seven demonstration records of `userId`, once, when `arguments` contain "--seed-data".
     static void seedTestDataIfNeeded(ModelContext& context, const QStringList& arguments,
                                      const QString& userId = QStringLiteral("demo-user"));
 };

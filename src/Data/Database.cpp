@@ -12,7 +12,7 @@ namespace quillo {
 
 namespace {
 
-/// Far beyond what any reader of ours holds the file.
+/// Far longer than any of our readers locks the file.
 constexpr int busyTimeoutMs = 5000;
 
 StoreError::Cause causeOf(int result, int systemError) {
@@ -166,13 +166,13 @@ bool Statement::step() {
     if (result == SQLITE_DONE)
         return false;
     const auto failure = m_database.error(result);
-    // A statement left in the middle would keep its transaction from ending.
+    // An unfinished statement would prevent the end of its transaction.
     sqlite3_reset(m_statement);
     throw failure;
 }
 
 void Statement::reset() {
-    // Reports the failure of the last step once more.
+    // This repeats the error of the last step.
     sqlite3_reset(m_statement);
     sqlite3_clear_bindings(m_statement);
 }
@@ -206,7 +206,7 @@ Transaction::~Transaction() {
     try {
         m_database.execute("ROLLBACK");
     } catch (const StoreError&) {
-        // SQLite has rolled back by itself after the failure that brought us here.
+        // SQLite has already rolled back after the failure that led here.
     }
 }
 

@@ -19,8 +19,8 @@ namespace quillo {
 
 class Database;
 
-/// A prepared statement: bind from index 1, step until false, read from column 0. Everything that can fail throws
-/// StoreError.
+/// A prepared statement: bind from index 1, step until false, read from column 0. Functions throw StoreError on
+/// failure.
 class Statement {
 public:
     Statement(const Database& database, std::string_view sql);
@@ -36,7 +36,7 @@ public:
 
     /// True while there is a row.
     bool step();
-    /// Ready to be bound and stepped anew.
+    /// Resets the statement for new bindings and steps.
     void reset();
 
     // A value of another type is converted as SQLite does; NULL reads as 0 or empty.
@@ -56,13 +56,13 @@ private:
 
 /// One connection to a SQLite file, with the functions that the store's triggers call. Main thread.
 ///
-/// Written changes survive the death of the process as soon as their transaction is committed, and the file survives
-/// that of the machine, though the last transactions before may be lost with it.
+/// Committed changes survive the end of the process. After a crash of the machine the file is intact, but the last
+/// transactions may be lost.
 class Database {
 public:
     enum class Access { readWrite, readOnly };
 
-    /// `path` may be empty for a database in memory. Nothing of the file is read yet.
+    /// An empty `path` means a database in memory. Does not read the file yet.
     explicit Database(const QString& path, Access access = Access::readWrite);
     ~Database();
     Database(const Database&) = delete;
@@ -71,19 +71,19 @@ public:
     /// Runs statements that return nothing.
     void execute(const char* sql) const;
     void execute(const std::string& sql) const { execute(sql.c_str()); }
-    /// A statement kept for the next time; reset, and used by one caller at a time.
+    /// A cached statement, reset; used by one caller at a time.
     Statement& prepared(const std::string& sql);
     /// The first column of the first row; nothing without a row.
     [[nodiscard]] std::optional<int64_t> integer(std::string_view sql) const;
     /// Whether a transaction is open.
     [[nodiscard]] bool inTransaction() const;
-    /// While off, closing leaves the file and its log as they are.
+    /// While off, closing does not change the file and its log.
     void setCheckpointsOnClose(bool enabled) const;
     [[nodiscard]] const QString& path() const { return m_path; }
 
-    /// What a result code means to the user. Leaves a note for the next start when the file is damaged.
+    /// Describes a result code for the user. Leaves a note for the next start when the file is damaged.
     [[nodiscard]] StoreError error(int result) const;
-    /// The note's file; the next start looks the whole database through when it is there.
+    /// The file of the note; if it exists, the next start checks the whole database.
     static QString damageNotePath(const QString& path);
 
 private:

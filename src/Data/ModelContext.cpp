@@ -31,7 +31,7 @@ RecordSummary summaryOf(const RecordFields& record) {
     return summary;
 }
 
-/// What `summaryOf` reads, as the columns' common form: the rest of the row stays on the disk.
+/// The columns that `summaryOf` reads; the rest of the row is not read from the disk.
 const EntityTable<RecordFields>& summaryTable() {
     static const EntityTable<RecordFields> table{"TranscriptionRecord", "ZTRANSCRIPTIONRECORD",
                                                  recordTable().columns.first(14)};
@@ -61,7 +61,7 @@ struct ModelContext::Implementation {
         write(settings, appSettingsTable());
     }
 
-    /// Runs `query` on the store as it would be after a save.
+    /// Runs `query` as if the changes were saved.
     template <typename Query>
     auto withChanges(Query query) {
         if (!hasChanges())

@@ -28,9 +28,9 @@ struct SavedChanges {
 
 /// The objects of the history over one database connection. Main thread.
 ///
-/// An object is unique: the same id gives the same pointer while anybody holds it, or while it has unsaved changes.
-/// Objects are changed by assigning their members; nothing reaches the file before `save()`. Fetches see unsaved
-/// changes, new and removed records included: they are written in a transaction that is rolled back after the query.
+/// Objects are unique: the same id gives the same pointer as long as it is held elsewhere or has unsaved changes.
+/// Change objects by assigning their members; nothing reaches the file before `save()`. Fetches see unsaved changes,
+/// including new and removed records: they write them in a transaction that is rolled back after the query.
 class ModelContext final : public QObject {
     Q_OBJECT
 public:
@@ -40,10 +40,10 @@ public:
     /// Throws StoreError `duplicate` when another record has this id.
     void insert(const RecordPointer& record);
     void remove(const RecordPointer& record);
-    /// Writes all changes in one transaction. Throws StoreError; then nothing of them is in the file, and all of them
-    /// stay for a later save. Emits `saved` when there were any.
+    /// Writes all changes in one transaction and emits `saved` if there were any. On StoreError the file is unchanged,
+    /// and all changes are kept for a later save.
     void save();
-    /// Forgets all unsaved changes: changed objects get their stored values back.
+    /// Discards all unsaved changes and restores the stored values of changed objects.
     void rollback();
     [[nodiscard]] bool hasChanges() const;
 
@@ -51,11 +51,11 @@ public:
     /// Nothing when there is none.
     RecordPointer record(const QUuid& id);
     QList<RecordPointer> fetch(const RecordQuery& query);
-    /// The same records as `fetch`, only what a list shows of them.
+    /// The same records as `fetch`, with only what a list shows.
     QList<RecordSummary> summaries(const RecordQuery& query);
     int64_t count(const RecordQuery& query = {});
-    /// Up to `limit` ids of saved records that begin with these hexadecimal digits (dashes do not matter); none when it
-    /// is no beginning of an id.
+    /// Up to `limit` ids of saved records that begin with these hexadecimal digits (dashes are ignored); none if the
+    /// text cannot begin an id.
     QList<QUuid> idsBeginningWith(const QString& digits, int64_t limit);
 
     void insert(const TagPointer& tag);
@@ -64,11 +64,11 @@ public:
     QList<TagPointer> tags();
 
     void insert(const AppSettingsPointer& settings);
-    /// A user's settings; nothing when none were inserted.
+    /// A user's settings, if any were inserted.
     AppSettingsPointer appSettings(const QString& userId);
 
 Q_SIGNALS:
-    /// After a save reached the file.
+    /// Emitted after a save has reached the file.
     void saved(const quillo::SavedChanges& changes);
 
 private:

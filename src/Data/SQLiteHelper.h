@@ -9,7 +9,7 @@ struct sqlite3;
 
 namespace quillo {
 
-/// A read-only look at a SQLite file that may not be ours. Any thread.
+/// Reads a SQLite file that may not be ours. Read-only, any thread.
 struct SQLiteHelper {
     SQLiteHelper() = delete;
 
@@ -26,7 +26,7 @@ struct SQLiteHelper {
 
     /// Throws Error.
     static Handle open(const QString& path);
-    /// False also when the file is no database.
+    /// False also when the file is not a database.
     static bool tableExists(const Handle& database, const QString& name);
 };
 

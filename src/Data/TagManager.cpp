@@ -14,9 +14,9 @@ void logError(const QString& message) {
     appLog(QStringLiteral("❌ %1").arg(message), LogLevel::error, QStringLiteral("Tags"));
 }
 
-/// As the history's list of names is sorted: by the user's language, numbers by their value.
+/// Sorts names by the rules of the user's language, and numbers by their value.
 QCollator nameOrder() {
-    // The C locale compares bytes, which is nobody's order of names.
+    // The C locale compares bytes, which is not a useful order of names.
     QCollator collator(QLocale().language() == QLocale::C ? QLocale(QLocale::English) : QLocale());
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
@@ -26,7 +26,7 @@ QCollator nameOrder() {
 } // namespace
 
 TagManager& TagManager::shared() {
-    // Lives as long as the process.
+    // Never destroyed.
     static auto* const manager = new TagManager;
     return *manager;
 }
@@ -92,7 +92,7 @@ void TagManager::deleteTag(const TagPointer& tag) {
 }
 
 void TagManager::removeTagFromAllRecords(const QString& tagName) {
-    // In parts: every record of a large history would not fit in memory.
+    // Work in parts: all records of a large history would not fit in memory.
     constexpr int64_t atOnce = 500;
     RecordQuery query;
     query.tagNames = {tagName};

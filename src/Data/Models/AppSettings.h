@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// What the store keeps of a user's settings, in its order. The live settings are those of `UserSettings`; this is the
-/// copy that belongs to the store's schema.
+/// The stored fields of a user's settings, in the order of the columns. `UserSettings` has the live settings; this copy
+/// belongs to the store's schema.
 struct AppSettingsFields {
     QString userId;
     QStringList selectedLanguages{QStringLiteral("en")};

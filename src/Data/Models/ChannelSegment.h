@@ -9,11 +9,11 @@
 
 namespace quillo {
 
-/// `seconds` as "MM:SS" below one hour and "H:MM:SS" from one hour on, fractions cut off; negative and undefined times
-/// read as 0.
+/// `seconds` as "MM:SS" below one hour, otherwise as "H:MM:SS", without fractions; negative and undefined times count
+/// as 0.
 QString formatSegmentTime(double seconds);
 
-/// What one capture channel said, in a stretch of a meeting.
+/// Consecutive speech on one capture channel of a meeting.
 struct ChannelSegment {
     enum class Channel : uint8_t { microphone, system };
 
@@ -28,7 +28,7 @@ struct ChannelSegment {
     bool operator==(const ChannelSegment&) const = default;
 };
 
-/// A JSON array of objects with the fields' names as keys; nothing when `json` is no such array.
+/// A JSON array of objects with the fields' names as keys; nothing for any other `json`.
 QByteArray encodeChannelSegments(const QList<ChannelSegment>& segments);
 std::optional<QList<ChannelSegment>> decodeChannelSegments(const QByteArray& json);
 

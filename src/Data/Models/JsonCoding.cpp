@@ -4,7 +4,7 @@ namespace quillo::jsonCoding {
 
 namespace {
 
-// Nothing we write nests deeper than three levels; a hostile file must not exhaust the stack.
+// Our own data nests at most three levels deep; a hostile file must not exhaust the stack.
 constexpr int deepest = 32;
 
 QString toString(const Json& json) { return QString::fromStdString(json.get_ref<const std::string&>()); }

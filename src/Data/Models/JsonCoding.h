@@ -11,8 +11,8 @@ namespace quillo::jsonCoding {
 
 using Json = nlohmann::ordered_json;
 
-/// What a data field holds is never trusted: each of these reads as nothing where the value is missing or of another
-/// kind.
+/// The content of data fields is not trusted: each function returns nothing when the value is missing or of another
+/// type.
 std::optional<Json> parse(const QByteArray& bytes);
 std::optional<QString> string(const Json& object, const char* key);
 std::optional<double> number(const Json& object, const char* key);

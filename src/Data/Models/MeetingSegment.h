@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// What one speaker said, in a stretch of a meeting.
+/// Consecutive speech of one speaker in a meeting.
 struct MeetingSegment {
     QString speakerId;
     QString speakerLabel;
@@ -17,7 +17,7 @@ struct MeetingSegment {
     bool operator==(const MeetingSegment&) const = default;
 };
 
-/// A JSON array of objects with the fields' names as keys; nothing when `json` is no such array.
+/// A JSON array of objects with the fields' names as keys; nothing for any other `json`.
 QByteArray encodeMeetingSegments(const QList<MeetingSegment>& segments);
 std::optional<QList<MeetingSegment>> decodeMeetingSegments(const QByteArray& json);
 

@@ -9,15 +9,15 @@
 
 namespace quillo {
 
-/// An earlier or other text of a record, kept when it was replaced.
+/// An earlier or alternative text of a record, kept when it was replaced.
 struct PersistedTextVersion {
     QString text;
-    QString label;       ///< what made it, for example the name of a preset; may be empty
+    QString label;       ///< its origin, for example the name of a preset; may be empty
     QDateTime createdAt; ///< UTC
     bool operator==(const PersistedTextVersion&) const = default;
 };
 
-/// A JSON array of objects with the fields' names as keys, dates as ISO 8601; nothing when `json` is no such array.
+/// A JSON array of objects with the fields' names as keys, dates as ISO 8601; nothing for any other `json`.
 QByteArray encodeTextVersions(const QList<PersistedTextVersion>& versions);
 std::optional<QList<PersistedTextVersion>> decodeTextVersions(const QByteArray& json);
 

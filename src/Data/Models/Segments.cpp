@@ -28,7 +28,7 @@ std::optional<ChannelSegment::Channel> decodeChannel(const Json& item) {
     return std::nullopt;
 }
 
-/// JSON has no word for infinity; written as one, it would make the whole list unreadable.
+/// JSON cannot express infinity; writing it would make the whole list unreadable.
 double finite(double seconds) { return std::isfinite(seconds) ? seconds : 0; }
 
 Json encodeChannel(ChannelSegment::Channel channel) {
@@ -38,7 +38,7 @@ Json encodeChannel(ChannelSegment::Channel channel) {
 } // namespace
 
 QString formatSegmentTime(double seconds) {
-    // Beyond this a double no longer counts single seconds.
+    // Beyond this a double cannot represent single seconds.
     constexpr double largest = 9e15;
     const auto whole = seconds > 0 ? static_cast<qint64>(std::min(seconds, largest)) : 0;
     const auto twoDigits = [](qint64 value) { return QStringLiteral("%1").arg(value, 2, 10, QLatin1Char('0')); };

@@ -8,11 +8,11 @@
 
 namespace quillo {
 
-/// What the store keeps of a tag, in its order.
+/// The stored fields of a tag, in the order of the columns.
 struct TagFields {
     QUuid id = QUuid::createUuid();
-    QString name;           ///< trimmed; unique in the catalogue whatever its case
-    bool isAutoTag = false; ///< made by the program (the name of an application), not typed by the user
+    QString name;           ///< trimmed; unique in the catalogue, ignoring case
+    bool isAutoTag = false; ///< created by the program (the name of an application), not by the user
     QDateTime createdAt;    ///< UTC, milliseconds
     bool operator==(const TagFields&) const = default;
 };
@@ -24,7 +24,7 @@ public:
     explicit Tag(const TagFields& fields) : TagFields(fields) {}
     Tag(const Tag&) = delete;
     Tag& operator=(const Tag&) = delete;
-    /// Identity, not content.
+    /// Compares identity, not content.
     bool operator==(const Tag& other) const { return id == other.id; }
 };
 

@@ -24,7 +24,7 @@ int64_t oneMore(int64_t count) {
     return count + 1;
 }
 
-/// The texts with those that follow each other under the same speaker joined: a paragraph for each turn.
+/// Joins consecutive texts of the same speaker: one paragraph for each turn.
 template <typename Segment, typename Key>
 QString mergeConsecutiveTexts(const QList<Segment>& segments, Key speakerKey) {
     QStringList paragraphs;
@@ -182,7 +182,7 @@ QList<PersistedTextVersion> TranscriptionRecord::persistedVersions() const {
 QString TranscriptionRecord::displayTitle() const {
     if (title && !title->isEmpty())
         return *title;
-    // Enough for the cut, however long the text and its white space are.
+    // Enough for the shortened text, even with much white space.
     const auto line = text.left(4 * derivedTitleLength).simplified();
     if (line.size() <= derivedTitleLength)
         return line;

@@ -20,14 +20,14 @@ namespace quillo {
 
 class ModelContext;
 
-/// What the store keeps of a record, in its order. Dates are UTC with milliseconds.
+/// The stored fields of a record, in the order of the columns. Dates are UTC with milliseconds.
 struct RecordFields {
     QUuid id = QUuid::createUuid();
     QString userId;
     QString text; ///< final text, after clean-up or a command
     QString sessionId;
     std::optional<QString> languageDetected;
-    QDateTime createdAt = QDateTime::currentDateTimeUtc(); ///< the history is ordered by it
+    QDateTime createdAt = QDateTime::currentDateTimeUtc(); ///< the history is sorted by it
     int64_t durationMs = 0;
     int64_t wordCount = 0;
     std::optional<QString> sourceApp; ///< name of the application in front when recording began
@@ -85,28 +85,29 @@ public:
     /// Identity, not content; compare `RecordFields` for that.
     bool operator==(const TranscriptionRecord& other) const { return id == other.id; }
 
-    /// The trace that an interrupted session leaves: empty text, status "recording". Not yet inserted.
+    /// A new record with empty text and the status "recording", which remains if the session is interrupted. Not yet
+    /// inserted.
     static std::shared_ptr<TranscriptionRecord>
     recordingInProgress(const QString& userId, const std::optional<QString>& sourceApp, bool isMeetingMode);
-    /// Settles what a crash left behind: deletes records in "recording" or "processing" without text, completes the
-    /// others of these and all in "diarizing". Saves once; a failure is logged and ignored.
+    /// Cleans up after a crash: deletes records in "recording" or "processing" without text, and completes those with
+    /// text and all in "diarizing". Saves once; a failure is logged and ignored.
     static void cleanupStaleRecordings(ModelContext& context);
 
     void markCompleted(const QString& newText, const QString& newSessionId);
     void applyDiarization(const QList<MeetingSegment>& segments, const QString& plainText, int64_t speakers,
                           const std::optional<QString>& summary, const std::optional<QString>& actionItems);
     void markRetryAttempt();
-    /// True when the record has come back empty before, that is from the second time on.
+    /// True from the second empty result of the record on.
     bool incrementEmptyResultCount();
     void markMetricsReported(const QString& metricsId);
     void migratePendingAudioToRetainedIfNeeded();
-    /// Adds the name unless the record carries it.
+    /// Adds the name unless the record already has it.
     void addTag(const QString& name);
     void removeTag(const QString& name);
     void toggleFavorite() { isFavorite = !isFavorite; }
     void saveVersions(const QList<PersistedTextVersion>& versions);
 
-    // Decoded from, and encoded to, the data fields; what cannot be decoded reads as empty or nothing.
+    // Decoded from and encoded to the data fields; undecodable values read as empty or nothing.
     [[nodiscard]] QStringList tagNames() const;
     void setTagNames(const QStringList& names);
     /// Speaker id to display name.
@@ -118,14 +119,14 @@ public:
     void setChannelSegments(const std::optional<QList<ChannelSegment>>& segments);
     [[nodiscard]] QList<PersistedTextVersion> persistedVersions() const;
 
-    /// The title, else the beginning of the text on one line.
+    /// The title, otherwise the beginning of the text on one line.
     [[nodiscard]] QString displayTitle() const;
-    /// The meeting without labels, a paragraph for each turn.
+    /// The meeting's text without labels, one paragraph for each turn.
     [[nodiscard]] QString meetingPlainText() const;
-    /// The audio file that plays: the pending one, else the retained one.
+    /// The audio file for playback: the pending one, otherwise the retained one.
     [[nodiscard]] std::optional<QString> effectiveAudioId() const;
     [[nodiscard]] bool hasAudioOnDisk() const;
-    /// A session still works on it.
+    /// Whether a session is still working on it.
     [[nodiscard]] bool isBusy() const;
 };
 
@@ -135,9 +136,9 @@ using RecordPointer = std::shared_ptr<TranscriptionRecord>;
 QStringList decodeTagNames(const QByteArray& json);
 QByteArray encodeTagNames(const QStringList& names);
 
-/// Number of words of a text, as the history counts them: stretches without white space.
+/// The number of words of a text, as counted by the history: runs without white space.
 int64_t countWords(const QString& text);
-/// "<id>.pcm" in the folder that audio is kept in; empty when `id` is no plain file name.
+/// "<id>.pcm" in the audio folder; empty when `id` is not a plain file name.
 QString audioPath(const QString& id);
 
 } // namespace quillo

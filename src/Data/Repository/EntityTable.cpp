@@ -6,7 +6,7 @@ namespace quillo {
 
 namespace {
 
-// The declared types are those that the files of earlier versions have.
+// The declared types are those of files from earlier versions.
 constexpr auto text = "VARCHAR";
 constexpr auto integer = "INTEGER";
 constexpr auto date = "TIMESTAMP";
@@ -14,7 +14,7 @@ constexpr auto real = "FLOAT";
 constexpr auto blob = "BLOB";
 
 using R = RecordFields;
-// What lists show comes first and what may be long comes last: a row is read only as far as it is needed.
+// Columns shown in lists come first and long ones last, because a row is read only as far as needed.
 const std::array recordColumns{
     Column<R>{"ZID", blob, &R::id},
     Column<R>{"ZCREATEDAT", date, &R::createdAt},

@@ -13,7 +13,7 @@
 
 namespace quillo {
 
-/// A stored field and the column that holds it.
+/// A stored field and its column.
 template <typename Fields>
 struct Column {
     using Member = std::variant<QUuid Fields::*, QString Fields::*, QDateTime Fields::*, int64_t Fields::*,
@@ -32,7 +32,7 @@ struct EntityTable {
     const char* table;
     std::span<const Column<Fields>> columns;
 
-    /// The columns in order, each led by `prefix`.
+    /// The columns in order, each preceded by `prefix`.
     [[nodiscard]] std::string columnList(const char* prefix = "") const {
         std::string list;
         for (const auto& column : columns)
@@ -64,7 +64,7 @@ struct EntityTable {
         statement.reset();
     }
 
-    /// Writes the columns in which `now` differs from `before`.
+    /// Updates the columns in which `now` differs from `before`.
     void update(Database& database, const Fields& before, const Fields& now) const {
         std::string assignments;
         QList<const Column<Fields>*> changed;

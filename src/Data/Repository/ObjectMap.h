@@ -10,8 +10,8 @@
 
 namespace quillo {
 
-/// The live objects of one class, each with what the store holds of it. An object stays while anybody else holds it or
-/// its changes are not saved.
+/// The live objects of one class, each with its stored values. An object is kept as long as it is held elsewhere or has
+/// unsaved changes.
 template <typename Object, typename Fields, typename Key>
 class ObjectMap {
 public:
@@ -81,7 +81,7 @@ public:
         [[nodiscard]] bool isEmpty() const { return inserted.isEmpty() && updated.isEmpty() && removed.isEmpty(); }
     };
 
-    /// What `write` wrote is the store's now.
+    /// The values written by `write` are now the stored ones.
     Changes settle() {
         Changes changes;
         for (auto item = m_entries.begin(); item != m_entries.end();) {

@@ -10,7 +10,7 @@
 
 namespace quillo {
 
-/// Which records to fetch, newest first. What is left empty does not restrict; everything given must hold.
+/// Which records to fetch, newest first. Empty fields do not restrict the result; all given conditions must hold.
 struct RecordQuery {
     QStringList statuses; ///< any of these
     std::optional<QString> userId;
@@ -19,8 +19,8 @@ struct RecordQuery {
     std::optional<QString> clientRecordingId;
     std::optional<QString> audioRetainedId;
     std::optional<QString> sourceDevice;
-    /// What the user typed: every word must stand in text, title, application or tags, the last one may be only begun.
-    /// Case and diacritics do not matter. A blank search does not restrict; one without any letter finds nothing.
+    /// The user's search: every word must occur in text, title, application or tags; the last word may be incomplete.
+    /// Case and diacritics are ignored. A blank search does not restrict; one without any letter finds nothing.
     QString search;
     QStringList tagNames; ///< all of these, as written
     bool favoritesOnly = false;
@@ -28,10 +28,10 @@ struct RecordQuery {
     bool unsyncedOnly = false;              ///< `syncedAt` is unset
     std::optional<QDateTime> createdBefore; ///< exclusive
     std::optional<QDateTime> createdAfter;  ///< inclusive
-    /// Continues behind this record, the last of the page before: as fast for the last page as for the first.
+    /// Continues after this record, the last of the previous page. Equally fast for every page.
     std::optional<QUuid> after;
     int64_t limit = -1; ///< negative: all
-    int64_t offset = 0; ///< costs a step each; page with `after`
+    int64_t offset = 0; ///< takes time proportional to it; prefer `after` for paging
 };
 
 } // namespace quillo

@@ -9,13 +9,13 @@ namespace quillo {
 
 namespace {
 
-/// More would cost more to look for than the index's own way.
+/// Looking up more words would cost more than the index's own prefix search.
 constexpr qsizetype mostCompletions = 256;
 
 std::optional<QStringList> wordsBeginningWith(const QString& prefix, Database& database) {
     auto& statement = database.prepared("SELECT word FROM QuilloWord WHERE word >= ?1 AND word < ?2 LIMIT " +
                                         std::to_string(mostCompletions + 1));
-    // Behind every word that begins so.
+    // Sorts after every word with this beginning.
     statement.bind(1, prefix).bind(2, QString(prefix + QString::fromUcs4(U"\U0010ffff", 1)));
     QStringList words;
     while (statement.step())
@@ -39,7 +39,7 @@ QString fullTextQuery(const RecordQuery& query, Database& database) {
 RecordSelect::RecordSelect(const RecordQuery& query, Database& database) : m_query(query) {
     const auto words = fullTextQuery(query, database);
     if (!words.isEmpty()) {
-        // Bounds belong to the full-text table, so that it does not read what lies outside them.
+        // Apply the bounds to the full-text table, so that it does not read rows outside them.
         m_position = "s.rowid";
         m_match = parameter([words](Statement& statement, int index) { statement.bind(index, words); });
     } else {
@@ -57,7 +57,7 @@ RecordSelect::RecordSelect(const RecordQuery& query, Database& database) : m_que
             list += (list.empty() ? "" : ", ") +
                     parameter([status](Statement& statement, int index) { statement.bind(index, status); });
         m_conditions.push_back("r.ZSTATUS IN (" + list + ")");
-        // All but a few records are completed.
+        // Nearly all records are completed.
         m_isByIndex = m_isByIndex || !query.statuses.contains(RecordStatus::completed);
     }
     if (query.unsyncedOnly) {
@@ -123,7 +123,7 @@ std::string RecordSelect::positions() const {
 }
 
 std::string RecordSelect::rows(const std::string& columns) const {
-    // The places first, so that rows are read only for what is returned.
+    // Select the positions first, so that only returned rows are read.
     return "SELECT " + columns + " FROM (" + positions() + " ORDER BY " + m_position + " DESC LIMIT " +
            std::to_string(m_query.limit) + " OFFSET " + std::to_string(m_query.offset) +
            ") p CROSS JOIN ZTRANSCRIPTIONRECORD r ON r.Z_PK = p.record ORDER BY p.position DESC";

@@ -13,7 +13,7 @@ class RecordSelect {
 public:
     RecordSelect(const RecordQuery& query, Database& database);
 
-    /// False when the query can find nothing: its search holds no word.
+    /// False when the query cannot find anything, because its search contains no word.
     [[nodiscard]] bool canMatch() const { return m_canMatch; }
     /// Selects `columns` of the records `r`, newest first.
     [[nodiscard]] std::string rows(const std::string& columns) const;
@@ -27,7 +27,7 @@ private:
 
     RecordQuery m_query;
     bool m_canMatch = true;
-    bool m_isByIndex = false; ///< few records hold the value asked for, and an index of the records knows them
+    bool m_isByIndex = false; ///< few records have the requested value, and an index of the records lists them
     bool m_needsRecord = false;
     std::string m_position = "o.position";
     std::string m_match; ///< parameter of the full-text query

@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// What a line of the history shows of a record, without its long texts and segments. A plain value.
+/// The part of a record that a line of the history shows, without long texts and segments. A plain value.
 struct RecordSummary {
     static constexpr int previewLength = 280; ///< characters
 

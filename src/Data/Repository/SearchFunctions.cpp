@@ -31,7 +31,7 @@ struct Words {
 Words wordsOf(sqlite3_value** arguments) {
     Words words;
     words.tags = decodeTagNames(blob(arguments[3]));
-    // A line break ends every word, also those of scripts without spaces.
+    // A line break ends a word, also in scripts without spaces.
     const QStringList texts{text(arguments[0]), text(arguments[1]), text(arguments[2]), words.tags.join(u'\n')};
     words.text = searchWords::indexed(texts.join(u'\n'));
     return words;
@@ -75,7 +75,7 @@ void position(sqlite3_context* context, int /*count*/, sqlite3_value** arguments
 } // namespace
 
 int64_t positionOf(double createdAt) {
-    // Leaves room for the places of a millisecond, and holds dates far beyond any calendar.
+    // Leaves room for the positions of a millisecond and represents dates far beyond any calendar.
     constexpr double furthest = 4e12;
     constexpr int64_t placesPerMillisecond = 16;
     const double seconds = std::isfinite(createdAt) ? std::clamp(createdAt, -furthest, furthest) : 0;

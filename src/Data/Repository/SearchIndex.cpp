@@ -22,7 +22,8 @@ std::string wordsOf(const std::string& row, const char* function = "quillo_words
            ".ZTAGNAMESDATA, " + row + ".ZISFAVORITE)";
 }
 
-/// Records of one millisecond follow each other, into the next one's places when there are many of them.
+/// Records of the same millisecond get consecutive positions; if there are many, they use those of the next
+/// millisecond.
 constexpr auto enter = R"(
   INSERT INTO QuilloOrder (position, record)
   SELECT CASE WHEN last IS NULL THEN first
@@ -43,14 +44,14 @@ std::string enterWords() {
 }
 
 std::string leave() {
-    // Such an index forgets a row only when told the very words that it was given.
+    // Such an index removes a row only when it is given exactly the words that were inserted.
     return "INSERT INTO QuilloSearch (QuilloSearch, rowid, words) SELECT 'delete', position, " + wordsOf("old") +
            " FROM QuilloOrder WHERE record = old.Z_PK;\n"
            "DELETE FROM QuilloOrder WHERE record = old.Z_PK;\n";
 }
 
 std::string triggers() {
-    // One trigger for every kind of update: several would run in no certain order.
+    // Use one trigger for all kinds of updates: several would run in an undefined order.
     return "CREATE TRIGGER QuilloRecordInserted AFTER INSERT ON ZTRANSCRIPTIONRECORD BEGIN " + std::string(enter) +
            enterWords() +
            "END;\n"
@@ -81,7 +82,7 @@ void drop(Database& database) {
 void build(Database& database) {
     drop(database);
     database.execute(tables);
-    // Rising positions are what the index takes fastest.
+    // The index is fastest with increasing positions.
     {
         Statement rows(database, "SELECT ZCREATEDAT, Z_PK FROM ZTRANSCRIPTIONRECORD ORDER BY ZCREATEDAT, Z_PK");
         Statement insert(database, "INSERT INTO QuilloOrder (position, record) VALUES (?1, ?2)");

@@ -9,12 +9,12 @@ namespace quillo::searchWords {
 
 namespace {
 
-/// Longer stretches are no words (encoded data, mostly); they are found by their beginning.
+/// Longer runs are not words (mostly encoded data); only their beginning is indexed.
 constexpr qsizetype longestWord = 48;
-/// More words than anybody types; a pasted page is looked for by its beginning.
+/// More words than a user types; of a pasted page only the beginning is searched for.
 constexpr qsizetype mostSearchWords = 32;
 
-// Private-use characters, which are no part of a text's words.
+// Private-use characters, which do not occur in words of a text.
 constexpr QChar tagMarker(u'\uE000');
 constexpr QChar favoriteMarker(u'\uE001');
 
@@ -24,7 +24,7 @@ bool isDiacritic(char32_t character) {
            (character >= 0xfe00 && character <= 0xfe0f);
 }
 
-/// Letters that Unicode does not take apart though people type them so.
+/// Letters that Unicode does not decompose, although users type the plain letters instead.
 std::u32string_view spelledOut(char32_t character) {
     switch (character) {
     case U'ß':
@@ -68,7 +68,7 @@ enum class Kind {
     gap,
     spaced,   ///< part of a word between spaces
     unspaced, ///< of a script written without spaces
-    alone,    ///< a symbol that is a word by itself, such as an emoji
+    alone,    ///< a symbol that forms a word of its own, such as an emoji
 };
 
 bool isUnspacedScript(char32_t character) {
@@ -98,7 +98,7 @@ Kind kindOf(char32_t character, Kind before) {
     const bool isLetter = QChar::isLetterOrNumber(character) || QChar::isMark(character);
     if (isLetter && isUnspacedScript(character))
         return Kind::unspaced;
-    // The long-vowel sign and its like belong to no script of their own.
+    // The long-vowel sign and similar characters have no script of their own.
     const auto script = QChar::script(character);
     if (isLetter && before == Kind::unspaced && (script == QChar::Script_Common || script == QChar::Script_Inherited) &&
         !QChar::isDigit(character))
@@ -109,7 +109,7 @@ Kind kindOf(char32_t character, Kind before) {
     return category == QChar::Symbol_Other || category == QChar::Symbol_Currency ? Kind::alone : Kind::gap;
 }
 
-/// Calls `sink(characters, kind)` for each stretch of one kind, in order; gaps are left out.
+/// Calls `sink(characters, kind)` for each run of one kind, in order; skips everything else.
 template <typename Sink>
 void forEachRun(const std::u32string& text, Sink sink) {
     size_t start = 0;
@@ -177,7 +177,7 @@ QString tagMark(const QString& tagName) { return tagMarker + QString::fromLatin1
 QString favoriteMark() { return favoriteMarker; }
 
 bool isListed(const QString& word) {
-    // Surrogates only ever make a word seem longer.
+    // Counting surrogates can only make a word seem longer.
     return word.size() > longestIndexedPrefix;
 }
 
@@ -186,7 +186,7 @@ QString matching(const QString& search, const QStringList& marks, const Completi
     for (const auto& mark : marks)
         terms.append(quoted(mark));
     const auto text = folded(search.left(4096));
-    QString open; // what the last word begins with, while it is typed
+    QString open; // the beginning of the last word, which may be incomplete
     qsizetype words = 0;
     forEachRun(text, [&](std::u32string_view run, Kind kind) {
         if (words >= mostSearchWords)
@@ -200,7 +200,7 @@ QString matching(const QString& search, const QStringList& marks, const Completi
         ++words;
         const auto word = toString(run.substr(0, longestWord));
         terms.append(quoted(word) + (kind == Kind::unspaced ? asPrefix : QString()));
-        // Also with a blank behind it, or the results would vanish between two words.
+        // Also after a trailing space, because otherwise the results would disappear between two words.
         if (kind == Kind::spaced)
             open = word;
     });

@@ -38,7 +38,7 @@ QString describe(int error) {
                                      : QStringLiteral("Check the permissions of the file and its folder")));
 }
 
-/// SQLite gives its companions the mode of the database, so the file is made private before it is opened.
+/// SQLite gives the log files the mode of the database, so create the file as private before opening it.
 void makePrivateFile(const QString& path) {
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR);
@@ -58,8 +58,8 @@ StoreError damaged(const QString& path, const QString& detail) {
     return {StoreError::Cause::damaged, QStringLiteral("The history (%1) is damaged: %2.").arg(path, detail)};
 }
 
-/// Cheap, whatever the size: the schema, the ends of every table, and that the file is as long as it says. All of it
-/// is looked through only after damage was met in use.
+/// A quick check for any size: the schema, the ends of every table, and the length of the file. The whole file is
+/// checked only after damage was found in use.
 void check(Database& database, const QString& path) {
     const auto pages = database.integer("PRAGMA page_count").value_or(0);
     const auto pageSize = database.integer("PRAGMA page_size").value_or(0);
@@ -93,12 +93,12 @@ void check(Database& database, const QString& path) {
 
 std::unique_ptr<Database> openChecked(const QString& path) {
     auto database = std::make_unique<Database>(path);
-    // Until the file is known to be sound, nothing may touch its bytes.
+    // Do not modify the file until it is known to be sound.
     database->setCheckpointsOnClose(false);
     check(*database, path);
     database->execute("PRAGMA journal_mode = WAL");
     database->execute("PRAGMA synchronous = NORMAL");
-    // The log is cut back after a large transaction; it would keep its size for good.
+    // Truncate the log after a large transaction; otherwise it would keep its size for good.
     database->execute("PRAGMA journal_size_limit = 4194304");
     storeSchema::prepare(*database);
     database->setCheckpointsOnClose(true);
@@ -138,7 +138,7 @@ void migrateLegacy(const QString& legacyPath, const QString& path) {
     try {
         isOurs = SQLiteHelper::tableExists(SQLiteHelper::open(legacyPath), QStringLiteral("ZTRANSCRIPTIONRECORD"));
     } catch (const SQLiteHelper::Error&) {
-        // Not a database, or not ours to read: the same to us.
+        // Not a database or not readable: treat both alike.
     }
     if (!isOurs) {
         log(QStringLiteral("⚠️ DataContainer: legacy default.store does not contain Quillo data — skipping migration"),

@@ -15,13 +15,13 @@ struct Opened {
     QString setAsideReason; ///< a sentence for the user
 };
 
-/// The folder, made if needed and readable by its owner alone. Throws StoreError.
+/// The folder, created if needed, readable only by its owner. Throws StoreError.
 void makeFolder(const QString& path);
-/// Copies the legacy store and its companions to `path` when there is none yet and it holds our records. Never fails:
-/// what was copied in part is removed again.
+/// Copies the legacy store and its log files to `path` if that does not exist yet and the legacy store contains our
+/// records. Never fails: removes an incomplete copy.
 void migrateLegacy(const QString& legacyPath, const QString& path);
-/// Opens or makes the store and brings it up to date. A file that is damaged, or that only a later version can read,
-/// is renamed with its companions to "<path>.damaged-<UTC time>" or "<path>.newer-<UTC time>". Throws StoreError.
+/// Opens or creates the store and upgrades it. A damaged file, or one that only a later version can read, is renamed
+/// with its log files to "<path>.damaged-<UTC time>" or "<path>.newer-<UTC time>". Throws StoreError.
 Opened open(const QString& path);
 
 } // namespace quillo::storeFile

@@ -10,7 +10,7 @@ namespace quillo::storeSchema {
 
 namespace {
 
-// The object store's own tables, as it makes them.
+// The object store's own tables, as it creates them.
 constexpr auto bookkeepingTables = R"(
 CREATE TABLE IF NOT EXISTS Z_PRIMARYKEY (Z_ENT INTEGER PRIMARY KEY, Z_NAME VARCHAR, Z_SUPER INTEGER, Z_MAX INTEGER);
 CREATE TABLE IF NOT EXISTS Z_METADATA (Z_VERSION INTEGER PRIMARY KEY, Z_UUID VARCHAR(255), Z_PLIST BLOB);
@@ -20,7 +20,7 @@ CREATE TABLE IF NOT EXISTS QuilloStore (name TEXT PRIMARY KEY, value INTEGER) WI
 INSERT OR IGNORE INTO QuilloStore VALUES ('compatible_since', 1);
 )";
 
-// Every row has an identity of its own, a place in the order and a state. Later rows of one identity get a new one.
+// Every row needs a unique identity, a date and a status. Further rows with the same identity get a new one.
 constexpr auto rowRepairs = R"(
 UPDATE ZTRANSCRIPTIONRECORD SET ZID = randomblob(16)
  WHERE typeof(ZID) <> 'blob' OR length(ZID) <> 16
@@ -98,7 +98,7 @@ void prepare(Database& database) {
         try {
             requireUsable(database);
         } catch (const StoreError& error) {
-            // A later version that does not even keep the table it says this in.
+            // A later version that does not even have the table with this information.
             throw error.cause() == StoreError::Cause::other ? tooNew(database) : error;
         }
         return;
@@ -112,7 +112,7 @@ void prepare(Database& database) {
         prepareTable(database, tagTable());
         prepareTable(database, recordTable());
         describeStore(database);
-        // Without the triggers: the index is made when the rows are right.
+        // Without the triggers: the index is built once the rows are correct.
         searchIndex::drop(database);
         database.execute(rowRepairs);
         database.execute(indexes);

@@ -18,8 +18,8 @@ double toSeconds(const QDateTime& date);
 /// Dates outside the years 1 to 9999 are moved to that range.
 QDateTime fromSeconds(double seconds);
 
-// How each type stands in a column. What another program left there is converted as far as it can be, and reads as
-// empty otherwise; reading never fails.
+// How each type is stored in a column. Values of another type are converted if possible and read as empty otherwise;
+// reading never fails.
 void load(const Statement& row, int column, QUuid& value);
 void load(const Statement& row, int column, QString& value);
 void load(const Statement& row, int column, QDateTime& value);
