@@ -12,13 +12,13 @@ namespace quillo {
 
 namespace {
 
-/// What ended a request before the network did.
+/// Why we ended a request before the network did.
 struct Abort {
     bool isOverlong = false;
     bool isTimeout = false;
 };
 
-/// A name that cannot leave the quotes of a header.
+/// A name without characters that could end the quotes of a header.
 QString quoted(QString name) {
     name.remove(QChar(u'\r')).remove(QChar(u'\n')).replace(u'"', u'_').replace(u'\\', u'_');
     return u'"' + name + u'"';
@@ -56,7 +56,7 @@ FileTransfer::Answer readAnswer(QNetworkReply& reply, const Abort& abort) {
     answer.redirectTo = reply.header(QNetworkRequest::LocationHeader).toUrl().host();
     if (reply.isOpen()) // not after an abort
         answer.body = reply.readAll();
-    // From here on the errors say what the status says already.
+    // From here on the errors only repeat the status.
     const bool isWhole = reply.error() == QNetworkReply::NoError || reply.error() >= QNetworkReply::ContentAccessDenied;
     if (abort.isOverlong || answer.body.size() > FileTransfer::longestAnswer) {
         answer.outcome = Outcome::unusable;
@@ -79,7 +79,7 @@ FileTransfer::Answer readAnswer(QNetworkReply& reply, const Abort& abort) {
 struct FileTransfer::Core {
     Prepare prepare;
     Clock& clock;
-    std::unique_ptr<QObject> requests; ///< parent of all that run; null once the owner has gone
+    std::unique_ptr<QObject> requests; ///< parent of all running requests; null once the owner is destroyed
 };
 
 FileTransfer::FileTransfer(Prepare prepare, Clock& clock)
@@ -95,7 +95,7 @@ Task<FileTransfer::Answer> FileTransfer::send(std::shared_ptr<Core> core, Reques
         answer = co_await attempt(core, request);
         if (!answer.isHandshakeFailure)
             break;
-        // The local server may have made its authority since.
+        // The local server may have created its authority in the meantime.
     }
     co_return answer;
 }
@@ -103,19 +103,19 @@ Task<FileTransfer::Answer> FileTransfer::send(std::shared_ptr<Core> core, Reques
 Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Request description) {
     QNetworkRequest request(description.url);
     request.setRawHeader("Authorization", "Bearer " + description.accessToken.toUtf8());
-    // The word by which the servers know the desktop application, whatever the desktop.
+    // Servers identify the desktop application by this word, on every platform.
     request.setRawHeader("X-Platform", "macOS");
-    // A short answer may unpack to a very long one.
+    // Do not accept compression: a short answer may decompress to a very long one.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setRawHeader("Connection", "close");
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    // With one request at a time it gains nothing.
+    // HTTP/2 brings no benefit with one request at a time.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     if (core->prepare)
         core->prepare(request);
 
-    // A manager for each request. Requests are minutes apart, and a kept connection would fail one whenever the server
-    // has closed it meanwhile; a POST is not sent again by itself.
+    // Use a new manager for each request. Requests are minutes apart, and on a kept connection that the server has
+    // closed the next one would fail, because a POST is not resent automatically.
     auto* const network = new QNetworkAccessManager(core->requests.get());
     QNetworkReply* reply = nullptr;
     if (description.upload) {
@@ -158,7 +158,7 @@ Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Req
     QObject::connect(
         reply, &QNetworkReply::metaDataChanged, reply,
         [arm, reply, refuseBeyondLimit] {
-            // Once, so that an answer that trickles has an end.
+            // Set it once, so that a trickling answer ends too.
             arm();
             refuseBeyondLimit(reply->header(QNetworkRequest::ContentLengthHeader).toLongLong());
         },
@@ -170,7 +170,7 @@ Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Req
         sink.finish();
         network->deleteLater();
     });
-    // With its manager the reply goes without a word.
+    // Destroying the manager deletes the reply without emitting finished().
     QObject::connect(reply, &QObject::destroyed, [watch, sink = sink] {
         watch->timer.reset();
         sink.finish();

@@ -17,17 +17,17 @@
 
 namespace quillo {
 
-/// A file and the words that go with it, sent as multipart form data.
+/// A file and its form fields, sent as multipart form data.
 struct FileUpload {
     QString filePath;
-    QString fileName;                                   ///< as the server is told
+    QString fileName;                                   ///< as sent to the server
     std::vector<std::pair<QByteArray, QString>> fields; ///< after the file, in this order
 };
 
-/// Requests of whole files and their answers, each over a connection of its own. Main thread.
+/// Uploads whole files and reads the answers, each over its own connection. Main thread.
 ///
-/// Files are read while they are sent, never held. Redirects are not followed, as every request carries the user's
-/// token. An answer beyond `longestAnswer` is refused before it is complete.
+/// Files are streamed, never held in memory. Redirects are not followed, because every request carries the user's
+/// token. An answer longer than `longestAnswer` is refused before it is complete.
 class FileTransfer {
 public:
     /// In bytes. The longest real answer, an eight-hour meeting by speakers, is around 4 MiB.
@@ -45,8 +45,8 @@ public:
     struct Answer {
         enum class Outcome {
             answered,
-            unusable,    ///< too long, or its end did not come
-            unreachable, ///< no answer, or one that broke off
+            unusable,    ///< too long or incomplete
+            unreachable, ///< no answer, or a truncated one
         };
         Outcome outcome = Outcome::unreachable;
         int status = 0;
@@ -56,15 +56,16 @@ public:
         bool isHandshakeFailure = false; ///< the server's certificate was not trusted
     };
 
-    /// Gives a request the authorities to trust; may be empty. `clock` outlives the requests.
+    /// Sets the authorities that a request trusts; may be empty. `clock` must outlive the requests.
     using Prepare = std::function<void(QNetworkRequest&)>;
     FileTransfer(Prepare prepare, Clock& clock);
-    /// Requests that still run end as unreachable.
+    /// Running requests end as unreachable.
     ~FileTransfer();
     FileTransfer(const FileTransfer&) = delete;
     FileTransfer& operator=(const FileTransfer&) = delete;
 
-    /// A handshake that fails for want of trust is tried once more, with what is trusted then.
+    /// A handshake that fails because the certificate is not trusted is retried once, with the authorities trusted
+    /// then.
     Task<Answer> send(Request request);
 
 private:

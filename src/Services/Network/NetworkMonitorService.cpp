@@ -9,8 +9,8 @@ namespace quillo {
 struct NetworkMonitorService::State {
     bool serverIsLoopback = false;
     bool isStarted = false;
-    // Until the monitor has spoken the network counts as there: a request that fails is put off as well, but one
-    // that is put off for no reason makes the user wait.
+    // Until the monitor has reported, assume a connection: a request that fails is retried anyway, but one postponed
+    // for no reason makes the user wait.
     bool isConnected = true;
     std::vector<AsyncStream<bool>::Sink> subscribers;
 

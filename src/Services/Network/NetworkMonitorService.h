@@ -7,11 +7,11 @@
 
 namespace quillo {
 
-/// Keeps whether the machine is online, from the reports of a path monitor. Main thread.
+/// Whether the machine is online, from the reports of a path monitor. Main thread.
 class NetworkMonitorService final : public NetworkMonitorServiceProtocol {
 public:
-    /// With `serverIsLoopback` the service reports "connected" whatever the network does: the way to a server on this
-    /// machine leads through no network, and somebody offline must be able to dictate.
+    /// With `serverIsLoopback` the service always reports "connected": a server on this machine is reached without a
+    /// network, and dictation must work offline.
     NetworkMonitorService(std::unique_ptr<NetworkPathMonitor> monitor, bool serverIsLoopback);
     ~NetworkMonitorService() override;
 

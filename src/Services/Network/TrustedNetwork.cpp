@@ -96,8 +96,7 @@ std::shared_ptr<TrustedNetwork> TrustedNetwork::fromEnvironment(bool onlyOwnServ
     auto trust =
         std::make_shared<TrustedNetwork>(data % QStringLiteral("/quillo/server/authority.pem"), std::move(extra));
     trust->m_cache->onlyOwnServer = onlyOwnServer;
-    // Begun now, on another thread: left to the first request, the main thread would do it, and hear no hotkey the
-    // while.
+    // Begin now on another thread. Otherwise the first request would do it on the main thread and block the hotkeys.
     if (!onlyOwnServer)
         trust->m_cache->loadSystem();
     return trust;
@@ -125,10 +124,10 @@ QSslConfiguration TrustedNetwork::configuration(const QUrl& url) const {
         configuration.setCaCertificates(added);
         return configuration;
     }
-    // A configuration that lists authorities no longer loads the system's on demand, so they are listed as well.
+    // A configuration with its own list does not load the system's authorities on demand, so add them to the list.
     m_cache->loadSystem();
-    // What serves this machine is vouched for by what was added; nobody waits for the rest of the list in the first
-    // second after the start, when recordings that wait are sent and the hotkeys are armed already.
+    // For a server on this machine the added authority is enough. Do not wait for the rest of the list in the first
+    // second after the start, when waiting recordings are sent and the hotkeys are already armed.
     const bool isLoaded = m_cache->system.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     configuration.setCaCertificates(isLoaded || !isLoopback(url) ? m_cache->system.get() + added : added);
     return configuration;

@@ -10,7 +10,7 @@
 
 namespace quillo {
 
-/// A piece of a meeting as the server's messages carry it.
+/// A segment of a meeting, as in the server's messages.
 struct TranscriptSegment {
     QString text;
     QString speaker;
@@ -29,7 +29,7 @@ struct LanguageMismatch {
     bool operator==(const LanguageMismatch&) const = default;
 };
 
-/// What the server reported, decoded; and `ConnectionLost`, which the client raises itself.
+/// The server's messages, decoded, and `ConnectionLost`, which the client creates.
 namespace server {
 struct SessionStarted {
     QString sessionId;

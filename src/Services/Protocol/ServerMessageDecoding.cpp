@@ -21,7 +21,7 @@ TranscriptionResult transcript(const ResponseData& data) {
 
 QString number(double value) { return QString::number(value, 'g', 15); }
 
-/// The text of the session, and what it replaced.
+/// The text of the session, and the text that it replaced.
 QString chooseFinalText(const ResponseData& data, SessionTexts& texts, QStringList& lines) {
     const auto raw = data.text && !data.text->isEmpty() ? *data.text : texts.accumulatedText;
     texts.commandWasApplied = data.commandApplied.value_or(false);

@@ -7,8 +7,7 @@
 
 namespace quillo {
 
-/// Turns `response` into its event and writes what it says about the session into `texts`. The lines to log are
-/// appended to `lines`. Any thread.
+/// Turns `response` into its event, updates `texts`, and appends log lines to `lines`. Any thread.
 ServerMessage decodeServerMessage(const ServerResponse& response, SessionTexts& texts, QStringList& lines);
 
 } // namespace quillo

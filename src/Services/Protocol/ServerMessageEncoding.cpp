@@ -69,8 +69,8 @@ QString startSession(const SessionRequest& request, const QString& clientVersion
 }
 
 QString audioChunk(const QByteArray& data) {
-    // Ten a second for as long as somebody speaks. Base64 needs no escaping, so the frame is put together directly: a
-    // JSON writer would look at every character again.
+    // Sent ten times a second during a dictation. Base64 needs no escaping, so assemble the frame directly: a JSON
+    // writer would scan every character again.
     return u"{\"type\":\"audio_chunk\",\"data\":\"" % QLatin1String(data.toBase64()) % u"\"}";
 }
 

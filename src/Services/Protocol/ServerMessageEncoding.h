@@ -11,11 +11,11 @@ namespace quillo {
 /// Pure functions, any thread.
 namespace encoding {
 
-/// Without a mode, it is "meeting_streaming" for more than one audio source and "streaming" otherwise.
+/// The default mode is "meeting_streaming" for more than one audio source, otherwise "streaming".
 QString startSession(const SessionRequest& request, const QString& clientVersion);
 /// The mode that `startSession` sends for `request`.
 QString sessionMode(const SessionRequest& request);
-/// `data` as it stands: chunks are neither re-framed nor padded.
+/// Sends `data` unchanged: chunks are neither re-framed nor padded.
 QString audioChunk(const QByteArray& data);
 QString endSession();
 /// `switchTimestamp` in seconds.

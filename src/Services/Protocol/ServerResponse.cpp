@@ -35,7 +35,7 @@ bool convert(const Json& value, bool& field) {
 }
 
 bool convert(const Json& value, int& field) {
-    // Some writers send whole numbers as 12.0; through double, both the type and the range are checked in one place.
+    // Some writers send whole numbers as 12.0. Reading through double checks type and range in one place.
     if (!value.is_number())
         return false;
     const auto number = value.get<double>();
@@ -50,7 +50,7 @@ const char* nameOf(double) { return "number"; }
 const char* nameOf(bool) { return "boolean"; }
 const char* nameOf(int) { return "integer"; }
 
-/// Reads the keys of one object, noting those of the wrong type.
+/// Reads the keys of one object and records those of the wrong type.
 class Reader {
 public:
     Reader(const Json& object, QStringList& faults) : m_object(object), m_faults(faults) {}

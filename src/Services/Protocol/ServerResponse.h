@@ -31,8 +31,8 @@ struct ResponseData {
 
 /// The envelope of every server message.
 struct ServerResponse {
-    /// A longer frame is dropped unread, in bytes. The longest real one, the end of an eight-hour meeting with its
-    /// segments, is around 4 MiB.
+    /// A longer frame, in bytes, is dropped unread. The longest real one, the end of an eight-hour meeting with its
+    /// segments, is about 4 MiB.
     static constexpr qsizetype longestFrame = 8LL * 1024 * 1024;
     /// Deeper nesting is refused before the text is parsed; the protocol's own messages reach five.
     static constexpr int deepestNesting = 32;
@@ -42,7 +42,7 @@ struct ServerResponse {
     /// Keys whose value had the wrong type, each as "key: expected type".
     QStringList typeFaults;
 
-    /// Nothing when `frame` is not a JSON object with a text "type". Accepts any bytes; any thread.
+    /// Nothing when `frame` is not a JSON object with a string "type". Accepts any bytes; any thread.
     static std::optional<ServerResponse> decode(const QByteArray& frame);
 };
 

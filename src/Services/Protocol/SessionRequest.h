@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// A spoken phrase bound to an instruction for the server's language model.
+/// A spoken phrase that triggers an instruction to the server's language model.
 struct VoiceCommandEntry {
     QString trigger;
     QString prompt;
@@ -16,7 +16,7 @@ struct VoiceCommandEntry {
     bool operator==(const VoiceCommandEntry&) const = default;
 };
 
-/// What `startSession` sends; an absent option is left out of the message.
+/// The content of `startSession`; absent options are left out of the message.
 struct SessionRequest {
     QStringList languages;
     std::optional<QString> appContext;

@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// What the connection keeps of the session: survives the connection, cleared by `clearAllText`.
+/// The texts of the session. They outlive the connection; `clearAllText` clears them.
 struct SessionTexts {
     QString accumulatedText; ///< final transcripts of the session joined together
     QString lastPartialText;
@@ -30,9 +30,10 @@ struct SessionTexts {
     QString lastMeetingActionItems;
     std::optional<LanguageMismatch> lastLanguageMismatch;
 
-    /// The accumulated text, else the meeting's plain text, else the last partial, else what was saved at a disconnect.
+    /// The first that exists of: the accumulated text, the meeting's plain text, the last partial, the text saved at a
+    /// disconnect.
     [[nodiscard]] QString bestAvailableText() const;
-    /// The meeting's plain text, else the best available.
+    /// The meeting's plain text, otherwise the best available text.
     [[nodiscard]] QString textForInjection() const;
 };
 

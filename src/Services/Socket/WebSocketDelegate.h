@@ -10,7 +10,7 @@ namespace quillo {
 /// `url` for a log line: without the token.
 QString redactedAddress(const QUrl& url);
 
-/// Writes the life of a socket to the log, and does nothing else. Any thread.
+/// Logs the events of a socket and does nothing else. Any thread.
 class WebSocketDelegate {
 public:
     explicit WebSocketDelegate(QString address) : m_address(std::move(address)) {}

@@ -18,7 +18,7 @@ constexpr auto lifeCheckInterval = 60s;
 
 } // namespace
 
-/// The main thread's side. Coroutines hold it, so that one that outlives the service still finds its executor; it is
+/// The main thread's side. Coroutines hold it, so that the executor exists even if they outlive the service; it is
 /// destroyed on the main thread.
 struct WebSocketService::Core : std::enable_shared_from_this<WebSocketService::Core> {
     Clock& clock;
@@ -32,7 +32,7 @@ struct WebSocketService::Core : std::enable_shared_from_this<WebSocketService::C
     uint64_t disconnects = 0;
     bool isShutDown = false;
     Clock::TimerHandle lifeTimer;
-    // In this order: the thread ends before the actor that its last work refers to.
+    // Keep this order: the thread ends before the actor is destroyed, because its last work refers to the actor.
     WebSocketServiceActor actor;
     SerialExecutor executor{QStringLiteral("com.quillo.websocket")};
 
@@ -54,8 +54,8 @@ struct WebSocketService::Core : std::enable_shared_from_this<WebSocketService::C
         co_return reply ? *std::move(reply) : WebSocketReply::failure(Code::connectionCancelled);
     }
 
-    /// The actor lives until the executor has run what is queued, so a reference is enough; holding the core there
-    /// would let its last reference go on the executor's own thread.
+    /// The actor lives until the executor has run its queue, so a reference is enough. Holding the core there could
+    /// destroy it on the executor's own thread.
     void post(std::function<void(WebSocketServiceActor&)> work) {
         if (!isShutDown)
             executor.post([target = &actor, work = std::move(work)] { work(*target); });
@@ -95,7 +95,7 @@ struct WebSocketService::Core : std::enable_shared_from_this<WebSocketService::C
         }
     }
 
-    /// One try; throws when it fails.
+    /// One attempt; throws on failure.
     static Task<WebSocketReply::Kind> attempt(std::shared_ptr<Core> core) {
         const auto connection = ++core->lastConnection;
         auto [stream, events] = AsyncStream<ServerMessage>::make(EventExecutor::main());
@@ -125,11 +125,11 @@ struct WebSocketService::Core : std::enable_shared_from_this<WebSocketService::C
         co_return reply.kind;
     }
 
-    /// Looks once a minute whether the connection has lived or been silent too long.
+    /// Checks once a minute whether the connection is too old or was silent for too long.
     void watchLife(uint64_t connection, Clock::Instant start, Clock::Instant lastFrame, uint64_t framesBefore) {
         lifeTimer =
             clock.callLater(lifeCheckInterval, [weak = weak_from_this(), connection, start, lastFrame, framesBefore] {
-                // Posted, as setting the next timer would destroy this one while it runs.
+                // Post it: setting the next timer would destroy this one while it runs.
                 EventExecutor::main().post([=] {
                     const auto core = weak.lock();
                     if (!core || core->liveConnection != connection || !core->state->isConnected)
@@ -181,7 +181,7 @@ Task<> WebSocketService::startSession(SessionRequest request) {
 }
 
 Task<> WebSocketService::sendAudio(AudioChunk chunk, bool /*hasSpeech*/) {
-    // Encoded on the socket's thread: the main thread has an interface to keep fluent.
+    // Encode on the socket's thread, to keep the main thread free for the interface.
     return Core::perform(m_core, [data = chunk.data](auto& target, const auto& reply) {
         target.send(encoding::audioChunk(data), {}, reply);
     });

@@ -16,31 +16,31 @@ namespace quillo {
 
 /// The connection to the transcription server over a real WebSocket.
 ///
-/// An actor: the socket and all that belongs to it live on a thread of the service's own. Calls are posted there and
-/// their results awaited on the main thread; nothing but our own queues crosses.
+/// An actor: the socket and its state live on the service's own thread. Calls are posted there and their results are
+/// awaited on the main thread; only our own queues cross threads.
 class WebSocketService final : public WebSocketServiceProtocol {
 public:
     struct Timeouts {
         std::chrono::seconds handshake{60}; ///< from `connect` to the server's "connected"
-        std::chrono::seconds idle{3600};    ///< between two messages of the server
-        std::chrono::seconds total{3900};   ///< the longest a connection lives
+        std::chrono::seconds idle{3600};    ///< the longest time between two messages of the server
+        std::chrono::seconds total{3900};   ///< the longest lifetime of a connection
     };
 
     struct Config {
-        std::function<QUrl()> serverURL; ///< asked on the main thread at each connect
+        std::function<QUrl()> serverURL; ///< called on the main thread at each connect
         std::shared_ptr<TokenStorageProtocol> tokenStorage;
         std::optional<QString> staticToken; ///< takes precedence over the storage
         std::shared_ptr<TrustedNetwork> trust;
         QString clientVersion;
-        bool allowsMissingToken = false; ///< a development build connects without a token
+        bool allowsMissingToken = false; ///< for development: connects without a token
         Timeouts timeouts;
-        /// While more than this is unsent, in bytes, sends suspend: about 25 seconds of audio.
+        /// Sends suspend while more than this is unsent, in bytes: about 25 seconds of audio.
         qint64 unsentLimit = 1024LL * 1024;
     };
 
-    /// `clock` is the main thread's and outlives the service.
+    /// `clock` belongs to the main thread and must outlive the service.
     WebSocketService(Config config, Clock& clock);
-    /// Drops the connection; operations under way fail with `connectionCancelled` or `notConnected`.
+    /// Drops the connection; running operations fail with `connectionCancelled` or `notConnected`.
     ~WebSocketService() override;
 
     Task<> connect() override;

@@ -16,13 +16,13 @@ namespace {
 using Code = WebSocketError::Code;
 using namespace std::chrono_literals;
 
-/// Beyond this the socket itself gives up: between it and the longest frame a message is read and dropped, and the
-/// session lives on.
+/// The socket fails on messages beyond this size. A message between the longest frame and this size is read and
+/// dropped, and the session continues.
 constexpr quint64 socketFrameLimit = 64ULL * 1024 * 1024;
-/// How long a closed socket may take to hand its last bytes over before it is deleted.
+/// How long a closed socket may take to send its last bytes before it is deleted.
 constexpr auto closingTime = 2s;
 
-/// The status of an answer other than 101, which the socket tells in its error text alone; 0 when there was none.
+/// The status of an answer other than 101, which the socket reports only in its error text; 0 when there was none.
 int rejectedStatus(const QString& errorText) {
     static const QRegularExpression status(QStringLiteral("status code: (\\d{3})"));
     return status.match(errorText).captured(1).toInt();
@@ -76,7 +76,7 @@ std::optional<QUrl> WebSocketServiceActor::addressWithToken(const QUrl& serverUR
     auto address = serverURL;
     if (hasToken) {
         QUrlQuery query(address);
-        // Encoded here: what reads as an escape in the token itself must stay as it is.
+        // Encode here: a part of the token that looks like an escape must stay unchanged.
         query.addQueryItem(QStringLiteral("token"), QString::fromLatin1(QUrl::toPercentEncoding(*token)));
         address.setQuery(query);
     }
@@ -206,7 +206,7 @@ void WebSocketServiceActor::socketFailed(const QString& reason, int code) {
 }
 
 void WebSocketServiceActor::socketClosed() {
-    // An unclean end has been told by the socket's error before.
+    // The socket's error has already reported an unclean end.
     m_delegate->closed(m_socket->closeCode(), m_socket->closeReason());
     m_delegate->completed();
     const auto reason = QStringLiteral("the server closed the connection with code %1").arg(m_socket->closeCode());
@@ -327,7 +327,7 @@ void WebSocketServiceActor::leaveSocket(bool gracefully) {
         socket->deleteLater();
         return;
     }
-    // What was sent is still on its way, so the socket outlives the connection a little.
+    // Keep the socket for a moment after the connection, because the last data is still being sent.
     std::erase_if(m_closing, [](const auto& closing) { return closing.isNull(); });
     m_closing.emplace_back(socket);
     QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);

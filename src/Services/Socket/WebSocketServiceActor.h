@@ -14,7 +14,7 @@
 
 namespace quillo {
 
-/// How an operation ended, as a plain value: exceptions are thrown on the thread that awaits.
+/// The result of an operation as a plain value; the awaiting thread throws the exception.
 struct WebSocketReply {
     enum class Kind { done, alreadyConnected, busy, failed };
     Kind kind = Kind::done;
@@ -36,18 +36,18 @@ public:
 
     WebSocketServiceActor(WebSocketService::Config config, std::shared_ptr<WebSocketServiceState> state);
 
-    /// `connection` names this attempt in later calls. Events that arrive before anybody reads them wait in `events`.
+    /// `connection` identifies this attempt in later calls. Events wait in `events` until they are read.
     void connect(uint64_t connection, const QUrl& serverURL, const EventSink& events, const ReplySink& reply);
-    /// Ends the attempt or the connection of that name with a failure, as a timer demands.
+    /// Ends this attempt or connection with a failure; called by a timer.
     void fail(uint64_t connection, const QString& reason);
-    /// Nobody reads that connection's events any more.
+    /// The reader of this connection's events has gone.
     void consumerLeft(uint64_t connection);
     void disconnect(const ReplySink& reply);
-    /// Sends in order, and replies when the frame is with the socket. `logLine` is written then.
+    /// Sends in order; replies and writes `logLine` once the socket has taken the frame.
     void send(const QString& frame, const QString& logLine, const ReplySink& reply);
-    /// As `send`; from here on the end of the connection is expected.
+    /// Like `send`; afterwards the end of the connection is expected.
     void sendLast(const QString& frame, const QString& logLine, const ReplySink& reply);
-    /// Drops everything without a word to the server that would have to be waited for.
+    /// Drops everything without waiting for a closing handshake with the server.
     void shutdown();
 
 private:

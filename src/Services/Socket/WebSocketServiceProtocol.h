@@ -28,13 +28,13 @@ public:
         sessionStartFailed,
     };
 
-    /// `reason` is inserted where the code's text has room for one. `httpStatus` is the answer to a rejected upgrade
+    /// `reason` is inserted if the code's text has a placeholder. `httpStatus` is the answer to a rejected upgrade
     /// ("bad response"), 0 otherwise.
     explicit WebSocketError(Code code, const QString& reason = {}, int httpStatus = 0);
 
     [[nodiscard]] Code code() const { return m_code; }
     [[nodiscard]] int httpStatus() const { return m_httpStatus; }
-    /// The server answered the upgrade with something else than 101.
+    /// The server answered the upgrade with a status other than 101.
     [[nodiscard]] bool isRejectedUpgrade() const { return m_httpStatus != 0; }
 
 private:
@@ -61,7 +61,7 @@ public:
     virtual Task<> endSession() = 0;
     virtual Task<> sendSwitchToMeeting(double switchTimestamp, QStringList audioSources) = 0;
     virtual Task<> sendSystemAudioStatus(QString status) = 0;
-    /// The events of the present connection; one stream per connection.
+    /// The events of the current connection; one stream per connection.
     virtual AsyncStream<ServerMessage> receiveMessages() = 0;
 
     // Snapshots, readable from any thread.

@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// What the connection shows to other threads.
+/// The state of the connection that other threads may read.
 struct WebSocketServiceState {
     std::atomic<bool> isConnected = false;
     std::atomic<bool> isConnecting = false;

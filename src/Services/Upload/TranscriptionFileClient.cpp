@@ -17,7 +17,7 @@ using Error = TranscriptionFileClientError;
 
 constexpr std::chrono::milliseconds transcriptionTimeout = 300s;
 constexpr std::chrono::milliseconds pollTimeout = 30s;
-/// A token that expires within this is refreshed first, so that it holds while a long recording is sent.
+/// A token that expires within this time is refreshed first, so that it stays valid during a long upload.
 constexpr int expiryMarginSeconds = 60;
 constexpr int statusUnauthorized = 401;
 
@@ -25,7 +25,7 @@ void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[TranscriptionFileClient] ") + message, level, QStringLiteral("TranscriptionFileClient"));
 }
 
-/// A file that goes with its holder.
+/// A temporary file, removed by the destructor.
 class TemporaryFile {
 public:
     explicit TemporaryFile(QString path) : m_path(std::move(path)) {}
@@ -38,7 +38,7 @@ private:
     QString m_path;
 };
 
-/// Two requests of one recording do not share a file; it lies where only the user reads and the next start cleans up.
+/// A separate file for each request, in a folder that only the user can read and that the next start cleans up.
 QString temporaryPath(const QString& audioId) {
     const auto unique = QUuid::createUuid().toString(QUuid::WithoutBraces).left(8);
     return QStringLiteral("%1/%2-%3_retranscribe.wav").arg(pendingAudioFiles::directory(), audioId, unique);
@@ -118,7 +118,7 @@ struct TranscriptionFileClient::Core {
     Config config;
     AuthServiceProtocol& auth;
     Clock& clock;
-    std::unique_ptr<FileTransfer> transfer; ///< null once the client has gone
+    std::unique_ptr<FileTransfer> transfer; ///< null once the client is destroyed
     std::unique_ptr<SerialExecutor> files;  ///< made when it is first needed
 
     using Self = std::shared_ptr<Core>;
@@ -150,7 +150,7 @@ struct TranscriptionFileClient::Core {
         }
         const auto user = self->auth.currentUser();
         if (isRejected && user && user->isAnonymous) {
-            // Nobody can sign in to an anonymous session again; a new one serves as well.
+            // An anonymous session cannot be signed in to again; a new one is just as good.
             try {
                 co_await self->auth.createAnonymousSession();
                 co_return;
@@ -198,7 +198,7 @@ struct TranscriptionFileClient::Core {
         co_return decodeAnswer(answer, transcriptionFileCoding::decodeTranscription);
     }
 
-    /// Makes the WAV file of a recording off the main thread.
+    /// Creates the WAV file of a recording, off the main thread.
     static Task<pcm::WavSize> convert(Self self, QString wavPath, QString audioId, std::optional<QString> systemId) {
         if (!self->files)
             self->files = std::make_unique<SerialExecutor>(QStringLiteral("com.quillo.transcription-file"));
@@ -211,7 +211,7 @@ struct TranscriptionFileClient::Core {
     static Task<TranscriptionFileResponse> retranscribe(Self self, QString audioId, QString language, QString purpose,
                                                         std::optional<QString> clientRecordingId) {
         requireAudio(audioId);
-        (void)self->token(); // before the work of a conversion
+        (void)self->token(); // fail before the conversion
         const TemporaryFile wav(temporaryPath(audioId));
         co_await convert(self, wav.path(), audioId, {});
         co_return co_await transcribe(self, wav.path(), language, purpose, clientRecordingId);
@@ -240,7 +240,7 @@ struct TranscriptionFileClient::Core {
     }
 
     static Task<std::optional<DiarizationPollResponse>> poll(Self self, QString id, QString path) {
-        // The id may come from a server or a file; as part of a path it must not name another.
+        // The id may come from a server or a file; it must not change the path of the request.
         if (!pendingAudioFiles::isRecordingId(id))
             throw Error(Error::Kind::invalidURL);
         FileTransfer::Request request;

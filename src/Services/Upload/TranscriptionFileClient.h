@@ -12,7 +12,7 @@
 
 namespace quillo {
 
-/// The client of the server's file transcription. Main thread; files are converted on a queue of their own.
+/// The client of the server's file transcription. Main thread; files are converted on a separate queue.
 ///
 /// A token that is about to expire is refreshed first, and once more when the server rejects it.
 class TranscriptionFileClient final : public TranscriptionFileClientProtocol {
@@ -23,9 +23,9 @@ public:
         FileTransfer::Prepare prepareRequest; ///< adds the authorities to trust
     };
 
-    /// `auth` and `clock` outlive the client.
+    /// `auth` and `clock` must outlive the client.
     TranscriptionFileClient(Config config, AuthServiceProtocol& auth, Clock& clock);
-    /// Calls that still run end with an error.
+    /// Running calls end with an error.
     ~TranscriptionFileClient() override;
 
     Task<TranscriptionFileResponse> transcribeFile(QString filePath, QString language, QString purpose,

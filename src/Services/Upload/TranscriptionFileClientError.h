@@ -11,13 +11,13 @@ class TranscriptionFileClientError : public std::runtime_error {
 public:
     enum class Kind {
         invalidURL,
-        invalidResponse, ///< no HTTP answer that could be used: too long, never ending
+        invalidResponse, ///< no usable HTTP answer: too long or never ending
         decodingFailed,
         serverError, ///< any status but 200
         audioFileMissing,
         audioFileUnreadable,
         notAuthenticated,
-        unreachable, ///< no connection, or none that lasted; the text names the cause
+        unreachable, ///< no connection, or a broken one; the text names the cause
     };
 
     explicit TranscriptionFileClientError(Kind kind) : TranscriptionFileClientError(kind, textOf(kind)) {}
@@ -26,7 +26,7 @@ public:
     static TranscriptionFileClientError unreachable(const QString& cause);
 
     [[nodiscard]] Kind kind() const { return m_kind; }
-    /// HTTP status of a server error; 0 of the others.
+    /// The HTTP status of a server error; 0 for other errors.
     [[nodiscard]] int status() const { return m_status; }
     [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
 

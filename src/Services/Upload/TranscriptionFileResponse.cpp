@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int deepestNesting = 32;           // the answers' own reach three
+constexpr int deepestNesting = 32;           // real answers reach three levels
 constexpr qsizetype longestMessage = 500;    // characters
 constexpr double largestInteger = 1LL << 53; // a double holds every whole number up to here
 

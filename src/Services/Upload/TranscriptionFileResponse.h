@@ -18,7 +18,7 @@ struct TranscriptionFileResponse {
     bool operator==(const TranscriptionFileResponse&) const = default;
 };
 
-/// What one speaker said at a stretch. JSON keys: "speaker_label", "start", "end", "start_formatted", "end_formatted",
+/// Consecutive speech of one speaker. JSON keys: "speaker_label", "start", "end", "start_formatted", "end_formatted",
 /// "text".
 struct DiarizeSegment {
     QString speakerLabel;
@@ -45,30 +45,31 @@ struct DiarizeResponse {
     bool operator==(const DiarizeResponse&) const = default;
 };
 
-/// How far a diarization is. JSON keys: "status", "task_id", "message", and those of `DiarizeResponse` once it is done.
+/// The progress of a diarization. JSON keys: "status", "task_id", "message", and those of `DiarizeResponse` once it is
+/// done.
 struct DiarizationPollResponse {
     QString status;
     QString taskId;
     std::optional<QString> message;
     std::optional<DiarizeResponse> result;
 
-    /// The words for a task that ended, whatever the server's spelling: "completed", "complete", "done", "success".
+    /// All words that servers use for a finished task: "completed", "complete", "done", "success".
     [[nodiscard]] bool isDone() const;
     /// "failed", "error", "cancelled", "expired".
     [[nodiscard]] bool hasFailed() const;
     bool operator==(const DiarizationPollResponse&) const = default;
 };
 
-/// Reading of the server's answers. Each decode throws std::runtime_error naming what is missing or of the wrong type:
-/// only the text must be there, null counts as absent, and unknown keys are passed over. Accepts any bytes; any thread.
+/// Decodes the server's answers. Each function throws std::runtime_error naming a missing key or a wrong type. Only the
+/// text is required, null counts as absent, and unknown keys are ignored. Accepts any bytes; any thread.
 namespace transcriptionFileCoding {
 
 TranscriptionFileResponse decodeTranscription(const QByteArray& json);
 DiarizeResponse decodeDiarization(const QByteArray& json);
 DiarizationPollResponse decodePoll(const QByteArray& json);
 
-/// What an error body says: "detail", else "message", else "error", else "code"; empty when it says nothing. On one
-/// line and of a length that can be shown.
+/// The message of an error body: the first of "detail", "message", "error" and "code"; empty without one. On a single
+/// line, shortened for display.
 QString errorMessage(const QByteArray& body);
 
 } // namespace transcriptionFileCoding
