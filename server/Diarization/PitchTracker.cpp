@@ -7,15 +7,15 @@
 namespace quillo::server {
 namespace {
 
-// A voice's pitch is far below 2 kHz: a quarter of the rate does, at a sixteenth of the work.
+// The pitch of a voice is far below 2 kHz, so a quarter of the rate is enough, at a sixteenth of the work.
 constexpr size_t decimation = 4;
 constexpr double rate = 16000.0 / decimation;
 constexpr size_t count = pitchWindowSamples / decimation;
 constexpr size_t shortestLag = 10; ///< 400 Hz
 constexpr size_t longestLag = 66;  ///< 60 Hz
-/// Share of the energy that must repeat itself for a sound to count as voiced.
+/// Share of the energy that must be periodic for a sound to count as voiced.
 constexpr double voicing = 0.5;
-/// Mean square below which nothing is heard: about -60 dB.
+/// Mean square that counts as silence: about -60 dB.
 constexpr double audible = 32.0 * 32;
 
 } // namespace
@@ -27,7 +27,7 @@ std::optional<double> pitchOf(std::span<const int16_t, pitchWindowSamples> windo
     const double mean = std::accumulate(x.begin(), x.end(), 0.0) / count;
     for (double& value : x)
         value -= mean;
-    std::array<double, count + 1> energy{}; // of what stands before
+    std::array<double, count + 1> energy{}; // of all samples before the index
     for (size_t i = 0; i < count; ++i)
         energy[i + 1] = energy[i] + x[i] * x[i];
     if (energy[count] / count < audible)
@@ -44,7 +44,7 @@ std::optional<double> pitchOf(std::span<const int16_t, pitchWindowSamples> windo
     size_t best = 0;
     for (size_t lag = shortestLag; lag <= longestLag; ++lag) {
         const bool isPeak = correlation[lag] >= correlation[lag - 1] && correlation[lag] >= correlation[lag + 1];
-        // Multiples of the period correlate as well: a longer lag has to be clearly better.
+        // Multiples of the period correlate too, so a longer lag has to be clearly better.
         if (isPeak && correlation[lag] >= voicing && (best == 0 || correlation[lag] > correlation[best] + 0.1))
             best = lag;
     }

@@ -6,7 +6,7 @@
 
 namespace quillo::server {
 
-/// Samples at 16 kHz that `pitchOf` looks at.
+/// Number of samples at 16 kHz that `pitchOf` examines.
 constexpr size_t pitchWindowSamples = 640;
 
 /// The pitch of a voiced sound in Hz, 60 to 400; empty for silence and for sounds without a pitch. Normalised

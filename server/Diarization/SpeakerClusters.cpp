@@ -8,14 +8,14 @@ namespace quillo::server {
 namespace {
 
 constexpr double never = std::numeric_limits<double>::infinity();
-/// Weight of the penalty for a second voice; 1 in theory. Higher, as frames follow each other too closely to be
-/// independent, and a few seconds hold some sounds only: both make one voice look like several. Four synthetic voices
-/// are told apart, and each of them taken for one in two minutes of speech, from 0.9 to 1.2; from 1.3 on voices that
-/// say one sentence only are confused.
+/// Weight of the penalty for a second voice; 1 in theory. It is higher because neighbouring frames are not independent
+/// and a few seconds contain only some sounds: both make one voice look like several. With 0.9 to 1.2, four synthetic
+/// voices are distinguished and each is recognised as one voice in two minutes of speech; from 1.3 on, voices with a
+/// single sentence are confused.
 constexpr double penaltyWeight = 1.2;
-/// Voiced frames that a speaker has at least: what is less is a cough or a laugh of somebody else.
+/// Minimum number of voiced frames of a speaker: less is a cough or a laugh of another person.
 constexpr double smallestSpeaker = 60;
-/// Added to every variance, so that a few frames that are all alike count as no proof.
+/// Added to every variance, so that a few nearly equal frames do not count as evidence.
 constexpr double smallestVariance = 0.05;
 
 constexpr double freeParameters = voiceDimensions + voiceDimensions * (voiceDimensions + 1) / 2.0;
@@ -115,7 +115,7 @@ void SpeakerClusters::join(const Pair& pair) {
     refresh(pair.left);
 }
 
-/// Gives what is too short for a speaker to the voice that it is most like.
+/// Assigns groups that are too short for a speaker to the most similar voice.
 void SpeakerClusters::dissolveSmall() {
     for (;;) {
         const auto smallest =
@@ -132,7 +132,7 @@ void SpeakerClusters::dissolveSmall() {
                 best = {std::min(index, other), std::max(index, other), value};
         }
         if (best.cost == never)
-            return; // nobody else is on this side
+            return; // there is no other speaker on this side
         join(best);
     }
 }

@@ -7,7 +7,7 @@
 
 namespace quillo::server {
 
-/// How the voice vectors of some speech are distributed, as a Gaussian.
+/// The distribution of the voice vectors of some speech, as a Gaussian.
 struct VoiceStatistics {
     double count = 0;
     VoiceVector sum{};
@@ -15,14 +15,14 @@ struct VoiceStatistics {
 
     void add(const VoiceVector& values);
     void add(const VoiceStatistics& other);
-    /// Logarithm of the determinant of the covariance, which is kept away from zero.
+    /// Logarithm of the determinant of the regularised covariance.
     [[nodiscard]] double logDeterminant() const;
 };
 
-/// Groups pieces of speech by voice, bottom-up: the two most alike are joined as long as the Bayesian information
-/// criterion says that they are one voice (S. Chen, P. Gopalakrishnan: "Speaker, environment and channel change
-/// detection and clustering via the Bayesian information criterion", 1998). Holds a bounded number of groups at a
-/// time: beyond it the two most alike are joined early. Not thread-safe.
+/// Groups pieces of speech by voice, bottom-up: joins the two most similar groups as long as the Bayesian information
+/// criterion finds that they are one voice (S. Chen, P. Gopalakrishnan: "Speaker, environment and channel change
+/// detection and clustering via the Bayesian information criterion", 1998). Keeps a bounded number of groups: beyond
+/// it, the two most similar ones are joined early. Not thread-safe.
 class SpeakerClusters {
 public:
     static constexpr size_t maxGroups = 160;

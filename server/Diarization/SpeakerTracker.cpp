@@ -12,11 +12,11 @@ namespace {
 constexpr double frameSeconds = static_cast<double>(VoiceFeatures::frameSamples) / EnergyVad::sampleRate;
 /// Voiced frames of a window: about two seconds of speech.
 constexpr double fullWindow = 120;
-/// Fewer say nothing about a voice.
+/// Fewer do not characterise a voice.
 constexpr double smallestWindow = 15;
-/// Frames without a voiced sound after which somebody else may go on.
+/// Frames without a voiced sound after which another speaker may continue.
 constexpr size_t pauseFrames = 25;
-/// How much louder the other side of a stereo recording is when a sound is only its echo, as a ratio of energies.
+/// Ratio of energies above which a sound is only an echo of the other side of a stereo recording.
 constexpr double leakRatio = 4;
 
 struct Window {
@@ -26,7 +26,7 @@ struct Window {
     VoiceStatistics statistics;
 };
 
-/// Energy of the frames of a channel, to compare it with the other.
+/// Energy of the frames of a channel, for comparison with the other one.
 class LevelMeter {
 public:
     void push(std::span<const int16_t> samples) {
@@ -58,7 +58,7 @@ private:
     size_t m_count = 0;
 };
 
-/// One channel: cuts its speech into windows.
+/// Cuts the speech of one channel into windows.
 class Channel final : public UtteranceSink {
 public:
     Channel(int side, VoiceFeatures& features, std::vector<Window>& windows)
@@ -143,7 +143,7 @@ private:
         return other > own * leakRatio;
     }
 
-    /// The speaker of each window. Windows that are too short to tell take the one before them on their side.
+    /// The speaker of each window. Windows that are too short for a decision get the previous speaker of their side.
     [[nodiscard]] std::vector<int> speakers() const {
         SpeakerClusters clusters;
         for (const Window& window : m_windows) {
@@ -160,7 +160,7 @@ private:
             if (const auto known = latest.find(m_windows[i].side); known != latest.end())
                 result[i] = known->second;
         }
-        // What came before the first speaker of its side was known.
+        // Speech before the first known speaker of its side.
         for (size_t i = 0; i < m_windows.size(); ++i) {
             if (result[i] < 0 && latest.contains(m_windows[i].side))
                 result[i] = firstOf(m_windows[i].side, result);
@@ -178,7 +178,7 @@ private:
 
     [[nodiscard]] std::vector<SpeakerTurn> join(const std::vector<int>& speakers) const {
         std::vector<SpeakerTurn> turns;
-        std::map<int, int> numbers; // by the order in which they begin
+        std::map<int, int> numbers; // numbered in the order in which they begin
         for (size_t i = 0; i < m_windows.size(); ++i) {
             if (speakers[i] < 0)
                 continue;

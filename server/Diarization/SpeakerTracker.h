@@ -9,10 +9,10 @@
 
 namespace quillo::server {
 
-/// Tells the speakers of a recording apart by the sound of their voices. Takes 16 kHz audio as it comes; its memory
-/// grows by about a kilobyte for every second of speech. Not thread-safe.
+/// Distinguishes the speakers of a recording by their voices. Takes 16 kHz audio incrementally; its memory grows by
+/// about a kilobyte per second of speech. Not thread-safe.
 ///
-/// Speech is cut into windows of about two seconds, each described by how its short-time spectra are distributed
+/// Speech is cut into windows of about two seconds, each described by the distribution of its short-time spectra
 /// (mel-frequency cepstra) and by its pitch. Windows are joined bottom-up as long as one voice explains two groups
 /// better than two voices do (Bayesian information criterion, Chen and Gopalakrishnan 1998).
 class SpeakerTracker {
@@ -23,10 +23,10 @@ public:
     SpeakerTracker& operator=(const SpeakerTracker&) = delete;
 
     void push(std::span<const int16_t> mono);
-    /// Of a recording with a microphone on the left and other people on the right: nobody is on both sides.
+    /// For a recording with the microphone on the left and other people on the right: no speaker is on both sides.
     void push(std::span<const int16_t> left, std::span<const int16_t> right);
 
-    /// The turns in order of time. Nothing may be pushed afterwards.
+    /// The turns in order of time. Do not push audio afterwards.
     std::vector<SpeakerTurn> finish();
 
 private:

@@ -2,7 +2,7 @@
 
 namespace quillo::server {
 
-/// A stretch in which one speaker speaks; seconds from the start of the audio.
+/// Consecutive speech of one speaker, in seconds from the start of the audio.
 struct SpeakerTurn {
     double start = 0;
     double end = 0;

@@ -17,8 +17,7 @@ extern "C" {
 namespace quillo::server {
 namespace {
 
-/// Cepstra spread over some units, the logarithm of a pitch over a tenth: brought to the same size, so that neither
-/// is lost in the numbers.
+/// Cepstra vary by some units, the logarithm of the pitch by a tenth. Scale it, so that both have similar weight.
 constexpr double pitchScale = 4;
 
 } // namespace
@@ -28,7 +27,7 @@ struct VoiceFeatures::FrontEnd {
 
     FrontEnd() {
         const std::scoped_lock lock(loadMutex());
-        err_set_logfp(nullptr); // or it prints its settings every time
+        err_set_logfp(nullptr); // otherwise it prints its settings every time
         cmd_ln_t* config =
             cmd_ln_init(nullptr, fe_get_args(), TRUE, "-remove_silence", "no", "-remove_noise", "no", nullptr);
         if (config) {

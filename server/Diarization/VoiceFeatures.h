@@ -12,13 +12,13 @@ namespace quillo::server {
 constexpr size_t voiceDimensions = 13;
 using VoiceVector = std::array<double, voiceDimensions>;
 
-/// What is heard in 10 ms of speech.
+/// The features of 10 ms of speech.
 struct VoiceFrame {
-    bool voiced = false; ///< `values` means something
+    bool voiced = false; ///< whether `values` is valid
     VoiceVector values{};
 };
 
-/// Describes how a voice sounds. Not thread-safe.
+/// Computes the features of a voice. Not thread-safe.
 class VoiceFeatures {
 public:
     static constexpr size_t frameSamples = 160;
@@ -28,7 +28,7 @@ public:
     VoiceFeatures(const VoiceFeatures&) = delete;
     VoiceFeatures& operator=(const VoiceFeatures&) = delete;
 
-    /// The frames of a stretch of speech at 16 kHz.
+    /// The frames of a piece of speech at 16 kHz.
     std::vector<VoiceFrame> analyse(std::span<const int16_t> samples);
 
 private:

@@ -10,14 +10,14 @@ namespace quillo::server {
 
 using Sha256Value = std::array<uint8_t, 32>;
 
-/// SHA-256 of bytes that come piece by piece. Not thread-safe.
+/// Incremental SHA-256. Not thread-safe.
 class Sha256 {
 public:
     Sha256();
     void update(std::string_view bytes);
-    /// Samples count as little-endian bytes, as they lie in a file.
+    /// Samples are hashed as little-endian bytes, as in a file.
     void update(std::span<const int16_t> samples);
-    /// The value; nothing may be added afterwards.
+    /// Returns the value; do not add anything afterwards.
     Sha256Value finish();
 
 private:

@@ -38,7 +38,7 @@ std::optional<std::vector<uint8_t>> decodeBase64(std::string_view text) {
     const size_t padded = padding == std::string_view::npos ? 0 : text.size() - padding;
     if (padded > 2 || (padded == 2 && text.back() != '='))
         return std::nullopt;
-    // The decoder skips white space at either end, which would let a wrong length through.
+    // The decoder skips white space at both ends, which would accept a wrong length.
     if (static_cast<unsigned char>(text.front()) <= ' ' || static_cast<unsigned char>(text.back()) <= ' ')
         return std::nullopt;
     std::vector<uint8_t> bytes(text.size() / 4 * 3);

@@ -11,15 +11,15 @@ namespace quillo::server {
 /// The fields of an application/x-www-form-urlencoded text: a query or the body of a form (URL Standard section 5.1).
 class FormFields {
 public:
-    /// No form of ours comes near it.
+    /// Far more than our forms have.
     static constexpr size_t maxFields = 64;
 
-    /// Empty when an escape is broken or there are more than `maxFields`. Values may hold any bytes.
+    /// Empty when an escape is broken or there are more than `maxFields`. Values may contain any bytes.
     static std::optional<FormFields> parse(std::string_view text);
 
     /// The first value of a field; empty when it is absent.
     [[nodiscard]] std::optional<std::string> find(std::string_view name) const;
-    /// As `find`, with an absent field read as empty.
+    /// Like `find`, with an empty text for an absent field.
     [[nodiscard]] std::string value(std::string_view name) const { return find(name).value_or(std::string()); }
     [[nodiscard]] bool isRepeated(std::string_view name) const;
 

@@ -5,7 +5,8 @@
 namespace quillo::server {
 namespace {
 
-/// Counts brackets outside strings; on text that is not JSON the answer does not matter, the parser refuses it.
+/// Counts brackets outside strings. For text that is not JSON the result does not matter, because the parser refuses
+/// it.
 bool nestsWithin(std::string_view text, size_t maxDepth) {
     size_t depth = 0;
     bool inString = false;

@@ -11,7 +11,7 @@ namespace quillo::server {
 
 using Json = nlohmann::ordered_json;
 
-/// No message of ours nests deeper; what does is refused before memory is spent on it.
+/// Our messages nest less deeply; deeper ones are refused before any memory is allocated for them.
 constexpr size_t maxJsonDepth = 16;
 
 /// Parses text from outside. Empty when it is not JSON, is not valid UTF-8 or nests deeper than `maxDepth`.

@@ -49,7 +49,8 @@ void log(LogLevel level, std::string_view component, std::string_view message) {
     for (const char c : message)
         line += static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? '?' : c;
     line += '\n';
-    // One write keeps lines of several threads whole; a log that cannot be written has nowhere to complain.
+    // A single write keeps lines of several threads apart. If the log cannot be written, the failure cannot be reported
+    // either.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
 }
 

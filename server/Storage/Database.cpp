@@ -10,7 +10,7 @@
 namespace quillo::server {
 namespace {
 
-/// SQLite gives its journal files the mode of the database, so the file is made private before it is opened.
+/// SQLite gives its journal files the mode of the database, so create the file as private before opening it.
 void makePrivateFile(const std::string& file) {
     const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor < 0)
@@ -127,7 +127,7 @@ Transaction::~Transaction() {
     try {
         m_database.execute("ROLLBACK");
     } catch (const DatabaseError&) {
-        // SQLite has rolled back by itself after the failure that brought us here.
+        // SQLite has already rolled back after the failure that led here.
     }
 }
 

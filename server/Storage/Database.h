@@ -13,7 +13,7 @@ struct sqlite3_stmt;
 
 namespace quillo::server {
 
-/// What SQLite reported, with the file and the statement's purpose.
+/// An error of SQLite, with the file and the purpose of the statement.
 class DatabaseError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -47,11 +47,11 @@ private:
     sqlite3_stmt* m_statement = nullptr;
 };
 
-/// A SQLite file readable by the owner alone, in WAL mode. Not thread-safe: its owner guards it with a mutex.
+/// A SQLite file in WAL mode, readable only by its owner. Not thread-safe: its owner guards it with a mutex.
 class Database {
 public:
-    /// Opens or creates `file` and brings its schema up to date: `migrations[n]` leads from `user_version` n to n+1,
-    /// each in a transaction of its own. Throws DatabaseError, also when the file was written by a newer version.
+    /// Opens or creates `file` and brings its schema up to date: `migrations[n]` upgrades from `user_version` n to n+1,
+    /// each in its own transaction. Throws DatabaseError, also when the file was written by a newer version.
     Database(const std::filesystem::path& file, std::span<const std::string_view> migrations);
 
     /// Runs statements that return nothing. Throws DatabaseError.
@@ -71,7 +71,7 @@ private:
     std::unique_ptr<sqlite3, Closer> m_database;
 };
 
-/// Begins a transaction that takes the write lock at once; rolls back unless committed.
+/// A transaction that takes the write lock at once and rolls back unless committed.
 class Transaction {
 public:
     explicit Transaction(const Database& database);

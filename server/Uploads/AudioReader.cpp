@@ -23,10 +23,10 @@ public:
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    /// Empty input takes out what is left; `output` is empty then when nothing is.
+    /// Empty input flushes the converter; `output` stays empty when nothing is left.
     void convert(std::span<const int16_t> input, std::vector<int16_t>& output) {
         const size_t frames = input.size() / m_channels;
-        // What an earlier call held back comes on top; what does not fit stays inside and comes with the next one.
+        // Leave room for samples held back by an earlier call; samples that do not fit come with the next call.
         const auto room = static_cast<size_t>(std::ceil(static_cast<double>(frames) * m_ratio)) + rate;
         output.resize(room * m_channels);
         size_t done = 0;

@@ -7,10 +7,10 @@
 
 namespace quillo::server {
 
-/// A stretch of audio at 16 kHz.
+/// A block of audio at 16 kHz.
 struct AudioBlock {
     std::vector<int16_t> mono; ///< both channels mixed
-    /// Of a stereo file; empty of a mono one.
+    /// The channels of a stereo file; empty for a mono one.
     std::vector<int16_t> left;
     std::vector<int16_t> right;
 };
@@ -26,10 +26,10 @@ public:
     AudioReader(const AudioReader&) = delete;
     AudioReader& operator=(const AudioReader&) = delete;
 
-    /// Samples at 16 kHz that will come in all, within one or two when the rate is converted.
+    /// The total number of samples at 16 kHz, accurate to one or two when the rate is converted.
     [[nodiscard]] int64_t length() const;
     [[nodiscard]] bool isStereo() const { return m_wav.channels() == 2; }
-    /// True when the samples are passed on as they are: 16 kHz mono.
+    /// True when the samples are passed on unchanged: 16 kHz mono.
     [[nodiscard]] bool isVerbatim() const { return m_wav.channels() == 1 && m_wav.rate() == rate; }
 
     /// The next block; false at the end. Throws std::runtime_error.

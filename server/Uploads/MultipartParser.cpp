@@ -27,7 +27,7 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-/// Takes a token or a quoted string from the front of `text` (RFC 9110 section 5.6).
+/// Removes a token or a quoted string from the beginning of `text` (RFC 9110 section 5.6).
 std::string takeValue(std::string_view& text) {
     std::string value;
     if (text.starts_with('"')) {
@@ -114,7 +114,7 @@ std::optional<std::string> MultipartParser::boundaryOf(std::string_view contentT
     return boundary;
 }
 
-// The first boundary has no line break before it: one is put in front of the body.
+// The first boundary has no line break before it, so add one before the body.
 MultipartParser::MultipartParser(const std::string& boundary, MultipartSink& sink)
     : m_sink(sink), m_delimiter("\r\n--" + boundary), m_pending("\r\n") {}
 
@@ -133,7 +133,7 @@ void MultipartParser::finish() const {
         malformed("it ends before the closing boundary");
 }
 
-/// One state; false when more bytes are needed.
+/// Processes one state; false when more bytes are needed.
 bool MultipartParser::step() {
     switch (m_state) {
     case State::preamble:
@@ -175,7 +175,7 @@ bool MultipartParser::readDelimiter() {
         m_state = State::epilogue;
         return true;
     }
-    // Blanks may follow the boundary (RFC 2046 section 5.1.1).
+    // Spaces may follow the boundary (RFC 2046 section 5.1.1).
     const auto text = rest.find_first_not_of(" \t");
     if (text == std::string_view::npos || rest.size() < text + 2) {
         if (rest.size() > maxHeaderBytes)

@@ -6,14 +6,14 @@
 
 namespace quillo::server {
 
-/// What stands in the header of a part.
+/// The header of a part.
 struct PartHeader {
     std::string name;
     std::optional<std::string> fileName;
     std::string contentType; ///< empty when not given
 };
 
-/// Receives the parts of a form, one after another.
+/// Receives the parts of a form in order.
 class MultipartSink {
 public:
     virtual ~MultipartSink() = default;
@@ -22,15 +22,15 @@ public:
     virtual void partEnded() = 0;
 };
 
-/// Cuts a multipart/form-data body (RFC 7578, RFC 2046 section 5.1) into its parts as it arrives. Keeps no more than
-/// a block, a delimiter and a part's header in memory. What the sink throws passes through. Not thread-safe.
+/// Cuts a multipart/form-data body (RFC 7578, RFC 2046 section 5.1) into its parts as it arrives. Keeps at most a
+/// block, a delimiter and a part's header in memory. Exceptions of the sink pass through. Not thread-safe.
 class MultipartParser {
 public:
     static constexpr size_t maxHeaderBytes = size_t{8} * 1024;
     static constexpr size_t maxPreambleBytes = 1024;
     static constexpr int maxParts = 32;
 
-    /// The boundary that a Content-Type names; empty when there is none that RFC 2046 allows.
+    /// The boundary in a Content-Type; empty when there is none that RFC 2046 allows.
     static std::optional<std::string> boundaryOf(std::string_view contentType);
 
     /// `sink` must outlive the parser.
@@ -38,7 +38,7 @@ public:
 
     /// Throws UploadError when the bytes are not a form.
     void push(std::string_view bytes);
-    /// The body is over. Throws UploadError when its closing boundary has not come.
+    /// Call at the end of the body. Throws UploadError when the closing boundary is missing.
     void finish() const;
 
 private:

@@ -108,7 +108,7 @@ int64_t Spool::used() const {
 
 void Spool::reserve(int64_t bytes) {
     const std::scoped_lock lock(m_mutex);
-    // An administrator who deletes an account does so in another process, which cannot give the bytes back.
+    // Measure again: deleting an account runs in another process, which cannot reduce our count.
     if (m_used + bytes > m_maxBytes)
         m_used = std::min(m_used, sizeOnDisk());
     if (m_used + bytes > m_maxBytes)

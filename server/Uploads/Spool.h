@@ -21,9 +21,9 @@ public:
 
     /// Appends. Throws UploadError (507) when the disk or the spool is full.
     void write(std::string_view bytes);
-    /// Everything was written: brings it to the disk, so that it survives a power cut. Throws UploadError.
+    /// Call after the last byte: synchronises the file, so that it survives a power cut. Throws UploadError.
     void close();
-    /// From now on the file stays until `Spool::remove`.
+    /// Keeps the file until `Spool::remove`.
     void keep() { m_kept = true; }
 
     [[nodiscard]] const std::string& name() const { return m_name; }
@@ -40,18 +40,18 @@ private:
     bool m_kept = false;
 };
 
-/// The folder, readable by the owner alone, where uploaded audio waits to be recognised. Bounds the bytes in it.
+/// The folder, readable only by its owner, in which uploaded audio waits for recognition. Limits the bytes in it.
 /// Thread-safe.
 class Spool : public std::enable_shared_from_this<Spool> {
 public:
-    /// Makes the folder if it is missing. Throws std::runtime_error.
+    /// Creates the folder if it is missing. Throws std::runtime_error.
     Spool(std::filesystem::path folder, int64_t maxBytes);
 
-    /// Throws UploadError when the file cannot be made.
+    /// Throws UploadError when the file cannot be created.
     std::unique_ptr<SpoolFile> create();
-    /// Removes a kept file; one that is gone already is no error.
+    /// Removes a kept file; a missing file is not an error.
     void remove(const std::string& name);
-    /// Removes every file whose name is not in `names`: what a server that was killed left behind.
+    /// Removes every file whose name is not in `names`: leftovers of a killed server.
     void retain(const std::set<std::string>& names);
 
     [[nodiscard]] std::filesystem::path path(const std::string& name) const { return m_folder / name; }

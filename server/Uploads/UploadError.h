@@ -5,10 +5,10 @@
 
 namespace quillo::server {
 
-/// Why an upload is refused, as the client is told.
+/// Why an upload is refused, as reported to the client.
 class UploadError : public std::runtime_error {
 public:
-    /// `status` is the HTTP status, `code` the word for programs, `detail` the cause and the next step for people.
+    /// `status` is the HTTP status, `code` a word for programs, `detail` the cause and the next step for users.
     UploadError(int status, std::string code, const std::string& detail)
         : std::runtime_error(detail), m_status(status), m_code(std::move(code)) {}
 

@@ -36,7 +36,7 @@ void UploadForm::partBegan(const PartHeader& header) {
     m_field = field(header.name);
     m_inAudio = header.name == audioPart;
     if (!m_field && !m_inAudio)
-        return; // a newer client may send more; it is read and dropped
+        return; // a newer client may send more fields; read and ignore them
     const std::string line = header.name + "\n";
     if (m_seen.find(line) != std::string::npos)
         throw UploadError(400, "DUPLICATE_PART", "The form has two parts named \"" + header.name + "\"; send one.");

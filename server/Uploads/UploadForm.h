@@ -10,19 +10,19 @@
 
 namespace quillo::server {
 
-/// The form of an upload: its audio goes to a file of the spool as it arrives, its few words are kept. Not
-/// thread-safe; every function throws UploadError, after which the form is only good for being destroyed.
+/// The form of an upload: its audio is written to a file of the spool as it arrives, its short fields are kept in
+/// memory. Not thread-safe. Every function throws UploadError, after which the form can only be destroyed.
 class UploadForm final : private MultipartSink {
 public:
     static constexpr size_t maxFieldBytes = 1024;
 
-    /// `contentType` must name the boundary.
+    /// `contentType` must contain the boundary.
     UploadForm(std::shared_ptr<Spool> spool, const std::string& contentType, int64_t maxFileBytes);
     UploadForm(const UploadForm&) = delete;
     UploadForm& operator=(const UploadForm&) = delete;
 
     void push(std::string_view bytes) { m_parser.push(bytes); }
-    /// The body is over: fails when it was cut off or has no audio.
+    /// Call at the end of the body; fails when it was truncated or has no audio.
     void finish();
 
     /// After `finish`.
@@ -49,7 +49,7 @@ private:
     std::string m_purpose;
     std::string m_recordingId;
     std::string m_seen;             ///< names of the parts so far, each with a line break
-    std::string* m_field = nullptr; ///< that the part goes to
+    std::string* m_field = nullptr; ///< that receives the part
     bool m_inAudio = false;
 };
 

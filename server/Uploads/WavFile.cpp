@@ -85,7 +85,7 @@ void WavFile::readHeader() {
         if (std::memcmp(chunk.data(), "data", 4) == 0) {
             if (m_channels == 0)
                 unsupported("has its audio before the format chunk");
-            // 0 and the largest number stand for "not known" in files that were written as a stream.
+            // 0 and the largest number mean "unknown" in files that were written as a stream.
             const int64_t rest = m_fileSize - position;
             const bool known = size != 0 && size <= rest;
             m_offset = position;

@@ -6,11 +6,11 @@
 
 namespace quillo::server {
 
-/// A WAV file with 16-bit PCM, mono or stereo, at 4 to 192 kHz, read block by block. A header whose length is wrong,
-/// as of a file whose writer was cut off, counts for nothing: the samples that are there are read. Not thread-safe.
+/// A WAV file with 16-bit PCM, mono or stereo, at 4 to 192 kHz, read block by block. A wrong length in the header, as
+/// after an interrupted recording, is ignored: all existing samples are read. Not thread-safe.
 class WavFile {
 public:
-    /// Throws UploadError (422) when the file is not such a WAV file or holds no sample.
+    /// Throws UploadError (422) when the file is not such a WAV file or contains no sample.
     explicit WavFile(const std::filesystem::path& file);
     ~WavFile();
     WavFile(const WavFile&) = delete;
