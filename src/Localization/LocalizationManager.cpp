@@ -3,6 +3,10 @@
 #include <QLocale>
 #include <QRegularExpression>
 
+#include <unicode/uloc.h>
+
+#include <array>
+
 namespace quillo {
 
 LocalizationManager& LocalizationManager::shared() {
@@ -11,19 +15,30 @@ LocalizationManager& LocalizationManager::shared() {
 }
 
 LocalizationManager::LocalizationManager(Preferences& preferences, const QStringList& systemLanguages)
-    : m_preferences(preferences) {
-    const QString stored = preferences.value(localeKey).toString();
-    m_locale = LocalizationStrings::locales().contains(stored) ? stored : detectSystemLocale(systemLanguages);
+    : m_preferences(preferences), m_systemLanguages(systemLanguages), m_locale(chosenLocale()) {
+    connect(&preferences, &Preferences::changed, this, [this](const QString& key) {
+        if (key == localeKey)
+            adopt(chosenLocale());
+    });
+}
+
+QString LocalizationManager::chosenLocale() const {
+    const QString stored = m_preferences.value(localeKey).toString();
+    return LocalizationStrings::locales().contains(stored) ? stored : detectSystemLocale(m_systemLanguages);
+}
+
+void LocalizationManager::adopt(const QString& code) {
+    if (m_locale == code)
+        return;
+    m_locale = code;
+    Q_EMIT localeChanged();
 }
 
 bool LocalizationManager::setLocale(const QString& code) {
     if (!LocalizationStrings::locales().contains(code))
         return false;
     m_preferences.setValue(localeKey, code);
-    if (m_locale != code) {
-        m_locale = code;
-        Q_EMIT localeChanged();
-    }
+    adopt(code);
     return true;
 }
 
@@ -50,6 +65,19 @@ QString LocalizationManager::t(const QString& key, const QStringList& arguments)
         at = match.capturedEnd();
     }
     return result + text.mid(at);
+}
+
+QString LocalizationManager::languageName(const QString& code) const {
+    std::array<char16_t, 128> name{};
+    UErrorCode status = U_ZERO_ERROR;
+    const auto length = uloc_getDisplayLanguage(code.toLatin1().constData(), m_locale.toLatin1().constData(),
+                                                name.data(), name.size(), &status);
+    // A code without a name comes back as it is.
+    if (U_FAILURE(status) || length <= 0 || status == U_USING_DEFAULT_WARNING)
+        return {};
+    const auto text = QString::fromUtf16(name.data(), length);
+    // Alone in a list it stands like a title; ICU has it as inside a sentence.
+    return text.left(1).toUpper() + text.mid(1);
 }
 
 QString LocalizationManager::textFor(const QString& key, const QString& locale,

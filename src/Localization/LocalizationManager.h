@@ -17,7 +17,7 @@ struct LocaleInfo {
     QString nativeName;
 };
 
-/// Chooses the interface language and looks texts up. Main thread.
+/// Chooses the interface language and looks texts up. Follows the stored choice, whatever writes it. Main thread.
 class LocalizationManager final : public QObject {
     Q_OBJECT
 public:
@@ -40,6 +40,8 @@ public:
 
     static QString textFor(const QString& key, const QString& locale,
                            const QHash<QString, LocalizationStrings::Texts>& strings);
+    /// The name of the language with this ISO 639 code in the interface language: "Russisch". Empty for no language.
+    [[nodiscard]] QString languageName(const QString& code) const;
     /// The language of the first of `systemLanguages` when the interface offers it, else "en".
     static QString detectSystemLocale(const QStringList& systemLanguages);
 
@@ -47,7 +49,12 @@ Q_SIGNALS:
     void localeChanged();
 
 private:
+    /// The stored locale, else the system's.
+    [[nodiscard]] QString chosenLocale() const;
+    void adopt(const QString& code);
+
     Preferences& m_preferences;
+    QStringList m_systemLanguages;
     QString m_locale;
 };
 

@@ -1,3 +1,4 @@
+#include "Core/SupportedLanguages.h"
 #include "Localization/LocalizationManager.h"
 
 #include <QRegularExpression>
@@ -28,14 +29,6 @@ TEST(Catalogues, HoldEveryKeyWithTheSamePlaceholders) {
             EXPECT_EQ(placeholders(entry->value(locale)), english);
         }
     }
-}
-
-TEST(Catalogues, DescribeEveryErrorOfARecording) {
-    for (const auto* key :
-         {"connectionFailed", "connectionLostRecovered", "connectionLostNoText", "audioCaptureFailed",
-          "transcriptionFailed", "micPermissionDenied", "accessibilityDenied", "sessionStartFailed", "cancelled"})
-        EXPECT_TRUE(LocalizationStrings::strings().contains(QStringLiteral("error.") + QString::fromLatin1(key)))
-            << key;
 }
 
 TEST(Catalogues, AreOfferedOneByOne) {
@@ -77,6 +70,37 @@ TEST(LocalizationManager, StartsWithTheStoredElseTheSystemsLanguage) {
     EXPECT_EQ(LocalizationManager(preferences, {QStringLiteral("de")}).locale(), QStringLiteral("fr"));
     preferences.setValue(LocalizationManager::localeKey, QStringLiteral("tlh"));
     EXPECT_EQ(LocalizationManager(preferences, {QStringLiteral("de")}).locale(), QStringLiteral("de"));
+}
+
+TEST(LocalizationManager, FollowsTheStoredChoice) {
+    const QTemporaryDir folder;
+    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+    LocalizationManager manager(preferences, {QStringLiteral("de")});
+    QStringList announced;
+    QObject::connect(&manager, &LocalizationManager::localeChanged, [&] { announced << manager.locale(); });
+    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("ru"));
+    preferences.setValue(QStringLiteral("playSound"), false);
+    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("tlh"));
+    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("zh"));
+    preferences.remove(LocalizationManager::localeKey);
+    EXPECT_EQ(announced,
+              QStringList({QStringLiteral("ru"), QStringLiteral("de"), QStringLiteral("zh"), QStringLiteral("de")}));
+}
+
+TEST(LocalizationManager, NamesEveryDictationLanguage) {
+    const QTemporaryDir folder;
+    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+    LocalizationManager manager(preferences, {});
+    for (const auto& locale : LocalizationStrings::locales()) {
+        manager.setLocale(locale);
+        for (const auto& language : SupportedLanguages::all())
+            EXPECT_FALSE(manager.languageName(language.code).isEmpty())
+                << language.code.toStdString() << " in " << locale.toStdString();
+    }
+    EXPECT_EQ(manager.languageName(QStringLiteral("ru")), QStringLiteral("俄语"));
+    manager.setLocale(QStringLiteral("de"));
+    EXPECT_EQ(manager.languageName(QStringLiteral("ru")), QStringLiteral("Russisch"));
+    EXPECT_EQ(manager.languageName(QStringLiteral("auto")), QString());
 }
 
 TEST(LocalizationManager, InsertsArgumentsOnce) {

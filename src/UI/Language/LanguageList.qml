@@ -69,7 +69,7 @@ FocusScope {
             }
             Text {
                 anchors.fill: parent
-                visible: search.text.length === 0
+                visible: search.text.length === 0 && search.preeditText.length === 0
                 text: Texts.t("languagePicker.search")
                 textFormat: Text.PlainText
                 elide: Text.ElideRight
@@ -112,7 +112,7 @@ FocusScope {
             required property int index
             required property string code
             required property string nativeName
-            required property string englishName
+            required property string translatedName
             required property bool current
             readonly property bool selected: ListView.isCurrentItem
             width: list.width
@@ -121,7 +121,7 @@ FocusScope {
             color: selected ? Theme.accent : area.containsMouse ? Theme.raised : "transparent"
             antialiasing: true
             Accessible.role: Accessible.ListItem
-            Accessible.name: nativeName + ", " + englishName
+            Accessible.name: translation.text === "" ? nativeName : nativeName + ", " + translation.text
             Accessible.selected: selected
 
             Text {
@@ -133,13 +133,14 @@ FocusScope {
                 font.pixelSize: Theme.fontSize
             }
             Text {
+                id: translation
                 anchors {
                     left: own.right; right: tick.left; verticalCenter: parent.verticalCenter
                     leftMargin: Math.round(12 * Theme.unit); rightMargin: Math.round(8 * Theme.unit)
                 }
                 horizontalAlignment: Text.AlignRight
                 elide: Text.ElideRight
-                text: row.englishName === row.nativeName ? "" : row.englishName
+                text: row.translatedName === row.nativeName ? "" : row.translatedName
                 textFormat: Text.PlainText
                 color: row.selected ? Theme.surface : Theme.secondaryText
                 font.pixelSize: Theme.smallFontSize

@@ -1,5 +1,9 @@
 #include "UI/Language/LanguageListModel.h"
 
+#include "Core/SupportedLanguages.h"
+#include "Localization/LocalizationManager.h"
+#include "UI/Texts.h"
+
 namespace quillo {
 
 namespace {
@@ -17,16 +21,38 @@ QString folded(const QString& text) {
 } // namespace
 
 LanguageListModel::LanguageListModel(InterfaceChoices languages) : m_all(std::move(languages)), m_matching(m_all) {
-    m_names.reserve(m_all.size());
+    foldNames();
+    Texts::follow(this, [this] {
+        foldNames();
+        if (!m_matching.empty())
+            Q_EMIT dataChanged(index(0), index(rowCount() - 1), {NativeNameRole, NameRole});
+    });
+}
+
+void LanguageListModel::foldNames() {
+    m_names.clear();
     for (const auto& language : m_all)
-        m_names.push_back({folded(language.name), folded(language.detail)});
+        m_names.push_back({folded(ownName(language)), folded(language.detail), folded(translatedName(language))});
+}
+
+QString LanguageListModel::ownName(const InterfaceChoice& language) {
+    return language.id == SupportedLanguages::automatic ? Texts::lookUp(QStringLiteral("languagePicker.automatic"))
+                                                        : language.name;
+}
+
+QString LanguageListModel::translatedName(const InterfaceChoice& language) {
+    if (language.id == SupportedLanguages::automatic)
+        return {};
+    const auto name = LocalizationManager::shared().languageName(language.id);
+    return name.isEmpty() ? language.detail : name;
 }
 
 int LanguageListModel::rank(size_t language, const QString& wanted) const {
-    const auto& [own, english] = m_names[language];
-    if (own.startsWith(wanted) || english.startsWith(wanted) || m_all[language].id == wanted)
+    const auto& [own, english, translated] = m_names[language];
+    if (own.startsWith(wanted) || english.startsWith(wanted) || translated.startsWith(wanted) ||
+        m_all[language].id == wanted)
         return 0;
-    return own.contains(wanted) || english.contains(wanted) ? 1 : 2;
+    return own.contains(wanted) || english.contains(wanted) || translated.contains(wanted) ? 1 : 2;
 }
 
 void LanguageListModel::setFilter(const QString& filter) {
@@ -84,9 +110,9 @@ QVariant LanguageListModel::data(const QModelIndex& index, int role) const {
         return language.id;
     case Qt::DisplayRole:
     case NativeNameRole:
-        return language.name;
+        return ownName(language);
     case NameRole:
-        return language.detail;
+        return translatedName(language);
     case CurrentRole:
         return language.isCurrent;
     default:
@@ -95,7 +121,7 @@ QVariant LanguageListModel::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> LanguageListModel::roleNames() const {
-    return {{CodeRole, "code"}, {NativeNameRole, "nativeName"}, {NameRole, "englishName"}, {CurrentRole, "current"}};
+    return {{CodeRole, "code"}, {NativeNameRole, "nativeName"}, {NameRole, "translatedName"}, {CurrentRole, "current"}};
 }
 
 } // namespace quillo

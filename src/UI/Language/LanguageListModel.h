@@ -6,7 +6,8 @@
 
 namespace quillo {
 
-/// The dictation languages that match what was typed: by their own name, their English name or their code, without
+/// The dictation languages that match what was typed: by their own name, their name in English or in the
+/// interface language, or their code, without
 /// regard to case and accents. Names that begin with the search text come first.
 class LanguageListModel final : public QAbstractListModel {
     Q_OBJECT
@@ -38,7 +39,12 @@ private:
     struct FoldedNames {
         QString own;
         QString english;
+        QString translated;
     };
+    void foldNames();
+    [[nodiscard]] static QString ownName(const InterfaceChoice& language);
+    /// In the interface language.
+    [[nodiscard]] static QString translatedName(const InterfaceChoice& language);
     /// 0: begins with the search text, 1: contains it, 2: neither.
     [[nodiscard]] int rank(size_t language, const QString& wanted) const;
 
