@@ -8,10 +8,8 @@
 namespace quillo {
 namespace {
 
-struct KeyLabel {
-    uint16_t keyCode;
-    const char* label;
-};
+/// The text of the number pad's keys; its placeholder is the sign on the key.
+constexpr const char* keypad = "key.keypad";
 
 constexpr KeyLabel labels[] = {
     // clang-format off
@@ -21,17 +19,23 @@ constexpr KeyLabel labels[] = {
     {18, "1"}, {19, "2"}, {20, "3"}, {21, "4"}, {23, "5"}, {22, "6"}, {26, "7"}, {28, "8"}, {25, "9"}, {29, "0"},
     {24, "="}, {27, "-"}, {30, "]"}, {33, "["}, {39, "'"}, {41, ";"}, {42, "\\"}, {43, ","}, {44, "/"}, {47, "."},
     {50, "`"}, {10, "<"},
-    {36, "Return"}, {48, "Tab"}, {49, "Space"}, {51, "Backspace"}, {53, "Escape"}, {57, "Caps Lock"},
-    {54, "Right Super"}, {55, "Left Super"}, {56, "Left Shift"}, {58, "Left Alt"}, {59, "Left Ctrl"},
-    {60, "Right Shift"}, {61, "Right Alt"}, {62, "Right Ctrl"}, {63, "Fn"},
+    {36, "Return", "key.return"}, {48, "Tab", "key.tab"}, {49, "Space", "key.space"},
+    {51, "Backspace", "key.backspace"}, {53, "Escape", "key.escape"}, {57, "Caps Lock", "key.capsLock"},
+    {54, "Right Super", "key.rightSuper"}, {55, "Left Super", "key.leftSuper"}, {56, "Left Shift", "key.leftShift"},
+    {58, "Left Alt", "key.leftAlt"}, {59, "Left Ctrl", "key.leftCtrl"}, {60, "Right Shift", "key.rightShift"},
+    {61, "Right Alt", "key.rightAlt"}, {62, "Right Ctrl", "key.rightCtrl"}, {63, "Fn"},
     {122, "F1"}, {120, "F2"}, {99, "F3"}, {118, "F4"}, {96, "F5"}, {97, "F6"}, {98, "F7"}, {100, "F8"}, {101, "F9"},
     {109, "F10"}, {103, "F11"}, {111, "F12"}, {105, "F13"}, {107, "F14"}, {113, "F15"}, {106, "F16"}, {64, "F17"},
     {79, "F18"}, {80, "F19"}, {90, "F20"},
-    {110, "Menu"}, {114, "Insert"}, {115, "Home"}, {116, "Page Up"}, {117, "Delete"}, {119, "End"},
-    {121, "Page Down"}, {123, "Left"}, {124, "Right"}, {125, "Down"}, {126, "Up"}, {71, "Num Lock"},
-    {65, "Keypad ."}, {67, "Keypad *"}, {69, "Keypad +"}, {75, "Keypad /"}, {76, "Keypad Enter"}, {78, "Keypad -"},
-    {81, "Keypad ="}, {82, "Keypad 0"}, {83, "Keypad 1"}, {84, "Keypad 2"}, {85, "Keypad 3"}, {86, "Keypad 4"},
-    {87, "Keypad 5"}, {88, "Keypad 6"}, {89, "Keypad 7"}, {91, "Keypad 8"}, {92, "Keypad 9"},
+    {110, "Menu", "key.menu"}, {114, "Insert", "key.insert"}, {115, "Home", "key.home"},
+    {116, "Page Up", "key.pageUp"}, {117, "Delete", "key.delete"}, {119, "End", "key.end"},
+    {121, "Page Down", "key.pageDown"}, {123, "Left", "key.left"}, {124, "Right", "key.right"},
+    {125, "Down", "key.down"}, {126, "Up", "key.up"}, {71, "Num Lock", "key.numLock"},
+    {65, "Keypad .", keypad}, {67, "Keypad *", keypad}, {69, "Keypad +", keypad}, {75, "Keypad /", keypad},
+    {76, "Keypad Enter", "key.keypadEnter"}, {78, "Keypad -", keypad}, {81, "Keypad =", keypad},
+    {82, "Keypad 0", keypad}, {83, "Keypad 1", keypad}, {84, "Keypad 2", keypad}, {85, "Keypad 3", keypad},
+    {86, "Keypad 4", keypad}, {87, "Keypad 5", keypad}, {88, "Keypad 6", keypad}, {89, "Keypad 7", keypad},
+    {91, "Keypad 8", keypad}, {92, "Keypad 9", keypad},
     // clang-format on
 };
 
@@ -61,11 +65,13 @@ const ModifierKey* findModifier(uint16_t keyCode) {
 
 } // namespace
 
+std::span<const KeyLabel> keyLabels() { return labels; }
+
 QString keyCodeToString(uint16_t keyCode) {
     static const auto table = [] {
         QHash<uint16_t, QString> result;
-        for (const auto& [code, label] : labels)
-            result.insert(code, QString::fromLatin1(label));
+        for (const auto& key : labels)
+            result.insert(key.keyCode, QString::fromLatin1(key.label));
         return result;
     }();
     const auto found = table.constFind(keyCode);

@@ -3,13 +3,23 @@
 #include <QString>
 
 #include <cstdint>
+#include <span>
 
 namespace quillo {
 
-/// The name of a key as it is printed on a keyboard for Linux: "A", "Space", "Right Super", "F5"; "Key 200" for a code
-/// without a name. Letters and signs by their place on an ANSI keyboard.
+/// A key and its English label.
+struct KeyLabel {
+    uint16_t keyCode;
+    const char* label;
+    const char* text = nullptr; ///< key of its catalogue text; null where the label is the same in every language
+};
+/// Every key that has a label.
+std::span<const KeyLabel> keyLabels();
+
+/// The English name of a key as it is printed on a keyboard for Linux: "A", "Space", "Right Super", "F5"; "Key 200" for
+/// a code without a name. Letters and signs by their place on an ANSI keyboard.
 QString keyCodeToString(uint16_t keyCode);
-/// The key with its modifiers, in the order Control, Alt, Shift, Super: "Ctrl+Alt+Space".
+/// The English name of the key with its modifiers, in the order Control, Alt, Shift, Super: "Ctrl+Alt+Space".
 QString keyCombinationToString(uint16_t keyCode, uint64_t modifiers);
 /// The bit that is set while that modifier key is down; 0 for a key that is no modifier.
 uint64_t modifierKeyBit(uint16_t keyCode);

@@ -2,6 +2,8 @@
 
 #include "Core/SupportedLanguages.h"
 #include "Platform/KeyEvents.h"
+#include "Services/Settings/KeyCodeLabels.h"
+#include "Services/Settings/KeyNames.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -54,6 +56,21 @@ Setting global(Setting setting) {
     return setting;
 }
 
+Setting key(const char* name, int defaultValue, QString description, const char* modifiersKey) {
+    auto setting =
+        global(number(Type::integer, QString::fromLatin1(name), defaultValue, std::move(description), 0, 65535));
+    setting.notation = Setting::Notation::key;
+    setting.modifiersKey = QString::fromLatin1(modifiersKey);
+    return setting;
+}
+
+Setting modifiers(const char* name, int defaultValue, QString description) {
+    auto setting = global(number(Type::integer, QString::fromLatin1(name), defaultValue, std::move(description), 0,
+                                 std::numeric_limits<int>::max()));
+    setting.notation = Setting::Notation::modifiers;
+    return setting;
+}
+
 Setting internal(Setting setting) {
     setting.isInternal = true;
     return setting;
@@ -69,8 +86,8 @@ std::vector<Setting> makeSchema() {
              languageChoices(s("none"))),
         text(s("insertionMode"), s("paste"), s("How text is inserted: pasted, or typed key by key"),
              {s("paste"), s("type")}),
-        boolean(s("restoreClipboard"), true, s("Give the clipboard back after pasting")),
-        boolean(s("smartSpacing"), true, s("Put a blank between two dictations into one field")),
+        boolean(s("restoreClipboard"), true, s("Restore the clipboard after pasting")),
+        boolean(s("smartSpacing"), true, s("Put a space between two dictations into one field")),
         text(s("selectedMicrophoneId"), {}, s("Microphone to record; empty for the system default")),
         boolean(s("playSound"), true, s("Play a sound when a recording starts and stops")),
         boolean(s("showFloatingPill"), true, s("Show the floating pill")),
@@ -81,17 +98,13 @@ std::vector<Setting> makeSchema() {
         text(s("meetingModePreference"), s("manual"), s("Meeting mode: never, when asked for, or on detection"),
              {s("off"), s("manual"), s("auto")}),
         boolean(s("useDemoMode"), false, s("Dictate demonstration texts without a server")),
-        global(number(Type::integer, s("hotkeyKeyCode"), keycode::rightCommand,
-                      s("Key code of the push-to-talk key (54 is the right Super key)"), 0, 65535)),
-        global(
-            number(Type::integer, s("hotkeyModifiers"), 0,
-                   s("Modifiers held with it: Shift 0x20000, Control 0x40000, Alt 0x80000, Super 0x100000, added up"),
-                   0, std::numeric_limits<int>::max())),
-        global(number(Type::integer, s("toggleHotkeyKeyCode"), keycode::space,
-                      s("Key code of the toggle hotkey (49 is Space)"), 0, 65535)),
-        global(number(Type::integer, s("toggleHotkeyModifiers"), static_cast<int>(keyflag::option),
-                      s("Modifiers held with it, added up as for hotkeyModifiers"), 0,
-                      std::numeric_limits<int>::max())),
+        // Key codes and modifier bits are numbers that earlier versions stored; see docs/compatibility.md.
+        key("hotkeyKeyCode", keycode::rightCommand, s("Push-to-talk key, such as \"Right Ctrl\" or \"F9\""),
+            "hotkeyModifiers"),
+        modifiers("hotkeyModifiers", 0, s("Modifiers held with it, such as \"Ctrl+Alt\", or \"none\"")),
+        key("toggleHotkeyKeyCode", keycode::space, s("Toggle hotkey, such as \"Ctrl+Alt+Space\""),
+            "toggleHotkeyModifiers"),
+        modifiers("toggleHotkeyModifiers", static_cast<int>(keyflag::option), s("Modifiers held with it")),
         global(number(Type::number, s("doubleTapInterval"), 0.3,
                       s("Longest gap of a double tap, in seconds; zero means 0.3"), 0, 5)),
         global(number(Type::integer, s("audioStorageLimitMB"), 4096, s("Most disk space for kept audio, in megabytes"),
@@ -122,7 +135,8 @@ std::vector<Setting> makeSchema() {
 }
 
 SettingsError invalidValue(const Setting& setting, const QString& given, const QString& expected) {
-    return SettingsError(QStringLiteral("\"%1\" is no value of %2: expected %3").arg(given, setting.key, expected));
+    return SettingsError(
+        QStringLiteral("\"%1\" is not a valid value for %2: expected %3").arg(given, setting.key, expected));
 }
 
 QVariant parseInteger(const QString& text) {
@@ -131,19 +145,26 @@ QVariant parseInteger(const QString& text) {
     return ok ? QVariant(value) : QVariant();
 }
 
-QVariant parseNumber(const Setting& setting, const QString& text) {
+/// "54" of "54 (Right Super)", as the numbers of keys are printed.
+QString withoutName(const Setting& setting, const QString& text) {
+    return setting.notation == Setting::Notation::plain ? text : text.section(u'(', 0, 0).trimmed();
+}
+
+QVariant parseNumber(const Setting& setting, const QString& text, const QString& otherwise = {}) {
     const bool isInteger = setting.type == Type::integer;
     bool ok = false;
-    const QVariant value = isInteger ? parseInteger(text) : QVariant(text.trimmed().toDouble(&ok));
+    const QVariant value =
+        isInteger ? parseInteger(withoutName(setting, text)) : QVariant(text.trimmed().toDouble(&ok));
     const double magnitude = value.toDouble();
     if ((isInteger ? value.isValid() : ok && std::isfinite(magnitude)) && magnitude >= setting.minimum &&
         magnitude <= setting.maximum)
         return isInteger ? QVariant(value.toInt()) : value;
     throw invalidValue(setting, text,
-                       QStringLiteral("a%1 number from %2 to %3")
-                           .arg(isInteger ? QStringLiteral(" whole") : QString())
-                           .arg(setting.minimum, 0, 'g', 10)
-                           .arg(setting.maximum, 0, 'g', 10));
+                       (otherwise.isEmpty() ? QString() : otherwise + u' ') +
+                           QStringLiteral("a%1 number from %2 to %3")
+                               .arg(isInteger ? QStringLiteral(" whole") : QString())
+                               .arg(setting.minimum, 0, 'g', 10)
+                               .arg(setting.maximum, 0, 'g', 10));
 }
 
 QVariant parseBoolean(const Setting& setting, const QString& text) {
@@ -217,9 +238,31 @@ QVariant parseSettingValue(const Setting& setting, const QString& text) {
     return text;
 }
 
+std::vector<std::pair<QString, QVariant>> parseSettingInput(const Setting& setting, const QString& text) {
+    if (setting.notation == Setting::Notation::plain)
+        return {{setting.key, parseSettingValue(setting, text)}};
+    if (parseInteger(withoutName(setting, text)).isValid())
+        return {{setting.key, parseNumber(setting, text)}};
+    if (setting.notation == Setting::Notation::modifiers) {
+        if (const auto mask = keyNames::parseModifiers(text))
+            return {{setting.key, static_cast<int>(*mask)}};
+        return {
+            {setting.key, parseNumber(setting, text, QStringLiteral("modifiers such as \"Ctrl+Alt\", \"none\", or"))}};
+    }
+    if (const auto combination = keyNames::parse(text))
+        return {{setting.modifiersKey, static_cast<int>(combination->modifiers)},
+                {setting.key, static_cast<int>(combination->keyCode)}};
+    return {{setting.key,
+             parseNumber(setting, text, QStringLiteral("a key such as \"Right Ctrl\" or \"Ctrl+Alt+Space\", or"))}};
+}
+
 QString printSettingValue(const Setting& setting, const QVariant& value) {
     if (!value.isValid())
         return {};
+    if (setting.notation == Setting::Notation::key)
+        return QStringLiteral("%1 (%2)").arg(value.toString(), keyCodeToString(static_cast<uint16_t>(value.toUInt())));
+    if (setting.notation == Setting::Notation::modifiers)
+        return QStringLiteral("%1 (%2)").arg(value.toString(), keyNames::modifiersToString(value.toULongLong()));
     if (setting.type == Type::boolean)
         return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
     if (setting.type == Type::decisions)

@@ -21,6 +21,8 @@ public:
 struct Setting {
     enum class Type { boolean, integer, number, string, decisions };
     enum class Scope { user, global };
+    /// How a number is also written: as the name of a key, or as the names of modifiers.
+    enum class Notation { plain, key, modifiers };
 
     QString key;
     Type type = Type::string;
@@ -30,6 +32,8 @@ struct Setting {
     QStringList choices;   ///< of a string setting; empty means any text
     double minimum = 0;    ///< of numbers, inclusive
     double maximum = 0;
+    Notation notation = Notation::plain;
+    QString modifiersKey{};  ///< of a key's setting: the setting of the modifiers held with it
     bool isInternal = false; ///< bookkeeping: not listed, not to be set by hand
 };
 
@@ -43,7 +47,11 @@ const Setting* findSetting(const QString& key);
 /// The value that `text` stands for: "true/false/yes/no/on/off/1/0", numbers (key codes and masks also as 0x...), text.
 /// An empty text stands for "nothing stored" where the setting has no default. Throws SettingsError.
 QVariant parseSettingValue(const Setting& setting, const QString& text);
-/// The inverse of `parseSettingValue`; empty for no value.
+/// The values to store for what a person typed, by setting. A key may also be given by name, in English or in the
+/// interface language: "Ctrl+Alt+Space" says which modifiers belong to it, "F9" that none does. Throws SettingsError.
+std::vector<std::pair<QString, QVariant>> parseSettingInput(const Setting& setting, const QString& text);
+/// The value as a person reads it, in English: numbers of keys and modifiers with their names, "54 (Right Super)".
+/// `parseSettingInput` understands it. Empty for no value.
 QString printSettingValue(const Setting& setting, const QVariant& value);
 /// `stored`, as it came from the preferences, in the setting's type; invalid when it is no value of the setting.
 QVariant storedSettingValue(const Setting& setting, const QVariant& stored);

@@ -202,8 +202,30 @@ TEST(SettingsSchema, PrintsWhatItParses) {
         SCOPED_TRACE(setting.key.toStdString());
         EXPECT_FALSE(setting.description.isEmpty());
         const QString printed = printSettingValue(setting, setting.defaultValue);
-        EXPECT_EQ(parseSettingValue(setting, printed), setting.defaultValue);
+        EXPECT_EQ(parseSettingInput(setting, printed),
+                  (std::vector<std::pair<QString, QVariant>>{{setting.key, setting.defaultValue}}));
     }
+}
+
+TEST(SettingsSchema, TakesKeysByNameAndByNumber) {
+    using Values = std::vector<std::pair<QString, QVariant>>;
+    const auto key = QStringLiteral("toggleHotkeyKeyCode");
+    const auto modifiers = QStringLiteral("toggleHotkeyModifiers");
+    const std::tuple<QString, const char*, Values> cases[] = {
+        {key, "101", {{key, 101}}}, // a number leaves the modifiers alone
+        {key, "0x65", {{key, 101}}},
+        {key, "F9", {{modifiers, 0}, {key, 101}}},
+        {key, "ctrl+alt+space", {{modifiers, 0xC0000}, {key, 49}}},
+        {modifiers, "Ctrl+Alt", {{modifiers, 0xC0000}}},
+        {modifiers, "none", {{modifiers, 0}}},
+        {modifiers, "0x80000", {{modifiers, 0x80000}}},
+    };
+    for (const auto& [setting, text, values] : cases)
+        EXPECT_EQ(parseSettingInput(settingForKey(setting), QString::fromLatin1(text)), values) << text;
+    EXPECT_EQ(printSettingValue(settingForKey(key), 101), QStringLiteral("101 (F9)"));
+    EXPECT_EQ(printSettingValue(settingForKey(modifiers), 0xC0000), QStringLiteral("786432 (Ctrl+Alt)"));
+    for (const auto& setting : {key, modifiers})
+        EXPECT_THROW(parseSettingInput(settingForKey(setting), QStringLiteral("Any Key")), SettingsError);
 }
 
 TEST(SettingsSchema, SuggestsSimilarKeys) {
