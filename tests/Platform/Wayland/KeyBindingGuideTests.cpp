@@ -42,11 +42,17 @@ TEST(KeyBindingGuideTest, AShellReadsTheProgramAsOneWord) {
     }
 }
 
-TEST(KeyBindingGuideTest, NamesTheCommandOnEveryDesktop) {
-    for (const auto shell : {DesktopShell::gnome, DesktopShell::plasma, DesktopShell::sway, DesktopShell::hyprland,
-                             DesktopShell::xfce, DesktopShell::other})
-        EXPECT_TRUE(keyBindingGuide(shell, DesktopProtocol::wayland, program)
-                        .contains(shellWord(program) + QStringLiteral(" toggle")));
+TEST(KeyBindingGuideTest, NamesTheCommandOnEveryDesktopInEveryLanguage) {
+    const QTemporaryDir folder;
+    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+    for (const auto& locale : LocalizationStrings::locales()) {
+        const LocalizationManager texts(preferences, {locale});
+        for (const auto shell : {DesktopShell::gnome, DesktopShell::plasma, DesktopShell::sway, DesktopShell::hyprland,
+                                 DesktopShell::xfce, DesktopShell::other}) {
+            const auto guide = keyBindingGuide(shell, DesktopProtocol::wayland, program, texts);
+            EXPECT_TRUE(guide.contains(shellWord(program) + QStringLiteral(" toggle"))) << guide.toStdString();
+        }
+    }
 }
 
 // The lines for a terminal, run against a stand-in that keeps the list as the real one prints it.

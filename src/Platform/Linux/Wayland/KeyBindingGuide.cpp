@@ -7,15 +7,12 @@ namespace quillo {
 
 namespace {
 
-// %1 is the application's path as a word of a command line. F9 is an example.
+/// Longest line of prose; a terminal of 100 columns shows it whole.
+constexpr qsizetype lineLength = 92;
 
-const QString gnomeSteps = QStringLiteral(R"(GNOME. In the settings:
-  1. Settings > Keyboard > View and Customize Shortcuts > Custom Shortcuts > Add Shortcut.
-  2. Name: Quillo. Command: %1 toggle
-  3. Set Shortcut, press the key (F9, for example), Add.
+// Lines for a shell or a configuration file. %1 is the application's path as a word of a command line.
 
-Or in a terminal; what you have bound already stays:
-  keys=org.gnome.settings-daemon.plugins.media-keys
+const QString gnomeLines = QStringLiteral(R"(  keys=org.gnome.settings-daemon.plugins.media-keys
   path=/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/quillo/
   list=$(gsettings get $keys custom-keybindings)
   case $list in *"$path"*) ;; "@as []") list="['$path']" ;; *) list="${list%]}, '$path']" ;; esac
@@ -23,93 +20,108 @@ Or in a terminal; what you have bound already stays:
   gsettings set $keys.custom-keybinding:$path name Quillo
   gsettings set $keys.custom-keybinding:$path command "%1 toggle"
   gsettings set $keys.custom-keybinding:$path binding F9
-
-One press starts, the next stops. GNOME does not tell a program when a key is let go, so
-holding a key to talk cannot be had there.
 )");
+const QString swayToggle = QStringLiteral("  bindsym --no-repeat F9 exec %1 toggle\n");
+const QString swayHold =
+    QStringLiteral("  bindsym --no-repeat F9 exec %1 start\n  bindsym --release F9 exec %1 stop\n");
+const QString hyprlandToggle = QStringLiteral("  bind = , F9, exec, %1 toggle\n");
+const QString hyprlandHold = QStringLiteral("  bind = , F9, exec, %1 start\n  bindr = , F9, exec, %1 stop\n");
+const QString toggleCommand = QStringLiteral("  %1 toggle\n");
+const QString holdCommands = QStringLiteral("  %1 start\n  %1 stop\n");
 
-const QString plasmaSteps = QStringLiteral(R"(KDE Plasma:
-  1. System Settings > Shortcuts > Add Command (Plasma 5.27 and later; before that
-     Custom Shortcuts > Edit > New > Global Shortcut > Command/URL).
-  2. Command: %1 toggle
-  3. Add a shortcut to it, press the key (F9, for example), Apply.
-
-One press starts, the next stops. Plasma runs a command when a key goes down only, so
-holding a key to talk cannot be had that way.
-)");
-
-const QString swaySteps = QStringLiteral(R"(Sway. In ~/.config/sway/config, one of the two, then: swaymsg reload
-
-One press starts, the next stops:
-  bindsym --no-repeat F9 exec %1 toggle
-
-Hold to talk:
-  bindsym --no-repeat F9 exec %1 start
-  bindsym --release F9 exec %1 stop
-)");
-
-const QString hyprlandSteps =
-    QStringLiteral(R"(Hyprland. In ~/.config/hypr/hyprland.conf, one of the two; it is read again by itself.
-
-One press starts, the next stops:
-  bind = , F9, exec, %1 toggle
-
-Hold to talk:
-  bind = , F9, exec, %1 start
-  bindr = , F9, exec, %1 stop
-)");
-
-const QString xfceSteps = QStringLiteral(R"(Xfce:
-  1. Settings > Keyboard > Application Shortcuts > Add.
-  2. Command: %1 toggle
-  3. OK, then press the key (F9, for example).
-
-One press starts, the next stops.
-)");
-
-const QString otherSteps =
-    QStringLiteral(R"(In the keyboard settings or the configuration file of your desktop, bind a key to this command:
-  %1 toggle
-One press starts, the next stops.
-
-Where a key can be bound to its press and its release, hold to talk with these two:
-  %1 start
-  %1 stop
-)");
-
-const QString& stepsFor(DesktopShell shell) {
-    switch (shell) {
-    case DesktopShell::gnome:
-        return gnomeSteps;
-    case DesktopShell::plasma:
-        return plasmaSteps;
-    case DesktopShell::sway:
-        return swaySteps;
-    case DesktopShell::hyprland:
-        return hyprlandSteps;
-    case DesktopShell::xfce:
-        return xfceSteps;
-    case DesktopShell::other:
-        break;
+/// Breaks the lines of `text` at spaces; what continues a numbered step is indented as its words are.
+QString wrapped(const QString& text) {
+    QString result;
+    for (const auto& paragraph : text.split(u'\n')) {
+        const auto indent = paragraph.startsWith(u' ') ? QString(5, u' ') : QString();
+        auto rest = paragraph;
+        while (rest.size() > lineLength) {
+            const auto cut = rest.lastIndexOf(u' ', lineLength);
+            if (cut <= indent.size())
+                break;
+            result += rest.left(cut) + u'\n';
+            rest = indent + rest.mid(cut + 1);
+        }
+        result += rest + u'\n';
     }
-    return otherSteps;
+    return result;
 }
 
-QString introduction(DesktopProtocol protocol) {
+/// Writes the guide for one program: prose in the interface language, commands as they are.
+class GuideWriter {
+public:
+    GuideWriter(QString program, const LocalizationManager& texts) : m_program(std::move(program)), m_texts(texts) {}
+
+    void prose(const char* key) { m_guide += fill(wrapped(m_texts.t(QString::fromLatin1(key)))); }
+    void space() { m_guide += u'\n'; }
+    void lines(const QString& lines) { m_guide += fill(lines); }
+    void linesUnder(const char* heading, const QString& content) {
+        prose(heading);
+        lines(content);
+    }
+    [[nodiscard]] QString guide() const { return m_guide; }
+
+private:
+    // Do not use arg(): a path may contain "%1", and the lines for a shell contain percent signs.
+    [[nodiscard]] QString fill(QString text) const { return text.replace(QStringLiteral("%1"), m_program); }
+
+    QString m_program;
+    const LocalizationManager& m_texts;
+    QString m_guide;
+};
+
+void writeIntroduction(GuideWriter& writer, DesktopProtocol protocol) {
     switch (protocol) {
     case DesktopProtocol::wayland:
-        return QStringLiteral("On Wayland a program sees no keys but those typed into its own windows, and can press "
-                              "none.\nSo the desktop starts and stops Quillo, and the text waits on the clipboard: "
-                              "press Ctrl+V where\nyou want it (Ctrl+Shift+V in a terminal; with the middle mouse "
-                              "button where there is a primary\nselection).\n\n");
+        writer.prose("guide.wayland");
+        break;
     case DesktopProtocol::x11:
-        return QStringLiteral("On X11 Quillo sees its hotkeys itself: hold Right Super, speak, let go. Nothing needs "
-                              "to be set up;\n\"quillo settings list\" shows how to choose other keys. To bind one in "
-                              "the desktop all the same:\n\n");
+        writer.prose("guide.x11");
+        break;
     case DesktopProtocol::none:
+        writer.prose("guide.noSession");
         break;
     }
-    return QStringLiteral("There is no desktop session here. In one, run this again for its exact steps.\n\n");
+    writer.space();
+}
+
+void writeSteps(GuideWriter& writer, DesktopShell shell) {
+    switch (shell) {
+    case DesktopShell::gnome:
+        writer.prose("guide.gnome.steps");
+        writer.space();
+        writer.linesUnder("guide.gnome.terminal", gnomeLines);
+        writer.space();
+        writer.prose("guide.gnome.limits");
+        break;
+    case DesktopShell::plasma:
+        writer.prose("guide.plasma.steps");
+        writer.space();
+        writer.prose("guide.plasma.limits");
+        break;
+    case DesktopShell::sway:
+        writer.prose("guide.sway.steps");
+        writer.space();
+        writer.linesUnder("guide.toggle", swayToggle);
+        writer.space();
+        writer.linesUnder("guide.hold", swayHold);
+        break;
+    case DesktopShell::hyprland:
+        writer.prose("guide.hyprland.steps");
+        writer.space();
+        writer.linesUnder("guide.toggle", hyprlandToggle);
+        writer.space();
+        writer.linesUnder("guide.hold", hyprlandHold);
+        break;
+    case DesktopShell::xfce:
+        writer.prose("guide.xfce.steps");
+        break;
+    case DesktopShell::other:
+        writer.linesUnder("guide.other.toggle", toggleCommand);
+        writer.space();
+        writer.linesUnder("guide.other.hold", holdCommands);
+        break;
+    }
 }
 
 } // namespace
@@ -125,7 +137,7 @@ DesktopShell desktopShell(const QProcessEnvironment& environment) {
         return DesktopShell::plasma;
     if (is("xfce"))
         return DesktopShell::xfce;
-    // Keep this last: its descendants name their parent at the end of the list.
+    // Last: the list ends with it on its descendants too.
     if (is("gnome"))
         return DesktopShell::gnome;
     if (environment.contains(QStringLiteral("HYPRLAND_INSTANCE_SIGNATURE")))
@@ -142,9 +154,12 @@ QString shellWord(const QString& program) {
     return u'\'' + QString(program).replace(u'\'', QStringLiteral("'\\''")) + u'\'';
 }
 
-QString keyBindingGuide(DesktopShell shell, DesktopProtocol protocol, const QString& program) {
-    // Do not use arg(): a path may contain "%1", and the lines for a shell contain percent signs.
-    return introduction(protocol) + QString(stepsFor(shell)).replace(QStringLiteral("%1"), shellWord(program));
+QString keyBindingGuide(DesktopShell shell, DesktopProtocol protocol, const QString& program,
+                        const LocalizationManager& texts) {
+    GuideWriter writer(shellWord(program), texts);
+    writeIntroduction(writer, protocol);
+    writeSteps(writer, shell);
+    return writer.guide();
 }
 
 } // namespace quillo
