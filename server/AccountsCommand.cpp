@@ -7,6 +7,7 @@
 #include "Foundation/Encoding.h"
 #include "Tasks/TaskStore.h"
 #include "Terminal.h"
+#include "Transport/SignInTexts.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -102,7 +103,7 @@ int resetPassword(AccountStore& store, const std::string& email) {
         return failed;
     }
     if (const auto objection = objectionTo(*password, email)) {
-        say(*objection + " Nothing was changed.");
+        say(pageText(pageTextOf(*objection), {}) + " Nothing was changed.");
         return failed;
     }
     if (isInteractive() && readSecret("The same once more: ") != password) {

@@ -48,31 +48,31 @@ std::optional<std::string> normalisedEmail(const std::string& text) {
     return email;
 }
 
-std::optional<std::string> objectionTo(const std::string& password, const std::string& email) {
+std::optional<Objection> objectionTo(const std::string& password, const std::string& email) {
     if (password.empty())
-        return "Choose a password.";
+        return Objection::passwordNotChosen;
     if (password.size() > maxPasswordBytes)
-        return "This password is too long; 1024 bytes are the limit.";
+        return Objection::passwordTooLong;
     const auto characters = countCharacters(password);
     if (!characters || hasControlCharacters(password))
-        return "This password has characters that cannot be typed; choose another.";
+        return Objection::passwordUntypable;
     if (*characters < minPasswordCharacters)
-        return "Use at least 10 characters. A few words in a row are fine.";
+        return Objection::passwordTooShort;
     const std::string plain = lowered(password);
     const bool isOneCharacter = plain.find_first_not_of(plain.front()) == std::string::npos;
     if (isOneCharacter || std::ranges::find(refused, plain) != refused.end())
-        return "This password is easy to guess; choose another.";
+        return Objection::passwordEasy;
     if (plain == email || plain == email.substr(0, email.find('@')))
-        return "The password must not be your e-mail address.";
+        return Objection::passwordIsEmail;
     return std::nullopt;
 }
 
-std::optional<std::string> objectionToName(const std::string& name) {
+std::optional<Objection> objectionToName(const std::string& name) {
     const auto characters = countCharacters(name);
     if (!characters || hasControlCharacters(name))
-        return "This name has characters that cannot be shown.";
+        return Objection::nameUnshowable;
     if (*characters > maxNameCharacters)
-        return "Use at most 100 characters.";
+        return Objection::nameTooLong;
     return std::nullopt;
 }
 

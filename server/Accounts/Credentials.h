@@ -9,10 +9,22 @@ namespace quillo::server {
 /// it is no address: at most 254 bytes of UTF-8, something on both sides of one "@", no blanks or control characters.
 std::optional<std::string> normalisedEmail(const std::string& text);
 
-/// What is wrong with a password that is to be set, as a sentence for its owner; empty when it may be used.
-std::optional<std::string> objectionTo(const std::string& password, const std::string& email);
+/// Why a password or a name is refused.
+enum class Objection {
+    passwordNotChosen, ///< empty
+    passwordTooLong,
+    passwordUntypable, ///< holds control characters or is not UTF-8
+    passwordTooShort,
+    passwordEasy,
+    passwordIsEmail,
+    nameUnshowable, ///< holds control characters or is not UTF-8
+    nameTooLong,
+};
+
+/// What is wrong with a password that is to be set; empty when it may be used.
+std::optional<Objection> objectionTo(const std::string& password, const std::string& email);
 
 /// What is wrong with a full name; empty when it may be used. An empty name may.
-std::optional<std::string> objectionToName(const std::string& name);
+std::optional<Objection> objectionToName(const std::string& name);
 
 } // namespace quillo::server

@@ -9,8 +9,10 @@
 namespace quillo::server {
 namespace {
 
-std::string page(const std::string& title, const std::string& content, const std::string& head = {}) {
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+std::string page(PageLanguage language, const std::string& title, const std::string& content,
+                 const std::string& head = {}) {
+    return "<!DOCTYPE html>\n<html lang=\"" + std::string(language.code) +
+           "\">\n<head>\n<meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
            "<meta name=\"robots\" content=\"noindex\">\n" +
            head + "<title>" + escapeHtml(title) + "</title>\n<link rel=\"icon\" href=\"" + pageIconUrl() +
@@ -20,7 +22,7 @@ std::string page(const std::string& title, const std::string& content, const std
 
 struct Field {
     const char* id;
-    const char* label;
+    std::string label;
     const char* type;
     const char* autocomplete;
     std::string value = {};
@@ -33,7 +35,7 @@ struct Field {
     std::string describedBy = {};
 };
 
-std::string render(const Field& field) {
+std::string render(const Field& field, PageLanguage language) {
     const std::string id = field.id;
     std::string described = field.describedBy;
     const auto describe = [&described](const std::string& by) { described += (described.empty() ? "" : " ") + by; };
@@ -41,10 +43,11 @@ std::string render(const Field& field) {
         describe(id + "-error");
     if (!field.hint.empty())
         describe(id + "-hint");
-    std::string html = "<div class=\"field\">\n<label for=\"" + id + "\">" + field.label +
-                       (field.isRequired ? "" : " <span class=\"optional\">(optional)</span>") +
-                       "</label>\n<input id=\"" + id + "\" name=\"" + id + "\" type=\"" + field.type +
-                       "\" autocomplete=\"" + field.autocomplete + "\"";
+    std::string html =
+        "<div class=\"field\">\n<label for=\"" + id + "\">" + field.label +
+        (field.isRequired ? "" : " <span class=\"optional\">" + pageText(PageText::optional, language) + "</span>") +
+        "</label>\n<input id=\"" + id + "\" name=\"" + id + "\" type=\"" + field.type + "\" autocomplete=\"" +
+        field.autocomplete + "\"";
     if (std::string_view(field.type) == "email")
         html += " autocapitalize=\"none\" spellcheck=\"false\"";
     if (!field.value.empty())
@@ -66,16 +69,17 @@ std::string render(const Field& field) {
 }
 
 std::string fieldsOf(const SignInForm& form) {
-    Field name{"full_name", "Full name", "text", "name", form.fullName, form.nameError};
+    const auto language = form.language;
+    Field name{"full_name", pageText(PageText::nameLabel, language), "text", "name", form.fullName, form.nameError};
     name.isRequired = false;
-    Field email{"email", "E-mail address", "email", "username", form.email, form.emailError};
-    Field password{"password", "Password", "password", "current-password"};
+    Field email{"email", pageText(PageText::emailLabel, language), "email", "username", form.email, form.emailError};
+    Field password{"password", pageText(PageText::passwordLabel, language), "password", "current-password"};
     password.error = form.passwordError;
     if (form.isRegistration) {
         password.autocomplete = "new-password";
         // The error says as much.
         if (form.passwordError.empty())
-            password.hint = "At least 10 characters.";
+            password.hint = pageText(PageText::passwordHint, language);
     }
     std::vector<Field*> fields = {&email, &password};
     if (form.isRegistration)
@@ -87,48 +91,48 @@ std::string fieldsOf(const SignInForm& form) {
     if (!form.alert.empty() && (*focus)->error.empty())
         (*focus)->describedBy = "alert";
     password.isInvalid = form.isRefused;
-    return (form.isRegistration ? render(name) : std::string()) + render(email) + render(password);
+    return (form.isRegistration ? render(name, language) : std::string()) + render(email, language) +
+           render(password, language);
 }
 
 } // namespace
 
 std::string signInPage(const SignInForm& form) {
     const bool isNew = form.isRegistration;
+    const auto say = [&form](PageText text) { return escapeHtml(pageText(text, form.language)); };
     const bool hasError =
         !form.alert.empty() || !form.nameError.empty() || !form.emailError.empty() || !form.passwordError.empty();
-    const std::string heading = isNew ? "Create your Quillo account" : "Sign in to Quillo";
-    std::string html =
-        "<h1>" + heading + "</h1>\n<p class=\"lead\">" +
-        (isNew ? "Your account and your recordings stay on this server." : "Use the account you have on this server.") +
-        "</p>\n";
+    const auto heading = isNew ? PageText::registerHeading : PageText::signInHeading;
+    std::string html = "<h1>" + say(heading) + "</h1>\n<p class=\"lead\">" +
+                       say(isNew ? PageText::registerLead : PageText::signInLead) + "</p>\n";
     if (!form.alert.empty())
         html += "<p class=\"alert\" id=\"alert\" role=\"alert\">" + escapeHtml(form.alert) + "</p>\n";
     html += std::string("<form method=\"post\" action=\"") + (isNew ? "register" : "login") + "?" +
             escapeHtml(form.query) + "\" novalidate>\n<input type=\"hidden\" name=\"form_token\" value=\"" +
             escapeHtml(form.token) + "\">\n" + fieldsOf(form) + "<button class=\"button\" type=\"submit\">" +
-            (isNew ? "Create account" : "Sign in") + "</button>\n</form>\n";
-    html += std::string("<p class=\"below\">") + (isNew ? "You have an account? " : "New here? ") + "<a href=\"" +
+            say(isNew ? PageText::registerButton : PageText::signInButton) + "</button>\n</form>\n";
+    html += "<p class=\"below\">" + say(isNew ? PageText::haveAccount : PageText::newHere) + " <a href=\"" +
             (isNew ? "login" : "register") + "?" + escapeHtml(form.query) + "\">" +
-            (isNew ? "Sign in" : "Create an account") + "</a></p>\n";
+            say(isNew ? PageText::toSignIn : PageText::toRegister) + "</a></p>\n";
     if (!form.cancelUrl.empty())
         html +=
-            "<p class=\"below\"><a href=\"" + escapeHtml(form.cancelUrl) + "\">Cancel and go back to Quillo</a></p>\n";
-    return page((hasError ? "Error: " : "") + heading, html);
+            "<p class=\"below\"><a href=\"" + escapeHtml(form.cancelUrl) + "\">" + say(PageText::cancel) + "</a></p>\n";
+    const auto title = pageText(heading, form.language);
+    return page(form.language, hasError ? pageText(PageText::error, form.language) + ": " + title : title, html);
 }
 
-std::string signedInPage(const std::string& callbackUrl, bool isNewAccount) {
+std::string signedInPage(const std::string& callbackUrl, bool isNewAccount, PageLanguage language) {
     const std::string url = escapeHtml(callbackUrl);
-    return page("You are signed in",
-                std::string("<h1>You are signed in</h1>\n<p class=\"lead\" role=\"status\">") +
-                    (isNewAccount ? "Your account is ready. " : "") +
-                    "Go back to Quillo to finish; your browser may ask before it opens the application. "
-                    "Then you can close this page.</p>\n<a class=\"button\" href=\"" +
-                    url + "\" autofocus>Back to Quillo</a>\n",
+    const auto say = [language](PageText text) { return escapeHtml(pageText(text, language)); };
+    return page(language, pageText(PageText::signedInHeading, language),
+                "<h1>" + say(PageText::signedInHeading) + "</h1>\n<p class=\"lead\" role=\"status\">" +
+                    (isNewAccount ? say(PageText::accountReady) + " " : std::string()) + say(PageText::goBack) +
+                    "</p>\n<a class=\"button\" href=\"" + url + "\" autofocus>" + say(PageText::backButton) + "</a>\n",
                 "<meta http-equiv=\"refresh\" content=\"0;url=" + url + "\">\n");
 }
 
-std::string messagePage(const std::string& title, const std::string& text) {
-    return page(title, "<h1>" + escapeHtml(title) + "</h1>\n<p>" + escapeHtml(text) + "</p>\n");
+std::string messagePage(const std::string& title, const std::string& text, PageLanguage language) {
+    return page(language, title, "<h1>" + escapeHtml(title) + "</h1>\n<p>" + escapeHtml(text) + "</p>\n");
 }
 
 } // namespace quillo::server

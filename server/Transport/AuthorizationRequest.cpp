@@ -54,12 +54,11 @@ std::string AuthorizationRequest::refusal(const std::string& error, const std::s
 std::variant<AuthorizationRequest, UnknownClient, RefusedRequest> readAuthorizationRequest(std::string_view query) {
     const auto fields = FormFields::parse(query);
     if (!fields)
-        return UnknownClient{"The address of this page is damaged."};
+        return UnknownClient{};
     if (fields->value("client_id") != oauthClientId || fields->isRepeated("client_id"))
-        return UnknownClient{"The application that opened this page is not known to this server."};
+        return UnknownClient{};
     if (fields->value("redirect_uri") != oauthRedirectUri || fields->isRepeated("redirect_uri"))
-        return UnknownClient{"The application that opened this page asks to be answered at an address that is not its "
-                             "own."};
+        return UnknownClient{};
 
     AuthorizationRequest request;
     if (auto state = fields->value("state"); isState(state) && !fields->isRepeated("state"))

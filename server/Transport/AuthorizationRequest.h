@@ -26,9 +26,7 @@ struct AuthorizationRequest {
 };
 
 /// The request names a client or a way back that this server does not know: nothing may be sent there.
-struct UnknownClient {
-    std::string reason;
-};
+struct UnknownClient {};
 
 /// The request is wrong, which the client is told by sending the browser to `callback`.
 struct RefusedRequest {

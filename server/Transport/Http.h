@@ -29,6 +29,7 @@ struct HttpRequest {
     std::string authorization;
     std::string host;
     std::string cookie;
+    std::string acceptLanguage;
     std::string fetchSite; ///< where a browser says the request comes from (Sec-Fetch-Site)
     std::string body;
     std::string parameter; ///< what stands where the route's path has "{...}", decoded

@@ -50,6 +50,7 @@ inline HttpRequest describe(const http::request_header<>& header, const Peer& pe
     request.authorization = toString(header[http::field::authorization]);
     request.host = toString(header[http::field::host]);
     request.cookie = toString(header[http::field::cookie]);
+    request.acceptLanguage = toString(header[http::field::accept_language]);
     request.fetchSite = toString(header["Sec-Fetch-Site"]);
     request.peer = peer;
     return request;

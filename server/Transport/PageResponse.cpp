@@ -26,16 +26,23 @@ HttpResponse pageResponse(const HttpRequest& request, int status, std::string pa
 }
 
 HttpResponse errorPage(const HttpRequest& request, const HttpResponse& error) {
-    const std::string detail = error.body.value("detail", "The server cannot answer this.");
-    auto response = pageResponse(
-        request, error.status, messagePage(error.status >= 500 ? "Something went wrong" : "This did not work", detail));
+    const auto language = pageLanguage(request.acceptLanguage);
+    const bool isOurs = error.status >= 500;
+    const auto text = isOurs                ? PageText::serverFailed
+                      : error.status == 404 ? PageText::notFound
+                                            : PageText::requestRefused;
+    const auto title = isOurs ? PageText::serverFailedHeading : PageText::failedHeading;
+    auto response =
+        pageResponse(request, error.status, messagePage(pageText(title, language), pageText(text, language), language));
     response.headers.insert(response.headers.end(), error.headers.begin(), error.headers.end());
     return response;
 }
 
 HttpResponse redirectResponse(const HttpRequest& request, const std::string& url) {
-    auto response =
-        pageResponse(request, 303, messagePage("Back to Quillo", "The request could not be served; Quillo says why."));
+    const auto language = pageLanguage(request.acceptLanguage);
+    auto response = pageResponse(
+        request, 303,
+        messagePage(pageText(PageText::backButton, language), pageText(PageText::backToQuillo, language), language));
     response.headers.emplace_back("Location", url);
     return response;
 }

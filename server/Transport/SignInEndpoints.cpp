@@ -7,6 +7,7 @@
 #include "Pages/SignInPages.h"
 #include "Transport/AuthorizationRequest.h"
 #include "Transport/PageResponse.h"
+#include "Transport/SignInTexts.h"
 
 namespace quillo::server {
 namespace {
@@ -24,8 +25,18 @@ struct Visit {
     std::string password;
 };
 
+std::string say(const HttpRequest& request, PageText text, std::string_view value = {}) {
+    return pageText(text, pageLanguage(request.acceptLanguage), value);
+}
+
+HttpResponse showMessage(const HttpRequest& request, int status, PageText title, PageText text) {
+    return pageResponse(request, status,
+                        messagePage(say(request, title), say(request, text), pageLanguage(request.acceptLanguage)));
+}
+
 SignInForm formOf(const Visit& visit) {
     SignInForm form;
+    form.language = pageLanguage(visit.request.acceptLanguage);
     form.isRegistration = visit.isRegistration;
     form.query = visit.authorization.query();
     form.cancelUrl = visit.authorization.refusal("access_denied", "The sign-in was cancelled.");
@@ -50,18 +61,17 @@ HttpResponse showAlert(const SignInServices& services, const Visit& visit, int s
 
 HttpResponse showRefused(const SignInServices& services, const Visit& visit) {
     auto form = formOf(visit);
-    form.alert = "The e-mail address or the password is not right.";
+    form.alert = say(visit.request, PageText::refused);
     form.isRefused = true;
     return show(services, visit, 401, std::move(form));
 }
 
-HttpResponse showWait(const SignInServices& services, const Visit& visit, int status, const std::string& cause,
+HttpResponse showWait(const SignInServices& services, const Visit& visit, int status, PageText cause,
                       std::chrono::seconds wait) {
-    const auto count = wait.count();
-    auto response =
-        showAlert(services, visit, status,
-                  cause + " Try again in " + std::to_string(count) + (count == 1 ? " second." : " seconds."));
-    response.headers.emplace_back("Retry-After", std::to_string(count));
+    const auto seconds = std::to_string(wait.count());
+    auto response = showAlert(services, visit, status,
+                              say(visit.request, cause) + " " + say(visit.request, PageText::tryAgainIn, seconds));
+    response.headers.emplace_back("Retry-After", seconds);
     return response;
 }
 
@@ -78,7 +88,9 @@ HttpResponse finish(const SignInServices& services, const Visit& visit, const Cr
     if (!code)
         return showRefused(services, visit);
     log(LogLevel::info, "accounts", "sign-in of user " + credentials.userId + (isNew ? " (new)" : ""));
-    auto response = pageResponse(visit.request, 200, signedInPage(visit.authorization.callback(*code), isNew));
+    auto response = pageResponse(
+        visit.request, 200,
+        signedInPage(visit.authorization.callback(*code), isNew, pageLanguage(visit.request.acceptLanguage)));
     response.headers.emplace_back("Set-Cookie", services.guard->ending(visit.request));
     return response;
 }
@@ -103,7 +115,7 @@ HttpResponse signIn(const SignInServices& services, const Visit& visit) {
 HttpResponse makeAccount(const SignInServices& services, const Visit& visit) {
     const auto taken = [&] {
         auto form = formOf(visit);
-        form.emailError = "There is an account with this e-mail address already. Sign in below instead.";
+        form.emailError = say(visit.request, PageText::emailTaken);
         return show(services, visit, 409, std::move(form));
     };
     if (services.accounts->credentialsOf(visit.email))
@@ -117,7 +129,7 @@ HttpResponse makeAccount(const SignInServices& services, const Visit& visit) {
 
 /// Judges a password, or makes an account, on a thread of its own kind.
 Answer answerLater(const SignInServices& services, const Visit& visit) {
-    const auto busy = [services, visit] { return showWait(services, visit, 503, "The server is busy.", busyWait); };
+    const auto busy = [services, visit] { return showWait(services, visit, 503, PageText::busy, busyWait); };
     LaterResponse later;
     later.whenReady = [services, visit, busy](const LaterResponse::Done& done) {
         const auto judge = [services, visit, done] {
@@ -136,14 +148,14 @@ Answer submitSignIn(const SignInServices& services, Visit visit) {
     auto form = formOf(visit);
     const auto email = normalisedEmail(visit.email);
     if (!email)
-        form.emailError = visit.email.empty() ? "Enter your e-mail address." : "This is not an e-mail address.";
+        form.emailError = say(visit.request, visit.email.empty() ? PageText::emailMissing : PageText::emailInvalid);
     if (visit.password.empty())
-        form.passwordError = "Enter your password.";
+        form.passwordError = say(visit.request, PageText::passwordMissing);
     if (!form.emailError.empty() || !form.passwordError.empty())
         return show(services, visit, 422, std::move(form));
     visit.email = *email;
     if (const auto wait = services.throttle->admit(visit.email, networkOf(visit.request.peer.address)))
-        return showWait(services, visit, 429, "There were too many attempts.", *wait);
+        return showWait(services, visit, 429, PageText::tooManyAttempts, *wait);
     return answerLater(services, visit);
 }
 
@@ -151,14 +163,16 @@ Answer submitRegistration(const SignInServices& services, Visit visit) {
     auto form = formOf(visit);
     const auto email = normalisedEmail(visit.email);
     if (!email)
-        form.emailError = visit.email.empty() ? "Enter your e-mail address." : "This is not an e-mail address.";
-    form.nameError = objectionToName(visit.fullName).value_or("");
-    form.passwordError = objectionTo(visit.password, email.value_or("")).value_or("");
+        form.emailError = say(visit.request, visit.email.empty() ? PageText::emailMissing : PageText::emailInvalid);
+    if (const auto objection = objectionToName(visit.fullName))
+        form.nameError = say(visit.request, pageTextOf(*objection));
+    if (const auto objection = objectionTo(visit.password, email.value_or("")))
+        form.passwordError = say(visit.request, pageTextOf(*objection));
     if (!form.emailError.empty() || !form.nameError.empty() || !form.passwordError.empty())
         return show(services, visit, 422, std::move(form));
     visit.email = *email;
     if (const auto wait = services.registrations->admit(networkOf(visit.request.peer.address)))
-        return showWait(services, visit, 429, "Too many accounts were made from your network.", *wait);
+        return showWait(services, visit, 429, PageText::tooManyAccounts, *wait);
     return answerLater(services, visit);
 }
 
@@ -166,11 +180,10 @@ Answer submitRegistration(const SignInServices& services, Visit visit) {
 std::variant<Visit, HttpResponse> beginVisit(const SignInServices& services, const HttpRequest& request,
                                              bool isRegistration) {
     if (isForeignHost(request, services.hosts))
-        return pageResponse(request, 421, messagePage("Wrong address", "Open this page from Quillo."));
+        return showMessage(request, 421, PageText::wrongAddressHeading, PageText::wrongAddress);
     auto read = readAuthorizationRequest(request.query);
-    if (const auto* unknown = std::get_if<UnknownClient>(&read))
-        return pageResponse(request, 400,
-                            messagePage("This link does not work", unknown->reason + " Start the sign-in in Quillo."));
+    if (std::holds_alternative<UnknownClient>(read))
+        return showMessage(request, 400, PageText::deadLinkHeading, PageText::deadLink);
     if (const auto* refused = std::get_if<RefusedRequest>(&read))
         return redirectResponse(request, refused->callback);
     Visit visit;
@@ -188,19 +201,13 @@ Answer submit(const SignInServices& services, const HttpRequest& request, bool i
     Visit visit = std::get<Visit>(std::move(begun));
     const auto fields = FormFields::parse(request.body);
     if (!fields)
-        return pageResponse(request, 400,
-                            messagePage("This did not work", "The form arrived damaged; go back and send "
-                                                             "it again."));
+        return showMessage(request, 400, PageText::failedHeading, PageText::formDamaged);
     switch (services.guard->check(request, fields->value("form_token"))) {
     case FormGuard::Verdict::foreign:
-        return pageResponse(
-            request, 403,
-            messagePage("This did not work", "The form was not sent from this page. Start the sign-in in Quillo."));
+        return showMessage(request, 403, PageText::failedHeading, PageText::formForeign);
     case FormGuard::Verdict::expired:
         // Nothing that came with it is shown: another site may have sent it.
-        return showAlert(services, visit, 403,
-                         "This page was open for too long, or your browser keeps no cookies for it. Please enter "
-                         "everything again.");
+        return showAlert(services, visit, 403, say(request, PageText::formExpired));
     case FormGuard::Verdict::genuine:
         break;
     }

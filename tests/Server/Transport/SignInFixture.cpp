@@ -66,8 +66,8 @@ Page parsePage(const QByteArray& bytes) {
 } // namespace
 
 Page Browser::open(const QByteArray& path, const Fields& query) {
-    const auto page = parsePage(
-        m_server.exchangeEncrypted(requestBytes("GET", path + '?' + formEncode(query), "Cookie: " + cookie + "\r\n")));
+    const auto page = parsePage(m_server.exchangeEncrypted(requestBytes(
+        "GET", path + '?' + formEncode(query), "Accept-Language: " + languages + "\r\nCookie: " + cookie + "\r\n")));
     if (const auto set = page.headerValue("Set-Cookie"); !set.isEmpty())
         cookie = set.left(set.indexOf(';'));
     static const QRegularExpression pattern(QStringLiteral("name=\"form_token\" value=\"([^\"]+)\""));
@@ -81,9 +81,11 @@ Page Browser::submit(const QByteArray& path, const Fields& form, const Fields& q
 }
 
 Page Browser::post(const QByteArray& path, const Fields& query, const QByteArray& body, const QByteArray& headers) {
-    return parsePage(m_server.exchangeEncrypted(
-        requestBytes("POST", path + '?' + formEncode(query),
-                     headers + "Cookie: " + cookie + "\r\nContent-Type: application/x-www-form-urlencoded\r\n", body)));
+    return parsePage(
+        m_server.exchangeEncrypted(requestBytes("POST", path + '?' + formEncode(query),
+                                                headers + "Accept-Language: " + languages + "\r\nCookie: " + cookie +
+                                                    "\r\nContent-Type: application/x-www-form-urlencoded\r\n",
+                                                body)));
 }
 
 HttpAnswer postEncrypted(const TestServer& server, const QByteArray& path, const Json& body,

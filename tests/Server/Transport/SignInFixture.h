@@ -45,6 +45,7 @@ public:
 
     QByteArray cookie;
     QByteArray token;
+    QByteArray languages; ///< sent as Accept-Language
 
 private:
     const TestServer& m_server;

@@ -95,6 +95,29 @@ TEST(ServerSignIn, ShowsWhatIsWrongInItsPlaceAndKeepsWhatWasTyped) {
     }
 }
 
+TEST(ServerSignIn, ThePagesSpeakTheLanguageOfTheBrowser) {
+    TestServer server;
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"de-AT,de;q=0.9,en;q=0.5", "de", "Passwort"},
+        {"fr;q=0.3, RU;q=0.8", "ru", "Пароль"},
+        {"pt, *", "en", "Password"},
+        {"zh-CN", "zh", "密码"},
+        {"de;q=0, es;q=x,,;", "en", "Password"},
+        {"", "en", "Password"},
+    };
+    for (const auto& [languages, code, label] : cases) {
+        Browser browser(server);
+        browser.languages = languages;
+        const auto page = browser.open("/auth/login");
+        EXPECT_TRUE(page.shows(QByteArray("<html lang=\"") + code + '"') && page.shows(label)) << page.html.data();
+    }
+    Browser german(server);
+    german.languages = "de";
+    EXPECT_TRUE(german.submit("/auth/login", annsForm).shows("role=\"alert\">Die E-Mail-Adresse oder"));
+    EXPECT_TRUE(german.open("/auth/login", {}).shows("<h1>Dieser Link funktioniert nicht"));
+    EXPECT_TRUE(german.submit("/auth/register", annsForm).shows("Zurück zu Quillo"));
+}
+
 TEST(ServerSignIn, ThePagesAreGuardedByTheirHeaders) {
     TestServer server;
     Browser browser(server);
