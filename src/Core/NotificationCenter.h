@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// The names posted through `NotificationCenter`.
+/// The names posted through `NotificationCenter`. They stay: see docs/compatibility.md.
 namespace notification {
 inline const QString showAuthWindow = QStringLiteral("quillo.showAuthWindow");
 inline const QString showSettingsWindow = QStringLiteral("quillo.showSettingsWindow");
