@@ -3,6 +3,8 @@
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
 #include "Data/TagManager.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Localization/LocalizationManager.h"
 
 #include <QDir>
 
@@ -12,8 +14,9 @@ namespace {
 
 void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
 
-void tellUser(const QString& message) {
-    NotificationCenter::shared().post(notification::userNotice, {{QStringLiteral("message"), message}});
+void tellUser(const UserMessage& message) {
+    NotificationCenter::shared().post(notification::userNotice,
+                                      {{QStringLiteral("message"), LocalizationManager::shared().t(message)}});
 }
 
 std::unique_ptr<ModelContainer> createOrFallBack() {
@@ -23,7 +26,7 @@ std::unique_ptr<ModelContainer> createOrFallBack() {
         return container;
     } catch (const StoreError& error) {
         log(QStringLiteral("Could not create ModelContainer: %1").arg(error.message()), LogLevel::error);
-        tellUser(error.message());
+        tellUser(errorTexts::of(error.cause()));
     }
     log(QStringLiteral("[AppDelegate] ⚠️ ModelContainer is nil — QuilloApp did not provide it. Falling back to "
                        "local-only."),
@@ -53,7 +56,7 @@ std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments) {
     if (!container)
         return nullptr;
     if (const auto& damaged = container->setAside())
-        tellUser(damaged->reason);
+        tellUser(errorTexts::of(*damaged));
     auto& context = container->mainContext();
     TranscriptionRecord::cleanupStaleRecordings(context);
     DataContainer::seedTestDataIfNeeded(context, arguments);

@@ -23,6 +23,21 @@ void Descriptor::reset(int descriptor) {
     m_descriptor = descriptor;
 }
 
+FileError::Cause FileError::causeOf(int error) {
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+        return Cause::diskFull;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return Cause::denied;
+    default:
+        return Cause::other;
+    }
+}
+
 namespace privateFile {
 
 namespace {
@@ -30,7 +45,8 @@ namespace {
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 FileError failure(const QString& action, const QString& path, int error) {
-    return FileError(QStringLiteral("Could not %1 %2: %3").arg(action, path, describe(error)));
+    return FileError(QStringLiteral("Could not %1 %2: %3").arg(action, path, describe(error)),
+                     FileError::causeOf(error));
 }
 
 Descriptor open(const QString& path, int flags, const QString& action) {

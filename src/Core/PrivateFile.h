@@ -7,11 +7,25 @@
 
 namespace quillo {
 
-/// A file operation that the system refused. `what()` names the file, the cause and, where there is one, the next step.
+/// A file operation that the system refused. `what()` is for the log: it names the file, the cause and, where there is
+/// one, the next step. A window shows the text of the cause.
 class FileError : public std::runtime_error {
 public:
-    explicit FileError(const QString& message) : std::runtime_error(message.toStdString()) {}
+    enum class Cause {
+        diskFull,
+        denied,  ///< no permission, or a read-only file system
+        removed, ///< the file or its folder went while it was open
+        other,
+    };
+    explicit FileError(const QString& message, Cause cause = Cause::other)
+        : std::runtime_error(message.toStdString()), m_cause(cause) {}
     [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
+    [[nodiscard]] Cause cause() const { return m_cause; }
+    /// The cause behind an `errno`.
+    static Cause causeOf(int error);
+
+private:
+    Cause m_cause;
 };
 
 /// A file descriptor that closes itself.

@@ -36,7 +36,7 @@ std::unique_ptr<ModelContainer> DataContainer::create() {
     auto opened = storeFile::open(path);
     std::optional<ModelContainer::SetAside> setAside;
     if (!opened.setAsideAs.isEmpty())
-        setAside = {opened.setAsideAs, opened.setAsideReason};
+        setAside = {opened.setAsideAs, opened.setAsideCause};
     appLog(QStringLiteral("✅ DataContainer: ModelContainer created at %1").arg(path), LogLevel::info,
            QStringLiteral("DataContainer"));
     return std::make_unique<ModelContainer>(std::make_unique<ModelContext>(std::move(opened.database)), path,

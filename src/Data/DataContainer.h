@@ -16,8 +16,8 @@ class ModelContainer {
 public:
     /// A store file that could not be used and was kept under another name.
     struct SetAside {
-        QString keptAs; ///< full path
-        QString reason; ///< a sentence for the user
+        QString keptAs;          ///< full path
+        StoreError::Cause cause; ///< damaged or newer
     };
 
     ModelContainer(std::unique_ptr<ModelContext> context, QString path, std::optional<SetAside> setAside);

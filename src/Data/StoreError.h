@@ -6,8 +6,8 @@
 
 namespace quillo {
 
-/// The history store could not be opened, read or written. `what()` is a sentence for the user: what failed, the cause
-/// and the next step.
+/// The history store could not be opened, read or written. `what()` is for the log and the command line: what failed,
+/// the cause and the next step, in English. A window shows the text of the cause.
 class StoreError : public std::runtime_error {
 public:
     enum class Cause {

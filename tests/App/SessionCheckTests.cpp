@@ -57,7 +57,8 @@ TEST_F(SessionCheckTest, WithoutAWindowItHappensAfterThreeSecondsAndTheWindowThe
 
 TEST_F(SessionCheckTest, ASessionThatCannotBeMadeIsSaid) {
     m_auth.onAnonymousSession = [] {
-        throw AuthError(AuthError::Kind::transport, QStringLiteral("Anonymous authentication failed: no network"));
+        throw AuthError(AuthError::Kind::transport, AuthError::Code::anonymousFailed,
+                        QStringLiteral("Anonymous authentication failed: no network"));
     };
     begin().checkSession();
     EXPECT_EQ(m_outcomes, std::vector{SessionCheck::Outcome::failed});

@@ -230,7 +230,7 @@ TEST_F(StoreFile, OfALaterVersionIsUsedWhenItSaysSoAndSetAsideOtherwise) {
     EXPECT_EQ(open().count(), 0);
     ASSERT_TRUE(container->setAside());
     EXPECT_TRUE(container->setAside()->keptAs.contains(QStringLiteral(".newer-")));
-    EXPECT_TRUE(container->setAside()->reason.contains(QStringLiteral("Update Quillo")));
+    EXPECT_EQ(container->setAside()->cause, StoreError::Cause::newer);
     EXPECT_EQ(bytes(container->setAside()->keptAs), before);
 }
 

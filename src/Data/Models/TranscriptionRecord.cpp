@@ -68,7 +68,7 @@ RecordPointer TranscriptionRecord::recordingInProgress(const QString& userId, co
     record->sourceApp = sourceApp;
     record->isMeetingMode = isMeetingMode;
     record->status = RecordStatus::recording;
-    // The device word that every client of the history knows.
+    // The device word that every client of the history knows; see docs/compatibility.md.
     record->sourceDevice = QStringLiteral("macOS");
     return record;
 }

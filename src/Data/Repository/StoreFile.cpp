@@ -170,30 +170,22 @@ Opened open(const QString& path) {
         if (!QFile::exists(path + companion))
             madeByOpening.append(path + companion);
     QString reason;
-    QString word;
+    auto cause = StoreError::Cause::damaged;
     try {
-        return {openChecked(path), {}, {}};
+        return {openChecked(path), {}, cause};
     } catch (const StoreError& error) {
-        if (error.cause() == StoreError::Cause::damaged)
-            word = QStringLiteral("damaged");
-        else if (error.cause() == StoreError::Cause::newer)
-            word = QStringLiteral("newer");
-        else
+        cause = error.cause();
+        if (cause != StoreError::Cause::damaged && cause != StoreError::Cause::newer)
             throw;
         reason = error.message();
     }
     for (const auto& companion : madeByOpening)
         QFile::remove(companion);
-    const auto kept = setAside(path, word);
+    const auto kept =
+        setAside(path, cause == StoreError::Cause::newer ? QStringLiteral("newer") : QStringLiteral("damaged"));
     log(QStringLiteral("❌ DataContainer: %1 Kept as %2; starting a fresh store").arg(reason, kept), LogLevel::error);
     makePrivateFile(path);
-    const auto told = word == QStringLiteral("newer")
-                          ? QStringLiteral("Your history was written by a later version of Quillo. It is kept as %1, "
-                                           "and a fresh one was started. Update Quillo and rename the file back to "
-                                           "see it again.")
-                          : QStringLiteral("Your history was damaged and could not be opened. It is kept as %1, and a "
-                                           "fresh one was started.");
-    return {openChecked(path), kept, told.arg(kept)};
+    return {openChecked(path), kept, cause};
 }
 
 } // namespace quillo::storeFile

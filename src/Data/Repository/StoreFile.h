@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Data/Database.h"
+#include "Data/StoreError.h"
 
 #include <QString>
 
@@ -11,8 +12,8 @@ namespace quillo::storeFile {
 
 struct Opened {
     std::unique_ptr<Database> database;
-    QString setAsideAs;     ///< full path; empty when nothing was set aside
-    QString setAsideReason; ///< a sentence for the user
+    QString setAsideAs;                                           ///< full path; empty when nothing was set aside
+    StoreError::Cause setAsideCause = StoreError::Cause::damaged; ///< or newer
 };
 
 /// The folder, created if needed, readable only by its owner. Throws StoreError.

@@ -3,6 +3,7 @@
 #include "Core/NotificationCenter.h"
 #include "Data/ModelContext.h"
 #include "Data/TagManager.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Features/Recording/RunLog.h"
 #include "Localization/LocalizationManager.h"
 
@@ -17,7 +18,7 @@ QString reasonOf(const std::exception& error) { return QString::fromUtf8(error.w
 
 } // namespace
 
-RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(QString)> onProblem)
+RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(UserMessage)> onProblem)
     : m_stores(stores), m_facts(std::move(facts)), m_onProblem(std::move(onProblem)) {}
 
 RecordingArchive::~RecordingArchive() {
@@ -35,17 +36,19 @@ RecordingArchive::~RecordingArchive() {
 
 void RecordingArchive::begin() {
     m_writer = std::make_unique<AudioFileWriter>(m_facts.recordingId);
-    m_writer->onFailure = m_onProblem;
+    m_writer->onFailure = [tell = m_onProblem](const FileError& error) {
+        tell(errorTexts::ofSafetyCopy(error.cause()));
+    };
     try {
         m_writer->startWriting();
         recordingLog(QStringLiteral("📁 Audio file writer started: %1").arg(m_facts.recordingId));
-    } catch (const std::exception& error) {
+    } catch (const FileError& error) {
         recordingLog(QStringLiteral("⚠️ Failed to start audio file writer: %1. Recording will proceed without disk "
                                     "backup. ")
                          .arg(reasonOf(error)),
                      LogLevel::warn);
         m_writer.reset();
-        m_onProblem(reasonOf(error));
+        m_onProblem(errorTexts::ofSafetyCopy(error.cause()));
     }
     createActiveRecord();
     writeMetadata(inProgress);
@@ -237,7 +240,7 @@ bool RecordingArchive::saveHistory() {
         return true;
     } catch (const StoreError& error) {
         recordingLog(QStringLiteral("❌ The history could not be saved: %1").arg(reasonOf(error)), LogLevel::error);
-        m_onProblem(reasonOf(error));
+        m_onProblem(errorTexts::of(error.cause()));
         return false;
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Core/AudioChunk.h"
+#include "Core/UserMessage.h"
 #include "Data/Models/TranscriptionRecord.h"
 #include "Services/Protocol/ServerMessage.h"
 #include "Services/Recordings/AudioFileWriter.h"
@@ -51,8 +52,8 @@ struct ArchivedText {
 /// moment either the text is in the history or the audio is where the queue finds it. Main thread; no call throws.
 class RecordingArchive {
 public:
-    /// `onProblem` gets a sentence for the user when the disk or the store refuses.
-    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(QString)> onProblem);
+    /// `onProblem` is called when the disk or the store refuses.
+    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(UserMessage)> onProblem);
     ~RecordingArchive();
     RecordingArchive(const RecordingArchive&) = delete;
     RecordingArchive& operator=(const RecordingArchive&) = delete;
@@ -94,7 +95,7 @@ private:
 
     ArchiveStores m_stores;
     ArchiveFacts m_facts;
-    std::function<void(QString)> m_onProblem;
+    std::function<void(UserMessage)> m_onProblem;
     std::unique_ptr<AudioFileWriter> m_writer;
     RecordPointer m_record;
     int64_t m_bytes = 0;

@@ -4,6 +4,7 @@
 #include "Features/Recording/AudioStreaming.h"
 #include "Features/Recording/SessionConnector.h"
 #include "Features/Recording/StartStopSounds.h"
+#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionStart {
 
@@ -76,9 +77,9 @@ void beginArchive(RunHandle run) {
             .targetAppPid = run->targetApp ? run->targetApp->pid : 0,
         },
         // The run owns the archive.
-        [&run = *run](const QString& problem) {
-            run.problem = problem;
-            NotificationCenter::shared().post(notification::userNotice, {{QStringLiteral("message"), problem}});
+        [&run = *run](const UserMessage& problem) {
+            run.problem = LocalizationManager::shared().t(problem);
+            NotificationCenter::shared().post(notification::userNotice, {{QStringLiteral("message"), *run.problem}});
         });
     run->archive->begin();
 }

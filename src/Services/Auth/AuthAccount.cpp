@@ -38,7 +38,8 @@ Task<> AuthService::Session::applyWebTokens(Self session, QString accessToken, Q
     if (answer.status != 200) {
         authLog(QStringLiteral("applyWebTokens: /auth/me returned status ") % answer.statusText(), LogLevel::error);
         throw failed(answer.isRejection() ? authFailure::notAuthenticated()
-                                          : AuthError(AuthError::Kind::transport, answer.description()));
+                                          : AuthError(AuthError::Kind::transport, AuthError::Code::accountUnreadable,
+                                                      answer.description()));
     }
     AuthResponse response{.tokens = {.accessToken = accessToken, .refreshToken = refreshToken, .expiresIn = -1}};
     try {
@@ -72,7 +73,7 @@ Task<> AuthService::Session::syncDevice(Self session) {
 Task<> AuthService::Session::deleteAccount(Self session) {
     const auto failed = [](AuthError::Kind kind, const QString& reason) {
         authLog(QStringLiteral("Delete account failed: ") % reason, LogLevel::error);
-        return AuthError(kind, QStringLiteral("Failed to delete account"));
+        return AuthError(kind, AuthError::Code::deletionFailed, QStringLiteral("Failed to delete account"));
     };
     authLog(QStringLiteral("Deleting user account"));
     const Loading loading(session);

@@ -8,7 +8,7 @@ namespace {
 
 AuthError anonymousFailed(AuthError::Kind kind, const QString& reason) {
     authLog(QStringLiteral("Anonymous authentication failed: ") % reason, LogLevel::error);
-    return {kind, QStringLiteral("Anonymous authentication failed: ") % reason};
+    return {kind, AuthError::Code::anonymousFailed, QStringLiteral("Anonymous authentication failed: ") % reason};
 }
 
 } // namespace

@@ -105,7 +105,7 @@ Task<> AuthService::Session::requestTokens(Self session, std::shared_ptr<Flow> a
         authLog(QStringLiteral("Token exchange failed with status: ") % answer.statusText(), LogLevel::error);
         if (answer.status == statusConflict)
             throw conflict(answer);
-        throw authFailure::signIn(QStringLiteral("Token exchange failed with status: ") % answer.statusText());
+        throw authFailure::exchangeFailed(answer.statusText());
     }
     AuthResponse response;
     try {

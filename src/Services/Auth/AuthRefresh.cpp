@@ -41,7 +41,7 @@ Task<> AuthService::Session::requestRefresh(Self session) {
         authLog(QStringLiteral("Token refresh failed with status: ") % answer.statusText(), LogLevel::error);
         if (answer.isRejection())
             throw authFailure::notAuthenticated();
-        throw AuthError(AuthError::Kind::transport,
+        throw AuthError(AuthError::Kind::transport, AuthError::Code::refreshFailed,
                         QStringLiteral("Token refresh failed with status: ") % answer.statusText());
     }
     try {

@@ -20,6 +20,7 @@ namespace quillo {
 /// `notification::authUserDidChange` when the user becomes another one, and at every sign-in.
 class AuthService final : public AuthServiceProtocol {
 public:
+    /// The word by which the account servers know the desktop program; see docs/compatibility.md.
     static inline const QString clientId = QStringLiteral("quillo-speech-macos");
     /// Where the server's page sends the browser with the code; the desktop hands such a URL to the application.
     static inline const QString redirectURI = QStringLiteral("quillo://auth/callback");

@@ -20,6 +20,7 @@ struct AuthUser {
     bool operator==(const AuthUser&) const = default;
 };
 
+/// Why the account could not be reached or changed. `what()` is for the log; a person reads the text of the code.
 class AuthError : public std::runtime_error {
 public:
     enum class Kind {
@@ -28,12 +29,39 @@ public:
         signIn,         ///< a sign-in that came to nothing; the session is kept
         cancelled,      ///< given up or overtaken by another sign-in: nothing to show
     };
-    AuthError(Kind kind, const QString& message) : std::runtime_error(message.toStdString()), m_kind(kind) {}
+    enum class Code {
+        accountUnreadable,
+        alreadyLinked,
+        anonymousFailed,
+        badAuthorizationURL,
+        badCallback,
+        browser,
+        cancelled,
+        decoding,
+        deletionFailed,
+        exchangeFailed,
+        linkFailed,
+        missingVerifier,
+        noCallback,
+        noCode,
+        notAuthenticated,
+        refreshFailed,
+        serverRefused,
+        stateMismatch,
+        timeout,
+    };
+    /// `detail` is what the server said, for the texts that have room for it.
+    AuthError(Kind kind, Code code, const QString& description, QString detail = {})
+        : std::runtime_error(description.toStdString()), m_kind(kind), m_code(code), m_detail(std::move(detail)) {}
+    [[nodiscard]] Code code() const { return m_code; }
+    [[nodiscard]] const QString& detail() const { return m_detail; }
     [[nodiscard]] bool isAuthenticationError() const { return m_kind == Kind::authentication; }
     [[nodiscard]] bool isCancellation() const { return m_kind == Kind::cancelled; }
 
 private:
     Kind m_kind;
+    Code m_code;
+    QString m_detail;
 };
 
 /// Keeps the user's session. Main thread.

@@ -125,6 +125,7 @@ QByteArray AuthService::Session::deviceRecord() const {
     const auto id = deviceId();
     nlohmann::ordered_json json;
     json["device_id"] = id.toStdString();
+    // The word by which the servers know the desktop program; see docs/compatibility.md.
     json["platform"] = "macos";
     json["app_version"] = config.clientVersion.toStdString();
     json["os_version"] = QSysInfo::prettyProductName().toStdString();

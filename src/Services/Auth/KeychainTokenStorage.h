@@ -10,6 +10,7 @@
 
 namespace quillo {
 
+// The name and the log lines stay: see docs/compatibility.md.
 /// The application's secrets, in the desktop's secret store.
 ///
 /// Reads come from memory and writes go through it, so that no caller ever waits for the secret service: the store is

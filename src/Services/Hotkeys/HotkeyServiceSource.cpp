@@ -73,6 +73,7 @@ void HotkeyService::start() {
     m_isRunning = true;
     m_restart.reset();
     m_restartDelay = std::chrono::seconds(1);
+    // A line that readers of the log search for; see docs/compatibility.md.
     hotkeyLog(QStringLiteral("✅ CGEventTap installed and enabled!"));
     hotkeyLog(QStringLiteral("   Listening for: ") + m_config.displayString());
     for (const auto& taken : m_source.unavailableCombinations())

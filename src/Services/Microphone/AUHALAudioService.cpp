@@ -27,7 +27,8 @@ private:
     void close(bool wasCapturing) override;
 
     AudioHardwareDevice chooseDevice();
-    [[noreturn]] static void fail(const QString& message);
+    [[noreturn]] static void fail(const QString& message,
+                                  AudioServiceError::Code code = AudioServiceError::Code::deviceSetupFailed);
     void require(AudioStatus status, const QString& step);
 
     AudioHardware& m_hardware;
@@ -61,13 +62,13 @@ AudioHardwareDevice InputUnitBackend::chooseDevice() {
     const auto id = all.empty() ? std::nullopt : m_hardware.defaultInputDevice();
     const auto found = id ? find(*id) : all.end();
     if (found == all.end())
-        fail(QStringLiteral("❌ Could not determine default input device"));
+        fail(QStringLiteral("❌ Could not determine default input device"), AudioServiceError::Code::noDevice);
     return *found;
 }
 
-void InputUnitBackend::fail(const QString& message) {
+void InputUnitBackend::fail(const QString& message, AudioServiceError::Code code) {
     log(message, LogLevel::error);
-    throw AudioServiceError(AudioServiceError::Code::deviceSetupFailed, message);
+    throw AudioServiceError(code, message);
 }
 
 void InputUnitBackend::require(AudioStatus status, const QString& step) {

@@ -9,6 +9,7 @@
 
 namespace quillo {
 
+// The name stays: see docs/compatibility.md.
 /// The state of one capture's callback, from the device's samples to the chunk stream. `handleInput` runs on the
 /// hardware's real-time thread and allocates only the chunks; call everything else after the unit has been stopped.
 class AUHALCaptureContext {

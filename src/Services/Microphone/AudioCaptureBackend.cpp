@@ -93,7 +93,7 @@ void AudioCaptureBackend::handleLost(const QString& reason) {
     log(QStringLiteral("⚠️ %1").arg(message), LogLevel::warn);
     endCapture([&](const auto& continuation) {
         continuation.fail(
-            std::make_exception_ptr(AudioServiceError(AudioServiceError::Code::deviceSetupFailed, message)));
+            std::make_exception_ptr(AudioServiceError(AudioServiceError::Code::deviceLost, message, m_deviceName)));
     });
 }
 

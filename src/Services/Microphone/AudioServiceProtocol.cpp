@@ -14,6 +14,8 @@ const char* description(AudioServiceError::Code code) {
         return "Microphone permission denied";
     case AudioServiceError::Code::engineStartFailed:
     case AudioServiceError::Code::deviceSetupFailed:
+    case AudioServiceError::Code::noDevice:
+    case AudioServiceError::Code::deviceLost:
         break;
     }
     return "Failed to start audio engine";
@@ -23,7 +25,7 @@ const char* description(AudioServiceError::Code code) {
 
 AudioServiceError::AudioServiceError(Code code) : std::runtime_error(description(code)), m_code(code) {}
 
-AudioServiceError::AudioServiceError(Code code, const QString& message)
-    : std::runtime_error(message.toStdString()), m_code(code) {}
+AudioServiceError::AudioServiceError(Code code, const QString& message, QString detail)
+    : std::runtime_error(message.toStdString()), m_code(code), m_detail(std::move(detail)) {}
 
 } // namespace quillo

@@ -21,19 +21,29 @@ struct AudioDevice {
     bool operator==(const AudioDevice&) const = default;
 };
 
-/// Why a capture could not be started. `what()` is the description to show.
+/// Why a capture could not be started or ended early. `what()` is for the log; a person reads the text of the code.
 class AudioServiceError : public std::runtime_error {
 public:
-    enum class Code { alreadyCapturing, invalidFormat, engineStartFailed, permissionDenied, deviceSetupFailed };
+    enum class Code {
+        alreadyCapturing,
+        invalidFormat,
+        engineStartFailed,
+        permissionDenied,
+        deviceSetupFailed,
+        noDevice,   ///< there is no input device at all
+        deviceLost, ///< it went while it was captured; the detail is its name
+    };
 
     /// Uses the description of the code.
     explicit AudioServiceError(Code code);
     /// For a failed set-up step, with the step's own message.
-    AudioServiceError(Code code, const QString& message);
+    AudioServiceError(Code code, const QString& message, QString detail = {});
     [[nodiscard]] Code code() const { return m_code; }
+    [[nodiscard]] const QString& detail() const { return m_detail; }
 
 private:
     Code m_code;
+    QString m_detail;
 };
 
 /// Turns the microphone into a stream of 100 ms chunks. Operations are called on the main thread and serialised on the

@@ -51,7 +51,7 @@ private:
         const bool arrived = co_await m_clock.sleep(personDelay, token);
         m_isWaiting = false;
         if (!arrived)
-            throw AuthError(AuthError::Kind::cancelled, QStringLiteral("Cancelled"));
+            throw AuthError(AuthError::Kind::cancelled, AuthError::Code::cancelled, QStringLiteral("Cancelled"));
         m_isNewUser = isNew;
         setUser(AuthUser{QStringLiteral("mock-user"), QStringLiteral("ada@example.org"), QStringLiteral("Ada Lovelace"),
                          false});

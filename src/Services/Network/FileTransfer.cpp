@@ -103,7 +103,7 @@ Task<FileTransfer::Answer> FileTransfer::send(std::shared_ptr<Core> core, Reques
 Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Request description) {
     QNetworkRequest request(description.url);
     request.setRawHeader("Authorization", "Bearer " + description.accessToken.toUtf8());
-    // Servers identify the desktop application by this word, on every platform.
+    // The word by which the servers know the desktop program; see docs/compatibility.md.
     request.setRawHeader("X-Platform", "macOS");
     // Do not accept compression: a short answer may decompress to a very long one.
     request.setRawHeader("Accept-Encoding", "identity");

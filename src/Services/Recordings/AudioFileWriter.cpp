@@ -68,7 +68,7 @@ bool AudioFileWriter::writeChunk(const QByteArray& data) {
         return false;
     const int error = privateFile::writeAll(m_file->descriptor.get(), data.constData(), data.size(), m_totalBytes);
     if (error != 0) {
-        stop(privateFile::describe(error));
+        stop(FileError(privateFile::describe(error), FileError::causeOf(error)));
         return false;
     }
     ++m_chunkCount;
@@ -83,22 +83,23 @@ void AudioFileWriter::synchronize(const std::shared_ptr<File>& file) {
     // Clear it first: later writes request another synchronisation.
     file->isSyncDue = false;
     struct stat info {};
-    QString cause;
+    std::optional<FileError> cause;
     if (::fdatasync(file->descriptor.get()) != 0)
-        cause = privateFile::describe(errno);
+        cause.emplace(privateFile::describe(errno), FileError::causeOf(errno));
     else if (::fstat(file->descriptor.get(), &info) == 0 && info.st_nlink == 0)
-        cause = QStringLiteral("its file or folder was removed while it was being written; it is made anew with the "
-                               "next recording");
+        cause.emplace(QStringLiteral("its file or folder was removed while it was being written; the next recording "
+                                     "makes it again"),
+                      FileError::Cause::removed);
     else
         ++*file->diskSyncs;
-    if (!cause.isEmpty())
+    if (cause)
         EventExecutor::main().post([file, cause] {
             if (file->writer)
-                file->writer->stop(cause);
+                file->writer->stop(*cause);
         });
 }
 
-void AudioFileWriter::stop(const QString& cause) {
+void AudioFileWriter::stop(const FileError& error) {
     const auto file = std::exchange(m_file, nullptr);
     file->writer = nullptr;
     // An interrupted write may have left half a sample.
@@ -110,15 +111,12 @@ void AudioFileWriter::stop(const QString& cause) {
     }
     diskQueue().post([file] { ::fdatasync(file->descriptor.get()); });
     log(QStringLiteral("❌ Writing the audio of %1 failed: %2 (after %3 bytes). No more chunks will be written.")
-            .arg(m_recordingId, cause)
+            .arg(m_recordingId, error.message())
             .arg(m_totalBytes),
         LogLevel::error);
     // The callback may destroy this writer.
     if (const auto callback = onFailure)
-        callback(QStringLiteral("The safety copy of this recording stopped: %1. The recording itself goes on; the "
-                                "first %2 seconds are kept on disk.")
-                     .arg(cause)
-                     .arg(pendingAudioFiles::durationMs(m_totalBytes) / 1000));
+        callback(error);
 }
 
 void AudioFileWriter::finalize() {

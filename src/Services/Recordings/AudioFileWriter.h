@@ -24,9 +24,9 @@ public:
     AudioFileWriter(const AudioFileWriter&) = delete;
     AudioFileWriter& operator=(const AudioFileWriter&) = delete;
 
-    /// Called once, on the main thread, when the disk refuses a write, with a sentence for the user: the cause and the
-    /// next step. The audio written so far is kept, cut to whole samples. Not called after `finalize`.
-    std::function<void(QString reason)> onFailure;
+    /// Called once, on the main thread, when the disk refuses. What was written until then stays, cut to whole samples.
+    /// Not called after `finalize`.
+    std::function<void(const FileError& error)> onFailure;
 
     /// Creates the folder and the file, and marks the recording as in use. Throws FileError.
     void startWriting();
@@ -70,7 +70,7 @@ public:
 
 private:
     struct File;
-    void stop(const QString& cause);
+    void stop(const FileError& error);
     static void synchronize(const std::shared_ptr<File>& file);
 
     QString m_recordingId;

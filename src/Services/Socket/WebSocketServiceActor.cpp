@@ -95,6 +95,7 @@ void WebSocketServiceActor::open(const QUrl& address) {
     m_delegate.emplace(shown);
     // The socket sends Upgrade, Connection and Sec-WebSocket-Version itself, in this order, before what is set here.
     QNetworkRequest request(address);
+    // The words by which the servers know the desktop program; see docs/compatibility.md.
     request.setRawHeader("User-Agent", "Quillo/" + m_config.clientVersion.toUtf8() + " (macOS; Macintosh)");
     m_socket = new QWebSocket;
     m_socket->setMaxAllowedIncomingMessageSize(socketFrameLimit);
@@ -223,6 +224,7 @@ void WebSocketServiceActor::failConnect(const WebSocketReply& reply, const QStri
         logFromMain(QStringLiteral("❌ Connection failed: ") % reply.reason, LogLevel::error);
         logFromMain(QStringLiteral("❌ Full error: ") % (m_socket ? m_socket->errorString() : reply.reason),
                     LogLevel::error);
+        // A line that readers of the log search for; see docs/compatibility.md.
         logFromMain(QStringLiteral("❌ NSError domain=%1 code=%2").arg(domain).arg(code), LogLevel::error);
     }
     m_state->isConnecting = false;

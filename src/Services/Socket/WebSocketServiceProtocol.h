@@ -14,7 +14,7 @@
 
 namespace quillo {
 
-/// Why an operation on the connection failed. `what()` is the text to show.
+/// Why an operation on the connection failed. `what()` is for the log.
 class WebSocketError : public std::runtime_error {
 public:
     enum class Code {

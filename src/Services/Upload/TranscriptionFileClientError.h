@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// Why a file was not transcribed. `what()` is the text for the user.
+/// Why a file was not transcribed. `what()` is for the log and the record; a person reads the text of the kind.
 class TranscriptionFileClientError : public std::runtime_error {
 public:
     enum class Kind {

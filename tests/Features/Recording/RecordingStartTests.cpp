@@ -111,7 +111,7 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
         auth.user->isAnonymous = test.anonymous;
         auth.onRefresh = [kind = test.refreshError] {
             if (kind)
-                throw AuthError(*kind, QStringLiteral("no"));
+                throw AuthError(*kind, AuthError::Code::anonymousFailed, QStringLiteral("no"));
         };
         tokens.setAccessTokenExpiresAt(clock.wallTime().addSecs(test.expiresSoon ? 10 : 3600));
         webSocket.connectErrors.clear();

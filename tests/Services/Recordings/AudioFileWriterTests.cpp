@@ -77,7 +77,7 @@ TEST(AudioFileWriter, AFullDiskStopsWritingAndKeepsWholeSamples) {
     const LogLines log;
     AudioFileWriter writer(recordingId);
     QStringList failures;
-    writer.onFailure = [&](const QString& reason) { failures << reason; };
+    writer.onFailure = [&](const FileError& error) { failures << error.message(); };
     writer.startWriting();
     {
         // The limit cuts the fourth chunk within a sample.
@@ -101,7 +101,7 @@ TEST(AudioFileWriter, AFolderThatVanishesIsNoticed) {
     const RecordingsFolder folder;
     AudioFileWriter writer(recordingId);
     QStringList failures;
-    writer.onFailure = [&](const QString& reason) { failures << reason; };
+    writer.onFailure = [&](const FileError& error) { failures << error.message(); };
     writer.startWriting();
     EXPECT_TRUE(writer.writeChunk(chunk));
     QDir(folder.path()).removeRecursively();
@@ -118,9 +118,9 @@ TEST(AudioFileWriter, AFolderThatVanishesIsNoticed) {
 TEST(AudioFileWriter, AWriterDestroyedByItsFailureOrBeforeItIsLeftAlone) {
     const RecordingsFolder folder;
     auto writer = std::make_unique<AudioFileWriter>(recordingId);
-    writer->onFailure = [&](const QString& reason) {
+    writer->onFailure = [&](const FileError& error) {
         writer.reset();
-        EXPECT_FALSE(reason.isEmpty());
+        EXPECT_EQ(error.cause(), FileError::Cause::diskFull);
     };
     writer->startWriting();
     {
@@ -131,7 +131,7 @@ TEST(AudioFileWriter, AWriterDestroyedByItsFailureOrBeforeItIsLeftAlone) {
 
     int failures = 0;
     writer = std::make_unique<AudioFileWriter>(QStringLiteral("second"));
-    writer->onFailure = [&](const QString&) { ++failures; };
+    writer->onFailure = [&](const FileError&) { ++failures; };
     writer->startWriting();
     writer->writeChunk(chunk);
     QFile::remove(folder.path(QStringLiteral("second.pcm")));

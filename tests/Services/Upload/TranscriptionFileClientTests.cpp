@@ -1,9 +1,9 @@
 #include "Services/Upload/TranscriptionFileClient.h"
 
-#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
 #include "Services/Network/TrustedNetwork.h"
 #include "Services/Recordings/PCMFiles.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/MockAuthService.h"
@@ -294,7 +294,7 @@ TEST_F(TranscriptionFileClientTest, AnExpiredOrRejectedTokenIsRefreshedOnce) {
 TEST_F(TranscriptionFileClientTest, WithoutASessionNothingIsSent) {
     answer("401 Unauthorized", "{}");
     const auto refuse = [this](AuthError::Kind kind) {
-        m_auth.onRefresh = [kind] { throw AuthError(kind, QStringLiteral("no")); };
+        m_auth.onRefresh = [kind] { throw AuthError(kind, AuthError::Code::refreshFailed, QStringLiteral("no")); };
     };
     refuse(AuthError::Kind::authentication);
     const auto error = errorOf(transcribe());
