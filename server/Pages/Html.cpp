@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::string_view replacement = "\xef\xbf\xbd";
 
-/// Bytes of the character that begins at `at`; 0 when none does.
+/// The number of bytes of the character at `at`; 0 when it is invalid.
 size_t lengthAt(std::string_view text, size_t at) {
     for (size_t length = 1; length <= 4 && at + length <= text.size(); ++length) {
         if (countCharacters(text.substr(at, length)) == 1)

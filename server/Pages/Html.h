@@ -5,8 +5,8 @@
 
 namespace quillo::server {
 
-/// Text as the content of an element or of a quoted attribute. What is not UTF-8, and control characters, become
-/// replacement characters.
+/// Text as the content of an element or of a quoted attribute. Invalid UTF-8 and control characters become replacement
+/// characters.
 std::string escapeHtml(std::string_view text);
 
 } // namespace quillo::server

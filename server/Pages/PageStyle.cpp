@@ -7,7 +7,7 @@
 namespace quillo::server {
 namespace {
 
-/// Standard base64, as policies want hashes.
+/// Standard base64, as required for hashes in policies.
 std::string base64(std::span<const uint8_t> bytes) {
     std::string text = encodeBase64Url(bytes);
     std::ranges::replace(text, '-', '+');

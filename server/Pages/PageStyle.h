@@ -4,16 +4,16 @@
 
 namespace quillo::server {
 
-/// The style of every page, to stand in a style element as it is.
+/// The style of every page, for a style element.
 const std::string& pageStyle();
 
 /// The icon of the program as an SVG element, and as the URL of it.
 const std::string& pageIcon();
 const std::string& pageIconUrl();
 
-/// The Content-Security-Policy of every page: nothing but this style and this icon, no script, no frame around it, and
-/// forms that go to this server alone. Chromium applies form-action to what the answer to a form leads to as well, so
-/// the scheme of the way back to the application is named there.
+/// The Content-Security-Policy of every page: only this style and this icon, no script, no embedding in frames, and
+/// forms only to this server. Chromium applies form-action also to redirects after a form, so the scheme of the
+/// application's callback is listed.
 const std::string& pagePolicy();
 
 } // namespace quillo::server

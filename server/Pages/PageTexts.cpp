@@ -246,7 +246,7 @@ std::string_view trimmed(std::string_view text) {
     return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-/// The weight of "de;q=0.8": 0 to 1, 1 without one, 0 for one that is no number.
+/// The weight of "de;q=0.8": 0 to 1, 1 without one, 0 for an invalid one.
 double weightOf(std::string_view range) {
     const auto parameter = range.find(';');
     if (parameter == range.npos)

@@ -5,7 +5,7 @@
 
 namespace quillo::server {
 
-/// Everything that the pages say.
+/// The texts of the pages.
 enum class PageText {
     signInHeading,
     registerHeading,
@@ -70,7 +70,7 @@ struct PageLanguage {
 /// Accept-Language header (RFC 9110, 12.5.4).
 PageLanguage pageLanguage(std::string_view accepted);
 
-/// The words of `text` in that language, with %1 replaced by `value`.
+/// `text` in this language, with %1 replaced by `value`.
 std::string pageText(PageText text, PageLanguage language, std::string_view value = {});
 
 } // namespace quillo::server

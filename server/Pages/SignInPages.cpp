@@ -30,8 +30,8 @@ struct Field {
     std::string hint = {};
     bool isRequired = true;
     bool hasFocus = false;
-    bool isInvalid = false; ///< also without an error of its own
-    /// The id of what else describes it.
+    bool isInvalid = false; ///< even without its own error
+    /// The id of another element that describes it.
     std::string describedBy = {};
 };
 
@@ -77,7 +77,7 @@ std::string fieldsOf(const SignInForm& form) {
     password.error = form.passwordError;
     if (form.isRegistration) {
         password.autocomplete = "new-password";
-        // The error says as much.
+        // The error already says it.
         if (form.passwordError.empty())
             password.hint = pageText(PageText::passwordHint, language);
     }

@@ -6,7 +6,7 @@
 
 namespace quillo::server {
 
-/// What the form of a page holds, and what is wrong with it. Texts are plain; the page escapes them.
+/// The content of a page's form and its errors. Texts are plain; the page escapes them.
 struct SignInForm {
     PageLanguage language;
     bool isRegistration = false;
@@ -17,20 +17,20 @@ struct SignInForm {
     std::string fullName;
     std::string email;
 
-    std::string alert;      ///< about the whole
-    bool isRefused = false; ///< the e-mail address or the password is wrong, and it must not be told which
+    std::string alert;      ///< about the whole form
+    bool isRefused = false; ///< the e-mail address or the password is wrong; the page must not reveal which
     std::string nameError;
     std::string emailError;
     std::string passwordError;
 };
 
-/// The page to sign in or to make an account. Complete HTML.
+/// The page to sign in or to create an account. Complete HTML.
 std::string signInPage(const SignInForm& form);
 
-/// The page after it, which opens `callbackUrl` by itself and by a button.
+/// The page after signing in, which opens `callbackUrl` automatically and by a button.
 std::string signedInPage(const std::string& callbackUrl, bool isNewAccount, PageLanguage language = {});
 
-/// A page that says why there is nothing to fill in.
+/// A page that explains why there is no form.
 std::string messagePage(const std::string& title, const std::string& text, PageLanguage language = {});
 
 } // namespace quillo::server

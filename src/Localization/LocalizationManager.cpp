@@ -53,7 +53,7 @@ const std::vector<LocaleInfo>& LocalizationManager::locales() {
 
 QString LocalizationManager::t(const QString& key, const QStringList& arguments) const {
     QString text = t(key);
-    // All at once: an argument that holds "%2" itself must not be replaced again.
+    // Replace all at once: an argument that contains "%2" must not be replaced again.
     static const QRegularExpression placeholder(QStringLiteral("%([1-9])"));
     qsizetype at = 0;
     QString result;
@@ -72,11 +72,11 @@ QString LocalizationManager::languageName(const QString& code) const {
     UErrorCode status = U_ZERO_ERROR;
     const auto length = uloc_getDisplayLanguage(code.toLatin1().constData(), m_locale.toLatin1().constData(),
                                                 name.data(), name.size(), &status);
-    // A code without a name comes back as it is.
+    // A code without a name is returned unchanged.
     if (U_FAILURE(status) || length <= 0 || status == U_USING_DEFAULT_WARNING)
         return {};
     const auto text = QString::fromUtf16(name.data(), length);
-    // Alone in a list it stands like a title; ICU has it as inside a sentence.
+    // Capitalise it like a title for lists; ICU returns the form used inside a sentence.
     return text.left(1).toUpper() + text.mid(1);
 }
 

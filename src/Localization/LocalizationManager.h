@@ -17,22 +17,22 @@ struct LocaleInfo {
     QString nativeName;
 };
 
-/// Chooses the interface language and looks texts up. Follows the stored choice, whatever writes it. Main thread.
+/// Selects the interface language and looks up texts. Follows every change of the stored choice. Main thread.
 class LocalizationManager final : public QObject {
     Q_OBJECT
 public:
     static LocalizationManager& shared();
     static inline const QString localeKey = QStringLiteral("quillo-interface-locale");
 
-    /// Takes the stored locale, else the first of `systemLanguages` ("de-DE", ...), each when the interface offers it.
+    /// Uses the stored locale, otherwise the first of `systemLanguages` ("de-DE", ...), if the interface offers it.
     LocalizationManager(Preferences& preferences, const QStringList& systemLanguages);
 
     [[nodiscard]] const QString& locale() const { return m_locale; }
-    /// Persists the choice and announces it; false when the interface has no such locale.
+    /// Stores the choice and announces it; false when the interface does not have this locale.
     bool setLocale(const QString& code);
     static const std::vector<LocaleInfo>& locales();
 
-    /// The text of `key` in the current locale, else in English, else the key itself.
+    /// The text of `key` in the current locale, otherwise in English, otherwise the key itself.
     [[nodiscard]] QString t(const QString& key) const { return textFor(key, m_locale, LocalizationStrings::strings()); }
     /// The same with %1, %2, ... replaced by `arguments`.
     [[nodiscard]] QString t(const QString& key, const QStringList& arguments) const;
@@ -42,14 +42,14 @@ public:
                            const QHash<QString, LocalizationStrings::Texts>& strings);
     /// The name of the language with this ISO 639 code in the interface language: "Russisch". Empty for no language.
     [[nodiscard]] QString languageName(const QString& code) const;
-    /// The language of the first of `systemLanguages` when the interface offers it, else "en".
+    /// The language of the first of `systemLanguages` if the interface offers it, otherwise "en".
     static QString detectSystemLocale(const QStringList& systemLanguages);
 
 Q_SIGNALS:
     void localeChanged();
 
 private:
-    /// The stored locale, else the system's.
+    /// The stored locale, otherwise the system's.
     [[nodiscard]] QString chosenLocale() const;
     void adopt(const QString& code);
 

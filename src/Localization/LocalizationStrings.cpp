@@ -7,7 +7,7 @@
 #include <QJsonObject>
 #include <QResource>
 
-// The linker would drop the resources of a static library; the macro must stand outside every namespace.
+// Without this the linker drops the resources of a static library; the macro must be outside every namespace.
 static void keepCatalogues() { Q_INIT_RESOURCE(catalogues); }
 
 namespace quillo {

@@ -7,7 +7,7 @@
 namespace quillo {
 
 /// The interface texts, from the catalogues compiled into the program: `catalogues/<locale>.json`, each one object of
-/// text keys and texts. A new key is added to every catalogue; inserted values are written %1, %2, ... in all of them.
+/// text keys and texts. Add a new key to every catalogue; inserted values are written as %1, %2, ... in all of them.
 /// Thread-safe.
 class LocalizationStrings {
 public:

@@ -4,8 +4,8 @@
 
 namespace quillo {
 
-/// The texts that Qt itself shows, such as the menu of a text field: in the interface language where Qt's translations
-/// are installed, in English elsewhere. To be called once, with an application. Main thread.
+/// Translates Qt's own texts, such as the menu of a text field, into the interface language if Qt's translations are
+/// installed. Call it once, after creating the application. Main thread.
 void translateToolkit(LocalizationManager& manager);
 
 } // namespace quillo

@@ -11,7 +11,7 @@ struct Modifier {
     uint64_t mask;
     const char* label; ///< English
     const char* text;  ///< key of the catalogue text
-    const char* alias; ///< what else people call it
+    const char* alias; ///< another common name
 };
 
 /// In the order in which they are written.
@@ -26,7 +26,7 @@ bool isSame(const QString& text, const QString& name) { return text.compare(name
 
 QString nameOf(const KeyLabel& key, const LocalizationManager& texts) {
     const auto label = QString::fromLatin1(key.label);
-    // A text with a placeholder is that of the number pad, whose keys differ in the sign alone.
+    // A text with a placeholder is that of the number pad, whose keys differ only in the sign.
     return key.text ? texts.t(QString::fromLatin1(key.text), {label.last(1)}) : label;
 }
 
@@ -66,7 +66,7 @@ QString of(const KeyCombination& combination, const LocalizationManager& texts) 
 std::optional<KeyCombination> parse(const QString& text, const LocalizationManager& texts) {
     KeyCombination combination{};
     auto rest = text.simplified();
-    // From the front: the key itself may be called "Keypad +".
+    // Parse from the front, because the key itself may be called "Keypad +".
     while (!rest.isEmpty()) {
         if (const auto key = keyNamed(rest, texts)) {
             combination.keyCode = *key;

@@ -145,7 +145,7 @@ QVariant parseInteger(const QString& text) {
     return ok ? QVariant(value) : QVariant();
 }
 
-/// "54" of "54 (Right Super)", as the numbers of keys are printed.
+/// "54" from "54 (Right Super)", the printed form of key numbers.
 QString withoutName(const Setting& setting, const QString& text) {
     return setting.notation == Setting::Notation::plain ? text : text.section(u'(', 0, 0).trimmed();
 }

@@ -10,18 +10,18 @@
 
 namespace quillo {
 
-/// What a person typed is no value of the setting. `what()` names the setting, what was given and what is expected.
+/// The input is not a valid value of the setting. `what()` names the setting, the input and the expected values.
 class SettingsError : public std::invalid_argument {
 public:
     explicit SettingsError(const QString& message) : std::invalid_argument(message.toStdString()) {}
     [[nodiscard]] QString message() const { return QString::fromUtf8(what()); }
 };
 
-/// One setting: where it is kept, what it may be and what it means.
+/// One setting: its key, valid values and description.
 struct Setting {
     enum class Type { boolean, integer, number, string, decisions };
     enum class Scope { user, global };
-    /// How a number is also written: as the name of a key, or as the names of modifiers.
+    /// An alternative notation of a number: the name of a key, or the names of modifiers.
     enum class Notation { plain, key, modifiers };
 
     QString key;
@@ -33,27 +33,27 @@ struct Setting {
     double minimum = 0;    ///< of numbers, inclusive
     double maximum = 0;
     Notation notation = Notation::plain;
-    QString modifiersKey{};  ///< of a key's setting: the setting of the modifiers held with it
-    bool isInternal = false; ///< bookkeeping: not listed, not to be set by hand
+    QString modifiersKey{};  ///< for the setting of a key: the setting of its modifiers
+    bool isInternal = false; ///< internal state: not listed, and not set by the user
 };
 
-/// Every setting, in the order in which they are listed.
+/// All settings, in the order of their listing.
 const std::vector<Setting>& settingsSchema();
 /// Throws SettingsError, naming similar keys, when there is no such setting.
 const Setting& settingForKey(const QString& key);
 /// The setting of `key`; null when there is none.
 const Setting* findSetting(const QString& key);
 
-/// The value that `text` stands for: "true/false/yes/no/on/off/1/0", numbers (key codes and masks also as 0x...), text.
-/// An empty text stands for "nothing stored" where the setting has no default. Throws SettingsError.
+/// Parses `text`: "true/false/yes/no/on/off/1/0", numbers (key codes and masks also as 0x...), text. An empty text
+/// means "nothing stored" if the setting has no default. Throws SettingsError.
 QVariant parseSettingValue(const Setting& setting, const QString& text);
-/// The values to store for what a person typed, by setting. A key may also be given by name, in English or in the
-/// interface language: "Ctrl+Alt+Space" says which modifiers belong to it, "F9" that none does. Throws SettingsError.
+/// The values to store for the user's input, by setting. A key may also be given by name, in English or in the
+/// interface language: "Ctrl+Alt+Space" also sets the modifiers, "F9" clears them. Throws SettingsError.
 std::vector<std::pair<QString, QVariant>> parseSettingInput(const Setting& setting, const QString& text);
-/// The value as a person reads it, in English: numbers of keys and modifiers with their names, "54 (Right Super)".
-/// `parseSettingInput` understands it. Empty for no value.
+/// The value in readable form, in English: numbers of keys and modifiers with their names, "54 (Right Super)".
+/// `parseSettingInput` accepts this form. Empty for no value.
 QString printSettingValue(const Setting& setting, const QVariant& value);
-/// `stored`, as it came from the preferences, in the setting's type; invalid when it is no value of the setting.
+/// Converts `stored`, as read from the preferences, to the setting's type; invalid when it is not a valid value.
 QVariant storedSettingValue(const Setting& setting, const QVariant& stored);
 
 } // namespace quillo

@@ -60,10 +60,10 @@ void UserSettings::setValue(const QString& key, const QVariant& value) {
         m_preferences.remove(storageKey(setting));
         return;
     }
-    // The printed form is what the file holds, so that a person can read and edit it.
+    // Store the printed form, so that a user can read and edit the file.
     const QString printed = printSettingValue(setting, value);
     parseSettingValue(setting, printed);
-    // Whoever sets a language, wherever, has chosen one.
+    // Setting a language, by any means, counts as choosing one.
     if (key == QLatin1String("primaryLanguage"))
         m_preferences.setValue(scopedKey(languageChosenKey), true);
     m_preferences.setValue(storageKey(setting), printed);
@@ -130,7 +130,7 @@ QString UserSettings::detectSystemLanguage() const {
 }
 
 void UserSettings::ensureLanguageDefaults() {
-    // Not through setValue: a default is no choice.
+    // Do not use setValue: a default does not count as a choice.
     if (!isStored(QStringLiteral("primaryLanguage")))
         m_preferences.setValue(scopedKey(QStringLiteral("primaryLanguage")), detectSystemLanguage());
     if (!isStored(QStringLiteral("secondaryLanguage")))
@@ -167,7 +167,7 @@ void UserSettings::countRecording(bool languageMismatch) {
     const auto startKey = QStringLiteral("mismatchPeriodStartDate");
     const auto countKey = QStringLiteral("mismatchCountInPeriod");
     const auto start = QDateTime::fromString(value(startKey).toString(), Qt::ISODate);
-    // A clock that was set back starts a new period, too.
+    // If the clock was set back, start a new period too.
     const bool inPeriod = start.isValid() && start <= now && start.daysTo(now) < periodInDays;
     if (!inPeriod)
         setValue(startKey, now.toString(Qt::ISODate));
@@ -204,7 +204,8 @@ void UserSettings::runMigrations() {
 }
 
 void UserSettings::migrateGlobalSettingsToUserScope() {
-    // Only the first account to sign in inherits what was set without one: a second person starts with the defaults.
+    // Only the first account that signs in inherits the settings made without one; a second user starts with the
+    // defaults.
     const QString done = QStringLiteral("migration.userScope.v1");
     if (!m_userId || m_preferences.contains(done))
         return;

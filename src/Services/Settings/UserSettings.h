@@ -12,10 +12,10 @@ namespace quillo {
 
 enum class MeetingModePreference { off, manual, automatic };
 
-/// The user's preferences, typed. Settings of a person are kept under the signed-in user's id, an underscore and the
-/// key, and under the bare key while nobody is signed in; settings of the machine are always bare. Main thread.
+/// Typed access to the preferences. Settings of a user are stored under the user's id, an underscore and the key, or
+/// under the bare key when no user is signed in; settings of the machine always use the bare key. Main thread.
 ///
-/// A stored value that is none of the setting reads as the default.
+/// A stored value that is invalid for the setting reads as the default.
 class UserSettings final : public QObject {
     Q_OBJECT
 public:
@@ -25,17 +25,18 @@ public:
     /// `systemLanguage` is a locale name such as "de_DE".
     UserSettings(Preferences& preferences, QString systemLanguage);
 
-    /// Whose settings count from now on; nothing means signed out.
+    /// Selects the user whose settings apply; nothing means signed out.
     void setUserId(const std::optional<QString>& userId);
     [[nodiscard]] const std::optional<QString>& userId() const { return m_userId; }
 
-    // By key, over the schema. Each throws SettingsError for a key that is none.
+    // Access by key, checked against the schema. Each function throws SettingsError for an unknown key.
     [[nodiscard]] QVariant value(const QString& key) const;
-    /// Invalid removes what is stored. `value` must be one of the setting, as `parseSettingValue` returns it.
+    /// An invalid `value` removes the stored one. Otherwise it must be valid for the setting, as returned by
+    /// `parseSettingValue`.
     void setValue(const QString& key, const QVariant& value);
     [[nodiscard]] bool isStored(const QString& key) const;
 
-    // Raw look-ups for keys of others.
+    // Raw access to keys owned by other components.
     [[nodiscard]] bool boolValue(const QString& key, bool defaultValue) const;
     [[nodiscard]] QString stringValue(const QString& key, const QString& defaultValue) const;
     [[nodiscard]] int globalInteger(const QString& key, int defaultValue) const;
@@ -44,11 +45,11 @@ public:
     // Languages
     [[nodiscard]] QString primaryLanguage() const;
     [[nodiscard]] QString secondaryLanguage() const;
-    /// What the server is sent: the codes without "none"; empty means automatic detection.
+    /// The codes for the server, without "none"; empty means automatic detection.
     [[nodiscard]] QStringList dictationLanguages() const;
-    /// Whether the user has ever picked a dictation language; until then no recording starts.
+    /// Whether the user has ever chosen a dictation language; until then no recording starts.
     [[nodiscard]] bool hasChosenLanguage() const;
-    /// Picks the dictation languages; throws SettingsError for an unknown code.
+    /// Stores the dictation languages; throws SettingsError for an unknown code.
     void chooseLanguages(const QString& primary, const QString& secondary = QStringLiteral("none"));
     [[nodiscard]] QString detectSystemLanguage() const;
     void ensureLanguageDefaults();
@@ -71,7 +72,8 @@ public:
     /// Whether the audio of a finished dictation is kept.
     [[nodiscard]] bool keepAudio() const { return flag("keepAudio"); }
     [[nodiscard]] int totalRecordingsCount() const { return value(QStringLiteral("totalRecordingsCount")).toInt(); }
-    /// Counts a dictation that ended with text, and within a period of 30 days those in a language not configured.
+    /// Counts a dictation that ended with text, and within periods of 30 days those in a language that is not
+    /// configured.
     void countRecording(bool languageMismatch);
     [[nodiscard]] int audioStorageLimitMB() const { return value(QStringLiteral("audioStorageLimitMB")).toInt(); }
 
@@ -89,7 +91,7 @@ public:
     [[nodiscard]] std::optional<bool> meetingDecision(const QString& appBundleId) const;
     void rememberMeetingDecision(const std::optional<QString>& appBundleId, bool accepted);
 
-    /// The migrations below in their order, then the language defaults; at start and after each sign-in.
+    /// Runs the migrations below in order, then sets the language defaults; call it at start and after each sign-in.
     void runMigrations();
     void migrateGlobalSettingsToUserScope();
     void migrateMeetingModeFromLegacy();
@@ -97,9 +99,9 @@ public:
     void migrateEnhancedConsentIfNeeded();
 
 Q_SIGNALS:
-    /// A setting that counts now has another value. `key` is bare.
+    /// Emitted when the effective value of a setting has changed. `key` is the bare key.
     void changed(const QString& key);
-    /// Another user's settings count now: everything may have changed.
+    /// Emitted when another user's settings apply: everything may have changed.
     void userChanged();
 
 private:
