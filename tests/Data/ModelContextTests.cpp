@@ -126,7 +126,7 @@ TEST_F(Context, FetchesSeeWhatIsNotSaved) {
     EXPECT_EQ(context.summaries(tagged).value(0).preview, QStringLiteral("changed"));
     EXPECT_EQ(context.record(removed->id), nullptr);
 
-    // A look is no save.
+    // A fetch does not save.
     EXPECT_TRUE(context.hasChanges());
     const auto reader = DataContainer::openReadOnly();
     EXPECT_EQ(reader->mainContext().count(), 2);

@@ -59,7 +59,7 @@ Shown dictate(DesktopSession& session, const QString& sentence, const QString& p
     return shown;
 }
 
-/// Says `sentence` while the server stands still; true when its text is in the history some time after the server goes
+/// Says `sentence` while the server is stopped; true when its text is in the history some time after the server goes
 /// on, with nothing pressed.
 bool dictateThroughAnOutage(DesktopSession& session, qint64 quillo, const QString& sentence) {
     const auto server = session.run(QStringLiteral("pgrep"), {QStringLiteral("-P"), QString::number(quillo)}).trimmed();

@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 constexpr auto startLimit = 20s;
 
-/// The folder of the build's programs: the application, the server and the text field stand in it.
+/// The folder of the built programs: application, server and text field.
 QString programFolder() { return QStringLiteral(QUILLO_PROGRAM_FOLDER); }
 
 QByteArray readAll(const QString& file) {

@@ -45,7 +45,7 @@ protected:
     QString detail() { return m_desktop->session.status().value(QStringLiteral("detail")).toString(); }
     QString reasonOf(const QJsonObject& run) { return run.value(QStringLiteral("reason")).toString(); }
 
-    /// Presses the key, waits until the run has ended by itself or by the release, and returns its reason.
+    /// Presses the key, waits until the run has ended on its own or by the release, and returns its reason.
     QString failingRun(bool release = true) {
         const auto before = m_desktop->lastRunId();
         m_desktop->press();
@@ -70,14 +70,14 @@ protected:
 };
 
 TEST_F(Failure, WithoutANetworkNothingIsRecorded) {
-    // In a network namespace of its own there is no way out; the address is one that never answers anybody.
+    // A separate network namespace has no route; the address never answers.
     begin(
         {.serverHost = QStringLiteral("192.0.2.1:443"), .wrapper = {QStringLiteral("unshare"), QStringLiteral("-n")}});
     EXPECT_EQ(failingRun(), QStringLiteral("failed(no_network)"));
     EXPECT_EQ(message(), words("error.connectionFailed"));
     EXPECT_EQ(detail(), QStringLiteral("No internet connection"));
     EXPECT_EQ(m_desktop->logged(QStringLiteral("🎤 Starting audio capture")), 0) << "the microphone was opened";
-    // And again: a failure is no state to be stuck in.
+    // Again: the application must recover from a failure.
     EXPECT_EQ(failingRun(), QStringLiteral("failed(no_network)"));
 }
 

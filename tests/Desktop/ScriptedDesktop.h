@@ -37,7 +37,7 @@ public:
     void press();
     void release();
     /// The application may have learnt only now of the release, as when the keyboard was gone: the next press waits as
-    /// after any, lest the two be a double tap.
+    /// after any, so that the two do not form a double tap.
     void rest();
     /// Plays something that is recognised.
     void speak() { session.play(m_speech); }
@@ -49,7 +49,7 @@ public:
     QJsonObject lastRun();
     QString lastRunId();
 
-    /// How often `words` stand in the log.
+    /// How often `words` occur in the log.
     int logged(const QString& words);
 
 private:

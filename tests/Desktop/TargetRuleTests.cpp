@@ -1,4 +1,4 @@
-// Where the text goes when windows change places under a real window manager while somebody speaks.
+// Where the text goes when the active window changes during a dictation, under a real window manager.
 
 #include "KeyStorm.h"
 #include "ScriptedDesktop.h"
@@ -31,7 +31,7 @@ protected:
         }
     }
 
-    /// Speaks, and does `meanwhile` while the key is held.
+    /// Speaks, and runs `meanwhile` while the key is held.
     QJsonObject dictate(const QString& text, const std::function<void()>& meanwhile) {
         desktop.say(text);
         const auto before = desktop.lastRunId();

@@ -9,7 +9,7 @@
 
 namespace quillo::test {
 
-/// Hooks that answer with made-up microphones, all languages and a scripted account, and remember what they are told.
+/// Hooks that answer with made-up microphones, all languages and a scripted account, and record their calls.
 class FakeApplication {
 public:
     FakeApplication();

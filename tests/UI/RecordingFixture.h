@@ -26,7 +26,7 @@ struct RecordingFixture {
     void send(std::initializer_list<RecordingAction> actions) {
         for (const auto& action : actions)
             store.send(action);
-        // Views are told a moment after the state has changed.
+        // Views are notified a moment after the state has changed.
         EventExecutor::main().drain();
     }
     /// Into the status `recording`.

@@ -57,7 +57,7 @@ Chromium::Chromium(DesktopSession& session, const QUrl& origin) : m_session(sess
                   .toJson());
     const QStringList options{QStringLiteral("--user-data-dir=") + profile, QStringLiteral("--no-sandbox"),
                               QStringLiteral("--disable-dev-shm-usage")};
-    // Whoever opens a page in the session reaches the one that runs.
+    // Opening a page in the session uses the running browser.
     const auto opener = session.path(QStringLiteral("browser"));
     writeFile(opener, "#!/bin/sh\nexec chromium " + options.join(u' ').toUtf8() + " \"$@\"\n", QFile::ExeOwner);
     const auto applications = session.path(QStringLiteral("home/.local/share/applications"));

@@ -48,7 +48,7 @@ protected:
 
     std::unique_ptr<LoginItem> make() const { return createAutostartLoginItem(place); }
 
-    /// "@" stands for the folder of the programs.
+    /// "@" is replaced by the folder of the programs.
     QByteArray filled(QByteArray content) const {
         return content.replace("@", QFile::encodeName(folder.filePath(QStringLiteral("bin"))));
     }
@@ -63,7 +63,7 @@ protected:
     QString systemPath = place.systemFolders.constFirst() + entryName;
 };
 
-/// Both programs are what `AutostartLoginItem` made; "-" means that there is no file.
+/// Both programs as written by `AutostartLoginItem`; "-" means that there is no file.
 struct Case {
     const char* name;
     QByteArray user;
@@ -183,7 +183,7 @@ TEST_F(AutostartLoginItem, RefusesWithCauseAndNextStepAndLosesNothing) {
     EXPECT_EQ(make()->status(), Status::notRegistered);
 }
 
-/// The last folder of a path that nobody may write to, not even root: a kernel's own.
+/// A path below a kernel file system, to which not even root may write.
 TEST_F(AutostartLoginItem, AFolderThatCannotBeWrittenIsNamed) {
     place.userFolder = QStringLiteral("/proc/self/config");
     try {

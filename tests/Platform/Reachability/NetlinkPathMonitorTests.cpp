@@ -27,7 +27,7 @@ protected:
         return QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(arguments).split(u' ')) == 0;
     }
 
-    /// Runs the commands and tells whether the monitor then comes to `expected`.
+    /// Runs the commands; true when the monitor then reports `expected`.
     testing::AssertionResult leadsTo(NetworkPathStatus expected, const std::vector<const char*>& commands) {
         for (const auto* const command : commands)
             if (!ip(command))

@@ -58,7 +58,7 @@ using WaylandPasteboardTest = test::PasteboardContract<WlClipboard>;
 
 TEST_F(WaylandPasteboardTest, ReadersThatStallOrHangUpHarmNobody) {
     const auto offered = offer(QString(2000000, u'x'));
-    // Gets no further than the buffers on the way hold: nobody empties its output.
+    // Stops when the buffers are full, because its output is not read.
     const QTemporaryDir folder;
     const auto output = folder.filePath(QStringLiteral("output"));
     ASSERT_EQ(::mkfifo(output.toLocal8Bit().constData(), 0600), 0);

@@ -55,7 +55,7 @@ TEST(KeyBindingGuideTest, NamesTheCommandOnEveryDesktopInEveryLanguage) {
     }
 }
 
-// The lines for a terminal, run against a stand-in that keeps the list as the real one prints it.
+// The lines for a terminal, run against a substitute that stores the list in the real program's format.
 TEST(KeyBindingGuideTest, TheLinesForGnomeKeepWhatIsBound) {
     const auto guide =
         keyBindingGuide(DesktopShell::gnome, DesktopProtocol::wayland, QStringLiteral("/usr/bin/quillo"));

@@ -120,7 +120,7 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
                  QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("cat > '%1'").arg(file)});
             s_session->waitForActiveWindow(QStringLiteral("Terminal"));
             paste(PasteChord::shiftInsert, copy(QStringLiteral("eins zwei")));
-            // It answers no ping, so there is no telling when it has looked up a lent key.
+            // It does not answer pings, so we cannot know when it has looked up a temporarily bound key.
             EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::untypable);
             paste(PasteChord::shiftInsert, copy(QStringLiteral(" drei Ö — я 語")));
             EXPECT_EQ(type(QStringLiteral("\n")), InjectionStatus::delivered);

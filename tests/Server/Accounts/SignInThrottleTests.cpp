@@ -65,7 +65,7 @@ TEST(ServerNetworks, ACustomerWithManyAddressesIsOne) {
     EXPECT_EQ(networkOf("nonsense"), "nonsense");
 }
 
-/// Tells when the last copy of a job is gone.
+/// Reports when the last copy of a job is destroyed.
 struct Dropped {
     std::promise<void> promise;
     ~Dropped() { promise.set_value(); }

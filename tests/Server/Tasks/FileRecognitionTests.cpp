@@ -77,7 +77,7 @@ TEST_F(FileRecognition, ATwoVoiceConversationGetsItsWordsAndItsSpeakers) {
     SpeakerTracker speakers;
     FileRecognitionSettings settings;
     settings.language = "en";
-    settings.background = false; // whatever else this machine does meanwhile
+    settings.background = false; // so that other load on this machine does not matter
     double progress = 0;
     settings.onProgress = [&](double share) {
         EXPECT_GE(share, progress);
@@ -115,7 +115,7 @@ TEST_F(FileRecognition, HoldsALittleOfALongFile) {
         for (int i = 1; i < 120; ++i)
             stream.write(minute.data() + 44, static_cast<std::streamsize>(minute.size() - 44));
     }
-    // The header tells of a minute only; what follows it counts when the length is not known.
+    // The header gives only a minute; later samples count when the length is unknown.
     std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(40).write("\xff\xff\xff\xff", 4);
     const auto recogniser = makeScriptedRecogniser(Script::defaultScript());
     AudioReader audio(file);

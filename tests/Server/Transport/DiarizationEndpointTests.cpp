@@ -47,7 +47,7 @@ TEST(Diarization, UnknownTasksAreNotFoundAndFailedOnesSayWhy) {
     recogniser->refuse(true);
     TestServer server(recogniser);
     const QString token = server.token();
-    // A transcription is no diarization, even of the same recording.
+    // A transcription does not count as a diarization, even of the same recording.
     upload(server, token, {.recordingId = "r1"});
     for (const char* path : {"/transcription/diarization/nothing", "/transcription/recording/r1/diarization",
                              "/transcription/recording/a/b/diarization", "/transcription/diarization/"})

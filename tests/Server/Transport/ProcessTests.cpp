@@ -47,7 +47,7 @@ TEST_F(ServerProcesses, ARestartedServerKeepsThePortAndTheUsersOnAnInheritedSock
     for (int round = 0; round < 2; ++round) {
         server.start({QStringLiteral("--listen"), QStringLiteral("fd:7"), QStringLiteral("--exit-with-parent")});
         EXPECT_EQ(server.port, held.serverPort());
-        // Qt accepts for itself as soon as its loop turns, unless told not to.
+        // Qt would accept connections itself as soon as its event loop runs.
         held.pauseAccepting();
         const auto answer = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
         ASSERT_EQ(answer.status, 200);

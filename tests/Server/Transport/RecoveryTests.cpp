@@ -11,7 +11,7 @@ using quillo::server::Json;
 
 namespace {
 
-/// Uploads survive what happens to the server; told by the real program.
+/// Uploads survive failures of the server, tested with the real program.
 class Recovery : public testing::Test {
 protected:
     void SetUp() override {
@@ -69,7 +69,7 @@ TEST_F(Recovery, AKilledServerTakesUpWhatItWasDoing) {
         ASSERT_TRUE(rest.open(QIODevice::WriteOnly));
     }
     start();
-    // Nobody asks, and yet it is done.
+    // It is completed without a request.
     ASSERT_TRUE(waitUntil([&] { return spooled() == 0; }));
     const auto answer = send(form);
     EXPECT_EQ(answer.status, 200);
@@ -103,7 +103,7 @@ TEST_F(Recovery, AFileThatEndsTheServerEveryTimeIsGivenUp) {
     }
     EXPECT_TRUE(logged("is given up"));
     EXPECT_EQ(spooled(), 0);
-    EXPECT_EQ(send(form).status, 200); // asked for anew, it is tried anew
+    EXPECT_EQ(send(form).status, 200); // a new request causes a new attempt
 }
 
 TEST_F(Recovery, ShortenedAudioIsNotTakenForTheRecording) {

@@ -1,4 +1,4 @@
-// What somebody tries who wants another's account. Every case ends with the server serving.
+// Attacks on other users' accounts. After every case the server still works.
 
 #include "SignInFixture.h"
 
@@ -223,7 +223,7 @@ TEST_F(SignInAttack, ACookieThatWasPlantedIsNotKeptAcrossASignIn) {
     const auto page = victim.submit("/auth/login", annsForm);
     ASSERT_EQ(page.status, 200);
     EXPECT_TRUE(page.headerValue("Set-Cookie").contains("Max-Age=0"));
-    // The cookie signs nobody in: the attacker, who has it too, is asked for a password like everybody.
+    // The cookie does not sign anyone in: the attacker, who has it too, is asked for a password.
     EXPECT_TRUE(attacker.open("/auth/login").code().isEmpty());
     EXPECT_EQ(attacker.submit("/auth/login", with(annsForm, {{"password", "a guess of some words"}})).status, 401);
 }

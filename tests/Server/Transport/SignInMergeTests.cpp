@@ -23,7 +23,7 @@ protected:
                 answer.body.at("is_new_user")};
     }
 
-    /// Signs Ann in from a page that was told the id of an anonymous user; her access token.
+    /// Signs Ann in from a page that received the id of an anonymous user; returns her access token.
     std::string signIn(const char* path, const std::string& anonymousId, const QByteArray& headers) const {
         const auto query = with(authorization(), {{"anonymous_user_id", QByteArray::fromStdString(anonymousId)}});
         const auto answer =
@@ -61,7 +61,7 @@ TEST_F(ServerMerge, MovesWhatBelongsToTheAnonymousUserWhoProvesIt) {
                             Json{{"grant_type", "refresh_token"}, {"refresh_token", before.refresh}})
                   .status,
               401);
-    // Whoever uses this computer next is somebody else.
+    // The next user of this computer is a different user.
     const auto after = anonymous();
     EXPECT_TRUE(after.isNew);
     EXPECT_NE(after.id, before.id);

@@ -154,7 +154,7 @@ TEST(ServerSignIn, InTheClearThePagesAnswerOwnNamesAlone) {
         EXPECT_EQ(parseAnswer(answer).status, 200) << host;
         EXPECT_TRUE(answer.contains("Set-Cookie: quillo-form-") && !answer.contains("; Secure")) << host;
     }
-    // A name of somebody else's that was made to lead here.
+    // A foreign name that resolves to this machine.
     for (const char* host : {"evil.example", "127.0.0.1.evil.example", "localhost.evil:80", "", "[::1", "127.0.0.1@e"})
         EXPECT_EQ(parseAnswer(ask(host)).status, 421) << host;
 }

@@ -37,7 +37,7 @@ TEST(AuthHTTP, AHandshakeIsTriedOnceMoreWithWhatIsTrustedThen) {
         EXPECT_EQ(answer.status, test.status) << test.trustedFrom;
         EXPECT_EQ(answer.isHandshakeFailure, test.status == 0);
         EXPECT_EQ(attempts, test.attempts);
-        // What is not trusted is told nothing.
+        // An untrusted server receives nothing.
         EXPECT_EQ(server.requests.size(), test.status ? 1 : 0);
         if (!server.requests.isEmpty())
             EXPECT_EQ(server.requests[0].header("Authorization"), "Bearer secret");

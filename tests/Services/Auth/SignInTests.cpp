@@ -96,7 +96,7 @@ TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
 
 TEST_F(SignInTest, ABadAnswerEndsTheSignInWithoutATokenRequest) {
     struct Case {
-        const char* url; ///< STATE stands for the right one
+        const char* url; ///< STATE is replaced by the correct state
         const char* refusal;
         const char* ending; ///< empty: the sign-in still waits
     };
@@ -299,7 +299,7 @@ TEST_F(SignInTest, WhatEndsASignInEndsItsExchangeToo) {
         EXPECT_FALSE(service().isAuthenticated()) << name;
     }
     m_service.reset();
-    // An anonymous session that is made meanwhile, by a hotkey, is no user's decision and gives way.
+    // An anonymous session created in the meantime by a hotkey was not the user's decision, so it is replaced.
     const auto ending = begin();
     service().handleCallback(goodCallback());
     ASSERT_TRUE(waitUntil([&] { return tokenRequests() == 2; }));

@@ -10,7 +10,7 @@ namespace {
 
 using Status = LoginItemStatus;
 
-/// A login item that does what it is told, or refuses.
+/// A login item that obeys or refuses.
 class ScriptedLoginItem final : public LoginItem {
 public:
     Status current = Status::notRegistered;
@@ -36,7 +36,7 @@ struct Case {
     Status before;
     bool setting; ///< what the setting should say afterwards
     Status after;
-    std::string log; ///< a line that stands in it; none at all when empty
+    std::string log; ///< an expected log line; empty: no line
 };
 
 class Reconcile : public testing::TestWithParam<Case> {};

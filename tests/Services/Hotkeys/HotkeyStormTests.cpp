@@ -93,7 +93,7 @@ TEST_P(HotkeyStorm, EndsWhatItBegins) {
         fixture.keys.release(key);
     fixture.pass(40'000);
     ASSERT_TRUE(fixture.service.isRunning());
-    // A hands-off recording may go on; the toggle hotkey ends it as it ends any other.
+    // A hands-off recording may continue; the toggle hotkey ends it like any other.
     const auto toggle = [&] {
         for (const bool down : {true, false})
             for (const uint16_t key : {keycode::leftOption, keycode::space})

@@ -40,7 +40,7 @@ protected:
     void readsOnPaste() {
         injector.onChord = [this] { pasteboard.offers.back()->read(); };
     }
-    /// Starts an injection; time stands still.
+    /// Starts an injection without advancing the time.
     std::shared_ptr<Outcome> begin(const QString& text, InjectionMode mode = InjectionMode::paste,
                                    bool restore = true) {
         auto outcome = std::make_shared<Outcome>();

@@ -44,7 +44,7 @@ TEST(AUHALAudioServiceTests, EveryFailingStepNamesItselfAndDisposesOnce) {
         EXPECT_EQ(text, message);
         EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 1);
         EXPECT_EQ(hardware.calls().last(), QStringLiteral("dispose"));
-        // What failed once is no obstacle to the next attempt.
+        // A failure does not affect the next attempt.
         hardware.failures.clear();
         const AudioCapture capture(service);
         EXPECT_TRUE(hardware.feed(std::vector<float>(480)));

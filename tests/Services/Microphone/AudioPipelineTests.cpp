@@ -79,7 +79,7 @@ TEST(AudioPipelineTests, CutsEveryRateIntoTheSameChunks) {
                 SCOPED_TRACE(testing::Message() << rate << " Hz by " << frames << " for " << seconds << " s");
                 const Pipeline run(rate, sine(rate, seconds), frames);
                 const auto& chunks = run.capture->chunks();
-                // 22,050 Hz times 1.05 s is no whole number of frames, nor of samples after it.
+                // 22,050 Hz times 1.05 s is not a whole number of frames, nor of samples after conversion.
                 const auto expected = std::llround(seconds * 16000);
                 EXPECT_NEAR(static_cast<double>(run.capture->sampleCount()), static_cast<double>(expected),
                             rate == 22050.0 ? 1 : 0);

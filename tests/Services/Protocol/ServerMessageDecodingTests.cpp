@@ -183,7 +183,7 @@ TEST(ServerMessageDecoding, WhatIsNoMessageIsRefused) {
     for (const auto& frame : refused)
         EXPECT_FALSE(ServerResponse::decode(frame)) << frame.left(40).toStdString();
     EXPECT_TRUE(ServerResponse::decode(deep(20)));
-    // Brackets inside a text are no nesting.
+    // Brackets inside a text do not count as nesting.
     EXPECT_TRUE(ServerResponse::decode(R"({"type":"pong","x":"\")" + QByteArray(100, '[') + "\"}"));
 }
 

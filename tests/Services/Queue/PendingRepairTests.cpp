@@ -72,7 +72,7 @@ TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
         EXPECT_EQ(record->clientRecordingId, record->pendingAudioId);
     }
     EXPECT_THAT(adopted, testing::UnorderedElementsAre(QStringLiteral("bare"), QStringLiteral("broken")));
-    // When it began is told by its end and its length.
+    // Its start follows from its end and its length.
     EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("bare")).createdAt, clock.wallTime().addSecs(-3));
     network.setConnected(true);
     EXPECT_EQ(recovered.size(), 2);
@@ -84,7 +84,7 @@ TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
     const auto text = QStringLiteral("the text");
     struct Case {
         const char* name;
-        Change record; ///< what differs from a record without audio and text; nothing: there is no record
+        Change record; ///< the difference from a record without audio and text; empty: no record
         bool hasAudio;
         bool hasMetadata;
         QString status; ///< afterwards, of the only record

@@ -109,7 +109,7 @@ TEST(AudioFileWriter, AFolderThatVanishesIsNoticed) {
     ASSERT_TRUE(waitUntil([&] { return !failures.isEmpty(); }));
     EXPECT_TRUE(failures.first().contains(QStringLiteral("was removed"))) << failures.first().toStdString();
     EXPECT_FALSE(writer.writeChunk(chunk));
-    // The next recording makes it anew.
+    // The next recording creates it again.
     AudioFileWriter next(QStringLiteral("next"));
     next.startWriting();
     EXPECT_TRUE(next.writeChunk(chunk));

@@ -144,7 +144,7 @@ TEST(PendingAudioFiles, ListsWhatCanBeUsedTheOldestFirst) {
     // Names another recording's audio.
     folder.write(QStringLiteral("impostor.json"), folder.read(QStringLiteral("old.json")));
     folder.write(QStringLiteral("impostor.pcm"), audio);
-    // Audio that is really a file elsewhere, a pipe that would hold whoever opens it, a folder.
+    // Audio that is a link to another file, a pipe that would block its reader, or a folder.
     folder.write(QStringLiteral("link.json"), RecordingsFolder::metadata(QStringLiteral("link"), now).encode());
     QFile elsewhere(folder.outside(QStringLiteral("private.txt")));
     ASSERT_TRUE(elsewhere.open(QIODevice::WriteOnly) && elsewhere.write("secret") == 6 && elsewhere.flush());

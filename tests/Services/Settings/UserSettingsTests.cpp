@@ -81,7 +81,7 @@ TEST_F(Settings, TellTheChangesThatCount) {
     settings.setUserId(anna);
     set("hotkeyKeyCode", 101);
     set("insertionMode", QStringLiteral("type"));
-    store("playSound", true); // nobody's while Anna is signed in
+    store("playSound", true); // not effective while Anna is signed in
     EXPECT_EQ(told, QStringList({QStringLiteral("playSound"), QStringLiteral("hotkeyKeyCode"),
                                  QStringLiteral("insertionMode")}));
 }

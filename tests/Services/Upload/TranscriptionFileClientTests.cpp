@@ -254,7 +254,7 @@ TEST_F(TranscriptionFileClientTest, TheTokenGoesToNoOtherHost) {
         EXPECT_TRUE(error.message().contains(QStringLiteral("localhost"))) << error.what();
     }
     EXPECT_EQ(elsewhere, 0);
-    // Nor to a server that nobody vouches for.
+    // Nor to a server with an untrusted certificate.
     const TestCertificate stranger;
     Server impostor(stranger.serverConfiguration(),
                     [&](const Server::Request&, QSslSocket&) { ADD_FAILURE() << "spoke to a stranger"; });
@@ -281,7 +281,7 @@ TEST_F(TranscriptionFileClientTest, AnExpiredOrRejectedTokenIsRefreshedOnce) {
     EXPECT_EQ(m_auth.refreshes, 2);
     EXPECT_EQ(m_server.requests.size(), 3);
 
-    // Rejected again with the new token: the answer stands.
+    // Rejected again with the new token: the answer is final.
     m_tokens->setAccessTokenExpiresAt(m_clock.wallTime().addSecs(3600));
     m_auth.onRefresh = [this] { m_tokens->setAccessToken(QStringLiteral("token-3")); };
     m_tokens->setAccessToken(QStringLiteral("token-1"));
