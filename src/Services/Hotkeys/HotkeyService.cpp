@@ -243,7 +243,7 @@ void HotkeyService::setRecordingActive(bool active) {
         m_isHandsOffMode = true;
         updateConsumed();
     } else if (m_startsUnderway == 0) {
-        hotkeyLog(QStringLiteral("🔹 The recording ended by itself"), LogLevel::debug);
+        hotkeyLog(QStringLiteral("🔹 The recording has ended"), LogLevel::debug);
         clearRecording();
     }
 }

@@ -40,9 +40,10 @@ void logOnce(const QString& message) {
 
 QString path(const QString& recordingId, const QString& suffix) {
     if (!isRecordingId(recordingId))
-        throw FileError(QStringLiteral("\"%1\" is no recording id: only letters, digits, '-', '_' and single dots may "
-                                       "stand in one; the recording is left out")
-                            .arg(recordingId.left(longestRecordingId).toHtmlEscaped()));
+        throw FileError(
+            QStringLiteral("\"%1\" is not a recording id: only letters, digits, '-', '_' and single dots may "
+                           "occur in one; the recording is left out")
+                .arg(recordingId.left(longestRecordingId).toHtmlEscaped()));
     return directory() + u'/' + recordingId + suffix;
 }
 
@@ -128,7 +129,8 @@ PendingAudioMetadata readMetadata(const QString& recordingId) {
             metadata.systemAudioId.reset();
         return metadata;
     } catch (const std::runtime_error& error) {
-        throw FileError(QStringLiteral("%1 is no recording's metadata: %2").arg(file, QString::fromUtf8(error.what())));
+        throw FileError(
+            QStringLiteral("%1 is not a recording's metadata: %2").arg(file, QString::fromUtf8(error.what())));
     }
 }
 

@@ -103,7 +103,7 @@ QByteArray PendingAudioMetadata::encode() const {
 PendingAudioMetadata PendingAudioMetadata::decode(const QByteArray& json) {
     const auto object = Json::parse(json.begin(), json.end(), nullptr, false);
     if (!object.is_object())
-        throw std::runtime_error("it is no JSON object");
+        throw std::runtime_error("it is not a JSON object");
     PendingAudioMetadata metadata;
     readRequired(object, "id", metadata.id);
     readRequired(object, "createdAt", metadata.createdAt);

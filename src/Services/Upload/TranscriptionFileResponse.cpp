@@ -75,7 +75,7 @@ Json parseObject(const QByteArray& json) {
         throw std::runtime_error("it nests too deep");
     auto object = Json::parse(json.begin(), json.end(), nullptr, false);
     if (!object.is_object())
-        throw std::runtime_error("it is no JSON object");
+        throw std::runtime_error("it is not a JSON object");
     return object;
 }
 
