@@ -20,7 +20,7 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# Precompiled headers are only cached when ccache is told how they are to be compared.
+# ccache caches precompiled headers only with these settings for comparing them.
 export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
 
 # build PRESET [TARGET...]

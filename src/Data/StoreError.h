@@ -13,7 +13,7 @@ public:
     enum class Cause {
         unwritable, ///< no permission, or a read-only file system
         diskFull,
-        damaged,   ///< what stands in the file is no sound database
+        damaged,   ///< the file is not a valid database
         newer,     ///< written by a later version of Quillo
         busy,      ///< another program holds the file
         duplicate, ///< a record with that id exists

@@ -13,7 +13,7 @@ if [ "$QUILLO_ACTIVATION_TEST" = display ]; then
     # with-display.sh has made HOME a folder that is gone afterwards.
     export QUILLO_ACTIVATION_TEST=session XDG_DATA_DIRS=$HOME/installed:/usr/share XDG_DATA_HOME=$HOME/data XDG_STATE_HOME=$HOME/state
     export XDG_CONFIG_DIRS=$HOME/system XDG_CURRENT_DESKTOP=GNOME XDG_CACHE_HOME=$HOME/cache
-    # Nobody answers there: what is tried here needs no server.
+    # An address without a server: this test needs none.
     export QUILLO_SERVER_HOST=127.0.0.1:9
     unset PULSE_SERVER
     mkdir -p "$HOME/installed/applications" "$HOME/installed/dbus-1/services" "$HOME/bin"
@@ -40,7 +40,7 @@ unwatch() {
     kill "$watcher" 2>/dev/null || true
     exec {watched}<&-
 }
-# Until the name is given back; the bus tells.
+# Wait until the name is released on the bus.
 ended() {
     watch gdbus monitor --session --dest org.quillo.Quillo
     seen 'is owned by' || fail "it does not run"
@@ -66,7 +66,7 @@ seen 'string "quillo://auth/callback?code=not-a-code-42&state=none"' || fail "th
 unwatch
 gdbus wait --session --timeout 30 org.quillo.Quillo || fail "the address started nothing"
 quillo status >/dev/null || fail "what the address started does not answer"
-! grep -q 'not-a-code-42' "$log" || fail "the code stands in the log"
+! grep -q 'not-a-code-42' "$log" || fail "the code is in the log"
 
 quillo settings set launchAtLogin true
 logged 'Launch at Login registered, new status=enabled'

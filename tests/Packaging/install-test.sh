@@ -56,7 +56,7 @@ architecture=$(dpkg --print-architecture)
 
 if command -v lintian >/dev/null; then
     say "Policy"
-    # Nobody is named as maintainer unless DEBEMAIL does.
+    # The maintainer is set only by DEBEMAIL.
     lintian --allow-root --fail-on error --suppress-tags bogus-mail-host,bogus-mail-host-in-debian-changelog \
         "$work"/packages/*_"${version}_$architecture.deb" || fail "lintian found errors"
 fi

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What desktops, software centres and the service manager are told is valid and says what the programs do.
+# The metadata for desktops, software centres and the service manager is valid and matches the programs.
 #
 # usage: metadata-test.sh QUILLO QUILLO-SERVER UNITS      the programs, and the folder of the units made for them
 set -euo pipefail

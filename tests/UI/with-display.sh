@@ -1,6 +1,6 @@
 #!/bin/sh
 # Runs a program in an X server and a window manager of its own: with-display.sh [--two-monitors] program [arguments]
-# Two monitors stand side by side, 1280 pixels wide each.
+# Two monitors side by side, each 1280 pixels wide.
 set -e
 width=1280
 if [ "$1" = --two-monitors ]; then

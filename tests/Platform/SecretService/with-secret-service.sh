@@ -13,7 +13,7 @@ export XDG_DATA_HOME="$folder/home/.local/share" XDG_CONFIG_HOME="$folder/home/.
 unset DISPLAY WAYLAND_DISPLAY DBUS_SESSION_BUS_ADDRESS GNOME_KEYRING_CONTROL || true
 if [ "$mode" = unlocked ]; then
     # The keyring must be unlocked before the first call: a call starts a locked one. In the foreground, so that it can
-    # be ended here: a daemon that nobody has called yet outlives its bus.
+    # be ended here: a daemon that was never called outlives its bus.
     printf '\n' >"$folder/password"
     dbus-run-session -- sh -c '
         gnome-keyring-daemon --foreground --unlock --components=secrets <"$0" >/dev/null &

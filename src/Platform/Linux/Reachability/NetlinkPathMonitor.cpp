@@ -41,7 +41,7 @@ public:
         const std::lock_guard lock(m_mutex);
         if (m_thread.joinable())
             return;
-        // Subscribed before the first look, so that no change falls between the two.
+        // Subscribe before the first query, so that no change is missed between the two.
         m_changes = openSubscription();
         m_wake = ::eventfd(0, EFD_CLOEXEC);
         const auto first = netlink::currentStatus();
@@ -87,7 +87,8 @@ private:
         }
     }
 
-    /// What changed does not matter, as the state is read anew; nor does an overflow that lost some of it.
+    /// The kind of change does not matter, because the whole state is read again; neither does an overflow that lost
+    /// events.
     static void discard(int changes) {
         std::array<char, 8192> buffer{};
         while (::recv(changes, buffer.data(), buffer.size(), 0) > 0 || errno == EINTR || errno == ENOBUFS)

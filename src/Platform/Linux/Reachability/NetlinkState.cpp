@@ -23,7 +23,7 @@ using Interfaces = std::set<unsigned>;
 bool isRoutable(const sockaddr& address) {
     if (address.sa_family == AF_INET)
         return true;
-    // A link-local address is there as soon as the cable is, and leads nowhere.
+    // A link-local address exists as soon as a cable is connected, and leads nowhere.
     return address.sa_family == AF_INET6 &&
            !IN6_IS_ADDR_LINKLOCAL(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
 }
@@ -59,7 +59,7 @@ bool isDefaultRouteOver(const nlmsghdr& message, const Interfaces& interfaces) {
     if (message.nlmsg_type != RTM_NEWROUTE)
         return false;
     const auto* const route = static_cast<const rtmsg*>(NLMSG_DATA(&message));
-    // "unreachable default" is a default route as well, of another type.
+    // "unreachable default" is a default route of another type.
     if (route->rtm_dst_len != 0 || route->rtm_type != RTN_UNICAST)
         return false;
     auto length = static_cast<int>(RTM_PAYLOAD(&message));
@@ -69,7 +69,7 @@ bool isDefaultRouteOver(const nlmsghdr& message, const Interfaces& interfaces) {
     return false;
 }
 
-/// Reads one dump to its end, as the kernel expects it.
+/// Reads one dump to its end, as the kernel requires.
 bool readRoutes(int descriptor, const Interfaces& interfaces) {
     alignas(nlmsghdr) std::array<char, 32768> buffer{};
     bool found = false;

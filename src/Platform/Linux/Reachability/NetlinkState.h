@@ -5,7 +5,7 @@
 namespace quillo::netlink {
 
 /// Asks the kernel for its interfaces, addresses and default routes, in the calling thread's network namespace. Throws
-/// std::system_error when it does not answer.
+/// std::system_error when the kernel does not answer.
 NetworkPathStatus currentStatus();
 
 } // namespace quillo::netlink
