@@ -5,11 +5,11 @@
 
 namespace quillo::server {
 
-/// `quillo-server accounts ...`: what an administrator does with accounts, also while the server runs. `arguments` are
-/// those after "accounts". Talks on the standard streams and returns the exit code that `accountsHelpText` names.
+/// `quillo-server accounts ...`: manages accounts, also while the server runs. `arguments` are those after "accounts".
+/// Uses the standard streams and returns the exit code given in `accountsHelpText`.
 int runAccountsCommand(std::span<const char* const> arguments);
 
-/// The part of --help about it.
+/// Its part of --help.
 std::string accountsHelpText();
 
 } // namespace quillo::server

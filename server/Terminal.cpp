@@ -9,8 +9,8 @@ namespace {
 
 constexpr size_t maxLineBytes = 4096;
 
-/// Keeps what is typed from the screen. Signals are held back as well: a program that ended here would leave the
-/// terminal without echo.
+/// Switches off the terminal's echo, and its signals too: if the program ended here, it would leave the terminal
+/// without echo.
 class EchoOff {
 public:
     EchoOff() {
@@ -58,14 +58,14 @@ std::optional<std::string> readSecret(const std::string& prompt) {
         return readLine();
     std::optional<std::string> line;
     {
-        // Before the prompt: what is typed at once must not be shown either.
+        // Switch off the echo before the prompt, so that fast typing is not shown either.
         const EchoOff silent;
         std::fputs(prompt.c_str(), stderr);
         std::fflush(stderr);
         line = readLine();
     }
     std::fputc('\n', stderr);
-    constexpr char interrupt = 3; // Control-C, which is a character while signals are held back
+    constexpr char interrupt = 3; // Control-C, which is a character while signals are off
     if (line && line->find(interrupt) != std::string::npos)
         return std::nullopt;
     return line;

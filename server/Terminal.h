@@ -5,14 +5,14 @@
 
 namespace quillo::server {
 
-/// A line from standard input without its end; empty at the end of input. Longer than 4096 bytes is no line.
+/// A line from standard input without its line end; empty at the end of input and for lines longer than 4096 bytes.
 std::optional<std::string> readLine();
 
-/// Asks on the terminal without showing what is typed; empty when it was broken off. Without a terminal on standard
-/// input it is a line of it, asked for silently.
+/// Asks on the terminal without echo; empty when cancelled. Without a terminal, reads a line of standard input
+/// silently.
 std::optional<std::string> readSecret(const std::string& prompt);
 
-/// True when somebody sits in front of standard input.
+/// True when standard input is a terminal.
 bool isInteractive();
 
 } // namespace quillo::server

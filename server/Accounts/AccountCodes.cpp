@@ -1,4 +1,4 @@
-// The half of AccountStore that deals with authorization codes, and with the anonymous users they bring along.
+// The part of AccountStore for authorization codes and the anonymous users to be merged with them.
 
 #include "Accounts/AccountStore.h"
 #include "Foundation/Encoding.h"
@@ -35,7 +35,7 @@ std::optional<RedeemedCode> AccountStore::redeem(const CodeExchange& exchange) {
         return std::nullopt;
     const std::string userId = find.text(0);
     if (!find.isNull(7)) {
-        // Its own row goes with the family.
+        // The code's own row is deleted with its family.
         endFamily(find.text(7));
         transaction.commit();
         log(LogLevel::warning, "accounts",
@@ -74,7 +74,7 @@ bool AccountStore::beginMerge(const std::string& anonymousUserId, const std::str
                               const std::string& userId) {
     if (anonymousUserId.empty() || anonymousToken.empty() || ownerOf(anonymousToken) != anonymousUserId)
         return false;
-    // The device is free for another anonymous user from now on, who is nobody's.
+    // The device can now get a new anonymous user, who is not merged into any account.
     Statement mark(m_database,
                    "UPDATE users SET merged_into = ?, device_hash = NULL WHERE id = ? AND is_anonymous = 1");
     mark.bind(1, userId).bind(2, anonymousUserId).step();

@@ -1,4 +1,4 @@
-// The half of AccountStore that deals with accounts of people: e-mail addresses and password hashes.
+// The part of AccountStore for accounts with e-mail address and password.
 
 #include "Accounts/AccountStore.h"
 #include "Foundation/Encoding.h"
@@ -39,7 +39,7 @@ bool AccountStore::resetPassword(const std::string& email, const std::string& pa
     update.bind(1, passwordHash).bind(2, email).step();
     if (m_database.changes() == 0)
         return false;
-    // Codes too: one that was given for the old password could still be exchanged.
+    // Delete codes too: one issued for the old password could still be exchanged.
     for (const char* table : {"token_families", "authorization_codes"}) {
         Statement end(m_database,
                       std::string("DELETE FROM ") + table + " WHERE user_id = (SELECT id FROM users WHERE email = ?)");

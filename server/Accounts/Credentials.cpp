@@ -14,7 +14,7 @@ constexpr size_t minPasswordCharacters = 10;
 constexpr size_t maxEmailBytes = 254; // RFC 5321 section 4.5.3.1.3, less the angle brackets
 constexpr size_t maxNameCharacters = 100;
 
-/// What people take when they are asked for ten characters; guessed first.
+/// Common passwords of ten or more characters, which attackers try first.
 constexpr std::array<std::string_view, 28> refused = {
     "password12", "password123",  "password1234", "passw0rd123",  "passwordpassword", "mypassword1", "1234567890",
     "0123456789", "0987654321",   "12345678910",  "123456789a",   "1234512345",       "1q2w3e4r5t",  "q1w2e3r4t5",

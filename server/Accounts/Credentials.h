@@ -5,8 +5,8 @@
 
 namespace quillo::server {
 
-/// The form in which an e-mail address names an account: without blanks around it and in lower case (ASCII). Empty when
-/// it is no address: at most 254 bytes of UTF-8, something on both sides of one "@", no blanks or control characters.
+/// The normalised form of an e-mail address: trimmed and in lower case (ASCII). Empty when it is not an address: at
+/// most 254 bytes of UTF-8, text on both sides of one "@", no spaces or control characters.
 std::optional<std::string> normalisedEmail(const std::string& text);
 
 /// Why a password or a name is refused.
@@ -24,7 +24,7 @@ enum class Objection {
 /// What is wrong with a password that is to be set; empty when it may be used.
 std::optional<Objection> objectionTo(const std::string& password, const std::string& email);
 
-/// What is wrong with a full name; empty when it may be used. An empty name may.
+/// The problem with a full name; empty when it is acceptable. An empty name is.
 std::optional<Objection> objectionToName(const std::string& name);
 
 } // namespace quillo::server

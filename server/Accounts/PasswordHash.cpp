@@ -51,7 +51,7 @@ bool needsRehash(const std::string& hash, const PasswordCost& cost) {
 }
 
 const std::string& unknownAccountHash() {
-    // Random bytes in place of a computed hash: no password is known to lead to them.
+    // Use random bytes instead of a computed hash, so that no password matches.
     static const std::string hash = [] {
         std::array<char, 96> prefix{};
         std::snprintf(prefix.data(), prefix.size(), "$argon2id$v=%d$m=%u,t=%u,p=%u$", ARGON2_VERSION_NUMBER,

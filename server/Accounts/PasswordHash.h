@@ -6,7 +6,7 @@
 
 namespace quillo::server {
 
-/// What one hash costs whoever computes it.
+/// The cost of computing one hash.
 struct PasswordCost {
     uint32_t memoryKiB;
     uint32_t passes;
@@ -14,15 +14,15 @@ struct PasswordCost {
     bool operator==(const PasswordCost&) const = default;
 };
 
-/// Argon2id with the memory and passes of RFC 9106 section 4 for servers with little memory, in one lane, as each hash
-/// has one thread. Stronger values take effect for an account when it signs in next.
+/// Argon2id with the memory and passes of RFC 9106 section 4 for memory-constrained servers, in one lane because each
+/// hash has one thread. Stronger values take effect for an account at its next sign-in.
 inline constexpr PasswordCost passwordCost{.memoryKiB = uint32_t{64} * 1024, .passes = 3, .lanes = 1};
 
-/// Longer passwords are refused: hashing them would cost without making them safer.
+/// Longer passwords are refused: hashing them would cost more without adding safety.
 inline constexpr size_t maxPasswordBytes = 1024;
 
 /// The password's Argon2id hash with a fresh salt, in the PHC string format. Takes `passwordCost.memoryKiB` of memory
-/// and a good part of a second. Throws std::runtime_error when there is no memory.
+/// and a large part of a second. Throws std::runtime_error when there is no memory.
 std::string hashPassword(const std::string& password, const PasswordCost& cost = passwordCost);
 
 /// True when `hash` was made from `password`. Takes the time of a hash with the costs in `hash`. Throws as above.
@@ -31,8 +31,8 @@ bool verifyPassword(const std::string& password, const std::string& hash);
 /// True when `hash` was made with other costs than `cost`.
 bool needsRehash(const std::string& hash, const PasswordCost& cost = passwordCost);
 
-/// A hash of a password nobody has: what an unknown account is checked against, so that it takes as long as a known
-/// one.
+/// A hash that no password matches. Unknown accounts are checked against it, so that the check takes as long as for
+/// known ones.
 const std::string& unknownAccountHash();
 
 } // namespace quillo::server

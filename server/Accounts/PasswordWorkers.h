@@ -10,8 +10,8 @@
 
 namespace quillo::server {
 
-/// A few threads that hash passwords, beside those that serve everything else. Bounds what waits, and so the memory and
-/// the time that a flood of sign-ins can take. Thread-safe.
+/// A few separate threads that hash passwords. The limited queue bounds the memory and the time that a flood of
+/// sign-ins can take. Thread-safe.
 class PasswordWorkers {
 public:
     PasswordWorkers(unsigned threads, size_t maxWaiting);
@@ -20,10 +20,10 @@ public:
     PasswordWorkers(const PasswordWorkers&) = delete;
     PasswordWorkers& operator=(const PasswordWorkers&) = delete;
 
-    /// False when too many wait; `job` is then not taken. A job must not throw.
+    /// False when the queue is full; `job` is then not taken. A job must not throw.
     [[nodiscard]] bool submit(std::function<void()> job);
 
-    /// Drops what waits and returns when what was begun has ended.
+    /// Drops queued jobs and returns when running ones have ended.
     void stop();
 
 private:

@@ -9,15 +9,15 @@
 
 namespace quillo::server {
 
-/// Counts events per key in a token bucket: `burst` at once, refilled evenly over `window`. Thread-safe. Keys whose
-/// bucket is full again are forgotten, so that memory follows the keys active within a window.
+/// Counts events per key in a token bucket: `burst` at once, refilled evenly over `window`. Thread-safe. Keys with a
+/// full bucket are forgotten, so that only the keys active within a window take memory.
 class RateLimiter {
 public:
     using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
     RateLimiter(int burst, std::chrono::seconds window, SteadyClock clock);
 
-    /// Empty when the event may happen, which counts it; otherwise how long to wait (at least a second).
+    /// Counts the event and returns nothing when it may happen; otherwise returns how long to wait (at least a second).
     std::optional<std::chrono::seconds> admit(const std::string& key);
 
 private:

@@ -17,7 +17,7 @@ struct SignInForm {
     std::string fullName;
     std::string email;
 
-    std::string alert;      ///< about the whole form
+    std::string alert;      ///< about the whole form form
     bool isRefused = false; ///< the e-mail address or the password is wrong; the page must not reveal which
     std::string nameError;
     std::string emailError;

@@ -8,8 +8,8 @@
 
 namespace quillo::server {
 
-/// Orders tasks so that no user waits for the whole pile of another: whoever has the fewest running comes first, then
-/// whoever was served longest ago; a user's own tasks keep their order. Not thread-safe.
+/// Orders tasks so that no user waits for all tasks of another. The user with the fewest running tasks comes first,
+/// then the one served longest ago; each user's tasks keep their order. Not thread-safe.
 class FairQueue {
 public:
     struct Item {
@@ -18,12 +18,12 @@ public:
     };
 
     void push(const Item& item) { m_users[item.user].waiting.push_back(item.id); }
-    /// In front of the user's other tasks.
+    /// Adds a task before the user's other tasks.
     void pushFront(const Item& item) { m_users[item.user].waiting.push_front(item.id); }
     /// The next task, which counts as running until `done`.
     std::optional<Item> pop();
     void done(const std::string& user);
-    /// Takes out what waits of a user.
+    /// Removes the waiting tasks of a user.
     void remove(const std::string& user);
     [[nodiscard]] bool empty() const;
 
@@ -31,7 +31,7 @@ private:
     struct User {
         std::deque<std::string> waiting;
         int running = 0;
-        uint64_t served = 0; ///< turn in which a task was last taken
+        uint64_t served = 0; ///< the turn in which a task was last taken
     };
     void forgetIfIdle(const std::string& user);
 

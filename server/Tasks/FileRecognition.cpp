@@ -11,12 +11,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Audio that the recogniser may be behind: enough to keep it busy, little enough to be held in memory.
+/// How far the recogniser may be behind: enough audio to keep it busy, little enough for the memory.
 constexpr double backlogSeconds = 10;
-/// The recogniser does not say when it has caught up.
+/// Poll, because the recogniser does not report when it has caught up.
 constexpr auto lookInterval = std::chrono::milliseconds(20);
 
-/// Gathers the pieces and tells the feeding thread how the recognition ends.
+/// Collects the pieces and reports the end of the recognition to the feeding thread.
 class Collector final : public RecognitionListener {
 public:
     void onPartial(const Transcript&) override { touch(); }
@@ -45,7 +45,7 @@ public:
         m_changed.notify_all();
     }
 
-    /// Waits a moment, at most until the end; false once everything was recognised. Throws what went wrong.
+    /// Waits a moment, at most until the end; false once everything is recognised. Throws on failure.
     bool wait(const std::stop_token& stop) {
         std::unique_lock lock(m_mutex);
         m_changed.wait_for(lock, lookInterval, [&] { return m_finished || m_failure; });
@@ -82,7 +82,7 @@ private:
     std::optional<RecognitionFailed> m_failure;
 };
 
-/// Notices when nothing happens any more.
+/// Detects that the recogniser makes no progress.
 class Watchdog {
 public:
     Watchdog(std::chrono::milliseconds timeout, const Collector& collector)

@@ -9,7 +9,7 @@
 
 namespace quillo::server {
 
-/// The recogniser gave up on a file; `isUnavailable` tells a recogniser that is out of order from audio it cannot read.
+/// The recogniser failed on a file; `isUnavailable` distinguishes a broken recogniser from audio it cannot read.
 class RecognitionFailed : public std::runtime_error {
 public:
     RecognitionFailed(const std::string& message, bool unavailable)
@@ -23,7 +23,7 @@ public:
     RecognitionStopped() : std::runtime_error("the recognition was stopped") {}
 };
 
-/// What was recognised of a file.
+/// The result of recognising a file.
 struct RecognisedFile {
     std::vector<Transcript> pieces; ///< in order of time
     std::string text;               ///< all pieces joined
@@ -33,15 +33,15 @@ struct RecognisedFile {
 
 struct FileRecognitionSettings {
     std::string language;   ///< empty or "auto" for any
-    bool background = true; ///< gives way to live sessions
-    /// A recogniser that neither takes audio nor answers for so long has failed.
+    bool background = true; ///< live sessions have priority
+    /// A recogniser that neither takes audio nor answers for this long has failed.
     std::chrono::milliseconds stallTimeout = std::chrono::minutes(5);
     std::function<void(double share)> onProgress;         ///< 0 to 1
     std::function<void(const AudioBlock& block)> onAudio; ///< every block, once
 };
 
-/// Recognises a file from its begin to its end on the calling thread. Holds a few seconds of audio at a time. Throws
-/// RecogniserUnavailable, RecognitionFailed, RecognitionStopped.
+/// Recognises a whole file on the calling thread. Keeps a few seconds of audio in memory. Throws RecogniserUnavailable,
+/// RecognitionFailed, RecognitionStopped.
 RecognisedFile recogniseFile(Recogniser& recogniser, AudioReader& audio, const FileRecognitionSettings& settings,
                              const std::stop_token& stop);
 

@@ -8,22 +8,22 @@
 namespace quillo::server {
 
 enum class TaskKind { transcription, diarization };
-/// "queued" and "running" tasks are taken up again by the next start of the server.
+/// The next start of the server resumes "queued" and "running" tasks.
 enum class TaskStatus { queued, running, completed, failed };
 
-/// What a client asks to be done with an uploaded file.
+/// The work that a client requests for an uploaded file.
 struct TaskRequest {
     std::string userId;
     TaskKind kind = TaskKind::transcription;
-    std::string recordingId; ///< the client's name of the recording; may be empty
+    std::string recordingId; ///< the client's id of the recording; may be empty
     std::string language;    ///< ISO 639-1; empty or "auto" for any
-    std::string purpose;     ///< the client's word for why
-    std::string provider;    ///< the recogniser that would do it
+    std::string purpose;     ///< the client's purpose
+    std::string provider;    ///< the recogniser to use
     Sha256Value audioHash{}; ///< of the whole file
     std::string audioFile;   ///< name in the spool
     int64_t audioBytes = 0;
 
-    /// The words of the purpose that ask for a recognition of their own rather than an earlier result.
+    /// The purposes that request a new recognition instead of an earlier result.
     [[nodiscard]] bool wantsFreshResult() const { return purpose.starts_with("retranscri"); }
 };
 
@@ -31,16 +31,16 @@ struct Task {
     std::string id;
     TaskRequest request; ///< without `audioHash`
     TaskStatus status = TaskStatus::queued;
-    int attempts = 0;      ///< how often it was begun
+    int attempts = 0;      ///< how often it was started
     std::string result;    ///< JSON, once completed
     std::string errorCode; ///< once failed
-    std::string error;     ///< for people: cause and next step
+    std::string error;     ///< for users: cause and next step
     int errorStatus = 0;   ///< HTTP status of the failure
 
     [[nodiscard]] bool isOver() const { return status == TaskStatus::completed || status == TaskStatus::failed; }
 };
 
-/// What a live session heard, kept so that the same audio need not be recognised again.
+/// The result of a live session, kept so that the same audio need not be recognised again.
 struct LiveTranscript {
     std::string userId;
     std::string recordingId;

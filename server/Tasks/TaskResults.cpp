@@ -15,7 +15,7 @@ namespace {
 
 int64_t durationMs(const RecognisedFile& file) { return file.sampleCount * 1000 / AudioReader::rate; }
 
-/// A stretch of text by one speaker.
+/// Consecutive text of one speaker.
 struct Segment {
     int speaker = 0;
     double start = 0;
@@ -23,7 +23,7 @@ struct Segment {
     TranscriptAssembler text;
 };
 
-/// Who speaks at a time; between turns, whoever is closest.
+/// The speaker at a time; between turns, the closest one.
 int speakerAt(const std::vector<SpeakerTurn>& turns, double time) {
     int speaker = 0;
     double distance = std::numeric_limits<double>::max();
@@ -37,7 +37,7 @@ int speakerAt(const std::vector<SpeakerTurn>& turns, double time) {
     return speaker;
 }
 
-/// The words of a piece; spread evenly over it when the recogniser does not give them.
+/// The words of a piece, spread evenly over its time when the recogniser does not give times.
 std::vector<Word> wordsOf(const Transcript& piece) {
     if (!piece.words.empty())
         return piece.words;
@@ -98,7 +98,7 @@ std::string display(double seconds) {
     return text.data();
 }
 
-/// Milliseconds are what the times are good for; more digits would only look exact.
+/// The times are accurate to milliseconds; more digits would only look exact.
 double rounded(double seconds) { return std::round(seconds * 1000) / 1000; }
 
 } // namespace
@@ -115,7 +115,7 @@ Json transcriptionResult(const std::string& id, const RecognisedFile& file) {
 
 Json diarizationResult(const RecognisedFile& file, const std::vector<SpeakerTurn>& turns, const std::string& provider) {
     const auto segments = segmentsOf(file, turns);
-    std::map<int, size_t> numbers; // speakers who said something that was understood, in the order they began
+    std::map<int, size_t> numbers; // speakers with recognised text, in the order of their first words
     Json list = Json::array();
     for (const Segment& segment : segments) {
         const size_t number = numbers.emplace(segment.speaker, numbers.size() + 1).first->second;
@@ -129,7 +129,7 @@ Json diarizationResult(const RecognisedFile& file, const std::vector<SpeakerTurn
     }
     Json result{{"plain_text", file.text}, {"processed_text", file.text}};
     result["segments"] = std::move(list);
-    // Without a language model there is nothing to say here.
+    // These fields need a language model.
     result["summary"] = "";
     result["action_items"] = "";
     result["speaker_count"] = numbers.size();

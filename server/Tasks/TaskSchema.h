@@ -5,7 +5,7 @@
 
 namespace quillo::server {
 
-/// One entry per schema version, in order; an entry that was released is never changed.
+/// One entry per schema version, in order. Never change a released entry.
 std::span<const std::string_view> taskMigrations();
 
 } // namespace quillo::server

@@ -11,9 +11,9 @@ namespace {
 constexpr int framesPerBucket = 25;
 constexpr double onsetMargin = 9;
 constexpr double releaseMargin = 6;
-/// Digital silence has no noise to measure: nothing below this counts as background.
+/// Digital silence has no noise to measure, so no level below this counts as background.
 constexpr double quietest = -68;
-/// Assumed until a second of real background was heard: a dictation may begin with a word.
+/// Assumed until a second of real background was measured, because a dictation may begin with a word.
 constexpr double assumedBackground = -55;
 constexpr double unknown = std::numeric_limits<double>::infinity();
 
@@ -35,7 +35,7 @@ double levelOf(std::span<const int16_t> samples) {
 
 EnergyVad::EnergyVad() {
     m_lowest.fill(unknown);
-    // Two buckets from its end: the assumption is forgotten after a second.
+    // Two buckets before the end, so that the assumption expires after a second.
     m_lowest[2] = assumedBackground;
 }
 

@@ -7,10 +7,10 @@
 
 namespace quillo::server {
 
-/// Tells speech from background by level alone, on frames of 20 ms at 16 kHz.
+/// Distinguishes speech from background by level, on frames of 20 ms at 16 kHz.
 ///
-/// The background is the lowest smoothed level of the last seconds (minimum statistics), so that both a noisy room and
-/// a dictation that begins in the middle of a word are judged after a second. Not thread-safe.
+/// The background is the lowest smoothed level of the last seconds (minimum statistics), so that it adapts within a
+/// second, both in a noisy room and when a dictation begins in the middle of a word. Not thread-safe.
 class EnergyVad {
 public:
     static constexpr size_t sampleRate = 16000;
@@ -21,7 +21,7 @@ public:
 
     EnergyVad();
 
-    /// Judges the next frame; `frame` holds `frameSamples` samples. True while inside speech.
+    /// Processes the next frame of `frameSamples` samples. True during speech.
     bool process(std::span<const int16_t> frame);
     [[nodiscard]] bool inSpeech() const { return m_inSpeech; }
 

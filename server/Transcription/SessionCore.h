@@ -11,7 +11,7 @@
 
 namespace quillo::server {
 
-/// What a session and the thread that serves it share. Thread-safe.
+/// Shared by a session and the thread that serves it. Thread-safe.
 class SessionCore {
 public:
     enum class Take { audio, finished, abandoned, nothing };
@@ -21,20 +21,21 @@ public:
 
     void push(std::span<const int16_t> samples);
     void finish();
-    /// No call to the listener is under way when this returns, unless it was made by one, and none follows.
+    /// After it returns, no call to the listener is running, except the one that called this, and none follows.
     void abandon();
     [[nodiscard]] bool abandoned() const { return m_abandoned.load(std::memory_order_acquire); }
 
-    /// Moves at most `limit` samples into `samples`, waiting for the first. "finished" only once all were taken.
+    /// Moves at most `limit` samples into `samples`, waiting for the first. Returns "finished" only once all were
+    /// taken.
     Take wait(std::vector<int16_t>& samples, size_t limit);
-    /// The same without waiting: "nothing" when there is nothing yet.
+    /// The same without waiting; "nothing" when there are none yet.
     Take poll(std::vector<int16_t>& samples, size_t limit);
 
-    /// Counts samples as recognised, so that they leave the backlog.
+    /// Marks samples as recognised and removes them from the backlog.
     void recognised(size_t samples) { m_recognised.fetch_add(samples, std::memory_order_relaxed); }
     [[nodiscard]] double backlogSeconds() const;
 
-    /// Calls the listener, if it still wants to hear.
+    /// Calls the listener, unless the session was abandoned.
     void tell(const std::function<void(RecognitionListener&)>& call);
 
 private:

@@ -19,7 +19,7 @@ private:
     std::string m_text;
 };
 
-/// Words of a text: what stands between blanks and line breaks.
+/// The number of words of a text: runs between spaces and line breaks.
 int64_t countWords(std::string_view text);
 
 } // namespace quillo::server

@@ -8,20 +8,20 @@
 
 namespace quillo::server {
 
-/// Receives the stretches of speech in a stream. Positions are samples from the start of the stream.
+/// Receives the utterances of a stream. Positions are samples from the start of the stream.
 class UtteranceSink {
 public:
     virtual ~UtteranceSink() = default;
     virtual void utteranceBegan(int64_t firstSample) = 0;
     virtual void utteranceAudio(std::span<const int16_t> samples) = 0;
-    /// `cut` tells an utterance that was ended for its length: the next one continues it without a pause.
+    /// `cut`: the utterance was ended because of its length, and the next one continues it without a pause.
     virtual void utteranceEnded(int64_t endSample, bool cut) = 0;
-    /// Another frame without speech went by.
+    /// Called for each frame without speech.
     virtual void silence(int64_t position) = 0;
 };
 
-/// Cuts a stream of 16 kHz samples into utterances, each with a little of what preceded it. The cuts depend on the
-/// samples alone, never on the sizes they arrive in. Not thread-safe.
+/// Cuts a stream of 16 kHz samples into utterances, each with a short lead-in. The cuts depend only on the samples,
+/// never on the block sizes. Not thread-safe.
 class UtteranceSegmenter {
 public:
     static constexpr size_t preRollSamples = EnergyVad::sampleRate * 35 / 100;
@@ -31,7 +31,7 @@ public:
     explicit UtteranceSegmenter(UtteranceSink& sink) : m_sink(sink) {}
 
     void push(std::span<const int16_t> samples);
-    /// The stream is over: ends the utterance being spoken.
+    /// Call at the end of the stream; ends the current utterance.
     void finish();
 
 private:

@@ -80,7 +80,7 @@ std::variant<AuthorizationRequest, UnknownClient, RefusedRequest> readAuthorizat
     request.challenge = fields->value("code_challenge");
     if (request.challenge.size() != challengeLength || !isCodeVerifier(request.challenge))
         return refuse("invalid_request", "\"code_challenge\" must be a SHA-256 in base64url.");
-    // An id that cannot be one costs the merge, not the sign-in.
+    // An invalid id prevents the merge, not the sign-in.
     auto anonymousUserId = fields->value("anonymous_user_id");
     if (anonymousUserId.size() <= maxUserIdLength && std::ranges::all_of(anonymousUserId, isUnreserved))
         request.anonymousUserId = std::move(anonymousUserId);

@@ -7,11 +7,11 @@
 
 namespace quillo::server {
 
-/// The one client there is: the application. It is public, it has no secret (RFC 8252).
+/// The only client: the application. It is a public client without a secret (RFC 8252).
 inline constexpr const char* oauthClientId = "quillo-speech-macos";
 inline constexpr const char* oauthRedirectUri = "quillo://auth/callback";
 
-/// What a page for signing in is asked for (RFC 6749 section 4.1.1, RFC 7636 section 4.3).
+/// An authorization request (RFC 6749 section 4.1.1, RFC 7636 section 4.3).
 struct AuthorizationRequest {
     std::string challenge;
     std::string state;
@@ -19,16 +19,16 @@ struct AuthorizationRequest {
 
     /// The same request as a query.
     [[nodiscard]] std::string query() const;
-    /// The way back with a code.
+    /// The callback address with a code.
     [[nodiscard]] std::string callback(const std::string& code) const;
-    /// The way back without (RFC 6749 section 4.1.2.1).
+    /// The callback address with an error (RFC 6749 section 4.1.2.1).
     [[nodiscard]] std::string refusal(const std::string& error, const std::string& description) const;
 };
 
-/// The request names a client or a way back that this server does not know: nothing may be sent there.
+/// The request names an unknown client or callback address: nothing may be sent there.
 struct UnknownClient {};
 
-/// The request is wrong, which the client is told by sending the browser to `callback`.
+/// The request is invalid; the client learns it when the browser is sent to `callback`.
 struct RefusedRequest {
     std::string callback;
 };

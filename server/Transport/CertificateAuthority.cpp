@@ -78,7 +78,7 @@ Certificate beginCertificate(const std::string& name, EVP_PKEY* key, system_cloc
     const bool numbered = BN_to_ASN1_INTEGER(number, X509_get_serialNumber(certificate.get())) != nullptr;
     BN_free(number);
     require(numbered, "the serial number");
-    // An hour back, for clients whose clock is slightly behind.
+    // Valid from an hour ago, for clients whose clock is slightly behind.
     const time_t begin = system_clock::to_time_t(now - hours(1));
     const time_t end = system_clock::to_time_t(now + lifetime);
     require(ASN1_TIME_set(X509_getm_notBefore(certificate.get()), begin) != nullptr, "the begin of validity");
@@ -156,7 +156,7 @@ std::string keyText(EVP_PKEY* key) {
 /// Refuses a passphrase, instead of asking for one on the terminal.
 int noPassphrase(char*, int, int, void*) { return -1; }
 
-/// What the two files hold; without members when they are missing, damaged, or do not belong together.
+/// The content of the two files; empty members when they are missing, damaged, or do not match.
 Identity load(const std::filesystem::path& certificateFile, const std::filesystem::path& keyFile) {
     const auto certificateContent = readFile(certificateFile);
     const auto keyContent = readFile(keyFile);
@@ -207,7 +207,7 @@ CertificateFiles ensureCertificates(const std::filesystem::path& folder, const s
     Identity authority = load(files.authority, files.authorityKey);
     if (!authority.certificate || !lasts(authority.certificate.get(), now, authorityMargin)) {
         authority = makeAuthority(now);
-        // The key goes first: a certificate without its key would be taken for a damaged pair.
+        // Write the key first: a certificate without its key would look like a damaged pair.
         writeFileAtomically(files.authorityKey, keyText(authority.key.get()));
         writeFileAtomically(files.authority, certificateText(authority.certificate.get()), 0644);
         files.changed = true;

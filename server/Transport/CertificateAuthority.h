@@ -16,11 +16,11 @@ struct CertificateFiles {
     bool changed = false;               ///< something was made or renewed
 };
 
-/// Makes what is missing: an authority (P-256, ten years) and a server certificate for localhost, 127.0.0.1, ::1 and
-/// `hosts` (names or addresses), valid for a year. Renews the server's when it has less than 30 days left, was not
-/// issued by this authority, does not fit its key or lacks a host; the authority's only when its files cannot be used
-/// or it has less than 90 days left, since clients trust it by content. Two processes may call it at once. Throws
-/// std::runtime_error with the file and the cause.
+/// Creates what is missing: an authority (P-256, ten years) and a server certificate for localhost, 127.0.0.1, ::1 and
+/// `hosts` (names or addresses), valid for a year. Renews the server certificate when it has less than 30 days left,
+/// was not issued by this authority, does not match its key or lacks a host. Renews the authority only when its files
+/// are unusable or it has less than 90 days left, because clients trust its content. Two processes may call it at once.
+/// Throws std::runtime_error with the file and the cause.
 CertificateFiles ensureCertificates(const std::filesystem::path& folder, const std::vector<std::string>& hosts,
                                     std::chrono::system_clock::time_point now);
 

@@ -13,7 +13,7 @@ namespace {
 /// The first byte of a TLS record that begins a handshake (RFC 8446 section 5.1); no HTTP request starts with it.
 constexpr unsigned char tlsHandshake = 0x16;
 
-/// Waits for the first byte and leaves it in the socket; empty when the peer went away.
+/// Waits for the first byte and leaves it in the socket; empty when the peer has disconnected.
 asio::awaitable<std::optional<unsigned char>> peekFirstByte(Tcp::socket& socket) {
     for (;;) {
         boost::system::error_code error;

@@ -9,8 +9,8 @@ namespace quillo::server {
 /// Serves one accepted connection to its end. Runs on the strand that is the socket's executor. Never throws.
 asio::awaitable<void> serveConnection(Tcp::socket socket, std::shared_ptr<ConnectionState> state);
 
-/// HTTP, and streaming after an upgrade, in the clear and within TLS. Each is compiled on its own: they are the two
-/// costly files.
+/// HTTP, and streaming after an upgrade, plain and within TLS. They are compiled in separate files, because each is
+/// costly.
 asio::awaitable<void> servePlain(Tcp::socket socket, std::shared_ptr<ConnectionState> state);
 asio::awaitable<void> serveTls(Tcp::socket socket, std::shared_ptr<ConnectionState> state);
 

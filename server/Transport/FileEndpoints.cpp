@@ -9,7 +9,7 @@
 namespace quillo::server {
 namespace {
 
-/// Of a form beside its file: boundaries, part headers and short texts.
+/// Size of a form without its file: boundaries, part headers and short texts.
 constexpr uint64_t formBytes = uint64_t{256} * 1024;
 
 HttpResponse describe(const UploadError& error) {
@@ -86,7 +86,7 @@ public:
 private:
     HttpResponse refuse(const UploadError& error) {
         log(LogLevel::warning, "uploads", "refused an upload of user " + m_userId + ": " + error.code());
-        m_form.reset(); // its file with it
+        m_form.reset(); // also deletes its file
         return describe(error);
     }
 

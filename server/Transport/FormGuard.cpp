@@ -33,8 +33,8 @@ FormGuard::Pass FormGuard::issue(const HttpRequest& request) const {
 }
 
 FormGuard::Verdict FormGuard::check(const HttpRequest& request, const std::string& token) const {
-    // Sent by browsers to https and to loopback hosts; our own pages are always of the same origin. "Origin" says
-    // nothing here: under our referrer policy it is "null".
+    // Browsers send it to https and to loopback hosts; our own pages always have the same origin. "Origin" does not
+    // help here: under our referrer policy it is "null".
     if (!request.fetchSite.empty() && request.fetchSite != "same-origin")
         return Verdict::foreign;
     const auto cookie = cookieOf(request);

@@ -8,9 +8,9 @@
 
 namespace quillo::server {
 
-/// Lets only forms in that this server has shown to the same browser: a cookie that no other site can set or read
-/// together with its keyed hash in the form (the double-submit pattern), and the browser's word about where the form
-/// was sent from, as far as it gives it. Thread-safe.
+/// Accepts only forms that this server has shown to the same browser. It checks a cookie that no other site can set or
+/// read against its keyed hash in the form (the double-submit pattern), and the origin of the form if the browser
+/// reports it. Thread-safe.
 class FormGuard {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
@@ -22,14 +22,14 @@ public:
         std::string token;  ///< for the hidden field
         std::string cookie; ///< the value of Set-Cookie
     };
-    /// For a page to be shown. The cookie a browser has already stays, so that its other pages remain valid.
+    /// The token for a new page. An existing cookie is kept, so that the browser's other pages remain valid.
     [[nodiscard]] Pass issue(const HttpRequest& request) const;
 
     enum class Verdict { genuine, expired, foreign };
-    /// Of a form that came with `token`.
+    /// Whether a form with `token` is valid.
     [[nodiscard]] Verdict check(const HttpRequest& request, const std::string& token) const;
 
-    /// Set-Cookie that ends the cookie.
+    /// The Set-Cookie header that deletes the cookie.
     [[nodiscard]] std::string ending(const HttpRequest& request) const;
 
 private:
@@ -41,7 +41,7 @@ private:
 
     WallClock m_clock;
     std::string m_key;
-    /// Browsers share cookies among all servers of a host, whatever the port.
+    /// Browsers share cookies among all servers of a host, on any port.
     std::string m_instance;
 };
 

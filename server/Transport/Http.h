@@ -14,7 +14,7 @@
 
 namespace quillo::server {
 
-/// Where a request comes from.
+/// The origin of a request.
 struct Peer {
     std::string address; ///< without port
     bool isLoopback = false;
@@ -30,9 +30,9 @@ struct HttpRequest {
     std::string host;
     std::string cookie;
     std::string acceptLanguage;
-    std::string fetchSite; ///< where a browser says the request comes from (Sec-Fetch-Site)
+    std::string fetchSite; ///< the origin of the request according to the browser (Sec-Fetch-Site)
     std::string body;
-    std::string parameter; ///< what stands where the route's path has "{...}", decoded
+    std::string parameter; ///< the decoded value of "{...}" in the route's path
     Peer peer;
 
     /// A decoded query item.
@@ -45,11 +45,11 @@ struct HttpResponse {
     int status = 200;
     Json body;
     std::vector<std::pair<std::string, std::string>> headers;
-    std::string page = {}; ///< HTML, sent in place of `body` when there is any
+    std::string page = {}; ///< HTML, sent instead of `body` if not empty
 };
 
-/// An answer that is not known yet. `whenReady` is called once, on a thread that may block, and calls `done` once, at
-/// once or later from any thread; `late` is answered when it has not by the server's `answerTimeout`.
+/// A pending answer. `whenReady` is called once, on a thread that may block, and must call `done` once, at once or
+/// later, from any thread. If it has not by the server's `answerTimeout`, `late` is sent.
 struct LaterResponse {
     using Done = std::function<void(HttpResponse)>;
     std::function<void(Done done)> whenReady;
@@ -58,20 +58,20 @@ struct LaterResponse {
 
 using Answer = std::variant<HttpResponse, LaterResponse>;
 
-/// Takes the body of one request while it arrives. Called on threads that may block, one call at a time; destroyed
-/// without `finish` when the client goes away.
+/// Receives the body of one request as it arrives. Called on threads that may block, one call at a time; destroyed
+/// without `finish` when the client disconnects.
 class BodyReceiver {
 public:
     virtual ~BodyReceiver() = default;
-    /// The next bytes. An answer ends the request: the rest of the body is not read.
+    /// Takes the next bytes. Returning an answer ends the request: the rest of the body is not read.
     virtual std::optional<HttpResponse> receive(std::string_view bytes) = 0;
     virtual Answer finish() = 0;
 };
 
-/// An answer that says what went wrong: "detail" for people, "error" with the OAuth word, "code" for programs.
+/// An error answer: "detail" for users, "error" with the OAuth error, "code" for programs.
 HttpResponse errorResponse(int status, const std::string& error, const std::string& code, const std::string& detail);
 
-/// As `errorResponse`, with "Retry-After".
+/// Like `errorResponse`, with "Retry-After".
 HttpResponse retryLater(int status, const std::string& code, const std::string& detail, std::chrono::seconds after);
 
 } // namespace quillo::server

@@ -39,7 +39,7 @@ ListeningSocket adopt(int descriptor) {
         (family != AF_INET && family != AF_INET6))
         throw std::runtime_error("descriptor " + std::to_string(descriptor) +
                                  " is not a listening TCP socket: pass one that listen(2) was called on");
-    // The open file is shared with whoever keeps it for a restart; both ends accept that it does not block.
+    // A process that keeps the socket for a restart shares this setting; it works with a non-blocking socket too.
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     return {descriptor, family == AF_INET6};

@@ -11,8 +11,8 @@ struct ListeningSocket {
     bool isIPv6 = false;
 };
 
-/// Opens what `listen` names: "ADDRESS:PORT", "[ADDRESS]:PORT", "localhost:PORT", or "fd:N" for an inherited socket,
-/// which must listen already. Throws std::runtime_error with the cause and the next step.
+/// Opens the socket given by `listen`: "ADDRESS:PORT", "[ADDRESS]:PORT", "localhost:PORT", or "fd:N" for an inherited
+/// socket, which must listen already. Throws std::runtime_error with the cause and the next step.
 ListeningSocket openListeningSocket(const std::string& listen);
 
 /// "fd:3" when the service manager handed over one socket by the LISTEN_FDS protocol (sd_listen_fds(3)); empty when it

@@ -10,7 +10,7 @@
 
 namespace quillo::server {
 
-/// What the client of "/ws/v3/transcribe" sends.
+/// The messages of a client of "/ws/v3/transcribe".
 namespace message {
 
 struct StartSession {
@@ -45,7 +45,7 @@ using ClientMessage =
 /// Decodes one text frame. Never throws.
 ClientMessage parseClientMessage(std::string_view frame);
 
-/// What a session amounted to.
+/// The result of a session.
 struct SessionSummary {
     std::string text;
     std::string language; ///< empty when unknown

@@ -13,29 +13,29 @@
 
 namespace quillo::server {
 
-/// Finds the handler of a method and path. Handlers run on threads that may block, several at once; what they throw
+/// Finds the handler of a method and path. Handlers run on threads that may block, several at once; an exception
 /// becomes a 500 answer.
 class Router {
 public:
     using Handler = std::function<Answer(const HttpRequest&)>;
 
-    /// Begins to take the body of a request, or refuses it.
+    /// Begins to receive the body of a request, or refuses it.
     using Opener = std::function<std::variant<HttpResponse, std::unique_ptr<BodyReceiver>>(const HttpRequest&)>;
 
     struct Route {
         Handler handler;
-        /// In place of `handler`, for bodies that are too large to be held in memory.
+        /// Instead of `handler`, for bodies that are too large for the memory.
         Opener open = {};
         uint64_t maxBodyBytes = uint64_t{64} * 1024;
-        /// Refused with 415 when a body comes as anything else; empty takes everything.
+        /// Other content types are refused with 415; empty accepts all.
         std::string contentType = "application/json";
-        /// Answered also without TLS from another machine: holds no secret.
+        /// Answered also without TLS from another machine, because it contains no secret.
         bool isPublic = false;
-        /// Asked for by a browser: errors are shown as pages too.
+        /// Requested by a browser, so errors are shown as pages.
         bool isPage = false;
     };
 
-    /// A part of `path` in braces, as in "/tasks/{id}", stands for anything without a slash.
+    /// A part of `path` in braces, as in "/tasks/{id}", matches any text without a slash.
     void add(const std::string& method, const std::string& path, Route route);
 
     /// The route, or the error to answer: 403 without TLS, 404, 405 with "Allow", 415.
@@ -49,10 +49,10 @@ public:
     /// How the errors of pages are shown.
     using ErrorPage = std::function<HttpResponse(const HttpRequest&, const HttpResponse& error)>;
     void setErrorPage(ErrorPage page) { m_errorPage = std::move(page); }
-    /// The answer as whoever asked can read it.
+    /// The answer in the form that the requester can read.
     [[nodiscard]] HttpResponse present(const HttpRequest& request, HttpResponse answer) const;
 
-    /// Runs `call`, which answers `request`, and turns what it throws into an answer.
+    /// Runs `call`, which answers `request`, and turns an exception into an answer.
     template <class Result>
     static Result guard(const HttpRequest& request, const std::function<Result()>& call) {
         try {

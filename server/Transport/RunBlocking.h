@@ -14,8 +14,8 @@
 
 namespace quillo::server {
 
-/// Runs `call` on a thread that may block and comes back to `strand`, which the caller must be running on, with its
-/// result or exception.
+/// Runs `call` on a thread that may block and resumes on `strand`, on which the caller must be running, with its result
+/// or exception.
 ///
 /// The coroutine itself never leaves its strand, and none is started from outside its strand. clang 16 keeps the
 /// locals of an inlined await_suspend in the coroutine frame (LLVM issue 56301): when another thread resumes the
@@ -32,7 +32,7 @@ asio::awaitable<std::invoke_result_t<Call>> runBlocking(asio::thread_pool& pool,
     };
     const auto outcome = std::make_shared<Outcome>(std::move(call));
     const auto initiate = [&pool, strand, outcome](auto handler) {
-        // A pool takes copyable functions only, and the handler can only be moved.
+        // A pool accepts only copyable functions, and the handler is move-only.
         auto resume = std::make_shared<decltype(handler)>(std::move(handler));
         asio::post(pool, [strand, outcome = outcome, resume = std::move(resume)]() mutable {
             try {

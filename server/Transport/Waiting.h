@@ -8,12 +8,12 @@
 
 namespace quillo::server {
 
-/// Waits for an answer that is not known yet. Empty when the client has hung up meanwhile. On the connection's strand.
+/// Waits for a pending answer. Empty when the client has hung up. On the connection's strand.
 asio::awaitable<std::optional<HttpResponse>> waitForAnswer(LaterResponse later,
                                                            std::shared_ptr<ConnectionContext> context,
                                                            std::shared_ptr<ConnectionControl> control);
 
-/// Destroys a receiver, which may touch the disk. On the connection's strand.
+/// Destroys a receiver, which may access the disk. On the connection's strand.
 asio::awaitable<void> destroyBlocking(ConnectionContext& context, asio::any_io_executor strand,
                                       std::unique_ptr<BodyReceiver> receiver);
 

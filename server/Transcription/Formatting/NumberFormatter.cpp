@@ -99,7 +99,7 @@ bool writeTime(Tokens& tokens, size_t at) {
         mergeTokens(tokens, at, 1 + length + halfLength, time + " " + half, Token::Kind::number);
         return true;
     }
-    // Without the half of the day only a word before it tells a time from other pairs of numbers.
+    // Without "am" or "pm", only the preceding word distinguishes a time from other pairs of numbers.
     const bool isTime = at > 0 && tokens[at - 1].is("at");
     const bool counts = at + 1 + length < tokens.size() && wordAt(tokens, at + 1 + length, "percent");
     if (!isTime || counts)
@@ -183,7 +183,7 @@ std::string decimalsAt(const Tokens& tokens, size_t at, size_t& length) {
     return digits;
 }
 
-/// Writes the number at `at`; the words to go on after.
+/// Writes the number at `at`; returns how many words it took.
 size_t writeNumber(Tokens& tokens, size_t at) {
     const bool article = tokens[at].is("a");
     const size_t first = article ? at + 1 : at;

@@ -5,8 +5,7 @@
 namespace quillo::server {
 
 /// Writes spoken English numbers as digits (inverse text normalisation) where the reading is certain: cardinals from
-/// ten, digits read out, years, decimals, money, percentages, times of day, dates. What could be read in two ways stays
-/// in words.
+/// ten, digits read out, years, decimals, money, percentages, times of day, dates. Ambiguous numbers stay in words.
 void writeNumbers(Tokens& tokens);
 
 } // namespace quillo::server

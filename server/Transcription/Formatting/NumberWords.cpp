@@ -49,7 +49,7 @@ bool isNumberWord(const Token& token) {
     return smallOf(token) || tensOf(token) || token.is("hundred") || scaleOf(token) > 0;
 }
 
-/// Reads 0 to 99 at `at`, moving it on.
+/// Reads 0 to 99 at `at` and advances it.
 std::optional<int> readBelowHundred(const Tokens& tokens, size_t& at, size_t end) {
     if (at == end)
         return std::nullopt;
@@ -69,7 +69,7 @@ std::optional<int> readBelowHundred(const Tokens& tokens, size_t& at, size_t end
     return ten;
 }
 
-/// Reads 0 to 999 at `at`, moving it on; "and" is allowed after "hundred" only.
+/// Reads 0 to 999 at `at` and advances it; "and" is allowed after "hundred" only.
 std::optional<int> readBelowThousand(const Tokens& tokens, size_t& at, size_t end) {
     auto value = readBelowHundred(tokens, at, end);
     if (!value || at == end || !tokens[at].is("hundred") || *value == 0)

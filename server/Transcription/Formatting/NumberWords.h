@@ -18,8 +18,8 @@ struct SpokenNumber {
     size_t length = 0;  ///< words
 };
 
-/// The longest run of number words that begins at `first`, if it can be read in one way only. `length` of a run that
-/// cannot is skipped by the caller through `runLength`.
+/// The longest run of number words that begins at `first`, if it is unambiguous. Callers skip an ambiguous run by
+/// `runLength`.
 std::optional<SpokenNumber> readNumber(const Tokens& tokens, size_t first);
 /// Words from `first` that belong to one run of number words; 0 when there is none.
 size_t runLength(const Tokens& tokens, size_t first);

@@ -9,13 +9,13 @@
 namespace quillo::server {
 
 /// Turns the words of an English recogniser (lower case, numbers spelled out, dictated marks as `spokenMarks` tokens)
-/// into written text, piece after piece of one dictation. Not thread-safe.
+/// into written text, piece by piece. Not thread-safe.
 ///
-/// A speaker who dictates marks punctuates alone: from the first dictated mark on nothing is added.
+/// If the speaker dictates punctuation, no other is added from the first dictated mark on.
 class TextFormatter {
 public:
     enum class Ending {
-        continues, ///< the sentence goes on in the next piece
+        continues, ///< the sentence continues in the next piece
         sentence,  ///< a long pause or the end of the dictation: closes the sentence
     };
     struct Written {
@@ -24,18 +24,18 @@ public:
         std::vector<Word> words;
     };
 
-    /// What `commit` would give for a sentence that continues, without committing.
+    /// The result that `commit` would give for a continuing sentence, without committing.
     [[nodiscard]] Written preview(const std::vector<Word>& words) const;
     Written commit(const std::vector<Word>& words, Ending ending);
 
-    /// Words at the front that are dictated marks: they belong to the piece before.
+    /// The number of dictated marks at the beginning, which belong to the previous piece.
     static size_t leadingMarks(const std::vector<Word>& words);
 
 private:
     struct State {
         bool sentenceStart = true;
         bool speakerPunctuates = false;
-        /// Closed by this formatter, not by the speaker.
+        /// The sentence was closed by this formatter, not by the speaker.
         bool closedAutomatically = false;
         /// The first words of the sentence being spoken.
         std::vector<std::string> opening;

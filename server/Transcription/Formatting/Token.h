@@ -7,11 +7,11 @@
 
 namespace quillo::server {
 
-/// A piece of text on its way from recognised words to written text.
+/// A piece of text between recognised words and written text.
 struct Token {
     enum class Kind {
         word,
-        number,    ///< digits: later passes leave it alone
+        number,    ///< digits: later passes do not change it
         mark,      ///< , . ? !
         lineBreak, ///< one or two line feeds
         openQuote,

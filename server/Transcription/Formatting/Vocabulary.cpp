@@ -13,7 +13,7 @@ bool oneOf(std::string_view word, std::initializer_list<std::string_view> words)
     return std::ranges::find(words, word) != words.end();
 }
 
-/// Names that are not ordinary words as well ("mark", "will", "may", "polish", "turkey" are).
+/// Names that are not also ordinary words (as "mark", "will", "may", "polish", "turkey" are).
 constexpr std::array names{
     "monday",   "tuesday",   "wednesday", "thursday",     "friday",    "saturday",   "sunday",     "january",
     "february", "april",     "june",      "july",         "august",    "september",  "october",    "november",

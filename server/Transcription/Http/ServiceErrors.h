@@ -6,14 +6,14 @@
 
 namespace quillo::server {
 
-/// A failed request in words.
+/// The description of a failed request.
 struct ServiceError {
-    bool unavailable = true; ///< false when this one request was at fault
+    bool unavailable = true; ///< false when only this request is faulty
     bool passing = false;    ///< worth another attempt
-    std::string message;     ///< cause and next step; never holds the key
+    std::string message;     ///< cause and next step; never contains the key
 };
 
-/// Explains a result that holds no transcription.
+/// Explains a result without a transcription.
 ServiceError explain(const HttpResult& result, const HttpRecogniserSettings& settings, const std::string& url);
 
 } // namespace quillo::server

@@ -41,8 +41,8 @@ std::string trimmed(const std::string& text) {
     return first == std::string::npos ? std::string() : text.substr(first, text.find_last_not_of(blanks) + 1 - first);
 }
 
-/// Adds the words of a list. Inside segments some services list parts of words: those that do not begin with a blank
-/// continue the word before.
+/// Adds the words of a list. Inside segments some services list parts of words: a part without a leading space
+/// continues the previous word.
 void addWords(std::vector<Word>& words, const Json& list, double offset, bool parts) {
     const bool blanks = parts && std::ranges::any_of(list, [](const Json& entry) {
                             return entry.is_object() && stringAt(entry, "word").starts_with(' ');

@@ -11,7 +11,7 @@ namespace quillo::server {
 /// strings, words at the top or inside segments, -1 for unknown): only "text" is required. Null when there is none.
 std::optional<Transcript> readTranscription(const std::string& body, double offset);
 
-/// What a service says about a failure, at most 200 bytes, for a message; empty when it says nothing readable.
+/// The service's error text for a message, at most 200 bytes; empty when it has none.
 std::string readServiceError(const std::string& body);
 
 } // namespace quillo::server

@@ -26,7 +26,7 @@ struct ModelFiles {
 /// utterance. Marks are written as `spokenMarks` lists them.
 using RawWords = std::vector<Word>;
 
-/// One PocketSphinx decoder: about 95 MB, nothing of it shared with another. One thread at a time.
+/// One PocketSphinx decoder: about 95 MB, which are not shared. One thread at a time.
 class Decoder {
 public:
     /// Loads the model: about 0.3 s. Loads in different threads exclude each other. Throws RecogniserUnavailable.
@@ -35,15 +35,15 @@ public:
     Decoder& operator=(const Decoder&) = delete;
     ~Decoder();
 
-    /// Forgets the speaker and the room, so that the next session gives what a fresh decoder would.
+    /// Forgets the speaker and the room, so that the next session gets the same result as with a new decoder.
     void reset();
-    /// Begins an utterance. `opening`, if given, is its first second or so: with nothing heard of the speaker yet, the
-    /// channel is estimated from it. Without that estimate the first utterance is a matter of luck.
+    /// Begins an utterance. `opening`, if given, is its first second or so: for a new speaker the channel is estimated
+    /// from it. Without the estimate, the first utterance is often recognised badly.
     void begin(std::span<const int16_t> opening);
     void process(std::span<const int16_t> samples);
     /// The words so far, without times.
     [[nodiscard]] RawWords partial();
-    /// Ends the utterance. An empty one leaves no trace in the estimate of the channel.
+    /// Ends the utterance. An empty one does not affect the channel estimate.
     RawWords end();
 
 private:

@@ -76,7 +76,7 @@ void DecoderPool::unloadIdle() {
         m_idle.erase(m_idle.begin());
         lock.unlock();
         decoder.reset();
-        // The library's blocks are small: the allocator keeps them unless told.
+        // The library's blocks are small: without this call the allocator keeps them.
         malloc_trim(0);
         if (m_unloaded)
             m_unloaded();

@@ -13,8 +13,8 @@
 
 namespace quillo::server {
 
-/// Loads decoders as they are needed, lends each to one session at a time, and unloads those that nobody needed for a
-/// while. Thread-safe; must outlive its slots.
+/// Loads decoders on demand, gives each to one session at a time, and unloads unused ones after a while. Thread-safe;
+/// must outlive its slots.
 class DecoderPool {
 public:
     /// `unloaded`, if given, is called from the pool's thread each time decoders were unloaded.
@@ -24,14 +24,14 @@ public:
     DecoderPool& operator=(const DecoderPool&) = delete;
     ~DecoderPool();
 
-    /// The right to a decoder; returns both when destroyed.
+    /// A place and its decoder; the destructor returns both.
     class Slot {
     public:
         explicit Slot(DecoderPool& pool) : m_pool(pool) {}
         Slot(const Slot&) = delete;
         Slot& operator=(const Slot&) = delete;
         ~Slot();
-        /// A decoder that remembers no earlier session. The first call may load the model; throws
+        /// A decoder without state of earlier sessions. The first call may load the model; throws
         /// RecogniserUnavailable.
         Decoder& decoder();
 

@@ -8,7 +8,7 @@
 
 namespace quillo::server {
 
-/// Something the scripted recogniser does when it has heard so much audio.
+/// An action of the scripted recogniser after a given amount of audio.
 struct ScriptEvent {
     enum class Kind { partial, final, fail, unavailable };
     double at = 0; ///< seconds of audio
@@ -25,7 +25,7 @@ struct ScriptEvent {
 ///  "words": ["one", "two"], "words_per_second": 3, "words_per_final": 10,
 ///  "finish": "normal" | "never" | "fail" | "unavailable"}
 ///
-/// With "words" the text grows with the audio, repeating the list; "events" are then not looked at.
+/// With "words" the text grows with the audio, repeating the list; "events" are then ignored.
 struct Script {
     std::string language = "en";
     std::string unavailable; ///< what `open` throws, when not empty

@@ -7,8 +7,8 @@
 
 namespace quillo::server {
 
-/// A recogniser that hears nothing and answers by a script, by the number of samples that reached it: for tests, load
-/// measurements and trying a client out. Its listeners are called on one thread of its own.
+/// A recogniser that answers by a script, depending only on the number of samples: for tests, load measurements and
+/// trying out a client. Calls its listeners on its own thread.
 std::unique_ptr<Recogniser> makeScriptedRecogniser(Script script);
 
 } // namespace quillo::server
