@@ -20,7 +20,7 @@ int AudioBacklog::append(AudioChunk chunk) {
         m_chunks.pop_front();
         ++dropped;
     }
-    // Past the cap every chunk drops one: a line at the first and then every minute is enough.
+    // Beyond the limit every chunk drops one: log the first and then once a minute.
     const bool tell = dropped > 0 && m_droppedChunks % chunksPerMinute == 0;
     m_droppedChunks += dropped;
     if (tell)

@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// Audio captured before the server session exists. Bounded: the oldest chunks make room, never the newest.
+/// Audio captured before the server session exists. Bounded: drops the oldest chunks, never the newest.
 class AudioBacklog {
 public:
     static constexpr qsizetype maxBufferedAudioBytes = 2'000'000;

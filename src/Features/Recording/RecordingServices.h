@@ -20,7 +20,7 @@
 
 namespace quillo {
 
-/// The preferences a dictation reads, as they stand when it starts.
+/// The preferences of a dictation, read when it starts.
 struct RecordingPreferences {
     QStringList languages; ///< codes sent to the server; empty means automatic detection
     QString primaryLanguage;
@@ -36,7 +36,7 @@ struct RecordingPreferences {
     bool isFirstRecording = false; ///< since the installation
 };
 
-/// What the recording core drives. All references outlive it; everything is called on the main thread.
+/// The services used by the recording core. All references must outlive it; everything is called on the main thread.
 struct RecordingServices {
     Clock& clock;
     AudioServiceProtocol& audio;
@@ -51,7 +51,7 @@ struct RecordingServices {
     Sounds& sounds;
     std::function<RecordingPreferences()> preferences;
     ArchiveStores stores = {};
-    /// Told of every dictation that ended with text, and whether its language was not among the configured ones.
+    /// Called for every dictation that ended with text, with whether its language is not among the configured ones.
     std::function<void(bool languageMismatch)> countRecording = [](bool) {};
 };
 

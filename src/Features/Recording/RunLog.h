@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// Logs a line of the recording core.
+/// Writes a log line of the recording core.
 void recordingLog(const QString& message, LogLevel level = LogLevel::info,
                   std::source_location where = std::source_location::current());
 
@@ -14,7 +14,7 @@ void recordingLog(const QString& message, LogLevel level = LogLevel::info,
 class RunLog {
 public:
     void begin(const QString& runId, const QString& details);
-    /// The first call counts, later ones are ignored.
+    /// Only the first call counts.
     void end(const QString& reason, const QString& details);
 
     [[nodiscard]] const QString& runId() const { return m_runId; }

@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// The points in time of one dictation, for the log and the metrics. A point not reached is absent, and every interval
-/// that needs it is left out.
+/// The points in time of one dictation, for the log and the metrics. A point that was not reached is absent, and
+/// intervals that need it are left out.
 struct TimingSnapshot {
     using Point = std::optional<Clock::Instant>;
 

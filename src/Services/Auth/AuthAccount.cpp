@@ -9,7 +9,7 @@ namespace {
 
 constexpr int statusUnauthorized = 401;
 
-/// What RFC 6750 section 2.1 lets a bearer token consist of; anything else could add lines to a request.
+/// The characters of a bearer token by RFC 6750 section 2.1; others could add lines to a request.
 bool isToken(const QString& text) {
     static const auto isAllowed = [](QChar character) {
         return character.unicode() > 0x20 && character.unicode() < 0x7f;
@@ -105,7 +105,7 @@ Task<> AuthService::Session::deleteAccount(Self session) {
         throw failed(answer.isRejection() ? AuthError::Kind::authentication : AuthError::Kind::transport,
                      answer.description());
     authLog(QStringLiteral("Account deleted successfully"));
-    // Another session may have begun meanwhile; the account that ended is not its own.
+    // Another session may have begun in the meantime; it does not belong to the deleted account.
     if (session->generation != generation)
         co_return;
     authLog(QStringLiteral("Logging out user"));

@@ -21,7 +21,7 @@ Task<> AuthService::Session::requestAnonymous(Self session) {
         {.method = "POST", .url = session->apiURL(QStringLiteral("/auth/anonymous")), .json = session->deviceRecord()},
         session->config.requestTimeout);
     if (session->generation != generation) {
-        // Who signed in meanwhile needs no anonymous session.
+        // The user has signed in in the meantime and needs no anonymous session.
         if (session->isAuthenticated)
             co_return;
         throw anonymousFailed(AuthError::Kind::authentication, QStringLiteral("signed out meanwhile"));

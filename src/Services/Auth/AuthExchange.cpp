@@ -21,7 +21,7 @@ QByteArray exchangeBody(const QString& code, const QString& verifier) {
     return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-/// A conflict is one between the anonymous session and the account.
+/// A conflict status means that anonymous session and account cannot be merged.
 AuthError conflict(const AuthHTTPAnswer& answer) {
     const auto json = nlohmann::json::parse(answer.body.begin(), answer.body.end(), nullptr, false);
     const auto error = json.is_object() && json.contains("error") && json["error"].is_string()
@@ -77,7 +77,7 @@ Task<QString> AuthService::Session::mergeToken(Self session, std::shared_ptr<Flo
         try {
             co_await refresh(session);
         } catch (const AuthError&) {
-            isFresh = false; // logged there; the sign-in goes on without the merge
+            isFresh = false; // already logged; the sign-in continues without the merge
         }
         if (!isFresh || !isOurs())
             co_return QString();
@@ -98,7 +98,7 @@ Task<> AuthService::Session::requestTokens(Self session, std::shared_ptr<Flow> a
                                                      .json = exchangeBody(code, verifier),
                                                      .accessToken = accessToken},
                                                     session->config.requestTimeout);
-    // Given up meanwhile, or overtaken: the tokens are nobody's.
+    // The sign-in was cancelled or replaced in the meantime: discard the tokens.
     if (session->flow != answered)
         throw authFailure::cancelled();
     if (answer.status != 200) {

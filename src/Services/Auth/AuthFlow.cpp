@@ -12,7 +12,7 @@ namespace {
 
 constexpr auto flowLimit = std::chrono::seconds(120);
 
-/// Enough of a value to tell two apart in a log, too little to use it.
+/// Enough of a value to distinguish two of them in a log, too little to use it.
 QString beginning(const QString& value) { return value.left(4) % QStringLiteral("…"); }
 
 bool isLoopback(const QUrl& url) {
@@ -49,7 +49,7 @@ QUrl AuthService::Session::authorizationURL(const QString& page, const Flow& wai
 }
 
 Task<> AuthService::Session::signIn(Self session, QString page) {
-    // The browser's page of an earlier one may be lost; the user who asks again means this one.
+    // The browser page of an earlier sign-in may be lost, so a new request replaces it.
     session->endFlow(authFailure::cancelled());
     const Loading loading(session);
     auto [ends, sink] = AsyncStream<Outcome>::make(EventExecutor::main());
@@ -112,7 +112,7 @@ std::optional<AuthError> AuthService::Session::handleCallback(const QUrl& url) {
     if (!answer->error.isEmpty())
         authLog(QStringLiteral("Server returned error: ") % answer->error % u' ' % answer->errorDescription,
                 LogLevel::error);
-    // A second answer, or one that nobody waits for, matches no state.
+    // A second or unexpected answer does not match the state.
     const auto answered = flow && !flow->hasCallback ? flow : nullptr;
     const auto fail = [&](const AuthError& error) {
         if (answered)
@@ -126,7 +126,7 @@ std::optional<AuthError> AuthService::Session::handleCallback(const QUrl& url) {
         return fail(authFailure::stateMismatch());
     }
     authLog(QStringLiteral("State verification passed"));
-    // The words of an error are the server's own only where the state is: any page can open such a URL.
+    // Trust the error text only if the state matches: any page can open such a URL.
     if (answer->error == u"access_denied")
         return fail(authFailure::cancelled());
     if (!answer->error.isEmpty())

@@ -20,12 +20,12 @@ struct AuthResponse {
     bool isNewUser = false;
 };
 
-/// Reading and writing of the account's JSON. Each decode throws std::runtime_error naming the missing or wrong key.
+/// Encodes and decodes the account's JSON. Each decode throws std::runtime_error naming the missing or wrong key.
 namespace authCoding {
 QByteArray encode(const AuthUser& user);
 AuthUser decodeUser(const QByteArray& json);
 AuthResponse decodeResponse(const QByteArray& json);
-/// The answer to a refresh: the tokens themselves, or a response that holds them under "tokens".
+/// The answer to a refresh: the tokens themselves, or a response that contains them under "tokens".
 AuthTokens decodeTokens(const QByteArray& json);
 } // namespace authCoding
 

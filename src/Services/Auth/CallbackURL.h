@@ -5,8 +5,8 @@
 
 #include <optional>
 
-/// Reading of the URL that the server's page sends the browser to, RFC 6749 section 4.1.2. Whatever page the browser
-/// shows can open such a URL, so that nothing in it is believed.
+/// Parses the URL to which the server's page sends the browser (RFC 6749 section 4.1.2). Any page in the browser can
+/// open such a URL, so its content is not trusted.
 namespace quillo::callbackURL {
 
 struct Answer {
@@ -16,11 +16,11 @@ struct Answer {
     QString errorDescription; ///< printable, in one line of bounded length
 };
 
-/// Nothing when `url` is not one of our redirect URI, or says anything twice.
+/// Nothing when `url` does not match our redirect URI or repeats a parameter.
 std::optional<Answer> parse(const QUrl& url);
-/// For a log: values that could be secret, as the code and the state, are left out.
+/// For the log: leaves out values that could be secret, such as the code and the state.
 QString redacted(const QUrl& url);
-/// Whether both are the same, in a time that does not tell where they differ.
+/// Compares in constant time: the time does not reveal where they differ.
 bool equalInConstantTime(const QString& left, const QString& right);
 
 } // namespace quillo::callbackURL

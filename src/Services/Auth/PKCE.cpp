@@ -10,7 +10,7 @@ namespace quillo {
 
 namespace {
 
-/// From the kernel: a generator of this process could be seeded by something else.
+/// Use the kernel's generator: one in this process could be seeded elsewhere.
 QByteArray randomBytes(int count) {
     QByteArray bytes(count, '\0');
     if (::getentropy(bytes.data(), static_cast<size_t>(count)) != 0)

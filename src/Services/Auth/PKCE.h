@@ -5,12 +5,12 @@
 
 namespace quillo {
 
-/// Proof Key for Code Exchange, https://www.rfc-editor.org/rfc/rfc7636: who redeems an authorization code shows that it
-/// is the one who asked for it.
+/// Proof Key for Code Exchange, https://www.rfc-editor.org/rfc/rfc7636: the client that redeems an authorization code
+/// proves that it requested it.
 struct PKCE {
     enum class ChallengeMethod {
         S256,  ///< base64url of the verifier's SHA-256
-        plain, ///< the verifier itself; protects from nothing that sees the request, thus never chosen here
+        plain, ///< the verifier itself; gives no protection if the request is observed, so it is never used here
     };
 
     struct PKCEPair {

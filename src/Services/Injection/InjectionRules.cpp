@@ -5,8 +5,8 @@
 namespace quillo {
 namespace {
 
-// Programs in which Control-V means something else and Shift-Insert pastes. Some of them paste the primary selection,
-// so the text goes there too.
+// Programs in which Control-V has another meaning and Shift-Insert pastes. Some of them paste the primary selection, so
+// the text is offered there too.
 const QSet<QString>& shiftInsertApplications() {
     static const QSet<QString> names{
         QStringLiteral("xterm"),  QStringLiteral("uxterm"), QStringLiteral("urxvt"),       QStringLiteral("rxvt"),
@@ -23,7 +23,7 @@ bool isAmong(const QSet<QString>& names, const QString& identifier) {
     return names.contains(lower) || names.contains(lower.section(u'.', -1));
 }
 
-/// Scripts whose words stand side by side.
+/// Scripts without spaces between words.
 bool isOfUnpartedScript(char32_t character) {
     switch (QChar::script(character)) {
     case QChar::Script_Han:

@@ -27,7 +27,7 @@ bool needsBlankBetween(QStringView before, QStringView text);
 
 /// Whether the role alone says that it is one.
 bool isTextRole(const QString& role);
-/// Whether text can be written into `element`: by its role where the role tells, else by what the element can do.
+/// Whether `element` accepts text: by its role if that is conclusive, otherwise by its capabilities.
 bool isTextField(const FocusedElement& element);
 
 } // namespace quillo

@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// A line of the queue of recordings that wait for their text.
+/// Writes a log line of the queue.
 inline void queueLog(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[PendingTranscription] ") + message, level, QStringLiteral("PendingTranscription"));
 }

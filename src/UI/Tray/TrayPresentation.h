@@ -7,7 +7,7 @@ namespace quillo {
 
 enum class TrayIcon { idle, recording, offline, processing, error };
 
-/// What the tray icon and its menu show: a value, compared to tell whether the tray has to be told.
+/// What the tray icon and its menu show, as a value that is compared to decide whether to update the tray.
 struct TrayPresentation {
     TrayIcon icon = TrayIcon::idle;
     QString toolTip;

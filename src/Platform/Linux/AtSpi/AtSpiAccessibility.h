@@ -7,8 +7,8 @@
 
 namespace quillo {
 
-/// The accessibility bus, AT-SPI 2 over D-Bus. Without one the focused element is never told. `keyboardIsGrabbed` tells
-/// whether another program holds the keyboard; it may be left out where that cannot be known.
+/// The accessibility bus, AT-SPI 2 over D-Bus. Without a bus the focused element is unknown. `keyboardIsGrabbed`
+/// returns whether another program has grabbed the keyboard; it may be empty where that is unknown.
 std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed = {});
 
 } // namespace quillo

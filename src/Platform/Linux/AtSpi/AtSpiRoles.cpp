@@ -5,7 +5,7 @@
 namespace quillo {
 
 QString axRoleForAtSpi(uint32_t role, uint64_t states) {
-    // Entry, text and paragraph: what matters is whether they take text, and of how many lines.
+    // Entry, text and paragraph: the states decide whether they accept text, and whether it may have several lines.
     constexpr uint32_t entry = 79;
     constexpr uint32_t text = 61;
     if (role == entry || role == text) {

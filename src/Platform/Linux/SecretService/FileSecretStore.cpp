@@ -38,7 +38,7 @@ std::optional<Values> parse(const QByteArray& content) {
     return values;
 }
 
-/// Makes the folder for its owner alone; an existing one is left as it is, as the file itself is closed to others.
+/// Creates the folder for its owner only. An existing one is not changed, because the file itself is closed to others.
 bool makeFolder(const QString& path) {
     if (QFileInfo(path).isDir())
         return true;
@@ -74,7 +74,7 @@ public:
     }
 
 private:
-    /// Nothing when there is a file that may not be read: it must not be replaced.
+    /// Nothing when the file exists but cannot be read: it must not be replaced.
     std::optional<Values> load() {
         QFile file(m_path);
         if (!file.exists())
@@ -83,7 +83,7 @@ private:
             warn(QStringLiteral("%1 cannot be read: %2").arg(m_path, file.errorString()));
             return std::nullopt;
         }
-        // A copy or a backup may have opened it to others.
+        // A copy or a backup may have made it readable to others.
         ::fchmod(file.handle(), 0600);
         if (auto values = parse(file.readAll()))
             return values;
@@ -108,7 +108,7 @@ private:
         return false;
     }
 
-    /// By a new file that is closed to others before the first byte is in it.
+    /// Writes a new file that is closed to others before it contains any data.
     [[nodiscard]] bool replace(const QByteArray& content) const {
         QByteArray name = QFile::encodeName(m_path % QStringLiteral(".XXXXXX"));
         const int descriptor = ::mkostemp(name.data(), O_CLOEXEC); // mode 0600
