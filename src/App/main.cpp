@@ -1,11 +1,14 @@
 #include "App/AppDelegate.h"
-#include "App/ControlClient.h"
-#include "App/DataFolders.h"
-#include "App/HotkeySetup.h"
-#include "App/TerminationSignals.h"
+#include "App/CommandLine/CommandLine.h"
+#include "App/Interface/HotkeySetup.h"
+#include "App/Remote/ControlClient.h"
+#include "App/System/DataFolders.h"
+#include "App/System/ServiceContainer.h"
+#include "App/System/TerminationSignals.h"
 #include "Core/Log.h"
 #include "Core/LoggingService.h"
 #include "Platform/Linux/Wayland/DesktopProtocol.h"
+#include "UI/UserInterface.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -23,7 +26,7 @@ QString helpText() {
                "usage: quillo [COMMAND]\n\n"
                "Without a command Quillo starts: hold Right Super, speak, let go, and the words stand at the\n"
                "cursor. The commands act on the running Quillo:\n\n") +
-           controlClient::help() +
+           commandLine::help() +
            QStringLiteral("  setup-key  print how to bind a key to dictation on this desktop; needs no running Quillo\n"
                           "\n  --seed-data  start with a few demonstration records in the history\n"
                           "  --version    print the version\n  --help       print this\n\n"
@@ -43,7 +46,7 @@ bool hasDisplay() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
-int runApplication(int argc, char** argv, const QString& notice) {
+int runApplication(int argc, char** argv, const std::optional<UserMessage>& notice) {
     if (!hasDisplay()) {
         QTextStream(stderr) << "quillo: there is no display here. Start Quillo in a desktop session.\n";
         return 1;
@@ -67,8 +70,8 @@ int runApplication(int argc, char** argv, const QString& notice) {
     int code = 0;
     try {
         AppDelegate delegate;
-        if (!notice.isEmpty())
-            delegate.tellUser(notice);
+        if (notice)
+            delegate.tellUser(*notice);
         if (delegate.launch()) {
             onTerminationSignal([&delegate] { delegate.quit(); });
             code = QApplication::exec();
@@ -96,9 +99,9 @@ int main(int argc, char** argv) {
 
     // Also for the commands: they read the history that the running instance writes.
     const auto notice = leaveReadOnlyHome();
-    if (controlClient::understands(arguments)) {
+    if (commandLine::understands(arguments)) {
         const QCoreApplication application(argc, argv);
-        return controlClient::run(arguments);
+        return commandLine::run(arguments);
     }
     if (arguments.size() == 1 && arguments.constFirst().startsWith(QStringLiteral("quillo:"))) {
         const QCoreApplication application(argc, argv);

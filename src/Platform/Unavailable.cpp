@@ -51,6 +51,22 @@ public:
     Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return false; }
 };
 
+class NoNotifications final : public Notifications {
+public:
+    void show(const QString&, Shown shown) override {
+        if (shown)
+            shown(QStringLiteral("there is no notification service"));
+    }
+};
+
+class NoWindowHints final : public WindowHints {
+public:
+    [[nodiscard]] bool isComposited() const override { return true; }
+    [[nodiscard]] bool hasSystemTray() const override { return false; }
+    void skipTaskbar(quintptr) override {}
+    void setInputRegion(quintptr, const QRect&) override {}
+};
+
 } // namespace
 
 std::unique_ptr<KeyEventSource> makeUnavailableKeyEventSource() { return std::make_unique<NoKeyEventSource>(); }
@@ -58,5 +74,7 @@ std::unique_ptr<KeyInjector> makeUnavailableKeyInjector() { return std::make_uni
 std::unique_ptr<Pasteboard> makeUnavailablePasteboard() { return std::make_unique<NoPasteboard>(); }
 std::unique_ptr<Applications> makeUnavailableApplications() { return std::make_unique<NoApplications>(); }
 std::unique_ptr<Accessibility> makeUnavailableAccessibility() { return std::make_unique<NoAccessibility>(); }
+std::unique_ptr<Notifications> makeUnavailableNotifications() { return std::make_unique<NoNotifications>(); }
+std::unique_ptr<WindowHints> makeUnavailableWindowHints() { return std::make_unique<NoWindowHints>(); }
 
 } // namespace quillo

@@ -4,11 +4,11 @@
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
 #include "UI/Account/AccountWindow.h"
+#include "UI/Foundation/ApplicationIcon.h"
+#include "UI/Foundation/Texts.h"
 #include "UI/Language/LanguagePickerWindow.h"
 #include "UI/Pill/FloatingPill.h"
-#include "UI/Texts.h"
 #include "UI/Tray/TrayController.h"
-#include "UI/Tray/TrayIcons.h"
 #include "UI/Welcome/WelcomeWindow.h"
 
 #include <QGuiApplication>
@@ -22,12 +22,13 @@ constexpr std::chrono::milliseconds prepareDelay{400};
 
 class DesktopUserInterface final : public UserInterface {
 public:
-    DesktopUserInterface(RecordingStore& store, UserInterfaceHooks hooks, std::unique_ptr<TrayHost> statusItem)
+    DesktopUserInterface(RecordingStore& store, Commands& commands, UserInterfaceHooks hooks, WindowHints& hints,
+                         std::unique_ptr<TrayHost> statusItem)
         : m_hooks(std::move(hooks)), m_clock(EventExecutor::main()),
-          m_pillModel(store, m_clock, &Texts::lookUp, m_hooks.pillEnabled), m_pill(m_pillModel, m_host, m_hooks),
-          m_account(m_hooks),
-          m_tray(
-              store, m_hooks, &Texts::lookUp, &m_account, [this] { showAccount(); }, std::move(statusItem)) {
+          m_pillModel(store, m_clock, &Texts::lookUp, m_hooks.pillEnabled), m_pill(m_pillModel, m_host, m_hooks, hints),
+          m_account(commands), m_tray(
+                                   store, commands, m_hooks, &Texts::lookUp, m_account, [this] { showAccount(); },
+                                   statusItem ? std::move(statusItem) : std::make_unique<TrayHost>(hints)) {
         QGuiApplication::setWindowIcon(applicationIcon());
         // The last window that closes is not the end: the application lives in the panel.
         QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -75,10 +76,6 @@ public:
     }
 
     void showAccount() override {
-        if (!m_account.isAvailable()) {
-            appLog(QStringLiteral("[UI] ⚠️ No account to show"), LogLevel::warn, QStringLiteral("UI"));
-            return;
-        }
         m_account.refresh();
         show(m_accountWindow, [this] { return std::make_unique<AccountWindow>(m_host, m_account); });
     }
@@ -146,15 +143,15 @@ void configureRendering() {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 }
 
-std::unique_ptr<TrayHost> createStatusItem() {
-    auto item = std::make_unique<TrayHost>();
+std::unique_ptr<TrayHost> createStatusItem(const WindowHints& hints) {
+    auto item = std::make_unique<TrayHost>(hints);
     item->watch();
     return item;
 }
 
-std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks,
-                                                   std::unique_ptr<TrayHost> statusItem) {
-    return std::make_unique<DesktopUserInterface>(store, std::move(hooks), std::move(statusItem));
+std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, Commands& commands, UserInterfaceHooks hooks,
+                                                   WindowHints& hints, std::unique_ptr<TrayHost> statusItem) {
+    return std::make_unique<DesktopUserInterface>(store, commands, std::move(hooks), hints, std::move(statusItem));
 }
 
 } // namespace quillo

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Features/Application/Commands.h"
 #include "Features/Recording/RecordingStore.h"
+#include "Platform/WindowHints.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 #include "UI/Tray/TrayHost.h"
-#include "UI/UserInterfaceHooks.h"
 
 #include <memory>
 
@@ -23,7 +25,7 @@ public:
     /// Opens the account's window or brings it to the front. Done by itself on `showAuthWindow` and `authRequired`,
     /// unless the welcome is open: that comes to the front instead, back at its account step when it was past it.
     virtual void showAccount() = 0;
-    /// To be called whenever the answer of `UserInterfaceHooks::account` may have changed.
+    /// To be called whenever the answer of `Commands::account` may have changed.
     virtual void accountDidChange() = 0;
 };
 
@@ -31,12 +33,13 @@ public:
 /// the OpenGL one, unless the user's environment names a renderer.
 void configureRendering();
 
-/// Begins to look for a place in the panel; the interface takes it over. Needs a QApplication.
-[[nodiscard]] std::unique_ptr<TrayHost> createStatusItem();
+/// Begins to look for a place in the panel; the interface takes it over. `hints` must outlive it. Needs a QApplication.
+[[nodiscard]] std::unique_ptr<TrayHost> createStatusItem(const WindowHints& hints);
 
-/// Builds the interface over `store`, which must outlive it. Needs a QApplication. Without a host for tray icons the
-/// application goes on without one and the icon appears when a host does.
-[[nodiscard]] std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, UserInterfaceHooks hooks,
+/// Builds the interface. `store`, `commands` and `hints` must outlive it. Needs a QApplication. Without a host for tray
+/// icons the application goes on without one and the icon appears when a host does.
+[[nodiscard]] std::unique_ptr<UserInterface> createUserInterface(RecordingStore& store, Commands& commands,
+                                                                 UserInterfaceHooks hooks, WindowHints& hints,
                                                                  std::unique_ptr<TrayHost> statusItem = nullptr);
 
 } // namespace quillo

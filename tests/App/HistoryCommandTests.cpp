@@ -1,5 +1,5 @@
-#include "App/HistoryArguments.h"
-#include "App/HistoryText.h"
+#include "App/CommandLine/HistoryArguments.h"
+#include "App/CommandLine/HistoryText.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

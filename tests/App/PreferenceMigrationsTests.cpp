@@ -1,4 +1,4 @@
-#include "App/PreferenceMigrations.h"
+#include "App/System/PreferenceMigrations.h"
 
 #include <QFile>
 #include <QSettings>

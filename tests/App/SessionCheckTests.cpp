@@ -1,4 +1,4 @@
-#include "App/SessionCheck.h"
+#include "App/Account/SessionCheck.h"
 #include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/MockAuthService.h"

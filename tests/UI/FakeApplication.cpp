@@ -1,10 +1,14 @@
 #include "UI/FakeApplication.h"
 
 #include "Core/SupportedLanguages.h"
+#include "Platform/Linux/X11/X11WindowHints.h"
+#include "Platform/Unavailable.h"
 
 namespace quillo::test {
 
-FakeApplication::FakeApplication() {
+FakeApplication::FakeApplication(RecordingStore* store) : windowHints(createX11WindowHints()), m_store(store) {
+    if (!windowHints)
+        windowHints = makeUnavailableWindowHints();
     hooks.pillEnabled = [this] { return pillWanted; };
     hooks.loadPillPosition = [this] { return pillPosition; };
     hooks.savePillPosition = [this](QPointF position) { pillPosition = position; };
@@ -20,24 +24,6 @@ FakeApplication::FakeApplication() {
                 {QStringLiteral("built-in"), QStringLiteral("Built-in Audio"), {}, false}});
     };
     hooks.selectMicrophone = [this](const std::optional<QString>& id) { chosenMicrophones << id.value_or(QString()); };
-    hooks.insertAgain = [] {};
-    hooks.lastText = [] { return QString(); };
-    hooks.account = [this] { return account; };
-    const auto begins = [this](const char* name) {
-        return [this, name = QString::fromLatin1(name)] {
-            accountRequests << name;
-            account.isBusy = true;
-            account.message.clear();
-        };
-    };
-    hooks.signIn = begins("signIn");
-    hooks.registerAccount = begins("registerAccount");
-    hooks.signOut = begins("signOut");
-    hooks.deleteAccount = begins("deleteAccount");
-    hooks.cancelSignIn = [this] {
-        accountRequests << QStringLiteral("cancelSignIn");
-        account.isBusy = false;
-    };
     hooks.hotkeyName = [this] { return hotkey; };
     hooks.hotkeySteps = [] {
         return QStringLiteral("In the keyboard settings, bind a key to this command:\n  quillo toggle");

@@ -1,29 +1,63 @@
 #pragma once
 
-#include "UI/UserInterfaceHooks.h"
+#include "Features/Application/Commands.h"
+#include "Features/Recording/RecordingStore.h"
+#include "Platform/WindowHints.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 
 #include <QPointF>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace quillo::test {
 
-/// Hooks that answer with made-up microphones, all languages and a scripted account, and record their calls.
-class FakeApplication {
+/// An application with made-up microphones, all languages and a scripted account, which remembers what it is asked.
+class FakeApplication final : public Commands {
 public:
-    FakeApplication();
+    /// With a `store` the dictation's commands go to it.
+    explicit FakeApplication(RecordingStore* store = nullptr);
     FakeApplication(const FakeApplication&) = delete;
     FakeApplication& operator=(const FakeApplication&) = delete;
 
+    void start() override { send(action::StartRecording{}); }
+    void stop() override { send(action::StopRecording{}); }
+    void toggle() override {
+        if (m_store && m_store->state().status.isActive())
+            stop();
+        else
+            start();
+    }
+    void cancel() override { send(action::CancelRecording{}); }
+    void insertAgain() override {}
+    [[nodiscard]] QString lastText() const override { return {}; }
+    [[nodiscard]] QString status() const override { return {}; }
+    void show() override {}
+    void quit() override {}
+    [[nodiscard]] AccountState account() const override { return accountState; }
+    void signIn() override { begin(QStringLiteral("signIn")); }
+    void registerAccount() override { begin(QStringLiteral("registerAccount")); }
+    void cancelSignIn() override {
+        accountRequests << QStringLiteral("cancelSignIn");
+        accountState.isBusy = false;
+    }
+    void signOut() override { begin(QStringLiteral("signOut")); }
+    void deleteAccount() override { begin(QStringLiteral("deleteAccount")); }
+    void openURL(const QString&) override {}
+    void deleteRecord(const QString&) override {}
+    void retranscribeRecord(const QString&, const QString&) override {}
+    void copyRecord(const QString&) override {}
+
     UserInterfaceHooks hooks;
+    std::unique_ptr<WindowHints> windowHints; ///< of the display that the test runs on
     bool pillWanted = true;
     std::optional<QPointF> pillPosition;
     QString chosenLanguage;
     QStringList chosenMicrophones; ///< "" for the system's default
 
-    AccountState account{.kind = AccountState::Kind::anonymous};
-    QStringList accountRequests; ///< the names of the hooks that were called
+    AccountState accountState{.kind = AccountState::Kind::anonymous};
+    QStringList accountRequests; ///< the names of the commands
 
     QString hotkey = QStringLiteral("Right Super");
     std::function<void(bool)> hotkeyObserver; ///< empty while no trial runs
@@ -37,6 +71,19 @@ public:
     bool launchAtLogin = false;
     bool isLaunchAtLoginRefused = false;
     int finishedWelcomes = 0;
+
+private:
+    void begin(const QString& request) {
+        accountRequests << request;
+        accountState.isBusy = true;
+        accountState.message.clear();
+    }
+    void send(const RecordingAction& action) {
+        if (m_store)
+            m_store->send(action);
+    }
+
+    RecordingStore* m_store;
 };
 
 } // namespace quillo::test

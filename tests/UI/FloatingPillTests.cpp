@@ -19,7 +19,7 @@ struct FloatingPillTest : testing::Test, RecordingFixture {
     FakeApplication application;
     QmlEngineHost host;
     PillViewModel viewModel{store, clock, [](const QString& key) { return key; }, application.hooks.pillEnabled};
-    FloatingPill pill{viewModel, host, application.hooks};
+    FloatingPill pill{viewModel, host, application.hooks, *application.windowHints};
     DesktopClient other;
 
     void SetUp() override {

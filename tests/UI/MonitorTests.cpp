@@ -20,7 +20,7 @@ struct MonitorTest : testing::Test, RecordingFixture {
     FakeApplication application;
     QmlEngineHost host;
     PillViewModel viewModel{store, clock, [](const QString& key) { return key; }, application.hooks.pillEnabled};
-    FloatingPill pill{viewModel, host, application.hooks};
+    FloatingPill pill{viewModel, host, application.hooks, *application.windowHints};
     DesktopClient other;
     // In the display's pixels.
     const QRect left{0, 0, 1280, 800};

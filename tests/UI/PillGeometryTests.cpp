@@ -1,5 +1,5 @@
+#include "UI/Controls/WaveformModel.h"
 #include "UI/Pill/PillPlacement.h"
-#include "UI/Pill/WaveformModel.h"
 
 #include <gtest/gtest.h>
 

@@ -29,8 +29,16 @@ QAction* entry(const QMenu& menu, const QString& text) {
 }
 
 struct TrayTest : testing::Test, RecordingFixture {
-    FakeApplication application;
-    TrayController tray{store, application.hooks, &identity};
+    FakeApplication application{&store};
+    AccountModel account{application};
+    int accountsShown = 0;
+    TrayController tray{store,
+                        application,
+                        application.hooks,
+                        &identity,
+                        account,
+                        [this] { ++accountsShown; },
+                        std::make_unique<TrayHost>(*application.windowHints)};
 };
 
 TEST_F(TrayTest, EntriesFollowTheRecording) {
@@ -85,17 +93,14 @@ TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
 }
 
 TEST_F(TrayTest, AccountIsCalledByItsName) {
-    AccountModel account(application.hooks);
-    int shown = 0;
-    TrayController withAccount(store, application.hooks, &identity, &account, [&] { ++shown; });
-    auto* signIn = entry(withAccount.menu(), QStringLiteral("tray.signIn"));
+    auto* signIn = entry(tray.menu(), QStringLiteral("tray.signIn"));
     ASSERT_TRUE(signIn);
     signIn->trigger();
-    EXPECT_EQ(shown, 1);
-    application.account = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada & Co")};
+    EXPECT_EQ(accountsShown, 1);
+    application.accountState = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada & Co")};
     account.refresh();
     EXPECT_EQ(signIn->text(), u"Ada && Co");
-    application.account = {};
+    application.accountState = {};
     account.refresh();
     EXPECT_EQ(signIn->text(), u"tray.signIn");
 }

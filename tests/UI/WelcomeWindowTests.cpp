@@ -69,7 +69,7 @@ struct WelcomeWindowTest : testing::Test {
     FakeApplication application;
     ManualClock clock{EventExecutor::main()};
     QmlEngineHost host;
-    AccountModel account{application.hooks};
+    AccountModel account{application};
     std::unique_ptr<WelcomeWindow> window = std::make_unique<WelcomeWindow>(host, application.hooks, account, clock);
 
     WelcomeWindowTest() { failOnWarnings(host); }
@@ -202,7 +202,7 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
             LocalizationManager::shared().setLocale(language);
             FakeApplication application;
             application.hooks.listMicrophones = {}; // the names of devices may be cut off
-            AccountModel account(application.hooks);
+            AccountModel account(application);
             ManualClock clock(EventExecutor::main());
             const auto inspect = [](const QQuickWindow& window, int atLeast) {
                 int named = 0;
@@ -231,7 +231,7 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
             for (const auto kind :
                  {AccountState::Kind::none, AccountState::Kind::anonymous, AccountState::Kind::signedIn})
                 for (const bool isBusy : {false, true}) {
-                    application.account = {.kind = kind, .isBusy = isBusy, .message = QStringLiteral("refused")};
+                    application.accountState = {.kind = kind, .isBusy = isBusy, .message = QStringLiteral("refused")};
                     account.refresh();
                     AccountWindow window(host, account);
                     inspect(window, 1);
@@ -247,7 +247,7 @@ struct AccountWindowTest : WelcomeWindowTest {
 };
 
 TEST_F(AccountWindowTest, DeletesAfterASecondWordOnly) {
-    application.account = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada")};
+    application.accountState = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada")};
     account.refresh();
     AccountWindow dialog(host, account);
     show(dialog);
@@ -262,9 +262,9 @@ TEST_F(AccountWindowTest, DeletesAfterASecondWordOnly) {
     EXPECT_TRUE(dialog.isVisible());
     ASSERT_TRUE(tabTo(dialog, text("account.delete")));
     press(dialog, Qt::Key_Return);
-    const auto signedIn = std::exchange(application.account, {}); // signed out elsewhere, and in again
+    const auto signedIn = std::exchange(application.accountState, {}); // signed out elsewhere, and in again
     account.refresh();
-    application.account = signedIn;
+    application.accountState = signedIn;
     account.refresh();
     EXPECT_FALSE(tabTo(dialog, text("account.deleteConfirm"))) << "the question was of another time";
     ASSERT_TRUE(tabTo(dialog, text("account.delete")));
@@ -276,7 +276,8 @@ TEST_F(AccountWindowTest, DeletesAfterASecondWordOnly) {
 
 struct WindowsOfTheInterface : testing::Test, RecordingFixture {
     FakeApplication application;
-    std::unique_ptr<UserInterface> interface = createUserInterface(store, application.hooks);
+    std::unique_ptr<UserInterface> interface =
+        createUserInterface(store, application, application.hooks, *application.windowHints);
 
     /// The window of kind `T` that is open, if any.
     template <class T>

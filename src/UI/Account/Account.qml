@@ -134,7 +134,7 @@ FocusScope {
                 onClicked: account.signOut()
             }
             PushButton {
-                visible: account.phase === "signedIn" && account.deletable && !root.confirming
+                visible: account.phase === "signedIn" && !root.confirming
                 text: Texts.t("account.delete")
                 onClicked: root.deleting = true
             }

@@ -39,7 +39,7 @@ Column {
     }
     ChoiceCard {
         width: parent.width
-        visible: choices.open && account.registrable
+        visible: choices.open
         glyph: "plus"
         title: Texts.t("account.register")
         detail: Texts.t("account.registerDetail")
@@ -101,7 +101,7 @@ Column {
             PushButton {
                 id: cancel
                 anchors.horizontalCenter: parent.horizontalCenter
-                visible: account.phase === "waiting" && account.cancellable
+                visible: account.phase === "waiting"
                 text: Texts.t("account.cancel")
                 onClicked: account.cancel()
             }

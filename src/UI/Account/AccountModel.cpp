@@ -1,13 +1,10 @@
 #include "UI/Account/AccountModel.h"
 
-#include "UI/Texts.h"
+#include "UI/Foundation/Texts.h"
 
 namespace quillo {
 
-AccountModel::AccountModel(const UserInterfaceHooks& hooks) : m_hooks(hooks) {
-    if (m_hooks.account)
-        m_state = m_hooks.account();
-}
+AccountModel::AccountModel(Commands& commands) : m_commands(commands), m_state(commands.account()) {}
 
 QString AccountModel::phase() const {
     if (m_state.isBusy)
@@ -43,29 +40,26 @@ QString AccountModel::initial() const {
     return name.left(name.front().isHighSurrogate() ? 2 : 1).toUpper();
 }
 
-void AccountModel::signIn() { ask(m_hooks.signIn, true); }
-void AccountModel::registerAccount() { ask(m_hooks.registerAccount, true); }
-void AccountModel::signOut() { ask(m_hooks.signOut, false); }
-void AccountModel::deleteAccount() { ask(m_hooks.deleteAccount, false); }
+void AccountModel::signIn() { ask(&Commands::signIn, true); }
+void AccountModel::registerAccount() { ask(&Commands::registerAccount, true); }
+void AccountModel::signOut() { ask(&Commands::signOut, false); }
+void AccountModel::deleteAccount() { ask(&Commands::deleteAccount, false); }
 
 void AccountModel::cancel() {
-    if (m_hooks.cancelSignIn)
-        m_hooks.cancelSignIn();
+    m_commands.cancelSignIn();
     refresh();
 }
 
-void AccountModel::ask(const std::function<void()>& hook, bool throughBrowser) {
-    if (!hook || m_state.isBusy)
+void AccountModel::ask(void (Commands::*command)(), bool throughBrowser) {
+    if (m_state.isBusy)
         return;
     m_throughBrowser = throughBrowser;
-    hook();
+    (m_commands.*command)();
     refresh();
 }
 
 void AccountModel::refresh() {
-    if (!m_hooks.account)
-        return;
-    const auto before = std::exchange(m_state, m_hooks.account());
+    const auto before = std::exchange(m_state, m_commands.account());
     if (before == m_state)
         return;
     const bool succeeded = m_throughBrowser && isSignedIn() && !m_state.isBusy;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UI/UserInterfaceHooks.h"
+#include "Features/Application/Commands.h"
 
 #include <QObject>
 
@@ -16,16 +16,11 @@ class AccountModel final : public QObject {
     Q_PROPERTY(QString initial READ initial NOTIFY changed)
     Q_PROPERTY(QString message READ message NOTIFY changed)
     Q_PROPERTY(bool signedIn READ isSignedIn NOTIFY changed)
-    Q_PROPERTY(bool cancellable READ isCancellable CONSTANT)
-    Q_PROPERTY(bool deletable READ isDeletable CONSTANT)
-    Q_PROPERTY(bool registrable READ isRegistrable CONSTANT)
 
 public:
-    /// `hooks` must outlive the model.
-    explicit AccountModel(const UserInterfaceHooks& hooks);
+    /// `commands` must outlive the model.
+    explicit AccountModel(Commands& commands);
 
-    /// Whether accounts are available.
-    [[nodiscard]] bool isAvailable() const { return m_hooks.account && m_hooks.signIn; }
     /// "none", "anonymous", "signedIn", "waiting" for the browser, or "busy" with anything else.
     [[nodiscard]] QString phase() const;
     /// The signed-in user in one line: the name, otherwise the e-mail address; or a placeholder when signed out.
@@ -36,9 +31,6 @@ public:
     [[nodiscard]] QString initial() const;
     [[nodiscard]] const QString& message() const { return m_state.message; }
     [[nodiscard]] bool isSignedIn() const { return m_state.kind == AccountState::Kind::signedIn; }
-    [[nodiscard]] bool isCancellable() const { return static_cast<bool>(m_hooks.cancelSignIn); }
-    [[nodiscard]] bool isDeletable() const { return static_cast<bool>(m_hooks.deleteAccount); }
-    [[nodiscard]] bool isRegistrable() const { return static_cast<bool>(m_hooks.registerAccount); }
 
     Q_INVOKABLE void signIn();
     Q_INVOKABLE void registerAccount();
@@ -56,9 +48,9 @@ Q_SIGNALS:
     void signInSucceeded();
 
 private:
-    void ask(const std::function<void()>& hook, bool throughBrowser);
+    void ask(void (Commands::*command)(), bool throughBrowser);
 
-    const UserInterfaceHooks& m_hooks;
+    Commands& m_commands;
     AccountState m_state;
     bool m_throughBrowser = false; ///< the operation under way, if any, is a sign-in begun here
 };

@@ -1,6 +1,6 @@
 #include "UI/Account/AccountWindow.h"
 
-#include "UI/Texts.h"
+#include "UI/Foundation/Texts.h"
 
 namespace quillo {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UI/UserInterfaceHooks.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 
 #include <QAbstractListModel>
 

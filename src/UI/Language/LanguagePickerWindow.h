@@ -1,7 +1,7 @@
 #pragma once
 
+#include "UI/Foundation/UserInterfaceHooks.h"
 #include "UI/Language/LanguageListModel.h"
-#include "UI/UserInterfaceHooks.h"
 #include "UI/Window/DialogWindow.h"
 
 namespace quillo {

@@ -2,8 +2,9 @@
 
 namespace quillo {
 
-FloatingPill::FloatingPill(PillViewModel& viewModel, QmlEngineHost& host, const UserInterfaceHooks& hooks)
-    : m_viewModel(viewModel), m_host(host), m_hooks(hooks) {
+FloatingPill::FloatingPill(PillViewModel& viewModel, QmlEngineHost& host, const UserInterfaceHooks& hooks,
+                           WindowHints& hints)
+    : m_viewModel(viewModel), m_host(host), m_hooks(hooks), m_hints(hints) {
     const auto follow = [this] {
         if (m_viewModel.isVisible())
             prepare();
@@ -19,7 +20,7 @@ FloatingPill::~FloatingPill() { QObject::disconnect(m_visibility); }
 void FloatingPill::prepare() {
     if (m_window)
         return;
-    m_window = std::make_unique<PillWindow>(m_hooks);
+    m_window = std::make_unique<PillWindow>(m_hooks, m_hints);
     m_item = m_host.createItem(QStringLiteral("Pill/Pill.qml"), {{QStringLiteral("pill"), &m_viewModel},
                                                                  {QStringLiteral("pillWindow"), m_window.get()}});
     m_item->setParentItem(m_window->contentItem());

@@ -1,7 +1,6 @@
 #include "UI/Pill/PillWindow.h"
 
 #include "UI/Pill/PillPlacement.h"
-#include "UI/Window/X11WindowHints.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -28,9 +27,16 @@ QRegion roundedRegion(const QRect& area, int radius) {
     return region;
 }
 
+/// `area`, in logical pixels, in those of the screen.
+QRect physical(const QRect& area, qreal scale) {
+    return {qRound(area.x() * scale), qRound(area.y() * scale), qRound(area.width() * scale),
+            qRound(area.height() * scale)};
+}
+
 } // namespace
 
-PillWindow::PillWindow(const UserInterfaceHooks& hooks) : m_hooks(hooks), m_composited(windowhints::isComposited()) {
+PillWindow::PillWindow(const UserInterfaceHooks& hooks, WindowHints& hints)
+    : m_hooks(hooks), m_hints(hints), m_composited(hints.isComposited()) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
              Qt::NoDropShadowWindowHint);
     // Under Xwayland the compositor places and focuses a managed window as it likes, but leaves an unmanaged one alone.
@@ -81,11 +87,11 @@ void PillWindow::setShown(bool shown) {
         return;
     }
     m_hide.stop();
-    m_composited = windowhints::isComposited();
+    m_composited = m_hints.isComposited();
     place();
     applyShape();
     if (!isVisible())
-        windowhints::skipTaskbar(*this);
+        m_hints.skipTaskbar(winId());
     Q_EMIT shownChanged();
     show();
     applyShape();
@@ -122,7 +128,8 @@ void PillWindow::applyShape() {
     if (m_capsule.isEmpty() || !handle())
         return;
     // Without a compositing manager the mask limits the input, so the input region covers the whole window.
-    windowhints::setInputRegion(*this, m_composited ? m_capsule.toAlignedRect() : QRect(QPoint(), size()));
+    m_hints.setInputRegion(
+        winId(), physical(m_composited ? m_capsule.toAlignedRect() : QRect(QPoint(), size()), devicePixelRatio()));
     if (m_composited) {
         setColor(Qt::transparent);
         setMask({});

@@ -1,8 +1,10 @@
 #pragma once
 
-#include "UI/UserInterfaceHooks.h"
+#include "Platform/WindowHints.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 
 #include <QQuickWindow>
+#include <QTimer>
 
 #include <chrono>
 
@@ -23,7 +25,8 @@ public:
     /// Room around the pill for its shadow, logical pixels.
     static constexpr int margin = 22;
 
-    explicit PillWindow(const UserInterfaceHooks& hooks);
+    /// Both must outlive the window.
+    PillWindow(const UserInterfaceHooks& hooks, WindowHints& hints);
 
     [[nodiscard]] int shadowMargin() const { return margin; }
     [[nodiscard]] bool isComposited() const { return m_composited; }
@@ -54,6 +57,7 @@ private:
     void applyShape();
 
     const UserInterfaceHooks& m_hooks;
+    WindowHints& m_hints;
     QSize m_pillSize;
     bool m_composited = true;
     bool m_shown = false;

@@ -1,6 +1,7 @@
 #include "UI/Tray/TrayController.h"
 
 #include "Core/Log.h"
+#include "UI/Tray/TrayDialogs.h"
 #include "UI/Tray/TrayIcons.h"
 
 #include <QActionGroup>
@@ -21,11 +22,11 @@ QString entryText(QString text) {
 
 } // namespace
 
-TrayController::TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
-                               const AccountModel* account, std::function<void()> showAccount,
+TrayController::TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks,
+                               Translate translate, const AccountModel& account, std::function<void()> showAccount,
                                std::unique_ptr<TrayHost> host)
-    : m_store(store), m_hooks(hooks), m_translate(std::move(translate)), m_account(account),
-      m_showAccount(std::move(showAccount)), m_host(host ? std::move(host) : std::make_unique<TrayHost>()) {
+    : m_store(store), m_commands(commands), m_hooks(hooks), m_translate(std::move(translate)), m_account(account),
+      m_showAccount(std::move(showAccount)), m_host(std::move(host)) {
     build();
     present(m_store.state());
     m_observation =
@@ -42,23 +43,15 @@ TrayController::~TrayController() = default;
 
 void TrayController::start() { m_host->watch(); }
 
-QAction* TrayController::addEntry(const QString& key, const std::function<void()>& hook) {
-    if (!hook)
-        return nullptr;
-    return m_menu.addAction(m_translate(key), this, [&hook] { hook(); });
+QAction* TrayController::addEntry(const QString& key, std::function<void()> perform) {
+    return m_menu.addAction(m_translate(key), this, [perform = std::move(perform)] { perform(); });
 }
 
 void TrayController::build() {
-    m_toggle = m_menu.addAction(QString(), this, [this] {
-        if (m_store.state().status.isActive())
-            m_store.send(action::StopRecording{});
-        else
-            m_store.send(action::StartRecording{});
-    });
-    m_cancel = m_menu.addAction(m_translate(QStringLiteral("tray.cancel")), this,
-                                [this] { m_store.send(action::CancelRecording{}); });
+    m_toggle = m_menu.addAction(QString(), this, [this] { m_commands.toggle(); });
+    m_cancel = addEntry(QStringLiteral("tray.cancel"), [this] { m_commands.cancel(); });
     m_menu.addSeparator();
-    m_insertAgain = addEntry(QStringLiteral("tray.pasteAgain"), m_hooks.insertAgain);
+    m_insertAgain = addEntry(QStringLiteral("tray.pasteAgain"), [this] { m_commands.insertAgain(); });
     m_menu.addSeparator();
     if (m_hooks.listMicrophones) {
         m_microphones = m_menu.addMenu(m_translate(QStringLiteral("tray.microphone")));
@@ -72,27 +65,29 @@ void TrayController::build() {
         m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
     }
     m_menu.addSeparator();
-    if (m_account && m_account->isAvailable()) {
-        m_accountEntry = addEntry(QStringLiteral("tray.signIn"), m_showAccount);
-        connect(m_account, &AccountModel::changed, this, [this] { presentAccount(); });
-        presentAccount();
+    addApplicationEntries();
+    connect(&m_menu, &QMenu::aboutToShow, this,
+            [this] { m_insertAgain->setEnabled(!m_commands.lastText().isEmpty()); });
+}
+
+void TrayController::addApplicationEntries() {
+    m_accountEntry = addEntry(QStringLiteral("tray.signIn"), m_showAccount);
+    connect(&m_account, &AccountModel::changed, this, [this] { presentAccount(); });
+    presentAccount();
+    if (m_hooks.hotkeySteps && m_hooks.hotkeyName && m_hooks.hotkeyName().isEmpty()) {
+        const auto key = QStringLiteral("tray.setUpHotkey");
+        addEntry(key, [this, key] { trayDialogs::showSteps(m_translate(key), m_hooks.hotkeySteps()); });
     }
-    addEntry(QStringLiteral("tray.setUpHotkey"), m_hooks.setUpHotkey);
-    addEntry(QStringLiteral("tray.settings"), m_hooks.openSettings);
-    addEntry(QStringLiteral("tray.showLog"), m_hooks.openLog);
-    addEntry(QStringLiteral("tray.about"), m_hooks.showAbout);
+    addEntry(QStringLiteral("tray.settings"), &trayDialogs::openSettings);
+    addEntry(QStringLiteral("tray.showLog"), &trayDialogs::openLog);
+    addEntry(QStringLiteral("tray.about"), &trayDialogs::showAbout);
     m_menu.addSeparator();
-    addEntry(QStringLiteral("tray.quit"), m_hooks.quit);
-    connect(&m_menu, &QMenu::aboutToShow, this, [this] {
-        if (m_insertAgain)
-            m_insertAgain->setEnabled(!m_hooks.lastText || !m_hooks.lastText().isEmpty());
-    });
+    addEntry(QStringLiteral("tray.quit"), [this] { m_commands.quit(); });
 }
 
 void TrayController::presentAccount() {
-    if (m_accountEntry)
-        m_accountEntry->setText(m_account->isSignedIn() ? entryText(m_account->title())
-                                                        : m_translate(QStringLiteral("tray.signIn")));
+    m_accountEntry->setText(m_account.isSignedIn() ? entryText(m_account.title())
+                                                   : m_translate(QStringLiteral("tray.signIn")));
 }
 
 void TrayController::buildMicrophones() {
@@ -149,8 +144,7 @@ void TrayController::present(const RecordingState& state) {
     m_toggle->setText(m_shown.toggleText);
     m_toggle->setEnabled(m_shown.canToggle);
     m_cancel->setEnabled(m_shown.canCancel);
-    if (m_insertAgain)
-        m_insertAgain->setEnabled(!m_hooks.lastText || !m_hooks.lastText().isEmpty());
+    m_insertAgain->setEnabled(!m_commands.lastText().isEmpty());
     if (m_icon) {
         m_icon->setIcon(trayIcon(m_shown.icon, isPanelDark()));
         m_icon->setToolTip(m_shown.toolTip);

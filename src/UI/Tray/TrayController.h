@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Features/Application/Commands.h"
 #include "Features/Recording/RecordingStore.h"
 #include "UI/Account/AccountModel.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 #include "UI/Tray/TrayHost.h"
 #include "UI/Tray/TrayPresentation.h"
-#include "UI/UserInterfaceHooks.h"
 
 #include <QMenu>
 #include <QObject>
@@ -18,11 +19,10 @@ namespace quillo {
 class TrayController final : public QObject {
     Q_OBJECT
 public:
-    /// The references must outlive the controller. `showAccount` opens the account's window; without it there is no
-    /// entry. `host` is one that looks for its place already.
-    TrayController(RecordingStore& store, const UserInterfaceHooks& hooks, Translate translate,
-                   const AccountModel* account = nullptr, std::function<void()> showAccount = {},
-                   std::unique_ptr<TrayHost> host = nullptr);
+    /// The references must outlive the controller. `showAccount` opens the account's window. `host` may look for its
+    /// place already.
+    TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks, Translate translate,
+                   const AccountModel& account, std::function<void()> showAccount, std::unique_ptr<TrayHost> host);
     ~TrayController() override;
 
     /// Looks for a host and shows the icon when there is one.
@@ -39,12 +39,14 @@ private:
     void showIcon();
     void present(const RecordingState& state);
     void presentAccount();
-    QAction* addEntry(const QString& key, const std::function<void()>& hook);
+    QAction* addEntry(const QString& key, std::function<void()> perform);
+    void addApplicationEntries();
 
     RecordingStore& m_store;
+    Commands& m_commands;
     const UserInterfaceHooks& m_hooks;
     Translate m_translate;
-    const AccountModel* m_account;
+    const AccountModel& m_account;
     std::function<void()> m_showAccount;
     std::unique_ptr<TrayHost> m_host;
     QMenu m_menu;

@@ -1,7 +1,5 @@
 #include "UI/Tray/TrayHost.h"
 
-#include "UI/Window/X11WindowHints.h"
-
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -19,7 +17,8 @@ const QString path = QStringLiteral("/StatusNotifierWatcher");
 
 } // namespace
 
-TrayHost::TrayHost() : m_watcher(service, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration) {
+TrayHost::TrayHost(const WindowHints& hints)
+    : m_hints(hints), m_watcher(service, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration) {
     connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { askWatcher(); });
     // A watcher may be there before the panel that shows the icons is.
     QDBusConnection::sessionBus().connect(service, path, service, QStringLiteral("StatusNotifierHostRegistered"), this,
@@ -38,7 +37,7 @@ void TrayHost::askWatcher() {
         return;
     auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
-        return settle(windowhints::hasSystemTray());
+        return settle(m_hints.hasSystemTray());
     auto question = QDBusMessage::createMethodCall(service, path, QStringLiteral("org.freedesktop.DBus.Properties"),
                                                    QStringLiteral("Get"));
     question.setAutoStartService(false);
@@ -47,7 +46,7 @@ void TrayHost::askWatcher() {
     connect(reply, &QDBusPendingCallWatcher::finished, this, [this, reply] {
         reply->deleteLater();
         const QDBusPendingReply<QDBusVariant> answer(*reply);
-        settle((answer.isValid() && answer.value().variant().toBool()) || windowhints::hasSystemTray());
+        settle((answer.isValid() && answer.value().variant().toBool()) || m_hints.hasSystemTray());
     });
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/WindowHints.h"
+
 #include <QDBusServiceWatcher>
 #include <QObject>
 
@@ -10,7 +12,8 @@ namespace quillo {
 class TrayHost final : public QObject {
     Q_OBJECT
 public:
-    TrayHost();
+    /// `hints` must outlive the host.
+    explicit TrayHost(const WindowHints& hints);
 
     /// Looks for a host; `available` follows, at once or when one appears. `unavailable` follows when none is there
     /// now. A second call tells again what is known already.
@@ -26,6 +29,7 @@ private Q_SLOTS:
 private:
     void settle(bool found);
 
+    const WindowHints& m_hints;
     QDBusServiceWatcher m_watcher;
     bool m_isWatching = false;
     bool m_told = false;

@@ -1,53 +1,13 @@
 #include "UI/Tray/TrayIcons.h"
 
-#include <QFile>
+#include "UI/Foundation/ApplicationIcon.h"
+
 #include <QGuiApplication>
-#include <QPainter>
 #include <QPalette>
-#include <QSvgRenderer>
 
 namespace quillo {
 
 namespace {
-
-constexpr std::array sizes{16, 20, 22, 24, 32, 48, 64};
-
-QByteArray readResource(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("The interface resource %s is missing from the build.", qPrintable(path));
-    return file.readAll();
-}
-
-constexpr qreal grid = 24; ///< the side of the drawings
-constexpr QPointF badgeCentre(17.8, 17.8);
-
-QIcon render(const QByteArray& drawing, const QByteArray& badge = {}) {
-    QSvgRenderer renderer(drawing);
-    QSvgRenderer badgeRenderer(badge.isEmpty() ? drawing : badge);
-    QIcon icon;
-    for (const int size : sizes) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        renderer.render(&painter);
-        if (!badge.isEmpty()) {
-            // A gap around the badge makes it stand off at 16 pixels too.
-            painter.save();
-            painter.scale(size / grid, size / grid);
-            painter.setCompositionMode(QPainter::CompositionMode_Clear);
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(Qt::black);
-            painter.drawEllipse(badgeCentre, 7.3, 7.3);
-            painter.restore();
-            badgeRenderer.render(&painter);
-        }
-        painter.end();
-        icon.addPixmap(pixmap);
-    }
-    return icon;
-}
 
 /// What the lower right corner shows.
 QByteArray badge(TrayIcon icon) {
@@ -82,10 +42,8 @@ QIcon trayIcon(TrayIcon icon, bool onDark) {
     static const auto quill = readResource(QStringLiteral(":/quillo/icons/quillo-symbolic.svg"));
     auto drawing = quill;
     drawing.replace(QByteArray("#2e3436"), QByteArray(onDark ? "#f3f4f6" : "#2e3436"));
-    return render(drawing, badge(icon));
+    return renderIcon(drawing, badge(icon));
 }
-
-QIcon applicationIcon() { return render(readResource(QStringLiteral(":/quillo/icons/quillo.svg"))); }
 
 bool isPanelDark() {
     // The top bar of this desktop is dark in its light style too.

@@ -10,9 +10,6 @@ namespace quillo {
 /// the other states carry a coloured badge and are readable on both.
 [[nodiscard]] QIcon trayIcon(TrayIcon icon, bool onDark);
 
-/// The application's own icon, for windows.
-[[nodiscard]] QIcon applicationIcon();
-
 /// Whether panels of the running desktop are dark. Some are whatever the palette says.
 [[nodiscard]] bool isPanelDark();
 

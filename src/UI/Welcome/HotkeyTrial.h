@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Concurrency/Clock.h"
-#include "UI/UserInterfaceHooks.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
 
 #include <QObject>
 

@@ -1,6 +1,6 @@
 #include "UI/Welcome/MicrophoneTest.h"
 
-#include "UI/Texts.h"
+#include "UI/Foundation/Texts.h"
 
 #include <QPointer>
 

@@ -22,7 +22,7 @@ WelcomeViewModel::WelcomeViewModel(const UserInterfaceHooks& hooks, AccountModel
     add(hooks.listLanguages && hooks.selectLanguage, languageStep);
     add(!m_hotkey.name().isEmpty() || !m_hotkey.steps().isEmpty(), hotkeyStep);
     add(hooks.startMicrophoneTest && hooks.stopMicrophoneTest, microphoneStep);
-    add(account.isAvailable(), accountStep);
+    add(true, accountStep);
     add(true, readyStep);
 }
 

@@ -1,6 +1,6 @@
 #include "UI/Welcome/WelcomeWindow.h"
 
-#include "UI/Texts.h"
+#include "UI/Foundation/Texts.h"
 
 namespace quillo {
 

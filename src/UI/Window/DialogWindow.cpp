@@ -1,6 +1,6 @@
 #include "UI/Window/DialogWindow.h"
 
-#include "UI/Tray/TrayIcons.h"
+#include "UI/Foundation/ApplicationIcon.h"
 
 #include <QCursor>
 #include <QGuiApplication>

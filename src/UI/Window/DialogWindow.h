@@ -1,6 +1,6 @@
 #pragma once
 
-#include "UI/QmlEngineHost.h"
+#include "UI/Window/QmlEngineHost.h"
 
 #include <QQuickWindow>
 

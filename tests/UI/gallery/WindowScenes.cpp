@@ -58,7 +58,7 @@ DialogWindow* WindowGallery::account(const AccountState& state) {
 }
 
 void WindowGallery::changeAccount(const AccountState& state) {
-    m_fakes.account = state;
+    m_fakes.accountState = state;
     m_account.refresh();
 }
 

@@ -29,7 +29,7 @@ private:
     quillo::QmlEngineHost& m_host;
     quillo::test::FakeApplication& m_fakes;
     quillo::Clock& m_clock;
-    quillo::AccountModel m_account{m_fakes.hooks};
+    quillo::AccountModel m_account{m_fakes};
     std::unique_ptr<quillo::LanguagePickerWindow> m_picker;
     std::unique_ptr<quillo::WelcomeWindow> m_welcome;
     std::unique_ptr<quillo::AccountWindow> m_accountWindow;

@@ -6,8 +6,8 @@
 #include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
 #include "UI/FakeApplication.h"
+#include "UI/Foundation/Texts.h"
 #include "UI/Pill/FloatingPill.h"
-#include "UI/Texts.h"
 #include "UI/Tray/TrayIcons.h"
 #include "UI/UserInterface.h"
 #include "WindowScenes.h"
@@ -173,7 +173,7 @@ private:
         [](const RecordingAction&) { return false; }};
     QmlEngineHost m_host;
     PillViewModel m_viewModel{m_store, m_clock, &Texts::lookUp, m_fakes.hooks.pillEnabled};
-    FloatingPill m_pill{m_viewModel, m_host, m_fakes.hooks};
+    FloatingPill m_pill{m_viewModel, m_host, m_fakes.hooks, *m_fakes.windowHints};
     WindowGallery m_windows{m_host, m_fakes, m_clock};
     std::vector<WindowScene> m_windowScenes = m_windows.scenes();
     size_t m_windowScene = 0;
@@ -189,7 +189,7 @@ int runIdle(bool afterWindows) {
         EventExecutor::main(), RecordingState(),
         [](const RecordingState& state, const RecordingAction&) { return state; }, {},
         [](const QString&, const QString&) {}, [](const RecordingAction&) { return false; });
-    const auto interface = createUserInterface(store, fakes.hooks);
+    const auto interface = createUserInterface(store, fakes, fakes.hooks, *fakes.windowHints);
     interface->prepare();
     if (afterWindows) {
         interface->showWelcome();

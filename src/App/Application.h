@@ -1,0 +1,48 @@
+#pragma once
+
+#include "App/Account/AccountSession.h"
+#include "App/Dictation/Dictation.h"
+#include "App/Dictation/DictationHotkeys.h"
+#include "App/History/HistoryStartup.h"
+#include "App/History/RecordingQueue.h"
+#include "App/Interface/Notices.h"
+#include "App/Remote/ControlService.h"
+#include "App/System/InterfaceAdapters.h"
+#include "App/System/LoginItemSetting.h"
+#include "App/System/ServerChoice.h"
+#include "App/System/ServiceContainer.h"
+#include "Features/Application/Commands.h"
+#include "UI/UserInterface.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillo {
+
+/// The parts of the running application, in the order in which `startUp` makes them; they end in the reverse order.
+/// Without services what follows `services` stays empty but for `commands` and `control`.
+struct Application {
+    SystemClock clock{EventExecutor::main()};
+    TaskRunner tasks;
+    std::function<void()> quit; ///< what `Commands::quit` does
+    InstanceLock instance;
+    Notices notices;
+    InterfaceAdapters adapters;
+    std::optional<ServerChoice> server;
+    std::unique_ptr<ModelContainer> history; ///< null when not even memory holds one
+    std::unique_ptr<ServiceContainer> services;
+    std::optional<LoginItemSetting> loginItem;
+    std::optional<AccountSession> account;
+    std::optional<RecordingQueue> queue;
+    std::optional<Dictation> dictation;
+    std::optional<DictationHotkeys> hotkeys;
+    std::unique_ptr<Commands> commands;
+    std::unique_ptr<ControlService> control;
+    std::unique_ptr<TrayHost> statusItem; ///< until the interface takes it
+    std::unique_ptr<UserInterface> interface;
+
+    [[nodiscard]] ModelContext* historyContext() const { return history ? &history->mainContext() : nullptr; }
+};
+
+} // namespace quillo

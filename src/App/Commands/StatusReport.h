@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Features/Recording/RecordingSideEffects.h"
+#include "Features/Recording/RecordingState.h"
+
+namespace quillo {
+
+/// What the status says beside the dictation.
+struct StatusSurroundings {
+    QString server; ///< "HOST" or "HOST:PORT"
+    bool hotkeysArmed = false;
+    QString microphone; ///< its name; empty when none is known
+};
+
+/// The answer of `Commands::status`: one JSON object. Durations are milliseconds.
+[[nodiscard]] QString statusReport(const RecordingState& state, const std::optional<RecordingReport>& lastRun,
+                                   const StatusSurroundings& surroundings);
+
+} // namespace quillo

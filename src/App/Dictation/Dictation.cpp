@@ -1,0 +1,89 @@
+#include "App/Dictation/Dictation.h"
+
+#include "Core/Log.h"
+#include "Features/Recording/RecordingReducer.h"
+#include "Localization/LocalizationManager.h"
+
+namespace quillo {
+
+namespace {
+
+RecordingStore::ReduceFunction reducer(Clock& clock) {
+    return [reducer = RecordingReducer([&clock] { return clock.wallTime(); })](
+               const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); };
+}
+
+} // namespace
+
+Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& clock, TaskRunner& tasks,
+                     ArchiveStores stores, std::function<void()> delivered)
+    : m_services(services), m_settings(settings), m_probe(*services.audioService, tasks),
+      m_effects(recordingServices(clock, stores)),
+      m_store(
+          EventExecutor::main(), RecordingState(), reducer(clock),
+          [this](RecordingAction action, RecordingState state) {
+              // The microphone is captured once at a time, and the dictation goes first.
+              if (std::holds_alternative<action::StartRecording>(action))
+                  m_probe.giveWay(LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
+              return m_effects.handle(std::move(action), std::move(state));
+          },
+          [](const QString& name, const QString& error) {
+              appLog(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error,
+                     QStringLiteral("App"));
+          },
+          [this](const RecordingAction& action) { return m_effects.handles(action); }) {
+    m_observation = m_store.observe(
+        [this, delivered = std::move(delivered)](const RecordingState& before, const RecordingState& after) {
+            if (before.status == after.status)
+                return;
+            m_services.hotkeyService->setRecordingActive(after.status.isActive());
+            if (before.status.is<RecordingState::Processing>())
+                delivered();
+        });
+    applyMicrophone();
+    QObject::connect(&m_settings, &UserSettings::changed, &m_context, [this](const QString& key) {
+        if (key == QStringLiteral("selectedMicrophoneId"))
+            applyMicrophone();
+    });
+}
+
+RecordingServices Dictation::recordingServices(Clock& clock, ArchiveStores stores) {
+    return {clock,
+            *m_services.audioService,
+            *m_services.webSocketService,
+            *m_services.textInjectionService,
+            *m_services.tokenStorage,
+            *m_services.authService,
+            *m_services.permissionService,
+            *m_services.networkMonitor,
+            *m_services.metricsService,
+            *m_services.applications,
+            *m_services.sounds,
+            [this] { return preferences(); },
+            stores,
+            [this](bool languageMismatch) { m_settings.countRecording(languageMismatch); }};
+}
+
+RecordingPreferences Dictation::preferences() const {
+    RecordingPreferences preferences;
+    preferences.languages = m_settings.dictationLanguages();
+    preferences.languageChosen = m_settings.hasChosenLanguage();
+    preferences.playSound = m_settings.playSound();
+    preferences.insertionMode = m_settings.insertionMode();
+    preferences.restoreClipboard = m_settings.restoreClipboard();
+    preferences.enhancedTranscription =
+        m_settings.enhancedTranscriptionEnabled() && m_settings.hasValidEnhancedConsent();
+    preferences.enhancedConsentTimestamp = m_settings.enhancedConsentTimestamp();
+    preferences.demoMode = m_settings.useDemoMode();
+    preferences.primaryLanguage = m_settings.primaryLanguage();
+    preferences.secondaryLanguage = m_settings.secondaryLanguage();
+    preferences.keepAudio = m_settings.keepAudio();
+    preferences.isFirstRecording = m_settings.totalRecordingsCount() == 0;
+    return preferences;
+}
+
+void Dictation::applyMicrophone() {
+    m_services.audioService->setPreferredInputDeviceID(m_settings.selectedMicrophoneId());
+}
+
+} // namespace quillo

@@ -1,0 +1,40 @@
+#include "App/Dictation/MicrophoneProbe.h"
+
+namespace quillo {
+
+void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
+    stop();
+    m_onFailure = onFailure;
+    m_listening = m_tasks.run(QStringLiteral("microphone test"),
+                              [&audio = m_audio, onLevel = std::move(onLevel),
+                               onFailure = std::move(onFailure)](std::stop_token stop) -> Task<> {
+                                  QString failure;
+                                  try {
+                                      auto chunks = co_await audio.startCapture();
+                                      while (const auto chunk = co_await chunks.next(stop))
+                                          if (!stop.stop_requested())
+                                              onLevel(chunk->level);
+                                  } catch (const AudioServiceError& error) {
+                                      failure = QString::fromUtf8(error.what());
+                                  }
+                                  if (!failure.isEmpty() && !stop.stop_requested())
+                                      onFailure(failure);
+                              });
+}
+
+void MicrophoneProbe::stop() {
+    if (!m_listening.isRunning())
+        return;
+    m_listening.cancel();
+    // At once, and not when the task sees it: whoever asked may want the microphone for a dictation now.
+    m_audio.stopCapture();
+}
+
+void MicrophoneProbe::giveWay(const QString& reason) {
+    if (!m_listening.isRunning())
+        return;
+    stop();
+    m_onFailure(reason);
+}
+
+} // namespace quillo

@@ -1,0 +1,67 @@
+#include "App/History/HistoryStartup.h"
+
+#include "Core/Log.h"
+#include "Core/NotificationCenter.h"
+#include "Data/TagManager.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Localization/LocalizationManager.h"
+
+#include <QDir>
+
+namespace quillo {
+
+namespace {
+
+void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
+
+void tellUser(const UserMessage& message) {
+    NotificationCenter::shared().post(notification::userNotice,
+                                      {{QStringLiteral("message"), LocalizationManager::shared().t(message)}});
+}
+
+std::unique_ptr<ModelContainer> createOrFallBack() {
+    try {
+        auto container = DataContainer::create();
+        log(QStringLiteral("[AppDelegate] ✅ Using shared ModelContainer (provided by QuilloApp)"));
+        return container;
+    } catch (const StoreError& error) {
+        log(QStringLiteral("Could not create ModelContainer: %1").arg(error.message()), LogLevel::error);
+        tellUser(errorTexts::of(error.cause()));
+    }
+    log(QStringLiteral("[AppDelegate] ⚠️ ModelContainer is nil — QuilloApp did not provide it. Falling back to "
+                       "local-only."),
+        LogLevel::warn);
+    try {
+        return DataContainer::createInMemory();
+    } catch (const StoreError& error) {
+        log(QStringLiteral("[AppDelegate] ⚠️ Failed to create fallback ModelContainer: %1").arg(error.message()),
+            LogLevel::error);
+    }
+    return nullptr;
+}
+
+} // namespace
+
+InstanceLock::InstanceLock() {
+    const auto folder = DataContainer::storeDirectory();
+    QDir().mkpath(folder);
+    m_lock = std::make_unique<QLockFile>(folder + QStringLiteral("/quillo.lock"));
+    m_lock->setStaleLockTime(0); // a program that runs for weeks does not go stale
+}
+
+bool InstanceLock::acquire() { return m_lock->tryLock(0) || m_lock->error() != QLockFile::LockFailedError; }
+
+std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments) {
+    auto container = createOrFallBack();
+    if (!container)
+        return nullptr;
+    if (const auto& damaged = container->setAside())
+        tellUser(errorTexts::of(*damaged));
+    auto& context = container->mainContext();
+    TranscriptionRecord::cleanupStaleRecordings(context);
+    DataContainer::seedTestDataIfNeeded(context, arguments);
+    TagManager::shared().setContext(&context);
+    return container;
+}
+
+} // namespace quillo

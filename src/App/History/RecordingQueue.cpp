@@ -1,0 +1,44 @@
+#include "App/History/RecordingQueue.h"
+
+#include "Core/Log.h"
+#include "Core/NotificationCenter.h"
+#include "Data/TagManager.h"
+#include "Services/Recordings/AudioStorageManager.h"
+
+namespace quillo {
+
+RecordingQueue::RecordingQueue(ServiceContainer& services, ModelContext* history, Clock& clock, TaskRunner& tasks)
+    : m_services(services), m_history(history), m_clock(clock), m_tasks(tasks) {
+    m_notifications = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                                       [this](const QString& name, const QVariantMap& userInfo) {
+                                           if (name == notification::pendingRecordRecovered)
+                                               recordDidRecover(userInfo.value(QStringLiteral("recordId")).toString());
+                                       });
+}
+
+RecordingQueue::~RecordingQueue() { QObject::disconnect(m_notifications); }
+
+void RecordingQueue::start() {
+    m_manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
+        *m_services.fileClient, *m_services.networkMonitor, *m_services.authService, Preferences::shared(), m_clock});
+    m_manager->start(m_history);
+    enforceStorageLimit();
+}
+
+void RecordingQueue::enforceStorageLimit() {
+    m_tasks.run(QStringLiteral("storage limit"),
+                [](std::stop_token) { return AudioStorageManager::shared().enforceStorageLimitAsync(); });
+}
+
+void RecordingQueue::recordDidRecover(const QString& id) {
+    try {
+        if (const auto record = m_history ? m_history->record(QUuid(id)) : nullptr)
+            TagManager::shared().applyAutoTag(record);
+    } catch (const StoreError& error) {
+        appLog(QStringLiteral("⚠️ A recovered record could not be tagged: %1").arg(error.message()), LogLevel::warn,
+               QStringLiteral("App"));
+    }
+    enforceStorageLimit();
+}
+
+} // namespace quillo

@@ -1,0 +1,80 @@
+#include "App/Interface/InterfaceHooks.h"
+
+#include "App/Interface/HotkeySetup.h"
+#include "Core/SupportedLanguages.h"
+#include "Localization/LocalizationManager.h"
+#include "Services/Hotkeys/HotkeyConfig.h"
+
+namespace quillo {
+
+namespace {
+
+QString text(const QString& key) { return LocalizationManager::shared().t(key); }
+
+InterfaceChoices languageChoices(const QString& chosen) {
+    const auto automatic = QStringLiteral("auto");
+    InterfaceChoices choices{{automatic, text(QStringLiteral("languagePicker.automatic")), {}, chosen == automatic}};
+    for (const auto& language : SupportedLanguages::all())
+        choices.push_back({language.code, language.nativeName, language.name, language.code == chosen});
+    return choices;
+}
+
+void addChoices(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
+    hooks.listMicrophones = [parts](const std::function<void(InterfaceChoices)>& answer) {
+        parts.tasks.run(QStringLiteral("list microphones"), [parts, answer](std::stop_token) -> Task<> {
+            const auto chosen = parts.settings.selectedMicrophoneId();
+            InterfaceChoices choices;
+            for (const auto& device : co_await parts.services.audioService->getAvailableDevices())
+                choices.push_back({device.id, device.name, {}, device.id == chosen});
+            answer(std::move(choices));
+        });
+    };
+    hooks.selectMicrophone = [&settings = parts.settings](const std::optional<QString>& id) {
+        settings.setSelectedMicrophoneId(id);
+    };
+    hooks.listLanguages = [&settings = parts.settings] { return languageChoices(settings.primaryLanguage()); };
+    hooks.selectLanguage = [&settings = parts.settings](const QString& code) { settings.chooseLanguages(code); };
+}
+
+void addPill(UserInterfaceHooks& hooks, UserSettings& settings) {
+    hooks.pillEnabled = [&settings] { return settings.showFloatingPill(); };
+    hooks.loadPillPosition = [&settings]() -> std::optional<QPointF> {
+        const auto x = settings.pillPositionX();
+        const auto y = settings.pillPositionY();
+        return x && y ? std::optional(QPointF(*x, *y)) : std::nullopt;
+    };
+    hooks.savePillPosition = [&settings](QPointF position) { settings.setPillPosition(position.x(), position.y()); };
+}
+
+void addWelcome(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
+    hooks.hotkeyName = [parts] {
+        return parts.services.hotkeyService->isRunning() ? HotkeyConfig::fromSettings(parts.settings).displayString()
+                                                         : QString();
+    };
+    hooks.hotkeySteps = [] { return hotkeySetup::guide(); };
+    hooks.observeHotkey = [parts](std::function<void(bool)> observer) { parts.hotkeys.observe(std::move(observer)); };
+    hooks.startMicrophoneTest = [parts](MicrophoneProbe::OnLevel onLevel, MicrophoneProbe::OnFailure onFailure) {
+        if (parts.dictation.effects().isBusy())
+            onFailure(text(QStringLiteral("welcome.microphone.dictating")));
+        else
+            parts.dictation.microphoneProbe().start(std::move(onLevel), std::move(onFailure));
+    };
+    hooks.stopMicrophoneTest = [parts] { parts.dictation.microphoneProbe().stop(); };
+    hooks.launchAtLogin = [&settings = parts.settings] { return settings.launchAtLogin(); };
+    hooks.setLaunchAtLogin = [&settings = parts.settings](bool on) {
+        settings.setValue(QStringLiteral("launchAtLogin"), on);
+    };
+    hooks.finishOnboarding = [parts] { parts.account.finishOnboarding(); };
+}
+
+} // namespace
+
+UserInterfaceHooks interfaceHooks(InterfaceParts parts) {
+    UserInterfaceHooks hooks;
+    addChoices(hooks, parts);
+    addPill(hooks, parts.settings);
+    addWelcome(hooks, parts);
+    return hooks;
+}
+
+} // namespace quillo

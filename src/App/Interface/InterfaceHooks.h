@@ -1,0 +1,22 @@
+#pragma once
+
+#include "App/Account/AccountSession.h"
+#include "App/Dictation/DictationHotkeys.h"
+#include "UI/Foundation/UserInterfaceHooks.h"
+
+namespace quillo {
+
+/// What the interface's hooks act on.
+struct InterfaceParts {
+    ServiceContainer& services;
+    UserSettings& settings;
+    Dictation& dictation;
+    DictationHotkeys& hotkeys;
+    AccountSession& account;
+    TaskRunner& tasks;
+};
+
+/// The hooks of the application. The parts must outlive them. Main thread.
+[[nodiscard]] UserInterfaceHooks interfaceHooks(InterfaceParts parts);
+
+} // namespace quillo

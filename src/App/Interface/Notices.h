@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Core/UserMessage.h"
+#include "Platform/Notifications.h"
+
+#include <QMetaObject>
+#include <QStringList>
+
+#include <functional>
+
+namespace quillo {
+
+/// What the user must know although nobody asked: notices of the start, and those that services post as
+/// `notification::userNotice`. They wait until there is an interface to show them in. Main thread.
+class Notices {
+public:
+    using ShowHint = std::function<void(const QString& notice)>;
+
+    Notices();
+    ~Notices();
+    Notices(const Notices&) = delete;
+    Notices& operator=(const Notices&) = delete;
+
+    void add(const QString& notice);
+    void add(const UserMessage& notice);
+    /// Shows what waits and what follows, by the desktop and by `showHint`. `notifications` must outlive the notices.
+    void deliverTo(Notifications& notifications, ShowHint showHint);
+
+private:
+    void deliver();
+
+    QStringList m_waiting;
+    Notifications* m_notifications = nullptr;
+    ShowHint m_showHint;
+    QMetaObject::Connection m_posted;
+};
+
+} // namespace quillo

@@ -1,0 +1,26 @@
+#include "App/Remote/AccountText.h"
+
+namespace quillo {
+
+QString accountText(const AccountState& account) {
+    QString text;
+    switch (account.kind) {
+    case AccountState::Kind::none:
+        text = QStringLiteral("not signed in");
+        break;
+    case AccountState::Kind::anonymous:
+        text = QStringLiteral("not signed in: dictating without an account");
+        break;
+    case AccountState::Kind::signedIn:
+        text = account.name.isEmpty() ? QStringLiteral("signed in as %1").arg(account.email)
+                                      : QStringLiteral("signed in as %1 <%2>").arg(account.name, account.email);
+        break;
+    }
+    if (account.isBusy)
+        text += QStringLiteral("\nwaiting for the browser");
+    if (!account.message.isEmpty())
+        text += QStringLiteral("\nlast attempt: %1").arg(account.message);
+    return text;
+}
+
+} // namespace quillo

@@ -1,0 +1,167 @@
+// The launch, step by step: `startUp` at the end is the order, the functions before it are its steps.
+
+#include "App/Startup.h"
+
+#include "App/Application.h"
+#include "App/Commands/ApplicationCommands.h"
+#include "App/Commands/UnavailableCommands.h"
+#include "App/Interface/HotkeySetup.h"
+#include "App/Interface/InterfaceHooks.h"
+#include "App/System/PreferenceMigrations.h"
+#include "Core/Log.h"
+#include "Data/TagManager.h"
+#include "Localization/LocalizationManager.h"
+
+#include <QCoreApplication>
+#include <QStandardPaths>
+
+namespace quillo {
+
+namespace {
+
+void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
+
+void showStatusItem(Application& app) {
+    app.adapters = InterfaceAdapters::create();
+    app.statusItem = createStatusItem(*app.adapters.windowHints);
+    log(QStringLiteral("✅ Basic status item created in menu bar"));
+    log(QStringLiteral("✅ Quillo launched, basic menu bar ready"));
+}
+
+/// Throws std::exception.
+void buildServices(Application& app) {
+    app.server.emplace(app.clock);
+    const auto& environment = app.server->environment();
+    log(QStringLiteral("[ServiceContainer] Server host: %1").arg(environment.host()));
+    log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(environment.wsTranscribeURL().toString()));
+    app.services = std::make_unique<ServiceContainer>(app.clock, UserSettings::shared(), environment);
+    log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
+}
+
+/// Only reports what is wrong, and can be ended. False when another instance runs already.
+bool goOnWithoutServices(Application& app, const QString& reason) {
+    log(reason, LogLevel::error);
+    log(QStringLiteral("[AppDelegate] ⚠️ setupStore called but serviceContainer is nil — skipping"), LogLevel::warn);
+    app.commands = std::make_unique<UnavailableCommands>(reason, [&app] { app.quit(); });
+    app.control = std::make_unique<ControlService>(*app.commands);
+    if (app.control->registerOnBus() == ControlService::Registration::alreadyRunning)
+        return false;
+    app.adapters.notifications->show(reason);
+    return true;
+}
+
+void setupAccount(Application& app) {
+    auto& services = *app.services;
+    app.account.emplace(
+        *services.authService, services.keychain.get(), UserSettings::shared(), app.clock, app.tasks,
+        AccountSession::Hooks{.accountDidChange =
+                                  [&app] {
+                                      if (app.interface)
+                                          app.interface->accountDidChange();
+                                  },
+                              .showWelcome = [&app] { app.interface->showWelcome(); },
+                              // Without a user nothing could be sent yet; the queue looks again when one signs in.
+                              .sessionDidSettle = [&app] { app.queue->start(); },
+                              .dropConnection =
+                                  [&app] {
+                                      if (!app.dictation->effects().isBusy())
+                                          app.tasks.run(QStringLiteral("disconnect"), [&app](std::stop_token) {
+                                              return app.services->webSocketService->disconnect();
+                                          });
+                                  }});
+}
+
+void setupStore(Application& app) {
+    auto* history = app.historyContext();
+    app.queue.emplace(*app.services, history, app.clock, app.tasks);
+    app.dictation.emplace(*app.services, UserSettings::shared(), app.clock, app.tasks,
+                          history ? ArchiveStores{history, &TagManager::shared()} : ArchiveStores{},
+                          [&app] { app.queue->enforceStorageLimit(); });
+}
+
+void setupCommands(Application& app) {
+    app.commands = std::make_unique<ApplicationCommands>(
+        ApplicationCommands::Parts{.services = *app.services,
+                                   .store = app.dictation->store(),
+                                   .effects = app.dictation->effects(),
+                                   .account = app.account->controller(),
+                                   .tasks = app.tasks,
+                                   .history = app.historyContext(),
+                                   .queue = [&app] { return app.queue->manager(); },
+                                   .serverHost = app.server->environment().host(),
+                                   .show = [&app] { app.interface->showWelcome(); },
+                                   .quit = [&app] { app.quit(); }});
+    app.control = std::make_unique<ControlService>(*app.commands);
+}
+
+void setupHotkeys(Application& app) {
+    app.hotkeys.emplace(*app.services->hotkeyService, *app.dictation);
+    if (!app.hotkeys->arm())
+        hotkeySetup::offerOnce(*app.adapters.notifications);
+}
+
+void setupInterface(Application& app) {
+    app.interface = createUserInterface(
+        app.dictation->store(), *app.commands,
+        interfaceHooks({*app.services, UserSettings::shared(), *app.dictation, *app.hotkeys, *app.account, app.tasks}),
+        *app.adapters.windowHints, std::move(app.statusItem));
+}
+
+/// Shows the welcome to a new user; asks whose session this is either way.
+void openFirstWindow(Application& app) {
+    app.account->sessionCheck().scheduleFallback();
+    // After what is still to be done for a first dictation: a window takes its time to load.
+    EventExecutor::main().post([&app] {
+        if (!UserSettings::shared().onboardingCompleted())
+            app.interface->showWelcome();
+        app.account->sessionCheck().checkSession();
+    });
+}
+
+void deliverNotices(Application& app) {
+    if (app.server->problem())
+        app.notices.add(*app.server->problem());
+    app.notices.deliverTo(*app.adapters.notifications, [&app](const QString& notice) {
+        if (!app.dictation->effects().isBusy())
+            app.dictation->send(action::ShowHint{notice});
+    });
+}
+
+} // namespace
+
+bool startUp(Application& app) {
+    log(QStringLiteral("🚀 Application launching..."));
+    if (!app.instance.acquire())
+        return false;
+    PreferenceMigrations migrations(Preferences::shared(),
+                                    QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+    migrations.copyLegacyDefaults();
+    app.history = openHistory(QCoreApplication::arguments());
+    showStatusItem(app);
+    UserSettings::shared().runMigrations();
+    try {
+        buildServices(app);
+    } catch (const std::exception& error) {
+        return goOnWithoutServices(app, LocalizationManager::shared().t(error));
+    }
+    setupAccount(app);
+    setupStore(app);
+    setupCommands(app);
+    // Only now: clients may send commands as soon as the name appears, so the store must exist.
+    if (app.control->registerOnBus() == ControlService::Registration::alreadyRunning)
+        return false;
+    migrations.keepFunctionKeyOfExistingUser();
+    migrations.dropShiftBackquote();
+    setupHotkeys(app);
+    // From here on nothing delays a first dictation.
+    setupInterface(app);
+    app.server->start();
+    if (app.services->loginItem)
+        app.loginItem.emplace(*app.services->loginItem, UserSettings::shared());
+    app.services->networkMonitor->startMonitoring();
+    openFirstWindow(app);
+    deliverNotices(app);
+    return true;
+}
+
+} // namespace quillo

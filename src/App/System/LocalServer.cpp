@@ -1,0 +1,140 @@
+#include "App/System/LocalServer.h"
+
+#include "Core/Log.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace quillo {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Where the inherited socket stands in the server's process.
+constexpr int inheritedDescriptor = 3;
+constexpr int pendingConnections = 128;
+constexpr Clock::Duration firstRestartDelay = 250ms;
+constexpr Clock::Duration longestRestartDelay = 30s;
+/// A server that ran this long had started well: its end is a new accident, not the old one again.
+constexpr Clock::Duration stableAfter = 30s;
+
+void log(const QString& message, LogLevel level = LogLevel::info) {
+    appLog(QStringLiteral("[LocalServer] ") + message, level, QStringLiteral("LocalServer"));
+}
+
+int bindLoopback(quint16& port) {
+    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (descriptor < 0 || ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        ::listen(descriptor, pendingConnections) != 0 ||
+        ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        const int error = errno;
+        if (descriptor >= 0)
+            ::close(descriptor);
+        throw std::system_error(error, std::generic_category(), "no loopback port for the local server");
+    }
+    port = ntohs(address.sin_port);
+    return descriptor;
+}
+
+} // namespace
+
+LocalServer::LocalServer(Clock& clock) : m_clock(clock) {
+    quint16 port = 0;
+    m_socket = bindLoopback(port);
+    m_host = QStringLiteral("127.0.0.1:%1").arg(port);
+}
+
+LocalServer::~LocalServer() {
+    stop();
+    ::close(m_socket);
+}
+
+QString LocalServer::findProgram() {
+    const auto name = QStringLiteral("quillo-server");
+    const QString beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
+    return QFileInfo(beside).isExecutable() ? beside : QStandardPaths::findExecutable(name);
+}
+
+void LocalServer::start(const QString& program, const QString& logFile) {
+    m_program = program;
+    m_logFile = logFile;
+    m_wanted = true;
+    launch();
+}
+
+void LocalServer::launch() {
+    m_process = std::make_unique<QProcess>();
+    m_process->setChildProcessModifier([socket = m_socket] {
+        // Runs between fork and exec: plain system calls only.
+        if (socket == inheritedDescriptor)
+            ::fcntl(socket, F_SETFD, 0);
+        else
+            ::dup2(socket, inheritedDescriptor);
+    });
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    m_process->setStandardOutputFile(QProcess::nullDevice());
+    // A server without its log is better than none.
+    const auto logFolder = QFileInfo(m_logFile).path();
+    const bool canLog = QDir().mkpath(logFolder) && QFileInfo(logFolder).isWritable();
+    m_process->setStandardErrorFile(canLog ? m_logFile : QProcess::nullDevice(), QIODevice::Append);
+    connect(m_process.get(), &QProcess::finished, this, &LocalServer::handleFinished);
+    connect(m_process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) {
+            log(QStringLiteral("❌ %1 could not be started: %2").arg(m_program, m_process->errorString()),
+                LogLevel::error);
+            handleFinished(-1, QProcess::CrashExit);
+        }
+    });
+    auto arguments = QStringList{QStringLiteral("--listen"), QStringLiteral("fd:%1").arg(inheritedDescriptor),
+                                 QStringLiteral("--exit-with-parent")};
+    arguments += QProcess::splitCommand(qEnvironmentVariable("QUILLO_SERVER_OPTIONS"));
+    m_startedAt = m_clock.now();
+    m_process->start(m_program, arguments);
+    log(QStringLiteral("🚀 Starting %1 on %2").arg(m_program, m_host));
+}
+
+void LocalServer::handleFinished(int exitCode, QProcess::ExitStatus status) {
+    if (!m_wanted)
+        return;
+    if (m_clock.now() - m_startedAt > stableAfter)
+        m_failures = 0;
+    const auto delay =
+        std::min<Clock::Duration>(firstRestartDelay * (1 << std::min(m_failures, 10)), longestRestartDelay);
+    ++m_failures;
+    log(QStringLiteral("⚠️ The local server ended (%1 %2); see %3. Starting it again in %4s")
+            .arg(status == QProcess::CrashExit ? QStringLiteral("signal") : QStringLiteral("exit code"))
+            .arg(exitCode)
+            .arg(m_logFile)
+            .arg(std::chrono::duration<double>(delay).count()),
+        LogLevel::warn);
+    m_restart = m_clock.callLater(delay, [this] { launch(); });
+}
+
+void LocalServer::stop() {
+    m_wanted = false;
+    m_restart.reset();
+    if (!m_process || m_process->state() == QProcess::NotRunning)
+        return;
+    m_process->terminate();
+    if (!m_process->waitForFinished(3000)) {
+        m_process->kill();
+        m_process->waitForFinished(1000);
+    }
+}
+
+} // namespace quillo

@@ -1,0 +1,34 @@
+#include "App/System/LoginItemSetting.h"
+
+namespace quillo {
+
+namespace {
+
+const QString settingKey = QStringLiteral("launchAtLogin");
+
+} // namespace
+
+LoginItemSetting::LoginItemSetting(LoginItem& item, UserSettings& settings)
+    : m_settings(settings), m_launchAtLogin(item) {
+    const bool isChosen = settings.isStored(settingKey);
+    const bool chosen = settings.launchAtLogin();
+    m_isEnabled = m_launchAtLogin.reconcile(isChosen ? std::optional(chosen) : std::nullopt);
+    if (isChosen && m_isEnabled != chosen)
+        settings.setValue(settingKey, m_isEnabled);
+    QObject::connect(&settings, &UserSettings::changed, &m_context, [this](const QString& key) {
+        if (key == settingKey)
+            settingDidChange();
+    });
+}
+
+void LoginItemSetting::settingDidChange() {
+    const bool desired = m_settings.launchAtLogin();
+    if (desired == m_isEnabled)
+        return;
+    m_isEnabled = m_launchAtLogin.change(desired);
+    // The setting says what is the case: the switch goes back where the desktop refused.
+    if (m_isEnabled != desired)
+        m_settings.setValue(settingKey, m_isEnabled);
+}
+
+} // namespace quillo

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Services/Desktop/LaunchAtLogin.h"
+#include "Services/Settings/UserSettings.h"
+
+#include <QObject>
+
+namespace quillo {
+
+/// Keeps the desktop's login item and the setting "launchAtLogin" alike. Main thread.
+class LoginItemSetting {
+public:
+    /// Both must outlive this object.
+    LoginItemSetting(LoginItem& item, UserSettings& settings);
+
+private:
+    void settingDidChange();
+
+    UserSettings& m_settings;
+    LaunchAtLogin m_launchAtLogin;
+    bool m_isEnabled = false; ///< the login item, as far as is known here
+    QObject m_context;        ///< ends the connection to the settings
+};
+
+} // namespace quillo

@@ -1,0 +1,44 @@
+#include "App/System/ServerChoice.h"
+
+#include "App/System/ServiceContainer.h"
+#include "Core/LoggingService.h"
+
+#include <QFileInfo>
+
+#include <system_error>
+
+namespace quillo {
+
+namespace {
+
+/// Nothing answers there: the discard service is gone from every system in use. What is said waits in the queue.
+const QString unservedHost = QStringLiteral("127.0.0.1:9");
+
+} // namespace
+
+ServerChoice::ServerChoice(Clock& clock) { m_environment = choose(clock); }
+
+ServerEnvironment ServerChoice::choose(Clock& clock) {
+    // The mock services ask no server.
+    if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST") || ServiceContainer::usesMockServices())
+        return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
+    if (LocalServer::findProgram().isEmpty()) {
+        m_problem = UserMessage{QStringLiteral("start.noServerInstalled")};
+        return ServerEnvironment::fromEnvironment(unservedHost);
+    }
+    try {
+        m_localServer = std::make_unique<LocalServer>(clock);
+    } catch (const std::system_error& error) {
+        m_problem = UserMessage{QStringLiteral("start.localServerFailed"), {QString::fromUtf8(error.what())}};
+        return ServerEnvironment::fromEnvironment(unservedHost);
+    }
+    return ServerEnvironment::fromEnvironment(m_localServer->host());
+}
+
+void ServerChoice::start() {
+    if (m_localServer)
+        m_localServer->start(LocalServer::findProgram(),
+                             QFileInfo(LoggingService::defaultPath()).path() + QStringLiteral("/quillo-server.log"));
+}
+
+} // namespace quillo

@@ -1,0 +1,182 @@
+#include "App/System/ServiceContainer.h"
+
+#include "Core/Log.h"
+#include "Core/Preferences.h"
+#include "Platform/Linux/AtSpi/AtSpiAccessibility.h"
+#include "Platform/Linux/LoginItem/AutostartLoginItem.h"
+#include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
+#include "Platform/Linux/Reachability/NetlinkPathMonitor.h"
+#include "Platform/Linux/SecretService/SecretStores.h"
+#include "Platform/Linux/Sounds/PulseAudioSounds.h"
+#include "Platform/Linux/Wayland/DataControlPasteboard.h"
+#include "Platform/Linux/Wayland/DesktopProtocol.h"
+#include "Platform/Linux/X11/InjectionGuard.h"
+#include "Platform/Linux/X11/KeyboardGrabProbe.h"
+#include "Platform/Linux/X11/X11Applications.h"
+#include "Platform/Linux/X11/X11KeyEventSource.h"
+#include "Platform/Linux/X11/X11KeyInjector.h"
+#include "Platform/Linux/X11/X11Pasteboard.h"
+#include "Platform/Unavailable.h"
+#include "Services/Auth/AuthService.h"
+#include "Services/Desktop/PermissionService.h"
+#include "Services/Hotkeys/HotkeyService.h"
+#include "Services/Injection/TextInjectionService.h"
+#include "Services/Metrics/MetricsService.h"
+#include "Services/Microphone/AUHALAudioService.h"
+#include "Services/Mock/MockServices.h"
+#include "Services/Network/NetworkMonitorService.h"
+#include "Services/Socket/WebSocketService.h"
+#include "Services/Upload/TranscriptionFileClient.h"
+
+#include <QDesktopServices>
+#include <QStandardPaths>
+
+namespace quillo {
+
+namespace {
+
+const QString deviceIdPreference = QStringLiteral("com.quillospeech.deviceId");
+
+/// The adapter, or the stand-in where the desktop has none.
+template <class Interface>
+std::unique_ptr<Interface> orElse(std::unique_ptr<Interface> adapter, std::unique_ptr<Interface> (*standIn)()) {
+    return adapter ? std::move(adapter) : standIn();
+}
+
+/// No browser trusts the authority that a server on this machine made for itself; nobody listens between them either.
+QUrl browserPages(const ServerEnvironment& environment) {
+    auto pages = environment.authBaseURL();
+    if (environment.isLoopback())
+        pages.setScheme(QStringLiteral("http"));
+    return pages;
+}
+
+std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
+    const auto folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo");
+    return std::make_shared<KeychainTokenStorage>(
+        createSecretStore(folder + QStringLiteral("/secrets.json")),
+        KeychainTokenStorage::DeviceIdMirror{
+            [] {
+                const auto stored = Preferences::shared().value(deviceIdPreference).toString();
+                return stored.isEmpty() ? std::nullopt : std::optional(stored);
+            },
+            [](const QString& id) { Preferences::shared().setValue(deviceIdPreference, id); },
+        });
+}
+
+} // namespace
+
+bool ServiceContainer::usesMockServices() { return qEnvironmentVariableIsSet("USE_MOCK_SERVICES"); }
+
+ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+    if (usesMockServices())
+        useMocks(clock);
+    else
+        useDesktop(clock, settings, environment);
+}
+
+void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+    audioHardware = createPulseAudioHardware();
+    if (desktopProtocol(QProcessEnvironment::systemEnvironment()) == DesktopProtocol::wayland)
+        connectWayland();
+    else
+        connectX11();
+    sounds = createSounds();
+
+    audioService = std::make_unique<AUHALAudioService>(*audioHardware);
+    keychain = makeTokenStorage();
+    tokenStorage = keychain;
+    trust = TrustedNetwork::fromEnvironment(environment.isLoopback() && !environment.isCustomHost());
+    webSocketService = std::make_unique<WebSocketService>(
+        WebSocketService::Config{
+            .serverURL = [url = environment.wsTranscribeURL()] { return url; },
+            .tokenStorage = tokenStorage,
+            .staticToken = {},
+            .trust = trust,
+            .clientVersion = QStringLiteral(QUILLO_VERSION),
+            .timeouts = {},
+        },
+        clock);
+    textInjectionService = std::make_unique<TextInjectionService>(
+        *pasteboard, *keyInjector, *applications, *accessibility, clock,
+        [&settings] { return settings.value(QStringLiteral("smartSpacing")).toBool(); });
+    permissionService = std::make_unique<PermissionService>(
+        [this] { return audioHardware->isAvailable(); },
+        // Without a way to send keys the text still reaches the clipboard: that is a degraded mode, not a refusal.
+        [this] { return keyInjector->isAvailable() || pasteboard->isAvailable(); });
+    hotkeyService = std::make_unique<HotkeyService>(*keyEvents, clock, settings);
+    authService = std::make_unique<AuthService>(
+        AuthService::Config{
+            .authBaseURL = environment.authBaseURL(),
+            .apiBaseURL = environment.apiBaseURL(),
+            .tokenStorage = tokenStorage,
+            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+            .loadStorage = [storage = keychain] { return storage->load(); },
+            .clientVersion = QStringLiteral(QUILLO_VERSION),
+            .openBrowser = [](const QUrl& page) { return QDesktopServices::openUrl(page); },
+            .browserAuthBaseURL = browserPages(environment),
+        },
+        clock);
+    fileClient = std::make_unique<TranscriptionFileClient>(
+        TranscriptionFileClient::Config{
+            .apiBaseURL = environment.apiBaseURL(),
+            .tokenStorage = tokenStorage,
+            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+        },
+        *authService, clock);
+    networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
+    metricsService = std::make_unique<MetricsService>();
+    loginItem = createAutostartLoginItem(AutostartPlace::ofThisProcess());
+}
+
+ServiceContainer::~ServiceContainer() = default;
+
+void ServiceContainer::useMocks(Clock& clock) {
+    appLog(QStringLiteral("🧪 Running in TEST MODE with mock services"), LogLevel::info,
+           QStringLiteral("ServiceContainer"));
+    keyEvents = makeUnavailableKeyEventSource();
+    keyInjector = makeUnavailableKeyInjector();
+    pasteboard = makeUnavailablePasteboard();
+    applications = makeUnavailableApplications();
+    accessibility = makeUnavailableAccessibility();
+    sounds = createSounds();
+
+    audioService = mock::createAudioService(clock);
+    webSocketService = mock::createWebSocketService(clock);
+    textInjectionService = mock::createTextInjectionService();
+    permissionService = mock::createPermissionService();
+    hotkeyService = mock::createHotkeyService();
+    tokenStorage = std::make_shared<InMemoryTokenStorage>();
+    tokenStorage->setAccessToken(QStringLiteral("mock"));
+    tokenStorage->setAccessTokenExpiresAt(clock.wallTime().addDays(1));
+    authService = mock::createAuthService(clock);
+    fileClient = mock::createFileClient();
+    networkMonitor = mock::createNetworkMonitor();
+    metricsService = std::make_unique<MetricsService>();
+}
+
+void ServiceContainer::connectX11() {
+    const auto guard = std::make_shared<InjectionGuard>();
+    keyEvents = orElse(createX11KeyEventSource(guard), makeUnavailableKeyEventSource);
+    keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
+    pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
+    applications = orElse(createX11Applications(), makeUnavailableApplications);
+    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); });
+}
+
+void ServiceContainer::connectWayland() {
+    // Keys and windows of the session are out of reach: an X server beside the compositor shows its own clients alone.
+    // Adapters over the desktop's portals belong here.
+    keyEvents = makeUnavailableKeyEventSource();
+    keyInjector = makeUnavailableKeyInjector();
+    applications = makeUnavailableApplications();
+    pasteboard = createDataControlPasteboard();
+    // A compositor without data control takes the clipboard of its X clients over without asking for the focus (GNOME).
+    if (!pasteboard && !qEnvironmentVariableIsEmpty("DISPLAY"))
+        pasteboard = createX11Pasteboard();
+    pasteboard = orElse(std::move(pasteboard), makeUnavailablePasteboard);
+    accessibility = createAtSpiAccessibility([] { return false; });
+}
+
+} // namespace quillo

@@ -1,0 +1,210 @@
+// What D-Bus, the command line, the tray and the windows ask of the application, over the mock services.
+
+#include "App/Account/AccountController.h"
+#include "App/Commands/ApplicationCommands.h"
+#include "App/Commands/UnavailableCommands.h"
+#include "App/Dictation/Dictation.h"
+#include "App/History/RecordingQueue.h"
+#include "App/System/ServiceContainer.h"
+#include "Data/DataContainer.h"
+#include "Data/TagManager.h"
+#include "Localization/LocalizationManager.h"
+#include "Services/History/HistoryError.h"
+#include "Services/Mock/MockServices.h"
+#include "Support/Async.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace quillo;
+using namespace quillo::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Settings, history and audio of these tests alone; before anything asks for a folder.
+struct Home {
+    QTemporaryDir folder;
+    Home() {
+        for (const char* variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
+            qputenv(variable, QFile::encodeName(folder.path()));
+    }
+};
+const Home home;
+
+class CommandsTest : public testing::Test {
+protected:
+    CommandsTest() {
+        settings.chooseLanguages(QStringLiteral("en"));
+        settings.setValue(QStringLiteral("playSound"), false);
+    }
+    ~CommandsTest() override { await(dictation.effects().shutDown()); }
+
+    static UserSettings& sharedSettings() {
+        qputenv("USE_MOCK_SERVICES", "1");
+        return UserSettings::shared();
+    }
+    ModelContext& history() { return container->mainContext(); }
+    bool eventually(const std::function<bool()>& condition) {
+        return waitUntil([&] {
+            clock.advance(50ms);
+            return condition();
+        });
+    }
+    QJsonObject status() const { return QJsonDocument::fromJson(commands.status().toUtf8()).object(); }
+    bool becomes(const QString& word) {
+        return eventually([&] { return status().value(QStringLiteral("status")) == word; });
+    }
+    QString add(const QString& recordStatus) {
+        const auto record = std::make_shared<TranscriptionRecord>();
+        record->status = recordStatus;
+        record->text = QStringLiteral("said");
+        history().insert(record);
+        history().save();
+        return record->id.toString(QUuid::WithoutBraces);
+    }
+
+    UserSettings& settings = sharedSettings();
+    ManualClock clock{EventExecutor::main()};
+    TaskRunner tasks{[](const QString& name, const QString& error) {
+        ADD_FAILURE() << name.toStdString() << ": " << error.toStdString();
+    }};
+    std::unique_ptr<ModelContainer> container = DataContainer::createInMemory();
+    ServiceContainer services{clock, settings, ServerEnvironment::fromEnvironment(QStringLiteral("localhost"))};
+    int signIns = 0;
+    AccountController account{*services.authService, tasks, [] {}, [this] { ++signIns; }};
+    RecordingQueue queue{services, &history(), clock, tasks};
+    Dictation dictation{services, settings, clock, tasks, {&history(), &TagManager::shared()}, [] {}};
+    int shown = 0;
+    int quits = 0;
+    ApplicationCommands::Parts parts{.services = services,
+                                     .store = dictation.store(),
+                                     .effects = dictation.effects(),
+                                     .account = account,
+                                     .tasks = tasks,
+                                     .history = &history(),
+                                     .queue = [this] { return queue.manager(); },
+                                     .serverHost = QStringLiteral("localhost"),
+                                     .show = [this] { ++shown; },
+                                     .quit = [this] { ++quits; }};
+    ApplicationCommands commands{parts};
+};
+
+TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
+    EXPECT_TRUE(commands.lastText().isEmpty());
+    commands.stop();
+    commands.cancel();
+    EXPECT_TRUE(becomes(QStringLiteral("idle"))) << "nothing runs that could be stopped";
+    commands.start();
+    ASSERT_TRUE(becomes(QStringLiteral("recording")));
+    EXPECT_EQ(status().value(QStringLiteral("server")), QStringLiteral("localhost"));
+    EXPECT_EQ(status().value(QStringLiteral("microphone")), QStringLiteral("Built-in Microphone"));
+    ASSERT_TRUE(eventually([&] { return !status().value(QStringLiteral("partialText")).toString().isEmpty(); }));
+    const auto before = status().value(QStringLiteral("partialText")).toString();
+    commands.start();
+    EXPECT_TRUE(status().value(QStringLiteral("partialText")).toString().startsWith(before)) << "it began again";
+    commands.stop();
+    ASSERT_TRUE(becomes(QStringLiteral("idle")));
+    ASSERT_TRUE(eventually([&] { return status().contains(QStringLiteral("lastRun")); }));
+    EXPECT_TRUE(mock::transcript().startsWith(commands.lastText().section(u' ', 0, 1)));
+    EXPECT_EQ(status().value(QStringLiteral("lastRun")).toObject().value(QStringLiteral("text")), commands.lastText());
+    commands.insertAgain();
+}
+
+TEST_F(CommandsTest, ToggleStartsAndStopsAndCancelDiscards) {
+    commands.toggle();
+    ASSERT_TRUE(becomes(QStringLiteral("recording")));
+    commands.cancel();
+    ASSERT_TRUE(eventually([&] { return !dictation.effects().isBusy(); }));
+    EXPECT_TRUE(commands.lastText().isEmpty());
+    EXPECT_EQ(history().count({}), 0);
+    ASSERT_TRUE(becomes(QStringLiteral("idle")));
+    commands.toggle();
+    ASSERT_TRUE(eventually([&] { return !status().value(QStringLiteral("partialText")).toString().isEmpty(); }));
+    commands.toggle();
+    ASSERT_TRUE(eventually([&] { return !commands.lastText().isEmpty(); }));
+}
+
+TEST_F(CommandsTest, AnAccountIsSignedInToAndLeft) {
+    commands.signIn();
+    EXPECT_TRUE(commands.account().isBusy);
+    commands.cancelSignIn();
+    ASSERT_TRUE(eventually([&] { return !commands.account().isBusy; }));
+    EXPECT_TRUE(commands.account().message.isEmpty()) << "who cancels has not met an error";
+    EXPECT_EQ(signIns, 0);
+    commands.registerAccount();
+    ASSERT_TRUE(eventually([&] { return commands.account().kind == AccountState::Kind::signedIn; }));
+    EXPECT_EQ(commands.account().email, QStringLiteral("ada@example.org"));
+    EXPECT_EQ(signIns, 1);
+    for (const auto leave : {&Commands::signOut, &Commands::deleteAccount}) {
+        commands.signIn();
+        ASSERT_TRUE(eventually([&] { return !commands.account().isBusy; }));
+        (commands.*leave)();
+        ASSERT_TRUE(eventually([&] { return commands.account().kind == AccountState::Kind::anonymous; }))
+            << "dictation goes on without the account";
+    }
+}
+
+TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
+    using Code = HistoryError::Code;
+    const auto unknown = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    const auto busy = add(RecordStatus::recording);
+    const auto finished = add(RecordStatus::completed);
+    auto withoutHistory = parts;
+    withoutHistory.history = nullptr;
+    ApplicationCommands none(withoutHistory);
+    const auto refused = [](const std::function<void()>& command) -> std::optional<Code> {
+        try {
+            command();
+        } catch (const HistoryError& error) {
+            EXPECT_NE(LocalizationManager::shared().t(error), error.message().key) << "has no words";
+            return error.code();
+        }
+        return std::nullopt;
+    };
+    for (const auto& [id, code] : {std::pair(unknown, Code::noRecord), std::pair(QStringLiteral("x"), Code::noRecord),
+                                   std::pair(busy, Code::recordBusy)}) {
+        EXPECT_EQ(refused([&] { commands.deleteRecord(id); }), code);
+        EXPECT_EQ(refused([&] { commands.retranscribeRecord(id, {}); }), code);
+        EXPECT_EQ(refused([&] { commands.copyRecord(id); }), code);
+        EXPECT_EQ(refused([&] { none.deleteRecord(id); }), Code::noHistory);
+    }
+    EXPECT_EQ(refused([&] { commands.retranscribeRecord(finished, {}); }), Code::queueNotReady);
+    queue.start();
+    EXPECT_EQ(refused([&] { commands.retranscribeRecord(finished, {}); }), Code::audioGone);
+    commands.deleteRecord(finished);
+    EXPECT_FALSE(history().record(QUuid(finished)));
+    EXPECT_TRUE(history().record(QUuid(busy)));
+}
+
+TEST_F(CommandsTest, WindowsAndTheEndAreTheApplications) {
+    commands.show();
+    commands.quit();
+    EXPECT_EQ(shown, 1);
+    EXPECT_EQ(quits, 1);
+}
+
+TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
+    int quits = 0;
+    UnavailableCommands commands(QStringLiteral("no such server"), [&] { ++quits; });
+    for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
+                               &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
+                               &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
+        try {
+            (commands.*command)();
+            ADD_FAILURE() << "did something";
+        } catch (const std::exception& error) {
+            EXPECT_STREQ(error.what(), "no such server");
+        }
+    EXPECT_THROW(commands.deleteRecord({}), std::exception);
+    EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(QStringLiteral("message")),
+              QStringLiteral("no such server"));
+    commands.quit();
+    EXPECT_EQ(quits, 1);
+}
+
+} // namespace
