@@ -2,7 +2,7 @@
 
 #include "Core/SupportedLanguages.h"
 #include "Localization/LocalizationManager.h"
-#include "UI/Texts.h"
+#include "UI/Foundation/Texts.h"
 
 namespace quillo {
 

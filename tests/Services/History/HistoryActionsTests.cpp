@@ -1,0 +1,83 @@
+#include "Services/History/HistoryActions.h"
+
+#include "Data/DataContainer.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace quillo;
+
+namespace {
+
+class FakePlayback final : public AudioPlayback {
+public:
+    void play(const QString& path, std::stop_token) override { played << path; }
+    QStringList played;
+};
+
+class HistoryActionsTest : public testing::Test {
+protected:
+    HistoryActionsTest() { qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path())); }
+    ~HistoryActionsTest() override { qunsetenv("XDG_DATA_HOME"); }
+
+    RecordPointer add(const QString& id) {
+        auto record = std::make_shared<TranscriptionRecord>();
+        record->id = QUuid(id);
+        history.insert(record);
+        history.save();
+        return record;
+    }
+    template <class Function>
+    static std::optional<HistoryError> refusal(Function function) {
+        try {
+            function();
+        } catch (const HistoryError& error) {
+            return error;
+        }
+        return std::nullopt;
+    }
+
+    QTemporaryDir folder;
+    std::unique_ptr<ModelContainer> container = DataContainer::createInMemory();
+    ModelContext& history = container->mainContext();
+};
+
+TEST_F(HistoryActionsTest, ARecordIsFoundByAnUnambiguousBeginning) {
+    const auto first = QStringLiteral("1a2b3c4d-0000-4000-8000-000000000001");
+    const auto second = QStringLiteral("1a2b0000-0000-4000-8000-000000000002");
+    add(first);
+    add(second);
+    using namespace historyActions;
+    EXPECT_EQ(recordBeginningWith(history, QStringLiteral("1a2b3"))->id, QUuid(first));
+    EXPECT_EQ(recordBeginningWith(history, second)->id, QUuid(second));
+    const auto ambiguous = refusal([&] { static_cast<void>(recordBeginningWith(history, QStringLiteral("1a2b"))); });
+    ASSERT_TRUE(ambiguous);
+    EXPECT_EQ(ambiguous->code(), HistoryError::Code::ambiguousId);
+    EXPECT_TRUE(ambiguous->message().arguments.at(1).contains(first));
+    EXPECT_TRUE(ambiguous->message().arguments.at(1).contains(second));
+    const auto unknown = refusal([&] { static_cast<void>(recordBeginningWith(history, QStringLiteral("ff"))); });
+    ASSERT_TRUE(unknown);
+    EXPECT_EQ(unknown->code(), HistoryError::Code::noRecord);
+}
+
+TEST_F(HistoryActionsTest, OnlyKeptAudioIsPlayed) {
+    const auto record = add(QStringLiteral("1a2b3c4d-0000-4000-8000-000000000001"));
+    FakePlayback playback;
+    const auto refused = refusal([&] { historyActions::play(*record, playback); });
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->code(), HistoryError::Code::audioNotKept);
+    record->audioRetainedId = QStringLiteral("kept");
+    QDir().mkpath(QFileInfo(audioPath(QStringLiteral("kept"))).path());
+    QFile file(audioPath(QStringLiteral("kept")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(3200, '\1'));
+    file.close();
+    historyActions::play(*record, playback);
+    EXPECT_EQ(playback.played, QStringList(file.fileName()));
+}
+
+} // namespace
