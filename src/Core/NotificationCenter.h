@@ -9,11 +9,8 @@ namespace quillo {
 /// The names posted through `NotificationCenter`. They stay: see docs/compatibility.md.
 namespace notification {
 inline const QString showAuthWindow = QStringLiteral("quillo.showAuthWindow");
-inline const QString showSettingsWindow = QStringLiteral("quillo.showSettingsWindow");
-inline const QString permissionRequired = QStringLiteral("quillo.permissionRequired");
 inline const QString authRequired = QStringLiteral("quillo.authRequired");
 inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChange");
-inline const QString userDidRequestLogout = QStringLiteral("quillo.userDidRequestLogout");
 inline const QString authCallback = QStringLiteral("quillo.authCallback");
 inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
 /// An unsolicited message to the user; "message" is its text.

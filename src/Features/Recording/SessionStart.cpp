@@ -54,7 +54,6 @@ Task<bool> ensurePermissions(RunHandle run) {
     if (!accessibility) {
         recordingLog(QStringLiteral("⚠️ Accessibility missing - resetting immediately (system dialog shown)"),
                      LogLevel::warn);
-        NotificationCenter::shared().post(notification::permissionRequired);
         co_await fail(run, action::RecordingFailed{RecordingError::AccessibilityPermissionDenied{}},
                       QStringLiteral("permissions_failed(accessibility)"));
         co_return false;

@@ -1,18 +1,14 @@
 #include "Services/Desktop/PermissionService.h"
 
 #include "Core/Log.h"
-#include "Core/NotificationCenter.h"
 
 namespace quillo {
 namespace {
 
 bool ask(bool granted, const char* permission) {
-    if (!granted) {
+    if (!granted)
         appLog(QStringLiteral("🔐 Permission missing: ") + QString::fromLatin1(permission), LogLevel::warn,
                QStringLiteral("PermissionService"));
-        NotificationCenter::shared().post(notification::permissionRequired,
-                                          {{QStringLiteral("permission"), QString::fromLatin1(permission)}});
-    }
     return granted;
 }
 
