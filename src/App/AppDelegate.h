@@ -8,7 +8,7 @@ namespace quillo {
 
 struct Application;
 
-/// The application's life: launch, end, and the parts between them. Main thread.
+/// Launches and ends the application and owns its parts. Main thread.
 class AppDelegate {
 public:
     AppDelegate();
@@ -18,9 +18,9 @@ public:
 
     /// Starts everything that can be started; see `startUp`. False when another instance runs already.
     bool launch();
-    /// Shows `notice` to the user as soon as there is an interface to show it in.
+    /// Shows `notice` to the user as soon as the interface exists.
     void tellUser(const UserMessage& notice);
-    /// Ends the program when what is being said is on the disk.
+    /// Ends the program once a running dictation is on the disk.
     void quit();
 
 private:

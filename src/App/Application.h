@@ -20,17 +20,17 @@
 
 namespace quillo {
 
-/// The parts of the running application, in the order in which `startUp` makes them; they end in the reverse order.
-/// Without services what follows `services` stays empty but for `commands` and `control`.
+/// The parts of the running application, in the order in which `startUp` creates them; they are destroyed in reverse
+/// order. Without services, the members after `services` stay empty except `commands` and `control`.
 struct Application {
     SystemClock clock{EventExecutor::main()};
     TaskRunner tasks;
-    std::function<void()> quit; ///< what `Commands::quit` does
+    std::function<void()> quit; ///< the implementation of `Commands::quit`
     InstanceLock instance;
     Notices notices;
     InterfaceAdapters adapters;
     std::optional<ServerChoice> server;
-    std::unique_ptr<ModelContainer> history; ///< null when not even memory holds one
+    std::unique_ptr<ModelContainer> history; ///< null when even a store in memory failed
     std::unique_ptr<ServiceContainer> services;
     std::optional<LoginItemSetting> loginItem;
     std::optional<AccountSession> account;

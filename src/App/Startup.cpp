@@ -1,4 +1,4 @@
-// The launch, step by step: `startUp` at the end is the order, the functions before it are its steps.
+// The launch: `startUp` at the end of the file gives the order, the functions before it are its steps.
 
 #include "App/Startup.h"
 
@@ -38,7 +38,7 @@ void buildServices(Application& app) {
     log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
 }
 
-/// Only reports what is wrong, and can be ended. False when another instance runs already.
+/// The program then only reports the problem and can be ended. False when another instance runs already.
 bool goOnWithoutServices(Application& app, const QString& reason) {
     log(reason, LogLevel::error);
     log(QStringLiteral("[AppDelegate] ⚠️ setupStore called but serviceContainer is nil — skipping"), LogLevel::warn);
@@ -60,7 +60,7 @@ void setupAccount(Application& app) {
                                           app.interface->accountDidChange();
                                   },
                               .showWelcome = [&app] { app.interface->showWelcome(); },
-                              // Without a user nothing could be sent yet; the queue looks again when one signs in.
+                              // Without a user nothing can be sent; the queue checks again when one signs in.
                               .sessionDidSettle = [&app] { app.queue->start(); },
                               .dropConnection =
                                   [&app] {
@@ -107,10 +107,10 @@ void setupInterface(Application& app) {
         *app.adapters.windowHints, std::move(app.statusItem));
 }
 
-/// Shows the welcome to a new user; asks whose session this is either way.
+/// Shows the welcome to a new user, and starts the session check in any case.
 void openFirstWindow(Application& app) {
     app.account->sessionCheck().scheduleFallback();
-    // After what is still to be done for a first dictation: a window takes its time to load.
+    // Post it after the work for a first dictation, because loading a window takes time.
     EventExecutor::main().post([&app] {
         if (!UserSettings::shared().onboardingCompleted())
             app.interface->showWelcome();

@@ -40,7 +40,7 @@ QString helpText() {
                           "  USE_MOCK_SERVICES      set: run on stand-ins for microphone, server and account\n");
 }
 
-/// Qt ends the process with an abort where no display answers; say it before.
+/// Report a missing display here, because Qt would abort the process.
 bool hasDisplay() {
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
@@ -57,15 +57,15 @@ int runApplication(int argc, char** argv, const std::optional<UserMessage>& noti
         qputenv("QT_QPA_PLATFORM", platform);
     QApplication application(argc, argv);
     if (!platform.isEmpty())
-        qunsetenv("QT_QPA_PLATFORM"); // programs that are opened from here make their own choice
+        qunsetenv("QT_QPA_PLATFORM"); // programs opened from here choose their own platform
     QApplication::setApplicationDisplayName(QStringLiteral("Quillo"));
     QApplication::setDesktopFileName(QStringLiteral("org.quillo.Quillo"));
     QApplication::setQuitOnLastWindowClosed(false);
-    // A run on mock services is nobody's dictation: it stays away from the user's files.
+    // A run on mock services must not touch the user's files.
     if (ServiceContainer::usesMockServices())
         QStandardPaths::setTestModeEnabled(true);
     LoggingService::shared().open();
-    // A write that a limit of the user's refuses is an error like a full disk, not the end of the program.
+    // Treat a write beyond the user's file size limit as an error like a full disk, not as the end of the program.
     std::signal(SIGXFSZ, SIG_IGN);
     int code = 0;
     try {
@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
 
-    // Also for the commands: they read the history that the running instance writes.
+    // The commands need this too, because they read the history that the running instance writes.
     const auto notice = leaveReadOnlyHome();
     if (commandLine::understands(arguments)) {
         const QCoreApplication application(argc, argv);

@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// Why a recording was not heard; the message names the file or what the sound server said.
+/// Playback failed; the message names the file or the sound server's error.
 class AudioPlaybackError final : public UserError {
 public:
     using UserError::UserError;
@@ -18,8 +18,8 @@ public:
 class AudioPlayback {
 public:
     virtual ~AudioPlayback() = default;
-    /// Plays a file of headerless 16-bit little-endian PCM, mono, 16 kHz, and returns when it was heard, or soon after
-    /// `stop` was requested. Blocks: a window calls it on a thread of its own (`perform`). Any thread. Throws
+    /// Plays a file of headerless 16-bit little-endian PCM, mono, 16 kHz, and returns when it has been played, or soon
+    /// after `stop` was requested. Blocks, so windows call it on another thread (`perform`). Any thread. Throws
     /// AudioPlaybackError.
     virtual void play(const QString& path, std::stop_token stop) = 0;
 };

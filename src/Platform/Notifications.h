@@ -6,15 +6,15 @@
 
 namespace quillo {
 
-/// Messages that the desktop shows beside the application's own windows. Main thread.
+/// Messages shown by the desktop, outside the application's own windows. Main thread.
 class Notifications {
 public:
-    /// `failure` is for the log; empty when the desktop took the message.
+    /// `failure` is for the log; empty when the desktop accepted the message.
     using Shown = std::function<void(const QString& failure)>;
 
     virtual ~Notifications() = default;
-    /// Shows `text`, which may have several lines. Returns at once; `shown` follows when the desktop has answered, and
-    /// never after the end of this object.
+    /// Shows `text`, which may have several lines. Returns at once; `shown` is called when the desktop has answered,
+    /// and never after this object is destroyed.
     virtual void show(const QString& text, Shown shown = {}) = 0;
 };
 

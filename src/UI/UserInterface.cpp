@@ -17,7 +17,7 @@ namespace quillo {
 
 namespace {
 
-/// Time for the start to finish before the pill is loaded.
+/// Delay before loading the pill, so that the start can finish.
 constexpr std::chrono::milliseconds prepareDelay{400};
 
 class DesktopUserInterface final : public UserInterface {
@@ -30,7 +30,7 @@ public:
                                    store, commands, m_hooks, &Texts::lookUp, m_account, [this] { showAccount(); },
                                    statusItem ? std::move(statusItem) : std::make_unique<TrayHost>(hints)) {
         QGuiApplication::setWindowIcon(applicationIcon());
-        // The last window that closes is not the end: the application lives in the panel.
+        // Closing the last window must not quit: the application stays in the panel.
         QGuiApplication::setQuitOnLastWindowClosed(false);
         m_tray.start();
         m_notifications =
@@ -83,12 +83,12 @@ public:
     void accountDidChange() override { m_account.refresh(); }
 
 private:
-    /// Made anew each time: what it shows may have changed, and a window that nobody sees takes memory.
+    /// Creates a new window each time: its content may have changed, and a hidden window would take memory.
     template <class Window, class Make>
     void show(std::unique_ptr<Window>& window, Make make) {
         if (!window || !window->isVisible()) {
             window = make();
-            // Later: the window is still at work when it tells.
+            // Destroy it later: the window is still active when it emits the signal.
             QObject::connect(
                 window.get(), &DialogWindow::dismissed, &m_windows,
                 [this, &window] {
@@ -105,13 +105,13 @@ private:
     void askForAccount() {
         if (!m_welcome || !m_welcome->isVisible())
             return showAccount();
-        // Somebody on the way there is not hurried on.
+        // Do not skip steps if the user has not reached the account page yet.
         if (const auto step = QStringLiteral("account"); m_welcome->viewModel().hasPassed(step))
             m_welcome->viewModel().goTo(step);
         m_welcome->present();
     }
 
-    /// The browser has the focus when a sign-in has come to its end.
+    /// After a sign-in the browser has the focus, so bring our window to the front.
     void returnFromBrowser() {
         for (DialogWindow* window :
              {static_cast<DialogWindow*>(m_welcome.get()), static_cast<DialogWindow*>(m_accountWindow.get())})
@@ -126,11 +126,11 @@ private:
     FloatingPill m_pill;
     AccountModel m_account;
     TrayController m_tray;
-    QString m_welcomeStep; ///< where the welcome was left
+    QString m_welcomeStep; ///< the last step of the welcome
     std::unique_ptr<LanguagePickerWindow> m_languagePicker;
     std::unique_ptr<WelcomeWindow> m_welcome;
     std::unique_ptr<AccountWindow> m_accountWindow;
-    QObject m_windows; ///< receives what is to be done after a window's own events
+    QObject m_windows; ///< context for work that follows a window's own events
     QMetaObject::Connection m_notifications;
     Clock::TimerHandle m_preparation;
 };
@@ -138,7 +138,7 @@ private:
 } // namespace
 
 void configureRendering() {
-    // A plain window of a few bars needs no graphics driver: the software renderer takes 37 MB where OpenGL takes 144.
+    // A window with a few bars needs no graphics driver: the software renderer takes 37 MB, OpenGL 144 MB.
     if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND") && qEnvironmentVariableIsEmpty("QSG_RHI_BACKEND"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 }

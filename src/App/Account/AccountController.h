@@ -8,11 +8,11 @@
 
 namespace quillo {
 
-/// What a person does with the account, from a window or the command line, and how it went. Main thread.
+/// The user's account operations, from a window or the command line, and their results. Main thread.
 class AccountController {
 public:
-    /// The references outlive the controller. `changed` is called whenever `state` may be another one; `signedIn` after
-    /// each sign-in that succeeded.
+    /// The references must outlive the controller. `changed` is called whenever `state` may have changed, `signedIn`
+    /// after each successful sign-in.
     AccountController(AuthServiceProtocol& auth, TaskRunner& tasks, std::function<void()> changed,
                       std::function<void()> signedIn);
 
@@ -25,16 +25,16 @@ public:
         run([](AuthServiceProtocol& auth) { return auth.startRegistration(); }, true);
     }
     void cancelSignIn() { m_auth.cancelLogin(); }
-    /// Forgets the account on this machine and goes on without one.
+    /// Signs out on this machine and continues without an account.
     void signOut();
-    /// Removes the account from the server, then as `signOut`.
+    /// Deletes the account on the server, then acts like `signOut`.
     void deleteAccount() {
         run([](AuthServiceProtocol& auth) { return auth.deleteAccount(); }, false);
     }
 
 private:
     void run(std::function<Task<>(AuthServiceProtocol&)> attempt, bool isSignIn);
-    /// So that dictation goes on: the server wants to know whose audio it is.
+    /// Creates an anonymous session, because the server needs a user for dictation.
     void continueAnonymously();
 
     AuthServiceProtocol& m_auth;
@@ -42,7 +42,7 @@ private:
     std::function<void()> m_changed;
     std::function<void()> m_signedIn;
     QString m_failure;
-    int m_attempts = 0; ///< under way
+    int m_attempts = 0; ///< running attempts
     Observation m_observation;
 };
 

@@ -44,7 +44,7 @@ void AccountSession::sessionDidSettle(SessionCheck::Outcome outcome) {
     if (outcome == SessionCheck::Outcome::failed)
         NotificationCenter::shared().post(notification::showAuthWindow);
     else if (user && !user->isAnonymous && !m_settings.onboardingCompleted())
-        finishOnboarding(); // a user with an account from before knows the program
+        finishOnboarding(); // a user who already has an account knows the program
     m_hooks.sessionDidSettle();
 }
 

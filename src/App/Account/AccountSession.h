@@ -11,20 +11,20 @@
 
 namespace quillo {
 
-/// Whose session it is, from the check at start to signing in and out, and what the rest of the application must do
-/// when that changes. Main thread.
+/// The user's session from the check at start to signing in and out, and the reactions of the application to its
+/// changes. Main thread.
 class AccountSession {
 public:
     struct Hooks {
-        std::function<void()> accountDidChange; ///< `AccountController::state` may be another one
+        std::function<void()> accountDidChange; ///< `AccountController::state` may have changed
         std::function<void()> showWelcome;
-        /// The check at start is over: somebody can be dictated for, unless there is no server.
+        /// The check at start is done: dictation is possible, unless there is no server.
         std::function<void()> sessionDidSettle;
-        /// The next recording must use another token.
+        /// The next recording must use a new token.
         std::function<void()> dropConnection;
     };
 
-    /// The references outlive the session. `keychain` is null where the tokens are in no keychain.
+    /// The references must outlive the session. `keychain` is null when the tokens are not in a keychain.
     AccountSession(AuthServiceProtocol& auth, KeychainTokenStorage* keychain, UserSettings& settings, Clock& clock,
                    TaskRunner& tasks, Hooks hooks);
     ~AccountSession();
@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] AccountController& controller() { return m_controller; }
     [[nodiscard]] SessionCheck& sessionCheck() { return m_check; }
-    /// The welcome was gone through, or is not needed: it is not shown by itself any more.
+    /// The welcome is completed or not needed, so it is no longer shown automatically.
     void finishOnboarding();
 
 private:

@@ -8,8 +8,8 @@
 
 namespace quillo {
 
-/// Finds out at start whose session this is, once: by the interface as soon as it can show the answer, or by itself
-/// when the interface has not asked in time. Without a session an anonymous one is made. Main thread.
+/// Restores the session once at start, or creates an anonymous one. Triggered by the interface as soon as it can show
+/// the result, or by a timer if the interface does not ask in time. Main thread.
 class SessionCheck {
 public:
     static constexpr auto fallbackDelay = std::chrono::seconds(3);
@@ -17,16 +17,16 @@ public:
     enum class Outcome {
         restored,      ///< a session of an earlier run
         madeAnonymous, ///< there was none
-        failed,        ///< there was none and none could be made; `failure` says why
+        failed,        ///< there was none and none could be created; `failure` says why
     };
     using Done = std::function<void(Outcome outcome, const QString& failure)>;
 
-    /// The references outlive the check; `done` is called once.
+    /// The references must outlive the check; `done` is called once.
     SessionCheck(AuthServiceProtocol& auth, Clock& clock, TaskRunner& tasks, Done done);
 
-    /// From now on the check happens by itself when nobody has run it within `fallbackDelay`.
+    /// Starts a timer that runs the check after `fallbackDelay` unless it has run before.
     void scheduleFallback();
-    /// Runs the check unless it ran already.
+    /// Runs the check unless it has already run.
     void checkSession();
 
 private:

@@ -47,7 +47,7 @@ const Command* find(const QString& name) {
 
 void printError(const QString& text) { QTextStream(stderr) << "quillo: " << text << '\n'; }
 
-/// One line a person reads, from the status object.
+/// One readable line made from the status object.
 QString describe(const QString& status) {
     const auto object = QJsonDocument::fromJson(status.toUtf8()).object();
     auto line = object.value(QStringLiteral("status")).toString();

@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// The commands of `quillo`: each acts on the running instance, or reads its files, and prints what comes of it.
+/// The commands of `quillo`: each controls the running instance or reads its files, and prints the result.
 namespace commandLine {
 
 /// Whether the first argument is one of the commands.

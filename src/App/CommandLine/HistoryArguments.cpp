@@ -38,7 +38,7 @@ int64_t limitOf(const QString& value) {
     return limit;
 }
 
-/// An option that the verb does not know, with or without a value.
+/// An option that this verb does not support, with or without a value.
 [[noreturn]] void unknownOption(const QString& word) {
     throw HistoryUsageError(QStringLiteral("\"%1\" does not belong here; see quillo history --help").arg(word));
 }

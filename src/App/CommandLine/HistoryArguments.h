@@ -8,7 +8,7 @@
 
 namespace quillo {
 
-/// What `quillo history` was asked to do.
+/// The parsed arguments of `quillo history`.
 struct HistoryArguments {
     enum class Verb { list, show, copy, play, retranscribe, remove };
 
@@ -22,13 +22,13 @@ struct HistoryArguments {
     bool textOnly = false; ///< show the text and nothing else
 };
 
-/// A sentence for the user, with what to type instead.
+/// A wrong argument; the text is for the user and gives the correct form.
 class HistoryUsageError : public std::runtime_error {
 public:
     explicit HistoryUsageError(const QString& message) : std::runtime_error(message.toStdString()) {}
 };
 
-/// From the words behind "quillo history". Throws HistoryUsageError.
+/// Parses the arguments after "quillo history". Throws HistoryUsageError.
 HistoryArguments parseHistoryArguments(const QStringList& words);
 QString historyUsage();
 

@@ -81,7 +81,7 @@ QString plain(const QString& text) {
     QString result;
     result.reserve(text.size());
     for (const auto character : text)
-        // A terminal takes these for commands; line ends and tabs are harmless.
+        // A terminal interprets these as commands; line ends and tabs are harmless.
         if (character == u'\n' || character == u'\t' || character.category() != QChar::Other_Control)
             result += character;
     return result;

@@ -7,15 +7,15 @@
 
 namespace quillo::historyText {
 
-/// Ids are shown by this many of their characters.
+/// The number of characters shown of an id.
 inline constexpr qsizetype shownIdLength = 8;
 
-// For a terminal: nothing of a record's text reaches it as a control character. Times are those of `zone`.
+// For a terminal: control characters in a record's text are removed. Times are in `zone`.
 /// A line for each record, newest first.
 QString list(const QList<RecordSummary>& records, const QTimeZone& zone = QTimeZone::systemTimeZone());
-/// Everything worth reading of one record.
+/// The details of one record.
 QString details(const TranscriptionRecord& record, const QTimeZone& zone = QTimeZone::systemTimeZone());
-/// The text as it may go to a terminal.
+/// The text without control characters.
 QString plain(const QString& text);
 
 // For programs. Keys are never renamed or removed; times are UTC, ISO 8601 with milliseconds.

@@ -14,7 +14,7 @@ class AccountController;
 class PendingTranscriptionManager;
 struct ServiceContainer;
 
-/// The commands over the application's services, store, account and history. Main thread.
+/// Implements the commands over the application's services, store, account and history. Main thread.
 class ApplicationCommands final : public Commands {
 public:
     struct Parts {
@@ -30,7 +30,7 @@ public:
         std::function<void()> show;
         std::function<void()> quit;
     };
-    /// What the parts refer to must outlive the commands.
+    /// The objects in `parts` must outlive the commands.
     explicit ApplicationCommands(Parts parts) : m_parts(std::move(parts)) {}
 
     void start() override;

@@ -5,7 +5,7 @@
 
 namespace quillo {
 
-/// What the status says beside the dictation.
+/// The parts of the status that do not concern the dictation.
 struct StatusSurroundings {
     QString server; ///< "HOST" or "HOST:PORT"
     bool hotkeysArmed = false;

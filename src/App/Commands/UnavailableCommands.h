@@ -6,10 +6,10 @@
 
 namespace quillo {
 
-/// The commands of an application whose services could not be built: it runs to say why, and can be ended.
+/// The commands of an application whose services could not be built: it only reports the reason and can be ended.
 class UnavailableCommands final : public Commands {
 public:
-    /// `reason` is in the user's words; all commands but `status`, `account` and `quit` throw it.
+    /// `reason` is a text for the user; all commands except `status`, `account` and `quit` throw it.
     UnavailableCommands(QString reason, std::function<void()> quit)
         : m_reason(std::move(reason)), m_quit(std::move(quit)) {}
 

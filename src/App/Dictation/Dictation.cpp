@@ -22,7 +22,7 @@ Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& 
       m_store(
           EventExecutor::main(), RecordingState(), reducer(clock),
           [this](RecordingAction action, RecordingState state) {
-              // The microphone is captured once at a time, and the dictation goes first.
+              // Only one capture at a time is possible, and the dictation has priority.
               if (std::holds_alternative<action::StartRecording>(action))
                   m_probe.giveWay(LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
               return m_effects.handle(std::move(action), std::move(state));

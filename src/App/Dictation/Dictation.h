@@ -13,11 +13,11 @@
 
 namespace quillo {
 
-/// The dictation's store over the services, and what must follow its state. Main thread.
+/// The store of the dictation over the services, and the parts that follow its state. Main thread.
 class Dictation {
 public:
-    /// The references outlive the dictation. `stores` may be empty: the history is then not written. `delivered` is
-    /// called whenever a recording has left the processing.
+    /// The references must outlive the dictation. If `stores` is empty, the history is not written. `delivered` is
+    /// called whenever a recording has been processed.
     Dictation(ServiceContainer& services, UserSettings& settings, Clock& clock, TaskRunner& tasks, ArchiveStores stores,
               std::function<void()> delivered);
 
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] MicrophoneProbe& microphoneProbe() { return m_probe; }
     void send(const RecordingAction& action) { m_store.send(action); }
 
-    /// Records from the microphone that the settings name. Done whenever that setting changes.
+    /// Selects the microphone in the settings. Called whenever that setting changes.
     void applyMicrophone();
 
 private:

@@ -7,21 +7,21 @@
 
 namespace quillo {
 
-/// Lets the hotkeys start, stop and cancel the dictation. Main thread.
+/// Connects the hotkeys to start, stop and cancel the dictation. Main thread.
 class DictationHotkeys {
 public:
-    /// The references outlive this object.
+    /// The references must outlive this object.
     DictationHotkeys(HotkeyServiceProtocol& service, Dictation& dictation);
-    /// Stops the service: nothing starts a dictation any more.
+    /// Stops the service, so that no key starts a dictation.
     ~DictationHotkeys();
     DictationHotkeys(const DictationHotkeys&) = delete;
     DictationHotkeys& operator=(const DictationHotkeys&) = delete;
 
-    /// Starts the service. False where the desktop shows us no keys; the log then says what can be done.
+    /// Starts the service. False when the desktop does not let us observe keys; the log then gives the next step.
     bool arm();
     void disarm() { m_service.stop(); }
-    /// While set, presses (true) and releases (false) of the hold key go to the observer and start no dictation. An
-    /// empty function ends the trial.
+    /// While set, presses (true) and releases (false) of the hold key go to the observer and do not start a dictation.
+    /// An empty function ends the trial.
     void observe(std::function<void(bool isDown)> observer) { m_observer = std::move(observer); }
 
 private:

@@ -26,7 +26,7 @@ void MicrophoneProbe::stop() {
     if (!m_listening.isRunning())
         return;
     m_listening.cancel();
-    // At once, and not when the task sees it: whoever asked may want the microphone for a dictation now.
+    // Stop at once, not when the task notices: a dictation may need the microphone now.
     m_audio.stopCapture();
 }
 

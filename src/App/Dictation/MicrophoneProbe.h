@@ -7,20 +7,20 @@
 
 namespace quillo {
 
-/// Listens to the microphone and tells how loud it is; nothing is kept. One capture at a time is all that the service
-/// has, so a test gives way to a dictation. Main thread.
+/// Measures the microphone's level without recording. The service supports one capture at a time, so a dictation ends
+/// the test. Main thread.
 class MicrophoneProbe {
 public:
     using OnLevel = std::function<void(float level)>;             ///< 0 to 1
-    using OnFailure = std::function<void(const QString& reason)>; ///< the test has ended by itself
+    using OnFailure = std::function<void(const QString& reason)>; ///< the test has ended
 
-    /// The references outlive the test.
+    /// The references must outlive the test.
     MicrophoneProbe(AudioServiceProtocol& audio, TaskRunner& tasks) : m_audio(audio), m_tasks(tasks) {}
 
-    /// A test under way begins anew, with the microphone that is chosen now. Neither function is called after `stop`.
+    /// Restarts a running test with the currently chosen microphone. Neither function is called after `stop`.
     void start(OnLevel onLevel, OnFailure onFailure);
     void stop();
-    /// Ends a test under way as a failure, for `reason`: somebody else needs the microphone.
+    /// Ends a running test as failed with `reason`, because the microphone is needed elsewhere.
     void giveWay(const QString& reason);
 
 private:

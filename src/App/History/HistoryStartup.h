@@ -9,21 +9,21 @@
 
 namespace quillo {
 
-/// Held while the program runs: two at once would take each other's running dictation for the leftovers of a crash.
-/// The kernel gives it back when the process ends, however it ends.
+/// The lock of the single instance, held while the program runs: a second instance would treat the first one's running
+/// dictation as the leftovers of a crash. The kernel releases it at any end of the process.
 class InstanceLock {
 public:
     InstanceLock();
-    /// False when another instance of this user runs. True also where no lock can be had (a read-only home): the bus
-    /// name still tells.
+    /// False when another instance of this user runs. True also where no lock is possible (a read-only home); there the
+    /// bus name decides.
     [[nodiscard]] bool acquire();
 
 private:
     std::unique_ptr<QLockFile> m_lock;
 };
 
-/// Opens the history, or one in memory when that cannot be, and settles what a crash left in it. Tells the user what
-/// was wrong. Null only when not even memory holds a store.
+/// Opens the history, or one in memory if that fails, and cleans up after a crash. Notifies the user of problems. Null
+/// only when even a store in memory cannot be opened.
 [[nodiscard]] std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments);
 
 } // namespace quillo

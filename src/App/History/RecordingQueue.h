@@ -11,20 +11,20 @@
 
 namespace quillo {
 
-/// Recordings after their dictation: those that wait for their text, and the limit of what is kept. Main thread.
+/// Recordings after their dictation: the queue of those that wait for their text, and the storage limit. Main thread.
 class RecordingQueue {
 public:
-    /// The references outlive the queue. `history` is null when it could not be opened.
+    /// The references must outlive the queue. `history` is null when it could not be opened.
     RecordingQueue(ServiceContainer& services, ModelContext* history, Clock& clock, TaskRunner& tasks);
     ~RecordingQueue();
     RecordingQueue(const RecordingQueue&) = delete;
     RecordingQueue& operator=(const RecordingQueue&) = delete;
 
-    /// Transcribes what waits on the disk, from now on.
+    /// Begins to transcribe the waiting recordings.
     void start();
     /// Null before `start`.
     [[nodiscard]] PendingTranscriptionManager* manager() const { return m_manager.get(); }
-    /// Deletes the oldest finished audio beyond the limit of the settings.
+    /// Deletes the oldest finished audio beyond the limit in the settings.
     void enforceStorageLimit();
 
 private:

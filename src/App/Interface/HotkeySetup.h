@@ -6,13 +6,13 @@
 
 namespace quillo {
 
-/// What the user does to have a key where the application sees none.
+/// How the user sets up a key on a desktop where the application cannot observe keys.
 namespace hotkeySetup {
 
 /// The steps for the desktop of this process and this program's own path, for a terminal.
 [[nodiscard]] QString guide();
-/// Says once, by a notification of the desktop, that a key has to be set up and how to see the steps. Where no
-/// notification can be shown it is tried again at the next start. Main thread.
+/// Informs the user once, by a desktop notification, that a key has to be set up and how to see the steps. If the
+/// notification cannot be shown, the next start tries again. Main thread.
 void offerOnce(Notifications& notifications);
 
 } // namespace hotkeySetup

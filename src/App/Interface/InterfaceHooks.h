@@ -6,7 +6,7 @@
 
 namespace quillo {
 
-/// What the interface's hooks act on.
+/// The objects on which the interface's hooks act.
 struct InterfaceParts {
     ServiceContainer& services;
     UserSettings& settings;

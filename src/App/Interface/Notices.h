@@ -10,8 +10,8 @@
 
 namespace quillo {
 
-/// What the user must know although nobody asked: notices of the start, and those that services post as
-/// `notification::userNotice`. They wait until there is an interface to show them in. Main thread.
+/// Unsolicited messages to the user: notices of the start, and those that services post as `notification::userNotice`.
+/// They wait until the interface can show them. Main thread.
 class Notices {
 public:
     using ShowHint = std::function<void(const QString& notice)>;
@@ -23,7 +23,8 @@ public:
 
     void add(const QString& notice);
     void add(const UserMessage& notice);
-    /// Shows what waits and what follows, by the desktop and by `showHint`. `notifications` must outlive the notices.
+    /// Shows waiting and later notices, as desktop notifications and through `showHint`. `notifications` must outlive
+    /// the notices.
     void deliverTo(Notifications& notifications, ShowHint showHint);
 
 private:

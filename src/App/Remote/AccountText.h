@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// Who is signed in, in words for a terminal; a line more when a sign-in is under way or has failed.
+/// The account state as text for a terminal, with a second line when a sign-in is running or has failed.
 [[nodiscard]] QString accountText(const AccountState& account);
 
 } // namespace quillo

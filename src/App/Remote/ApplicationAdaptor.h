@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// What a desktop asks of an application it may start over the bus (Desktop Entry Specification, "D-Bus Activation"):
-/// a URL of ours comes this way, so that it stands on no command line. Main thread.
+/// The interface of an application that the desktop may start over the bus (Desktop Entry Specification, "D-Bus
+/// Activation"). It receives URLs of our scheme, so that they do not appear on a command line. Main thread.
 class ApplicationAdaptor final : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")

@@ -4,12 +4,12 @@
 
 namespace quillo {
 
-/// How the running instance is reached on the session bus.
+/// The address of the running instance on the session bus.
 namespace control {
 inline const QString serviceName = QStringLiteral("org.quillo.Quillo");
 inline const QString objectPath = QStringLiteral("/org/quillo/Quillo");
 inline const QString interfaceName = QStringLiteral("org.quillo.Quillo1");
-/// What any desktop may call.
+/// The standard interface that any desktop may call.
 inline const QString applicationInterfaceName = QStringLiteral("org.freedesktop.Application");
 } // namespace control
 

@@ -21,7 +21,7 @@ ControlService::ControlService(Commands& commands) : m_commands(commands) {
 }
 
 void ControlService::runAction(const QString& name) {
-    // The actions of the desktop entry are named as the commands are.
+    // The actions of the desktop entry have the names of the commands.
     if (name == QStringLiteral("toggle"))
         perform(&Commands::toggle);
     else if (name == QStringLiteral("again"))
@@ -39,7 +39,7 @@ ControlService::Registration ControlService::registerOnBus() {
             LogLevel::warn, QStringLiteral("Control"));
         return Registration::noBus;
     }
-    // Before the name is taken: clients may call the object as soon as they see the name.
+    // Register the object before taking the name: clients may call it as soon as they see the name.
     bus.registerObject(control::objectPath, this,
                        QDBusConnection::ExportScriptableSlots | QDBusConnection::ExportAdaptors);
     const auto reply =
@@ -61,7 +61,7 @@ void ControlService::answer(const std::function<void()>& command) {
 }
 
 void ControlService::Quit() {
-    // After the reply has left.
+    // Quit after the reply has been sent.
     QTimer::singleShot(0, this, [this] { m_commands.quit(); });
 }
 

@@ -10,8 +10,8 @@
 
 namespace quillo {
 
-/// The D-Bus object behind `quillo start`, `stop` and the rest, and the lock of the single instance. A command that
-/// throws answers the caller with the error's words. Main thread.
+/// The D-Bus object behind `quillo start`, `stop` and the rest, and the lock of the single instance. If a command
+/// throws, the caller gets the error's text. Main thread.
 class ControlService final : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.quillo.Quillo1")
@@ -21,7 +21,7 @@ public:
     /// `commands` must outlive the service.
     explicit ControlService(Commands& commands);
 
-    /// Takes the name on the session bus. Without a bus the application runs and cannot be controlled from outside.
+    /// Takes the name on the session bus. Without a bus the application runs, but cannot be controlled from outside.
     Registration registerOnBus();
 
 public Q_SLOTS:
@@ -47,7 +47,7 @@ public Q_SLOTS:
 
 private:
     void runAction(const QString& name);
-    /// Runs `command`; an error becomes the answer to the call under way, if there is one.
+    /// Runs `command`; an error becomes the answer to the current call, if there is one.
     void answer(const std::function<void()>& command);
     void perform(void (Commands::*command)()) {
         answer([&] { (m_commands.*command)(); });

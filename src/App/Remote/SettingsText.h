@@ -4,13 +4,13 @@
 
 namespace quillo {
 
-/// The settings as `quillo settings` reads and prints them. Each function throws SettingsError, whose text is for the
-/// user. Main thread.
+/// Reads and prints settings for `quillo settings`. Each function throws SettingsError with a text for the user. Main
+/// thread.
 namespace settingsText {
 
 [[nodiscard]] QString get(const UserSettings& settings, const QString& key);
 void set(UserSettings& settings, const QString& key, const QString& value);
-/// A line for each setting: "key = value  # what it does".
+/// One line per setting: "key = value # description".
 [[nodiscard]] QString list(const UserSettings& settings);
 
 } // namespace settingsText

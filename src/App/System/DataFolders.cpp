@@ -19,7 +19,7 @@ bool canWrite(const QString& folder) {
 std::optional<UserMessage> leaveReadOnlyHome() {
     const auto home = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     const auto runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    // The application's own folder: the one around it may be another's.
+    // Check the application's own folder: its parent may belong to another user.
     if (canWrite(home + QStringLiteral("/quillo")) || runtime.isEmpty() || !canWrite(runtime))
         return std::nullopt;
     const auto folder = runtime + QStringLiteral("/quillo");

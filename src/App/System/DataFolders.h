@@ -6,10 +6,9 @@
 
 namespace quillo {
 
-/// Moves what this process and its server keep to the session's runtime folder when the home cannot be written: it is
-/// gone with the session then, but what is said until then is kept. To be called before anything asks for a folder;
-/// sets XDG_DATA_HOME and XDG_STATE_HOME. Returns the notice for the user; nothing when nothing
-/// had to be moved.
+/// If the home folder cannot be written, moves the data of this process and its server to the session's runtime folder.
+/// The data is lost at the end of the session, but kept until then. Sets XDG_DATA_HOME and XDG_STATE_HOME, so call it
+/// before anything asks for a folder. Returns the notice for the user; nothing when nothing was moved.
 std::optional<UserMessage> leaveReadOnlyHome();
 
 } // namespace quillo

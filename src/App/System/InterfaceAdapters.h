@@ -7,12 +7,13 @@
 
 namespace quillo {
 
-/// What the program shows itself with. Needed before the services are built, and without them to say why.
+/// The adapters for showing windows and messages. Needed before the services, and to report why they could not be
+/// built.
 struct InterfaceAdapters {
     std::unique_ptr<WindowHints> windowHints;
     std::unique_ptr<Notifications> notifications;
 
-    /// The adapters of this desktop, stand-ins where it has none. Needs a QGuiApplication. Main thread.
+    /// The adapters of this desktop, or null objects. Needs a QGuiApplication. Main thread.
     [[nodiscard]] static InterfaceAdapters create();
 };
 

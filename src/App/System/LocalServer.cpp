@@ -21,12 +21,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Where the inherited socket stands in the server's process.
+/// The descriptor of the inherited socket in the server's process.
 constexpr int inheritedDescriptor = 3;
 constexpr int pendingConnections = 128;
 constexpr Clock::Duration firstRestartDelay = 250ms;
 constexpr Clock::Duration longestRestartDelay = 30s;
-/// A server that ran this long had started well: its end is a new accident, not the old one again.
+/// A server that ran this long had started successfully, so its end counts as a new failure.
 constexpr Clock::Duration stableAfter = 30s;
 
 void log(const QString& message, LogLevel level = LogLevel::info) {
@@ -88,7 +88,7 @@ void LocalServer::launch() {
     });
     m_process->setStandardInputFile(QProcess::nullDevice());
     m_process->setStandardOutputFile(QProcess::nullDevice());
-    // A server without its log is better than none.
+    // Start the server even without its log.
     const auto logFolder = QFileInfo(m_logFile).path();
     const bool canLog = QDir().mkpath(logFolder) && QFileInfo(logFolder).isWritable();
     m_process->setStandardErrorFile(canLog ? m_logFile : QProcess::nullDevice(), QIODevice::Append);

@@ -11,26 +11,26 @@
 
 namespace quillo {
 
-/// The companion server that a fresh machine dictates with: started by the application on a loopback port of its own.
+/// The companion server, started by the application on a loopback port.
 ///
-/// The application binds the port and hands the listening socket down, so that the address is known before the server
-/// runs, connections made while it starts wait in the socket's queue, and a server that was restarted is found at the
-/// same address. Main thread.
+/// The application binds the port and passes the listening socket on, so that the address is known before the server
+/// runs, connections made while it starts wait in the socket's queue, and a restarted server keeps its address. Main
+/// thread.
 class LocalServer final : public QObject {
     Q_OBJECT
 public:
-    /// Binds the port; throws std::system_error when the machine gives none. Nothing runs yet.
+    /// Binds the port; throws std::system_error when none is available. Does not start the server.
     explicit LocalServer(Clock& clock);
     ~LocalServer() override;
 
     /// "127.0.0.1:PORT".
     [[nodiscard]] QString host() const { return m_host; }
 
-    /// Starts the program and keeps it running. Its own messages go to `logFile`; "QUILLO_SERVER_OPTIONS" adds options.
+    /// Starts the program and keeps it running. Its messages go to `logFile`; "QUILLO_SERVER_OPTIONS" adds options.
     void start(const QString& program, const QString& logFile);
     void stop();
 
-    /// Where the program is: beside the application, else on the PATH; empty when it is not installed.
+    /// The path of the program: beside the application, otherwise on the PATH; empty when it is not installed.
     static QString findProgram();
 
 private:

@@ -26,7 +26,7 @@ void LoginItemSetting::settingDidChange() {
     if (desired == m_isEnabled)
         return;
     m_isEnabled = m_launchAtLogin.change(desired);
-    // The setting says what is the case: the switch goes back where the desktop refused.
+    // Store the actual state: if the desktop refused, the setting is reverted.
     if (m_isEnabled != desired)
         m_settings.setValue(settingKey, m_isEnabled);
 }

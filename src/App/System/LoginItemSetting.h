@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// Keeps the desktop's login item and the setting "launchAtLogin" alike. Main thread.
+/// Keeps the desktop's login item and the setting "launchAtLogin" in sync. Main thread.
 class LoginItemSetting {
 public:
     /// Both must outlive this object.
@@ -18,7 +18,7 @@ private:
 
     UserSettings& m_settings;
     LaunchAtLogin m_launchAtLogin;
-    bool m_isEnabled = false; ///< the login item, as far as is known here
+    bool m_isEnabled = false; ///< the last known state of the login item
     QObject m_context;        ///< ends the connection to the settings
 };
 

@@ -6,19 +6,19 @@
 
 namespace quillo {
 
-/// What earlier versions left in the preferences, brought to where it is read today. Each migration runs once, which a
-/// flag in the preferences remembers. Main thread.
+/// Moves the preferences of earlier versions to their current places. A flag in the preferences makes each migration
+/// run only once. Main thread.
 class PreferenceMigrations {
 public:
-    /// `domainFolder` holds the preferences of the earlier applications, a file "<domain>.ini" each.
+    /// `domainFolder` contains the preferences of the earlier applications, one file "<domain>.ini" each.
     PreferenceMigrations(Preferences& preferences, QString domainFolder);
 
-    /// Copies the preferences of the first earlier domain whose user had finished the onboarding. What is stored
-    /// already stays. To be run before anything reads the preferences.
+    /// Copies the preferences of the first earlier domain whose user had finished the onboarding. Keeps values that are
+    /// already stored. Call it before anything reads the preferences.
     void copyLegacyDefaults();
-    /// The default hotkey was once the Function key: who used it, keeps it.
+    /// The default hotkey was once the Function key; users of that default keep it.
     void keepFunctionKeyOfExistingUser();
-    /// The default hotkey was once Shift with the backquote key, stored as if it had been chosen.
+    /// The default hotkey was once Shift with the backquote key, and was stored like a choice.
     void dropShiftBackquote();
 
 private:

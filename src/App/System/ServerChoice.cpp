@@ -11,7 +11,7 @@ namespace quillo {
 
 namespace {
 
-/// Nothing answers there: the discard service is gone from every system in use. What is said waits in the queue.
+/// An address without a server (the discard port, unused today): recordings wait in the queue.
 const QString unservedHost = QStringLiteral("127.0.0.1:9");
 
 } // namespace
@@ -19,7 +19,7 @@ const QString unservedHost = QStringLiteral("127.0.0.1:9");
 ServerChoice::ServerChoice(Clock& clock) { m_environment = choose(clock); }
 
 ServerEnvironment ServerChoice::choose(Clock& clock) {
-    // The mock services ask no server.
+    // The mock services need no server.
     if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST") || ServiceContainer::usesMockServices())
         return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
     if (LocalServer::findProgram().isEmpty()) {

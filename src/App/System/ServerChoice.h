@@ -9,17 +9,17 @@
 
 namespace quillo {
 
-/// The server to dictate with: the one that the environment names, else one of our own on this machine. Main thread.
+/// The server for dictation: the one named by the environment, otherwise our own on this machine. Main thread.
 class ServerChoice {
 public:
-    /// Binds the port of a server of our own. Throws std::invalid_argument when the environment names something that is
-    /// not a server address; `what()` says what to do.
+    /// Binds the port of our own server. Throws std::invalid_argument when the environment contains an invalid server
+    /// address; `what()` gives the next step.
     explicit ServerChoice(Clock& clock);
 
     [[nodiscard]] const ServerEnvironment& environment() const { return *m_environment; }
-    /// Why there is no server; dictations then wait as audio.
+    /// Why there is no server, so that dictations wait as audio.
     [[nodiscard]] const std::optional<UserMessage>& problem() const { return m_problem; }
-    /// Starts the server of our own, if there is one.
+    /// Starts our own server, if there is one.
     void start();
 
 private:

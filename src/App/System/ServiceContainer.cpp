@@ -37,13 +37,14 @@ namespace {
 
 const QString deviceIdPreference = QStringLiteral("com.quillospeech.deviceId");
 
-/// The adapter, or the stand-in where the desktop has none.
+/// The adapter, or the null object where the desktop has none.
 template <class Interface>
 std::unique_ptr<Interface> orElse(std::unique_ptr<Interface> adapter, std::unique_ptr<Interface> (*standIn)()) {
     return adapter ? std::move(adapter) : standIn();
 }
 
-/// No browser trusts the authority that a server on this machine made for itself; nobody listens between them either.
+/// No browser trusts the authority created by a server on this machine, and a loopback connection cannot be
+/// intercepted.
 QUrl browserPages(const ServerEnvironment& environment) {
     auto pages = environment.authBaseURL();
     if (environment.isLoopback())
@@ -103,7 +104,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
         [&settings] { return settings.value(QStringLiteral("smartSpacing")).toBool(); });
     permissionService = std::make_unique<PermissionService>(
         [this] { return audioHardware->isAvailable(); },
-        // Without a way to send keys the text still reaches the clipboard: that is a degraded mode, not a refusal.
+        // If keys cannot be sent, Quillo still works in a reduced mode: the text is put on the clipboard.
         [this] { return keyInjector->isAvailable() || pasteboard->isAvailable(); });
     hotkeyService = std::make_unique<HotkeyService>(*keyEvents, clock, settings);
     authService = std::make_unique<AuthService>(
@@ -166,13 +167,13 @@ void ServiceContainer::connectX11() {
 }
 
 void ServiceContainer::connectWayland() {
-    // Keys and windows of the session are out of reach: an X server beside the compositor shows its own clients alone.
-    // Adapters over the desktop's portals belong here.
+    // Keys and windows of the session are not accessible: an X server beside the compositor shows only its own clients.
+    // Add adapters over the desktop's portals here.
     keyEvents = makeUnavailableKeyEventSource();
     keyInjector = makeUnavailableKeyInjector();
     applications = makeUnavailableApplications();
     pasteboard = createDataControlPasteboard();
-    // A compositor without data control takes the clipboard of its X clients over without asking for the focus (GNOME).
+    // A compositor without data control accepts the clipboard of its X clients without requiring focus (GNOME).
     if (!pasteboard && !qEnvironmentVariableIsEmpty("DISPLAY"))
         pasteboard = createX11Pasteboard();
     pasteboard = orElse(std::move(pasteboard), makeUnavailablePasteboard);

@@ -27,10 +27,10 @@
 
 namespace quillo {
 
-/// One instance of each service behind its protocol, and of the desktop's adapters below them. Built once at start, on
-/// the main thread, in this order; destroyed in the reverse one.
+/// One instance of each service and of the desktop's adapters. Built once at start on the main thread in this order,
+/// destroyed in reverse order.
 struct ServiceContainer {
-    /// Whether the environment asks for services that need neither desktop nor server ("USE_MOCK_SERVICES").
+    /// Whether the environment requests services that need neither desktop nor server ("USE_MOCK_SERVICES").
     [[nodiscard]] static bool usesMockServices();
 
     ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment);
@@ -38,7 +38,7 @@ struct ServiceContainer {
     ServiceContainer(const ServiceContainer&) = delete;
     ServiceContainer& operator=(const ServiceContainer&) = delete;
 
-    // The desktop. What it does not offer is a stand-in that says "not available".
+    // The desktop's adapters; null objects report "not available" where it lacks something.
     std::unique_ptr<AudioHardware> audioHardware;
     std::unique_ptr<KeyEventSource> keyEvents;
     std::unique_ptr<KeyInjector> keyInjector;
@@ -46,12 +46,12 @@ struct ServiceContainer {
     std::unique_ptr<Applications> applications;
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Sounds> sounds;
-    std::unique_ptr<LoginItem> loginItem; ///< none with mock services
+    std::unique_ptr<LoginItem> loginItem; ///< null with mock services
 
     // The services.
     std::unique_ptr<AudioServiceProtocol> audioService;
     std::shared_ptr<TokenStorageProtocol> tokenStorage;
-    std::shared_ptr<KeychainTokenStorage> keychain; ///< the same; none with mock services
+    std::shared_ptr<KeychainTokenStorage> keychain; ///< the same object; null with mock services
     std::shared_ptr<TrustedNetwork> trust;
     std::unique_ptr<WebSocketServiceProtocol> webSocketService;
     std::unique_ptr<TextInjectionServiceProtocol> textInjectionService;

@@ -14,7 +14,7 @@ namespace {
 
 int wakeDescriptor = -1;
 
-/// All that a signal handler may do here is a plain system call.
+/// A signal handler may only make plain system calls.
 void handleSignal(int /*signal*/) {
     const uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(wakeDescriptor, &one, sizeof one);

@@ -26,7 +26,7 @@ RecordPointer recordBeginningWith(ModelContext& history, const QString& beginnin
             candidates.append(QStringLiteral("…"));
         throw HistoryError(Code::ambiguousId, {beginning, candidates.join(QStringLiteral(", "))});
     }
-    // Between the two queries another process may delete it.
+    // Another process may delete it between the two queries.
     const auto record = ids.isEmpty() ? nullptr : history.record(ids.constFirst());
     if (!record)
         throw HistoryError(Code::noRecord, {beginning});
@@ -47,7 +47,8 @@ void remove(ModelContext& history, const QString& id) {
     const auto audioId = record->effectiveAudioId();
     history.remove(record);
     const bool deletesAudio = audioId && !isUsed(history, *audioId);
-    // Audio that waits would be adopted by the next start, were the program killed before the file is gone.
+    // Mark waiting audio as finished first: if the program is killed before the file is deleted, the next start would
+    // recover it.
     if (deletesAudio)
         AudioFileWriter::markCompleted(*audioId);
     try {

@@ -4,14 +4,14 @@
 
 namespace quillo {
 
-/// Why something could not be done with the history.
+/// Why an action on the history failed.
 class HistoryError final : public UserError {
 public:
     enum class Code {
         noHistory,       ///< it could not be opened at the start
         noRecord,        ///< %1: the id
         ambiguousId,     ///< %1: the beginning of several ids, %2: some of them
-        recordBusy,      ///< its dictation or transcription is still under way
+        recordBusy,      ///< its dictation or transcription is still running
         queueNotReady,   ///< the program is starting
         audioGone,       ///< nothing to transcribe again
         audioNotKept,    ///< nothing to play

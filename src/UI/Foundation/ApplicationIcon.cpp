@@ -35,7 +35,7 @@ QIcon renderIcon(const QByteArray& drawing, const QByteArray& badge) {
         painter.setRenderHint(QPainter::Antialiasing);
         renderer.render(&painter);
         if (!badge.isEmpty()) {
-            // A gap around the badge makes it stand off at 16 pixels too.
+            // A gap around the badge keeps it distinct at 16 pixels too.
             painter.save();
             painter.scale(size / grid, size / grid);
             painter.setCompositionMode(QPainter::CompositionMode_Clear);

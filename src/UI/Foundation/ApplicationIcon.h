@@ -5,11 +5,11 @@
 
 namespace quillo {
 
-/// The drawing of a resource of the interface; a missing one is a fault of the build and ends the program.
+/// The content of a drawing in the resources; a missing one is a build error and ends the program.
 [[nodiscard]] QByteArray readResource(const QString& path);
 
-/// `drawing` in the sizes that panels and title bars use; `badge`, a drawing too, is set into the lower right corner
-/// unless it is empty. Both are SVG.
+/// `drawing` in the sizes for panels and title bars, with `badge` in the lower right corner unless it is empty. Both
+/// are SVG.
 [[nodiscard]] QIcon renderIcon(const QByteArray& drawing, const QByteArray& badge = {});
 
 /// The application's own icon, for windows.

@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// One row of a choice: a microphone or a language.
+/// One row of a list: a microphone or a language.
 struct InterfaceChoice {
     QString id;
     QString name;   ///< as shown: a device's name, a language's own name
@@ -20,8 +20,8 @@ struct InterfaceChoice {
 };
 using InterfaceChoices = std::vector<InterfaceChoice>;
 
-/// What the interface alone asks of the rest of the application, beside its `Commands`. Every function is called on the
-/// main thread and may be left empty: the interface then hides or disables what depends on it.
+/// Functions that only the interface needs, besides `Commands`. Every function is called on the main thread and may be
+/// empty: the interface then hides or disables the dependent parts.
 struct UserInterfaceHooks {
     /// Answers, now or later, on the main thread. Called each time the microphone menu opens.
     std::function<void(std::function<void(InterfaceChoices)> answer)> listMicrophones;
@@ -32,28 +32,27 @@ struct UserInterfaceHooks {
     /// Stores the dictation language chosen by the user.
     std::function<void(const QString& code)> selectLanguage;
 
-    /// Whether the floating pill is wanted; asked each time it would appear. Wanted when empty.
+    /// Whether to show the floating pill; called each time it would appear. Shown when empty.
     std::function<bool()> pillEnabled;
-    /// Where the user dragged the pill to: the bottom centre of the pill in logical desktop coordinates.
+    /// The place to which the user dragged the pill: its bottom centre in logical desktop coordinates.
     std::function<std::optional<QPointF>()> loadPillPosition;
     std::function<void(QPointF)> savePillPosition;
 
-    /// The hold hotkey in words ("Right Super"); empty where hotkeys cannot be had.
+    /// The name of the hold hotkey ("Right Super"); empty where hotkeys are not available.
     std::function<QString()> hotkeyName;
     /// How to bind a key in this desktop, as plain text; offered only while `hotkeyName` is empty.
     std::function<QString()> hotkeySteps;
-    /// While set, the hold hotkey's presses (true) and releases (false) go to the observer and start no dictation. An
-    /// empty function ends the trial.
+    /// While set, presses (true) and releases (false) of the hold hotkey go to the observer and do not start a
+    /// dictation. An empty function ends the trial.
     std::function<void(std::function<void(bool isDown)> observer)> observeHotkey;
-    /// Listens to the chosen microphone without recording. `onLevel` gets 0 to 1 at any rate; `onFailure` a reason in
-    /// plain words, may be empty, after which the test has ended by itself. Neither is called after
-    /// `stopMicrophoneTest`.
+    /// Measures the chosen microphone without recording. `onLevel` gets 0 to 1 at any rate; `onFailure` ends the test
+    /// with a reason for the user, which may be empty. Neither is called after `stopMicrophoneTest`.
     std::function<void(std::function<void(float level)> onLevel, std::function<void(QString reason)> onFailure)>
         startMicrophoneTest;
     std::function<void()> stopMicrophoneTest;
     std::function<bool()> launchAtLogin;
     std::function<void(bool)> setLaunchAtLogin;
-    /// The user went through the welcome to its end; it is not shown again by itself. Closing it early calls nothing.
+    /// The user completed the welcome, so it is no longer shown automatically. Not called when it is closed early.
     std::function<void()> finishOnboarding;
 };
 

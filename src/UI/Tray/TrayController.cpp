@@ -56,7 +56,7 @@ void TrayController::build() {
     if (m_hooks.listMicrophones) {
         m_microphones = m_menu.addMenu(m_translate(QStringLiteral("tray.microphone")));
         connect(m_microphones, &QMenu::aboutToShow, this, [this] { buildMicrophones(); });
-        // A menu without entries is not shown by every panel, and then never asked to fill itself.
+        // Add an entry, because some panels do not show an empty menu and then never ask it to fill itself.
         m_microphones->addAction(m_translate(QStringLiteral("tray.systemDefaultMicrophone")))->setEnabled(false);
     }
     if (m_hooks.listLanguages) {
@@ -92,7 +92,7 @@ void TrayController::presentAccount() {
 
 void TrayController::buildMicrophones() {
     m_hooks.listMicrophones([menu = QPointer(m_microphones), this](const InterfaceChoices& choices) {
-        if (!menu) // the answer came after the end
+        if (!menu) // the answer came after destruction
             return;
         menu->clear();
         auto* group = new QActionGroup(menu);

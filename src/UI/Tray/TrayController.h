@@ -15,12 +15,13 @@
 
 namespace quillo {
 
-/// The icon in the panel and its menu. Without a host for it the application goes on; the icon appears with the host.
+/// The icon in the panel and its menu. Without a host the application runs without the icon, which appears once there
+/// is a host.
 class TrayController final : public QObject {
     Q_OBJECT
 public:
-    /// The references must outlive the controller. `showAccount` opens the account's window. `host` may look for its
-    /// place already.
+    /// The references must outlive the controller. `showAccount` opens the account window. `host` may already be
+    /// looking for its place.
     TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks, Translate translate,
                    const AccountModel& account, std::function<void()> showAccount, std::unique_ptr<TrayHost> host);
     ~TrayController() override;
@@ -29,7 +30,7 @@ public:
     void start();
     /// Whether the icon has been handed to a host.
     [[nodiscard]] bool isShown() const { return m_icon != nullptr; }
-    /// The menu, also without a host.
+    /// The menu; exists also without a host.
     [[nodiscard]] QMenu& menu() { return m_menu; }
 
 private:

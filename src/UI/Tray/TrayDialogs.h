@@ -4,10 +4,10 @@
 
 namespace quillo {
 
-/// What entries of the tray's menu show, each in a window that deletes itself when closed. Main thread.
+/// The dialogs of the tray menu; each deletes itself when closed. Main thread.
 namespace trayDialogs {
 
-/// `steps` is plain text whose lines stay as they are.
+/// `steps` is plain text with fixed line breaks.
 void showSteps(const QString& title, const QString& steps);
 void showAbout();
 /// The program's log, in the desktop's viewer of text files.

@@ -20,7 +20,7 @@ const QString path = QStringLiteral("/StatusNotifierWatcher");
 TrayHost::TrayHost(const WindowHints& hints)
     : m_hints(hints), m_watcher(service, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration) {
     connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { askWatcher(); });
-    // A watcher may be there before the panel that shows the icons is.
+    // The watcher may exist before the panel that shows the icons.
     QDBusConnection::sessionBus().connect(service, path, service, QStringLiteral("StatusNotifierHostRegistered"), this,
                                           SLOT(askWatcher()));
 }

@@ -7,16 +7,16 @@
 
 namespace quillo {
 
-/// Finds out when the desktop can hold a tray icon. Qt remembers its first answer for the life of the process, so it is
-/// not asked before there is a host.
+/// Detects when the desktop can show a tray icon. Qt caches its first result for the whole process, so we ask it only
+/// once there is a host.
 class TrayHost final : public QObject {
     Q_OBJECT
 public:
     /// `hints` must outlive the host.
     explicit TrayHost(const WindowHints& hints);
 
-    /// Looks for a host; `available` follows, at once or when one appears. `unavailable` follows when none is there
-    /// now. A second call tells again what is known already.
+    /// Looks for a host: emits `available` at once or when one appears, and `unavailable` if there is none now. A
+    /// second call repeats the known result.
     void watch();
 
 Q_SIGNALS:

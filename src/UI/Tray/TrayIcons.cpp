@@ -9,7 +9,7 @@ namespace quillo {
 
 namespace {
 
-/// What the lower right corner shows.
+/// The badge in the lower right corner.
 QByteArray badge(TrayIcon icon) {
     QByteArray shapes;
     switch (icon) {
@@ -46,7 +46,7 @@ QIcon trayIcon(TrayIcon icon, bool onDark) {
 }
 
 bool isPanelDark() {
-    // The top bar of this desktop is dark in its light style too.
+    // The top bar of this desktop is dark even in its light style.
     if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME"))
         return true;
     return QGuiApplication::palette().color(QPalette::Window).lightness() < 128;

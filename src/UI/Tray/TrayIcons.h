@@ -6,11 +6,11 @@
 
 namespace quillo {
 
-/// The tray's symbol for `icon`, drawn for the sizes that panels use. `onDark` chooses the colour of the idle symbol;
-/// the other states carry a coloured badge and are readable on both.
+/// The tray's symbol for `icon` in the sizes of panels. `onDark` chooses the colour of the idle symbol; the other
+/// states have a coloured badge that is readable on both.
 [[nodiscard]] QIcon trayIcon(TrayIcon icon, bool onDark);
 
-/// Whether panels of the running desktop are dark. Some are whatever the palette says.
+/// Whether panels of the running desktop are dark; some are with any palette.
 [[nodiscard]] bool isPanelDark();
 
 } // namespace quillo

@@ -11,7 +11,7 @@ namespace quillo {
 namespace {
 
 constexpr QSize smallest{320, 280};
-/// What the window manager puts around a window, before it has said so.
+/// The assumed size of the window manager's frame, before it is known.
 constexpr QSize frame{12, 40};
 
 } // namespace
@@ -28,7 +28,7 @@ DialogWindow::DialogWindow(const QString& title) {
 }
 
 DialogWindow::~DialogWindow() {
-    // It hides on its way out, when it is no such window any more; and whoever deletes it need not hear that it went.
+    // During destruction the window is hidden and no longer of this class, and its owner needs no signal.
     disconnect(this, &QWindow::visibleChanged, this, nullptr);
 }
 

@@ -8,26 +8,26 @@
 
 namespace quillo {
 
-/// A window in the middle of the screen that the pointer is on, filled with one QML item whose implicit size it takes
+/// A window in the middle of the screen with the pointer, filled with one QML item. It takes the item's implicit size
 /// as far as the screen allows.
 class DialogWindow : public QQuickWindow {
     Q_OBJECT
 public:
     ~DialogWindow() override;
 
-    /// Shows the window in front, with the focus.
+    /// Shows the window in front and focuses it.
     void present();
     Q_INVOKABLE void dismiss();
 
 Q_SIGNALS:
-    /// Follows once after each way of closing. The window may be deleted later, not from here.
+    /// Emitted once after any kind of closing. Do not delete the window from the handler, only later.
     void dismissed();
 
 protected:
     explicit DialogWindow(const QString& title);
-    /// Called once, by the constructor of the window's kind.
+    /// Called once, by the constructor of the derived class.
     void fill(QmlEngineHost& host, const QString& file, const std::vector<std::pair<QString, QObject*>>& names);
-    /// Takes the item out. A window whose models are its own members calls it first thing in its destructor.
+    /// Removes the item. A window that owns its models calls it first in its destructor.
     void clear() { m_item.reset(); }
 
 private:

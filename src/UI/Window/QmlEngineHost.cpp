@@ -8,7 +8,7 @@
 
 #include <malloc.h>
 
-// A static library's resources are linked only when they are asked for by name, and not from inside a namespace.
+// The resources of a static library are linked only when initialised by name, outside of any namespace.
 static void initializeResources() { Q_INIT_RESOURCE(quillo_ui); }
 
 namespace quillo {
@@ -62,7 +62,8 @@ void QmlEngineHost::trim() {
         return;
     m_engine->collectGarbage();
     m_engine->trimComponentCache();
-    // A window's thousands of small pieces lie between what stays; the allocator keeps their pages unless told.
+    // A window's many small allocations are scattered between permanent ones; without this call the allocator keeps
+    // their pages.
     malloc_trim(0);
 }
 

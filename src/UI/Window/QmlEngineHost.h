@@ -8,17 +8,18 @@
 
 namespace quillo {
 
-/// The one QML engine, made at first use and kept: a second would cost its load time again, dropping it frees little.
+/// The only QML engine, created at first use and kept: a second one would have to be loaded again, and destroying it
+/// frees little.
 class QmlEngineHost {
 public:
     QmlEngineHost() = default;
 
     [[nodiscard]] QQmlEngine& engine();
-    /// Makes the item in `file`, a path below the interface's resources ("Pill/Pill.qml"), with `names` as context
-    /// properties. A fault in a file that is compiled in is a fault of the build: it ends the program with its text.
+    /// Creates the item in `file`, a path below the interface's resources ("Pill/Pill.qml"), with `names` as context
+    /// properties. An error in a compiled-in file is a build error and ends the program with its text.
     [[nodiscard]] std::unique_ptr<QQuickItem> createItem(const QString& file,
                                                          const std::vector<std::pair<QString, QObject*>>& names);
-    /// Gives back what windows that are gone have left behind.
+    /// Frees memory left by destroyed windows.
     void trim();
 
 private:

@@ -10,7 +10,7 @@ namespace quillo {
 
 namespace {
 
-/// "org.freedesktop.Notifications.Notify". The message of a tray icon would need a tray.
+/// "org.freedesktop.Notifications.Notify". We do not use the message of the tray icon, which needs a tray.
 QDBusMessage notifyCall(const QString& text) {
     const auto service = QStringLiteral("org.freedesktop.Notifications");
     auto call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/freedesktop/Notifications"), service,
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    QObject m_replies; ///< parent of the calls under way
+    QObject m_replies; ///< parent of the pending calls
 };
 
 } // namespace

@@ -35,7 +35,7 @@ public:
             fail(error);
         while (!stop.stop_requested()) {
             auto samples = file.read(bytesAtOnce);
-            // A recording cut off in the middle of a sample ends with the one before.
+            // Ignore an incomplete last sample.
             samples.truncate(samples.size() / 2 * 2);
             if (samples.isEmpty())
                 break;
@@ -43,7 +43,7 @@ public:
                 fail(error);
         }
         if (stop.stop_requested())
-            pa_simple_flush(stream.get(), nullptr); // what the server has buffered
+            pa_simple_flush(stream.get(), nullptr); // drops what the server has buffered
         else if (pa_simple_drain(stream.get(), &error) != 0)
             fail(error);
     }

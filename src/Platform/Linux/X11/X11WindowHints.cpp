@@ -12,12 +12,11 @@ namespace quillo {
 
 namespace {
 
-// The selections below carry the number of the X screen. Every desktop in use has one, number 0, whatever the count of
-// monitors.
+// The selections contain the number of the X screen. Today's desktops have only screen 0, with any number of monitors.
 const QByteArray compositorSelection = "_NET_WM_CM_S0"; ///< Extended Window Manager Hints, "Compositing Managers"
 const QByteArray traySelection = "_NET_SYSTEM_TRAY_S0"; ///< System Tray Protocol, "Locating the system tray"
 
-/// Works on the connection that Qt maps its windows with, so that a hint reaches the server before the window does.
+/// Uses Qt's connection, so that a hint reaches the server before the window is mapped.
 class X11WindowHints final : public WindowHints {
 public:
     explicit X11WindowHints(xcb_connection_t* x) : m_x(x) {}
@@ -27,7 +26,7 @@ public:
 
     void skipTaskbar(quintptr window) override {
         const std::array<xcb_atom_t, 2> states{atom("_NET_WM_STATE_SKIP_TASKBAR"), atom("_NET_WM_STATE_SKIP_PAGER")};
-        // Qt keeps what it finds in the property when it maps the window and adds its own states.
+        // When Qt maps the window, it keeps the property's content and adds its own states.
         xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window), atom("_NET_WM_STATE"),
                             XCB_ATOM_ATOM, 32, states.size(), states.data());
     }
