@@ -24,7 +24,8 @@ Q_SIGNALS:
     void dismissed();
 
 protected:
-    explicit DialogWindow(const QString& title);
+    /// `titleKey` is the key of the title's text.
+    explicit DialogWindow(const QString& titleKey);
     /// Called once, by the constructor of the window's kind.
     void fill(QmlEngineHost& host, const QString& file, const std::vector<std::pair<QString, QObject*>>& names);
     /// Takes the item out. A window whose models are its own members calls it first thing in its destructor.
