@@ -24,8 +24,9 @@ Q_SIGNALS:
     void dismissed();
 
 protected:
-    explicit DialogWindow(const QString& title);
-    /// Called once, by the constructor of the derived class.
+    /// `titleKey` is the key of the title's text.
+    explicit DialogWindow(const QString& titleKey);
+    /// Called once, by the constructor of the window's kind.
     void fill(QmlEngineHost& host, const QString& file, const std::vector<std::pair<QString, QObject*>>& names);
     /// Removes the item. A window that owns its models calls it first in its destructor.
     void clear() { m_item.reset(); }
