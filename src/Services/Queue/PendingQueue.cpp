@@ -79,7 +79,7 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
             }
             const auto request = self->m_requests.value(group.audioId);
             if (isAway) {
-                (void)self->prepare(group);
+                self->giveUpOverdue(group);
                 continue;
             }
             const auto step = co_await process(self, group);

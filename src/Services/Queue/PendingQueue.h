@@ -75,6 +75,8 @@ private:
     std::vector<Group> collect();
     /// Nothing when it is not to be sent now.
     std::optional<Item> prepare(const Group& group);
+    /// Gives up what is too old or was tried too often; sends nothing.
+    void giveUpOverdue(const Group& group);
     static Task<Step> process(Self self, Group group);
     static Task<Step> transcribe(Self self, Item item);
     static Task<MeetingRecovery> recoverMeeting(Self self, Item item);

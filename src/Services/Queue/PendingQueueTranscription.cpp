@@ -112,6 +112,8 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
     return item;
 }
 
+void PendingQueue::giveUpOverdue(const Group& group) { (void)prepare(group); }
+
 Task<PendingQueue::Step> PendingQueue::process(Self self, Group group) {
     const auto item = self->prepare(group);
     if (!item)
