@@ -68,7 +68,7 @@ void UserSettings::setValue(const QString& key, const QVariant& value) {
         m_preferences.setValue(scopedKey(languageChosenKey), true);
     // Whoever switches it on consents by that.
     if (key == QLatin1String("enhancedTranscriptionEnabled") && value.toBool() &&
-        !(enhancedTranscriptionEnabled() && isStored(QStringLiteral("enhancedConsentVersion"))))
+        !(enhancedTranscriptionEnabled() && hasValidEnhancedConsent()))
         recordEnhancedConsent();
     m_preferences.setValue(storageKey(setting), printed);
 }

@@ -123,6 +123,7 @@ TEST(SecretService, AServiceThatDoesNotAnswerCostsTheDeadlineAndNoMore) {
     EXPECT_FALSE(chosen->write(u"a"_qs, "x"));
     EXPECT_FALSE(QFile::exists(path));
     EXPECT_FALSE(chosen->reopen());
+    ASSERT_TRUE(bus.unregisterService(u"org.freedesktop.secrets"_qs));
     QDBusConnection::disconnectFromBus(u"silent"_qs);
     EXPECT_TRUE(chosen->reopen()) << "the service has gone";
     EXPECT_TRUE(chosen->write(u"a"_qs, "x"));
