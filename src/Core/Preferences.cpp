@@ -1,6 +1,7 @@
 #include "Core/Preferences.h"
 
 #include "Core/Log.h"
+#include "Core/PrivateFile.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -10,8 +11,13 @@
 #include <QStandardPaths>
 #include <QStringDecoder>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace quillo {
 namespace {
+
+constexpr mode_t ownerOnly = 0600;
 
 void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("Preferences")); }
 
@@ -67,6 +73,7 @@ void Preferences::setAsideUnlessReadable() {
             LogLevel::warn);
         return;
     }
+    ::fchmod(file.handle(), ownerOnly);
     const QString reason = whyUnreadable(file.readAll());
     file.close();
     if (reason.isEmpty())
@@ -117,6 +124,8 @@ QStringList Preferences::keys() const { return m_settings->allKeys(); }
 
 bool Preferences::save() {
     QDir().mkpath(QFileInfo(m_path).absolutePath());
+    // QSettings keeps the mode of a file that is there, and makes a new one for everybody to read.
+    Descriptor(::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, ownerOnly));
     m_settings->sync();
     if (m_settings->status() == QSettings::NoError)
         return true;

@@ -9,7 +9,8 @@
 
 namespace quillo {
 
-/// The process's key-value store for preferences: an INI file in the user's configuration folder. Main thread.
+/// The process's key-value store for preferences: an INI file in the user's configuration folder, which its owner alone
+/// can read. Main thread.
 ///
 /// Writes are atomic and reach the disk before the call returns. A file that is not a settings file (binary, not UTF-8,
 /// or with other lines) is moved aside unchanged and the defaults are used.

@@ -74,8 +74,12 @@ QUrl address(const QString& scheme, const QString& host, const QString& path) {
 
 } // namespace
 
+bool ServerEnvironment::isHostSet() { return !qEnvironmentVariableIsEmpty("QUILLO_SERVER_HOST"); }
+
+QString ServerEnvironment::identity() const { return m_isCustomHost ? m_host.toLower() : QStringLiteral("local"); }
+
 ServerEnvironment ServerEnvironment::fromEnvironment(const QString& builtInHost) {
-    if (!qEnvironmentVariableIsSet("QUILLO_SERVER_HOST"))
+    if (!isHostSet())
         return {builtInHost, false};
     const auto host = qEnvironmentVariable("QUILLO_SERVER_HOST");
     if (const auto fault = faultOf(host); !fault.isEmpty())

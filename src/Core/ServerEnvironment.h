@@ -8,6 +8,8 @@ namespace quillo {
 /// Which server the application talks to, and the base addresses of every client. Immutable after construction.
 class ServerEnvironment {
 public:
+    /// Whether "QUILLO_SERVER_HOST" names a server. An empty one names none, as environment files leave it behind.
+    [[nodiscard]] static bool isHostSet();
     /// Reads "QUILLO_SERVER_HOST" (a host name or address with an optional port); without it, `builtInHost` is used.
     /// Throws std::invalid_argument naming the variable and its value when that is not a host.
     static ServerEnvironment fromEnvironment(const QString& builtInHost);
@@ -16,6 +18,9 @@ public:
 
     [[nodiscard]] const QString& host() const { return m_host; }
     [[nodiscard]] bool isCustomHost() const { return m_isCustomHost; }
+    /// Which server a session and a user belong to: a custom host in lower case, or "local" for the server of this
+    /// application, whatever port it has today.
+    [[nodiscard]] QString identity() const;
     /// True for loopback hosts, where the application trusts the authority that the local server made.
     [[nodiscard]] bool isLoopback() const;
 

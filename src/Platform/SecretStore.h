@@ -5,8 +5,15 @@
 
 #include <functional>
 #include <optional>
+#include <stdexcept>
 
 namespace quillo {
+
+/// Thrown by `SecretStore::read` when the store did not answer: the value may well be there.
+class SecretStoreSilent : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// Secrets by key, for this application and user. Calls may wait for the desktop's secret service up to a short
 /// deadline; `isAvailable` is false when it is missing or locked. Used on one thread, except `onChange`.
@@ -14,11 +21,12 @@ class SecretStore {
 public:
     virtual ~SecretStore() = default;
     [[nodiscard]] virtual bool isAvailable() = 0;
+    /// Nothing when there is no such secret. Throws SecretStoreSilent.
     virtual std::optional<QByteArray> read(const QString& key) = 0;
     virtual bool write(const QString& key, const QByteArray& value) = 0;
     virtual bool remove(const QString& key) = 0;
 
-    /// The store exists, but its owner has not unlocked it.
+    /// The store exists, but its owner has not unlocked it or it has not answered yet: what it holds is not known.
     [[nodiscard]] virtual bool isLocked() { return false; }
     /// Checks a locked store again; true when it is now open.
     virtual bool reopen() { return false; }

@@ -40,6 +40,7 @@ TEST_F(PreferencesFile, KeepsEveryKindOfValue) {
     for (const auto& [key, value] : values)
         EXPECT_EQ(preferences.value(key).toString(), value.toString()) << key.toStdString();
     EXPECT_EQ(preferences.keys().size(), 5);
+    EXPECT_EQ(QFile::permissions(path) & (QFile::ReadGroup | QFile::ReadOther), 0);
     EXPECT_TRUE(setAside().isEmpty());
 }
 

@@ -39,8 +39,7 @@ TEST(ServerEnvironment, AddressesFollowFromTheHost) {
 }
 
 TEST(ServerEnvironment, ABadHostIsNamed) {
-    for (const auto* const host : {"",
-                                   " ",
+    for (const auto* const host : {" ",
                                    "https://example.org",
                                    "example.org/path",
                                    "user@example.org",
@@ -70,12 +69,18 @@ TEST(ServerEnvironment, ABadHostIsNamed) {
                         AllOf(HasSubstr("QUILLO_SERVER_HOST"), HasSubstr(std::string("\"") + host + "\"")));
         }
     }
-    qputenv("QUILLO_SERVER_HOST", "example.org");
-    EXPECT_TRUE(ServerEnvironment::fromEnvironment(u"localhost"_qs).isCustomHost());
-    qunsetenv("QUILLO_SERVER_HOST");
-    const auto builtIn = ServerEnvironment::fromEnvironment(u"localhost:5180"_qs);
-    EXPECT_FALSE(builtIn.isCustomHost());
-    EXPECT_EQ(builtIn.host(), u"localhost:5180");
+    qputenv("QUILLO_SERVER_HOST", "Example.org:8443");
+    const auto custom = ServerEnvironment::fromEnvironment(u"localhost"_qs);
+    EXPECT_TRUE(custom.isCustomHost());
+    EXPECT_EQ(custom.identity(), u"example.org:8443");
+    // Environment files leave an empty one behind.
+    for (const bool isEmpty : {true, false}) {
+        isEmpty ? qputenv("QUILLO_SERVER_HOST", "") : qunsetenv("QUILLO_SERVER_HOST");
+        const auto builtIn = ServerEnvironment::fromEnvironment(u"localhost:5180"_qs);
+        EXPECT_FALSE(builtIn.isCustomHost());
+        EXPECT_EQ(builtIn.host(), u"localhost:5180");
+        EXPECT_EQ(builtIn.identity(), u"local") << "its port is another one at each start";
+    }
 }
 
 } // namespace

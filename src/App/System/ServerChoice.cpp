@@ -20,7 +20,7 @@ ServerChoice::ServerChoice(Clock& clock) { m_environment = choose(clock); }
 
 ServerEnvironment ServerChoice::choose(Clock& clock) {
     // The mock services need no server.
-    if (qEnvironmentVariableIsSet("QUILLO_SERVER_HOST") || ServiceContainer::usesMockServices())
+    if (ServerEnvironment::isHostSet() || ServiceContainer::usesMockServices())
         return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
     if (LocalServer::findProgram().isEmpty()) {
         m_problem = UserMessage{QStringLiteral("start.noServerInstalled")};

@@ -36,6 +36,7 @@ namespace quillo {
 namespace {
 
 const QString deviceIdPreference = QStringLiteral("com.quillospeech.deviceId");
+const QString homeSecretPreference = QStringLiteral("com.quillospeech.homeSecret");
 
 /// The adapter, or the null object where the desktop has none.
 template <class Interface>
@@ -52,18 +53,34 @@ QUrl browserPages(const ServerEnvironment& environment) {
     return pages;
 }
 
-std::shared_ptr<KeychainTokenStorage> makeTokenStorage() {
+QString deviceIdKey(const ServerEnvironment& environment) {
+    return environment.isCustomHost() ? QString(deviceIdPreference + u'@' + environment.identity())
+                                      : deviceIdPreference;
+}
+
+DeviceIdentity thisDevice(const ServerEnvironment& environment) {
+    auto& preferences = Preferences::shared();
+    if (preferences.value(homeSecretPreference).toString().isEmpty())
+        preferences.setValue(homeSecretPreference, QString::fromLatin1(makeHomeSecret()));
+    return DeviceIdentity(DeviceIdentity::Source{
+        .homeSecret = preferences.value(homeSecretPreference).toString().toLatin1(),
+        .server = environment.identity(),
+    });
+}
+
+std::shared_ptr<KeychainTokenStorage> makeTokenStorage(const ServerEnvironment& environment) {
     const auto folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo");
     return std::make_shared<KeychainTokenStorage>(
         createSecretStore(folder + QStringLiteral("/secrets.json")),
         KeychainTokenStorage::DeviceIdMirror{
-            [] {
-                const auto stored = Preferences::shared().value(deviceIdPreference).toString();
+            [key = deviceIdKey(environment)] {
+                const auto stored = Preferences::shared().value(key).toString();
                 return stored.isEmpty() ? std::nullopt : std::optional(stored);
             },
-            [](const QString& id) { Preferences::shared().setValue(deviceIdPreference, id); },
-        });
+            [key = deviceIdKey(environment)](const QString& id) { Preferences::shared().setValue(key, id); },
+        },
+        environment.identity());
 }
 
 } // namespace
@@ -86,7 +103,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
     sounds = createSounds();
 
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);
-    keychain = makeTokenStorage();
+    keychain = makeTokenStorage(environment);
     tokenStorage = keychain;
     trust = TrustedNetwork::fromEnvironment(environment.isLoopback() && !environment.isCustomHost());
     webSocketService = std::make_unique<WebSocketService>(
@@ -114,6 +131,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
             .tokenStorage = tokenStorage,
             .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
             .loadStorage = [storage = keychain] { return storage->load(); },
+            .device = thisDevice(environment),
             .clientVersion = QStringLiteral(QUILLO_VERSION),
             .openBrowser = [](const QUrl& page) { return QDesktopServices::openUrl(page); },
             .browserAuthBaseURL = browserPages(environment),

@@ -10,7 +10,7 @@ inline const QString processing = QStringLiteral("processing"); ///< audio finis
 inline const QString diarizing = QStringLiteral("diarizing");   ///< a meeting, waiting for its speakers
 inline const QString completed = QStringLiteral("completed");
 inline const QString pendingTranscription = QStringLiteral("pending_transcription"); ///< its audio waits for a retry
-inline const QString unrecognized = QStringLiteral("unrecognized"); ///< no words were found; the audio is kept
-inline const QString transcriptionFailed = QStringLiteral("transcription_failed"); ///< given up; the audio is kept
+inline const QString unrecognized = QStringLiteral("unrecognized");                  ///< no words were found in it
+inline const QString transcriptionFailed = QStringLiteral("transcription_failed");   ///< given up
 
 } // namespace quillo::RecordStatus

@@ -3,6 +3,9 @@
 #include "Concurrency/AsyncStream.h"
 
 #include <QNetworkReply>
+#include <QTimer>
+
+#include <nlohmann/json.hpp>
 
 namespace quillo {
 
@@ -13,7 +16,6 @@ constexpr qint64 longestAnswer = 1024LL * 1024; // bytes
 AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
     AuthHTTPAnswer answer;
     answer.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    answer.body = reply.readAll();
     const bool isCut = answer.isAnswered() && reply.error() != QNetworkReply::NoError &&
                        reply.error() < QNetworkReply::ContentAccessDenied;
     if (!answer.isAnswered() || isCut) {
@@ -21,6 +23,8 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
         answer.status = 0;
         answer.failure = reply.errorString();
         answer.isHandshakeFailure = reply.error() == QNetworkReply::SslHandshakeFailedError;
+    } else {
+        answer.body = reply.readAll();
     }
     return answer;
 }
@@ -28,6 +32,14 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 } // namespace
 
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
+
+bool AuthHTTPAnswer::isTokenRejection() const {
+    if (!isRejection())
+        return false;
+    const auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
+    const auto error = json.is_object() ? json.find("error") : json.end();
+    return error != json.end() && (*error == "invalid_grant" || *error == "invalid_token");
+}
 
 Task<AuthHTTPAnswer> AuthHTTP::send(AuthHTTPRequest request, std::chrono::milliseconds timeout) {
     return send(&m_network, m_prepare, std::move(request), timeout);
@@ -43,10 +55,9 @@ Task<AuthHTTPAnswer> AuthHTTP::send(QPointer<QNetworkAccessManager> network, Pre
         if (!sent.accessToken.isEmpty())
             request.setRawHeader("Authorization", "Bearer " + sent.accessToken.toUtf8());
         request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-        request.setTransferTimeout(static_cast<int>(timeout.count()));
         if (prepare)
             prepare(request);
-        answer = co_await awaitReply(network->sendCustomRequest(request, sent.method, sent.json));
+        answer = co_await awaitReply(network->sendCustomRequest(request, sent.method, sent.json), timeout);
         if (!answer.isHandshakeFailure)
             break;
         // On the very first start the local server makes its authority while we wait in its queue. By now it is there;
@@ -57,12 +68,14 @@ Task<AuthHTTPAnswer> AuthHTTP::send(QPointer<QNetworkAccessManager> network, Pre
     co_return answer;
 }
 
-Task<AuthHTTPAnswer> AuthHTTP::awaitReply(QNetworkReply* reply) {
+Task<AuthHTTPAnswer> AuthHTTP::awaitReply(QNetworkReply* reply, std::chrono::milliseconds timeout) {
     auto [answers, sink] = AsyncStream<AuthHTTPAnswer>::make(EventExecutor::main());
     QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64) {
         if (received > longestAnswer)
             reply->abort();
     });
+    // For the whole of it: everyone who wants the same answer waits for this one.
+    QTimer::singleShot(timeout, reply, [reply] { reply->abort(); });
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, sink = sink] {
         sink.yield(readAnswer(*reply));
         sink.finish();

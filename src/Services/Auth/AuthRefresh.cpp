@@ -25,6 +25,7 @@ Task<> AuthService::Session::requestRefresh(Self session) {
     const auto refreshToken = session->config.tokenStorage->refreshToken();
     if (!refreshToken || refreshToken->isEmpty()) {
         authLog(QStringLiteral("No refresh token available"), LogLevel::warn);
+        session->expire();
         throw authFailure::notAuthenticated();
     }
     const auto generation = session->generation;
@@ -39,13 +40,16 @@ Task<> AuthService::Session::requestRefresh(Self session) {
     }
     if (answer.status != 200) {
         authLog(QStringLiteral("Token refresh failed with status: ") % answer.statusText(), LogLevel::error);
-        if (answer.isRejection())
+        if (answer.isTokenRejection()) {
+            session->expire();
             throw authFailure::notAuthenticated();
+        }
         throw AuthError(AuthError::Kind::transport, AuthError::Code::refreshFailed,
                         QStringLiteral("Token refresh failed with status: ") % answer.statusText());
     }
     try {
         session->storeTokens(authCoding::decodeTokens(answer.body));
+        session->isExpired = false;
     } catch (const std::runtime_error& error) {
         // Whoever answered 200 with something else is no account server: a captive portal, a proxy.
         const auto reason = QString::fromUtf8(error.what());

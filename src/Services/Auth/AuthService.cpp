@@ -37,11 +37,9 @@ AuthService::~AuthService() {
 
 Task<bool> AuthService::checkExistingSession() { return Session::restore(m_session); }
 
-Task<> AuthService::createAnonymousSession() {
-    return Session::share(m_session, &Session::creatingAnonymous, Session::requestAnonymous);
-}
+Task<> AuthService::createAnonymousSession() { return Session::makeAnonymous(m_session); }
 
-Task<> AuthService::refreshAccessToken() { return Session::refresh(m_session); }
+Task<> AuthService::refreshAccessToken() { return Session::refreshNow(m_session); }
 
 Task<> AuthService::startLogin() {
     authLog(QStringLiteral("Starting login flow"));
@@ -79,6 +77,8 @@ std::optional<AuthUser> AuthService::currentUser() const { return m_session->use
 
 bool AuthService::isLoading() const { return m_session->loading > 0; }
 
+bool AuthService::isSessionExpired() const { return m_session->isExpired; }
+
 bool AuthService::isNewUser() const { return m_session->isNewUser; }
 
 Observation AuthService::observe(std::function<void()> changed) {
@@ -97,45 +97,76 @@ void AuthService::logout() {
 }
 
 Task<bool> AuthService::Session::restore(Self session) {
+    co_await share(session, &Session::restoring, lookForSession);
+    co_return session->isAuthenticated;
+}
+
+Task<bool> AuthService::Session::settle(Self session) {
+    if (session->isSettled)
+        co_return false;
+    co_await share(session, &Session::restoring, lookForSession);
+    co_return session->isAuthenticated;
+}
+
+Task<> AuthService::Session::makeAnonymous(Self session) {
+    if (!co_await settle(session))
+        co_await share(session, &Session::creatingAnonymous, requestAnonymous);
+}
+
+Task<> AuthService::Session::refreshNow(Self session) {
+    // The look has refreshed what had to be.
+    if (!co_await settle(session) || session->isTokenExpired())
+        co_await refresh(session);
+}
+
+Task<> AuthService::Session::lookForSession(Self session) {
     authLog(QStringLiteral("Checking for existing session"));
     const Loading loading(session);
-    auto& storage = *session->config.tokenStorage;
-    const auto generation = session->generation;
-    if (session->config.loadStorage)
+    const auto& storage = *session->config.tokenStorage;
+    auto generation = session->generation;
+    if (session->config.loadStorage && !session->isSettled)
         co_await session->config.loadStorage();
+    session->isSettled = true;
+    // Whoever signed in or out meanwhile decided otherwise.
+    if (session->generation != generation)
+        co_return;
     const auto token = storage.accessToken();
     if (!token || token->isEmpty()) {
         authLog(QStringLiteral("No existing access token found"));
-        co_return false;
+        co_return;
     }
     const auto user = storedUser(storage);
+    if (!session->isAuthenticated || session->user != user)
+        session->beginAnother();
+    generation = session->generation;
     if (user)
         authLog(QStringLiteral("User data restored from storage: ") % user->id);
-    const auto expiry = storage.accessTokenExpiresAt();
-    authLog(QStringLiteral("Token expires at: ") %
-            (expiry ? expiry->toString(Qt::ISODate) : QStringLiteral("unknown")));
-    if (session->isTokenExpired()) {
-        authLog(QStringLiteral("Access token expired, attempting refresh"));
-        try {
-            co_await refresh(session);
-            authLog(QStringLiteral("Session restored via token refresh"));
-        } catch (const AuthError& error) {
-            if (session->generation == generation && error.isAuthenticationError()) {
-                session->end();
-                authLog(QStringLiteral("Refresh failed with auth error. Local session cleared."), LogLevel::warn);
-                co_return false;
-            }
-            authLog(QStringLiteral("Refresh failed with non-auth error. Keeping local session for retry."),
-                    LogLevel::warn);
-        }
-    }
-    // Whoever signed in or out meanwhile decided otherwise.
-    if (session->generation != generation)
-        co_return session->isAuthenticated;
     session->setUser(user);
     if (!std::exchange(session->isAuthenticated, true))
         session->changed();
-    co_return true;
+    const auto expiry = storage.accessTokenExpiresAt();
+    authLog(QStringLiteral("Token expires at: ") %
+            (expiry ? expiry->toString(Qt::ISODate) : QStringLiteral("unknown")));
+    if (session->generation == generation && session->isTokenExpired())
+        co_await refreshRestored(session, generation);
+}
+
+Task<> AuthService::Session::refreshRestored(Self session, uint64_t of) {
+    authLog(QStringLiteral("Access token expired, attempting refresh"));
+    try {
+        co_await refresh(session);
+        authLog(QStringLiteral("Session restored via token refresh"));
+    } catch (const AuthError& error) {
+        if (session->generation == of && error.isAuthenticationError()) {
+            const bool wasAccount = session->isExpired;
+            session->end();
+            authLog(QStringLiteral("Refresh failed with auth error. Local session cleared."), LogLevel::warn);
+            session->isExpired = wasAccount;
+            session->changed();
+            co_return;
+        }
+        authLog(QStringLiteral("Refresh failed with non-auth error. Keeping local session for retry."), LogLevel::warn);
+    }
 }
 
 } // namespace quillo

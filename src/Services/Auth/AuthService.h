@@ -74,6 +74,7 @@ public:
 
     [[nodiscard]] bool isAuthenticated() const override;
     [[nodiscard]] bool isLoading() const override;
+    [[nodiscard]] bool isSessionExpired() const override;
     [[nodiscard]] bool isNewUser() const override;
     [[nodiscard]] std::optional<AuthUser> currentUser() const override;
     [[nodiscard]] Observation observe(std::function<void()> changed) override;

@@ -69,11 +69,13 @@ class AuthServiceProtocol {
 public:
     virtual ~AuthServiceProtocol() = default;
 
-    /// Restores the stored session, refreshing an expired token; true when there is one.
+    /// Restores the stored session, refreshing an expired token; true when there is one. Waits for a store that has yet
+    /// to answer. Concurrent calls share one look.
     virtual Task<bool> checkExistingSession() = 0;
-    /// Throws AuthError. Concurrent calls share one request.
+    /// Restores the stored session first when nothing has looked for it yet, and then makes none beside it. Throws
+    /// AuthError. Concurrent calls share one request.
     virtual Task<> createAnonymousSession() = 0;
-    /// Stores new tokens or throws AuthError. Concurrent calls share one request.
+    /// Stores new tokens or throws AuthError. Concurrent calls share one request. Waits as `createAnonymousSession`.
     virtual Task<> refreshAccessToken() = 0;
 
     /// Opens the server's page in the browser and ends when the user has signed in there, at most 120 s later. Throws
@@ -92,10 +94,13 @@ public:
     [[nodiscard]] virtual bool isAuthenticated() const = 0;
     /// A session is being restored or made, or a sign-in waits.
     [[nodiscard]] virtual bool isLoading() const = 0;
+    /// The server has ended the session of an account: it is to be signed in to again. Until then dictations of an
+    /// account that was in use wait, and one that was found so at start goes on without an account.
+    [[nodiscard]] virtual bool isSessionExpired() const { return false; }
     /// The account was made by the latest sign-in.
     [[nodiscard]] virtual bool isNewUser() const = 0;
     [[nodiscard]] virtual std::optional<AuthUser> currentUser() const = 0;
-    /// `changed` is called after any of these four became another one, for as long as the result lives.
+    /// `changed` is called after any of these became another one, for as long as the result lives.
     [[nodiscard]] virtual Observation observe(std::function<void()> changed) = 0;
 };
 

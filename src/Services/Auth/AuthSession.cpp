@@ -61,10 +61,21 @@ void AuthService::Session::setUser(const std::optional<AuthUser>& other) {
         NotificationCenter::shared().post(notification::authUserDidChange);
 }
 
-void AuthService::Session::adopt(const AuthResponse& response) {
+void AuthService::Session::beginAnother() {
     ++generation;
+    isExpired = false;
     refreshing.reset();
     creatingAnonymous.reset();
+}
+
+void AuthService::Session::expire() {
+    // An anonymous session holds nothing that signing in again could bring back.
+    if (user && !user->isAnonymous && !std::exchange(isExpired, true))
+        changed();
+}
+
+void AuthService::Session::adopt(const AuthResponse& response) {
+    beginAnother();
     storeTokens(response.tokens);
     config.tokenStorage->setUserData(authCoding::encode(response.user));
     authLog(QStringLiteral("Tokens stored in keychain"));
@@ -93,9 +104,7 @@ bool AuthService::Session::isTokenExpired() const {
 }
 
 void AuthService::Session::end() {
-    ++generation;
-    refreshing.reset();
-    creatingAnonymous.reset();
+    beginAnother();
     endFlow(authFailure::cancelled());
     config.tokenStorage->clear();
     isNewUser = false;
@@ -105,7 +114,8 @@ void AuthService::Session::end() {
 QString AuthService::Session::deviceId() const {
     // The id is what an anonymous session is made from, so a line shows its beginning alone.
     const auto shown = [](const QString& id) -> QString { return id.left(8) % QStringLiteral("…"); };
-    if (const auto stored = config.tokenStorage->deviceId(); stored && !stored->isEmpty()) {
+    if (const auto stored = config.tokenStorage->deviceId();
+        stored && !stored->isEmpty() && !config.device.isComputable(*stored)) {
         authLog(QStringLiteral("Using existing device_id: ") % shown(*stored));
         return *stored;
     }

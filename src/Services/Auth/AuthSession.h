@@ -58,9 +58,12 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     std::optional<AuthUser> user;
     bool isAuthenticated = false;
     bool isNewUser = false;
+    bool isExpired = false; ///< the server ended the session of an account
+    bool isSettled = false; ///< the store has been read; what it held is the session
     int loading = 0;
-    /// Counts the ends of sessions: an answer to a request of an earlier session is not stored.
+    /// Counts the changes of the session: an answer to a request of an earlier one is not stored.
     uint64_t generation = 0;
+    Shared restoring;
     Shared refreshing;
     Shared creatingAnonymous;
     std::shared_ptr<Flow> flow; ///< the sign-in that waits
@@ -73,8 +76,12 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     // The state and who is told of it.
     void setUser(const std::optional<AuthUser>& changed);
     void changed();
+    /// From now on the session is another one: what is under way for the one before is not stored.
+    void beginAnother();
     /// Makes this the session of another user, whatever is under way for the one before.
     void adopt(const AuthResponse& response);
+    /// The server refused to go on with the session.
+    void expire();
     void storeTokens(const AuthTokens& tokens) const;
     void end();
     /// Ends the sign-in that waits; without an error it succeeded.
@@ -95,6 +102,13 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     void removeCallbackObserver();
 
     static Task<bool> restore(Self session);
+    /// Looks for the stored session; nothing may replace it before.
+    static Task<> lookForSession(Self session);
+    /// Waits for the first look. True when it was this call that waited and a session was found.
+    static Task<bool> settle(Self session);
+    static Task<> makeAnonymous(Self session);
+    static Task<> refreshNow(Self session);
+    static Task<> refreshRestored(Self session, uint64_t of);
     /// Joins the request in `slot`, or makes it.
     static Task<> share(Self session, Shared Session::*slot, Task<> (*request)(Self));
     static Task<> requestRefresh(Self session);

@@ -6,9 +6,13 @@
 #include <QRegularExpression>
 #include <QUuid>
 
+#include <unistd.h>
+
 namespace quillo {
 
 namespace {
+
+constexpr const char* deviceIdPurpose = "com.quillospeech.deviceId";
 
 QByteArray derive(const QByteArray& secret, const char* purpose) {
     return QMessageAuthenticationCode::hash(purpose, secret, QCryptographicHash::Sha256);
@@ -24,26 +28,41 @@ QString uuid(QByteArray bytes, char version) {
 
 const QString DeviceIdentity::machineIdPath = QStringLiteral("/etc/machine-id");
 
-DeviceIdentity::DeviceIdentity(const QString& path) {
-    QFile file(path);
+DeviceIdentity::DeviceIdentity(const Source& source) {
+    QFile file(source.machineIdPath);
     if (!file.open(QIODevice::ReadOnly))
         return;
     // An image that was never booted holds "uninitialized" or nothing: such machines would all be the same one.
     const auto content = QString::fromLatin1(file.read(64)).trimmed();
     static const QRegularExpression id(QStringLiteral("^[0-9a-f]{32}$"));
-    if (id.match(content).hasMatch() && content != QString(32, u'0'))
-        m_machineId = QByteArray::fromHex(content.toLatin1());
+    if (!id.match(content).hasMatch() || content == QString(32, u'0'))
+        return;
+    m_machineId = QByteArray::fromHex(content.toLatin1());
+    // Each part behind its length, so that no two sources join to the same bytes.
+    for (const auto& part : {m_machineId, source.homeSecret, QByteArray::number(::getuid()), source.server.toUtf8()})
+        m_secret += QByteArray::number(part.size()) + ':' + part;
 }
 
 std::optional<QString> DeviceIdentity::hardwareUUID() const {
     if (m_machineId.isEmpty())
         return std::nullopt;
-    return uuid(derive(m_machineId, "com.quillospeech.deviceId").left(16), 4);
+    return uuid(derive(m_secret, deviceIdPurpose).left(16), 4);
+}
+
+bool DeviceIdentity::isComputable(const QString& deviceId) const {
+    return !m_machineId.isEmpty() && deviceId == uuid(derive(m_machineId, deviceIdPurpose).left(16), 4);
 }
 
 QString DeviceIdentity::fingerprint(const QString& deviceId) const {
-    const auto secret = m_machineId.isEmpty() ? deviceId.toUtf8() : m_machineId;
+    const auto secret = m_machineId.isEmpty() ? deviceId.toUtf8() : m_secret;
     return QString::fromLatin1(derive(secret, "com.quillospeech.deviceFingerprint").toHex());
+}
+
+QByteArray makeHomeSecret() {
+    QByteArray bytes(32, '\0');
+    QRandomGenerator::system()->generate(reinterpret_cast<quint32*>(bytes.data()),
+                                         reinterpret_cast<quint32*>(bytes.data() + bytes.size()));
+    return bytes.toHex();
 }
 
 QString makeUUIDVersion7(const QDateTime& time) {

@@ -27,15 +27,14 @@ void InMemoryTokenStorage::setValue(const QString& key, const std::optional<QByt
     changed(key, value);
 }
 
-void InMemoryTokenStorage::adopt(const QString& key, const QByteArray& value) {
+InMemoryTokenStorage::Values InMemoryTokenStorage::values() const {
     const std::lock_guard lock(m_mutex);
-    if (!m_values.contains(key))
-        m_values.insert(key, value);
+    return m_values;
 }
 
-void InMemoryTokenStorage::replace(const QString& key, const QByteArray& value) {
+void InMemoryTokenStorage::replaceAll(const Values& values) {
     const std::lock_guard lock(m_mutex);
-    m_values.insert(key, value);
+    m_values = values;
 }
 
 std::optional<QString> InMemoryTokenStorage::accessToken() const { return text(value(tokenKey::accessToken)); }

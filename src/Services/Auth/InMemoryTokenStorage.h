@@ -15,6 +15,8 @@ inline const QString refreshToken = QStringLiteral("com.quillospeech.refreshToke
 inline const QString accessTokenExpiresAt = QStringLiteral("com.quillospeech.accessTokenExpiresAt");
 inline const QString userData = QStringLiteral("com.quillospeech.userData");
 inline const QString deviceId = QStringLiteral("com.quillospeech.deviceId");
+/// Which server issued what is stored under the others.
+inline const QString issuer = QStringLiteral("com.quillospeech.issuer");
 } // namespace tokenKey
 
 /// Secrets in memory alone: for tests and previews, and what the keychain's storage reads from.
@@ -37,14 +39,14 @@ protected:
     virtual void changed(const QString& /*key*/, const std::optional<QByteArray>& /*value*/) {}
     [[nodiscard]] std::optional<QByteArray> value(const QString& key) const;
     void setValue(const QString& key, const std::optional<QByteArray>& value);
-    /// Takes `value` over from a slower store, unless the key was set or removed in the meantime.
-    void adopt(const QString& key, const QByteArray& value);
-    /// Takes `value` over whatever was there, without telling `changed`.
-    void replace(const QString& key, const QByteArray& value);
+    using Values = QHash<QString, std::optional<QByteArray>>; ///< a removed key holds nothing
+    [[nodiscard]] Values values() const;
+    /// Puts these in the place of all others at once, without telling `changed`.
+    void replaceAll(const Values& values);
 
 private:
     mutable std::mutex m_mutex;
-    QHash<QString, std::optional<QByteArray>> m_values; ///< a removed key holds nothing
+    Values m_values;
 };
 
 } // namespace quillo

@@ -32,18 +32,6 @@ QString storedLine(const QString& key) {
     return {};
 }
 
-void write(SecretStore& store, const QString& key, const QByteArray& value) {
-    if (!store.write(key, value))
-        log(QStringLiteral("Keychain write failed for ") % key, LogLevel::error);
-    else if (const auto line = storedLine(key); !line.isEmpty())
-        log(line);
-}
-
-void remove(SecretStore& store, const QString& key) {
-    if (!store.remove(key))
-        log(QStringLiteral("Keychain delete failed for ") % key, LogLevel::error);
-}
-
 /// Whether `user` is one with an account.
 bool holdsAccount(const std::optional<QByteArray>& user) {
     try {
@@ -55,9 +43,13 @@ bool holdsAccount(const std::optional<QByteArray>& user) {
 
 } // namespace
 
-KeychainTokenStorage::KeychainTokenStorage(std::unique_ptr<SecretStore> store, DeviceIdMirror mirror)
-    : m_store(std::move(store)), m_mirror(std::move(mirror)), m_executor(QStringLiteral("com.quillo.keychain")) {
+KeychainTokenStorage::KeychainTokenStorage(std::unique_ptr<SecretStore> store, DeviceIdMirror mirror, QString issuer,
+                                           std::chrono::milliseconds retry)
+    : m_store(std::move(store)), m_mirror(std::move(mirror)), m_issuer(std::move(issuer)),
+      m_executor(QStringLiteral("com.quillo.keychain")) {
     m_store->onChange([this] { lookAgain(); });
+    m_retry.setInterval(retry);
+    QObject::connect(&m_retry, &QTimer::timeout, &m_retry, [this] { m_isLocked ? lookAgain() : retryWrites(); });
 }
 
 KeychainTokenStorage::~KeychainTokenStorage() { m_store->onChange({}); }
@@ -65,11 +57,43 @@ KeychainTokenStorage::~KeychainTokenStorage() { m_store->onChange({}); }
 void KeychainTokenStorage::changed(const QString& key, const std::optional<QByteArray>& value) {
     if (key == tokenKey::deviceId && value && m_mirror.write)
         m_mirror.write(QString::fromUtf8(*value));
-    m_executor.post([store = m_store.get(), key, value] {
-        if (value)
-            write(*store, key, *value);
-        else
-            remove(*store, key);
+    if (m_isRead)
+        write(key, value);
+}
+
+void KeychainTokenStorage::write(const QString& key, const std::optional<QByteArray>& value) {
+    if (value && !std::exchange(m_isOwned, true))
+        m_executor.post([this, issuer = m_issuer.toUtf8()] { writeThrough(tokenKey::issuer, issuer, {}); });
+    m_executor.post(
+        [this, name = QString(key % m_suffix), value, line = storedLine(key)] { writeThrough(name, value, line); });
+}
+
+void KeychainTokenStorage::writeThrough(const QString& name, const std::optional<QByteArray>& value,
+                                        const QString& line) {
+    const bool isDone = value ? m_store->write(name, *value) : m_store->remove(name);
+    if (isDone) {
+        m_unwritten.remove(name);
+        if (value && !line.isEmpty())
+            log(line);
+        return;
+    }
+    log((value ? QStringLiteral("Keychain write failed for ") : QStringLiteral("Keychain delete failed for ")) % name,
+        LogLevel::error);
+    m_unwritten.insert(name, value);
+    EventExecutor::main().post([this, alive = std::weak_ptr(m_alive)] {
+        if (alive.lock())
+            m_retry.start();
+    });
+}
+
+void KeychainTokenStorage::retryWrites() {
+    m_retry.stop();
+    m_retry.setInterval(std::min(m_retry.intervalAsDuration() * 2, longestRetryInterval));
+    m_executor.post([this] {
+        // A refresh token that never got there would be missed at the next start: it is good for one use.
+        const auto left = m_unwritten;
+        for (auto next = left.begin(); next != left.end(); ++next)
+            writeThrough(next.key(), next.value(), {});
     });
 }
 
@@ -79,13 +103,14 @@ void KeychainTokenStorage::clear() {
 }
 
 Task<> KeychainTokenStorage::load() {
-    auto [ends, end] = AsyncStream<bool>::make(EventExecutor::main());
-    m_executor.post([this, end = end] {
-        const bool locked = m_store->isLocked();
-        readAll();
-        end.yield(locked);
-    });
-    m_isLocked = (co_await ends.next()).value_or(false);
+    auto [ends, end] = AsyncStream<Contents>::make(EventExecutor::main());
+    m_executor.post([store = m_store.get(), issuer = m_issuer, end = end] { end.yield(read(*store, issuer)); });
+    const auto contents = (co_await ends.next()).value_or(Contents());
+    m_isLocked = !contents.isKnown;
+    if (m_isLocked)
+        m_retry.start();
+    else
+        merge(contents);
     if (deviceId() || !m_mirror.read)
         co_return;
     if (const auto mirrored = m_mirror.read(); mirrored && !mirrored->isEmpty()) {
@@ -94,45 +119,74 @@ Task<> KeychainTokenStorage::load() {
     }
 }
 
-void KeychainTokenStorage::readAll() {
-    // Asked once before: every read of a store that does not answer would wait out its deadline.
-    const bool available = m_store->isAvailable();
-    for (const auto& key : storedKeys) {
-        if (!available)
+KeychainTokenStorage::Contents KeychainTokenStorage::read(SecretStore& store, const QString& issuer) {
+    Contents contents;
+    const bool isAvailable = store.isAvailable();
+    if (store.isLocked())
+        return contents;
+    if (!isAvailable) {
+        for (const auto& key : storedKeys)
             log(QStringLiteral("Keychain read failed for ") % key, LogLevel::error);
-        else if (const auto value = m_store->read(key))
-            adopt(key, *value);
+        contents.isKnown = true;
+        return contents;
     }
+    try {
+        const auto owner = store.read(tokenKey::issuer);
+        contents.isOwned = owner.has_value();
+        if (owner && *owner != issuer.toUtf8())
+            contents.suffix = u'@' % issuer;
+        for (const auto& key : storedKeys)
+            if (const auto value = store.read(key % contents.suffix))
+                contents.values.insert(key, *value);
+        contents.isKnown = true;
+    } catch (const SecretStoreSilent& error) {
+        log(QStringLiteral("Keychain read failed for ") % QString::fromUtf8(error.what()), LogLevel::error);
+    }
+    return contents;
+}
+
+void KeychainTokenStorage::merge(const Contents& contents) {
+    const auto present = values();
+    const auto isRemoved = [&](const QString& key) { return present.contains(key) && !present.value(key); };
+    const bool isStored = contents.values.contains(tokenKey::refreshToken);
+    // Whoever signed in or out meanwhile decided so; an anonymous session only filled the gap.
+    const bool staysPresent = !isStored || holdsAccount(userData()) || isRemoved(tokenKey::refreshToken);
+    m_isRead = true;
+    m_isOwned = contents.isOwned;
+    m_suffix = contents.suffix;
+    auto merged = staysPresent ? present : contents.values;
+    const auto device = contents.values.value(tokenKey::deviceId);
+    if (device)
+        merged.insert(tokenKey::deviceId, device);
+    // Of a session that was stored without the name of its server, the one that is asked now is taken to be it.
+    const bool isUnclaimed = !contents.isOwned && !contents.values.isEmpty();
+    replaceAll(merged);
+    if (isUnclaimed && !std::exchange(m_isOwned, true))
+        m_executor.post([this, issuer = m_issuer.toUtf8()] { writeThrough(tokenKey::issuer, issuer, {}); });
+    for (auto next = merged.begin(); next != merged.end(); ++next)
+        if (contents.values.value(next.key()) != next.value())
+            write(next.key(), next.value());
 }
 
 void KeychainTokenStorage::lookAgain() {
-    if (!m_isLocked)
+    if (!m_isLocked || std::exchange(m_isLooking, true))
         return;
     m_executor.post([this] {
-        if (!m_store->reopen())
-            return;
-        log(QStringLiteral("The keyring was unlocked"));
-        mergeAfterUnlock();
-        EventExecutor::main().post([this, alive = std::weak_ptr(m_alive)] {
+        auto contents = m_store->reopen() ? read(*m_store, m_issuer) : Contents();
+        EventExecutor::main().post([this, contents = std::move(contents), alive = std::weak_ptr(m_alive)] {
             if (!alive.lock())
                 return;
+            m_isLooking = false;
+            if (!contents.isKnown)
+                return;
+            log(QStringLiteral("The keyring was unlocked"));
             m_isLocked = false;
+            m_retry.stop();
+            merge(contents);
             if (onUnlocked)
                 onUnlocked();
         });
     });
-}
-
-void KeychainTokenStorage::mergeAfterUnlock() {
-    if (!holdsAccount(userData()) && m_store->read(tokenKey::refreshToken)) {
-        for (const auto& key : storedKeys)
-            if (const auto stored = m_store->read(key))
-                replace(key, *stored);
-        return;
-    }
-    for (const auto& key : storedKeys)
-        if (const auto present = value(key))
-            write(*m_store, key, *present);
 }
 
 } // namespace quillo

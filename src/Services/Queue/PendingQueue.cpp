@@ -60,9 +60,13 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
     };
     const Pass pass(self->isProcessing);
     self->m_isSignedOut = false;
+    self->m_hasAnswered = false;
     self->publishUnsaved();
     QHash<QString, int> seen;
     auto groups = self->collect();
+    self->putUntriedFirst(groups);
+    // Also while no server answers, what has become too old is given up.
+    bool isAway = self->m_server.dueAt > self->services.clock.wallTime();
     if (!groups.empty())
         queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(groups.size()));
     while (!groups.empty()) {
@@ -74,14 +78,19 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
                 co_return;
             }
             const auto request = self->m_requests.value(group.audioId);
+            if (isAway) {
+                self->giveUpOverdue(group);
+                continue;
+            }
             const auto step = co_await process(self, group);
             if (step == Step::pause)
                 co_return;
+            isAway = step == Step::away;
             if (step == Step::done)
                 seen.insert(group.audioId, request);
         }
         // While nothing was sent no time has passed in which something could have arrived.
-        if (self->isClosed || !self->m_hasChanged)
+        if (self->isClosed || isAway || !self->m_hasChanged)
             co_return;
         groups = self->collect();
         std::erase_if(groups, [&](const Group& group) {
@@ -92,6 +101,11 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
             queueLog(QStringLiteral("📋 Re-check: found %1 new pending recording(s) arrived during processing")
                          .arg(groups.size()));
     }
+}
+
+void PendingQueue::putUntriedFirst(std::vector<Group>& groups) const {
+    std::stable_partition(groups.begin(), groups.end(),
+                          [this](const Group& group) { return !m_server.tried.contains(group.audioId); });
 }
 
 bool PendingQueue::requestAgain(const QString& audioId, const QString& language) {
@@ -130,11 +144,13 @@ bool PendingQueue::requestAgain(const QString& audioId, const QString& language)
     m_hasChanged = true;
     ++m_requests[audioId];
     m_rejected.remove(audioId);
+    expectServer();
     queueLog(QStringLiteral("🔄 Re-transcription initiated for: %1").arg(audioId));
     return true;
 }
 
 bool PendingQueue::resetBackoff() {
+    expectServer();
     if (!records)
         return false;
     auto waiting = records->pending();
@@ -183,6 +199,13 @@ void PendingQueue::rememberCurrentUser() {
 }
 
 void PendingQueue::markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting) {
+    const bool isSaved = giveUp(audioId, waiting, RecordStatus::unrecognized);
+    queueLog((isSaved ? QStringLiteral("🔇 Marked record as unrecognized (audio preserved for manual retry): %1")
+                      : QStringLiteral("🔇 Marked recording as unrecognized (disk only, DB unavailable): %1"))
+                 .arg(audioId));
+}
+
+bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status) {
     bool hadText = false;
     try {
         hadText = !pendingAudioFiles::readMetadata(audioId).isPending();
@@ -192,13 +215,14 @@ void PendingQueue::markUnrecognized(const QString& audioId, const QList<RecordPo
     for (const auto& record : waiting) {
         // A text that another transcription was to replace stands.
         const bool stands = hadText && !record->text.isEmpty();
-        PendingRecords::giveUp({record}, stands ? RecordStatus::completed : RecordStatus::unrecognized);
+        PendingRecords::giveUp({record}, stands ? RecordStatus::completed : status);
     }
     const bool isSaved = records->save();
-    pendingAudioFiles::markCompleted(audioId, services.clock.wallTime(), pendingAudioFiles::unrecognizedReason);
-    queueLog((isSaved ? QStringLiteral("🔇 Marked record as unrecognized (audio preserved for manual retry): %1")
-                      : QStringLiteral("🔇 Marked recording as unrecognized (disk only, DB unavailable): %1"))
-                 .arg(audioId));
+    const bool isUnrecognized = status == RecordStatus::unrecognized;
+    pendingAudioFiles::markCompleted(audioId, services.clock.wallTime(),
+                                     isUnrecognized ? pendingAudioFiles::unrecognizedReason
+                                                    : pendingAudioFiles::failedReason);
+    return isSaved;
 }
 
 void PendingQueue::publish(const QString& audioId, const RecordPointer& record) {

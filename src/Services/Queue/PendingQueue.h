@@ -42,6 +42,8 @@ public:
     bool requestAgain(const QString& audioId, const QString& language);
     /// The server works again: what failed for its sake is due at once. True when something is.
     bool resetBackoff();
+    /// What is known of an absent server holds no longer: it is asked with the next pass.
+    void expectServer() { m_server = {}; }
     /// Whether something waits that a later check could bring on.
     [[nodiscard]] bool isWaiting();
     /// Whether the records of this user are the current user's to transcribe.
@@ -59,6 +61,7 @@ private:
     enum class Step {
         done,  ///< one way or the other; go on with the next
         pause, ///< nothing can be sent now
+        away,  ///< no server was reached, or no file could be made to send: the others would fare no better
         again, ///< it was asked for anew meanwhile
     };
     enum class MeetingRecovery { none, running, done };
@@ -72,13 +75,23 @@ private:
     std::vector<Group> collect();
     /// Nothing when it is not to be sent now.
     std::optional<Item> prepare(const Group& group);
+    /// Gives up what is too old or was tried too often; sends nothing.
+    void giveUpOverdue(const Group& group);
     static Task<Step> process(Self self, Group group);
     static Task<Step> transcribe(Self self, Item item);
     static Task<MeetingRecovery> recoverMeeting(Self self, Item item);
+    /// Those that were not tried while the server was away come first, so that one that the way does not bear holds no
+    /// other up.
+    void putUntriedFirst(std::vector<Group>& groups) const;
     Step settleFailure(const Item& item, const std::exception_ptr& error);
+    /// Notes that nobody was reached; the recording has had no attempt.
+    Step settleAbsence(const Item& item, const QString& reason);
+    void settleExhausted(const QString& audioId, const QList<RecordPointer>& waiting, int64_t attempts);
     Step settleEmpty(const Item& item);
     Step settleSuccess(const QString& audioId, const RecordPointer& record);
     void publish(const QString& audioId, const RecordPointer& record);
+    /// Ends the wait of these with `status`, in the history and beside the audio; false when only there.
+    bool giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status);
     void markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting);
     void publishUnsaved();
 
@@ -87,6 +100,14 @@ private:
     QSet<QString> m_rejected;                   ///< audio that the server itself refused, rather than failed on
     std::map<QString, RecordPointer> m_unsaved; ///< by audio: whose text is not in the file yet
     std::map<QString, RecordingsInUse::Lease> m_leases;
+    /// What is known of an absent server. In memory alone: the next start asks at once.
+    struct Server {
+        int failures = 0; ///< since it last answered
+        QDateTime dueAt;  ///< when it is asked again
+        QSet<QString> tried;
+    };
+    Server m_server;
+    bool m_hasAnswered = false; ///< the server, in this pass
     bool m_hasWaiting = false;  ///< as of the latest look
     bool m_hasChanged = true;   ///< since then
     bool m_isSignedOut = false; ///< the last pass found that the session is over

@@ -75,18 +75,12 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
             m_hasChanged = true;
             PendingRecords::giveUp(waiting, RecordStatus::transcriptionFailed);
             if (records->save() && metadata)
-                pendingAudioFiles::markCompleted(audioId, now);
+                pendingAudioFiles::markCompleted(audioId, now, pendingAudioFiles::expiredReason);
             return std::nullopt;
         }
     }
     if (attempts >= pendingRetry::maximumAttempts) {
-        queueLog(QStringLiteral("🛑 Pending recording exceeded max retry attempts (%1) — marking unrecognized (audio "
-                                "preserved): %2")
-                     .arg(attempts)
-                     .arg(audioId),
-                 LogLevel::warn);
-        m_hasChanged = true;
-        markUnrecognized(audioId, waiting);
+        settleExhausted(audioId, waiting, attempts);
         return std::nullopt;
     }
     const auto waited = secondsSinceAttempt(waiting, now);
@@ -117,6 +111,8 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
         item.clientRecordingId = metadata->clientRecordingId;
     return item;
 }
+
+void PendingQueue::giveUpOverdue(const Group& group) { (void)prepare(group); }
 
 Task<PendingQueue::Step> PendingQueue::process(Self self, Group group) {
     const auto item = self->prepare(group);
@@ -210,7 +206,20 @@ Task<PendingQueue::Step> PendingQueue::transcribe(Self self, Item item) {
     co_return self->settleSuccess(item.audioId, self->records->applyText(waiting, *dictation));
 }
 
+void PendingQueue::settleExhausted(const QString& audioId, const QList<RecordPointer>& waiting, int64_t attempts) {
+    queueLog(QStringLiteral("🛑 Pending recording exceeded max retry attempts (%1) — marking failed (audio "
+                            "preserved): %2")
+                 .arg(attempts)
+                 .arg(audioId),
+             LogLevel::warn);
+    m_hasChanged = true;
+    // That no words were found is another verdict: here the server never said what there is.
+    giveUp(audioId, waiting, RecordStatus::transcriptionFailed);
+}
+
 PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const RecordPointer& record) {
+    m_hasAnswered = true;
+    expectServer();
     if (!record)
         return Step::done;
     m_rejected.remove(audioId);
@@ -227,6 +236,8 @@ PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const Rec
 }
 
 PendingQueue::Step PendingQueue::settleEmpty(const Item& item) {
+    m_hasAnswered = true;
+    expectServer();
     queueLog(QStringLiteral("📡 transcribeViaHTTP: server returned empty text for %1").arg(item.audioId));
     const auto waiting = records->pendingWith(item.audioId);
     // Both count: the file's number survives a history that does not.
@@ -245,15 +256,30 @@ PendingQueue::Step PendingQueue::settleEmpty(const Item& item) {
     return Step::done;
 }
 
+PendingQueue::Step PendingQueue::settleAbsence(const Item& item, const QString& reason) {
+    ++m_server.failures;
+    m_server.tried.insert(item.audioId);
+    const auto wait = pendingRetry::serverWait(m_server.failures);
+    m_server.dueAt = services.clock.wallTime().addSecs(wait.count());
+    queueLog(QStringLiteral("🌐 %1 could not be sent (%2) — no attempt; the server is asked again in %3s")
+                 .arg(item.audioId, reason)
+                 .arg(wait.count()),
+             LogLevel::warn);
+    return Step::away;
+}
+
 PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exception_ptr& error) {
     using Kind = TranscriptionFileClientError::Kind;
     QString reason = QStringLiteral("unknown");
     bool isRejected = false;
+    bool isAbsence = false;
     try {
         std::rethrow_exception(error);
     } catch (const TranscriptionFileClientError& failure) {
         reason = failure.message();
         isRejected = isRejection(failure);
+        isAbsence = failure.kind() == Kind::unreachable;
+        m_hasAnswered = m_hasAnswered || failure.kind() == Kind::serverError;
         if (failure.kind() == Kind::notAuthenticated) {
             queueLog(QStringLiteral("🔒 Nobody is signed in — pausing"), LogLevel::warn);
             m_isSignedOut = true;
@@ -261,6 +287,9 @@ PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exce
         }
         if (failure.kind() == Kind::audioFileMissing || failure.kind() == Kind::audioFileUnreadable)
             queueLog(QStringLiteral("❌ Could not read PCM file for: %1").arg(item.audioId), LogLevel::error);
+    } catch (const FileError& failure) {
+        reason = failure.message();
+        isAbsence = true;
     } catch (const std::exception& failure) {
         reason = QString::fromUtf8(failure.what());
     }
@@ -269,6 +298,11 @@ PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exce
         queueLog(QStringLiteral("🌐 Network lost during processing — pausing"));
         return Step::pause;
     }
+    // Where others have just got through, it is the recording that does not.
+    if (isAbsence && !m_hasAnswered)
+        return settleAbsence(item, reason);
+    if (!isAbsence)
+        expectServer();
     if (isRejected)
         m_rejected.insert(item.audioId);
     else

@@ -109,9 +109,8 @@ void PendingRecords::makePending(const QList<RecordPointer>& records, const QStr
 int PendingRecords::resetBackoff(const QList<RecordPointer>& records) {
     int count = 0;
     for (const auto& record : records) {
-        if (record->retryCount == 0 || record->retryCount >= pendingRetry::maximumAttempts)
+        if (!record->lastRetryAt || record->retryCount >= pendingRetry::maximumAttempts)
             continue;
-        record->retryCount = 0;
         record->lastRetryAt.reset();
         ++count;
     }

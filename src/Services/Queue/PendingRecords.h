@@ -35,7 +35,8 @@ public:
     static void giveUp(const QList<RecordPointer>& records, const QString& status);
     /// Begins the wait anew, whatever the records were.
     void makePending(const QList<RecordPointer>& records, const QString& audioId);
-    /// Forgets the attempts of those that have some left; returns how many.
+    /// Ends the wait for the next attempt of those that have some left; returns of how many. The attempts stay counted,
+    /// so that what fails whenever the server works comes to its end.
     int resetBackoff(const QList<RecordPointer>& records);
 
     // Success. The first record gets the text, and so do the others, except for empty duplicates: those are removed.

@@ -65,8 +65,12 @@ void PendingRepair::settleRecord(PendingRecords& records, const RecordPointer& r
     try {
         const auto metadata = pendingAudioFiles::readMetadata(audioId);
         // The verdict that the history could not take at the time.
-        if (metadata.completedAt && metadata.reason == pendingAudioFiles::unrecognizedReason)
+        if (!metadata.completedAt)
+            return;
+        if (metadata.reason == pendingAudioFiles::unrecognizedReason)
             PendingRecords::giveUp(records.pendingWith(audioId), RecordStatus::unrecognized);
+        else if (metadata.reason == pendingAudioFiles::failedReason)
+            PendingRecords::giveUp(records.pendingWith(audioId), RecordStatus::transcriptionFailed);
     } catch (const FileError&) {
         return; // the audio is found once more, as audio without metadata
     }

@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -34,6 +35,12 @@ constexpr std::chrono::seconds backoff(int64_t attemptsMade) {
         return seconds(3600);
     return seconds(10'800);
 }
+
+/// The longest wait before an absent server is asked again. One recording is sent to find out.
+constexpr std::chrono::seconds longestServerWait{300};
+
+/// The wait before a server is asked again that was not reached so often in a row.
+constexpr std::chrono::seconds serverWait(int failures) { return std::min(backoff(failures), longestServerWait); }
 
 /// Seconds that are still to wait at `now`; 0 when the next attempt is due. A last attempt in the future, after the
 /// clock was set back, holds nothing up.

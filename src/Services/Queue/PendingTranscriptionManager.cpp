@@ -70,6 +70,7 @@ void PendingTranscriptionManager::observe(const QString& name, const QVariantMap
                               userInfo.value(QStringLiteral("language")).toString());
     } else if (name == notification::authUserDidChange) {
         m_queue->rememberCurrentUser();
+        m_queue->expectServer();
         processPendingIfNeeded();
     } else if (name == notification::transcriptionSucceeded && m_queue->resetBackoff()) {
         m_deferred =
@@ -85,6 +86,7 @@ void PendingTranscriptionManager::watchNetwork() {
                 co_return;
             if (!*connected)
                 continue;
+            queue->expectServer();
             queueLog(QStringLiteral("🌐 Network available — checking for pending transcriptions"));
             (*self)->processPendingIfNeeded();
         }

@@ -48,8 +48,19 @@ qint64 sizeOf(const PendingAudioMetadata& metadata) {
     return bytes;
 }
 
+/// Audio that ended without a text and has had its time: nobody listens to it again where no audio is to be kept.
+void deleteUnwanted() {
+    for (const auto& metadata : disposable())
+        if (metadata.reason == pendingAudioFiles::unrecognizedReason ||
+            metadata.reason == pendingAudioFiles::expiredReason)
+            pendingAudioFiles::deleteFiles(metadata.id);
+}
+
 /// Returns the bytes that remain.
-qint64 enforce(qint64 limit) {
+qint64 enforce(audioStorage::Rules rules) {
+    if (!rules.keepAudio)
+        deleteUnwanted();
+    const auto limit = rules.limit;
     auto usage = calculateDirectorySize();
     if (usage <= limit)
         return usage;
@@ -90,14 +101,18 @@ double AudioStorageManager::usageRatio() const {
     return static_cast<double>(m_usage) / (static_cast<double>(storageLimitMB()) * megabyte);
 }
 
-void AudioStorageManager::enforceStorageLimit() { publish(enforce(storageLimitMB() * megabyte)); }
+audioStorage::Rules AudioStorageManager::rules() const {
+    return {.limit = storageLimitMB() * megabyte, .keepAudio = m_settings.keepAudio()};
+}
+
+void AudioStorageManager::enforceStorageLimit() { publish(enforce(rules())); }
 
 Task<> AudioStorageManager::enforceStorageLimitAsync() {
     if (!m_queue)
         m_queue = std::make_unique<SerialExecutor>(QStringLiteral("com.quillo.audiostorage"));
     const auto self = m_self;
-    const auto limit = storageLimitMB() * megabyte;
-    const auto usage = co_await perform(*m_queue, EventExecutor::main(), [limit] { return enforce(limit); });
+    const auto usage =
+        co_await perform(*m_queue, EventExecutor::main(), [current = rules()] { return enforce(current); });
     if (*self)
         (*self)->publish(usage);
 }

@@ -12,6 +12,13 @@ namespace quillo {
 
 class UserSettings;
 
+namespace audioStorage {
+struct Rules {
+    qint64 limit = 0;      ///< bytes
+    bool keepAudio = true; ///< of what is finished
+};
+} // namespace audioStorage
+
 /// Keeps the audio on disk below the user's limit: deletes the oldest retained recordings first, and never those that
 /// wait for their text. Main thread; file operations run on a separate queue.
 class AudioStorageManager final : public QObject {
@@ -41,6 +48,7 @@ Q_SIGNALS:
     void usageChanged(qint64 bytes);
 
 private:
+    [[nodiscard]] audioStorage::Rules rules() const;
     void publish(qint64 bytes);
 
     UserSettings& m_settings;

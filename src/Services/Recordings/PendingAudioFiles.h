@@ -62,6 +62,10 @@ bool markCompleted(const QString& recordingId, const QDateTime& now = QDateTime:
                    const std::optional<QString>& reason = {});
 /// The "reason" of audio without recognised words: kept, and not retried automatically.
 inline const QString unrecognizedReason = QStringLiteral("unrecognized");
+/// Of audio that the server failed on too often: kept, and not tried again by itself.
+inline const QString failedReason = QStringLiteral("failed");
+/// Of audio that has waited too long for a server.
+inline const QString expiredReason = QStringLiteral("expired");
 /// The metadata of a recording or, if it is missing or unreadable, metadata derived from the audio. Throws FileError
 /// when there is no audio either.
 PendingAudioMetadata metadataOrDefaults(const QString& recordingId);

@@ -66,6 +66,10 @@ void UserSettings::setValue(const QString& key, const QVariant& value) {
     // Setting a language, by any means, counts as choosing one.
     if (key == QLatin1String("primaryLanguage"))
         m_preferences.setValue(scopedKey(languageChosenKey), true);
+    // Whoever switches it on consents by that.
+    if (key == QLatin1String("enhancedTranscriptionEnabled") && value.toBool() &&
+        !(enhancedTranscriptionEnabled() && hasValidEnhancedConsent()))
+        recordEnhancedConsent();
     m_preferences.setValue(storageKey(setting), printed);
 }
 
@@ -247,6 +251,11 @@ void UserSettings::migrateLanguageExplicitFlagIfNeeded() {
 }
 
 void UserSettings::migrateEnhancedConsentIfNeeded() {
+    // Once: what is switched on from now on records its consent then.
+    const QString done = scopedKey(QStringLiteral("migration.enhancedConsent.v1"));
+    if (m_preferences.contains(done))
+        return;
+    m_preferences.setValue(done, true);
     if (!enhancedTranscriptionEnabled() || isStored(QStringLiteral("enhancedConsentVersion")))
         return;
     recordEnhancedConsent();

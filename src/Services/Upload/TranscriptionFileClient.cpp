@@ -164,6 +164,9 @@ struct TranscriptionFileClient::Core {
     }
 
     static Task<FileTransfer::Answer> send(Self self, FileTransfer::Request request) {
+        // The stored session may have yet to be found.
+        if (!self->config.tokenStorage->accessToken())
+            co_await self->auth.checkExistingSession();
         request.accessToken = self->token();
         bool wasRefreshed = false;
         const auto expiresAt = self->config.tokenStorage->accessTokenExpiresAt();

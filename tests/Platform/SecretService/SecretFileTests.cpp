@@ -81,7 +81,7 @@ TEST(ChosenSecretStore, WithoutASecretServiceTheFileIsUsedAndTheUserTold) {
 TEST(ChosenSecretStore, AStoreThatFailsReadsAsAbsentAndTheDeviceIdComesFromThePreferences) {
     const LogLines log;
     const QTemporaryDir folder;
-    KeychainTokenStorage storage(createSecretServiceStore(), {[] { return u"device"_qs; }, [](const QString&) {}});
+    KeychainTokenStorage storage(createSecretServiceStore(), {[] { return u"device"_qs; }, [](const QString&) {}}, {});
     await(storage.load());
     EXPECT_EQ(storage.accessToken(), std::nullopt);
     EXPECT_EQ(storage.deviceId(), u"device"_qs);
@@ -112,7 +112,21 @@ TEST(SecretService, AServiceThatDoesNotAnswerCostsTheDeadlineAndNoMore) {
     EXPECT_FALSE(store->isAvailable());
     EXPECT_GE(elapsed.elapsed(), 100);
     EXPECT_LT(elapsed.elapsed(), 2000);
+    EXPECT_THROW((void)store->read(u"a"_qs), SecretStoreSilent);
+
+    // It is there, so that what it holds is not to be missed: nothing goes into a file beside it.
+    const QTemporaryDir folder;
+    const auto path = folder.filePath(u"secrets.json"_qs);
+    const auto chosen = createSecretStore(path, {std::chrono::milliseconds(100), std::chrono::milliseconds(100)});
+    EXPECT_FALSE(chosen->isAvailable());
+    EXPECT_TRUE(chosen->isLocked());
+    EXPECT_FALSE(chosen->write(u"a"_qs, "x"));
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_FALSE(chosen->reopen());
+    ASSERT_TRUE(bus.unregisterService(u"org.freedesktop.secrets"_qs));
     QDBusConnection::disconnectFromBus(u"silent"_qs);
+    EXPECT_TRUE(chosen->reopen()) << "the service has gone";
+    EXPECT_TRUE(chosen->write(u"a"_qs, "x"));
 }
 
 } // namespace

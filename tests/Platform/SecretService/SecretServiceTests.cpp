@@ -33,7 +33,7 @@ TEST(SecretService, TakesOverWhatAnEarlierRunLeftInTheFile) {
     const QTemporaryDir folder;
     const auto path = folder.filePath(u"secrets.json"_qs);
     createFileSecretStore(path)->write(u"left"_qs, "behind");
-    const auto store = createSecretStore(path, std::chrono::seconds(10));
+    const auto store = createSecretStore(path, {std::chrono::seconds(10), std::chrono::seconds(10)});
     EXPECT_EQ(store->read(u"left"_qs), "behind");
     EXPECT_EQ(createFileSecretStore(path)->read(u"left"_qs), std::nullopt);
     EXPECT_EQ(createSecretServiceStore()->read(u"left"_qs), "behind");
@@ -47,10 +47,12 @@ TEST(SecretService, TheSessionSurvivesTheProgram) {
     const KeychainTokenStorage::DeviceIdMirror mirror{[&] { return mirrored; },
                                                       [&](const QString& id) { mirrored = id; }};
     const auto open = [&] {
-        return std::make_unique<KeychainTokenStorage>(createSecretServiceStore(std::chrono::seconds(10)), mirror);
+        return std::make_unique<KeychainTokenStorage>(createSecretServiceStore(std::chrono::seconds(10)), mirror,
+                                                      u"local"_qs);
     };
     {
         const auto storage = open();
+        await(storage->load());
         storage->setAccessToken(u"access"_qs);
         storage->setRefreshToken(u"refresh"_qs);
         storage->setAccessTokenExpiresAt(expiry);
@@ -60,10 +62,9 @@ TEST(SecretService, TheSessionSurvivesTheProgram) {
     }
     {
         const auto storage = open();
-        storage->setRefreshToken(u"newer"_qs); // set while the store is still being read
         await(storage->load());
         EXPECT_EQ(storage->accessToken(), u"access"_qs);
-        EXPECT_EQ(storage->refreshToken(), u"newer"_qs);
+        EXPECT_EQ(storage->refreshToken(), u"refresh"_qs);
         EXPECT_EQ(storage->accessTokenExpiresAt(), expiry);
         EXPECT_EQ(storage->userData(), "user");
         EXPECT_EQ(storage->deviceId(), u"device"_qs);

@@ -42,7 +42,7 @@ TEST_F(AccountTest, AnAccountIsDeletedWithAValidTokenOrStays) {
              Case{"no content", 60, {ScriptedTcpServer::http("204 No Content")}, {}, "ok"},
              Case{"expired token", 0, {deleted}, refreshAnswer, "ok"},
              Case{"token that the server ended", 60, {unauthorized, deleted}, refreshAnswer, "ok"},
-             Case{"no more tokens", 0, {}, unauthorized, "authentication: Failed to delete account"},
+             Case{"no more tokens", 0, {}, refusedToken, "authentication: Failed to delete account"},
              Case{"refused twice",
                   60,
                   {unauthorized, unauthorized},

@@ -15,6 +15,9 @@ namespace quillo::test {
 
 inline const QByteArray tokensJson = R"({"access_token":"new-access","refresh_token":"new-refresh","expires_in":3600})";
 
+/// How the account server refuses a refresh token.
+inline const QByteArray refusedToken = ScriptedTcpServer::http("401 Unauthorized", R"({"error":"invalid_grant"})");
+
 inline QByteArray responseJson(const QByteArray& user, bool isNew = true) {
     return R"({"user":)" + user + R"(,"tokens":)" + tokensJson + R"(,"is_new_user":)" + (isNew ? "true}" : "false}");
 }
@@ -72,9 +75,10 @@ protected:
                 .apiBaseURL = server.url(u"http"_qs).resolved(QUrl(u"/api/v1"_qs)),
                 .tokenStorage = storage,
                 .prepareRequest = {},
-                .loadStorage = {},
-                .device = DeviceIdentity(machineIdPath),
+                .loadStorage = loadStorage,
+                .device = DeviceIdentity({.machineIdPath = machineIdPath}),
                 .clientVersion = u"1.2"_qs,
+                .requestTimeout = requestTimeout,
                 .openBrowser =
                     [this](const QUrl& url) {
                         pages << url;
@@ -111,6 +115,8 @@ protected:
     QByteArray answer = ScriptedTcpServer::http("200 OK", tokensJson);
     ScriptedTcpServer::Answer script; ///< instead of the one answer
     ScriptedTcpServer server{[this](const auto& request) { return script ? script(request) : answer; }};
+    std::function<Task<>()> loadStorage;
+    std::chrono::milliseconds requestTimeout{30000};
     std::shared_ptr<InMemoryTokenStorage> storage = std::make_shared<InMemoryTokenStorage>();
     QString machineIdPath = u"/nonexistent"_qs;
     QList<QUrl> pages;

@@ -1,5 +1,6 @@
 #include "Services/Auth/AuthFixture.h"
 
+#include <QTimer>
 #include <QUuid>
 
 #include <array>
@@ -37,9 +38,15 @@ TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
     const std::vector<Case> cases{
         {ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_grant"})"),
          "authentication: Not authenticated", false},
-        {ScriptedTcpServer::http("401 Unauthorized", {}, "WWW-Authenticate: Basic realm=x\r\n"),
-         "authentication: Not authenticated", false},
-        {ScriptedTcpServer::http("403 Forbidden"), "authentication: Not authenticated", false},
+        {refusedToken, "authentication: Not authenticated", false},
+        {ScriptedTcpServer::http("403 Forbidden", R"({"error":"invalid_token"})"), "authentication: Not authenticated",
+         false},
+        {ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_request"})"),
+         "Token refresh failed with status: ", true},
+        {ScriptedTcpServer::http("401 Unauthorized", "[1]", "WWW-Authenticate: Basic realm=x\r\n"),
+         "Token refresh failed with status: ", true},
+        {ScriptedTcpServer::http("403 Forbidden", "<html>This firewall does not like you</html>"),
+         "Token refresh failed with status: ", true},
         {ScriptedTcpServer::http("429 Too Many Requests"), "Token refresh failed with status: ", true},
         {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"),
          "Token refresh failed with status: ", true},
@@ -58,6 +65,7 @@ TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
             << test.answer.toStdString();
         EXPECT_EQ(await(service().checkExistingSession()), test.keepsSession) << test.answer.toStdString();
         EXPECT_EQ(service().isAuthenticated(), test.keepsSession);
+        EXPECT_EQ(service().isSessionExpired(), !test.keepsSession) << "that it ended is there to be said";
         EXPECT_EQ(storage->refreshToken(), test.keepsSession ? std::optional(u"old-refresh"_qs) : std::nullopt);
     }
     server.close();
@@ -75,7 +83,7 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
         const std::array ends{Ending(service().refreshAccessToken()), Ending(service().refreshAccessToken()),
                               Ending(service().refreshAccessToken())};
         ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
-        server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : ScriptedTcpServer::http("401 No"));
+        server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : refusedToken);
         for (const auto& end : ends)
             EXPECT_EQ(end.text(), succeeds ? "ok" : "authentication: Not authenticated");
         EXPECT_EQ(server.requests.size(), 1);
@@ -167,25 +175,76 @@ TEST_F(AuthServiceTest, AnAnonymousSessionKeepsItsDeviceAcrossALogout) {
     EXPECT_EQ(outcome(service().createAnonymousSession()), "Anonymous authentication failed: status 503");
 }
 
-TEST_F(AuthServiceTest, TheMachinesOwnIdNeverLeavesIt) {
+TEST_F(AuthServiceTest, AnAnswerThatTricklesHasAnEnd) {
+    storeSession(0);
+    requestTimeout = std::chrono::milliseconds(200);
+    answer = "HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n{";
+    server.stopsReading = true; // the connection stays
+    QTimer drip;
+    QObject::connect(&drip, &QTimer::timeout, [&] {
+        for (auto* const socket : server.findChildren<QTcpSocket*>())
+            socket->write(" ");
+    });
+    drip.start(20);
+    EXPECT_THAT(outcome(service().refreshAccessToken()), HasSubstr("Token refresh failed with status: "));
+    answer = ScriptedTcpServer::http("200 OK", tokensJson);
+    server.stopsReading = false;
+    EXPECT_EQ(outcome(service().refreshAccessToken()), "ok") << "nobody waits for the one that trickled";
+}
+
+TEST_F(AuthServiceTest, AnAccountThatTheServerEndedStaysUntilItIsSignedInToAgain) {
+    storeSession(60);
+    ASSERT_TRUE(await(service().checkExistingSession()));
+    answer = refusedToken;
+    EXPECT_EQ(outcome(service().refreshAccessToken()), "authentication: Not authenticated");
+    EXPECT_TRUE(service().isSessionExpired());
+    EXPECT_EQ(service().currentUser()->id, u"u1"_qs) << "whose settings and history these are";
+    service().logout();
+    EXPECT_FALSE(service().isSessionExpired());
+    storeSession(60, true);
+    ASSERT_TRUE(await(service().checkExistingSession()));
+    EXPECT_EQ(outcome(service().refreshAccessToken()), "authentication: Not authenticated");
+    EXPECT_FALSE(service().isSessionExpired()) << "an anonymous session is simply made again";
+}
+
+TEST_F(AuthServiceTest, ADeviceCannotBeComputedByOthersOnTheMachine) {
     const QTemporaryDir folder;
-    const auto identity = [&](const QByteArray& content) {
-        QFile file(folder.filePath(u"machine-id"_qs));
+    const auto path = folder.filePath(u"machine-id"_qs);
+    const auto identity = [&](const QByteArray& content, const QByteArray& secret = "s", const QString& host = {}) {
+        QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(content);
         file.close();
-        return DeviceIdentity(file.fileName());
+        return DeviceIdentity({.machineIdPath = path, .homeSecret = secret, .server = host});
     };
-    const auto one = identity("0123456789abcdef0123456789abcdef\n");
+    const QByteArray machine = "0123456789abcdef0123456789abcdef\n";
+    const auto one = identity(machine);
     const auto id = one.hardwareUUID();
     ASSERT_TRUE(id);
     EXPECT_EQ(QUuid::fromString(*id).version(), 4);
     EXPECT_FALSE(id->contains(u"0123"));
-    EXPECT_EQ(identity("0123456789abcdef0123456789abcdef").hardwareUUID(), id);
-    EXPECT_NE(identity("1123456789abcdef0123456789abcdef").hardwareUUID(), id);
+    EXPECT_EQ(identity(machine.trimmed()).hardwareUUID(), id);
+    for (const auto& other :
+         {identity("1" + machine.mid(1)), identity(machine, "t"), identity(machine, "s", u"b"_qs)}) {
+        EXPECT_NE(other.hardwareUUID(), id);
+        EXPECT_NE(other.fingerprint(*id), one.fingerprint(*id));
+    }
     EXPECT_FALSE(one.fingerprint(*id).contains(id->first(8)));
     for (const auto* const none : {"", "uninitialized\n", "00000000000000000000000000000000", "0123"})
         EXPECT_EQ(identity(none).hardwareUUID(), std::nullopt) << none;
+    EXPECT_NE(makeHomeSecret(), makeHomeSecret());
+    EXPECT_EQ(makeHomeSecret().size(), 64);
+
+    // One that an earlier version computed from the machine alone serves no longer.
+    (void)identity(machine);
+    machineIdPath = path;
+    const auto computable = QStringLiteral("c157f4be-61eb-4752-841a-508eba57e630");
+    EXPECT_TRUE(one.isComputable(computable));
+    EXPECT_FALSE(one.isComputable(*id));
+    storage->setDeviceId(computable);
+    answer = ScriptedTcpServer::http("200 OK", anonymousJson);
+    EXPECT_EQ(outcome(service().createAnonymousSession()), "ok");
+    EXPECT_NE(storage->deviceId(), computable);
 }
 
 TEST_F(AuthServiceTest, VersionSevenIdsSortByTheirTime) {

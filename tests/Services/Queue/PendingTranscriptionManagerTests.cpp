@@ -61,7 +61,7 @@ TEST_F(PendingTranscriptionManagerTest, AWeekOfFailuresKeepsToTheSchedule) {
     EXPECT_EQ(stored(id).retryCount, 12);
     EXPECT_EQ(clock.pending(), 1U);
     clock.advance(1s);
-    EXPECT_EQ(stored(id).status, RecordStatus::unrecognized);
+    EXPECT_EQ(stored(id).status, RecordStatus::transcriptionFailed) << "whether there are words in it nobody said";
     EXPECT_EQ(clock.pending(), 0U);
     clock.advance(7 * 24h);
     post(notification::realTimeRecordingStopped);
@@ -71,7 +71,7 @@ TEST_F(PendingTranscriptionManagerTest, AWeekOfFailuresKeepsToTheSchedule) {
     EXPECT_EQ(stored(id).audioRetainedId, audioId);
     start();
     EXPECT_EQ(times.size(), 12U) << "nor after the next start";
-    EXPECT_EQ(stored(id).status, RecordStatus::unrecognized);
+    EXPECT_EQ(stored(id).status, RecordStatus::transcriptionFailed);
 }
 
 TEST_F(PendingTranscriptionManagerTest, LimitsAndWaits) {
@@ -91,8 +91,8 @@ TEST_F(PendingTranscriptionManagerTest, LimitsAndWaits) {
         {"a week", 604'800, 0, {}, false, RecordStatus::transcriptionFailed},
         {"a week, and often tried", 604'800, 12, {}, false, RecordStatus::transcriptionFailed},
         {"eleven attempts", 60, 11, {}, true, {}},
-        {"twelve attempts", 60, 12, {}, false, RecordStatus::unrecognized},
-        {"beyond all attempts", 60, 400, 1, false, RecordStatus::unrecognized},
+        {"twelve attempts", 60, 12, {}, false, RecordStatus::transcriptionFailed},
+        {"beyond all attempts", 60, 400, 1, false, RecordStatus::transcriptionFailed},
         {"first wait", 60, 0, 4, false, pending},
         {"first wait over", 60, 0, 5, true, {}},
         {"second wait", 60, 1, 1, false, pending},
@@ -337,6 +337,93 @@ TEST_F(PendingTranscriptionManagerTest, ARecoveredServerIsAskedAgainSoon) {
     EXPECT_EQ(client.calls.size(), 2);
 }
 
+TEST_F(PendingTranscriptionManagerTest, WhatFailsWhenTheServerWorksComesToItsEnd) {
+    const auto id = addPending(audioId);
+    failWith(broken);
+    start();
+    for (int dictation = 0; dictation < 20; ++dictation) {
+        post(notification::transcriptionSucceeded);
+        clock.advance(5s);
+    }
+    EXPECT_EQ(client.calls.size(), 12);
+    EXPECT_EQ(stored(id).status, RecordStatus::transcriptionFailed);
+}
+
+TEST_F(PendingTranscriptionManagerTest, ARecordingThatTheServerRefusesIsNotPushedByOthersSuccess) {
+    for (const int status : {400, 413, 422}) {
+        const auto audio = QStringLiteral("refused-%1").arg(status);
+        addPending(audio);
+        failWith(TranscriptionFileClientError::serverError(status, QStringLiteral("RECOGNITION_CRASHED")));
+        client.calls.clear();
+        start();
+        for (int dictation = 0; dictation < 2; ++dictation) {
+            post(notification::transcriptionSucceeded);
+            clock.advance(5s);
+        }
+        EXPECT_EQ(client.operations().count(QStringLiteral("transcribe ") + audio), 1) << status;
+    }
+}
+
+TEST_F(PendingTranscriptionManagerTest, AnAbsentServerCostsNoAttemptAndIsAskedWithOneRecordingAtATime) {
+    const std::function<TranscriptionFileResponse()> absences[] = {
+        []() -> TranscriptionFileResponse {
+            throw TranscriptionFileClientError::unreachable(QStringLiteral("Connection refused"));
+        },
+        []() -> TranscriptionFileResponse { throw FileError(QStringLiteral("the disk is full")); },
+    };
+    for (const auto& absence : absences) {
+        const auto first = addPending(QStringLiteral("first"));
+        const auto second = addPending(QStringLiteral("second"));
+        std::vector<int64_t> times;
+        const auto begin = clock.wallTime();
+        client.calls.clear();
+        client.onTranscribe = [&](const auto&) {
+            times.push_back(begin.secsTo(clock.wallTime()));
+            return absence();
+        };
+        start();
+        clock.advance(16min);
+        EXPECT_THAT(times, testing::ElementsAre(0, 30, 90, 150, 210, 510, 810));
+        EXPECT_EQ(client.operations().mid(0, 3),
+                  QStringList({QStringLiteral("transcribe first"), QStringLiteral("transcribe second"),
+                               QStringLiteral("transcribe first")}));
+        clock.advance(24h);
+        for (const auto& id : {first, second}) {
+            EXPECT_EQ(stored(id).status, RecordStatus::pendingTranscription);
+            EXPECT_EQ(stored(id).retryCount, 0);
+        }
+        answerWith(QStringLiteral("at last"));
+        post(notification::transcriptionSucceeded);
+        post(notification::authUserDidChange); // whatever says that the server may be there again
+        for (const auto& id : {first, second})
+            EXPECT_EQ(stored(id).text, QStringLiteral("at last"));
+
+        const auto old = addPending(QStringLiteral("old"));
+        client.onTranscribe = [&](const auto&) { return absence(); };
+        start();
+        clock.advance(7 * 24h);
+        EXPECT_EQ(stored(old).status, RecordStatus::transcriptionFailed) << "a week is the limit all the same";
+        EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("old")).reason, pendingAudioFiles::expiredReason);
+        for (const auto& id : {first, second, old})
+            context().remove(context().record(id));
+        context().save();
+    }
+}
+
+TEST_F(PendingTranscriptionManagerTest, ARecordingThatTheWayDoesNotBearHoldsNoOtherUp) {
+    const auto large = addPending(QStringLiteral("large"));
+    const auto small = addPending(QStringLiteral("small"));
+    client.onTranscribe = [](const auto& call) {
+        if (call.id == QStringLiteral("large"))
+            throw TranscriptionFileClientError::unreachable(QStringLiteral("Connection reset"));
+        return TranscriptionFileResponse{.text = QStringLiteral("short")};
+    };
+    start();
+    clock.advance(30s);
+    EXPECT_EQ(stored(small).text, QStringLiteral("short"));
+    EXPECT_EQ(stored(large).retryCount, 1) << "the server was there for the other";
+}
+
 TEST_F(PendingTranscriptionManagerTest, OnlyTheUsersOwnRecordingsAreSent) {
     auth.user.reset();
     const auto owned = [](const char* user) {
@@ -455,24 +542,33 @@ TEST_F(PendingTranscriptionManagerTest, AKillBeforeTheTextIsSavedBringsItBackToT
 
 TEST_F(PendingTranscriptionManagerTest, TheVerdictIsKeptOnDiskWhenTheStoreRefuses) {
     const LogLines log;
-    const auto id = addPending(audioId, [](RecordFields& record) { record.retryCount = 12; });
-    network.setConnected(false);
-    start();
-    {
-        const LargestFile full(storeIsFull);
-        network.setConnected(true);
-        EXPECT_EQ(log.count("(disk only, DB unavailable): "), 1) << log.text();
-        manager.reset();
-        container.reset(); // killed before a save succeeded
+    for (const bool isEmpty : {false, true}) {
+        const auto audio = isEmpty ? QStringLiteral("empty") : audioId;
+        const auto id = addPending(audio, [&](RecordFields& record) {
+            record.retryCount = isEmpty ? 0 : 12;
+            record.emptyResultCount = 1;
+        });
+        network.setConnected(false);
+        answerWith({});
+        start();
+        {
+            const LargestFile full(storeIsFull);
+            network.setConnected(true);
+            EXPECT_EQ(log.count("(disk only, DB unavailable): "), isEmpty) << log.text();
+            manager.reset();
+            container.reset(); // killed before a save succeeded
+        }
+        client.calls.clear();
+        start();
+        EXPECT_EQ(client.calls.size(), 0);
+        EXPECT_EQ(stored(id).status, isEmpty ? RecordStatus::unrecognized : RecordStatus::transcriptionFailed);
+        EXPECT_EQ(stored(id).audioRetainedId, audio);
+        EXPECT_TRUE(pendingAudioFiles::audioFilesExist(audio));
+        // Until the user asks for it.
+        answerWith(QStringLiteral("Hello there"));
+        EXPECT_TRUE(manager->retranscribeRecording(audio, {}));
+        EXPECT_EQ(stored(id).status, RecordStatus::completed);
     }
-    start();
-    EXPECT_EQ(client.calls.size(), 0);
-    EXPECT_EQ(stored(id).status, RecordStatus::unrecognized);
-    EXPECT_EQ(stored(id).audioRetainedId, audioId);
-    EXPECT_TRUE(pendingAudioFiles::audioFilesExist(audioId));
-    // Until the user asks for it.
-    EXPECT_TRUE(manager->retranscribeRecording(audioId, {}));
-    EXPECT_EQ(stored(id).status, RecordStatus::completed);
 }
 
 } // namespace

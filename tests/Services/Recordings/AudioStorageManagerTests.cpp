@@ -71,6 +71,21 @@ TEST_F(AudioStorageManagerTest, WhatSomebodyHasInHandStays) {
     EXPECT_EQ(ids(), QStringList(QStringLiteral("pending")));
 }
 
+TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptNoneStaysThatEndedWithoutAText) {
+    const std::pair<const char*, bool> recordings[] = {{"unrecognized", false}, {"expired", false}, {"failed", true}};
+    for (const auto& [reason, stays] : recordings) {
+        const auto id = QString::fromLatin1(reason);
+        add(id, 1, false, 100);
+        ASSERT_TRUE(pendingAudioFiles::markCompleted(id, now, id));
+    }
+    m_manager.enforceStorageLimit();
+    EXPECT_EQ(ids().size(), 3);
+    m_settings.setValue(QStringLiteral("keepAudio"), false);
+    m_manager.enforceStorageLimit();
+    for (const auto& [reason, stays] : recordings)
+        EXPECT_EQ(ids().contains(QString::fromLatin1(reason)), stays) << reason;
+}
+
 TEST_F(AudioStorageManagerTest, ItMayGoWhileItsWorkRuns) {
     add(QStringLiteral("retained"), 5, true, 2'000'000);
     auto manager = std::make_unique<AudioStorageManager>(m_settings);

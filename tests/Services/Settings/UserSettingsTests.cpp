@@ -143,6 +143,19 @@ TEST_F(Settings, KeepConsentsByVersion) {
     store("enhancedConsentVersion", QStringLiteral("0"));
     settings.migrateEnhancedConsentIfNeeded();
     EXPECT_FALSE(settings.hasValidEnhancedConsent()) << "an outdated consent is not renewed by itself";
+    settings.setUserId(QStringLiteral("u2"));
+    settings.runMigrations();
+    settings.setValue(QStringLiteral("playSound"), true);
+    EXPECT_FALSE(settings.hasValidEnhancedConsent());
+    settings.setValue(QStringLiteral("enhancedTranscriptionEnabled"), true);
+    EXPECT_TRUE(settings.hasValidEnhancedConsent()) << "who switches it on gives it";
+    const auto given = settings.enhancedConsentTimestamp();
+    settings.runMigrations();
+    EXPECT_EQ(settings.enhancedConsentTimestamp(), given);
+    // A consent that was taken away is not made up at the next start.
+    settings.setValue(QStringLiteral("enhancedConsentVersion"), {});
+    settings.runMigrations();
+    EXPECT_FALSE(settings.hasValidEnhancedConsent());
     EXPECT_FALSE(settings.hasValidSyncConsent());
     settings.recordSyncConsent();
     EXPECT_TRUE(settings.hasValidSyncConsent());

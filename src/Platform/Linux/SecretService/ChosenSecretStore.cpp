@@ -13,24 +13,31 @@ void warn(const QString& message) {
 }
 
 /// The service, or the file when there is none; which, is found out at the first call. A locked keyring is neither: its
-/// owner may unlock it any moment, and nobody is asked for a password by a program that starts with the session.
+/// owner may unlock it any moment, and nobody is asked for a password by a program that starts with the session. Nor is
+/// one that does not answer: it may be busy, and what it holds must not be missed.
 class ChosenSecretStore final : public SecretStore {
 public:
-    ChosenSecretStore(const QString& fallbackPath, std::chrono::milliseconds deadline)
-        : m_path(fallbackPath), m_deadline(deadline), m_service(createSecretServiceStore(deadline)),
+    ChosenSecretStore(const QString& fallbackPath, SecretServiceDeadlines deadlines)
+        : m_path(fallbackPath), m_deadline(deadlines.state), m_service(createSecretServiceStore(deadlines.call)),
           m_file(createFileSecretStore(fallbackPath)) {}
 
     bool isAvailable() override {
         auto* store = chosen();
-        return store && store->isAvailable();
+        // Of the service its state is known; a further question would cost its time once more.
+        return store && (store == m_service.get() || store->isAvailable());
     }
 
     std::optional<QByteArray> read(const QString& key) override {
         auto* store = chosen();
         if (!store)
             return std::nullopt;
-        if (auto value = store->read(key))
-            return value;
+        try {
+            if (auto value = store->read(key))
+                return value;
+        } catch (const SecretStoreSilent&) {
+            setState(KeyringState::silent);
+            throw;
+        }
         if (store == m_file.get())
             return std::nullopt;
         auto left = m_file->read(key);
@@ -56,14 +63,18 @@ public:
 
     bool isLocked() override {
         chosen();
-        return m_state == KeyringState::locked;
+        return isClosed();
     }
 
     bool reopen() override {
-        if (m_state != KeyringState::locked || keyringState(m_deadline) != KeyringState::open)
+        if (!m_state || !isClosed())
             return false;
-        m_state = KeyringState::open;
-        return true;
+        const auto state = keyringState(m_deadline);
+        if (state == KeyringState::missing && m_state == KeyringState::locked)
+            return false; // the service is being restarted
+        if (state != m_state)
+            setState(state);
+        return !isClosed();
     }
 
     void onChange(std::function<void()> changed) override {
@@ -71,21 +82,35 @@ public:
     }
 
 private:
-    /// Nothing while the keyring is locked.
-    SecretStore* chosen() {
-        if (!m_state) {
-            m_state = keyringState(m_deadline);
-            if (m_state == KeyringState::locked)
-                warn(QStringLiteral("The keyring of this desktop is locked. Until it is unlocked, Quillo has no "
-                                    "account and forgets a sign-in when it ends"));
-            else if (m_state == KeyringState::missing)
-                warn(QStringLiteral("No secret service answers on this desktop. Tokens and keys are kept in %1, which "
-                                    "you alone can read; they are not encrypted. Install or set up a keyring (such as "
-                                    "gnome-keyring or KWallet) and restart to keep them there")
-                         .arg(m_path));
+    [[nodiscard]] bool isClosed() const { return m_state == KeyringState::locked || m_state == KeyringState::silent; }
+
+    void setState(KeyringState state) {
+        m_state = state;
+        switch (state) {
+        case KeyringState::open:
+            return;
+        case KeyringState::locked:
+            return warn(QStringLiteral("The keyring of this desktop is locked. Until it is unlocked, Quillo has no "
+                                       "account and forgets a sign-in when it ends"));
+        case KeyringState::silent:
+            return warn(QStringLiteral("The keyring of this desktop does not answer. Until it does, Quillo has no "
+                                       "account and forgets a sign-in when it ends"));
+        case KeyringState::missing:
+            return warn(
+                QStringLiteral("No secret service answers on this desktop. Tokens and keys are kept in %1, which "
+                               "you alone can read; they are not encrypted. Install or set up a keyring (such as "
+                               "gnome-keyring or KWallet) and restart to keep them there")
+                    .arg(m_path));
         }
+    }
+
+    /// Nothing while the keyring is locked or silent.
+    SecretStore* chosen() {
+        if (!m_state)
+            setState(keyringState(m_deadline));
         switch (*m_state) {
         case KeyringState::locked:
+        case KeyringState::silent:
             return nullptr;
         case KeyringState::open:
             return m_service.get();
@@ -105,8 +130,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<SecretStore> createSecretStore(const QString& fallbackPath, std::chrono::milliseconds deadline) {
-    return std::make_unique<ChosenSecretStore>(fallbackPath, deadline);
+std::unique_ptr<SecretStore> createSecretStore(const QString& fallbackPath, SecretServiceDeadlines deadlines) {
+    return std::make_unique<ChosenSecretStore>(fallbackPath, deadlines);
 }
 
 } // namespace quillo

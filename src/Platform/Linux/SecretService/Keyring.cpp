@@ -1,6 +1,7 @@
 #include "Platform/Linux/SecretService/Keyring.h"
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
@@ -15,13 +16,25 @@ const QString serviceInterface = QStringLiteral("org.freedesktop.Secret.Service"
 const QString collectionInterface = QStringLiteral("org.freedesktop.Secret.Collection");
 const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 
-/// The first value of the answer; invalid when there is none.
-QVariant ask(const QString& path, const QString& interface, const QString& method, const QVariantList& arguments,
-             std::chrono::milliseconds deadline) {
+/// The first value of an answer, or why there is none.
+struct Answer {
+    QVariant value;
+    bool isSilent = false; ///< nobody refused; the time was over
+};
+
+Answer ask(const QString& path, const QString& interface, const QString& method, const QVariantList& arguments,
+           std::chrono::milliseconds deadline) {
     auto question = QDBusMessage::createMethodCall(service, path, interface, method);
     question.setArguments(arguments);
     const auto answer = QDBusConnection::sessionBus().call(question, QDBus::Block, static_cast<int>(deadline.count()));
-    return answer.type() == QDBusMessage::ReplyMessage ? answer.arguments().value(0) : QVariant();
+    if (answer.type() == QDBusMessage::ReplyMessage)
+        return {answer.arguments().value(0), false};
+    const auto error = QDBusError(answer).type();
+    return {{}, error == QDBusError::NoReply || error == QDBusError::Timeout || error == QDBusError::TimedOut};
+}
+
+KeyringState withoutAnswer(const Answer& answer) {
+    return answer.isSilent ? KeyringState::silent : KeyringState::missing;
 }
 
 } // namespace
@@ -29,18 +42,16 @@ QVariant ask(const QString& path, const QString& interface, const QString& metho
 KeyringState keyringState(std::chrono::milliseconds deadline) {
     if (!QDBusConnection::sessionBus().isConnected())
         return KeyringState::missing;
-    const auto collection =
-        ask(servicePath, serviceInterface, QStringLiteral("ReadAlias"), {QStringLiteral("default")}, deadline)
-            .value<QDBusObjectPath>()
-            .path();
+    const auto alias =
+        ask(servicePath, serviceInterface, QStringLiteral("ReadAlias"), {QStringLiteral("default")}, deadline);
+    const auto collection = alias.value.value<QDBusObjectPath>().path();
     if (collection.isEmpty() || collection == QStringLiteral("/"))
-        return KeyringState::missing;
-    const auto locked = ask(collection, propertiesInterface, QStringLiteral("Get"),
-                            {collectionInterface, QStringLiteral("Locked")}, deadline)
-                            .value<QDBusVariant>()
-                            .variant();
+        return withoutAnswer(alias);
+    const auto answer = ask(collection, propertiesInterface, QStringLiteral("Get"),
+                            {collectionInterface, QStringLiteral("Locked")}, deadline);
+    const auto locked = answer.value.value<QDBusVariant>().variant();
     if (!locked.isValid())
-        return KeyringState::missing;
+        return withoutAnswer(answer);
     return locked.toBool() ? KeyringState::locked : KeyringState::open;
 }
 

@@ -9,7 +9,8 @@ namespace quillo {
 
 /// The collection that secrets go to, as it is without anybody being asked for a password.
 enum class KeyringState {
-    missing, ///< no secret service answers, or it has no default collection yet
+    missing, ///< there is no secret service, or it has no default collection yet
+    silent,  ///< there is one, and it did not answer in time
     locked,
     open,
 };

@@ -51,9 +51,10 @@ public:
         const auto outcome = run<QKeychain::ReadPasswordJob>(key);
         if (outcome.error == QKeychain::NoError)
             return outcome.value;
-        if (outcome.error != QKeychain::EntryNotFound)
-            report(QStringLiteral("read"), key, outcome);
-        return std::nullopt;
+        if (outcome.error == QKeychain::EntryNotFound)
+            return std::nullopt;
+        report(QStringLiteral("read"), key, outcome);
+        throw SecretStoreSilent(key.toStdString());
     }
 
     bool write(const QString& key, const QByteArray& value) override {
