@@ -48,7 +48,7 @@ public:
 class NoAccessibility final : public Accessibility {
 public:
     Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds) override { co_return std::nullopt; }
-    Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return false; }
+    Task<SecureInput> secureInput(int64_t, std::chrono::milliseconds) override { co_return SecureInput::unknown; }
 };
 
 } // namespace

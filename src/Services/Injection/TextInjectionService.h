@@ -40,8 +40,9 @@ public:
     Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) override;
     Task<bool> hasFocusedTextField() override;
 
-    /// Reads the clipboard ahead, so that a slow owner costs nothing when the text is there; best called when a
-    /// recording begins. What was read counts only while nobody changes the clipboard.
+    /// Reads the clipboard and finds out what has the focus ahead, so that a slow owner or a busy program costs nothing
+    /// when the text is there; best called when a recording begins. What was read counts only while nobody changes the
+    /// clipboard, and what was found only while the focus stays.
     Task<> prepareForInjection() override;
 
     [[nodiscard]] QString lastUndelivered() const override;

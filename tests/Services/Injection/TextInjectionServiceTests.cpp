@@ -199,7 +199,7 @@ TEST_F(TextInjection, WhatWasPreparedDoesNotCountOnceTheClipboardChanged) {
 }
 
 TEST_F(TextInjection, RefusesSecureInputBeforeItTouchesAnything) {
-    accessibility.secureInput = true;
+    accessibility.secrecy = SecureInput::on;
     for (const auto mode : {InjectionMode::paste, InjectionMode::type}) {
         EXPECT_EQ(begin(dictated, mode)->error, TextInjectionError::Code::secureInput);
         EXPECT_EQ(service.lastUndelivered(), dictated);
@@ -209,6 +209,29 @@ TEST_F(TextInjection, RefusesSecureInputBeforeItTouchesAnything) {
     EXPECT_TRUE(injector.typed.empty());
     EXPECT_STREQ(TextInjectionError(TextInjectionError::Code::secureInput).what(),
                  "Cannot insert text: Secure Input is enabled (e.g., focus is in a password field).");
+}
+
+TEST_F(TextInjection, WarnsOnceOfAProgramThatDoesNotTellItsPasswordFieldsBeforeItGetsText) {
+    std::vector<QString> warned;
+    service.onSecretsUnknown = [&](const QString& application) {
+        EXPECT_TRUE(injector.chords.empty());
+        warned.push_back(application);
+    };
+    accessibility.secrecy = SecureInput::unknown;
+    await(service.prepareForInjection());
+    EXPECT_EQ(warned, std::vector{QStringLiteral("Editor")});
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    EXPECT_EQ(warned.size(), 1U);
+}
+
+TEST_F(TextInjection, AProgramThatHangsGetsNoKeysThatMayReachAPasswordField) {
+    accessibility.secrecy = SecureInput::unanswered;
+    for (const auto mode : {InjectionMode::paste, InjectionMode::type})
+        EXPECT_EQ(begin(dictated, mode)->delivery, Delivery::clipboardOnly);
+    EXPECT_TRUE(injector.chords.empty());
+    EXPECT_TRUE(injector.typed.empty());
+    EXPECT_EQ(pasteboard.text(), dictated);
 }
 
 TEST_F(TextInjection, AFailingKeyboardIsReportedAndTheClipboardReturned) {
