@@ -20,7 +20,6 @@ constexpr auto readAheadDeadline = std::chrono::seconds(2);
 constexpr auto secureInputDeadline = std::chrono::milliseconds(1500);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
 constexpr auto caretDeadline = std::chrono::milliseconds(300);
-constexpr auto rereadInterval = std::chrono::milliseconds(5);
 constexpr auto longestGrace = std::chrono::seconds(2);
 constexpr auto longestTurn = std::chrono::seconds(30);
 
@@ -43,6 +42,7 @@ struct TextInjectionService::State {
     struct Saved {
         PasteboardContents contents;
         std::shared_ptr<PasteboardOffer> offer;
+        Clock::Instant safeFrom; ///< when the target must have read it, should the reader have been another
     };
 
     /// The last text that arrived.
@@ -79,13 +79,12 @@ struct TextInjectionService::State {
 
     static Task<Delivery> inject(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restoreClipboard);
     static Task<Delivery> injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restore);
-    static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore, PasteChord chord);
+    static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore,
+                                         std::optional<RunningApplication> application);
     static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text, const char* reason);
     static Task<SecureInput> secureInput(std::shared_ptr<State> self, std::optional<RunningApplication> application,
                                          std::chrono::milliseconds deadline);
     static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
-    static Task<bool> waitForReader(std::shared_ptr<State> self, std::shared_ptr<PasteboardOffer> offer,
-                                    int readsBefore, Clock::Duration deadline);
     static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
     static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
     static Task<> prepare(std::shared_ptr<State> self);
@@ -197,7 +196,7 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
                            "lacks: pasting them"),
             LogLevel::info);
     }
-    co_return co_await injectViaPaste(self, text, restore, pasteChordFor(application));
+    co_return co_await injectViaPaste(self, text, restore, application);
 }
 
 Task<SecureInput> TextInjectionService::State::secureInput(std::shared_ptr<State> self,
@@ -261,7 +260,9 @@ Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<Sta
 }
 
 Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State> self, QString text, bool restore,
-                                                           PasteChord chord) {
+                                                           std::optional<RunningApplication> application) {
+    const PasteChord chord = pasteChordFor(application);
+    const int64_t reader = application ? application->pid : 0;
     PasteboardContents saved;
     if (restore)
         saved = co_await saveClipboard(self);
@@ -272,21 +273,21 @@ Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State
     const auto offer = co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert);
     if (!offer)
         throw TextInjectionError(TextInjectionError::Code::eventSource);
-    // Clipboard managers read at once; only a read after the chord can be the target's.
-    const int readsBefore = offer->reads();
-    const auto status = co_await self->injector.pressChord(chord);
+    // Clipboard managers read every text, some at once and some late: only the target's reads after the keys count.
+    const auto status = co_await self->injector.pressChord(chord, [offer, reader] { offer->countReadsOf(reader); });
+    const auto pressedAt = self->clock.now();
     const bool mayRestore = restore && !saved.isEmpty();
     if (status != InjectionStatus::delivered && mayRestore)
         co_await self->pasteboard.restore(saved, offer);
     throwUnlessDelivered(status);
 
     const Clock::Duration deadline = readDeadline + std::chrono::milliseconds(text.size() / 1000);
-    if (!co_await waitForReader(self, offer, readsBefore, deadline)) {
+    if (!co_await offer->waitUntilRead(std::chrono::ceil<std::chrono::milliseconds>(deadline))) {
         log(QStringLiteral("⚠️ Nobody has read the text yet: it stays on the clipboard"), LogLevel::warn);
         co_return Delivery::unconfirmed;
     }
     if (mayRestore) {
-        self->pendingRestore = Saved{std::move(saved), offer};
+        self->pendingRestore = Saved{std::move(saved), offer, pressedAt + unknownReaderTime};
         const auto body = [weak = std::weak_ptr(self)](std::stop_token token) -> Task<> {
             if (auto state = weak.lock())
                 return restoreAfterGrace(std::move(state), std::move(token));
@@ -321,22 +322,11 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
     co_return contents;
 }
 
-Task<bool> TextInjectionService::State::waitForReader(std::shared_ptr<State> self,
-                                                      std::shared_ptr<PasteboardOffer> offer, int readsBefore,
-                                                      Clock::Duration deadline) {
-    if (readsBefore == 0)
-        co_return co_await offer->waitUntilRead(std::chrono::ceil<std::chrono::milliseconds>(deadline));
-    const auto end = self->clock.now() + deadline;
-    while (offer->reads() <= readsBefore) {
-        if (self->clock.now() >= end || !offer->isOwner())
-            co_return false;
-        co_await self->clock.sleep(rereadInterval);
-    }
-    co_return true;
-}
-
 Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token) {
     const auto offer = self->pendingRestore->offer;
+    if (const auto left = self->pendingRestore->safeFrom - self->clock.now();
+        !offer->knowsReader() && left > Clock::Duration::zero() && !co_await self->clock.sleep(left, token))
+        co_return;
     const auto end = self->clock.now() + longestGrace;
     for (int reads = -1; reads != offer->reads() && self->clock.now() < end;) {
         reads = offer->reads();

@@ -25,6 +25,8 @@ public:
     static constexpr auto readDeadline = std::chrono::milliseconds(500);
     /// How long after the last read the clipboard is given back: some applications read twice.
     static constexpr auto restoreGrace = std::chrono::milliseconds(80);
+    /// How long after the keys the clipboard is given back where the desktop does not reveal who has read it.
+    static constexpr auto unknownReaderTime = std::chrono::milliseconds(800);
 
     /// A text within this time of the one before, in the same window, goes on where that ended.
     static constexpr auto continuationTime = std::chrono::minutes(2);

@@ -104,13 +104,37 @@ TEST_F(TextInjection, LeavesATextThatNobodyReadsOnTheClipboard) {
 }
 
 TEST_F(TextInjection, DoesNotTakeAClipboardManagersReadForTheTargets) {
-    pasteboard.managerReadsAtOnce = true;
-    injector.onChord = nullptr;
+    constexpr int64_t manager = 1;
+    for (const auto& [early, late] : {std::pair(0ms, 100ms), std::pair(10ms, 450ms)}) {
+        injector.onChord = nullptr;
+        const auto outcome = begin(dictated);
+        const auto offer = pasteboard.offers.back();
+        clock.advance(early);
+        offer->read(manager);
+        clock.advance(late - early);
+        offer->read(manager);
+        EXPECT_FALSE(outcome->delivery);
+        EXPECT_EQ(pasteboard.text(), dictated) << "the old clipboard would land";
+        offer->read();
+        executor.drain();
+        EXPECT_EQ(outcome->delivery, Delivery::read);
+        clock.advance(1s);
+        EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
+    }
     const auto unread = begin(dictated);
+    pasteboard.offers.back()->read(manager);
     clock.advance(600ms);
     EXPECT_EQ(unread->delivery, Delivery::unconfirmed);
-    readsOnPaste();
+    EXPECT_EQ(pasteboard.text(), dictated);
+}
+
+TEST_F(TextInjection, AReaderThatIsNotRevealedKeepsTheTextOnTheClipboardLonger) {
+    injector.onChord = [this] { pasteboard.offers.back()->read(0); };
     EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    clock.advance(790ms);
+    EXPECT_EQ(pasteboard.text(), dictated) << "the reader may have been a clipboard manager";
+    clock.advance(200ms);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
 }
 
 TEST_F(TextInjection, RestoresNothingWhenTheClipboardWasEmptyOrRestoringIsOff) {
