@@ -127,6 +127,9 @@ void AppDelegate::setupStore() {
         return;
     }
     auto& services = *m_services;
+    services.textInjectionService->onSecretsUnknown = [this](const QString& application) {
+        tellUser(LocalizationManager::shared().t(QStringLiteral("injection.secretsUnknown"), {application}));
+    };
     m_sideEffects = std::make_unique<RecordingSideEffects>(RecordingServices{
         m_clock, *services.audioService, *services.webSocketService, *services.textInjectionService,
         *services.tokenStorage, *services.authService, *services.permissionService, *services.networkMonitor,
