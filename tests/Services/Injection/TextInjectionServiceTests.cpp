@@ -308,7 +308,7 @@ TEST_F(TextInjection, WhatCannotBeTypedSafelyIsPasted) {
 
 TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
     applications.front =
-        RunningApplication{.pid = 1, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
+        RunningApplication{.pid = 4711, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
     begin(QStringLiteral("rm -r build\n\n"));
     EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("rm -r build"));
     applications.front->isTerminal = false;
