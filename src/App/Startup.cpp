@@ -72,6 +72,9 @@ void setupAccount(Application& app) {
 }
 
 void setupStore(Application& app) {
+    app.services->textInjectionService->onSecretsUnknown = [&app](const QString& application) {
+        app.notices.add(UserMessage{QStringLiteral("injection.secretsUnknown"), {application}});
+    };
     auto* history = app.historyContext();
     app.queue.emplace(*app.services, history, app.clock, app.tasks);
     app.dictation.emplace(*app.services, UserSettings::shared(), app.clock, app.tasks,

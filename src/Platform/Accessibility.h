@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 namespace quillo {
@@ -15,6 +16,14 @@ struct FocusedElement {
     bool isPassword = false;
     bool isValueSettable = false;
     bool hasNumberOfCharacters = false;
+};
+
+/// Whether what is inserted now would go into a secret.
+enum class SecureInput {
+    off,        ///< the focused element is known and is no password field
+    on,         ///< a password field has the focus, or another program holds the keyboard for itself
+    unknown,    ///< the program in front does not tell what has the focus in it
+    unanswered, ///< the program in front tells such things and did not answer in time
 };
 
 /// The accessibility bus. Main thread; queries are asynchronous, so that a hung application costs the deadline at most.
@@ -30,8 +39,9 @@ public:
         (void)deadline;
         co_return std::nullopt;
     }
-    /// Whether another program has grabbed the keyboard, or a password field is known to have the focus.
-    virtual Task<bool> isSecureInputEnabled(std::chrono::milliseconds deadline) = 0;
+    /// `process` is that of the window in front, 0 where it is not known. Where no event has told what has the focus in
+    /// that program, it is looked for and remembered: asked once ahead, the question costs little when it matters.
+    virtual Task<SecureInput> secureInput(int64_t process, std::chrono::milliseconds deadline) = 0;
 };
 
 } // namespace quillo

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <stop_token>
 
 namespace quillo {
@@ -34,7 +35,8 @@ public:
 
     [[nodiscard]] virtual bool isAvailable() const = 0;
     /// Presses and releases `chord`. Keys that the user holds down are released first, so that they do not mix into it.
-    virtual Task<InjectionStatus> pressChord(PasteChord chord) = 0;
+    /// `beforeKeys` is called right before the first key is sent, on the injector's own thread.
+    virtual Task<InjectionStatus> pressChord(PasteChord chord, std::function<void()> beforeKeys = {}) = 0;
     /// Types `text` so that the focused application receives exactly its characters, on any keyboard layout, and leaves
     /// the keyboard mapping as it was. `text` contains no control characters except new line and tab.
     virtual Task<InjectionStatus> typeText(QString text, std::stop_token token) = 0;

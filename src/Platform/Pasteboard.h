@@ -34,12 +34,11 @@ public:
     virtual Task<bool> waitUntilRead(std::chrono::milliseconds deadline) = 0;
     /// When the latest read ended; the clipboard may be restored only after that.
     [[nodiscard]] virtual std::optional<std::chrono::steady_clock::time_point> lastRead() const = 0;
-    /// Whether the process with this id has read the text, to distinguish the target from a clipboard manager. False
-    /// where the desktop does not identify readers.
-    [[nodiscard]] virtual bool readBy(int64_t pid) const {
-        (void)pid;
-        return false;
-    }
+    /// From now on only what `process` reads counts as a read, and nothing that was read before: a clipboard manager
+    /// reads every text. 0 counts every reader. A reader that the desktop does not reveal always counts. Any thread.
+    virtual void countReadsOf(int64_t process) = 0;
+    /// Whether the counted reads are known to be those of the process asked for.
+    [[nodiscard]] virtual bool knowsReader() const = 0;
 };
 
 /// The desktop's clipboard. Called on the main thread; an owner that never answers costs a deadline, not a hang.

@@ -10,10 +10,11 @@ using std::chrono::steady_clock;
 
 void PasteboardOfferState::wasRead(int64_t process) {
     const std::lock_guard lock(m_mutex);
+    if (m_counted != 0 && process != 0 && process != m_counted)
+        return;
     ++m_reads;
     m_lastRead = steady_clock::now();
-    if (process != 0)
-        m_readers.insert(process);
+    m_unknownReader = m_unknownReader || process == 0 || m_counted == 0;
     answer(true);
 }
 
@@ -50,9 +51,17 @@ std::optional<steady_clock::time_point> PasteboardOfferState::lastRead() const {
     return m_lastRead;
 }
 
-bool PasteboardOfferState::readBy(int64_t pid) const {
+void PasteboardOfferState::countReadsOf(int64_t process) {
     const std::lock_guard lock(m_mutex);
-    return m_readers.contains(pid);
+    m_counted = process;
+    m_reads = 0;
+    m_lastRead.reset();
+    m_unknownReader = false;
+}
+
+bool PasteboardOfferState::knowsReader() const {
+    const std::lock_guard lock(m_mutex);
+    return !m_unknownReader;
 }
 
 void PasteboardOfferState::answer(bool read) {

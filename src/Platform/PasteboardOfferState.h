@@ -5,7 +5,6 @@
 #include "Concurrency/AsyncStream.h"
 
 #include <mutex>
-#include <set>
 #include <vector>
 
 namespace quillo {
@@ -25,7 +24,9 @@ public:
     [[nodiscard]] int reads() const;
     [[nodiscard]] bool isOwner() const;
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const;
-    [[nodiscard]] bool readBy(int64_t pid) const;
+    /// See `PasteboardOffer`.
+    void countReadsOf(int64_t process);
+    [[nodiscard]] bool knowsReader() const;
 
 private:
     void answer(bool read);
@@ -34,7 +35,8 @@ private:
     int m_reads = 0;
     bool m_owner = true;
     std::optional<std::chrono::steady_clock::time_point> m_lastRead;
-    std::set<int64_t> m_readers;
+    int64_t m_counted = 0; ///< the process whose reads count; 0 for all
+    bool m_unknownReader = false;
     std::vector<AsyncStream<bool>::Sink> m_waiting;
 };
 
@@ -48,7 +50,8 @@ public:
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override {
         return m_state->lastRead();
     }
-    [[nodiscard]] bool readBy(int64_t pid) const override { return m_state->readBy(pid); }
+    void countReadsOf(int64_t process) override { m_state->countReadsOf(process); }
+    [[nodiscard]] bool knowsReader() const override { return m_state->knowsReader(); }
     [[nodiscard]] const std::shared_ptr<PasteboardOfferState>& state() const { return m_state; }
 
 private:

@@ -16,7 +16,9 @@ public:
 class NoKeyInjector final : public KeyInjector {
 public:
     [[nodiscard]] bool isAvailable() const override { return false; }
-    Task<InjectionStatus> pressChord(PasteChord) override { co_return InjectionStatus::noEventSource; }
+    Task<InjectionStatus> pressChord(PasteChord, std::function<void()>) override {
+        co_return InjectionStatus::noEventSource;
+    }
     Task<InjectionStatus> typeText(QString, std::stop_token) override { co_return InjectionStatus::noEventSource; }
 };
 
@@ -24,6 +26,8 @@ class NoOffer final : public PasteboardOffer {
 public:
     [[nodiscard]] int reads() const override { return 0; }
     [[nodiscard]] bool isOwner() const override { return false; }
+    void countReadsOf(int64_t) override {}
+    [[nodiscard]] bool knowsReader() const override { return false; }
     Task<bool> waitUntilRead(std::chrono::milliseconds) override { co_return false; }
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override {
         return std::nullopt;
@@ -48,7 +52,7 @@ public:
 class NoAccessibility final : public Accessibility {
 public:
     Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds) override { co_return std::nullopt; }
-    Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return false; }
+    Task<SecureInput> secureInput(int64_t, std::chrono::milliseconds) override { co_return SecureInput::unknown; }
 };
 
 class NoNotifications final : public Notifications {

@@ -8,12 +8,12 @@ namespace quillo::test {
 class MockAccessibility final : public Accessibility {
 public:
     std::optional<FocusedElement> element = FocusedElement{.role = QStringLiteral("AXTextField")};
-    bool secureInput = false;
+    SecureInput secrecy = SecureInput::off;
     std::optional<QString> beforeCaret;
 
     Task<std::optional<FocusedElement>> focusedElement(std::chrono::milliseconds) override { co_return element; }
     Task<std::optional<QString>> characterBeforeCaret(std::chrono::milliseconds) override { co_return beforeCaret; }
-    Task<bool> isSecureInputEnabled(std::chrono::milliseconds) override { co_return secureInput; }
+    Task<SecureInput> secureInput(int64_t, std::chrono::milliseconds) override { co_return secrecy; }
 };
 
 } // namespace quillo::test

@@ -18,8 +18,10 @@ public:
     std::function<void()> onChord; ///< what the target does when it gets the chord
 
     [[nodiscard]] bool isAvailable() const override { return available; }
-    Task<InjectionStatus> pressChord(PasteChord chord) override {
+    Task<InjectionStatus> pressChord(PasteChord chord, std::function<void()> beforeKeys) override {
         chords.push_back(chord);
+        if (beforeKeys && status == InjectionStatus::delivered)
+            beforeKeys();
         if (onChord && status == InjectionStatus::delivered)
             onChord();
         co_return status;

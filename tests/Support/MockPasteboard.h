@@ -17,15 +17,24 @@ public:
     const bool onPrimary;
     bool owned = true;
 
-    /// An application fetches the text.
-    void read() {
+    /// A process fetches the text; by default the target of `MockApplications`. 0 stands for one that is not revealed.
+    void read(int64_t process = 4711) {
+        if (m_counted != 0 && process != 0 && process != m_counted)
+            return;
         ++m_reads;
+        m_unknown = m_unknown || process == 0;
         m_lastRead = std::chrono::steady_clock::now();
         m_read.set();
     }
 
     [[nodiscard]] int reads() const override { return m_reads; }
     [[nodiscard]] bool isOwner() const override { return owned; }
+    void countReadsOf(int64_t process) override {
+        m_counted = process;
+        m_reads = 0;
+        m_read = AsyncEvent();
+    }
+    [[nodiscard]] bool knowsReader() const override { return !m_unknown && m_counted != 0; }
     Task<bool> waitUntilRead(std::chrono::milliseconds deadline) override { return m_read.wait(m_clock, deadline); }
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> lastRead() const override { return m_lastRead; }
 
@@ -33,6 +42,8 @@ private:
     Clock& m_clock;
     AsyncEvent m_read;
     int m_reads = 0;
+    int64_t m_counted = 0;
+    bool m_unknown = false;
     std::optional<std::chrono::steady_clock::time_point> m_lastRead;
 };
 
@@ -43,7 +54,6 @@ public:
 
     bool available = true;
     bool tellsChanges = false;
-    bool managerReadsAtOnce = false; ///< a clipboard manager fetches every text as soon as it is offered
     std::chrono::milliseconds readDelay{0};
     PasteboardContents contents;
     std::vector<std::shared_ptr<MockPasteboardOffer>> offers;
@@ -79,8 +89,6 @@ public:
         copy(text);
         auto offer = std::make_shared<MockPasteboardOffer>(m_clock, text, alsoPrimary);
         offers.push_back(offer);
-        if (managerReadsAtOnce)
-            offer->read();
         co_return offer;
     }
     Task<bool> restore(PasteboardContents previous, std::shared_ptr<PasteboardOffer> offer) override {

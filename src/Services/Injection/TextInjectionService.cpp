@@ -4,6 +4,8 @@
 #include "Core/Log.h"
 #include "Services/Injection/InjectionRules.h"
 
+#include <QSet>
+
 #include <algorithm>
 
 namespace quillo {
@@ -12,11 +14,12 @@ namespace {
 // The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
 // The read ahead has the time in which the first words are spoken; a text that comes sooner waits for its end.
+constexpr auto lookAheadDeadline = std::chrono::seconds(5);
 constexpr auto readAheadDeadline = std::chrono::seconds(2);
-constexpr auto secureInputDeadline = std::chrono::milliseconds(60);
+// For a program that was too busy to tell while the user spoke; one that did has answered already.
+constexpr auto secureInputDeadline = std::chrono::milliseconds(1500);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
-constexpr auto caretDeadline = std::chrono::milliseconds(40);
-constexpr auto rereadInterval = std::chrono::milliseconds(5);
+constexpr auto caretDeadline = std::chrono::milliseconds(300);
 constexpr auto longestGrace = std::chrono::seconds(2);
 constexpr auto longestTurn = std::chrono::seconds(30);
 
@@ -39,6 +42,7 @@ struct TextInjectionService::State {
     struct Saved {
         PasteboardContents contents;
         std::shared_ptr<PasteboardOffer> offer;
+        Clock::Instant safeFrom; ///< when the target must have read it, should the reader have been another
     };
 
     /// The last text that arrived.
@@ -70,17 +74,21 @@ struct TextInjectionService::State {
     std::optional<Saved> pendingRestore;
     std::optional<AsyncEvent> restoring; ///< set while the clipboard is being given back
     TaskHandle restoreTask;
+    std::function<void(const QString&)>* onSecretsUnknown = nullptr; ///< the service's, null once it has ended
+    QSet<QString> unknownApplications;                               ///< those that the user has been warned of
 
     static Task<Delivery> inject(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restoreClipboard);
     static Task<Delivery> injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restore);
-    static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore, PasteChord chord);
-    static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text);
+    static Task<Delivery> injectViaPaste(std::shared_ptr<State> self, QString text, bool restore,
+                                         std::optional<RunningApplication> application);
+    static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text, const char* reason);
+    static Task<SecureInput> secureInput(std::shared_ptr<State> self, std::optional<RunningApplication> application,
+                                         std::chrono::milliseconds deadline);
     static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
-    static Task<bool> waitForReader(std::shared_ptr<State> self, std::shared_ptr<PasteboardOffer> offer,
-                                    int readsBefore, Clock::Duration deadline);
     static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
     static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
     static Task<> prepare(std::shared_ptr<State> self);
+    static Task<> readClipboardAhead(std::shared_ptr<State> self);
     static Task<bool> hasFocusedTextField(std::shared_ptr<State> self);
     static void throwUnlessDelivered(InjectionStatus status);
 };
@@ -89,9 +97,14 @@ TextInjectionService::TextInjectionService(Pasteboard& pasteboard, KeyInjector& 
                                            Accessibility& accessibility, Clock& clock,
                                            std::function<bool()> smartSpacing)
     : m_state(
-          std::make_shared<State>(pasteboard, injector, applications, accessibility, clock, std::move(smartSpacing))) {}
+          std::make_shared<State>(pasteboard, injector, applications, accessibility, clock, std::move(smartSpacing))) {
+    m_state->onSecretsUnknown = &onSecretsUnknown;
+}
 
-TextInjectionService::~TextInjectionService() { m_state->runner.cancelAll(); }
+TextInjectionService::~TextInjectionService() {
+    m_state->onSecretsUnknown = nullptr;
+    m_state->runner.cancelAll();
+}
 
 Task<Delivery> TextInjectionService::inject(QString text, InjectionMode mode, bool restoreClipboard) {
     return State::inject(m_state, std::move(text), mode, restoreClipboard);
@@ -146,14 +159,18 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
     text = textFor(application, withoutControlCharacters(text));
     if (text.isEmpty())
         co_return Delivery::typed;
-    if (co_await self->accessibility.isSecureInputEnabled(secureInputDeadline)) {
+    const auto secrecy = co_await secureInput(self, application, secureInputDeadline);
+    if (secrecy == SecureInput::on) {
         log(mode == InjectionMode::paste ? QStringLiteral("🔒 Secure Input enabled — cannot paste")
                                          : QStringLiteral("🔒 Secure Input enabled — cannot type-inject"),
             LogLevel::warn);
         throw TextInjectionError(TextInjectionError::Code::secureInput);
     }
     if (!self->injector.isAvailable())
-        co_return co_await leaveOnClipboard(self, text);
+        co_return co_await leaveOnClipboard(self, text, "No keys can be sent here");
+    // A program that hangs takes no keys either; when it wakes, its password field would get them.
+    if (secrecy == SecureInput::unanswered)
+        co_return co_await leaveOnClipboard(self, text, "The program in front does not tell what has the focus");
     if (application && co_await lacksBlank(self, *application, text))
         text.prepend(u' ');
     if (mode == InjectionMode::type && text.size() > longestTypedText && self->pasteboard.isAvailable()) {
@@ -179,7 +196,23 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
                            "lacks: pasting them"),
             LogLevel::info);
     }
-    co_return co_await injectViaPaste(self, text, restore, pasteChordFor(application));
+    co_return co_await injectViaPaste(self, text, restore, application);
+}
+
+Task<SecureInput> TextInjectionService::State::secureInput(std::shared_ptr<State> self,
+                                                           std::optional<RunningApplication> application,
+                                                           std::chrono::milliseconds deadline) {
+    const auto answer = co_await self->accessibility.secureInput(application ? application->pid : 0, deadline);
+    // What is asked for in a terminal is never known, which its users know.
+    if (answer != SecureInput::unknown || !application || application->isTerminal || !self->injector.isAvailable() ||
+        self->unknownApplications.contains(application->bundleIdentifier))
+        co_return answer;
+    self->unknownApplications.insert(application->bundleIdentifier);
+    log(QStringLiteral("⚠️ %1 does not tell which of its fields is a password field").arg(nameOf(application)),
+        LogLevel::warn);
+    if (self->onSecretsUnknown && *self->onSecretsUnknown)
+        (*self->onSecretsUnknown)(nameOf(application));
+    co_return answer;
 }
 
 Task<bool> TextInjectionService::State::lacksBlank(std::shared_ptr<State> self, RunningApplication application,
@@ -191,8 +224,13 @@ Task<bool> TextInjectionService::State::lacksBlank(std::shared_ptr<State> self, 
         !needsBlankBetween(last->lastCharacter, text))
         co_return false;
     const QString expected = last->lastCharacter;
+    const auto found = co_await self->accessibility.characterBeforeCaret(caretDeadline);
     // Anything else there means that somebody has typed or gone elsewhere since.
-    co_return co_await self->accessibility.characterBeforeCaret(caretDeadline) == expected;
+    if (found != expected)
+        log(QStringLiteral("🔹 No blank before the text: %1")
+                .arg(found ? QStringLiteral("the caret has moved") : QStringLiteral("the caret is unknown")),
+            LogLevel::debug);
+    co_return found == expected;
 }
 
 void TextInjectionService::State::throwUnlessDelivered(InjectionStatus status) {
@@ -208,7 +246,8 @@ void TextInjectionService::State::throwUnlessDelivered(InjectionStatus status) {
     }
 }
 
-Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<State> self, QString text) {
+Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<State> self, QString text,
+                                                             const char* reason) {
     if (!self->pasteboard.isAvailable())
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     self->restoreTask.cancel();
@@ -216,12 +255,14 @@ Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<Sta
     // On the primary selection too: the middle mouse button pastes it at once.
     if (!co_await self->pasteboard.offerText(text, true))
         throw TextInjectionError(TextInjectionError::Code::eventSource);
-    log(QStringLiteral("⚠️ No keys can be sent here: the text is on the clipboard"), LogLevel::warn);
+    log(QStringLiteral("⚠️ %1: the text is on the clipboard").arg(QLatin1String(reason)), LogLevel::warn);
     co_return Delivery::clipboardOnly;
 }
 
 Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State> self, QString text, bool restore,
-                                                           PasteChord chord) {
+                                                           std::optional<RunningApplication> application) {
+    const PasteChord chord = pasteChordFor(application);
+    const int64_t reader = application ? application->pid : 0;
     PasteboardContents saved;
     if (restore)
         saved = co_await saveClipboard(self);
@@ -232,21 +273,21 @@ Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State
     const auto offer = co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert);
     if (!offer)
         throw TextInjectionError(TextInjectionError::Code::eventSource);
-    // Clipboard managers read at once; only a read after the chord can be the target's.
-    const int readsBefore = offer->reads();
-    const auto status = co_await self->injector.pressChord(chord);
+    // Clipboard managers read every text, some at once and some late: only the target's reads after the keys count.
+    const auto status = co_await self->injector.pressChord(chord, [offer, reader] { offer->countReadsOf(reader); });
+    const auto pressedAt = self->clock.now();
     const bool mayRestore = restore && !saved.isEmpty();
     if (status != InjectionStatus::delivered && mayRestore)
         co_await self->pasteboard.restore(saved, offer);
     throwUnlessDelivered(status);
 
     const Clock::Duration deadline = readDeadline + std::chrono::milliseconds(text.size() / 1000);
-    if (!co_await waitForReader(self, offer, readsBefore, deadline)) {
+    if (!co_await offer->waitUntilRead(std::chrono::ceil<std::chrono::milliseconds>(deadline))) {
         log(QStringLiteral("⚠️ Nobody has read the text yet: it stays on the clipboard"), LogLevel::warn);
         co_return Delivery::unconfirmed;
     }
     if (mayRestore) {
-        self->pendingRestore = Saved{std::move(saved), offer};
+        self->pendingRestore = Saved{std::move(saved), offer, pressedAt + unknownReaderTime};
         const auto body = [weak = std::weak_ptr(self)](std::stop_token token) -> Task<> {
             if (auto state = weak.lock())
                 return restoreAfterGrace(std::move(state), std::move(token));
@@ -281,22 +322,11 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
     co_return contents;
 }
 
-Task<bool> TextInjectionService::State::waitForReader(std::shared_ptr<State> self,
-                                                      std::shared_ptr<PasteboardOffer> offer, int readsBefore,
-                                                      Clock::Duration deadline) {
-    if (readsBefore == 0)
-        co_return co_await offer->waitUntilRead(std::chrono::ceil<std::chrono::milliseconds>(deadline));
-    const auto end = self->clock.now() + deadline;
-    while (offer->reads() <= readsBefore) {
-        if (self->clock.now() >= end || !offer->isOwner())
-            co_return false;
-        co_await self->clock.sleep(rereadInterval);
-    }
-    co_return true;
-}
-
 Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token) {
     const auto offer = self->pendingRestore->offer;
+    if (const auto left = self->pendingRestore->safeFrom - self->clock.now();
+        !offer->knowsReader() && left > Clock::Duration::zero() && !co_await self->clock.sleep(left, token))
+        co_return;
     const auto end = self->clock.now() + longestGrace;
     for (int reads = -1; reads != offer->reads() && self->clock.now() < end;) {
         reads = offer->reads();
@@ -317,6 +347,12 @@ Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> sel
 }
 
 Task<> TextInjectionService::State::prepare(std::shared_ptr<State> self) {
+    auto looking = secureInput(self, self->applications.frontmost(), lookAheadDeadline);
+    co_await readClipboardAhead(self);
+    co_await looking;
+}
+
+Task<> TextInjectionService::State::readClipboardAhead(std::shared_ptr<State> self) {
     self->prepared.reset();
     if (self->preparing)
         co_return;

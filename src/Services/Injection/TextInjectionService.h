@@ -25,6 +25,8 @@ public:
     static constexpr auto readDeadline = std::chrono::milliseconds(500);
     /// How long after the last read the clipboard is given back: some applications read twice.
     static constexpr auto restoreGrace = std::chrono::milliseconds(80);
+    /// How long after the keys the clipboard is given back where the desktop does not reveal who has read it.
+    static constexpr auto unknownReaderTime = std::chrono::milliseconds(800);
 
     /// A text within this time of the one before, in the same window, goes on where that ended.
     static constexpr auto continuationTime = std::chrono::minutes(2);
@@ -40,8 +42,9 @@ public:
     Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) override;
     Task<bool> hasFocusedTextField() override;
 
-    /// Reads the clipboard ahead, so that a slow owner costs nothing when the text is there; best called when a
-    /// recording begins. What was read counts only while nobody changes the clipboard.
+    /// Reads the clipboard and finds out what has the focus ahead, so that a slow owner or a busy program costs nothing
+    /// when the text is there; best called when a recording begins. What was read counts only while nobody changes the
+    /// clipboard, and what was found only while the focus stays.
     Task<> prepareForInjection() override;
 
     [[nodiscard]] QString lastUndelivered() const override;

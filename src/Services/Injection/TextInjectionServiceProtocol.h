@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <stdexcept>
 
@@ -33,10 +34,14 @@ class TextInjectionServiceProtocol {
 public:
     virtual ~TextInjectionServiceProtocol() = default;
 
+    /// Called once for each application that does not tell which of its fields is a password field, before any text is
+    /// inserted there: the user is to know that no such field is refused in it.
+    std::function<void(const QString& application)> onSecretsUnknown;
+
     /// Throws TextInjectionError. With `restoreClipboard` the clipboard is given back after the target has read the
     /// text; an unconfirmed text is left on it.
     virtual Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) = 0;
-    /// Told when a recording begins: what can be looked up ahead need not be waited for when the text is there.
+    /// Called when a recording begins: what can be looked up ahead need not be waited for when the text is there.
     virtual Task<> prepareForInjection() { co_return; }
     /// Whether a text field has the focus; true when it cannot be told.
     virtual Task<bool> hasFocusedTextField() = 0;

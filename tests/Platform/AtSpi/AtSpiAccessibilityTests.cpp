@@ -74,7 +74,8 @@ TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
         EXPECT_EQ(element->isPassword, expected.isPassword) << expected.role;
         EXPECT_EQ(element->isValueSettable, expected.isSettable) << expected.role;
         EXPECT_EQ(element->hasNumberOfCharacters, expected.hasCharacters) << expected.role;
-        EXPECT_EQ(await(s_accessibility->isSecureInputEnabled(milliseconds(300))), expected.isPassword);
+        EXPECT_EQ(await(s_accessibility->secureInput(program.pid(), milliseconds(1000))),
+                  expected.isPassword ? SecureInput::on : SecureInput::off);
     }
     EXPECT_TRUE(waitUntil([] { return !await(s_accessibility->focusedElement(milliseconds(300))); }))
         << "the program has gone";
@@ -102,17 +103,48 @@ TEST_F(AtSpiTest, AHungProgramCostsTheDeadline) {
     EXPECT_TRUE(focusedElement());
 }
 
+TEST_F(AtSpiTest, FindsFocusThatCameBeforeAnyoneListened) {
+    const test::TextFieldProgram qt(*s_session, {QStringLiteral("--password")});
+    ASSERT_TRUE(focusedElement());
+    const auto late = createAtSpiAccessibility();
+    SecureInput answer = SecureInput::unknown;
+    EXPECT_TRUE(waitUntil([&] {
+        answer = await(late->secureInput(qt.pid(), milliseconds(1000)));
+        return answer != SecureInput::unknown;
+    })) << "no event will ever tell";
+    EXPECT_EQ(answer, SecureInput::on);
+    EXPECT_EQ(await(late->secureInput(0, milliseconds(1000))), SecureInput::on);
+    EXPECT_EQ(await(late->secureInput(1, milliseconds(1000))), SecureInput::unknown) << "another program is in front";
+    // What is settled holds while the program is too busy to say it again.
+    ASSERT_EQ(await(late->secureInput(qt.pid(), milliseconds(1000))), SecureInput::on);
+    ::kill(static_cast<pid_t>(qt.pid()), SIGSTOP);
+    EXPECT_EQ(await(late->secureInput(qt.pid(), milliseconds(1000))), SecureInput::on);
+    const auto later = createAtSpiAccessibility();
+    EXPECT_TRUE(
+        waitUntil([&] { return await(later->secureInput(qt.pid(), milliseconds(300))) == SecureInput::unanswered; }));
+    ::kill(static_cast<pid_t>(qt.pid()), SIGCONT);
+}
+
+TEST_F(AtSpiTest, TellsWhatIsBeforeTheCaretOfAnEditorFoundWithoutAnEvent) {
+    const test::TextFieldProgram editor(*s_session);
+    ASSERT_TRUE(focusedElement());
+    const auto late = createAtSpiAccessibility();
+    EXPECT_TRUE(
+        waitUntil([&] { return await(late->secureInput(editor.pid(), milliseconds(1000))) == SecureInput::off; }));
+    EXPECT_EQ(await(late->characterBeforeCaret(milliseconds(1000))), QString());
+}
+
 TEST_F(AtSpiTest, AGrabbedKeyboardIsSecureInput) {
     s_keyboardIsGrabbed = true;
-    EXPECT_TRUE(await(s_accessibility->isSecureInputEnabled(milliseconds(100))));
+    EXPECT_EQ(await(s_accessibility->secureInput(0, milliseconds(100))), SecureInput::on);
     s_keyboardIsGrabbed = false;
-    EXPECT_FALSE(await(s_accessibility->isSecureInputEnabled(milliseconds(100))));
+    EXPECT_NE(await(s_accessibility->secureInput(0, milliseconds(100))), SecureInput::on);
 }
 
 TEST(AtSpiWithoutBus, CannotTell) {
     const auto accessibility = createAtSpiAccessibility();
     EXPECT_FALSE(await(accessibility->focusedElement(milliseconds(50))));
-    EXPECT_FALSE(await(accessibility->isSecureInputEnabled(milliseconds(50))));
+    EXPECT_EQ(await(accessibility->secureInput(0, milliseconds(50))), SecureInput::unknown);
 }
 
 } // namespace

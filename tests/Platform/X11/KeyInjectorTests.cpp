@@ -100,9 +100,10 @@ TEST_F(KeyInjectorTest, PastesOnEveryLayout) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
         const auto offer = copy(QStringLiteral("naïve 日本語 😀"));
         const QByteArray before = s_session->keyboardMapping();
-        EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
+        const auto countField = [offer, pid = field.pid()] { offer->countReadsOf(pid); };
+        EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV, countField)), InjectionStatus::delivered);
         EXPECT_TRUE(await(offer->waitUntilRead(std::chrono::seconds(10)))) << layout.name;
-        EXPECT_TRUE(offer->readBy(field.pid()));
+        EXPECT_TRUE(offer->knowsReader());
         expected += QStringLiteral("naïve 日本語 😀");
         EXPECT_TRUE(field.waitForText(expected)) << layout.name << ": " << field.text().toStdString();
         EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
@@ -174,6 +175,30 @@ TEST_F(KeyInjectorTest, HeldHotkeyNeitherMixesInNorIsForgotten) {
     EXPECT_FALSE(s_session->isKeyDown(KEY_LEFTSHIFT));
     s_session->tapPhysicalKey(KEY_A);
     EXPECT_TRUE(field.waitForText(QStringLiteral("held ok öa"))) << field.text().toStdString();
+}
+
+TEST_F(KeyInjectorTest, AModifierHeldDuringOneInjectionCostsTheNextNothing) {
+    const auto source = createX11KeyEventSource(m_guard);
+    ASSERT_TRUE(source->start(
+        {}, [](const KeyEvent&) {}, [](KeyEventSourceState) {}));
+    const test::TextFieldProgram field(*s_session);
+    QString expected;
+    for (const uint16_t key : {KEY_LEFTCTRL, KEY_LEFTSHIFT, KEY_LEFTCTRL}) {
+        const auto keycode = static_cast<uint8_t>(key + 8);
+        s_session->physicalKey(key, true);
+        ASSERT_TRUE(waitUntil([&] { return m_guard->isPhysicallyDown(keycode); }));
+        paste(PasteChord::controlV, copy(QStringLiteral("[Held]")));
+        expected += QStringLiteral("[Held]");
+        ASSERT_TRUE(field.waitForText(expected)) << field.text().toStdString();
+        EXPECT_TRUE(s_session->isKeyDown(key)) << "it is still held";
+        s_session->physicalKey(key, false);
+        ASSERT_TRUE(waitUntil([&] { return !m_guard->isPhysicallyDown(keycode); }));
+        EXPECT_TRUE(waitUntil([&] { return !s_session->isKeyDown(key); }));
+        paste(PasteChord::controlV, copy(QStringLiteral("[Next]")));
+        EXPECT_EQ(type(QStringLiteral("Typed")), InjectionStatus::delivered);
+        expected += QStringLiteral("[Next]Typed");
+        ASSERT_TRUE(field.waitForText(expected)) << field.text().toStdString();
+    }
 }
 
 TEST_F(KeyInjectorTest, AStoppedRunEndsAtACharacterAndRestores) {

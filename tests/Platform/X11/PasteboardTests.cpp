@@ -1,3 +1,4 @@
+#include "Platform/Linux/X11/SelectionTargets.h"
 #include "Platform/Linux/X11/X11Pasteboard.h"
 #include "Platform/PasteboardContract.h"
 #include "Support/XSession.h"
@@ -39,14 +40,19 @@ namespace {
 
 using X11PasteboardTest = test::PasteboardContract<XClip>;
 
-TEST_F(X11PasteboardTest, TellsWhoRead) {
+TEST_F(X11PasteboardTest, CountsTheReadsOfOneProgramAlone) {
     const auto offered = offer(QStringLiteral("who"));
+    EXPECT_EQ(paste(privacyHint), "secret") << "managers are asked to keep nothing";
+    EXPECT_EQ(offered->reads(), 0);
+    offered->countReadsOf(1);
+    EXPECT_EQ(paste(), "who");
+    EXPECT_FALSE(isRead(*offered, 1)) << "a manager is not the target";
     auto reader = s_desktop->session.launch(
-        QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")});
-    const int64_t pid = reader->processId();
+        QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("read line; exec xclip -selection clipboard -o")});
+    offered->countReadsOf(reader->processId());
+    reader->write("\n");
     EXPECT_TRUE(isRead(*offered, 5000));
-    EXPECT_TRUE(offered->readBy(pid));
-    EXPECT_FALSE(offered->readBy(pid + 1));
+    EXPECT_TRUE(offered->knowsReader());
     reader->waitForFinished();
 }
 

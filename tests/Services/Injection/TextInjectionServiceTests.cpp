@@ -104,13 +104,37 @@ TEST_F(TextInjection, LeavesATextThatNobodyReadsOnTheClipboard) {
 }
 
 TEST_F(TextInjection, DoesNotTakeAClipboardManagersReadForTheTargets) {
-    pasteboard.managerReadsAtOnce = true;
-    injector.onChord = nullptr;
+    constexpr int64_t manager = 1;
+    for (const auto& [early, late] : {std::pair(0ms, 100ms), std::pair(10ms, 450ms)}) {
+        injector.onChord = nullptr;
+        const auto outcome = begin(dictated);
+        const auto offer = pasteboard.offers.back();
+        clock.advance(early);
+        offer->read(manager);
+        clock.advance(late - early);
+        offer->read(manager);
+        EXPECT_FALSE(outcome->delivery);
+        EXPECT_EQ(pasteboard.text(), dictated) << "the old clipboard would land";
+        offer->read();
+        executor.drain();
+        EXPECT_EQ(outcome->delivery, Delivery::read);
+        clock.advance(1s);
+        EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
+    }
     const auto unread = begin(dictated);
+    pasteboard.offers.back()->read(manager);
     clock.advance(600ms);
     EXPECT_EQ(unread->delivery, Delivery::unconfirmed);
-    readsOnPaste();
+    EXPECT_EQ(pasteboard.text(), dictated);
+}
+
+TEST_F(TextInjection, AReaderThatIsNotRevealedKeepsTheTextOnTheClipboardLonger) {
+    injector.onChord = [this] { pasteboard.offers.back()->read(0); };
     EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    clock.advance(790ms);
+    EXPECT_EQ(pasteboard.text(), dictated) << "the reader may have been a clipboard manager";
+    clock.advance(200ms);
+    EXPECT_EQ(pasteboard.text(), QStringLiteral("before"));
 }
 
 TEST_F(TextInjection, RestoresNothingWhenTheClipboardWasEmptyOrRestoringIsOff) {
@@ -199,7 +223,7 @@ TEST_F(TextInjection, WhatWasPreparedDoesNotCountOnceTheClipboardChanged) {
 }
 
 TEST_F(TextInjection, RefusesSecureInputBeforeItTouchesAnything) {
-    accessibility.secureInput = true;
+    accessibility.secrecy = SecureInput::on;
     for (const auto mode : {InjectionMode::paste, InjectionMode::type}) {
         EXPECT_EQ(begin(dictated, mode)->error, TextInjectionError::Code::secureInput);
         EXPECT_EQ(service.lastUndelivered(), dictated);
@@ -209,6 +233,29 @@ TEST_F(TextInjection, RefusesSecureInputBeforeItTouchesAnything) {
     EXPECT_TRUE(injector.typed.empty());
     EXPECT_STREQ(TextInjectionError(TextInjectionError::Code::secureInput).what(),
                  "Cannot insert text: Secure Input is enabled (e.g., focus is in a password field).");
+}
+
+TEST_F(TextInjection, WarnsOnceOfAProgramThatDoesNotTellItsPasswordFieldsBeforeItGetsText) {
+    std::vector<QString> warned;
+    service.onSecretsUnknown = [&](const QString& application) {
+        EXPECT_TRUE(injector.chords.empty());
+        warned.push_back(application);
+    };
+    accessibility.secrecy = SecureInput::unknown;
+    await(service.prepareForInjection());
+    EXPECT_EQ(warned, std::vector{QStringLiteral("Editor")});
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    EXPECT_EQ(begin(dictated)->delivery, Delivery::read);
+    EXPECT_EQ(warned.size(), 1U);
+}
+
+TEST_F(TextInjection, AProgramThatHangsGetsNoKeysThatMayReachAPasswordField) {
+    accessibility.secrecy = SecureInput::unanswered;
+    for (const auto mode : {InjectionMode::paste, InjectionMode::type})
+        EXPECT_EQ(begin(dictated, mode)->delivery, Delivery::clipboardOnly);
+    EXPECT_TRUE(injector.chords.empty());
+    EXPECT_TRUE(injector.typed.empty());
+    EXPECT_EQ(pasteboard.text(), dictated);
 }
 
 TEST_F(TextInjection, AFailingKeyboardIsReportedAndTheClipboardReturned) {
@@ -261,7 +308,7 @@ TEST_F(TextInjection, WhatCannotBeTypedSafelyIsPasted) {
 
 TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
     applications.front =
-        RunningApplication{.pid = 1, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
+        RunningApplication{.pid = 4711, .name = QStringLiteral("Terminal"), .bundleIdentifier = {}, .isTerminal = true};
     begin(QStringLiteral("rm -r build\n\n"));
     EXPECT_EQ(pasteboard.offers.back()->text, QStringLiteral("rm -r build"));
     applications.front->isTerminal = false;

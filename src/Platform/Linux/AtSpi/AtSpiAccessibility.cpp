@@ -1,149 +1,125 @@
 #include "Platform/Linux/AtSpi/AtSpiAccessibility.h"
 
-#include "Concurrency/AsyncStream.h"
+#include "Core/Log.h"
+#include "Platform/Linux/AtSpi/AtSpiCalls.h"
 #include "Platform/Linux/AtSpi/AtSpiFocus.h"
-#include "Platform/Linux/AtSpi/AtSpiRoles.h"
+#include "Platform/Linux/AtSpi/AtSpiSearch.h"
 
-#include <QDBusArgument>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
-#include <QDBusVariant>
-#include <QTimer>
+#include <algorithm>
 
 namespace quillo {
 
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
 using Element = std::optional<FocusedElement>;
 
-/// The answers to the three questions about an element, as they come in.
-struct Inquiry {
-    uint32_t role = 0;
-    uint64_t states = 0;
-    QStringList interfaces;
-    int outstanding = 3;
-    bool failed = false;
-    AsyncStream<Element>::Sink sink;
+// A program whose answer is known already gets this long to change it.
+constexpr milliseconds confirmationTime(60);
+// The focus may move while it is asked for; more often than this, and the user is not dictating.
+constexpr int mostMoves = 3;
 
-    void answered(bool valid) {
-        failed = failed || !valid;
-        if (--outstanding > 0)
-            return;
-        // Focus that has left since, without an event, is no focus: the window went to the background.
-        if (failed || (states >> atspi::stateFocused & 1) == 0) {
-            sink.yield(std::nullopt);
-            return;
-        }
-        FocusedElement element;
-        element.role = axRoleForAtSpi(role, states);
-        element.isPassword = role == atspi::rolePasswordText;
-        element.isValueSettable = (states >> atspi::stateEditable & 1) != 0;
-        element.hasNumberOfCharacters = interfaces.contains(QStringLiteral("org.a11y.atspi.Text"));
-        sink.yield(element);
-    }
-};
+// The coroutines keep the focus alive themselves: the object that started them may end first.
 
-template <class Reply>
-void ask(const QDBusConnection& bus, const AtSpiObject& object, const char* method, int milliseconds,
-         const std::shared_ptr<Inquiry>& inquiry, std::function<void(const Reply&)> take) {
-    const auto call = QDBusMessage::createMethodCall(
-        object.service, object.path, QStringLiteral("org.a11y.atspi.Accessible"), QLatin1String(method));
-    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, milliseconds));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, inquiry, take = std::move(take)] {
-        const QDBusPendingReply<Reply> reply = *watcher;
-        watcher->deleteLater();
-        if (!reply.isError())
-            take(reply.value());
-        inquiry->answered(!reply.isError());
-    });
-}
-
-Task<Element> inquire(QDBusConnection bus, AtSpiObject object, std::chrono::milliseconds deadline) {
-    if (object.isEmpty() || !bus.isConnected())
+Task<Element> inquireElement(std::shared_ptr<AtSpiFocus> focus, atspi::Instant until) {
+    if (focus->focused().isEmpty())
         co_return std::nullopt;
-    auto [stream, sink] = AsyncStream<Element>::make(EventExecutor::main());
-    const auto inquiry = std::make_shared<Inquiry>();
-    inquiry->sink = sink;
-    const auto milliseconds = static_cast<int>(deadline.count());
-    ask<uint>(bus, object, "GetRole", milliseconds, inquiry, [inquiry](const uint& role) { inquiry->role = role; });
-    ask<QList<uint>>(bus, object, "GetState", milliseconds, inquiry, [inquiry](const QList<uint>& words) {
-        if (words.size() == 2)
-            inquiry->states = static_cast<uint64_t>(words[1]) << 32U | words[0];
-    });
-    ask<QStringList>(bus, object, "GetInterfaces", milliseconds, inquiry,
-                     [inquiry](const QStringList& names) { inquiry->interfaces = names; });
-    // D-Bus keeps its own time for each call; this one is for all, and holds should its timers be late.
-    QTimer::singleShot(deadline, [sink = sink] { sink.yield(std::nullopt); });
-    const auto element = co_await stream.next();
-    co_return element.value_or(std::nullopt);
+    co_return (co_await atspi::focusedElement(focus->bus(), focus->focused(), until)).element;
 }
 
-Task<bool> inquireSecure(QDBusConnection bus, AtSpiObject object, std::chrono::milliseconds deadline) {
-    const auto element = co_await inquire(std::move(bus), std::move(object), deadline);
-    co_return element.has_value() && element->isPassword;
-}
-
-/// Asks for the caret, then for what stands before it; both within `deadline`.
-Task<std::optional<QString>> inquireCaret(QDBusConnection bus, AtSpiObject object, std::chrono::milliseconds deadline) {
-    if (object.isEmpty() || !bus.isConnected())
+Task<std::optional<QString>> inquireCaret(std::shared_ptr<AtSpiFocus> focus, atspi::Instant until) {
+    if (focus->focused().isEmpty())
         co_return std::nullopt;
-    auto [stream, sink] = AsyncStream<std::optional<QString>>::make(EventExecutor::main());
-    const auto milliseconds = static_cast<int>(deadline.count());
-    const auto text = QStringLiteral("org.a11y.atspi.Text");
-    auto question = QDBusMessage::createMethodCall(
-        object.service, object.path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    question << text << QStringLiteral("CaretOffset");
-    auto* const caret = new QDBusPendingCallWatcher(bus.asyncCall(question, milliseconds));
-    QObject::connect(
-        caret, &QDBusPendingCallWatcher::finished, caret, [caret, bus, object, text, milliseconds, sink = sink] {
-            const QDBusPendingReply<QDBusVariant> reply = *caret;
-            caret->deleteLater();
-            const int offset = reply.isError() ? -1 : reply.value().variant().toInt();
-            if (offset <= 0) {
-                sink.yield(offset == 0 ? std::optional(QString()) : std::nullopt);
-                return;
+    co_return co_await atspi::characterBeforeCaret(focus->bus(), focus->focused(), until);
+}
+
+/// Whether the focused element, as far as it is known, is one of `process`.
+Task<bool> focusIsIn(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
+    const AtSpiObject object = focus->focused();
+    if (object.isEmpty())
+        co_return false;
+    co_return process == 0 || focus->wasFoundIn(process) ||
+        co_await atspi::processOf(focus->bus(), object.service, until) == process;
+}
+
+/// What the element says that is taken for the focused one; nothing when it has not got the focus.
+Task<std::optional<SecureInput>> askFocused(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
+    const auto settled = focus->settled(process);
+    const auto end = settled ? std::min(until, steady_clock::now() + confirmationTime) : until;
+    const auto answer = co_await atspi::focusedElement(focus->bus(), focus->focused(), end);
+    if (answer.element)
+        co_return answer.element->isPassword ? SecureInput::on : SecureInput::off;
+    if (answer.isLate)
+        co_return settled.value_or(SecureInput::unanswered);
+    co_return std::nullopt;
+}
+
+Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
+    if (!focus->bus().isConnected())
+        co_return SecureInput::unknown;
+    for (int move = 0; move < mostMoves; ++move) {
+        const uint64_t changes = focus->changes();
+        if (focus->settled(process) == SecureInput::unknown)
+            co_return SecureInput::unknown; // Searched for in vain, and nothing has moved since.
+        if (co_await focusIsIn(focus, process, until)) {
+            const auto answer = co_await askFocused(focus, process, until);
+            if (focus->changes() != changes)
+                continue;
+            if (answer) {
+                if (*answer != SecureInput::unanswered)
+                    focus->settle({process, *answer});
+                co_return *answer;
             }
-            auto next = QDBusMessage::createMethodCall(object.service, object.path, text, QStringLiteral("GetText"));
-            next << offset - 1 << offset;
-            auto* const content = new QDBusPendingCallWatcher(bus.asyncCall(next, milliseconds));
-            QObject::connect(content, &QDBusPendingCallWatcher::finished, content, [content, sink] {
-                const QDBusPendingReply<QString> answer = *content;
-                content->deleteLater();
-                sink.yield(answer.isError() ? std::nullopt : std::optional(answer.value()));
-            });
-        });
-    QTimer::singleShot(deadline, [sink = sink] { sink.yield(std::nullopt); });
-    const auto character = co_await stream.next();
-    co_return character.value_or(std::nullopt);
+        }
+        const auto found = co_await atspi::findFocus(focus->bus(), process, until);
+        if (focus->changes() != changes)
+            continue;
+        if (!found.object.isEmpty()) {
+            appLog(QStringLiteral("🔍 Found the focus of process %1 in %2%3")
+                       .arg(process)
+                       .arg(found.object.service, found.object.path),
+                   LogLevel::debug, QStringLiteral("Accessibility"));
+            focus->found(found.object, process);
+            continue;
+        }
+        if (found.isLate)
+            co_return SecureInput::unanswered;
+        // A program that is not on the bus yet may come at any time; it costs little to ask for it.
+        if (found.isOnBus)
+            focus->settle({process, SecureInput::unknown});
+        co_return SecureInput::unknown;
+    }
+    co_return SecureInput::unanswered;
 }
 
-Task<bool> answer(bool value) { co_return value; }
+Task<SecureInput> answer(SecureInput value) { co_return value; }
 
 class AtSpiAccessibility final : public Accessibility {
 public:
     explicit AtSpiAccessibility(std::function<bool()> keyboardIsGrabbed)
         : m_keyboardIsGrabbed(std::move(keyboardIsGrabbed)) {
-        m_focus.start();
+        m_focus->start();
     }
 
-    Task<Element> focusedElement(std::chrono::milliseconds deadline) override {
-        return inquire(m_focus.bus(), m_focus.focused(), deadline);
+    Task<Element> focusedElement(milliseconds deadline) override {
+        return inquireElement(m_focus, steady_clock::now() + deadline);
     }
 
-    Task<std::optional<QString>> characterBeforeCaret(std::chrono::milliseconds deadline) override {
-        return inquireCaret(m_focus.bus(), m_focus.focused(), deadline);
+    Task<std::optional<QString>> characterBeforeCaret(milliseconds deadline) override {
+        return inquireCaret(m_focus, steady_clock::now() + deadline);
     }
 
-    Task<bool> isSecureInputEnabled(std::chrono::milliseconds deadline) override {
+    Task<SecureInput> secureInput(int64_t process, milliseconds deadline) override {
         if (m_keyboardIsGrabbed && m_keyboardIsGrabbed())
-            return answer(true);
-        return inquireSecure(m_focus.bus(), m_focus.focused(), deadline);
+            return answer(SecureInput::on);
+        return inquireSecure(m_focus, process, steady_clock::now() + deadline);
     }
 
 private:
     std::function<bool()> m_keyboardIsGrabbed;
-    AtSpiFocus m_focus;
+    std::shared_ptr<AtSpiFocus> m_focus = std::make_shared<AtSpiFocus>();
 };
 
 } // namespace

@@ -81,15 +81,28 @@ void AtSpiFocus::stateChanged(const QDBusMessage& message) {
     if (arguments.size() < 2 || arguments[0].toString() != u"focused")
         return;
     if (arguments[1].toInt() != 0)
-        m_focused = {message.service(), message.path()};
+        focusMoved({message.service(), message.path()});
     else if (m_focused.service == message.service() && m_focused.path == message.path())
-        m_focused = {};
+        focusMoved({});
+}
+
+void AtSpiFocus::focusMoved(const AtSpiObject& object) {
+    m_focused = object;
+    m_foundIn.reset();
+    m_settled.reset();
+    ++m_changes;
+}
+
+void AtSpiFocus::found(const AtSpiObject& object, int64_t process) {
+    m_focused = object;
+    m_foundIn = process;
+    m_settled.reset();
 }
 
 void AtSpiFocus::nameOwnerChanged(const QString& name, const QString& oldOwner, const QString& newOwner) {
     Q_UNUSED(oldOwner)
     if (newOwner.isEmpty() && name == m_focused.service)
-        m_focused = {};
+        focusMoved({});
 }
 
 } // namespace quillo

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QDBusConnection>
-#include <QDBusMessage>
+#include "Platform/Linux/AtSpi/AtSpiCalls.h"
+
 #include <QObject>
 #include <QString>
 
@@ -9,15 +9,8 @@
 
 namespace quillo {
 
-/// An accessible object: the bus name of its program and its path there.
-struct AtSpiObject {
-    QString service;
-    QString path;
-    [[nodiscard]] bool isEmpty() const { return service.isEmpty(); }
-};
-
-/// Connects to the accessibility bus and follows the focus by its events; walking the trees of all programs would cost
-/// half a millisecond a node. Main thread; no call blocks on another program.
+/// Connects to the accessibility bus and follows the focus by its events. Main thread; no call blocks on another
+/// program.
 class AtSpiFocus : public QObject {
     Q_OBJECT
 
@@ -30,6 +23,23 @@ public:
     /// Turns accessibility on for the session, asks for the bus and connects to it; what fails is logged.
     void start();
     [[nodiscard]] const AtSpiObject& focused() const { return m_focused; }
+    /// Takes an element for the focused one that was found in `process` without an event.
+    void found(const AtSpiObject& object, int64_t process);
+    /// Whether the focused element is known to be one of `process`; it may live in another process of the program.
+    [[nodiscard]] bool wasFoundIn(int64_t process) const { return m_foundIn == process; }
+
+    /// What was last learnt about secrets, valid until the focus moves. A busy program need not say it again.
+    struct Settled {
+        int64_t process = 0;
+        SecureInput answer = SecureInput::unknown;
+    };
+    void settle(Settled settled) { m_settled = settled; }
+    [[nodiscard]] std::optional<SecureInput> settled(int64_t process) const {
+        return m_settled && m_settled->process == process ? std::optional(m_settled->answer) : std::nullopt;
+    }
+    /// Grows with every event about the focus.
+    [[nodiscard]] uint64_t changes() const { return m_changes; }
+
     /// The accessibility bus; not connected when there is none.
     [[nodiscard]] QDBusConnection bus() const;
 
@@ -40,8 +50,13 @@ public Q_SLOTS:
 
 private:
     void connectTo(const QString& address);
+    void focusMoved(const AtSpiObject& object);
+
     QString m_connectionName;
     AtSpiObject m_focused;
+    std::optional<int64_t> m_foundIn;
+    std::optional<Settled> m_settled;
+    uint64_t m_changes = 0;
 };
 
 } // namespace quillo

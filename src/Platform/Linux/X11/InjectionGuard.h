@@ -32,6 +32,12 @@ public:
     void setLifted(uint8_t keycode, bool lifted) { m_lifted[keycode] = lifted; }
     [[nodiscard]] bool isLifted(uint8_t keycode) const { return m_lifted[keycode]; }
 
+    /// A key that the injector has pressed again for the user who still holds it: its own device keeps a copy that the
+    /// release on the user's keyboard does not end.
+    void setPressedAgain(uint8_t keycode) { m_pressedAgain[keycode] = true; }
+    /// Whether there is such a copy; the caller releases it.
+    [[nodiscard]] bool takePressedAgain(uint8_t keycode) { return m_pressedAgain[keycode].exchange(false); }
+
     /// Whether a consumed combination is being held, so that we have grabbed the keyboard.
     void setOwnGrabActive(bool active) { m_ownGrabActive = active; }
     [[nodiscard]] bool isOwnGrabActive() const { return m_ownGrabActive; }
@@ -46,6 +52,7 @@ private:
     std::deque<Expected> m_expected;
     std::array<std::atomic<bool>, 256> m_down{};
     std::array<std::atomic<bool>, 256> m_lifted{};
+    std::array<std::atomic<bool>, 256> m_pressedAgain{};
     std::atomic<bool> m_sourceRunning = false;
     std::atomic<bool> m_ownGrabActive = false;
 };

@@ -112,7 +112,8 @@ bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event
     if (data.size() <= pieceSize()) {
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, request.requestor, property, type, 8,
                             static_cast<uint32_t>(data.size()), data.constData());
-        m_onRead(request.selection, m_connection.processOfWindow(request.requestor));
+        if (name != privacyHint)
+            m_onRead(request.selection, m_connection.processOfWindow(request.requestor));
         return true;
     }
     const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;

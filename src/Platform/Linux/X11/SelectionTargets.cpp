@@ -11,6 +11,7 @@ SelectionFormats textFormats(const QString& text) {
         {QStringLiteral("TEXT"), utf8},
         {QStringLiteral("text/plain;charset=utf-8"), utf8},
         {QStringLiteral("text/plain"), utf8},
+        {privacyHint, "secret"},
     };
     // STRING is Latin-1 by definition; other characters are lost for a program that requests it.
     formats.emplace(QStringLiteral("STRING"), text.toLatin1());

@@ -10,6 +10,10 @@ namespace quillo {
 /// The formats a selection is offered in, by target name.
 using SelectionFormats = std::map<QString, QByteArray>;
 
+/// Asks clipboard managers to keep nothing of the content; its value is "secret" (Klipper's convention, which others
+/// follow).
+inline const QString privacyHint = QStringLiteral("x-kde-passwordManagerHint");
+
 /// A text in all targets that programs request for text.
 [[nodiscard]] SelectionFormats textFormats(const QString& text);
 /// Whether a target is part of the protocol rather than a format of the content.

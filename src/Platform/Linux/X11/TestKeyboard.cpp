@@ -11,9 +11,17 @@ void TestKeyboard::send(uint8_t type, xcb_keycode_t keycode) {
     xcb_test_fake_input(m_connection.get(), type, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
 }
 
+void TestKeyboard::press(xcb_keycode_t keycode) {
+    // The server swallows the press of a key that this device still has down from an injection before.
+    if (m_guard.takePressedAgain(keycode))
+        release(keycode);
+    send(XCB_KEY_PRESS, keycode);
+}
+
 void TestKeyboard::lift(xcb_keycode_t keycode) {
     // Record it before sending the event, so that a check in between does not consider the key released.
     m_guard.setLifted(keycode, true);
+    (void)m_guard.takePressedAgain(keycode);
     release(keycode);
     m_lifted.push_back(keycode);
 }
@@ -47,8 +55,13 @@ void TestKeyboard::liftNewModifiers(const KeyboardLayout& layout) {
 void TestKeyboard::pressLiftedModifiers(const KeyboardLayout& layout) {
     for (const xcb_keycode_t keycode : std::exchange(m_lifted, {})) {
         if (m_guard.isSourceRunning() && layout.isModifierKey(keycode) && m_guard.isPhysicallyDown(keycode) &&
-            m_guard.isLifted(keycode))
-            press(keycode);
+            m_guard.isLifted(keycode)) {
+            m_guard.setPressedAgain(keycode);
+            send(XCB_KEY_PRESS, keycode);
+            // Released in between: the source has not known of the copy and does not end it.
+            if (!m_guard.isPhysicallyDown(keycode) && m_guard.takePressedAgain(keycode))
+                release(keycode);
+        }
         m_guard.setLifted(keycode, false);
     }
     m_connection.flush();

@@ -15,7 +15,7 @@ public:
     TestKeyboard(const TestKeyboard&) = delete;
     TestKeyboard& operator=(const TestKeyboard&) = delete;
 
-    void press(xcb_keycode_t keycode) { send(XCB_KEY_PRESS, keycode); }
+    void press(xcb_keycode_t keycode);
     void release(xcb_keycode_t keycode) { send(XCB_KEY_RELEASE, keycode); }
     void tap(xcb_keycode_t keycode) {
         press(keycode);

@@ -106,13 +106,14 @@ private:
     }
 
     int64_t processOf(xcb_window_t window) {
+        // The server knows the process of a local client; what the window says is its number inside a sandbox.
+        if (const int64_t process = m_connection->processOfWindow(window); process != 0)
+            return process;
         // The process id of a remote window belongs to another machine.
         const auto machine = m_connection->property(window, XCB_ATOM_WM_CLIENT_MACHINE);
-        if (!machine || QString::fromLocal8Bit(machine->data) == QSysInfo::machineHostName()) {
-            if (const uint32_t pid = m_connection->item(window, m_connection->atom("_NET_WM_PID")); pid != 0)
-                return pid;
-        }
-        return m_connection->processOfWindow(window);
+        if (machine && QString::fromLocal8Bit(machine->data) != QSysInfo::machineHostName())
+            return 0;
+        return m_connection->item(window, m_connection->atom("_NET_WM_PID"));
     }
 
     QString classOf(xcb_window_t window) {

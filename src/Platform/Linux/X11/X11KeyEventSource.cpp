@@ -15,6 +15,7 @@
 #include <set>
 
 #include <xcb/xinput.h>
+#include <xcb/xtest.h>
 
 namespace quillo {
 
@@ -224,7 +225,16 @@ private:
         m_guard->setPhysicallyDown(keycode, press);
         if (!press && keycode == m_grabbedKeycode)
             grabEnded();
+        if (!press && m_guard->takePressedAgain(keycode))
+            releaseInjectedCopy(keycode);
         deliver(keycode, press, repeat, age);
+    }
+
+    /// The injector pressed the key again for the user, who has let go of it: the device of the injector has not.
+    void releaseInjectedCopy(uint8_t keycode) {
+        m_guard->expect(keycode, false);
+        xcb_test_fake_input(m_query->get(), XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        m_query->flush();
     }
 
     void deliver(uint8_t keycode, bool press, bool repeat, std::chrono::milliseconds age = {}) {

@@ -48,7 +48,7 @@ public:
 
     [[nodiscard]] bool isBroken() const { return m_connection->isBroken(); }
 
-    InjectionStatus pressChord(PasteChord chord) {
+    InjectionStatus pressChord(PasteChord chord, const std::function<void()>& beforeKeys) {
         const auto layout = KeyboardLayout::read(*m_connection);
         if (!layout)
             return failed();
@@ -85,6 +85,8 @@ public:
         if (std::find(modifiers.begin(), modifiers.end(), 0) != modifiers.end())
             return failed();
 
+        if (beforeKeys)
+            beforeKeys();
         auto held = m_keyboard.heldKeys();
         // Pressing and releasing only Alt or Super opens a menu; pressing Control in between makes it a chord.
         const bool hidesTap = !insert && std::any_of(held.begin(), held.end(), opensMenu) &&
@@ -258,8 +260,10 @@ public:
 
     [[nodiscard]] bool isAvailable() const override { return !m_worker->isBroken(); }
 
-    Task<InjectionStatus> pressChord(PasteChord chord) override {
-        return runOn(m_executor, m_worker, [chord](Worker& worker) { return worker.pressChord(chord); });
+    Task<InjectionStatus> pressChord(PasteChord chord, std::function<void()> beforeKeys) override {
+        return runOn(m_executor, m_worker, [chord, beforeKeys = std::move(beforeKeys)](Worker& worker) {
+            return worker.pressChord(chord, beforeKeys);
+        });
     }
 
     Task<InjectionStatus> typeText(QString text, std::stop_token token) override {
