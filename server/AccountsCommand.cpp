@@ -3,7 +3,7 @@
 #include "Accounts/AccountStore.h"
 #include "Accounts/Credentials.h"
 #include "Accounts/PasswordHash.h"
-#include "CommandLine.h"
+#include "DataFolder.h"
 #include "Foundation/Encoding.h"
 #include "Tasks/TaskStore.h"
 #include "Terminal.h"
@@ -44,9 +44,10 @@ Command parse(std::span<const char* const> arguments) {
         else
             words.push_back(argument);
     }
-    const bool takesEmail = !words.empty() && (words[0] == "reset-password" || words[0] == "delete");
+    const bool takesEmail =
+        !words.empty() && (words[0] == "add" || words[0] == "reset-password" || words[0] == "delete");
     if (words.empty() || (words[0] != "list" && !takesEmail))
-        throw UsageError("accounts: say list, reset-password EMAIL or delete EMAIL");
+        throw UsageError("accounts: say list, add EMAIL, reset-password EMAIL or delete EMAIL");
     if (words.size() != (takesEmail ? 2U : 1U))
         throw UsageError("accounts " + words[0] + ": " +
                          (takesEmail ? "give one e-mail address after it, and no password: it is asked for"
@@ -96,20 +97,40 @@ int list(AccountStore& store) {
     return done;
 }
 
-int resetPassword(AccountStore& store, const std::string& email) {
+/// A new password that may be used; empty when there is none, which the user was told.
+std::optional<std::string> askForPassword(const std::string& email) {
     const auto password = readSecret("New password of " + email + ": ");
     if (!password) {
         say("no password was given; nothing was changed");
-        return failed;
+        return std::nullopt;
     }
     if (const auto objection = objectionTo(*password, email)) {
         say(pageText(pageTextOf(*objection), {}) + " Nothing was changed.");
-        return failed;
+        return std::nullopt;
     }
     if (isInteractive() && readSecret("The same once more: ") != password) {
         say("the two are not the same; nothing was changed");
+        return std::nullopt;
+    }
+    return password;
+}
+
+int add(AccountStore& store, const std::string& email) {
+    const auto password = askForPassword(email);
+    if (!password)
+        return failed;
+    if (!store.addAccount(email, std::nullopt, hashPassword(*password))) {
+        say("there is an account " + email + " already; nothing was changed");
         return failed;
     }
+    std::printf("The account %s was made.\n", email.c_str());
+    return done;
+}
+
+int resetPassword(AccountStore& store, const std::string& email) {
+    const auto password = askForPassword(email);
+    if (!password)
+        return failed;
     if (!store.resetPassword(email, hashPassword(*password)))
         return noSuchAccount;
     std::printf("The password of %s was changed, and every sign-in of the account has ended.\n", email.c_str());
@@ -157,6 +178,8 @@ int run(const Command& command) {
     AccountStore store(file, now);
     if (command.action == "list")
         return list(store);
+    if (command.action == "add")
+        return add(store, command.email);
     const auto credentials = store.credentialsOf(command.email);
     const int result = !credentials                         ? noSuchAccount
                        : command.action == "reset-password" ? resetPassword(store, command.email)
@@ -170,7 +193,7 @@ int run(const Command& command) {
 
 int runAccountsCommand(std::span<const char* const> arguments) {
     if (std::ranges::any_of(arguments, [](std::string_view argument) { return argument == "--help"; })) {
-        std::fputs(helpText().c_str(), stdout);
+        std::fputs(accountsHelpText().c_str(), stdout);
         return done;
     }
     try {
@@ -185,9 +208,13 @@ int runAccountsCommand(std::span<const char* const> arguments) {
 }
 
 std::string accountsHelpText() {
-    return "\nAccounts, for the administrator, also while the server runs (--data FOLDER as above):\n\n"
+    return "Accounts, for the administrator, also while the server runs (--data FOLDER as above):\n\n"
            "  quillo-server accounts list\n"
            "      e-mail address, name, day of registration and open sign-ins of every account.\n"
+           "  quillo-server accounts add EMAIL\n"
+           "      makes an account, also where registration is closed; the password is asked for, or read from "
+           "standard "
+           "input.\n"
            "  quillo-server accounts reset-password EMAIL\n"
            "      asks for a new password, or reads it from standard input, and ends the account's sign-ins.\n"
            "  quillo-server accounts delete EMAIL [--yes]\n"

@@ -1,11 +1,10 @@
 #include "CommandLine.h"
 
-#include "AccountsCommand.h"
-
+#include <arpa/inet.h>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
+#include <unistd.h>
 #include <vector>
 
 namespace quillo::server {
@@ -34,6 +33,22 @@ auto count(const char* name, size_t ServerOptions::*member) {
     return [name, member](CommandLine& line, const std::string& text) {
         line.server.*member = static_cast<size_t>(number(name, text, 1, 1000000));
     };
+}
+
+std::chrono::seconds seconds(const char* name, const std::string& text, long most = 86400) {
+    return std::chrono::seconds(number(name, text, 1, most));
+}
+
+std::string address(const char* name, const std::string& text) {
+    in_addr v4{};
+    in6_addr v6{};
+    char normal[INET6_ADDRSTRLEN];
+    // As connections are compared: in the usual spelling.
+    if (::inet_pton(AF_INET, text.c_str(), &v4) == 1)
+        return ::inet_ntop(AF_INET, &v4, normal, sizeof normal);
+    if (::inet_pton(AF_INET6, text.c_str(), &v6) == 1)
+        return ::inet_ntop(AF_INET6, &v6, normal, sizeof normal);
+    badValue(name, text, "an address such as 127.0.0.1 or 2001:db8::1");
 }
 
 uint64_t megabytes(const char* name, const std::string& text) {
@@ -69,6 +84,31 @@ const std::vector<Option>& options() {
                      badValue("--host", text, "a host name or an address");
              line.server.hosts.push_back(text);
          }},
+        {"--certificate", "FILE",
+         "the certificate to serve TLS with, followed by those of its issuers (PEM); needs --key. Without it "
+         "the server makes an authority of its own. Read again every 12 hours",
+         [](CommandLine& line, const std::string& text) { line.server.certificateFile = text; }},
+        {"--key", "FILE", "the private key of --certificate (PEM)",
+         [](CommandLine& line, const std::string& text) { line.server.keyFile = text; }},
+        {"--trust-proxy", "ADDRESS",
+         "a reverse proxy whose X-Forwarded-For and X-Forwarded-Proto are believed; may be repeated. Have it set both, "
+         "or all of its clients share one limit",
+         [](CommandLine& line, const std::string& text) {
+             line.server.trustedProxies.push_back(address("--trust-proxy", text));
+         }},
+        {"--hsts", nullptr,
+         "tell browsers to ask this host by TLS alone for a year, on every port of it (Strict-Transport-Security)",
+         [](CommandLine& line, const std::string&) { line.server.strictTransportSecurity = true; }},
+        {"--registration", "open|closed", "whether people can make accounts by themselves (default open)",
+         [](CommandLine& line, const std::string& text) {
+             if (text != "open" && text != "closed")
+                 badValue("--registration", text, "open or closed");
+             line.server.openRegistration = text == "open";
+         }},
+        {"--no-anonymous", nullptr, "serve people with an account alone",
+         [](CommandLine& line, const std::string&) { line.server.servesAnonymous = false; }},
+        {"--own-user-only", nullptr, "serve programs of the user who starts the server alone, on this machine",
+         [](CommandLine& line, const std::string&) { line.server.onlyUser = ::geteuid(); }},
         {"--exit-with-parent", nullptr, "end when the process that started this one ends",
          [](CommandLine& line, const std::string&) { line.exitWithParent = true; }},
         {"--threads", "N", "threads for connections (default 2)",
@@ -88,6 +128,31 @@ const std::vector<Option>& options() {
          [](CommandLine& line, const std::string& text) { line.recogniser.keyFile = text; }},
         {"--recogniser-model", "NAME", "the model that service should use, or the folder of the embedded one",
          [](CommandLine& line, const std::string& text) { line.recogniser.model = text; }},
+        {"--recogniser-path", "PATH",
+         "of the service at the URL (default /v1/audio/transcriptions; /inference for an unconfigured whisper.cpp)",
+         [](CommandLine& line, const std::string& text) {
+             if (!text.starts_with('/'))
+                 badValue("--recogniser-path", text, "a path that begins with /");
+             line.recogniser.path = text;
+         }},
+        {"--recogniser-prompt", "TEXT", "words and names that the service should expect",
+         [](CommandLine& line, const std::string& text) { line.recogniser.prompt = text; }},
+        {"--recogniser-authority", "FILE", "certificates to verify the service with, in place of the system's (PEM)",
+         [](CommandLine& line, const std::string& text) { line.recogniser.authorityFile = text; }},
+        {"--recogniser-timeout", "SECONDS", "the longest the service may take for one utterance (default 60)",
+         [](CommandLine& line, const std::string& text) {
+             line.recogniser.requestTimeout = seconds("--recogniser-timeout", text, 3600);
+         }},
+        {"--recogniser-connect-timeout", "SECONDS", "the longest a connection to the service may take (default 5)",
+         [](CommandLine& line, const std::string& text) {
+             line.recogniser.connectTimeout = seconds("--recogniser-connect-timeout", text, 3600);
+         }},
+        {"--recogniser-sessions", "N",
+         "recognitions at once, files among them (default 64 with http; with pocketsphinx 4 for each processor, of "
+         "105 MB each)",
+         [](CommandLine& line, const std::string& text) {
+             line.recogniser.sessions = static_cast<size_t>(number("--recogniser-sessions", text, 1, 1000000));
+         }},
         {"--script", "FILE", "what --recogniser scripted answers (JSON)",
          [](CommandLine& line, const std::string& text) { line.recogniser.script = text; }},
         {"--max-sessions", "N", "streaming sockets in all (default 2000)",
@@ -130,8 +195,16 @@ const std::vector<Option>& options() {
              line.server.audioLifetime = std::chrono::hours(number("--keep-audio-hours", text, 1, 87600));
          }},
         {"--idle-timeout", "SECONDS", "close a streaming socket that sends nothing for so long (default 300)",
+         [](CommandLine& line, const std::string& text) { line.server.idleTimeout = seconds("--idle-timeout", text); }},
+        {"--finish-timeout", "SECONDS", "the longest wait for the last words when a dictation ends (default 60)",
          [](CommandLine& line, const std::string& text) {
-             line.server.idleTimeout = std::chrono::seconds(number("--idle-timeout", text, 1, 86400));
+             line.server.finishTimeout = seconds("--finish-timeout", text, 3600);
+         }},
+        {"--drain", "SECONDS",
+         "how long dictations may go on when the server is to stop (default 8; 0 ends them at once). A second signal "
+         "ends the wait",
+         [](CommandLine& line, const std::string& text) {
+             line.server.drainTime = std::chrono::seconds(number("--drain", text, 0, 3600));
          }},
         {"--max-session-minutes", "MINUTES", "the longest dictation (default 240)",
          [](CommandLine& line, const std::string& text) {
@@ -153,16 +226,6 @@ const Option& find(const std::string& name) {
 }
 
 } // namespace
-
-std::filesystem::path defaultDataFolder() {
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data && data[0] == '/')
-        return std::filesystem::path(data) / "quillo" / "server";
-    const char* home = std::getenv("HOME");
-    if (!home || home[0] != '/')
-        throw UsageError("--data: give a folder, since neither XDG_DATA_HOME nor HOME names one");
-    return std::filesystem::path(home) / ".local" / "share" / "quillo" / "server";
-}
 
 CommandLine parseCommandLine(std::span<const char* const> arguments) {
     CommandLine line;
@@ -189,6 +252,11 @@ CommandLine parseCommandLine(std::span<const char* const> arguments) {
         line.server.dataFolder = defaultDataFolder();
     if (line.recogniser.kind == RecogniserKind::http && line.recogniser.url.empty())
         throw UsageError("--recogniser http: give the service with --recogniser-url");
+    if (line.server.certificateFile.empty() != line.server.keyFile.empty())
+        throw UsageError("--certificate and --key: give both, or neither");
+    if (line.recogniser.kind != RecogniserKind::http &&
+        !(line.recogniser.path + line.recogniser.prompt + line.recogniser.authorityFile.string()).empty())
+        throw UsageError("--recogniser-path, --recogniser-prompt and --recogniser-authority: need --recogniser http");
     if (!line.recogniser.script.empty() && line.recogniser.kind != RecogniserKind::scripted)
         throw UsageError("--script: needs --recogniser scripted");
     return line;
@@ -196,15 +264,16 @@ CommandLine parseCommandLine(std::span<const char* const> arguments) {
 
 std::string helpText() {
     std::string text = "Usage: quillo-server [options]\n"
-                       "       quillo-server accounts list | reset-password EMAIL | delete EMAIL\n\n"
+                       "       quillo-server accounts list | add EMAIL | reset-password EMAIL | delete EMAIL\n\n"
                        "The self-hosted companion of Quillo: accounts and streaming transcription on one port, with "
                        "TLS and without.\nClients trust FOLDER/authority.pem, made on the first start.\n\n";
     for (const auto& option : options()) {
         text += "  " + std::string(option.name) + (option.value ? std::string(" ") + option.value : "") + "\n";
         text += "      " + std::string(option.help) + ".\n";
     }
-    text += "\nExit codes: 0 stopped by a signal, 1 could not start (the log says why), 2 wrong options.\n";
-    return text + accountsHelpText();
+    text += "\nExit codes: 0 stopped by a signal, 1 could not start (the log says why), 2 wrong options, "
+            "3 another server works in the data folder.\n";
+    return text;
 }
 
 } // namespace quillo::server

@@ -2,8 +2,8 @@
 
 #include "Foundation/Files.h"
 #include "Foundation/Log.h"
-#include "Transcription/HttpRecogniser.h"
-#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/Http/HttpRecogniser.h"
+#include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 #include "Transcription/Scripted/ScriptedRecogniser.h"
 
 #include <cstdlib>
@@ -46,6 +46,15 @@ HttpRecogniserSettings httpSettings(const RecogniserOptions& options) {
     HttpRecogniserSettings settings;
     settings.url = options.url;
     settings.model = options.model;
+    settings.prompt = options.prompt;
+    settings.authorityFile = options.authorityFile;
+    if (!options.path.empty())
+        settings.path = options.path;
+    settings.connectTimeout =
+        options.connectTimeout.value_or(std::chrono::duration_cast<std::chrono::seconds>(settings.connectTimeout));
+    settings.requestTimeout =
+        options.requestTimeout.value_or(std::chrono::duration_cast<std::chrono::seconds>(settings.requestTimeout));
+    settings.maxSessions = options.sessions.value_or(settings.maxSessions);
     settings.key = readKey(options.keyFile);
     return settings;
 }
@@ -60,6 +69,7 @@ std::shared_ptr<Recogniser> makeRecogniser(const RecogniserOptions& options) {
         PocketSphinxSettings settings;
         if (!options.model.empty())
             settings.modelFolder = options.model;
+        settings.maxDecoders = options.sessions.value_or(settings.maxDecoders);
         return makePocketSphinxRecogniser(settings);
     }
     case RecogniserKind::http:

@@ -2,8 +2,10 @@
 
 #include "Transcription/Recogniser.h"
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quillo::server {
@@ -13,6 +15,12 @@ enum class RecogniserKind { pocketSphinx, http, scripted };
 struct RecogniserOptions {
     RecogniserKind kind = RecogniserKind::pocketSphinx;
     std::string url;
+    std::string path;   ///< empty for the usual one
+    std::string prompt; ///< words and names the service should expect
+    std::filesystem::path authorityFile;
+    std::optional<std::chrono::seconds> connectTimeout;
+    std::optional<std::chrono::seconds> requestTimeout;
+    std::optional<size_t> sessions; ///< at once, each with a decoder where it is the embedded one
     std::filesystem::path keyFile;
     std::string model;
     std::filesystem::path script;

@@ -2,6 +2,7 @@
 #include "CommandLine.h"
 #include "Foundation/Log.h"
 #include "RecogniserFactory.h"
+#include "Storage/DataFolderLock.h"
 #include "Transport/ListeningSocket.h"
 #include "Transport/Server.h"
 
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace quillo::server;
@@ -17,6 +19,7 @@ namespace {
 
 constexpr int couldNotStart = 1;
 constexpr int wrongOptions = 2;
+constexpr int folderInUse = 3;
 
 /// Every connection is a descriptor; the usual soft limit of 1024 would be the first bound to be met.
 void raiseDescriptorLimit() {
@@ -56,6 +59,14 @@ int serve(CommandLine line) {
     int signal = 0;
     sigwait(&signals, &signal);
     log(LogLevel::info, "server", signal == SIGTERM ? "stopping: terminated" : "stopping: interrupted");
+    // Whoever asks twice does not want to wait for those who dictate.
+    const std::jthread second([&signals, &server](const std::stop_token& stopped) {
+        const timespec step{0, 50'000'000};
+        while (!stopped.stop_requested()) {
+            if (sigtimedwait(&signals, nullptr, &step) > 0)
+                server.hurry();
+        }
+    });
     server.stop();
     return 0;
 }
@@ -74,7 +85,7 @@ int main(int argc, char** argv) {
         return wrongOptions;
     }
     if (line.help) {
-        std::fputs(helpText().c_str(), stdout);
+        std::fputs((helpText() + "\n" + accountsHelpText()).c_str(), stdout);
         return 0;
     }
     if (line.version) {
@@ -85,6 +96,9 @@ int main(int argc, char** argv) {
         setLogThreshold(LogLevel::debug);
     try {
         return serve(std::move(line));
+    } catch (const DataFolderInUse& error) {
+        std::fprintf(stderr, "quillo-server: %s\n", error.what());
+        return folderInUse;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "quillo-server: %s\n", error.what());
         return couldNotStart;

@@ -5,7 +5,7 @@
 #include "Server/Transcription/Support/CollectingListener.h"
 #include "Server/Transcription/Support/Speech.h"
 #include "Transcription/PocketSphinx/DecoderPool.h"
-#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 
 #include <algorithm>
 #include <atomic>

@@ -64,7 +64,15 @@ CREATE INDEX authorization_codes_by_user ON authorization_codes(user_id);
 CREATE INDEX authorization_codes_by_family ON authorization_codes(family_id);
 )";
 
-constexpr std::array migrations = {version1, version2};
+/// Until its first use a token names the refresh token that it replaced, so that the use can be marked there.
+constexpr std::string_view version3 = R"(
+ALTER TABLE access_tokens ADD COLUMN predecessor BLOB;
+ALTER TABLE refresh_tokens ADD COLUMN predecessor BLOB;
+ALTER TABLE refresh_tokens ADD COLUMN successor_used INTEGER NOT NULL DEFAULT 0;
+UPDATE refresh_tokens SET successor_used = 1 WHERE used_at IS NOT NULL;
+)";
+
+constexpr std::array migrations = {version1, version2, version3};
 
 } // namespace
 

@@ -7,6 +7,10 @@
 namespace quillo::server {
 namespace {
 
+constexpr auto youngestAbandoned = std::chrono::hours(24);
+constexpr std::string_view abandoned = "is_anonymous = 1 AND merged_into IS NULL AND created_at < ? AND NOT EXISTS "
+                                       "(SELECT 1 FROM token_families f WHERE f.user_id = users.id)";
+
 int64_t milliseconds(std::chrono::seconds duration) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(duration).count();
 }
@@ -47,8 +51,10 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     const std::scoped_lock lock(m_mutex);
     const auto hash = sha256(refreshToken);
     Transaction transaction(m_database);
-    Statement find(m_database, "SELECT r.family_id, r.expires_at, r.used_at, r.successor_salt, f.user_id "
-                               "FROM refresh_tokens r JOIN token_families f ON f.id = r.family_id WHERE r.hash = ?");
+    Statement find(
+        m_database,
+        "SELECT r.family_id, r.expires_at, r.used_at, r.successor_salt, f.user_id, "
+        "r.successor_used FROM refresh_tokens r JOIN token_families f ON f.id = r.family_id WHERE r.hash = ?");
     find.bindBlob(1, hash);
     if (!find.step() || find.integer(1) <= now())
         return std::nullopt;
@@ -57,7 +63,7 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     const std::string userId = find.text(4);
     const bool used = !find.isNull(2);
     // A clock that was set back counts as within the grace.
-    if (used && now() - find.integer(2) > milliseconds(m_lifetimes.reuseGrace)) {
+    if (used && find.integer(5) != 0 && now() - find.integer(2) > milliseconds(m_lifetimes.reuseGrace)) {
         endFamily(familyId);
         transaction.commit();
         log(LogLevel::warning, "accounts",
@@ -65,9 +71,10 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
         return std::nullopt;
     }
     auto user = userById(userId);
-    if (!user)
+    if (!user || (user->isAnonymous && !m_servesAnonymous))
         return std::nullopt;
 
+    markUsed("refresh_tokens", refreshToken);
     const std::string salt = used && !find.isNull(3) ? find.text(3) : randomToken();
     Statement mark(m_database, "UPDATE refresh_tokens SET used_at = coalesce(used_at, ?), successor_salt = ? "
                                "WHERE hash = ?");
@@ -92,8 +99,57 @@ bool AccountStore::remove(const std::string& userId) {
 
 std::optional<User> AccountStore::userOf(const std::string& accessToken) {
     const std::scoped_lock lock(m_mutex);
-    const auto owner = ownerOf(accessToken);
-    return owner ? userById(*owner) : std::nullopt;
+    const auto signIn = findSignIn(accessToken);
+    return signIn ? std::optional(signIn->user) : std::nullopt;
+}
+
+std::optional<SignIn> AccountStore::signInOf(const std::string& accessToken) {
+    const std::scoped_lock lock(m_mutex);
+    return findSignIn(accessToken);
+}
+
+std::optional<SignIn> AccountStore::findSignIn(const std::string& accessToken) {
+    Statement find(m_database, "SELECT f.user_id, f.id, a.predecessor FROM access_tokens a "
+                               "JOIN token_families f ON f.id = a.family_id WHERE a.hash = ? AND a.expires_at > ?");
+    find.bindBlob(1, sha256(accessToken)).bind(2, now());
+    if (!find.step())
+        return std::nullopt;
+    auto user = userById(find.text(0));
+    if (!user || (user->isAnonymous && !m_servesAnonymous))
+        return std::nullopt;
+    SignIn signIn{std::move(*user), find.text(1)};
+    if (!find.isNull(2))
+        markUsed("access_tokens", accessToken);
+    return signIn;
+}
+
+bool AccountStore::isSignedIn(const std::string& signIn) {
+    const std::scoped_lock lock(m_mutex);
+    Statement find(m_database, "SELECT 1 FROM token_families WHERE id = ?");
+    find.bind(1, signIn);
+    return find.step();
+}
+
+std::vector<std::string> AccountStore::abandonedUsers() {
+    const std::scoped_lock lock(m_mutex);
+    removeExpired();
+    Statement query(m_database, "SELECT id FROM users WHERE " + std::string(abandoned));
+    query.bind(1, now() - milliseconds(youngestAbandoned));
+    std::vector<std::string> users;
+    while (query.step())
+        users.push_back(query.text(0));
+    return users;
+}
+
+void AccountStore::removeAbandoned(const std::string& userId) {
+    const std::scoped_lock lock(m_mutex);
+    Statement remove(m_database, "DELETE FROM users WHERE " + std::string(abandoned) + " AND id = ?");
+    remove.bind(1, now() - milliseconds(youngestAbandoned)).bind(2, userId).step();
+}
+
+void AccountStore::check() {
+    const std::scoped_lock lock(m_mutex);
+    const Transaction rolledBack(m_database);
 }
 
 std::optional<std::string> AccountStore::ownerOf(const std::string& accessToken) {
@@ -134,7 +190,7 @@ void AccountStore::endFamily(const std::string& familyId) {
 
 Tokens AccountStore::issueTokens(const std::string& familyId) {
     Tokens tokens{randomToken(), randomToken(), m_lifetimes.access};
-    storeTokens(familyId, tokens);
+    storeTokens(familyId, tokens, {});
     return tokens;
 }
 
@@ -142,20 +198,33 @@ Tokens AccountStore::issueSuccessors(const std::string& familyId, const std::str
                                      const std::string& salt) {
     Tokens tokens{encodeBase64Url(hmacSha256(refreshToken, "access " + salt)),
                   encodeBase64Url(hmacSha256(refreshToken, "refresh " + salt)), m_lifetimes.access};
-    storeTokens(familyId, tokens);
+    storeTokens(familyId, tokens, refreshToken);
     return tokens;
 }
 
-void AccountStore::storeTokens(const std::string& familyId, const Tokens& tokens) {
-    // A pair that is given again stays as it is, used or not.
-    Statement access(m_database, "INSERT OR IGNORE INTO access_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
-    access.bindBlob(1, sha256(tokens.access))
-        .bind(2, familyId)
-        .bind(3, now() + milliseconds(m_lifetimes.access))
-        .step();
-    Statement refresh(m_database, "INSERT OR IGNORE INTO refresh_tokens(hash, family_id, expires_at) VALUES(?, ?, ?)");
-    refresh.bindBlob(1, sha256(tokens.refresh)).bind(2, familyId);
-    refresh.bind(3, now() + milliseconds(m_lifetimes.refresh)).step();
+void AccountStore::storeTokens(const std::string& familyId, const Tokens& tokens, const std::string& predecessor) {
+    // A pair that is given again stays as it is, used or not, and lives as long as a fresh one.
+    const auto store = [&](const std::string& table, const std::string& token, std::chrono::seconds lifetime) {
+        Statement insert(m_database, "INSERT INTO " + table +
+                                         "(hash, family_id, expires_at, predecessor) VALUES(?, ?, ?, ?) "
+                                         "ON CONFLICT(hash) DO UPDATE SET expires_at = excluded.expires_at");
+        insert.bindBlob(1, sha256(token)).bind(2, familyId).bind(3, now() + milliseconds(lifetime));
+        if (!predecessor.empty())
+            insert.bindBlob(4, sha256(predecessor));
+        insert.step();
+    };
+    store("access_tokens", tokens.access, m_lifetimes.access);
+    store("refresh_tokens", tokens.refresh, m_lifetimes.refresh);
+}
+
+void AccountStore::markUsed(std::string_view table, const std::string& token) {
+    const std::string name(table);
+    Statement mark(m_database, "UPDATE refresh_tokens SET successor_used = 1 WHERE hash = "
+                               "(SELECT predecessor FROM " +
+                                   name + " WHERE hash = ?)");
+    mark.bindBlob(1, sha256(token)).step();
+    Statement forget(m_database, "UPDATE " + name + " SET predecessor = NULL WHERE hash = ?");
+    forget.bindBlob(1, sha256(token)).step();
 }
 
 void AccountStore::removeExpired() {
@@ -165,7 +234,7 @@ void AccountStore::removeExpired() {
     }
     // With it an old token would still lead to all that followed.
     Statement salts(m_database, "UPDATE refresh_tokens SET successor_salt = NULL "
-                                "WHERE successor_salt IS NOT NULL AND used_at < ?");
+                                "WHERE successor_salt IS NOT NULL AND successor_used = 1 AND used_at < ?");
     salts.bind(1, now() - milliseconds(m_lifetimes.reuseGrace)).step();
     Statement codes(m_database, "DELETE FROM authorization_codes WHERE expires_at <= ? AND family_id IS NULL");
     codes.bind(1, now()).step();

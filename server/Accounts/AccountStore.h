@@ -35,6 +35,12 @@ struct Session {
     bool isNewUser = false;
 };
 
+/// The user of an access token, and the sign-in that the token descends from.
+struct SignIn {
+    User user;
+    std::string id;
+};
+
 struct TokenLifetimes {
     std::chrono::seconds access = std::chrono::hours(1);
     std::chrono::seconds refresh = std::chrono::hours(24 * 90);
@@ -95,12 +101,16 @@ class AccountStore {
 public:
     AccountStore(const std::filesystem::path& file, WallClock clock, TokenLifetimes lifetimes = {});
 
+    /// From now on the tokens of anonymous users open nothing. Before any other call.
+    void refuseAnonymousUsers() { m_servesAnonymous = false; }
+
     /// The anonymous user of this device, made when there is none.
     Session signInAnonymously(const std::string& deviceId);
 
-    /// Exchanges a refresh token for a new pair. Empty when the token is unknown, expired or used before; the last ends
-    /// every token that descends from the same sign-in (RFC 9700 section 4.14.2), because one of the two users of it is
-    /// not the owner. Within the grace the same token gives the same pair again, however often.
+    /// Exchanges a refresh token for a new pair. As long as neither token of that pair was used, the answer may have
+    /// been lost: the same token gives the same pair again. It does so too within the grace. Later use ends every token
+    /// that descends from the same sign-in (RFC 9700 section 4.14.2), because one of the two users of it is not the
+    /// owner. Empty then, and when the token is unknown or expired.
     std::optional<Session> refresh(const std::string& refreshToken);
 
     /// A new account; empty when there is one of this e-mail address. The address is in its normalised form.
@@ -129,8 +139,19 @@ public:
     /// Removes a user with every token; false when there is none.
     bool remove(const std::string& userId);
 
-    /// The user an access token belongs to; empty when it is unknown or expired.
+    /// The user an access token belongs to; empty when it is unknown or expired. Marks the token as used.
     std::optional<User> userOf(const std::string& accessToken);
+    std::optional<SignIn> signInOf(const std::string& accessToken);
+    /// False once a sign-in was ended: by a new password, a removed account or a token that was used twice.
+    bool isSignedIn(const std::string& signIn);
+
+    /// Anonymous users, older than a day, of whom no token is left.
+    std::vector<std::string> abandonedUsers();
+    /// Removes a user if that is still so.
+    void removeAbandoned(const std::string& userId);
+
+    /// Throws DatabaseError when the database cannot be written.
+    void check();
 
 private:
     std::string beginFamily(const std::string& userId);
@@ -138,16 +159,22 @@ private:
     Tokens issueTokens(const std::string& familyId);
     /// The pair that follows `refreshToken`: the same one each time, and known to nobody without that token.
     Tokens issueSuccessors(const std::string& familyId, const std::string& refreshToken, const std::string& salt);
-    void storeTokens(const std::string& familyId, const Tokens& tokens);
+    /// `predecessor`: the hash of the refresh token that `tokens` replace, if any.
+    /// `predecessor` is the refresh token that `tokens` replace, if any.
+    void storeTokens(const std::string& familyId, const Tokens& tokens, const std::string& predecessor);
+    /// A token of `table` was used: its predecessor was answered and need not be again.
+    void markUsed(std::string_view table, const std::string& token);
     bool beginMerge(const std::string& anonymousUserId, const std::string& anonymousToken, const std::string& userId);
     void removeExpired();
     std::optional<User> userById(const std::string& id);
+    std::optional<SignIn> findSignIn(const std::string& accessToken);
     std::optional<std::string> ownerOf(const std::string& accessToken);
     [[nodiscard]] int64_t now() const;
 
     std::mutex m_mutex;
     WallClock m_clock;
     TokenLifetimes m_lifetimes;
+    bool m_servesAnonymous = true;
     Database m_database;
 };
 

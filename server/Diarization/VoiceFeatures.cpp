@@ -1,7 +1,7 @@
 #include "Diarization/VoiceFeatures.h"
 
 #include "Diarization/PitchTracker.h"
-#include "Transcription/PocketSphinx/LoadMutex.h"
+#include "SphinxLibrary/LoadMutex.h"
 
 // The guards against C++ in these headers are incomplete.
 extern "C" {

@@ -45,6 +45,8 @@ enum class PageText {
     passwordIsEmail,
     nameUnshowable,
     nameTooLong,
+    registrationClosedHeading,
+    registrationClosed,
     wrongAddressHeading,
     wrongAddress,
     deadLinkHeading,

@@ -57,7 +57,12 @@ CREATE INDEX former_users_by_age ON former_users(ended_at);
 CREATE INDEX former_users_by_successor ON former_users(successor);
 )";
 
-constexpr std::array migrations = {version1, version2};
+/// Audio that ended the server is known by its hash.
+constexpr std::string_view version3 = R"(
+CREATE INDEX tasks_crashed ON tasks(audio_hash) WHERE error_code = 'RECOGNITION_CRASHED';
+)";
+
+constexpr std::array migrations = {version1, version2, version3};
 
 } // namespace
 

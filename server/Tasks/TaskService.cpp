@@ -20,6 +20,9 @@ constexpr auto databasePause = std::chrono::seconds(30);
 constexpr auto busyPause = std::chrono::seconds(2);
 /// A file whose recognition ended the server so often is not tried again.
 constexpr int maxAttempts = 3;
+constexpr int crashStatus = 422;
+constexpr const char* crashCode = "RECOGNITION_CRASHED";
+constexpr const char* crashDetail = "Recognising this audio ended the server several times; it is not tried again.";
 
 /// True when a session that was asked for `languages` and heard `heard` is an answer for `wanted`.
 bool languageFits(const std::string& wanted, const LiveTranscript& live) {
@@ -63,8 +66,7 @@ void TaskService::start() {
             m_store.fail(task.id, 503, "AUDIO_LOST", "The server lost the uploaded audio; upload it again.");
             log(LogLevel::error, "tasks", "the audio of task " + task.id + " is gone; the task has failed");
         } else if (task.attempts >= maxAttempts) {
-            m_store.fail(task.id, 500, "RECOGNITION_CRASHED",
-                         "Recognising this audio ended the server several times; it is not tried again.");
+            m_store.fail(task.id, crashStatus, crashCode, crashDetail);
             log(LogLevel::error, "tasks", "task " + task.id + " ended the server several times and is given up");
         } else {
             m_store.requeue(task.id, false);
@@ -116,14 +118,19 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
     request.audioFile = audio->name();
     request.audioBytes = audio->size();
 
+    if (m_store.crashed(request))
+        throw UploadError(crashStatus, crashCode, crashDetail);
+    // Reads the whole file, so not under the lock; a task that exists already goes first all the same.
+    const bool mayBeLive =
+        kind == TaskKind::transcription && !request.recordingId.empty() && !request.wantsFreshResult();
+    if (mayBeLive && !m_store.match(request)) {
+        if (auto live = answerFromLive(userId, form, path))
+            return *live;
+    }
     const std::scoped_lock submitLock(m_submitMutex);
     if (auto same = m_store.match(request)) {
         log(LogLevel::info, "tasks", "a request of user " + userId + " joins task " + same->id);
         return *same;
-    }
-    if (kind == TaskKind::transcription && !request.recordingId.empty() && !request.wantsFreshResult()) {
-        if (auto live = answerFromLive(userId, form, path))
-            return *live;
     }
     if (m_store.unfinishedOf(userId) >= m_settings.maxTasksPerUser)
         throw UploadError(429, "TOO_MANY_TASKS",

@@ -69,6 +69,11 @@ public:
     /// Makes everything of `from` belong to `to`; what is being done for them goes on.
     void moveUser(const std::string& from, const std::string& to);
 
+    /// True when something is kept of the user, or being done for them.
+    bool knowsUser(const std::string& userId) { return m_store.knowsUser(userId); }
+    /// Throws DatabaseError when the database cannot be written.
+    void check() { m_store.check(); }
+
     [[nodiscard]] const Spool& spool() const { return *m_spool; }
 
 private:

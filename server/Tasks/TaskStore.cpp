@@ -74,6 +74,27 @@ std::optional<Task> TaskStore::match(const TaskRequest& request) {
     return findOne(query);
 }
 
+std::optional<Task> TaskStore::crashed(const TaskRequest& request) {
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database,
+                    select("audio_hash = ? AND provider = ? AND error_code = 'RECOGNITION_CRASHED' LIMIT 1"));
+    query.bindBlob(1, request.audioHash).bind(2, request.provider);
+    return findOne(query);
+}
+
+bool TaskStore::knowsUser(const std::string& userId) {
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT 1 FROM tasks WHERE user_id = ?1 UNION ALL "
+                                "SELECT 1 FROM live_transcripts WHERE user_id = ?1 LIMIT 1");
+    query.bind(1, userId);
+    return query.step();
+}
+
+void TaskStore::check() {
+    const std::scoped_lock lock(m_mutex);
+    const Transaction rolledBack(m_database);
+}
+
 std::optional<Task> TaskStore::add(const TaskRequest& request) {
     const std::scoped_lock lock(m_mutex);
     Transaction transaction(m_database);

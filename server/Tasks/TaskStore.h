@@ -24,6 +24,8 @@ public:
 
     /// The task that already does, or did, what is asked for; empty when there is none.
     std::optional<Task> match(const TaskRequest& request);
+    /// The task whose recognition of the same audio by the same recogniser ended the server, whoever asked for it.
+    std::optional<Task> crashed(const TaskRequest& request);
     /// Empty when the user has been removed.
     std::optional<Task> add(const TaskRequest& request);
 
@@ -48,6 +50,11 @@ public:
     std::optional<LiveTranscript> findLive(const std::string& userId, const std::string& recordingId);
     /// True when the live transcript was made from samples with this hash.
     bool liveMatches(const LiveTranscript& transcript, const Sha256Value& sampleHash);
+
+    /// True when something is kept of the user.
+    bool knowsUser(const std::string& userId);
+    /// Throws DatabaseError when the database cannot be written.
+    void check();
 
     /// Forgets results older than `results`, and gives up work older than `audio`. Returns the audio files that are
     /// not needed any more.

@@ -91,6 +91,8 @@ public:
 
     /// The name reported to clients as "stt_provider".
     [[nodiscard]] virtual std::string name() const = 0;
+    /// False while it is known that sessions would fail, as far as that can be said without trying one.
+    [[nodiscard]] virtual bool isAvailable() const { return true; }
     /// Starts a recognition. Throws RecogniserUnavailable.
     virtual std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                                      std::shared_ptr<RecognitionListener> listener) = 0;

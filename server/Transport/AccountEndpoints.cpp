@@ -1,6 +1,7 @@
 #include "Transport/AccountEndpoints.h"
 
 #include "Foundation/Log.h"
+#include "Foundation/Network.h"
 #include "Transport/AuthorizationRequest.h"
 
 namespace quillo::server {
@@ -105,10 +106,13 @@ HttpResponse exchangeCode(AccountStore& accounts, const UserData& data, const Ht
 void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& accounts,
                          const std::shared_ptr<RateLimiter>& anonymousLimiter, const UserData& data) {
     const auto anonymous = withJsonBody([accounts, anonymousLimiter](const HttpRequest& request, const Json& body) {
+        if (!anonymousLimiter)
+            return errorResponse(403, "access_denied", "ANONYMOUS_REFUSED",
+                                 "This server serves people with an account; sign in.");
         const auto deviceId = optionalString(body, "device_id").value_or("");
         if (deviceId.empty() || deviceId.size() > maxDeviceIdLength)
             return badRequest("\"device_id\" must be a string of 1 to 256 characters.");
-        if (const auto wait = anonymousLimiter->admit(request.peer.address))
+        if (const auto wait = anonymousLimiter->admit(networkOf(request.peer.address)))
             return retryLater(429, "RATE_LIMITED", "Too many sign-ins from this address; wait and try again.", *wait);
         const Session session = accounts->signInAnonymously(deviceId);
         log(LogLevel::info, "accounts",
@@ -147,13 +151,6 @@ void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& ac
         router.add("POST", base + "/users/me/device", {.handler = device});
         router.add("PUT", base + "/users/me/device", {.handler = device});
     }
-
-    router.add("GET", "/health",
-               {.handler =
-                    [](const HttpRequest&) {
-                        return HttpResponse{200, Json{{"status", "ok"}, {"version", QUILLO_VERSION}}, {}};
-                    },
-                .isPublic = true});
 }
 
 } // namespace quillo::server

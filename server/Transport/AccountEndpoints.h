@@ -18,7 +18,8 @@ struct UserData {
 
 /// Adds the account paths to `router`:
 ///
-/// - POST /auth/anonymous with "device_id" (1 to 256 characters) signs in the anonymous user of that device.
+/// - POST /auth/anonymous with "device_id" (1 to 256 characters) signs in the anonymous user of that device; without
+///   `anonymousLimiter` it is refused with 403.
 /// - POST /oauth/token, also at /auth/oauth/token, with "grant_type" = "refresh_token" and "refresh_token", or with
 ///   "grant_type" = "authorization_code", "code", "code_verifier", "redirect_uri" and "client_id". With the latter, a
 ///   bearer token of the anonymous user whom the sign-in page was told moves that user's data to the account.

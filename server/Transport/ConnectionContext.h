@@ -6,6 +6,7 @@
 #include "Transport/Asio.h"
 #include "Transport/ConnectionControl.h"
 #include "Transport/Limits.h"
+#include "Transport/OpenStreams.h"
 #include "Transport/Router.h"
 
 #include <boost/asio/ssl/context.hpp>
@@ -18,6 +19,8 @@ namespace quillo::server {
 
 /// What the connections of one server share. Outlives them.
 struct ConnectionContext {
+    explicit ConnectionContext(ServerOptions set) : options(std::move(set)), uploadWork(options.uploadThreads) {}
+
     ServerOptions options;
     Router router;
     std::shared_ptr<AccountStore> accounts;
@@ -26,9 +29,12 @@ struct ConnectionContext {
     std::shared_ptr<Limits> sessions;
     std::shared_ptr<Limits> uploads;
     std::shared_ptr<TaskService> tasks;
+    std::shared_ptr<OpenStreams> streams = std::make_shared<OpenStreams>();
     std::atomic<bool> stopping = false;
-    /// Threads for the database and for opening recognisers.
-    asio::thread_pool blocking{2};
+    /// Threads that may block, apart so that a slow disk under an upload keeps nobody from dictating.
+    asio::thread_pool streamWork{2};  ///< upgrades, and opening and ending recognisers
+    asio::thread_pool requestWork{2}; ///< requests but uploads
+    asio::thread_pool uploadWork;     ///< all that touches an upload
 
     /// The certificate in use; replaced when it is renewed. Thread-safe.
     std::shared_ptr<asio::ssl::context> tls() {
@@ -51,6 +57,7 @@ struct ConnectionState {
     std::shared_ptr<ConnectionControl> control;
     Peer peer;
     Limits::Admission admission;
+    bool isOtherUser = false; ///< comes from a user of this machine who is not served
 };
 
 } // namespace quillo::server

@@ -54,11 +54,12 @@ bool ConnectionControl::peerHasClosed() const {
            info.tcpi_state != TCP_ESTABLISHED;
 }
 
-void ConnectionControl::requestStop() {
-    asio::post(m_strand, [self = shared_from_this()] {
-        if (const auto stop = std::exchange(self->m_stop, nullptr))
-            stop();
-        else
+void ConnectionControl::request(Request request) {
+    asio::post(m_strand, [self = shared_from_this(), request] {
+        // A copy: what it does may replace it.
+        if (const auto handler = self->m_handler)
+            handler(request);
+        else if (request == Request::stop)
             self->cut();
     });
 }
@@ -70,7 +71,7 @@ void ConnectionControl::requestCut() {
 void ConnectionControl::release() {
     m_socket = -1;
     m_expired = nullptr;
-    m_stop = nullptr;
+    m_handler = nullptr;
     m_timer.cancel();
 }
 

@@ -9,7 +9,8 @@
 namespace quillo::server {
 
 /// The deadline of one connection, and the way to end it from outside. Used on the connection's strand, but for
-/// `requestStop`. The timer is armed again only when it fires, so that moving the deadline with every frame is cheap.
+/// `request` and `requestCut`. The timer is armed again only when it fires, so that moving the deadline with every
+/// frame is cheap.
 class ConnectionControl : public std::enable_shared_from_this<ConnectionControl> {
 public:
     using Clock = std::chrono::steady_clock;
@@ -27,10 +28,16 @@ public:
     /// True when the client has closed its side, which nobody notices while nothing is read.
     [[nodiscard]] bool peerHasClosed() const;
 
-    /// What `requestStop` does; cuts the connection when there is none.
-    void onStop(std::function<void()> stop) { m_stop = std::move(stop); }
-    /// The server is stopping. Thread-safe.
-    void requestStop();
+    /// What is asked of a connection from outside.
+    enum class Request {
+        drain,   ///< the server will stop soon: end what can be ended
+        stop,    ///< the server stops: end now
+        signOut, ///< its user is not signed in any more
+    };
+    /// Takes requests. Without it "stop" cuts the connection, and the others do nothing.
+    void onRequest(std::function<void(Request)> handler) { m_handler = std::move(handler); }
+    /// Thread-safe.
+    void request(Request request);
     /// `cut` from another thread.
     void requestCut();
 
@@ -48,7 +55,7 @@ private:
     Clock::time_point m_deadline = Clock::time_point::max();
     bool m_armed = false;
     std::function<void()> m_expired;
-    std::function<void()> m_stop;
+    std::function<void(Request)> m_handler;
 };
 
 } // namespace quillo::server

@@ -29,6 +29,15 @@ Limits::Admission Limits::admit(const std::string& key) {
     return {verdict, Place(shared_from_this(), key)};
 }
 
+Limits::Admission Limits::admitWithoutKey() {
+    const std::scoped_lock lock(m_mutex);
+    const Verdict verdict = m_count >= m_max ? Verdict::full : Verdict::admitted;
+    const std::string none;
+    ++m_perKey[none];
+    ++m_count;
+    return {verdict, Place(shared_from_this(), none)};
+}
+
 size_t Limits::count() const {
     const std::scoped_lock lock(m_mutex);
     return m_count;

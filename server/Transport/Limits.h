@@ -37,6 +37,8 @@ public:
     };
 
     Admission admit(const std::string& key);
+    /// Counts in all only: the key stands for many.
+    Admission admitWithoutKey();
     [[nodiscard]] size_t count() const;
 
 private:

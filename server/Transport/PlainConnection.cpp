@@ -5,7 +5,7 @@ namespace quillo::server {
 
 asio::awaitable<void> servePlain(Tcp::socket socket, std::shared_ptr<ConnectionState> state) {
     const ReleaseOnExit release(state->control);
-    co_await serveHttp(socket, state);
+    co_await serveRequests(socket, state);
 }
 
 } // namespace quillo::server

@@ -2,12 +2,16 @@
 
 #include "Foundation/Files.h"
 #include "Foundation/Log.h"
+#include "Foundation/Network.h"
+#include "Storage/DataFolderLock.h"
 #include "Transport/AccountEndpoints.h"
 #include "Transport/CertificateAuthority.h"
 #include "Transport/Connection.h"
 #include "Transport/FileEndpoints.h"
+#include "Transport/HealthEndpoint.h"
 #include "Transport/ListeningSocket.h"
 #include "Transport/PageResponse.h"
+#include "Transport/PeerUser.h"
 #include "Transport/SignInEndpoints.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -15,7 +19,9 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/strand.hpp>
 
+#include <algorithm>
 #include <condition_variable>
+#include <functional>
 #include <netinet/tcp.h>
 #include <thread>
 #include <unordered_map>
@@ -26,11 +32,20 @@ namespace {
 /// Connections beyond the bound that are still told why they are refused; further ones are closed at once.
 constexpr size_t refusedConnections = 64;
 constexpr auto renewalInterval = std::chrono::hours(12);
+constexpr auto drainStep = std::chrono::milliseconds(50);
 
-std::shared_ptr<asio::ssl::context> makeTls(const CertificateFiles& files) {
+std::shared_ptr<asio::ssl::context> makeTls(const std::filesystem::path& chain, const std::filesystem::path& key) {
     auto tls = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
-    tls->use_certificate_chain_file(files.chain.string());
-    tls->use_private_key_file(files.key.string(), asio::ssl::context::pem);
+    const auto require = [](const boost::system::error_code& error, const std::string& what) {
+        if (error)
+            throw std::runtime_error(what + ": " + error.message());
+    };
+    boost::system::error_code error;
+    tls->use_certificate_chain_file(chain.string(), error);
+    require(error, "cannot use the certificate in " + chain.string());
+    // Refuses a key that does not fit the certificate too.
+    tls->use_private_key_file(key.string(), asio::ssl::context::pem, error);
+    require(error, "cannot use " + key.string() + " as the key of the certificate in " + chain.string());
     SSL_CTX* native = tls->native_handle();
     SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
     SSL_CTX_set_options(native, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
@@ -70,9 +85,8 @@ void setKeepAlive(int descriptor) {
 class Server::Implementation {
 public:
     Implementation(ServerOptions options, std::shared_ptr<Recogniser> recogniser)
-        : m_context(std::make_shared<ConnectionContext>()), m_strand(asio::make_strand(m_io)), m_acceptor(m_strand),
-          m_pause(m_strand), m_renewal(m_strand) {
-        m_context->options = std::move(options);
+        : m_context(std::make_shared<ConnectionContext>(std::move(options))), m_strand(asio::make_strand(m_io)),
+          m_acceptor(m_strand), m_pause(m_strand), m_renewal(m_strand), m_signInCheck(m_strand) {
         m_context->recogniser = std::move(recogniser);
         const ServerOptions& set = m_context->options;
         m_context->connections = std::make_shared<Limits>(set.maxConnections, set.maxConnectionsPerAddress);
@@ -86,13 +100,18 @@ public:
     std::shared_ptr<ConnectionContext> m_context;
     std::string m_address;
     uint16_t m_port = 0;
+    std::atomic<bool> m_hurry = false;
 
 private:
+    void loadCertificate(bool isFirst);
+    void drain();
+    void checkSignIns();
+    void removeAbandonedUsers();
     void addAccounts();
     void accept();
     void admit(Tcp::socket socket);
     void renewLater();
-    void forEachConnection(void (ConnectionControl::*call)());
+    void forEachConnection(const std::function<void(ConnectionControl&)>& call);
     bool waitForConnections(std::chrono::milliseconds time);
 
     asio::io_context m_io;
@@ -100,6 +119,8 @@ private:
     Tcp::acceptor m_acceptor;
     asio::steady_timer m_pause;
     asio::steady_timer m_renewal;
+    asio::steady_timer m_signInCheck;
+    std::unique_ptr<DataFolderLock> m_folderLock;
     std::vector<std::thread> m_threads;
     std::shared_ptr<PasswordWorkers> m_passwords;
     std::mutex m_mutex;
@@ -119,18 +140,37 @@ void Server::Implementation::start() {
     m_address += ":" + std::to_string(m_port);
 
     makePrivateFolder(options.dataFolder);
-    m_context->setTls(makeTls(ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now())));
+    m_folderLock =
+        std::make_unique<DataFolderLock>(options.dataFolder, m_address + (options.onlyUser ? " own-user" : ""));
+    loadCertificate(true);
     m_context->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite", options.wallClock);
+    if (!options.servesAnonymous)
+        m_context->accounts->refuseAnonymousUsers();
     m_context->tasks = std::make_shared<TaskService>(taskSettings(options), m_context->recogniser, options.wallClock);
     addAccounts();
     addFileEndpoints(m_context->router,
                      {options.maxUploadBytes, m_context->accounts, m_context->tasks, m_context->uploads});
+    addHealthEndpoint(*m_context);
     m_context->tasks->start();
+    removeAbandonedUsers();
     accept();
     renewLater();
+    checkSignIns();
     for (unsigned i = 0; i < std::max(1U, options.threads); ++i)
         m_threads.emplace_back([this] { m_io.run(); });
     log(LogLevel::info, "server", "listening on " + m_address);
+}
+
+void Server::Implementation::loadCertificate(bool isFirst) {
+    const ServerOptions& options = m_context->options;
+    if (!options.certificateFile.empty()) {
+        // Read again each time: whoever renews it does not tell us.
+        m_context->setTls(makeTls(options.certificateFile, options.keyFile));
+        return;
+    }
+    const auto files = ensureCertificates(options.dataFolder, options.hosts, std::chrono::system_clock::now());
+    if (isFirst || files.changed)
+        m_context->setTls(makeTls(files.chain, files.key));
 }
 
 void Server::Implementation::addAccounts() {
@@ -140,19 +180,27 @@ void Server::Implementation::addAccounts() {
         return std::make_shared<RateLimiter>(count, std::chrono::hours(1), options.steadyClock);
     };
     UserData data;
-    data.remove = [tasks = m_context->tasks](const std::string& userId) { tasks->removeUser(userId); };
-    data.move = [tasks = m_context->tasks](const Merge& merge) { tasks->moveUser(merge.from, merge.to); };
+    data.remove = [tasks = m_context->tasks, streams = m_context->streams](const std::string& userId) {
+        streams->endUser(userId);
+        tasks->removeUser(userId);
+    };
+    data.move = [tasks = m_context->tasks, streams = m_context->streams](const Merge& merge) {
+        streams->spareUser(merge.from);
+        tasks->moveUser(merge.from, merge.to);
+    };
     for (const Merge& merge : accounts->unfinishedMerges()) {
         data.move(merge);
         accounts->finishMerge(merge.from);
         log(LogLevel::info, "accounts", "anonymous user " + merge.from + " became part of user " + merge.to);
     }
-    addAccountEndpoints(m_context->router, accounts, perHour(options.maxAnonymousPerHour), data);
+    addAccountEndpoints(m_context->router, accounts,
+                        options.servesAnonymous ? perHour(options.maxAnonymousPerHour) : nullptr, data);
 
     m_passwords = std::make_shared<PasswordWorkers>(options.passwordThreads, options.maxWaitingSignIns);
-    addSignInEndpoints(m_context->router, {accounts, m_passwords, std::make_shared<SignInThrottle>(options.steadyClock),
-                                           perHour(options.maxRegistrationsPerHour),
-                                           std::make_shared<FormGuard>(options.wallClock), options.hosts});
+    addSignInEndpoints(m_context->router,
+                       {accounts, m_passwords, std::make_shared<SignInThrottle>(options.steadyClock),
+                        options.openRegistration ? perHour(options.maxRegistrationsPerHour) : nullptr,
+                        std::make_shared<FormGuard>(options.wallClock)});
     m_context->router.setErrorPage(errorPage);
 }
 
@@ -189,7 +237,12 @@ void Server::Implementation::admit(Tcp::socket socket) {
     state->context = m_context;
     state->peer.address = address.to_string();
     state->peer.isLoopback = address.is_loopback();
-    state->admission = m_context->connections->admit(state->peer.address);
+    const ServerOptions& options = m_context->options;
+    const bool isProxy = std::ranges::find(options.trustedProxies, state->peer.address) != options.trustedProxies.end();
+    state->admission = isProxy ? m_context->connections->admitWithoutKey()
+                               : m_context->connections->admit(networkOf(state->peer.address));
+    if (options.onlyUser)
+        state->isOtherUser = userOfPeer(remote, socket.local_endpoint(error)) != options.onlyUser;
     if (state->admission.verdict != Limits::Verdict::admitted &&
         m_context->connections->count() > m_context->options.maxConnections + refusedConnections)
         return;
@@ -221,21 +274,62 @@ void Server::Implementation::renewLater() {
         if (error)
             return;
         try {
-            const auto files = ensureCertificates(m_context->options.dataFolder, m_context->options.hosts,
-                                                  std::chrono::system_clock::now());
-            if (files.changed)
-                m_context->setTls(makeTls(files));
+            loadCertificate(false);
         } catch (const std::exception& failure) {
             log(LogLevel::error, "server", std::string("cannot renew the certificate: ") + failure.what());
         }
+        asio::post(m_context->requestWork, [this] { removeAbandonedUsers(); });
         renewLater();
     });
 }
 
-void Server::Implementation::forEachConnection(void (ConnectionControl::*call)()) {
+void Server::Implementation::removeAbandonedUsers() {
+    try {
+        for (const auto& user : m_context->accounts->abandonedUsers()) {
+            if (!m_context->tasks->knowsUser(user))
+                m_context->accounts->removeAbandoned(user);
+        }
+    } catch (const std::exception& error) {
+        log(LogLevel::error, "accounts", std::string("cannot remove abandoned users: ") + error.what());
+    }
+}
+
+/// Accounts end in other processes too: the administrator's.
+void Server::Implementation::checkSignIns() {
+    m_signInCheck.expires_after(m_context->options.signInCheck);
+    m_signInCheck.async_wait([this](const boost::system::error_code& error) {
+        if (error)
+            return;
+        asio::post(m_context->requestWork, [context = m_context] {
+            try {
+                for (const auto& signIn : context->streams->signIns()) {
+                    if (!context->accounts->isSignedIn(signIn))
+                        context->streams->signInMissed(signIn);
+                }
+            } catch (const std::exception& failure) {
+                log(LogLevel::error, "accounts", std::string("cannot check the sign-ins: ") + failure.what());
+            }
+        });
+        checkSignIns();
+    });
+}
+
+void Server::Implementation::forEachConnection(const std::function<void(ConnectionControl&)>& call) {
     const std::scoped_lock lock(m_mutex);
     for (const auto& [id, control] : m_open)
-        (*control.*call)();
+        call(*control);
+}
+
+/// Lets those who dictate come to an end.
+void Server::Implementation::drain() {
+    const auto time = m_context->options.drainTime;
+    if (time == time.zero())
+        return;
+    forEachConnection([](ConnectionControl& control) { control.request(ConnectionControl::Request::drain); });
+    const auto end = ConnectionControl::Clock::now() + time;
+    std::unique_lock lock(m_mutex);
+    while (m_context->sessions->count() > 0 && !m_hurry && ConnectionControl::Clock::now() < end)
+        m_ended.wait_for(lock, drainStep);
 }
 
 bool Server::Implementation::waitForConnections(std::chrono::milliseconds time) {
@@ -252,21 +346,26 @@ void Server::Implementation::stop() {
         m_acceptor.close(ignored);
         m_pause.cancel();
         m_renewal.cancel();
+        m_signInCheck.cancel();
     });
+    drain();
     // What is being recognised in the background is abandoned first: it would only delay the others.
     m_context->tasks->stop();
     m_passwords->stop();
-    forEachConnection(&ConnectionControl::requestStop);
+    forEachConnection([](ConnectionControl& control) { control.request(ConnectionControl::Request::stop); });
     if (!waitForConnections(m_context->options.stopTimeout)) {
-        forEachConnection(&ConnectionControl::requestCut);
+        forEachConnection([](ConnectionControl& control) { control.requestCut(); });
         waitForConnections(std::chrono::seconds(1));
     }
     // Recognitions that connections left behind end here, while the strands they report to still exist.
-    m_context->blocking.join();
+    m_context->streamWork.join();
+    m_context->requestWork.join();
+    m_context->uploadWork.join();
     m_io.stop();
     for (auto& thread : m_threads)
         thread.join();
     m_threads.clear();
+    m_folderLock.reset();
     log(LogLevel::info, "server", "stopped");
 }
 
@@ -277,6 +376,7 @@ Server::~Server() { stop(); }
 
 void Server::start() { m_implementation->start(); }
 void Server::stop() { m_implementation->stop(); }
+void Server::hurry() { m_implementation->m_hurry = true; }
 uint16_t Server::port() const { return m_implementation->m_port; }
 std::string Server::address() const { return m_implementation->m_address; }
 

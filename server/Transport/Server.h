@@ -22,11 +22,13 @@ public:
     Server& operator=(const Server&) = delete;
 
     /// Makes keys and database if they are missing and begins to accept. Throws std::runtime_error with the cause and
-    /// the next step.
+    /// the next step; DataFolderInUse, and nothing was touched, when another server works in the data folder.
     void start();
-    /// Stops accepting, closes streaming connections with 1001 and returns when every thread has ended, at most a few
-    /// seconds later. May be called twice.
+    /// Stops accepting and warns those who dictate. When they have ended, or after `drainTime`, closes streaming
+    /// connections with 1001 and returns when every thread has ended, at most a few seconds later. May be called twice.
     void stop();
+    /// Ends the drain of a `stop` that another thread is in.
+    void hurry();
 
     [[nodiscard]] uint16_t port() const;
     /// What was bound, as "127.0.0.1:48650".

@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace quillo::server {
@@ -17,6 +19,16 @@ struct ServerOptions {
     std::filesystem::path dataFolder;
     /// Names besides localhost that the certificate is valid for.
     std::vector<std::string> hosts;
+    /// PEM files to serve TLS with, in place of the server's own authority; both or neither.
+    std::filesystem::path certificateFile;
+    std::filesystem::path keyFile;
+    /// Addresses of reverse proxies whose X-Forwarded-For and X-Forwarded-Proto are believed.
+    std::vector<std::string> trustedProxies;
+    bool strictTransportSecurity = false; ///< browsers are to ask this host by TLS alone
+    bool openRegistration = true;
+    bool servesAnonymous = true;
+    /// Serve programs of this user of the machine alone.
+    std::optional<uid_t> onlyUser;
     unsigned threads = 2;
 
     size_t maxConnections = 4096;
@@ -36,8 +48,9 @@ struct ServerOptions {
     uint64_t maxUploadBytes = uint64_t{1500} * 1000 * 1000;
     /// Uploaded audio on the disk that waits to be recognised.
     uint64_t maxSpoolBytes = uint64_t{10} * 1000 * 1000 * 1000;
-    int maxTasksPerUser = 32; ///< files that wait or are being recognised
-    unsigned fileWorkers = 0; ///< files recognised at once; 0: half of the processors
+    int maxTasksPerUser = 32;   ///< files that wait or are being recognised
+    unsigned fileWorkers = 0;   ///< files recognised at once; 0: half of the processors
+    unsigned uploadThreads = 4; ///< that write and judge uploads; nothing else waits for them
     std::chrono::seconds resultLifetime = std::chrono::hours(24 * 8);
     std::chrono::seconds audioLifetime = std::chrono::hours(48);      ///< of audio that could not be recognised so far
     std::chrono::milliseconds stallTimeout = std::chrono::minutes(5); ///< of a recogniser that does nothing
@@ -51,7 +64,13 @@ struct ServerOptions {
     std::chrono::milliseconds maxSessionTime = std::chrono::hours(4);
     std::chrono::milliseconds finishTimeout = std::chrono::seconds(60); ///< from end_session to session_ended
     std::chrono::milliseconds writeTimeout = std::chrono::seconds(30);  ///< for one frame to be taken by the client
+    /// How often a client that waits for the last word hears that it is still being worked on.
+    std::chrono::milliseconds finishSign = std::chrono::milliseconds(2500);
+    std::chrono::milliseconds busyWait = std::chrono::seconds(4); ///< for a free place of the recogniser
+    /// Dictations may go on for so long when the server stops.
+    std::chrono::milliseconds drainTime = std::chrono::seconds(8);
     std::chrono::milliseconds stopTimeout = std::chrono::seconds(3);
+    std::chrono::milliseconds signInCheck = std::chrono::seconds(5); ///< of the users of streaming sockets
 
     size_t maxHeaderBytes = size_t{16} * 1024;
     size_t maxFrameBytes = size_t{1024} * 1024;

@@ -4,6 +4,7 @@
 #include "Accounts/PasswordHash.h"
 #include "Foundation/FormFields.h"
 #include "Foundation/Log.h"
+#include "Foundation/Network.h"
 #include "Pages/SignInPages.h"
 #include "Transport/AuthorizationRequest.h"
 #include "Transport/PageResponse.h"
@@ -30,7 +31,7 @@ std::string say(const HttpRequest& request, PageText text, std::string_view valu
 }
 
 HttpResponse showMessage(const HttpRequest& request, int status, PageText title, PageText text) {
-    return pageResponse(request, status,
+    return pageResponse(status,
                         messagePage(say(request, title), say(request, text), pageLanguage(request.acceptLanguage)));
 }
 
@@ -48,7 +49,7 @@ SignInForm formOf(const Visit& visit) {
 HttpResponse show(const SignInServices& services, const Visit& visit, int status, SignInForm form) {
     const auto pass = services.guard->issue(visit.request);
     form.token = pass.token;
-    auto response = pageResponse(visit.request, status, signInPage(form));
+    auto response = pageResponse(status, signInPage(form));
     response.headers.emplace_back("Set-Cookie", pass.cookie);
     return response;
 }
@@ -89,8 +90,7 @@ HttpResponse finish(const SignInServices& services, const Visit& visit, const Cr
         return showRefused(services, visit);
     log(LogLevel::info, "accounts", "sign-in of user " + credentials.userId + (isNew ? " (new)" : ""));
     auto response = pageResponse(
-        visit.request, 200,
-        signedInPage(visit.authorization.callback(*code), isNew, pageLanguage(visit.request.acceptLanguage)));
+        200, signedInPage(visit.authorization.callback(*code), isNew, pageLanguage(visit.request.acceptLanguage)));
     response.headers.emplace_back("Set-Cookie", services.guard->ending(visit.request));
     return response;
 }
@@ -179,8 +179,8 @@ Answer submitRegistration(const SignInServices& services, Visit visit) {
 /// Reads the query, or says what is to be answered instead.
 std::variant<Visit, HttpResponse> beginVisit(const SignInServices& services, const HttpRequest& request,
                                              bool isRegistration) {
-    if (isForeignHost(request, services.hosts))
-        return showMessage(request, 421, PageText::wrongAddressHeading, PageText::wrongAddress);
+    if (isRegistration && !services.registrations)
+        return showMessage(request, 403, PageText::registrationClosedHeading, PageText::registrationClosed);
     auto read = readAuthorizationRequest(request.query);
     if (std::holds_alternative<UnknownClient>(read))
         return showMessage(request, 400, PageText::deadLinkHeading, PageText::deadLink);

@@ -15,9 +15,8 @@ struct SignInServices {
     std::shared_ptr<AccountStore> accounts;
     std::shared_ptr<PasswordWorkers> workers;
     std::shared_ptr<SignInThrottle> throttle;
-    std::shared_ptr<RateLimiter> registrations; ///< by network
+    std::shared_ptr<RateLimiter> registrations; ///< by network; null while registration is closed
     std::shared_ptr<FormGuard> guard;
-    std::vector<std::string> hosts; ///< names of this server besides loopback ones, as a proxy in front may use
 };
 
 /// Adds the pages GET /auth/login and /auth/register, whose forms are posted to the same paths. The query is an

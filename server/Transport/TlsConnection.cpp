@@ -15,7 +15,7 @@ asio::awaitable<void> serveTls(Tcp::socket socket, std::shared_ptr<ConnectionSta
     boost::system::error_code error;
     co_await stream.async_handshake(asio::ssl::stream_base::server, asio::redirect_error(asio::use_awaitable, error));
     if (!error)
-        co_await serveHttp(stream, state);
+        co_await serveRequests(stream, state);
 }
 
 } // namespace quillo::server

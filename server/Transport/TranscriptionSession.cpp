@@ -48,7 +48,9 @@ private:
 struct TranscriptionSession::Opening {
     RecognitionOptions options;
     std::shared_ptr<RecognitionListener> listener;
+    Time until; ///< busy is no failure before
     bool taken = false;
+    bool busy = false;
     std::unique_ptr<RecognitionSession> result;
     std::string unavailable;
     std::string failure;
@@ -104,6 +106,7 @@ void TranscriptionSession::handle(const message::StartSession& start) {
     m_state = State::opening;
     m_opening = std::make_shared<Opening>();
     m_opening->options = start.options;
+    m_opening->until = std::chrono::steady_clock::now() + m_bounds.busy;
     m_opening->listener = std::make_shared<Listener>(weak_from_this(), m_channel.post, ++m_generation);
 }
 
@@ -111,9 +114,13 @@ std::function<void()> TranscriptionSession::takeBlockingWork() {
     if (!m_opening || m_opening->taken)
         return {};
     m_opening->taken = true;
+    m_opening->busy = false;
     return [recogniser = m_recogniser, opening = m_opening] {
         try {
             opening->result = recogniser->open(opening->options, opening->listener);
+        } catch (const RecogniserBusy& error) {
+            opening->busy = std::chrono::steady_clock::now() < opening->until;
+            opening->unavailable = opening->busy ? "" : error.what();
         } catch (const RecogniserUnavailable& error) {
             opening->unavailable = error.what();
         } catch (const std::exception& error) {
@@ -122,25 +129,39 @@ std::function<void()> TranscriptionSession::takeBlockingWork() {
     };
 }
 
-void TranscriptionSession::blockingWorkDone() {
+bool TranscriptionSession::blockingWorkDone() {
+    if (m_state == State::opening && m_opening->busy) {
+        m_opening->taken = false;
+        return false;
+    }
     const auto opening = std::exchange(m_opening, nullptr);
     if (m_state != State::opening) {
         m_channel.dispose(std::move(opening->result));
-        return;
+        return true;
     }
     if (!opening->unavailable.empty()) {
         fail("STT_UNAVAILABLE", "STT provider unavailable", opening->unavailable);
-        return;
+        return true;
     }
     if (!opening->result) {
         fail("INTERNAL_ERROR", "The server failed to start the session", opening->failure);
-        return;
+        return true;
     }
     m_recognition = std::move(opening->result);
     m_state = State::running;
     m_deadline = std::chrono::steady_clock::now() + m_bounds.session;
     log(LogLevel::info, "session", label() + " of user " + m_userId + " started");
     m_channel.send(sessionStartedMessage(m_sessionId));
+    return true;
+}
+
+bool TranscriptionSession::warnOfStop(std::chrono::milliseconds time) {
+    if (m_state == State::idle)
+        return false;
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(time).count();
+    m_channel.send(errorMessage("SERVER_STOPPING", "The server stops soon; end the dictation",
+                                "it stops in " + std::to_string(seconds) + " s"));
+    return true;
 }
 
 void TranscriptionSession::handle(const message::AudioChunk& chunk) {
@@ -166,7 +187,14 @@ void TranscriptionSession::handle(const message::EndSession&) {
 void TranscriptionSession::finish() {
     m_state = State::finishing;
     m_deadline = std::chrono::steady_clock::now() + m_bounds.finish;
+    planSign();
     m_recognition->finish();
+}
+
+void TranscriptionSession::planSign() {
+    m_nextSign = std::chrono::steady_clock::now() + m_bounds.sign;
+    if (*m_nextSign >= *m_deadline)
+        m_nextSign.reset();
 }
 
 void TranscriptionSession::handle(const message::SwitchToMeeting&) {
@@ -248,7 +276,11 @@ void TranscriptionSession::fail(const std::string& code, const std::string& text
 }
 
 void TranscriptionSession::onDeadline() {
-    if (m_state == State::finishing) {
+    if (m_nextSign) {
+        // A client that hears nothing for 8 s takes the server for lost.
+        m_channel.send(pongMessage());
+        planSign();
+    } else if (m_state == State::finishing) {
         fail("TRANSCRIPTION_ERROR", "The recogniser did not finish in time", "the server gave up waiting for it");
     } else if (m_state == State::running) {
         m_channel.send(errorMessage("SESSION_LIMIT", "The session reached the longest time this server allows"));
@@ -269,6 +301,7 @@ void TranscriptionSession::abandon() {
 void TranscriptionSession::release() {
     m_state = State::idle;
     m_deadline.reset();
+    m_nextSign.reset();
     m_summary.text.clear();
     m_sampleHash.reset();
     if (m_recognition)

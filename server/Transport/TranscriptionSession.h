@@ -31,6 +31,8 @@ public:
     struct Bounds {
         std::chrono::milliseconds finish; ///< from "end_session" to the recogniser's last word
         std::chrono::milliseconds session;
+        std::chrono::milliseconds sign; ///< between two signs of life meanwhile
+        std::chrono::milliseconds busy; ///< a start waits for a place of the recogniser
     };
 
     TranscriptionSession(Channel channel, std::shared_ptr<Recogniser> recogniser, Bounds bounds, std::string userId);
@@ -43,16 +45,22 @@ public:
     /// The socket is gone: abandons what is being recognised.
     void abandon();
 
-    /// Opening a recogniser may load a model. After `receive` the caller takes this work, runs it on a thread that may
-    /// block, and calls `blockingWorkDone` before the next `receive`; empty when there is none.
-    std::function<void()> takeBlockingWork();
-    void blockingWorkDone();
+    /// The server stops in `time`: tells a client that is dictating. False when none is.
+    bool warnOfStop(std::chrono::milliseconds time);
 
+    /// Opening a recogniser may load a model. After `receive` the caller takes this work, runs it on a thread that may
+    /// block, and calls `blockingWorkDone` before the next `receive`; empty when there is none. "False" of the latter
+    /// asks for the same a little later: the recogniser has no free place yet.
+    std::function<void()> takeBlockingWork();
+    bool blockingWorkDone();
+
+    /// True when no session is open on the socket.
+    [[nodiscard]] bool isIdle() const { return m_state == State::idle; }
     /// How far the recogniser is behind.
     [[nodiscard]] double backlogSeconds() const;
 
     /// When `onDeadline` wants to be called, if at all.
-    [[nodiscard]] std::optional<Time> deadline() const { return m_deadline; }
+    [[nodiscard]] std::optional<Time> deadline() const { return m_nextSign ? m_nextSign : m_deadline; }
     void onDeadline();
 
 private:
@@ -74,6 +82,7 @@ private:
     void onFinished();
     void onFailed(bool unavailable, const std::string& message);
     void finish();
+    void planSign();
     void keep();
     void fail(const std::string& code, const std::string& text, const std::string& details);
     void release();
@@ -89,6 +98,7 @@ private:
     std::shared_ptr<Opening> m_opening;
     std::unique_ptr<RecognitionSession> m_recognition;
     std::optional<Time> m_deadline;
+    std::optional<Time> m_nextSign; ///< always before `m_deadline`
     bool m_toldNoSession = false;
     bool m_detectsLanguage = false;
     std::string m_sessionId;

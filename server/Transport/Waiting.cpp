@@ -31,18 +31,20 @@ asio::awaitable<std::optional<HttpResponse>> waitForAnswer(LaterResponse later,
             pending->timer.cancel();
         });
     };
-    co_await runBlocking(context->blocking, control->strand(), [&later, &done] {
+    co_await runBlocking(context->requestWork, control->strand(), [&later, &done] {
         later.whenReady(done);
         return true;
     });
-    control->onStop([pending, control] {
+    control->onRequest([pending, control](ConnectionControl::Request request) {
+        if (request != ConnectionControl::Request::stop)
+            return;
         pending->timer.cancel();
         control->cut();
     });
     const auto end = ConnectionControl::Clock::now() + context->options.answerTimeout;
     boost::system::error_code ignored;
     while (!pending->response && ConnectionControl::Clock::now() < end) {
-        if (context->stopping || control->peerHasClosed())
+        if (control->peerHasClosed())
             co_return std::nullopt;
         // Without a deadline of its own the wait would be cut as a slow request.
         control->expireAfter(2 * lookInterval + context->options.requestTimeout);
@@ -50,7 +52,7 @@ asio::awaitable<std::optional<HttpResponse>> waitForAnswer(LaterResponse later,
             std::min<ConnectionControl::Clock::duration>(lookInterval, end - ConnectionControl::Clock::now()));
         co_await pending->timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
     }
-    control->onStop({});
+    control->onRequest({});
     if (!pending->response)
         co_return std::move(later.late);
     co_return std::move(pending->response);
@@ -60,7 +62,7 @@ asio::awaitable<void> destroyBlocking(ConnectionContext& context, asio::any_io_e
                                       std::unique_ptr<BodyReceiver> receiver) {
     if (!receiver)
         co_return;
-    co_await runBlocking(context.blocking, strand, [&receiver] {
+    co_await runBlocking(context.uploadWork, strand, [&receiver] {
         receiver.reset();
         return true;
     });

@@ -29,10 +29,9 @@ public:
     using Upgrade = boost::beast::http::request<boost::beast::http::buffer_body>;
     using Clock = std::chrono::steady_clock;
 
-    WebSocketConnection(Stream&& stream, std::shared_ptr<ConnectionState> state, std::string userId,
-                        Limits::Place place)
-        : m_stream(std::move(stream)), m_state(std::move(state)), m_userId(std::move(userId)),
-          m_place(std::move(place)) {
+    WebSocketConnection(Stream&& stream, std::shared_ptr<ConnectionState> state, SignIn signIn, Limits::Place place)
+        : m_stream(std::move(stream)), m_state(std::move(state)), m_userId(std::move(signIn.user.id)),
+          m_place(std::move(place)), m_entry(m_state->context->streams->add(m_userId, signIn.id, m_state->control)) {
         // Frames are a few kilobytes and written in one piece; splitting them would cost a buffer per connection.
         m_stream.auto_fragment(false);
         m_stream.read_message_max(0);
@@ -66,24 +65,43 @@ private:
             asio::post(strand, std::move(call));
         };
         channel.dispose = [context = m_state->context](std::unique_ptr<RecognitionSession> recognition) {
-            asio::post(context->blocking, [held = std::shared_ptr<RecognitionSession>(
-                                               std::move(recognition))]() mutable { held.reset(); });
+            asio::post(context->streamWork, [held = std::shared_ptr<RecognitionSession>(
+                                                 std::move(recognition))]() mutable { held.reset(); });
         };
         channel.keep = [context = m_state->context](LiveTranscript live) {
-            asio::post(context->blocking, [tasks = context->tasks, live = std::move(live)] { tasks->keepLive(live); });
+            asio::post(context->streamWork,
+                       [tasks = context->tasks, live = std::move(live)] { tasks->keepLive(live); });
         };
         m_session = std::make_shared<TranscriptionSession>(
             std::move(channel), m_state->context->recogniser,
-            TranscriptionSession::Bounds{options().finishTimeout, options().maxSessionTime}, m_userId);
+            TranscriptionSession::Bounds{options().finishTimeout, options().maxSessionTime, options().finishSign,
+                                         options().busyWait},
+            m_userId);
         m_stream.text(true);
         m_lastFrame = Clock::now();
         std::weak_ptr<WebSocketConnection> weak = this->weak_from_this();
-        control().onStop([weak] {
+        control().onRequest([weak](ConnectionControl::Request request) {
             if (const auto self = weak.lock())
-                self->close(websocket::close_code::going_away, "the server is stopping");
+                self->handle(request);
         });
         m_session->begin();
+        // The request may have come before the socket listened to it.
+        if (m_state->context->stopping)
+            handle(ConnectionControl::Request::drain);
         watch();
+    }
+
+    void handle(ConnectionControl::Request request) {
+        if (!m_session || m_closing)
+            return;
+        if (request == ConnectionControl::Request::signOut) {
+            log(LogLevel::info, "connection", "user " + m_userId + " is not signed in any more; the socket is closed");
+            close(websocket::close_code::policy_error, "not signed in any more");
+        } else if (request == ConnectionControl::Request::drain && m_session->warnOfStop(options().drainTime)) {
+            m_draining = true;
+        } else {
+            close(websocket::close_code::going_away, "the server is stopping");
+        }
     }
 
     asio::awaitable<void> readFrames() {
@@ -130,24 +148,33 @@ private:
         auto work = m_session->takeBlockingWork();
         if (!work)
             co_return;
-        co_await runBlocking(m_state->context->blocking, control().strand(), [work = std::move(work)] {
-            work();
-            return true;
-        });
-        m_session->blockingWorkDone();
+        while (work) {
+            co_await runBlocking(m_state->context->streamWork, control().strand(), [work = std::move(work)] {
+                work();
+                return true;
+            });
+            if (m_session->blockingWorkDone())
+                co_return;
+            co_await pause(std::chrono::milliseconds(200));
+            work = m_session->takeBlockingWork();
+        }
+    }
+
+    asio::awaitable<void> pause(std::chrono::milliseconds time) {
+        asio::steady_timer timer(control().strand());
+        timer.expires_after(time);
+        boost::system::error_code error;
+        co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, error));
     }
 
     /// A client that sends faster than the recogniser listens waits in its own socket, not in our memory.
     asio::awaitable<void> holdBack() {
         if (m_session->backlogSeconds() <= options().maxBacklogSeconds)
             co_return;
-        asio::steady_timer timer(control().strand());
-        boost::system::error_code error;
         while (!m_closing && m_session->backlogSeconds() > options().maxBacklogSeconds) {
             m_lastFrame = Clock::now();
             watch();
-            timer.expires_after(std::chrono::milliseconds(50));
-            co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, error));
+            co_await pause(std::chrono::milliseconds(50));
         }
     }
 
@@ -174,8 +201,12 @@ private:
                                  self->m_writing = false;
                                  self->m_queuedBytes -= self->m_queue.front().size();
                                  self->m_queue.pop_front();
-                                 if (!error && !self->m_closing && !self->m_queue.empty())
+                                 if (error || self->m_closing)
+                                     return;
+                                 if (!self->m_queue.empty())
                                      self->writeNext();
+                                 else if (self->m_draining && self->m_session && self->m_session->isIdle())
+                                     self->close(websocket::close_code::going_away, "the server is stopping");
                              });
         watch();
     }
@@ -232,11 +263,13 @@ private:
     std::shared_ptr<ConnectionState> m_state;
     std::string m_userId;
     Limits::Place m_place;
+    std::unique_ptr<OpenStreams::Entry> m_entry;
     std::shared_ptr<TranscriptionSession> m_session;
     std::deque<std::string> m_queue;
     size_t m_queuedBytes = 0;
     bool m_writing = false;
     bool m_closing = false;
+    bool m_draining = false; ///< closes once its dictation has ended
     Clock::time_point m_writeStarted;
     Clock::time_point m_lastFrame;
 };

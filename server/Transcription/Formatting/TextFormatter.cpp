@@ -2,7 +2,7 @@
 
 #include "Transcription/Formatting/NumberFormatter.h"
 #include "Transcription/Formatting/Vocabulary.h"
-#include "Transcription/PocketSphinx/SpokenMarks.h"
+#include "Transcription/SpokenMarks.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,7 @@
 #include "Transcription/Http/HttpTransfer.h"
 
+#include "Transcription/Recogniser.h"
+
 #include <curl/curl.h>
 
 #include <cstring>

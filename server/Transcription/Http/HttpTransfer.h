@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Transcription/HttpRecogniser.h"
+#include "Transcription/Http/HttpRecogniserSettings.h"
 
 #include <memory>
 #include <optional>

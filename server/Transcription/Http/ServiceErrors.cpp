@@ -27,11 +27,11 @@ ServiceError explainTransport(const HttpResult& result, const std::string& servi
     if (result.untrusted)
         return {true, false,
                 service + " could not be verified (" + result.failure +
-                    "): name the file with the certificates of its authority"};
+                    "): name the file with the certificates of its authority with --recogniser-authority"};
     if (result.timedOut)
         return {true, false,
                 service + " did not answer in time (" + result.failure +
-                    "): check that it runs, or allow it more time"};
+                    "): check that it runs, or allow it more time with --recogniser-timeout"};
     return {true, true, service + " cannot be reached (" + result.failure + "): check its address and that it runs"};
 }
 
@@ -49,12 +49,12 @@ ServiceError explain(const HttpResult& result, const HttpRecogniserSettings& set
                           "those of an OpenAI-compatible service"};
     case 401:
     case 403:
-        return {true, false, service + " refused the key" + status + ": check the key of the transcription service"};
+        return {true, false, service + " refused the key" + status + ": check the key in --recogniser-key-file"};
     case 404:
     case 405:
         return {true, false,
                 service + " knows no such path or model" + status + quoted(result, settings.key) +
-                    ": check its address, path and model"};
+                    ": check --recogniser-url, --recogniser-path and --recogniser-model"};
     case 413:
         return {false, false, service + " found the recording too large" + status};
     case 429: {

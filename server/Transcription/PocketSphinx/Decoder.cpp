@@ -1,8 +1,8 @@
 #include "Transcription/PocketSphinx/Decoder.h"
 
+#include "SphinxLibrary/LoadMutex.h"
 #include "Transcription/EnergyVad.h"
-#include "Transcription/PocketSphinx/LoadMutex.h"
-#include "Transcription/PocketSphinx/SpokenMarks.h"
+#include "Transcription/SpokenMarks.h"
 
 // The guards against C++ in these headers are incomplete.
 extern "C" {
@@ -23,11 +23,6 @@ extern "C" {
 #include <sstream>
 
 namespace quillo::server {
-
-std::mutex& loadMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
 
 namespace {
 

@@ -236,6 +236,8 @@ public:
 
     [[nodiscard]] std::string name() const override { return "scripted"; }
 
+    [[nodiscard]] bool isAvailable() const override { return m_script->unavailable.empty(); }
+
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions&,
                                              std::shared_ptr<RecognitionListener> listener) override {
         if (!m_script->unavailable.empty())

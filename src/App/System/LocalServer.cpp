@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
@@ -33,6 +35,22 @@ void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[LocalServer] ") + message, level, QStringLiteral("LocalServer"));
 }
 
+/// The loopback address of a server that the user runs on the folder of this one, which has a single server at a time;
+/// empty when there is none. One that another start of the application left is about to end, and is none.
+QString hostOfRunningServer() {
+    if (qEnvironmentVariable("QUILLO_SERVER_OPTIONS").contains(QLatin1String("--data")))
+        return {};
+    QFile lock(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+               QStringLiteral("/quillo/server/server.lock"));
+    if (!lock.open(QIODevice::ReadOnly) || ::flock(lock.handle(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+        return {};
+    // "PROCESS ADDRESS:PORT", and a third word when it belongs to an application.
+    const auto words = QString::fromLatin1(lock.readLine()).simplified().split(QLatin1Char(' '));
+    if (words.size() != 2)
+        return {};
+    return QStringLiteral("127.0.0.1:") + words[1].section(QLatin1Char(':'), -1);
+}
+
 int bindLoopback(quint16& port) {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -53,7 +71,9 @@ int bindLoopback(quint16& port) {
 
 } // namespace
 
-LocalServer::LocalServer(Clock& clock) : m_clock(clock) {
+LocalServer::LocalServer(Clock& clock) : m_clock(clock), m_host(hostOfRunningServer()) {
+    if (!m_host.isEmpty())
+        return;
     quint16 port = 0;
     m_socket = bindLoopback(port);
     m_host = QStringLiteral("127.0.0.1:%1").arg(port);
@@ -61,7 +81,8 @@ LocalServer::LocalServer(Clock& clock) : m_clock(clock) {
 
 LocalServer::~LocalServer() {
     stop();
-    ::close(m_socket);
+    if (m_socket >= 0)
+        ::close(m_socket);
 }
 
 QString LocalServer::findProgram() {
@@ -71,6 +92,10 @@ QString LocalServer::findProgram() {
 }
 
 void LocalServer::start(const QString& program, const QString& logFile) {
+    if (m_socket < 0) {
+        log(QStringLiteral("✅ Using the server that runs already at %1").arg(m_host));
+        return;
+    }
     m_program = program;
     m_logFile = logFile;
     m_wanted = true;
@@ -101,7 +126,7 @@ void LocalServer::launch() {
         }
     });
     auto arguments = QStringList{QStringLiteral("--listen"), QStringLiteral("fd:%1").arg(inheritedDescriptor),
-                                 QStringLiteral("--exit-with-parent")};
+                                 QStringLiteral("--exit-with-parent"), QStringLiteral("--own-user-only")};
     arguments += QProcess::splitCommand(qEnvironmentVariable("QUILLO_SERVER_OPTIONS"));
     m_startedAt = m_clock.now();
     m_process->start(m_program, arguments);

@@ -19,7 +19,8 @@ namespace quillo {
 class LocalServer final : public QObject {
     Q_OBJECT
 public:
-    /// Binds the port; throws std::system_error when none is available. Does not start the server.
+    /// Binds the port; throws std::system_error when the machine gives none. Nothing runs yet. Where the user runs a
+    /// server on the same data folder already, that one is used and none is started: a folder has one server.
     explicit LocalServer(Clock& clock);
     ~LocalServer() override;
 

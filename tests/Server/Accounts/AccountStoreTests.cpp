@@ -55,6 +55,7 @@ TEST_F(Accounts, RefreshRotatesAndAnOldTokenEndsTheWholeSignIn) {
     EXPECT_NE(second->tokens.access, session.tokens.access);
 
     now += 11s;
+    EXPECT_TRUE(store.userOf(second->tokens.access));
     EXPECT_FALSE(store.refresh(session.tokens.refresh)) << "used again after the grace";
     EXPECT_FALSE(store.refresh(second->tokens.refresh)) << "its descendant is ended with it";
     EXPECT_FALSE(store.userOf(second->tokens.access));
@@ -83,6 +84,38 @@ TEST_F(Accounts, RefreshesAtOnceAllGetTheSamePair) {
     Statement salts(database, "SELECT count(*) FROM refresh_tokens WHERE successor_salt IS NOT NULL");
     ASSERT_TRUE(salts.step());
     EXPECT_EQ(salts.integer(0), 1) << "after the grace nothing leads from a token to its successors";
+}
+
+TEST_F(Accounts, AnAnswerThatWasLostIsGivenAgainUntilItsTokensAreUsed) {
+    for (const bool usesAccess : {true, false}) {
+        const auto session = store.signInAnonymously("device");
+        const auto lost = store.refresh(session.tokens.refresh);
+        ASSERT_TRUE(lost);
+        now += 3 * 24h;
+        const auto again = store.refresh(session.tokens.refresh);
+        ASSERT_TRUE(again) << "days later, as after a suspend";
+        EXPECT_EQ(again->tokens.refresh, lost->tokens.refresh);
+        now += 59min;
+        EXPECT_TRUE(usesAccess ? store.userOf(again->tokens.access).has_value()
+                               : store.refresh(again->tokens.refresh).has_value());
+        EXPECT_FALSE(store.refresh(session.tokens.refresh)) << "somebody else has it";
+        EXPECT_FALSE(store.userOf(again->tokens.access));
+    }
+}
+
+TEST_F(Accounts, AnonymousUsersGoWithTheirLastToken) {
+    const auto left = store.signInAnonymously("left");
+    const auto account = store.addAccount("ann@example.org", std::nullopt, "a hash").value();
+    now += 60 * 24h;
+    const auto active = store.signInAnonymously("active");
+    EXPECT_TRUE(store.abandonedUsers().empty());
+    now += 31 * 24h;
+    ASSERT_EQ(store.abandonedUsers(), std::vector{left.user.id});
+    for (const auto& user : {left.user.id, active.user.id, account.id})
+        store.removeAbandoned(user);
+    EXPECT_TRUE(store.signInAnonymously("left").isNewUser);
+    EXPECT_EQ(store.signInAnonymously("active").user.id, active.user.id);
+    EXPECT_TRUE(store.credentialsOf("ann@example.org"));
 }
 
 TEST_F(Accounts, RefreshingExtendsASignInAndDisuseEndsIt) {

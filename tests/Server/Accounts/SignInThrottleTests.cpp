@@ -1,5 +1,6 @@
 #include "Accounts/PasswordWorkers.h"
 #include "Accounts/SignInThrottle.h"
+#include "Foundation/Network.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "Server/Transcription/Support/Speech.h"
 #include "Tasks/FileRecognition.h"
 #include "Tasks/TaskResults.h"
-#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 #include "Transcription/Scripted/ScriptedRecogniser.h"
 #include "Uploads/UploadError.h"
 

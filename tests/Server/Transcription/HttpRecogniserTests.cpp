@@ -1,7 +1,7 @@
 #include "Server/Transcription/Support/CollectingListener.h"
 #include "Server/Transcription/Support/Speech.h"
 #include "Server/Transcription/Support/StandInService.h"
-#include "Transcription/HttpRecogniser.h"
+#include "Transcription/Http/HttpRecogniser.h"
 
 #include <gmock/gmock.h>
 
@@ -176,8 +176,10 @@ INSTANTIATE_TEST_SUITE_P(
                     "unavailable: The transcription service",
                     1},
         FailureCase{"forbidden", {403, "", {}, false}, "check the key", 1},
-        FailureCase{
-            "path", {404, R"({"detail":"Not Found"})", {}, false}, "(\"Not Found\"): check its address, path", 1},
+        FailureCase{"path",
+                    {404, R"({"detail":"Not Found"})", {}, false},
+                    "(\"Not Found\"): check --recogniser-url, --recogniser-path",
+                    1},
         FailureCase{"large", {413, "", {}, false}, "failed: refused: ", 1},
         FailureCase{"echo", {500, R"({"error":"sk-secret-key"})", {}, false}, "status 500: try again later", 3},
         FailureCase{"limit", {429, "", "Retry-After: 120\r\n", false}, "try again in 120 seconds", 1},

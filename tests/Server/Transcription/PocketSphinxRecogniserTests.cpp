@@ -1,6 +1,6 @@
 #include "Server/Transcription/Support/CollectingListener.h"
 #include "Server/Transcription/Support/Speech.h"
-#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 
 #include <gmock/gmock.h>
 

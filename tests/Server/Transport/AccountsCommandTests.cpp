@@ -64,6 +64,9 @@ TEST_F(AccountsCommands, ListsResetsAndDeletesWhileTheServerRuns) {
     EXPECT_EQ(run({QStringLiteral("delete"), ann, QStringLiteral("--yes")}).code, 0);
     EXPECT_EQ(statusOfSignIn("another few words"), 401);
     EXPECT_FALSE(run({QStringLiteral("list")}).output.contains("ann@"));
+    for (const int code : {0, 1})
+        EXPECT_EQ(run({QStringLiteral("add"), ann}, "quite other words\n").code, code) << "made once";
+    EXPECT_EQ(statusOfSignIn("quite other words"), 200);
 }
 
 TEST(AccountsCommand, DeletesWhatTheServerIsWorkingOn) {

@@ -60,6 +60,25 @@ std::unique_ptr<RecognitionSession> GatedRecogniser::open(const RecognitionOptio
     return std::make_unique<Session>(*this, std::move(listener));
 }
 
+std::string GatedRecogniser::name() const {
+    std::unique_lock lock(m_mutex);
+    ++m_blocked;
+    m_unblocked.wait(lock, [this] { return !m_blocking; });
+    --m_blocked;
+    return "gated";
+}
+
+void GatedRecogniser::blockNames(bool block) {
+    const std::scoped_lock lock(m_mutex);
+    m_blocking = block;
+    m_unblocked.notify_all();
+}
+
+int GatedRecogniser::blocked() const {
+    const std::scoped_lock lock(m_mutex);
+    return m_blocked;
+}
+
 void GatedRecogniser::hold() {
     const std::scoped_lock lock(m_mutex);
     m_holding = true;

@@ -12,13 +12,18 @@ namespace quillo::test {
 /// A recogniser that says how many samples it heard, and answers when the test lets it.
 class GatedRecogniser final : public server::Recogniser {
 public:
-    [[nodiscard]] std::string name() const override { return "gated"; }
+    /// Waits while names are blocked.
+    [[nodiscard]] std::string name() const override;
     std::unique_ptr<server::RecognitionSession> open(const server::RecognitionOptions& options,
                                                      std::shared_ptr<server::RecognitionListener> listener) override;
 
     /// Sessions answer only after `release`.
     void hold();
     void release();
+    /// Blocks every thread that wants the name, as one does that judges an upload on a slow disk.
+    void blockNames(bool block);
+    /// Threads that wait for the name.
+    [[nodiscard]] int blocked() const;
     /// The next sessions fail to open.
     void refuse(bool refuse);
     [[nodiscard]] int opened() const;
@@ -35,6 +40,9 @@ private:
     static void answer(Held& held);
 
     mutable std::mutex m_mutex;
+    mutable std::condition_variable m_unblocked;
+    mutable int m_blocked = 0;
+    bool m_blocking = false;
     bool m_holding = false;
     bool m_refusing = false;
     int m_opened = 0;

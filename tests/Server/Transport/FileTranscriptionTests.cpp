@@ -176,6 +176,21 @@ TEST_F(FileTranscription, WorkGoesOnWhenTheClientHangsUp) {
     EXPECT_EQ(recogniser->opened(), 1);
 }
 
+TEST_F(FileTranscription, UploadsKeepNobodyFromDictating) {
+    recogniser->blockNames(true);
+    std::vector<std::unique_ptr<OpenRequest>> uploads;
+    for (const char* recording : {"1", "2", "3", "4"})
+        uploads.push_back(std::make_unique<OpenRequest>(
+            server, uploadRequest("/transcription/file", token, Form{.recordingId = recording}.body())));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->blocked() == 4; }));
+    StreamClient client(server.streamUrl(token));
+    client.next("connected");
+    EXPECT_EQ(get(server.port(), "/health").status, 200);
+    recogniser->blockNames(false);
+    for (const auto& upload : uploads)
+        EXPECT_EQ(upload->answer().status, 200);
+}
+
 TEST_F(FileTranscription, AFailureIsToldAndTriedAgain) {
     recogniser->refuse(true);
     const auto failed = upload(server, token, {.recordingId = "r1"});

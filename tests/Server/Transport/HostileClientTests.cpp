@@ -11,7 +11,7 @@ namespace {
 
 QByteArray upgradeRequest(const QString& token) {
     return "GET /ws/v3/transcribe?token=" + token.toUtf8() +
-           " HTTP/1.1\r\nHost: h\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+           " HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
            "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
 }
 
@@ -50,12 +50,12 @@ TEST(ServerHostileClients, NoBytesKeepAConnectionBeyondItsTime) {
     TestServer server(nullptr, options);
     const HostileBytes cases[] = {
         {"nothing", {}},
-        {"half a request", "POST /auth/anonymous HTTP/1.1\r\nContent-Le"},
-        {"half a body",
-         "POST /auth/anonymous HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: 10\r\n\r\n{"},
+        {"half a request", "POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nContent-Le"},
+        {"half a body", "POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nContent-Type: "
+                        "application/json\r\nContent-Length: 10\r\n\r\n{"},
         {"a TLS record that never comes", QByteArray("\x16\x03\x01\x02\x00", 5)},
         {"garbage TLS", QByteArray("\x16\x03\x01\x00\x05garbage", 12)},
-        {"a finished request", "GET /health HTTP/1.1\r\nHost: h\r\n\r\n"},
+        {"a finished request", "GET /health HTTP/1.1\r\nHost: localhost\r\n\r\n"},
     };
     for (const auto& [name, bytes] : cases) {
         exchange(server->port(), bytes);

@@ -3,6 +3,8 @@
 #include <QNetworkInterface>
 #include <QTcpSocket>
 
+#include <unistd.h>
+
 using namespace quillo::test;
 using quillo::server::Json;
 using quillo::server::ServerOptions;
@@ -43,20 +45,24 @@ TEST(ServerHttp, AnswersBadRequestsWithTheirStatusAndAReason) {
     const std::string manyHeaders = "GET /health HTTP/1.1\r\nX: " + std::string(40000, 'x') + "\r\n\r\n";
     const BadRequest cases[] = {
         {"nonsense\r\n\r\n", 400},
-        {"GET /nothing HTTP/1.1\r\nHost: h\r\n\r\n", 404},
-        {"DELETE /health HTTP/1.1\r\nHost: h\r\n\r\n", 405},
-        {"POST /auth/anonymous HTTP/1.1\r\nContent-Length: 999999\r\nContent-Type: application/json\r\n\r\n", 413},
-        {"POST /auth/anonymous HTTP/1.1\r\nContent-Length: 2\r\nContent-Type: text/plain\r\n\r\n{}", 415},
-        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 2\r\nContent-Type: "
+        {"GET /nothing HTTP/1.1\r\nHost: localhost\r\n\r\n", 404},
+        {"DELETE /health HTTP/1.1\r\nHost: localhost\r\n\r\n", 405},
+        {"POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nContent-Length: 999999\r\nContent-Type: "
+         "application/json\r\n\r\n",
+         413},
+        {"POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nContent-Length: 2\r\nContent-Type: text/plain\r\n\r\n{}",
+         415},
+        {"POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: 2\r\nContent-Type: "
          "application/json\r\n\r\n{}",
          400},
-        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 3\r\nContent-Type: "
+        {"POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: 3\r\nContent-Type: "
          "application/json; charset=utf-8\r\n\r\n[1]",
          400},
-        {"POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Length: 15\r\nContent-Type: "
+        {"POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: 15\r\nContent-Type: "
          "application/json\r\n\r\n{\"device_id\":1}",
          400},
-        {"POST /oauth/token HTTP/1.1\r\nConnection: close\r\nContent-Length: 50\r\nContent-Type: application/json\r\n"
+        {"POST /oauth/token HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Length: 50\r\nContent-Type: "
+         "application/json\r\n"
          "\r\n{\"grant_type\":\"refresh_token\",\"refresh_token\":\"x\"}",
          401},
         {manyHeaders.c_str(), 431},
@@ -71,18 +77,19 @@ TEST(ServerHttp, AnswersBadRequestsWithTheirStatusAndAReason) {
 
 TEST(ServerHttp, KeepsAConnectionAndReadsPipelinedRequests) {
     TestServer server;
-    const auto answer = exchange(server->port(), "GET /health HTTP/1.1\r\nHost: h\r\n\r\n"
-                                                 "GET /health HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    const auto answer =
+        exchange(server->port(), "GET /health HTTP/1.1\r\nHost: localhost\r\n\r\n"
+                                 "GET /health HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(answer.count("HTTP/1.1 200"), 2) << answer.data();
 }
 
 TEST(ServerHttp, AChunkedBodyIsBoundedToo) {
     TestServer server;
     const QByteArray chunk = "10000\r\n" + QByteArray(0x10000, ' ') + "\r\n";
-    const auto answer = parseAnswer(exchange(
-        server->port(),
-        "POST /auth/anonymous HTTP/1.1\r\nContent-Type: application/json\r\nTransfer-Encoding: chunked\r\n\r\n" +
-            chunk + chunk + "0\r\n\r\n"));
+    const auto answer =
+        parseAnswer(exchange(server->port(), "POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nContent-Type: "
+                                             "application/json\r\nTransfer-Encoding: chunked\r\n\r\n" +
+                                                 chunk + chunk + "0\r\n\r\n"));
     EXPECT_EQ(answer.status, 413);
 }
 
@@ -108,6 +115,81 @@ TEST(ServerHttp, BoundsSignInsAndConnectionsOfAnAddress) {
     EXPECT_EQ(get(server->port(), "/health").status, 200);
 }
 
+struct Visitor {
+    const char* headers; ///< of the proxy
+    int signIn;          ///< status
+};
+
+TEST(ServerHttp, ATrustedProxyNamesItsClients) {
+    ServerOptions options;
+    options.trustedProxies = {"127.0.0.1", "10.0.0.2"};
+    options.maxAnonymousPerHour = 1;
+    options.maxConnectionsPerAddress = 1;
+    options.strictTransportSecurity = true;
+    TestServer server(nullptr, options);
+    QTcpSocket other; // of the same proxy
+    other.connectToHost(QStringLiteral("127.0.0.1"), server->port());
+    ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 1; }));
+    const Visitor visitors[] = {
+        {"X-Forwarded-For: 192.0.2.1\r\nX-Forwarded-Proto: https\r\nHost: dictation.example\r\n", 200},
+        {"X-Forwarded-For: 192.0.2.1\r\nX-Forwarded-Proto: https\r\nHost: dictation.example\r\n", 429},
+        // What the client itself claims stands further left, and may come in a header of its own.
+        {"X-Forwarded-For: 192.0.2.9, 192.0.2.1, 10.0.0.2\r\nX-Forwarded-Proto: https\r\nHost: d\r\n", 429},
+        {"X-Forwarded-For: 192.0.2.9\r\nX-Forwarded-For: 192.0.2.1\r\nX-Forwarded-Proto: https\r\nHost: d\r\n", 429},
+        {"X-Forwarded-For: 2001:db8::1\r\nX-Forwarded-Proto: https\r\nHost: d\r\n", 200},
+        {"X-Forwarded-For: 2001:db8::2\r\nX-Forwarded-Proto: https\r\nHost: d\r\n", 429},
+        {"X-Forwarded-For: 192.0.2.3\r\nX-Forwarded-Proto: http\r\nHost: d\r\n", 403},
+        {"X-Forwarded-For: 192.0.2.3\r\nHost: d\r\n", 403},
+        {"Host: localhost\r\n", 200},
+    };
+    for (const auto& [headers, status] : visitors) {
+        const auto answer = parseAnswer(
+            exchange(server->port(), QByteArray("POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\n") + headers +
+                                         "Content-Type: application/json\r\nContent-Length: 17\r\n\r\n"
+                                         "{\"device_id\":\"d\"}"));
+        EXPECT_EQ(answer.status, status) << headers;
+        EXPECT_EQ(answer.header.contains("Strict-Transport-Security"), QByteArray(headers).contains("https"));
+    }
+}
+
+TEST(ServerHttp, ServesOnlyWhomItIsToldToServe) {
+    ServerOptions mine;
+    mine.onlyUser = ::geteuid();
+    TestServer own(nullptr, mine);
+    EXPECT_EQ(get(own->port(), "/health").status, 200);
+    ServerOptions others;
+    others.onlyUser = ::geteuid() + 1;
+    TestServer foreign(nullptr, others);
+    EXPECT_EQ(get(foreign->port(), "/health").body["code"], "OTHER_USER");
+
+    ServerOptions closed;
+    closed.servesAnonymous = false;
+    closed.openRegistration = false;
+    TestServer server(nullptr, closed);
+    EXPECT_EQ(post(server->port(), "/auth/anonymous", R"({"device_id":"d"})").body["code"], "ANONYMOUS_REFUSED");
+    EXPECT_EQ(get(server->port(), "/auth/register").status, 403);
+    // Under another site's name this machine is reached by that site's pages.
+    for (const char* path : {"/health", "/auth/anonymous", "/ws/v3/transcribe?token=x"})
+        EXPECT_EQ(
+            parseAnswer(exchange(server->port(), QByteArray("GET ") + path + " HTTP/1.1\r\nHost: evil.example\r\n\r\n"))
+                .status,
+            421)
+            << path;
+}
+
+TEST(ServerHttp, TellsWhetherItWorks) {
+    TestServer works;
+    const auto healthy = get(works->port(), "/health");
+    EXPECT_EQ(healthy.status, 200);
+    EXPECT_EQ(healthy.body["status"], "ok");
+    TestServer deaf(R"({"open":"no model"})");
+    const auto failing = get(deaf->port(), "/health");
+    EXPECT_EQ(failing.status, 503);
+    EXPECT_EQ(failing.body["status"], "failing");
+    EXPECT_EQ(failing.body["recogniser"], "unavailable");
+    EXPECT_EQ(failing.body["database"], "ok");
+}
+
 TEST(ServerHttp, SendsNoTokenInTheClearToAnotherMachine) {
     QString address;
     for (const auto& candidate : QNetworkInterface::allAddresses()) {
@@ -126,11 +208,12 @@ TEST(ServerHttp, SendsNoTokenInTheClearToAnotherMachine) {
         EXPECT_TRUE(waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
         return parseAnswer(socket.readAll());
     };
-    const auto refused = ask("POST /auth/anonymous HTTP/1.1\r\nConnection: close\r\nContent-Type: application/json\r\n"
-                             "Content-Length: 17\r\n\r\n{\"device_id\":\"d\"}");
+    const auto refused = ask(
+        "POST /auth/anonymous HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Type: application/json\r\n"
+        "Content-Length: 17\r\n\r\n{\"device_id\":\"d\"}");
     EXPECT_EQ(refused.status, 403);
     EXPECT_EQ(refused.body["code"], "TLS_REQUIRED");
-    EXPECT_EQ(ask("GET /health HTTP/1.1\r\nConnection: close\r\n\r\n").status, 200);
+    EXPECT_EQ(ask("GET /health HTTP/1.1\r\nHost: any.example\r\nConnection: close\r\n\r\n").status, 200);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "ServerProcess.h"
 
+#include <QFile>
 #include <QTcpServer>
 
 #include <csignal>
@@ -72,6 +73,31 @@ TEST_F(ServerProcesses, TakesTheSocketOfTheServiceManager) {
     ::close(listening);
 }
 
+TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
+    server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+    {
+        // An upload that is under way.
+        QFile file(server.data + QStringLiteral("/uploads/half.audio"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+    QProcess second;
+    second.start(qEnvironmentVariable("QUILLO_SERVER"),
+                 {QStringLiteral("--recogniser=scripted"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
+                  QStringLiteral("--data"), server.data});
+    ASSERT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(second.exitCode(), 3);
+    const auto said = second.readAllStandardError();
+    for (const auto& part : {QByteArray::number(server.process.processId()), QByteArray::number(server.port),
+                             QByteArray("--data"), QByteArray("QUILLO_SERVER_HOST")})
+        EXPECT_TRUE(said.contains(part)) << said.data();
+    EXPECT_TRUE(QFile::exists(server.data + QStringLiteral("/uploads/half.audio")));
+    // A killed server leaves no lock behind.
+    server.process.kill();
+    ASSERT_TRUE(server.finished());
+    server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+    EXPECT_EQ(get(server.port, "/health").status, 200);
+}
+
 struct Refusal {
     QStringList arguments;
     int exitCode;
@@ -91,6 +117,18 @@ TEST_F(ServerProcesses, WrongOptionsAreNamedWithTheNextStep) {
         {{q("--recogniser"), q("magic")}, 2, "pocketsphinx"},
         {{q("--recogniser"), q("http")}, 2, "--recogniser-url"},
         {{q("--listen")}, 2, "ADDRESS:PORT"},
+        {{q("--certificate"), nowhere}, 2, "--key"},
+        {{q("--recogniser=scripted"), q("--certificate"), nowhere, q("--key"), nowhere, q("--listen=127.0.0.1:0")},
+         1,
+         "none.json"},
+        {{q("--trust-proxy"), q("proxy.example")}, 2, "127.0.0.1"},
+        {{q("--registration=maybe")}, 2, "open or closed"},
+        {{q("--recogniser-prompt"), q("Quillo")}, 2, "--recogniser http"},
+        {{q("--recogniser-path=inference")}, 2, "begins with /"},
+        {{q("--recogniser-timeout"), q("0")}, 2, "--recogniser-timeout"},
+        {{q("--recogniser=http"), q("--recogniser-url=https://h"), q("--recogniser-authority"), nowhere},
+         1,
+         "none.json"},
         {{q("--recogniser=scripted"), q("--script"), nowhere}, 1, "none.json"},
         {{q("--recogniser=scripted"), q("--listen"), q("nonsense")}, 1, "127.0.0.1:48650"},
         {{q("--recogniser=scripted"), q("--listen"), q("fd:0")}, 1, "listening"},

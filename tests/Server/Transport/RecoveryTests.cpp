@@ -103,7 +103,12 @@ TEST_F(Recovery, AFileThatEndsTheServerEveryTimeIsGivenUp) {
     }
     EXPECT_TRUE(logged("is given up"));
     EXPECT_EQ(spooled(), 0);
-    EXPECT_EQ(send(form).status, 200); // a new request causes a new attempt
+    form.recordingId = "r2";
+    const auto again = send(form);
+    EXPECT_EQ(again.status, 422) << "the same audio is not tried again";
+    EXPECT_EQ(again.body["code"], "RECOGNITION_CRASHED");
+    EXPECT_EQ(spooled(), 0);
+    EXPECT_EQ(send({.file = wav(1600)}).status, 200);
 }
 
 TEST_F(Recovery, ShortenedAudioIsNotTakenForTheRecording) {

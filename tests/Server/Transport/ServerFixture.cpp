@@ -23,7 +23,11 @@ TestServer::TestServer(const char* script, server::ServerOptions options)
 TestServer::TestServer(std::shared_ptr<server::Recogniser> recogniser, server::ServerOptions options) {
     if (options.listen == server::ServerOptions().listen)
         options.listen = "127.0.0.1:0";
-    options.dataFolder = dataFolder();
+    // Few tests want to wait for their own clients.
+    if (options.drainTime == server::ServerOptions().drainTime)
+        options.drainTime = options.drainTime.zero();
+    if (options.dataFolder.empty())
+        options.dataFolder = dataFolder();
     m_server = std::make_unique<server::Server>(options, std::move(recogniser));
     m_server->start();
 }
@@ -84,13 +88,13 @@ HttpAnswer parseAnswer(const QByteArray& bytes) {
 
 HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers) {
     return parseAnswer(
-        exchange(port, "GET " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\n" + headers + "\r\n"));
+        exchange(port, "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + headers + "\r\n"));
 }
 
 HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body, const QByteArray& contentType) {
-    return parseAnswer(
-        exchange(port, "POST " + path + " HTTP/1.1\r\nHost: h\r\nConnection: close\r\nContent-Type: " + contentType +
-                           "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
+    return parseAnswer(exchange(
+        port, "POST " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Type: " + contentType +
+                  "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
 }
 
 StreamClient::StreamClient() {

@@ -1,3 +1,4 @@
+#include "Accounts/AccountStore.h"
 #include "ServerFixture.h"
 
 #include <cmath>
@@ -187,7 +188,7 @@ TEST(ServerStreaming, TheUpgradeIsRefusedWithAReason) {
     const auto upgrade = [&](const QString& token) {
         return parseAnswer(
             exchange(server->port(), "GET /ws/v3/transcribe?token=" + token.toUtf8() +
-                                         " HTTP/1.1\r\nHost: h\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                                         " HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
                                          "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: "
                                          "dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n"));
     };
@@ -231,6 +232,105 @@ TEST(ServerStreaming, TimeoutsEndWhatIsAbandoned) {
     client.sendAudio(1000);
     EXPECT_EQ(code(client.next("error")), "SESSION_LIMIT");
     EXPECT_EQ(client.next("session_ended")["text"], "the quick brown") << "what was said until then is kept";
+}
+
+TEST(ServerStreaming, WhoWaitsForTheLastWordHearsThatItIsWorkedOn) {
+    ServerOptions options;
+    options.finishSign = 100ms;
+    options.finishTimeout = 2s;
+    const TestServer server(R"({"finish":"never"})", options);
+    StreamClient client(server);
+    client.next("connected");
+    client.start();
+    client.sendAudio(100);
+    client.next("session_started");
+    EXPECT_EQ(client.count("pong"), 0);
+    client.send(R"({"type":"end_session"})");
+    EXPECT_EQ(code(client.next("error")), "TRANSCRIPTION_ERROR");
+    EXPECT_GE(client.count("pong"), 3);
+    EXPECT_LE(client.count("pong"), 20) << "bounded by the time that the end may take";
+}
+
+/// Has no place at first.
+class BusyRecogniser final : public quillo::server::Recogniser {
+public:
+    explicit BusyRecogniser(int refusals) : m_refusals(refusals) {}
+    [[nodiscard]] std::string name() const override { return "busy"; }
+    std::unique_ptr<quillo::server::RecognitionSession>
+    open(const quillo::server::RecognitionOptions& options,
+         std::shared_ptr<quillo::server::RecognitionListener> listener) override {
+        if (m_refusals-- > 0)
+            throw quillo::server::RecogniserBusy("no place");
+        return m_inner->open(options, std::move(listener));
+    }
+
+private:
+    std::atomic<int> m_refusals;
+    std::shared_ptr<quillo::server::Recogniser> m_inner =
+        quillo::server::makeScriptedRecogniser(quillo::server::Script::defaultScript());
+};
+
+TEST(ServerStreaming, AStartWaitsAWhileForABusyRecogniser) {
+    ServerOptions options;
+    options.busyWait = 60s;
+    const TestServer freed(std::make_shared<BusyRecogniser>(2), options);
+    StreamClient patient(freed);
+    patient.next("connected");
+    patient.start();
+    patient.sendAudio(500);
+    patient.send(R"({"type":"end_session"})");
+    EXPECT_EQ(patient.next("session_ended")["duration_ms"], 500) << "what was said meanwhile is not lost";
+    options.busyWait = 100ms;
+    const TestServer full(std::make_shared<BusyRecogniser>(1000), options);
+    StreamClient refused(full);
+    refused.next("connected");
+    refused.start();
+    EXPECT_EQ(code(refused.next("error")), "STT_UNAVAILABLE");
+}
+
+TEST(ServerStreaming, AStopLetsADictationComeToItsEnd) {
+    ServerOptions options;
+    options.drainTime = 60s;
+    TestServer server(nullptr, options);
+    StreamClient idle(server);
+    StreamClient client(server);
+    idle.next("connected");
+    client.next("connected");
+    client.start();
+    client.next("session_started");
+    std::thread stopper([&] { server->stop(); });
+    EXPECT_EQ(code(client.next("error")), "SERVER_STOPPING");
+    EXPECT_TRUE(idle.waitClosed());
+    client.sendAudio(400);
+    client.send(R"({"type":"end_session"})");
+    EXPECT_EQ(client.next("session_ended")["duration_ms"], 400);
+    EXPECT_TRUE(client.waitClosed());
+    EXPECT_EQ(client.socket.closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+    stopper.join();
+}
+
+TEST(ServerStreaming, ASocketEndsWithItsSignIn) {
+    ServerOptions options;
+    options.signInCheck = 20ms;
+    TestServer server(nullptr, options);
+    const QString removed = server.token("removed");
+    const QString stolen = server.token("stolen");
+    const QString kept = server.token("kept");
+    StreamClient clients[] = {StreamClient(server.streamUrl(removed)), StreamClient(server.streamUrl(stolen)),
+                              StreamClient(server.streamUrl(kept))};
+    for (auto& client : clients)
+        client.next("connected");
+    parseAnswer(exchange(server.port(), "DELETE /users/me HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
+                                        "Authorization: Bearer " +
+                                            removed.toLatin1() + "\r\n\r\n"));
+    // As the administrator's command does it, in another process.
+    quillo::server::AccountStore accounts(server.dataFolder() / "accounts.sqlite", std::chrono::system_clock::now);
+    accounts.remove(accounts.userOf(stolen.toStdString())->id);
+    for (auto* client : {&clients[0], &clients[1]}) {
+        EXPECT_TRUE(client->waitClosed());
+        EXPECT_EQ(client->socket.closeCode(), QWebSocketProtocol::CloseCodePolicyViolated);
+    }
+    EXPECT_FALSE(clients[2].closed);
 }
 
 TEST(ServerStreaming, StoppingClosesWithGoingAway) {

@@ -1,4 +1,4 @@
-#include "Transcription/PocketSphinxRecogniser.h"
+#include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 
 #include "Transcription/Formatting/TextFormatter.h"
 #include "Transcription/PocketSphinx/DecoderPool.h"
@@ -177,6 +177,10 @@ public:
 
     [[nodiscard]] std::string name() const override { return "pocketsphinx"; }
 
+    [[nodiscard]] bool isAvailable() const override {
+        return ::access((m_settings.modelFolder / "en-us.lm.bin").c_str(), R_OK) == 0;
+    }
+
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                              std::shared_ptr<RecognitionListener> listener) override {
         requireEnglish(options.languages);
@@ -184,7 +188,7 @@ public:
         if (!slot)
             throw RecogniserBusy("All " + std::to_string(m_settings.maxDecoders) +
                                  " sessions of the embedded recogniser are in use: try again when one has "
-                                 "ended, or allow more in the server's settings");
+                                 "ended, or allow more with --recogniser-sessions");
         auto core = std::make_shared<SessionCore>(std::move(listener));
         auto session = makeSession(core);
         m_workers.start(core, [this, core, slot = std::move(slot), background = options.background]() mutable {
@@ -204,8 +208,8 @@ private:
         if (languages.empty() || std::ranges::any_of(languages, served))
             return;
         throw LanguageNotServed("The embedded recogniser knows English only, not \"" + languages.front() +
-                                "\": for other languages give the server the URL of a transcription service, such "
-                                "as a Whisper server");
+                                "\": for other languages start the server with --recogniser http and the "
+                                "--recogniser-url of a transcription service, such as a Whisper server");
     }
 
     void serve(SessionCore& core, std::shared_ptr<DecoderPool::Slot>& slot, bool background) const {

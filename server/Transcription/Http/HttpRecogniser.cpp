@@ -1,4 +1,4 @@
-#include "Transcription/HttpRecogniser.h"
+#include "Transcription/Http/HttpRecogniser.h"
 
 #include "Transcription/Http/HttpTransfer.h"
 #include "Transcription/Http/ServiceErrors.h"
@@ -25,6 +25,7 @@ struct Service {
     std::string url;
     std::atomic<AnswerFormat> format = AnswerFormat::words;
     std::atomic<size_t> sessions = 0;
+    std::atomic<bool> isAvailable = true; ///< as the last answer, or its absence, showed
 };
 
 /// Serves one session: cuts its audio into utterances and has them transcribed one after another.
@@ -132,6 +133,7 @@ private:
         auto transcript =
             result.answered && result.status == 200 ? readTranscription(result.body, start) : std::nullopt;
         if (transcript) {
+            m_service.isAvailable = true;
             deliver(std::move(*transcript), partial);
             return;
         }
@@ -172,6 +174,7 @@ private:
             m_notBefore = SteadyClock::now() + pause;
             return;
         }
+        m_service.isAvailable = !error.unavailable;
         m_failed = true;
         m_failure = error;
     }
@@ -224,6 +227,8 @@ public:
         return m_service.settings.model.empty() ? "openai-http" : m_service.settings.model;
     }
 
+    [[nodiscard]] bool isAvailable() const override { return m_service.isAvailable; }
+
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                              std::shared_ptr<RecognitionListener> listener) override {
         std::shared_ptr<void> place = takePlace();
@@ -242,7 +247,7 @@ private:
             --m_service.sessions;
             throw RecogniserBusy("All " + std::to_string(m_service.settings.maxSessions) +
                                  " sessions of the transcription service are in use: try again when one has "
-                                 "ended, or allow more in the server's settings");
+                                 "ended, or allow more with --recogniser-sessions");
         }
         return {nullptr, [this](void*) { --m_service.sessions; }};
     }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Transcription/Recogniser.h"
-
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
+#include <string>
 
 namespace quillo::server {
 
@@ -28,10 +28,5 @@ struct HttpRecogniserSettings {
     std::chrono::milliseconds longestWait = std::chrono::seconds(10);
     size_t maxResponseBytes = 4 << 20;
 };
-
-/// A recogniser that sends each utterance to a transcription service. Throws RecogniserUnavailable when the settings
-/// cannot work. `open` throws it when `maxSessions` are under way; everything else is found out by the first request
-/// and told through `onFailed`. Destroying the recogniser abandons its sessions; not to be done from a listener.
-std::unique_ptr<Recogniser> makeHttpRecogniser(const HttpRecogniserSettings& settings);
 
 } // namespace quillo::server
