@@ -137,22 +137,22 @@ void AppDelegate::setupStore() {
         EventExecutor::main(), RecordingState(),
         [reducer = RecordingReducer([this] { return m_clock.wallTime(); })](
             const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); },
-        [this](RecordingAction action, RecordingState state) {
+        [this](RecordingEffect effect) {
             // The microphone is captured once at a time, and the dictation goes first.
-            if (std::holds_alternative<action::StartRecording>(action))
+            if (std::holds_alternative<effect::BeginDictation>(effect))
                 m_microphoneProbe->giveWay(
                     LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
-            return m_sideEffects->handle(std::move(action), std::move(state));
+            return m_sideEffects->handle(std::move(effect));
         },
         [](const QString& name, const QString& error) {
             log(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error);
-        },
-        [this](const RecordingAction& action) { return m_sideEffects->handles(action); });
+        });
     m_stateObservation = m_store->observe([this](const RecordingState& before, const RecordingState& after) {
         if (before.status == after.status)
             return;
         m_services->hotkeyService->setRecordingActive(after.status.isActive());
-        if (before.status.is<RecordingState::Processing>())
+        // Not when the next dictation has begun meanwhile: nothing may keep its microphone waiting.
+        if (before.status.is<RecordingState::Processing>() && !after.status.isUnderWay())
             enforceStorageLimit();
     });
     m_microphoneProbe = std::make_unique<MicrophoneProbe>(*services.audioService, m_tasks);
@@ -282,7 +282,7 @@ void AppDelegate::deliverNotices() {
         log(QStringLiteral("💬 ") + notice, LogLevel::warn);
         notifyDesktop(notice);
         if (!m_sideEffects->isBusy())
-            send(action::ShowHint{notice});
+            send(action::ShowHint{{notice}});
     }
 }
 
@@ -332,7 +332,7 @@ void AppDelegate::insertLastTextAgain() {
             failure = QString::fromUtf8(error.what());
         }
         if (!failure.isEmpty())
-            send(action::ShowHint{failure});
+            send(action::ShowHint{{failure}});
     });
 }
 
