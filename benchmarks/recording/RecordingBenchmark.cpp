@@ -25,7 +25,7 @@ void reduceLevel(benchmark::State& figures) {
     float level = 0;
     for (auto _ : figures) {
         level = level > 0.5F ? 0.1F : 0.9F;
-        state = machine.reduce(state, action::AudioLevelUpdated{level});
+        state = machine.reduce(state, action::AudioLevelUpdated{level}).state;
     }
 }
 BENCHMARK(reduceLevel);
@@ -35,7 +35,7 @@ void reduceChunk(benchmark::State& figures) {
     auto state = recording();
     const RecordingAction chunk = action::AudioChunkCaptured{{.sequence = 0, .data = QByteArray(3200, '\0')}};
     for (auto _ : figures)
-        state = machine.reduce(state, chunk);
+        state = machine.reduce(state, chunk).state;
 }
 BENCHMARK(reduceChunk);
 
@@ -43,11 +43,14 @@ void send(benchmark::State& figures, bool hasEffect) {
     auto& executor = EventExecutor::main();
     RecordingStore store(
         executor, recording(),
-        [machine = reducer()](const RecordingState& state, const RecordingAction& action) {
-            return machine.reduce(state, action);
+        [machine = reducer(), hasEffect](const RecordingState& state, const RecordingAction& action) {
+            auto next = machine.reduce(state, action);
+            if (hasEffect)
+                next.effect = effect::EndDictation{};
+            return next;
         },
-        [](RecordingAction, RecordingState) -> Task<ActionStream<RecordingAction>> { co_return std::nullopt; },
-        [](const QString&, const QString&) {}, [hasEffect](const RecordingAction&) { return hasEffect; });
+        [](RecordingEffect) -> Task<ActionStream<RecordingAction>> { co_return std::nullopt; },
+        [](const QString&, const QString&) {});
     float level = 0;
     for (auto _ : figures) {
         level = level > 0.5F ? 0.1F : 0.9F;

@@ -13,25 +13,25 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace quillo {
 
 /// Holds the state of a feature: every change goes through a pure reducer, all other work runs as side effects that
 /// report back by sending further actions. Main thread only.
-template <std::equality_comparable State, class Action>
+template <std::equality_comparable State, class Action, class Effect>
 class Store {
 public:
-    using ReduceFunction = std::function<State(const State&, const Action&)>;
-    using EffectFunction = std::function<Task<ActionStream<Action>>(Action, State)>;
-    using NeedsEffect = std::function<bool(const Action&)>;
+    using ReduceFunction = std::function<Reduction<State, Effect>(const State&, const Action&)>;
+    using EffectFunction = std::function<Task<ActionStream<Action>>(Effect)>;
     /// Called once per assignment that differs, with the state before and after it.
     using Observer = std::function<void(const State& before, const State& after)>;
 
-    /// `report` receives what escapes a side effect; `needsEffect` may spare actions that never lead to work a task.
+    /// `report` receives what escapes a side effect. Without `sideEffects` the store only reduces.
     Store(Executor& mainExecutor, State initialState, ReduceFunction reducer, EffectFunction sideEffects,
-          TaskRunner::Report report, NeedsEffect needsEffect = {})
+          TaskRunner::Report report)
         : m_self(std::make_shared<Self>(Self{this, &mainExecutor})), m_state(std::move(initialState)),
-          m_reducer(std::move(reducer)), m_sideEffects(std::move(sideEffects)), m_needsEffect(std::move(needsEffect)),
+          m_reducer(std::move(reducer)), m_sideEffects(std::move(sideEffects)),
           m_runner(std::make_shared<TaskRunner>(std::move(report))) {}
 
     ~Store() { m_self->store = nullptr; }
@@ -40,18 +40,24 @@ public:
 
     [[nodiscard]] const State& state() const { return m_state; }
 
-    /// Reduces `action` at once, notifies the observers if the state changed, and starts the action's side effect with
-    /// a copy of the new state. Returns before the effect has run.
+    /// Reduces `action` at once, schedules the effect it leads to, and notifies the observers if the state changed.
+    /// Returns before the effect has run. What an observer sends comes after: effects run in the order of the actions.
     void send(const Action& action) {
-        auto before = assign(m_reducer(m_state, action));
-        if (!m_needsEffect || m_needsEffect(action))
-            startEffect(action);
-        // Posted after the effect, so that it has begun before a view redraws.
-        if (before && !m_lateObservers.empty())
-            m_self->executor->post([self = m_self, before = std::move(*before), after = m_state] {
+        auto [next, effect] = m_reducer(m_state, action);
+        std::optional<State> before;
+        if (!(next == m_state))
+            before = std::exchange(m_state, std::move(next));
+        if (effect && m_sideEffects)
+            startEffect(std::move(*effect));
+        if (!before)
+            return;
+        // Posted after the effect, so that the effect has begun before a view redraws.
+        if (!m_lateObservers.empty())
+            m_self->executor->post([self = m_self, before = *before, after = m_state] {
                 if (self->store)
                     notify(self->store->m_lateObservers, before, after);
             });
+        notify(m_observers, *before, m_state);
     }
 
     /// Side effects that have been started and not ended, by their identifier.
@@ -94,39 +100,44 @@ private:
                 observer(before, after);
     }
 
-    /// The state before, if it was another one.
-    std::optional<State> assign(State next) {
-        if (next == m_state)
-            return std::nullopt;
-        State before = std::exchange(m_state, std::move(next));
-        notify(m_observers, before, m_state);
-        return before;
+    static EffectIdentity identify(const Effect& effect) {
+        if constexpr (requires { effectIdentity(effect); })
+            return effectIdentity(effect);
+        else
+            return {};
     }
 
-    void startEffect(const Action& action) {
-        const auto id = QUuid::createUuid();
+    void startEffect(Effect effect) {
+        const auto identity = identify(effect);
+        const auto task = QUuid::createUuid();
         // The task starts by a posted call: an effect never runs inside `send`, and its entry is always made before its
         // end removes it.
-        m_activeTasks.emplace(id,
-                              m_runner->schedule(*m_self->executor, QStringLiteral("side effect"),
-                                                 [self = m_self, id, action, state = m_state](std::stop_token token) {
-                                                     return runEffect(self, id, action, state, std::move(token));
-                                                 }));
+        auto handle = m_runner->schedule(*m_self->executor, QString::fromLatin1(identity.name),
+                                         [self = m_self, task, effect = std::move(effect)](std::stop_token token) {
+                                             return runEffect(self, task, effect, std::move(token));
+                                         });
+        if (identity.id) {
+            auto& inFlight = m_inFlight[identity.id];
+            if (identity.cancelsInFlight)
+                inFlight.cancel();
+            inFlight = handle;
+        }
+        m_activeTasks.emplace(task, std::move(handle));
     }
 
-    static Task<> runEffect(std::shared_ptr<Self> self, QUuid id, Action action, State state, std::stop_token token) {
+    static Task<> runEffect(std::shared_ptr<Self> self, QUuid task, Effect effect, std::stop_token token) {
         struct Removal {
             std::shared_ptr<Self> self;
-            QUuid id;
+            QUuid task;
             ~Removal() {
                 if (self->store)
-                    self->store->m_activeTasks.erase(id);
+                    self->store->m_activeTasks.erase(task);
             }
-        } const removal{self, id};
+        } const removal{self, task};
 
         if (!self->store)
             co_return;
-        auto stream = co_await self->store->m_sideEffects(std::move(action), std::move(state));
+        auto stream = co_await self->store->m_sideEffects(std::move(effect));
         if (!stream)
             co_return;
         while (auto next = co_await stream->next(token)) {
@@ -140,9 +151,9 @@ private:
     State m_state;
     ReduceFunction m_reducer;
     EffectFunction m_sideEffects;
-    NeedsEffect m_needsEffect;
     std::shared_ptr<TaskRunner> m_runner;
     std::map<QUuid, TaskHandle> m_activeTasks;
+    std::map<std::string_view, TaskHandle> m_inFlight; ///< the latest effect of each id
     Observers m_observers;
     Observers m_lateObservers;
     uint64_t m_nextObserver = 0;

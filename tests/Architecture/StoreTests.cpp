@@ -1,7 +1,6 @@
 #include "Architecture/Store.h"
 #include "Concurrency/Clock.h"
 #include "Support/Async.h"
-#include "Support/TestStore.h"
 
 using namespace quillo;
 using namespace quillo::test;
@@ -21,19 +20,27 @@ struct Countdown {
     int from = 0;
 };
 using CounterAction = std::variant<Add, Nothing, Countdown>;
-using CounterStore = Store<Counter, CounterAction>;
+/// Every action is work here, and a countdown replaces the one that runs.
+struct CounterEffect {
+    CounterAction action;
+    int value = 0; ///< of the state right after the action
+};
+EffectIdentity effectIdentity(const CounterEffect& effect) {
+    if (std::holds_alternative<Countdown>(effect.action))
+        return {.name = "countdown", .id = "countdown", .cancelsInFlight = true};
+    return {};
+}
+using CounterStore = Store<Counter, CounterAction, CounterEffect>;
 
-Counter reduce(const Counter& counter, const CounterAction& action) {
-    if (const auto* add = std::get_if<Add>(&action))
-        return {counter.value + add->amount};
-    return counter;
+Reduction<Counter, CounterEffect> reduce(const Counter& counter, const CounterAction& action) {
+    const auto* add = std::get_if<Add>(&action);
+    const int value = counter.value + (add ? add->amount : 0);
+    return {Counter{value}, CounterEffect{action, value}};
 }
 
-QString name(const CounterAction& action) { return QString::number(action.index()); }
-
 /// `Countdown` feeds back that many `Add{1}`; everything else leads to nothing.
-Task<ActionStream<CounterAction>> countdown(CounterAction action, Counter) {
-    const auto* start = std::get_if<Countdown>(&action);
+Task<ActionStream<CounterAction>> countdown(CounterEffect effect) {
+    const auto* start = std::get_if<Countdown>(&effect.action);
     if (!start)
         co_return std::nullopt;
     co_return AsyncStream<CounterAction>::of(EventExecutor::main(),
@@ -48,7 +55,7 @@ TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
     int effects = 0;
     CounterStore store(
         EventExecutor::main(), {}, reduce,
-        [&](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+        [&](CounterEffect) -> Task<ActionStream<CounterAction>> {
             ++effects;
             co_return std::nullopt;
         },
@@ -67,11 +74,32 @@ TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
 }
 
 TEST(Store, FedBackActionsAreReducedAgainstTheStateOfTheMoment) {
-    TestStore<Counter, CounterAction> store({}, reduce, countdown, name);
+    CounterStore store(EventExecutor::main(), {}, reduce, countdown, fail);
     store.send(Countdown{2});
-    store.send(Add{10}, [](Counter& counter) { counter.value = 10; });
-    store.receive<Add>([](Counter& counter) { counter.value = 11; });
-    store.receive<Add>([](Counter& counter) { counter.value = 12; });
+    store.send(Add{10});
+    EXPECT_EQ(store.state().value, 10);
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(store.state().value, 12);
+}
+
+TEST(Store, AnEffectThatReplacesAnotherCutsOffWhatThatHasYieldedAlready) {
+    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
+    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [shared](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+            const auto* start = std::get_if<Countdown>(&effect.action);
+            if (start && start->from == 0)
+                co_return std::move(*shared);
+            co_return co_await countdown(effect);
+        },
+        fail);
+    store.send(Countdown{0});
+    EventExecutor::main().drain();
+    sink.yield(Add{100});
+    store.send(Countdown{3});
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(store.state().value, 3);
 }
 
 TEST(Store, ACancelledTaskForwardsNothingMore) {
@@ -79,8 +107,8 @@ TEST(Store, ACancelledTaskForwardsNothingMore) {
     auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
     CounterStore store(
         EventExecutor::main(), {}, reduce,
-        [shared](CounterAction action, Counter) -> Task<ActionStream<CounterAction>> {
-            if (std::holds_alternative<Nothing>(action))
+        [shared](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+            if (std::holds_alternative<Nothing>(effect.action))
                 co_return std::move(*shared);
             co_return std::nullopt;
         },
@@ -100,7 +128,7 @@ TEST(Store, ActionsYieldedAfterItsReleaseAreDropped) {
     bool started = false;
     auto store = std::make_unique<CounterStore>(
         EventExecutor::main(), Counter{}, reduce,
-        [&started, shared](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+        [&started, shared](CounterEffect) -> Task<ActionStream<CounterAction>> {
             started = true;
             co_return std::move(*shared);
         },
@@ -119,7 +147,7 @@ TEST(Store, WhatEscapesAnEffectIsReportedAndLeavesNoTask) {
     QString reported;
     CounterStore store(
         EventExecutor::main(), {}, reduce,
-        [](CounterAction, Counter) -> Task<ActionStream<CounterAction>> {
+        [](CounterEffect) -> Task<ActionStream<CounterAction>> {
             throw std::runtime_error("disk full");
             co_return std::nullopt;
         },
@@ -133,8 +161,8 @@ TEST(Store, ALateObserverSeesEachChangeOnceAndAfterTheEffectHasBegun) {
     std::vector<QString> order;
     CounterStore store(
         EventExecutor::main(), {}, reduce,
-        [&](CounterAction, Counter state) -> Task<ActionStream<CounterAction>> {
-            order.push_back(QStringLiteral("effect %1").arg(state.value));
+        [&](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+            order.push_back(QStringLiteral("effect %1").arg(effect.value));
             co_return std::nullopt;
         },
         fail);
@@ -152,7 +180,14 @@ TEST(Store, ALateObserverSeesEachChangeOnceAndAfterTheEffectHasBegun) {
 }
 
 TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {
-    CounterStore store(EventExecutor::main(), {}, reduce, countdown, fail);
+    std::vector<int> effects;
+    CounterStore store(
+        EventExecutor::main(), {}, reduce,
+        [&](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+            effects.push_back(effect.value);
+            co_return std::nullopt;
+        },
+        fail);
     Observation once;
     int calls = 0;
     once = store.observe([&](const Counter&, const Counter&) {
@@ -163,7 +198,8 @@ TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {
     store.send(Add{1});
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(store.state().value, 2);
-    waitUntil([&] { return store.activeTasks().empty(); });
+    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_EQ(effects, (std::vector<int>{1, 2})) << "an effect overtook the one of an earlier action";
 }
 
 } // namespace

@@ -19,9 +19,12 @@ public:
     std::vector<Call> calls;
     Delivery delivery = Delivery::read;
     std::optional<TextInjectionError::Code> failure;
+    std::optional<std::runtime_error> fault; ///< one that no code expects
     bool textFieldFocused = true;
 
     Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) override {
+        if (fault)
+            throw std::runtime_error(*fault);
         if (failure)
             throw TextInjectionError(*failure);
         calls.push_back({std::move(text), mode, restoreClipboard});

@@ -42,17 +42,17 @@ TEST_F(PillViewModelTest, ShowsEachState) {
         {"command",
          {start, session, StopRecording{}, CommandProcessing{}},
          PillPhase::command,
-         QStringLiteral("Processing with AI...")},
+         key("pill.commandProcessing")},
         {"failed",
-         {start, RecordingFailed{RecordingError(RecordingError::Unknown{QStringLiteral("No\nsound")})}},
+         {start, RecordingFailed{RecordingError(RecordingError::Unknown{{}, {QStringLiteral("No\nsound")}})}},
          PillPhase::error,
-         QStringLiteral("No sound")},
+         key("No sound")},
     };
     for (const auto& wantedCase : cases) {
         SCOPED_TRACE(wantedCase.name);
         RecordingState state;
         for (const auto& each : wantedCase.actions)
-            state = reducer.reduce(state, each);
+            state = reducer.reduce(state, each).state;
         const auto shown = presentPill(state, [this](const QString& name) { return key(qPrintable(name)); });
         EXPECT_EQ(shown.phase, wantedCase.phase);
         EXPECT_EQ(shown.text, wantedCase.text);

@@ -20,8 +20,7 @@ struct RecordingFixture {
                              return reducer.reduce(state, action);
                          },
                          {},
-                         [](const QString&, const QString&) {},
-                         [](const RecordingAction&) { return false; }};
+                         [](const QString&, const QString&) {}};
 
     void send(std::initializer_list<RecordingAction> actions) {
         for (const auto& action : actions)

@@ -21,23 +21,23 @@ Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& 
       m_effects(recordingServices(clock, stores)),
       m_store(
           EventExecutor::main(), RecordingState(), reducer(clock),
-          [this](RecordingAction action, RecordingState state) {
+          [this](RecordingEffect effect) {
               // Only one capture at a time is possible, and the dictation has priority.
-              if (std::holds_alternative<action::StartRecording>(action))
+              if (std::holds_alternative<effect::BeginDictation>(effect))
                   m_probe.giveWay(LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
-              return m_effects.handle(std::move(action), std::move(state));
+              return m_effects.handle(std::move(effect));
           },
           [](const QString& name, const QString& error) {
               appLog(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error,
                      QStringLiteral("App"));
-          },
-          [this](const RecordingAction& action) { return m_effects.handles(action); }) {
+          }) {
     m_observation = m_store.observe(
         [this, delivered = std::move(delivered)](const RecordingState& before, const RecordingState& after) {
             if (before.status == after.status)
                 return;
             m_services.hotkeyService->setRecordingActive(after.status.isActive());
-            if (before.status.is<RecordingState::Processing>())
+            // Not when the next dictation has begun: nothing may keep its microphone waiting.
+            if (before.status.is<RecordingState::Processing>() && !after.status.isUnderWay())
                 delivered();
         });
     applyMicrophone();

@@ -99,9 +99,9 @@ struct RecordingCompleted {};
 struct Reset {};
 /// The connection is gone and the recording goes on to disk alone.
 struct SwitchedToOffline {};
-/// Show a short note to the user, in the interface language.
+/// Show a short note to the person.
 struct ShowHint {
-    QString message;
+    UserMessage message;
 };
 /// The application that will receive the text is known.
 struct TargetApplicationCaptured {

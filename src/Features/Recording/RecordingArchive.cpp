@@ -18,15 +18,15 @@ QString reasonOf(const std::exception& error) { return QString::fromUtf8(error.w
 
 } // namespace
 
-RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(UserMessage)> onProblem)
-    : m_stores(stores), m_facts(std::move(facts)), m_onProblem(std::move(onProblem)) {}
+RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackup& audio)
+    : m_stores(stores), m_facts(std::move(facts)), m_audio(audio) {}
 
 RecordingArchive::~RecordingArchive() {
     if (m_isSettled)
         return;
     recordingLog(QStringLiteral("⚠️ AudioFileWriter still active in handleRecordingFinished (chunks=%1) — leaving files "
                                 "for orphan recovery ")
-                     .arg(m_chunks),
+                     .arg(m_audio.chunkCount()),
                  LogLevel::warn);
     if (hasAudio())
         keepPending(QStringLiteral("unexpected_end"));
@@ -34,26 +34,26 @@ RecordingArchive::~RecordingArchive() {
         discard();
 }
 
+void RecordingArchive::report(const UserMessage& problem) {
+    // One cause often fails several steps; the person reads it once.
+    if (m_problem == problem)
+        return;
+    m_problem = problem;
+    NotificationCenter::shared().post(notification::userNotice,
+                                      {{QStringLiteral("message"), LocalizationManager::shared().t(problem)}});
+}
+
+QString RecordingArchive::userId() {
+    if (m_userId.isEmpty())
+        m_userId = m_facts.userId();
+    return m_userId;
+}
+
 void RecordingArchive::begin() {
-    m_writer = std::make_unique<AudioFileWriter>(m_facts.recordingId);
-    m_writer->onFailure = [tell = m_onProblem](const FileError& error) {
-        tell(errorTexts::ofSafetyCopy(error.cause()));
-    };
-    try {
-        m_writer->startWriting();
-        recordingLog(QStringLiteral("📁 Audio file writer started: %1").arg(m_facts.recordingId));
-    } catch (const FileError& error) {
-        recordingLog(QStringLiteral("⚠️ Failed to start audio file writer: %1. Recording will proceed without disk "
-                                    "backup. ")
-                         .arg(reasonOf(error)),
-                     LogLevel::warn);
-        m_writer.reset();
-        m_onProblem(errorTexts::ofSafetyCopy(error.cause()));
-    }
+    m_audio.begin([this](const UserMessage& problem) { report(problem); });
     createActiveRecord();
     writeMetadata(inProgress);
-    if (m_writer)
-        recordingLog(QStringLiteral("📁 Early metadata saved for crash recovery: %1").arg(m_facts.recordingId));
+    recordingLog(QStringLiteral("📁 Early metadata saved for crash recovery: %1").arg(m_facts.recordingId));
 }
 
 void RecordingArchive::createActiveRecord() {
@@ -61,7 +61,7 @@ void RecordingArchive::createActiveRecord() {
         recordingLog(QStringLiteral("⚠️ ModelContext not available, skipping active record creation "), LogLevel::warn);
         return;
     }
-    if (m_facts.userId.isEmpty()) {
+    if (userId().isEmpty()) {
         recordingLog(QStringLiteral("⚠️ No authenticated user, skipping active record creation "), LogLevel::warn);
         return;
     }
@@ -69,37 +69,28 @@ void RecordingArchive::createActiveRecord() {
         recordingLog(QStringLiteral("📝 Active record created: %1").arg(m_record->id.toString(QUuid::WithoutBraces)));
 }
 
-void RecordingArchive::append(const AudioChunk& chunk) {
-    if (m_isSettled)
-        return;
-    m_bytes += chunk.data.size();
-    ++m_chunks;
-    if (m_writer)
-        (void)m_writer->writeChunk(chunk.data);
-}
-
 void RecordingArchive::beginProcessing() {
     if (m_isSettled || !m_record)
         return;
     m_record->status = RecordStatus::processing;
-    m_record->durationMs = durationMs();
+    m_record->durationMs = m_audio.durationMs();
     saveHistory();
 }
 
 void RecordingArchive::complete(const ArchivedText& text, bool keepAudio) {
     if (!settle())
         return;
-    if (m_writer)
-        m_writer->finalize();
-    const bool hasBackup = m_writer && m_writer->totalBytes() > 0;
+    m_audio.finalize();
+    const bool keepsBackup = m_audio.isOnDisk() && keepAudio;
     const auto record = outcomeRecord();
     if (record) {
         recordingLog(QStringLiteral("💾 Saving transcription locally (text stays on device)... "));
         applyText(*record, text);
         record->status = RecordStatus::completed;
-        record->audioRetainedId = hasBackup && keepAudio ? std::optional(m_facts.recordingId) : std::nullopt;
+        record->audioRetainedId = keepsBackup ? std::optional(m_facts.recordingId) : std::nullopt;
     }
-    // The record first: were we killed in between, the audio would be found beside a finished record, not instead.
+    // Save the record before touching the audio: after a crash in between, the recovery finds audio beside a finished
+    // record and does not transcribe it a second time.
     if (!record || !saveHistory()) {
         // Nowhere to put the text: it will come from the audio again, once there is a history to hold it.
         writeMetadata(QStringLiteral("history_unavailable"));
@@ -110,15 +101,13 @@ void RecordingArchive::complete(const ArchivedText& text, bool keepAudio) {
                      ? QStringLiteral("✅ Local record updated with metricsId %1").arg(*text.metricsId)
                      : QStringLiteral("ℹ️ No metricsId received from server; leaving local record unlinked "));
     if (m_stores.tags)
-        m_stores.tags->applyAutoTag(record);
-    if (!m_writer)
-        return;
-    if (hasBackup && keepAudio) {
+        tryHistory([&] { m_stores.tags->applyAutoTag(record); });
+    if (keepsBackup) {
         writeMetadata(QStringLiteral("completed"));
         AudioFileWriter::markCompleted(m_facts.recordingId);
         recordingLog(QStringLiteral("🎧 Audio retained for playback: %1").arg(m_facts.recordingId));
     } else {
-        m_writer->deleteFiles();
+        m_audio.deleteFiles();
         recordingLog(QStringLiteral("🗑️ Audio backup file cleaned up (recording succeeded) "));
     }
 }
@@ -126,9 +115,8 @@ void RecordingArchive::complete(const ArchivedText& text, bool keepAudio) {
 void RecordingArchive::keepPending(const QString& reason, const ArchivedText& text) {
     if (!settle())
         return;
-    if (m_writer)
-        m_writer->finalize();
-    if (!m_writer || m_writer->totalBytes() == 0) {
+    m_audio.finalize();
+    if (!m_audio.isOnDisk()) {
         // Nothing reached the disk. What text there is must not be lost with it.
         if (text.text.isEmpty()) {
             removeRecord();
@@ -137,8 +125,7 @@ void RecordingArchive::keepPending(const QString& reason, const ArchivedText& te
             record->status = RecordStatus::completed;
             saveHistory();
         }
-        if (m_writer)
-            m_writer->deleteFiles();
+        m_audio.deleteFiles();
         return;
     }
     writeMetadata(reason);
@@ -156,20 +143,18 @@ void RecordingArchive::keepPending(const QString& reason, const ArchivedText& te
 void RecordingArchive::keepUnrecognized(const QString& reason) {
     if (!settle())
         return;
-    if (m_writer)
-        m_writer->finalize();
-    if (!m_writer || m_writer->totalBytes() == 0) {
+    m_audio.finalize();
+    if (!m_audio.isOnDisk()) {
         removeRecord();
-        if (m_writer)
-            m_writer->deleteFiles();
+        m_audio.deleteFiles();
         return;
     }
     writeMetadata(reason);
     if (const auto record = outcomeRecord()) {
         record->status = RecordStatus::unrecognized;
-        record->durationMs = durationMs();
+        record->durationMs = m_audio.durationMs();
         record->audioRetainedId = m_facts.recordingId;
-        // Without the verdict in the history the audio would be out of everybody's sight; so it waits instead.
+        // Without the verdict in the history the audio would be found nowhere; so it waits instead.
         if (saveHistory())
             AudioFileWriter::markCompleted(m_facts.recordingId);
     }
@@ -178,10 +163,8 @@ void RecordingArchive::keepUnrecognized(const QString& reason) {
 void RecordingArchive::discard() {
     if (!settle())
         return;
-    if (m_writer) {
-        m_writer->finalize();
-        m_writer->deleteFiles();
-    }
+    m_audio.finalize();
+    m_audio.deleteFiles();
     removeRecord();
 }
 
@@ -193,13 +176,14 @@ bool RecordingArchive::settle() {
 }
 
 RecordPointer RecordingArchive::outcomeRecord() {
-    if (m_record || !m_stores.history || m_facts.userId.isEmpty())
+    if (m_record || !m_stores.history || userId().isEmpty())
         return m_record;
-    m_record = TranscriptionRecord::recordingInProgress(
-        m_facts.userId, m_facts.targetApp.isEmpty() ? std::nullopt : std::optional(m_facts.targetApp), false);
-    m_record->createdAt = m_facts.createdAt;
-    m_record->clientRecordingId = m_facts.recordingId;
-    m_stores.history->insert(m_record);
+    const auto record = TranscriptionRecord::recordingInProgress(
+        m_userId, m_facts.targetApp.isEmpty() ? std::nullopt : std::optional(m_facts.targetApp), false);
+    record->createdAt = m_facts.createdAt;
+    record->clientRecordingId = m_facts.recordingId;
+    if (tryHistory([&] { m_stores.history->insert(record); }))
+        m_record = record;
     return m_record;
 }
 
@@ -208,15 +192,15 @@ void RecordingArchive::removeRecord() {
         return;
     recordingLog(
         QStringLiteral("🧹 Deleted empty processing record: %1").arg(m_record->id.toString(QUuid::WithoutBraces)));
-    m_stores.history->remove(m_record);
-    saveHistory();
+    if (tryHistory([&] { m_stores.history->remove(m_record); }))
+        saveHistory();
     m_record.reset();
 }
 
 void RecordingArchive::applyText(TranscriptionRecord& record, const ArchivedText& text) const {
     record.text = text.text;
     record.wordCount = countWords(text.text);
-    record.durationMs = durationMs();
+    record.durationMs = m_audio.durationMs();
     record.sessionId = text.sessionId;
     if (!text.originalText.isEmpty() && text.originalText != text.text)
         record.rawText = text.originalText;
@@ -235,39 +219,31 @@ void RecordingArchive::applyText(TranscriptionRecord& record, const ArchivedText
 }
 
 bool RecordingArchive::saveHistory() {
+    return tryHistory([this] { m_stores.history->save(); });
+}
+
+bool RecordingArchive::tryHistory(const std::function<void()>& work) {
     try {
-        m_stores.history->save();
+        work();
         return true;
     } catch (const StoreError& error) {
         recordingLog(QStringLiteral("❌ The history could not be saved: %1").arg(reasonOf(error)), LogLevel::error);
-        m_onProblem(errorTexts::of(error.cause()));
+        report(errorTexts::of(error.cause()));
         return false;
     }
 }
 
 void RecordingArchive::writeMetadata(const QString& reason) {
-    if (!m_writer)
-        return;
     PendingAudioMetadata metadata;
-    metadata.id = m_facts.recordingId;
     metadata.createdAt = m_facts.createdAt;
-    metadata.durationMs = durationMs();
     metadata.primaryLanguage = m_facts.primaryLanguage;
     metadata.secondaryLanguage = m_facts.secondaryLanguage;
     metadata.targetApp = m_facts.targetApp;
     metadata.targetAppPid = m_facts.targetAppPid;
-    metadata.userId = m_facts.userId;
-    metadata.chunkCount = m_writer->chunkCount();
-    metadata.totalBytes = m_writer->totalBytes();
+    metadata.userId = userId();
     metadata.reason = reason;
     metadata.clientRecordingId = m_facts.recordingId;
-    try {
-        m_writer->saveMetadata(metadata);
-    } catch (const std::exception& error) {
-        // The audio itself is enough for a recovery; the facts beside it are lost.
-        recordingLog(QStringLiteral("⚠️ The recording's metadata could not be written: %1").arg(reasonOf(error)),
-                     LogLevel::warn);
-    }
+    m_audio.saveMetadata(metadata);
 }
 
 } // namespace quillo

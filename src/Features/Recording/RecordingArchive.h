@@ -1,18 +1,15 @@
 #pragma once
 
-#include "Core/AudioChunk.h"
 #include "Core/UserMessage.h"
 #include "Data/Models/TranscriptionRecord.h"
+#include "Features/Recording/AudioBackup.h"
 #include "Services/Protocol/ServerMessage.h"
-#include "Services/Recordings/AudioFileWriter.h"
 
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
 
-#include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace quillo {
@@ -29,8 +26,9 @@ struct ArchiveStores {
 
 /// The facts of a dictation that its record and the file beside its audio carry.
 struct ArchiveFacts {
-    QString recordingId; ///< names the audio files and the recording to the server
-    QString userId;      ///< empty: nobody is signed in
+    QString recordingId; ///< names the recording to the server
+    /// Who is signed in, empty when nobody is: asked again while it is, as a sign-in may complete during the dictation.
+    std::function<QString()> userId;
     QDateTime createdAt;
     QString primaryLanguage;
     QString secondaryLanguage;
@@ -48,19 +46,19 @@ struct ArchivedText {
     std::optional<LanguageMismatch> mismatch;
 };
 
-/// One dictation's audio on disk and its record in the history. The audio is written as it comes, so that at every
-/// moment either the text is in the history or the audio is where the queue finds it. Main thread; no call throws.
+/// What becomes of one dictation: its record in the history, and the audio on disk that the record refers to. The audio
+/// is written as it comes, so that at every moment either the text is in the history or the audio is where the queue
+/// finds it. A history that fails costs the record, not the dictation. Main thread; no call throws.
 class RecordingArchive {
 public:
-    /// `onProblem` is called when the disk or the store refuses.
-    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, std::function<void(UserMessage)> onProblem);
+    /// `audio` outlives the archive.
+    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackup& audio);
     ~RecordingArchive();
     RecordingArchive(const RecordingArchive&) = delete;
     RecordingArchive& operator=(const RecordingArchive&) = delete;
 
     /// Opens the audio file, inserts the active record, and writes what a recovery after a crash needs to know.
     void begin();
-    void append(const AudioChunk& chunk);
     /// The microphone is closed; the text is awaited.
     void beginProcessing();
 
@@ -70,21 +68,24 @@ public:
     void complete(const ArchivedText& text, bool keepAudio);
     /// The audio waits for a transcription; what text there is stays readable until then.
     void keepPending(const QString& reason, const ArchivedText& text = {});
-    /// Nobody understood the audio: it is kept, and transcribed again only when the user asks.
+    /// The recogniser found no words: the audio is kept, and transcribed again only when the user asks.
     void keepUnrecognized(const QString& reason);
-    /// The user wants nothing of it, or there is nothing.
+    /// The user does not want it, or there is nothing.
     void discard();
 
     [[nodiscard]] bool isSettled() const { return m_isSettled; }
-    [[nodiscard]] bool hasAudio() const { return m_bytes > 0; }
-    [[nodiscard]] int64_t durationMs() const {
-        return m_bytes * 1000 / static_cast<int64_t>(AudioFormat::sampleRate * AudioFormat::bytesPerSample);
-    }
+    [[nodiscard]] bool hasAudio() const { return m_audio.hasAudio(); }
     /// The record, once there is one.
     [[nodiscard]] const RecordPointer& record() const { return m_record; }
+    /// What the person must know: the disk or the history refused something on the way.
+    [[nodiscard]] const std::optional<UserMessage>& problem() const { return m_problem; }
 
 private:
     bool settle();
+    void report(const UserMessage& problem);
+    /// Runs `work` on the history; false, with the problem reported, when the history refuses.
+    bool tryHistory(const std::function<void()>& work);
+    QString userId();
     void createActiveRecord();
     /// The record to write the outcome into; made now when there is none yet. Null without a store or a user.
     RecordPointer outcomeRecord();
@@ -95,11 +96,10 @@ private:
 
     ArchiveStores m_stores;
     ArchiveFacts m_facts;
-    std::function<void(UserMessage)> m_onProblem;
-    std::unique_ptr<AudioFileWriter> m_writer;
+    AudioBackup& m_audio;
+    QString m_userId;
     RecordPointer m_record;
-    int64_t m_bytes = 0;
-    int m_chunks = 0;
+    std::optional<UserMessage> m_problem;
     bool m_isSettled = false;
 };
 

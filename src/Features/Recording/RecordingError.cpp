@@ -24,11 +24,30 @@ QString RecordingError::messageKey() const {
         m_kind);
 }
 
-QString RecordingError::errorDescription() const {
-    if (const auto* unknown = std::get_if<Unknown>(&m_kind))
-        return unknown->message;
-    return LocalizationManager::shared().t(messageKey());
+UserMessage RecordingError::userMessage() const {
+    return std::visit(Overloaded{
+                          [this](const AudioCaptureFailed& error) {
+                              return error.silentDevice.isEmpty()
+                                         ? UserMessage{messageKey()}
+                                         : UserMessage{QStringLiteral("error.microphoneSilent"), {error.silentDevice}};
+                          },
+                          [this](const TranscriptionFailed& error) {
+                              if (error.code == QStringLiteral("STT_UNAVAILABLE"))
+                                  return UserMessage{QStringLiteral("error.recogniserUnavailable")};
+                              if (error.code == QStringLiteral("LANGUAGE_NOT_SERVED"))
+                                  return UserMessage{QStringLiteral("error.languageNotServed")};
+                              return UserMessage{messageKey()};
+                          },
+                          [](const Unknown& error) {
+                              return error.words.isEmpty() ? UserMessage{QStringLiteral("error.unexpected")}
+                                                           : error.words;
+                          },
+                          [this](const auto&) { return UserMessage{messageKey()}; },
+                      },
+                      m_kind);
 }
+
+QString RecordingError::errorDescription() const { return LocalizationManager::shared().t(userMessage()); }
 
 QString RecordingError::detail() const {
     return std::visit(Overloaded{

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Core/UserMessage.h"
+
 #include <QString>
 
 #include <concepts>
@@ -7,7 +9,8 @@
 
 namespace quillo {
 
-/// The closed set of failures that end a dictation.
+/// The closed set of failures that end a dictation. What a case carries in `reason`, `message` or `detail` is for the
+/// log; a person reads the words of `userMessage`.
 class RecordingError {
 public:
     struct ConnectionFailed {
@@ -20,14 +23,17 @@ public:
     };
     struct AudioCaptureFailed {
         QString reason;
+        QString silentDevice = {}; ///< its name, when it was opened and delivered nothing
         bool operator==(const AudioCaptureFailed&) const = default;
     };
     struct TranscriptionFailed {
         QString message;
+        QString code = {}; ///< the server's
         bool operator==(const TranscriptionFailed&) const = default;
     };
     struct Unknown {
         QString message;
+        UserMessage words = {}; ///< more exact ones than "an unexpected failure"
         bool operator==(const Unknown&) const = default;
     };
     struct MicrophonePermissionDenied {
@@ -55,11 +61,13 @@ public:
         return std::holds_alternative<T>(m_kind);
     }
 
-    /// The key of the localized description; empty for `Unknown`, which shows its message.
+    /// The case's own key in the catalogues; empty for `Unknown`.
     [[nodiscard]] QString messageKey() const;
-    /// What to tell the user, in the interface language.
+    /// What a person reads: the case's text, or a more exact one where more is known.
+    [[nodiscard]] UserMessage userMessage() const;
+    /// `userMessage` in the interface language. Main thread.
     [[nodiscard]] QString errorDescription() const;
-    /// The reason or message carried, for the log and for small print; may be empty.
+    /// The reason or message carried, for the log; may be empty.
     [[nodiscard]] QString detail() const;
 
     bool operator==(const RecordingError&) const = default;

@@ -1,7 +1,6 @@
 #include "Features/Recording/RecordingReducer.h"
 
 #include "Core/Log.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo {
 
@@ -17,6 +16,7 @@ void log(const QString& message, LogLevel level = LogLevel::info) { appLog(messa
 /// Applies one action to a copy of the state; one overload per action, in the order of `RecordingAction`.
 struct Transition {
     RecordingState& state;
+    std::optional<RecordingEffect>& effect;
     const std::function<QDateTime()>& wallTime;
 
     void operator()(const action::SetHovering& action) const { state.isHovering = action.hovering; }
@@ -97,7 +97,8 @@ struct Transition {
     }
 
     void operator()(const action::CommandDetected& action) const {
-        state.commandStatusMessage = QStringLiteral("✨ %1...").arg(action.commandText.left(commandLabelLength));
+        state.commandStatusMessage =
+            UserMessage{QStringLiteral("pill.command"), {action.commandText.left(commandLabelLength)}};
     }
 
     void operator()(const action::CommandResult&) const { state.commandStatusMessage.reset(); }
@@ -111,7 +112,8 @@ struct Transition {
     }
 
     void operator()(const action::StartRecording&) const {
-        if (state.status.isActive() || state.status.is<RecordingState::Processing>())
+        // While the last dictation is being finished the next may begin: what is said now must not be lost.
+        if (state.status.isActive())
             return;
         RecordingState next;
         next.status = RecordingState::Connecting{};
@@ -119,9 +121,9 @@ struct Transition {
         next.isHandsOff = state.isHandsOff;
         next.isHovering = state.isHovering;
         next.meetingPreConfirmedSnapshot = state.meetingPreConfirmed;
-        next.commandStatusMessage = state.commandStatusMessage;
         next.activeApplicationName = state.activeApplicationName;
         state = std::move(next);
+        effect = effect::BeginDictation{};
     }
 
     void operator()(const action::StopRecording&) const {
@@ -130,6 +132,7 @@ struct Transition {
         state.status = RecordingState::Processing{};
         state.isHandsOff = false;
         state.meetingPreConfirmed = false;
+        effect = effect::EndDictation{};
     }
 
     void operator()(const action::CancelRecording&) const {
@@ -138,6 +141,7 @@ struct Transition {
         state.sessionId.reset();
         state.isHandsOff = false;
         state.meetingPreConfirmed = false;
+        effect = effect::CancelDictation{};
     }
 
     void operator()(const action::ShowCancelledMessage&) const {
@@ -153,7 +157,7 @@ struct Transition {
 
     void operator()(const action::ShowMeetingProcessingHint&) const {
         state.savedToHistoryHintVisible = true;
-        state.savedToHistoryHintMessage = LocalizationManager::shared().t(QStringLiteral("pill.meetingProcessing"));
+        state.savedToHistoryHintMessage = UserMessage{QStringLiteral("pill.meetingProcessing")};
     }
 
     void operator()(const action::HideSavedToHistory&) const {
@@ -165,7 +169,7 @@ struct Transition {
     void operator()(const action::AudioCaptureStarted&) const {}
 
     void operator()(const action::CommandProcessing&) const {
-        state.commandStatusMessage = QStringLiteral("Processing with AI...");
+        state.commandStatusMessage = UserMessage{QStringLiteral("pill.commandProcessing")};
     }
 
     void operator()(const action::TextInjected&) const {}
@@ -204,9 +208,12 @@ struct Transition {
 
 RecordingReducer::RecordingReducer(std::function<QDateTime()> wallTime) : m_wallTime(std::move(wallTime)) {}
 
-RecordingState RecordingReducer::reduce(const RecordingState& state, const RecordingAction& action) const {
-    RecordingState next = state;
-    std::visit(Transition{next, m_wallTime}, action);
+Reduction<RecordingState, RecordingEffect> RecordingReducer::reduce(const RecordingState& state,
+                                                                    const RecordingAction& action) const {
+    Reduction<RecordingState, RecordingEffect> next(state);
+    std::visit(Transition{next.state, next.effect, m_wallTime}, action);
+    if (!next.effect && state.status.isUnderWay() && !next.state.status.isUnderWay())
+        next.effect = effect::LeaveDictation{actionName(action)};
     return next;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Architecture/Reducer.h"
 #include "Features/Recording/RecordingAction.h"
+#include "Features/Recording/RecordingEffect.h"
 #include "Features/Recording/RecordingState.h"
 
 #include <QDateTime>
@@ -10,20 +11,21 @@
 
 namespace quillo {
 
-/// The state machine of a dictation: every transition and its guard. An action that is not valid in the present status
-/// leaves the state as it is, so that a late action of a slow side effect cannot move the machine backwards. Pure but
-/// for the time of `startRecording` and log lines; main thread.
+/// The state machine of a dictation: every transition, its guard, and the work it leads to. An action that is not valid
+/// in the present status leaves the state as it is, so that a late action of a slow side effect cannot move the machine
+/// backwards. Pure but for the time of `startRecording` and log lines; main thread.
 class RecordingReducer {
 public:
     /// `wallTime` gives the start time of a recording, UTC.
     explicit RecordingReducer(std::function<QDateTime()> wallTime);
 
-    [[nodiscard]] RecordingState reduce(const RecordingState& state, const RecordingAction& action) const;
+    [[nodiscard]] Reduction<RecordingState, RecordingEffect> reduce(const RecordingState& state,
+                                                                    const RecordingAction& action) const;
 
 private:
     std::function<QDateTime()> m_wallTime;
 };
 
-static_assert(Reducer<RecordingReducer, RecordingState, RecordingAction>);
+static_assert(Reducer<RecordingReducer, RecordingState, RecordingAction, RecordingEffect>);
 
 } // namespace quillo

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "Concurrency/AsyncEvent.h"
 #include "Concurrency/AsyncStream.h"
 #include "Concurrency/TaskRunner.h"
-#include "Features/Recording/AudioBacklog.h"
+#include "Features/Recording/CaptureChannel.h"
 #include "Features/Recording/RecordingAction.h"
 #include "Features/Recording/RecordingServices.h"
 #include "Features/Recording/RunLog.h"
+#include "Features/Recording/RunPhase.h"
+#include "Features/Recording/ServerLink.h"
 #include "Features/Recording/TimingSnapshot.h"
 
 #include <QString>
@@ -17,78 +18,69 @@
 
 namespace quillo {
 
-/// Everything that belongs to one dictation and dies with it. Held by the coroutines that work for it; main thread.
-struct RecordingRun {
-    RecordingRun(RecordingServices& owner, TaskRunner& runner, AsyncStream<RecordingAction>::Sink actions)
-        : services(owner), tasks(runner), sink(std::move(actions)), preferences(owner.preferences()) {}
+struct RecordingRun;
 
+/// What all dictations share; it outlives each of them.
+struct RunContext {
+    RecordingServices services;
+    TaskRunner::Report report; ///< of failures that no code expected
+    /// Called at the end of each; it gives back what they share.
+    std::function<void(const std::shared_ptr<RecordingRun>&)> ended;
+    TaskRunner tasks;
+
+    RunContext(RecordingServices owner, TaskRunner::Report reporter)
+        : services(std::move(owner)), report(reporter), tasks(std::move(reporter)) {}
+};
+
+/// One dictation: the parts it consists of, each with its own state, and the phase it is in. Three lives have three
+/// ends: the capture's (`microphone`), the server session's (`server.session`) and the run's own. Held by the
+/// coroutines that work for it; main thread.
+struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
+    RecordingRun(std::shared_ptr<RunContext> owner, AsyncStream<RecordingAction>::Sink actions);
+
+    const std::shared_ptr<RunContext> context;
     RecordingServices& services;
-    TaskRunner& tasks;
-    AsyncStream<RecordingAction>::Sink sink;
     const RecordingPreferences preferences;
-    /// Triggered by cancel and at the end: every wait of this run ends.
-    std::stop_source stop;
+    const QString id; ///< the client recording id: names the audio files, and the recording to the server
 
-    std::optional<QDateTime> startTime; ///< the state's, which tells one dictation from the next
+    RunPhase phase = phase::Opening{};
     RunLog log;
     TimingSnapshot timing;
-    QString clientRecordingId;
-    QString currentSessionId;
     std::optional<RunningApplication> targetApp; ///< frontmost at the start
+    CaptureChannel::Handle microphone;
+    ServerLink server;
+    std::unique_ptr<RecordingArchive> archive; ///< made when the microphone opens
+    DeliveryResult delivered;
 
-    // What it leaves behind; made when the microphone opens.
-    std::unique_ptr<RecordingArchive> archive;
-    /// A sentence for the user: the disk or the history refused something on the way.
-    std::optional<QString> problem;
-
-    // Audio.
-    bool isCapturing = false; ///< chunks are coming, or a stream of them has still to be read to its end
-    /// Ends the reading of the microphone before its stream does: nobody wants what is still to come.
-    std::stop_source captureStop;
-    /// The server did not get, or did not keep, all that was captured: its text is not the whole of what was said.
-    bool isIncomplete = false;
-    AudioBacklog backlog;
-    bool sendsDirectly = false; ///< the session is open and the backlog has been sent
-    bool isFlushing = false;    ///< the backlog is being sent; chunks still join it at its end
-    AsyncEvent flushed;         ///< of the flush under way or the latest one
-    int captureGeneration = 0;  ///< a restarted capture makes the stream before it a stranger
-    AsyncEvent captureDrained;
-    AsyncEvent firstChunk;
-    int observedAudioChunks = 0;
-    qint64 observedAudioBytes = 0;
-    float lastObservedAudioLevel = 0;
-    std::optional<QString> captureFailure; ///< the microphone was lost and could not be replaced
-
-    // Session.
-    AsyncEvent sessionStarted;
-    AsyncEvent sessionEnded;   ///< the server's last word came, or will not come
-    AsyncEvent connectionGone; ///< the start failed or the connection was lost: no session will start any more
-    bool isStopping = false;
-    bool isOffline = false;
-    bool isFinished = false;
-    bool isCommandProcessing = false;
-    bool serverErrorDuringFinalization = false;
-    bool textAlreadyInjected = false;
-    std::optional<Clock::Instant> lastServerMessageAt;
-    std::optional<server::SessionEnded> ended;
-    int chunksSent = 0;
-    std::optional<RecordingAction> fatalError; ///< what the server's failure is to be shown as
-    QString detectedLanguage;
-
-    // Result.
-    QString text;
-    std::optional<Delivery> delivery;
-
-    [[nodiscard]] std::stop_token token() const { return stop.get_token(); }
-    [[nodiscard]] bool isCancelled() const { return stop.stop_requested(); }
-    void yield(RecordingAction action) const { sink.yield(std::move(action)); }
-
-    /// For the history: `text`, and what the server said about it.
-    [[nodiscard]] ArchivedText archivedText() const;
-    /// " observedChunks=... bufferedChunks=..." for the end marker.
-    [[nodiscard]] QString counters() const;
+    // The run's own life.
+    /// Triggered at the end, however it comes: every wait of this run ends.
+    [[nodiscard]] std::stop_token token() const { return m_life.get_token(); }
+    [[nodiscard]] bool isOver() const { return std::holds_alternative<phase::Over>(phase); }
+    [[nodiscard]] const phase::Stopping* stopping() const { return std::get_if<phase::Stopping>(&phase); }
     /// Writes the end marker, reports the timings and ends the action stream. The first call counts.
     void finish(const QString& reason);
+
+    /// Feeds `action` back into the store. Of a dictation that another one has overtaken the state shows nothing more:
+    /// what the person must know becomes a notice.
+    void yield(RecordingAction action) const;
+    /// The next dictation has begun while this one is being finished.
+    void fallBehind() { m_isBehind = true; }
+    [[nodiscard]] bool isBehind() const { return m_isBehind; }
+
+    /// Runs `body` for this run. A failure that no code expected ends the dictation: the audio is kept, the person is
+    /// told, the state is left, and the failure is reported.
+    void launch(const QString& name, std::function<Task<>()> body);
+
+    /// " observedChunks=... bufferedChunks=..." for the end marker.
+    [[nodiscard]] QString counters() const;
+
+private:
+    static Task<> guard(std::shared_ptr<RecordingRun> run, QString name, std::function<Task<>()> body);
+    void endAfterFailure(const QString& error);
+
+    AsyncStream<RecordingAction>::Sink m_sink;
+    std::stop_source m_life;
+    bool m_isBehind = false;
 };
 
 using RunHandle = std::shared_ptr<RecordingRun>;

@@ -1,10 +1,12 @@
 #pragma once
 
-#include "Architecture/SideEffect.h"
+#include "Features/Recording/RecordingEffect.h"
 #include "Features/Recording/RecordingRun.h"
 #include "Features/Recording/RecordingState.h"
 
 #include <QVariantMap>
+
+#include <vector>
 
 namespace quillo {
 
@@ -18,33 +20,34 @@ struct RecordingReport {
     std::optional<Clock::Instant> firstSampleAt;
 };
 
-/// Does the work of a dictation: microphone, session, delivery. One dictation at a time; main thread.
-class RecordingSideEffects final : public SideEffectHandler<RecordingState, RecordingAction> {
+/// Does the work of the dictations: microphone, session, delivery. One dictation records at a time; those before it may
+/// still be waiting for their text behind it. Main thread.
+class RecordingSideEffects final : public SideEffectHandler<RecordingEffect, RecordingAction> {
 public:
-    explicit RecordingSideEffects(RecordingServices services);
+    /// `report` receives what no code expected: the dictation it happened in has been ended. By default it is logged.
+    explicit RecordingSideEffects(RecordingServices services, TaskRunner::Report report = logFailure);
     ~RecordingSideEffects() override;
 
-    [[nodiscard]] bool handles(const RecordingAction& action) const override;
-    Task<ActionStream<RecordingAction>> handle(RecordingAction action, RecordingState state) override;
+    Task<ActionStream<RecordingAction>> handle(RecordingEffect effect) override;
 
-    /// Ends the dictation under way, if any, and returns when what was said is on the disk; for the program's own end.
+    /// Ends the dictations under way, if any, and returns when what was said is on the disk; for the program's own end.
     Task<> shutDown();
     /// True while a microphone, a socket or a delivery of a dictation is in use.
     [[nodiscard]] bool isBusy() const;
     [[nodiscard]] const std::optional<RecordingReport>& lastReport() const { return m_lastReport; }
 
 private:
-    ActionStream<RecordingAction> handleStartRecording(const RecordingState& state);
-    void handleStopRecording(const RecordingState& state);
-    ActionStream<RecordingAction> handleCancelRecording();
-    /// What becomes of the audio of a run that is given up.
-    enum class Remains { kept, discarded };
-    /// Ends a run that the state has left behind, without a word to the user.
-    void abandonRun(const QString& reason, Remains remains = Remains::kept);
+    static void logFailure(const QString& name, const QString& error);
+    ActionStream<RecordingAction> begin();
+    void end();
+    ActionStream<RecordingAction> cancel();
+    void leave(const QString& cause);
+    /// Every dictation that has not ended, the latest last.
+    [[nodiscard]] std::vector<RunHandle> unfinished() const;
 
-    RecordingServices m_services;
-    TaskRunner m_tasks;
-    RunHandle m_run;
+    std::shared_ptr<RunContext> m_context;
+    RunHandle m_run;                 ///< the latest
+    std::vector<RunHandle> m_behind; ///< overtaken by it and not over yet
     std::optional<RecordingReport> m_lastReport;
 };
 

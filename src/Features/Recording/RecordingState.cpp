@@ -22,7 +22,7 @@ QString RecordingState::Status::description() const {
 
 PillState RecordingState::pillState() const {
     if (const auto* error = status.error())
-        return PillVisualState::Error{error->errorDescription()};
+        return PillVisualState::Error{error->userMessage()};
     if (status.isActive())
         return PillVisualState::Recording{std::max(audioLevel, systemAudioLevel), partialText};
     if (status.is<Processing>()) {

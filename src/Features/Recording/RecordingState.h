@@ -18,11 +18,11 @@ struct PillVisualState {
         bool operator==(const Recording&) const = default;
     };
     struct ProcessingCommand {
-        QString message;
+        UserMessage message;
         bool operator==(const ProcessingCommand&) const = default;
     };
     struct Error {
-        QString message;
+        UserMessage message;
         bool operator==(const Error&) const = default;
     };
     struct Idle {
@@ -73,6 +73,8 @@ struct RecordingState {
         [[nodiscard]] const RecordingError* error() const { return std::get_if<RecordingError>(&m_phase); }
         /// Connecting, recording or recording offline.
         [[nodiscard]] bool isActive() const { return is<Connecting>() || is<Recording>() || is<RecordingOffline>(); }
+        /// Active, or being finished.
+        [[nodiscard]] bool isUnderWay() const { return isActive() || is<Processing>(); }
         /// The word for logs and the command line: "idle", "connecting", "error(cancelled)", ...
         [[nodiscard]] QString description() const;
 
@@ -98,10 +100,10 @@ struct RecordingState {
     QString meetingLabeledText;
     QString meetingPlainText;
     int meetingTotalWords = 0;
-    std::optional<QString> commandStatusMessage;
+    std::optional<UserMessage> commandStatusMessage;
     bool isHovering = false;
     bool savedToHistoryHintVisible = false;
-    std::optional<QString> savedToHistoryHintMessage;
+    std::optional<UserMessage> savedToHistoryHintMessage;
     std::optional<QString> activeApplicationName;
 
     /// What the pill shows for this state.

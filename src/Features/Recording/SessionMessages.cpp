@@ -1,22 +1,12 @@
 #include "Features/Recording/SessionMessages.h"
 
-#include "Core/Overloaded.h"
-#include "Features/Recording/AudioStreaming.h"
-#include "Features/Recording/SessionConnector.h"
+#include "Features/Recording/AudioUplink.h"
+#include "Features/Recording/ServerLoss.h"
+#include "Features/Recording/SessionRequests.h"
 
 namespace quillo::sessionMessages {
 
 namespace {
-
-/// Asks for a new session. A request that cannot be sent is no end: the connection's own end is reported by its events.
-Task<> restartSession(RunHandle run) {
-    try {
-        co_await sessionConnector::requestSession(run);
-    } catch (const WebSocketError& error) {
-        recordingLog(QStringLiteral("⚠️ Failed to restart the session: %1").arg(QString::fromUtf8(error.what())),
-                     LogLevel::warn);
-    }
-}
 
 /// Reacts to one event; copies of it share the run.
 class Reaction {
@@ -25,7 +15,10 @@ public:
 
     void operator()(const server::SessionStarted& event) const {
         auto& run = *m_run;
-        run.currentSessionId = event.sessionId;
+        progress();
+        session().id = event.sessionId;
+        session().isStarted = true;
+        session().decided.set();
         if (!run.timing.sessionStartedAt) {
             run.timing.sessionStartedAt = now();
             run.services.metrics.track(QStringLiteral("session_started_received"));
@@ -33,13 +26,12 @@ public:
         }
         run.yield(action::SessionStarted{event.sessionId, false});
         recordingLog(QStringLiteral("✅ sessionStarted action yielded"));
-        run.sessionStarted.set();
-        run.tasks.run(QStringLiteral("flush backlog"),
-                      [handle = m_run](std::stop_token) { return audioStreaming::flush(handle); });
+        audioUplink::send(m_run);
     }
 
     void operator()(const server::PartialTranscript& event) const {
         auto& run = *m_run;
+        progress();
         if (!run.timing.firstPartialTranscriptAt) {
             run.timing.firstPartialTranscriptAt = now();
             run.services.metrics.track(QStringLiteral("first_partial_transcript"));
@@ -51,139 +43,146 @@ public:
 
     void operator()(const server::FinalTranscript& event) const {
         auto& run = *m_run;
+        progress();
         if (!run.timing.firstFinalTranscriptAt) {
             run.timing.firstFinalTranscriptAt = now();
             run.services.metrics.track(QStringLiteral("first_final_transcript"));
         }
         if (event.result.language)
-            run.detectedLanguage = *event.result.language;
+            run.server.detectedLanguage = *event.result.language;
         run.yield(action::FinalTranscriptReceived{event.result});
     }
 
     void operator()(const server::SessionEnded& event) const {
         auto& run = *m_run;
-        run.timing.sessionEndedReceivedAt = now();
-        run.ended = event;
+        if (run.stopping() && !session().isStarted) {
+            recordingLog(QStringLiteral("ℹ️ Ignoring the end of a session that was replaced"));
+            return;
+        }
+        session().ended = event;
+        session().over.set();
         run.yield(action::SessionEnded{event.metricsId});
         if (event.languageMismatch)
             recordingLog(
                 QStringLiteral("🔍 Language mismatch check: configured=%1 detected=%2")
                     .arg(event.languageMismatch->configuredLanguage, event.languageMismatch->detectedLanguage));
-        run.sessionEnded.set();
+        if (run.stopping()) {
+            run.timing.sessionEndedReceivedAt = now();
+            return;
+        }
+        recordingLog(QStringLiteral("⚠️ The server ended the session while recording. Restarting session (buffering "
+                                    "audio until session_started)..."),
+                     LogLevel::warn);
+        sessionRequests::replace(m_run);
     }
 
     void operator()(const server::Error& event) const {
+        const bool isStopping = m_run->stopping() != nullptr;
         if (event.code == QStringLiteral("NO_SESSION"))
             handleNoSession();
         else if (event.code == QStringLiteral("STT_UNAVAILABLE"))
-            fail(event.code, QStringLiteral("STT provider is currently unavailable on the server. Please try again "
-                                            "later or contact the administrator."));
-        else if (event.code == QStringLiteral("TRANSCRIPTION_ERROR") && !m_run->isStopping)
-            fail(event.code, event.message);
-        else if (event.code == QStringLiteral("INTERNAL_ERROR") && m_run->isStopping)
-            fallBackToAvailableText();
-        else if (m_run->isStopping)
+            refuse(event, QStringLiteral("STT provider is currently unavailable on the server. Please try again later "
+                                         "or contact the administrator."));
+        else if (event.code == QStringLiteral("LANGUAGE_NOT_SERVED"))
+            refuse(event, event.message);
+        else if (isStopping && isOver(event.code))
+            fallBackToAvailableText(event.code);
+        else if (event.code == QStringLiteral("TRANSCRIPTION_ERROR") || (isOver(event.code) && !session().isStarted))
+            refuse(event, event.message);
+        else if (isStopping)
             recordingLog(QStringLiteral("ℹ️ Ignoring server error during stopping: %1").arg(event.message));
         else
             recordingLog(QStringLiteral("⚠️ Server error %1: %2").arg(event.code, event.message), LogLevel::warn);
     }
 
     void operator()(const server::LanguageDetected& event) const {
+        progress();
         recordingLog(QStringLiteral("📨 Language detected: %1").arg(event.language));
-        m_run->detectedLanguage = event.language;
+        m_run->server.detectedLanguage = event.language;
     }
 
-    void operator()(const server::ConnectionLost& event) const {
-        auto& run = *m_run;
-        run.connectionGone.set();
-        if (run.isStopping) {
-            recordingLog(QStringLiteral("ℹ️ Ignoring connectionLost - already stopping gracefully "));
-            run.sessionEnded.set();
-            return;
-        }
-        if (run.isOffline) {
-            recordingLog(QStringLiteral("ℹ️ Ignoring connectionLost - already in offline mode "));
-            return;
-        }
-        recordingLog(QStringLiteral("⚠️ Connection lost — switching to OFFLINE recording mode. Audio continues writing "
-                                    "to disk. "),
-                     LogLevel::warn);
-        run.isOffline = true;
-        run.sendsDirectly = false;
-        const auto recovered = run.services.webSocket.texts().bestAvailableText();
-        if (!recovered.isEmpty())
-            recordingLog(QStringLiteral("📨 Recovered text: %1").arg(recovered));
-        run.yield(action::ConnectionLost{event.error, recovered});
-        run.yield(action::SwitchedToOffline{});
-    }
+    void operator()(const server::ConnectionLost& event) const { serverLoss::goOffline(m_run, event.error); }
 
     void operator()(const server::CommandDetected& event) const {
+        progress();
         recordingLog(QStringLiteral("📨 Command detected: '%1'").arg(event.commandText));
         m_run->yield(action::CommandDetected{event.commandText, event.commandType});
     }
 
     void operator()(const server::CommandProcessing&) const {
+        progress();
         recordingLog(QStringLiteral("📨 Command processing..."));
-        m_run->isCommandProcessing = true;
+        session().isProcessingCommand = true;
         m_run->yield(action::CommandProcessing{});
     }
 
     void operator()(const server::CommandResult& event) const {
+        progress();
         recordingLog(QStringLiteral("📨 Command result: type=%1").arg(event.presetName.value_or(QString())));
-        m_run->isCommandProcessing = false;
+        session().isProcessingCommand = false;
+        session().command = event;
         m_run->yield(action::CommandResult{event.processedText, event.originalText});
     }
 
-    // Meetings, and what needs no reaction here.
-    template <class Other>
-    void operator()(const Other&) const {}
+    /// While it is finishing a long dictation the server says that it is at work.
+    void operator()(const server::Pong&) const { progress(); }
+
+    // Nothing to do for a dictation.
+    void operator()(const server::Connected&) const {}
+    void operator()(const server::Unknown&) const {}
+    // Of meetings, which are not recorded yet.
+    void operator()(const server::MeetingModeActivated&) const {}
+    void operator()(const server::MeetingTextUpdate&) const {}
+    void operator()(const server::DiarizationComplete&) const {}
+    void operator()(const server::DiarizationFailed&) const {}
 
 private:
     [[nodiscard]] Clock::Instant now() const { return m_run->services.clock.now(); }
+    [[nodiscard]] ServerSession& session() const { return *m_run->server.session; }
+    void progress() const { session().lastProgressAt = now(); }
+
+    /// After these the server's session is over, and no last word comes.
+    static bool isOver(const QString& code) {
+        return code == QStringLiteral("INTERNAL_ERROR") || code == QStringLiteral("TRANSCRIPTION_ERROR");
+    }
 
     void handleNoSession() const {
-        auto& run = *m_run;
-        if (!run.sessionStarted.isSet()) {
+        // One restart answers all of them: every chunk under way brings another one.
+        if (!session().isStarted) {
             recordingLog(QStringLiteral("ℹ️ Ignoring NO_SESSION before session_started"));
             return;
         }
-        if (run.isStopping) {
+        if (m_run->stopping()) {
             // The server has nothing to end: waiting for its last word would be in vain.
             recordingLog(QStringLiteral("ℹ️ Ignoring server error during stopping: NO_SESSION"));
-            run.sessionEnded.set();
+            session().over.set();
             return;
         }
         recordingLog(QStringLiteral("⚠️ Server returned NO_SESSION mid-session. Restarting session (buffering audio "
                                     "until session_started)..."),
                      LogLevel::warn);
-        run.sendsDirectly = false;
-        // What the server has had is gone with its session.
-        run.isIncomplete = run.isIncomplete || run.chunksSent > 0;
-        run.tasks.run(QStringLiteral("restart session"),
-                      [handle = m_run](std::stop_token) { return restartSession(handle); });
+        sessionRequests::replace(m_run);
     }
 
-    void fallBackToAvailableText() const {
-        recordingLog(QStringLiteral("⚠️ Server reported INTERNAL_ERROR during finalization — session_ended will not "
-                                    "arrive; falling back to recovery "),
+    void fallBackToAvailableText(const QString& code) const {
+        recordingLog(QStringLiteral("⚠️ Server reported %1 during finalization — session_ended will not arrive; "
+                                    "falling back to recovery ")
+                         .arg(code),
                      LogLevel::warn);
-        m_run->serverErrorDuringFinalization = true;
-        m_run->sessionEnded.set();
+        session().decided.set();
+        session().over.set();
     }
 
-    /// The recogniser is out of order: nothing more comes of this session. The stop delivers what there is and then
-    /// shows the failure.
-    void fail(const QString& code, const QString& message) const {
-        auto& run = *m_run;
-        if (run.fatalError)
-            return;
-        recordingLog(QStringLiteral("🛑 All services stopped after fatal STT error: %1 (%2)").arg(message, code),
-                     LogLevel::error);
-        run.fatalError = action::TranscriptionError{message};
-        run.connectionGone.set();
-        run.sessionEnded.set();
-        if (!run.isStopping)
-            run.yield(action::StopRecording{});
+    /// The recogniser does not serve this dictation. The person may still be speaking: that is recorded, and
+    /// transcribed later.
+    void refuse(const server::Error& event, const QString& message) const {
+        recordingLog(
+            QStringLiteral("🛑 All services stopped after fatal STT error: %1 (%2)").arg(event.message, event.code),
+            LogLevel::error);
+        serverLoss::goOffline(m_run, message,
+                              ServerRefusal{.error = RecordingError::TranscriptionFailed{message, event.code},
+                                            .reason = QStringLiteral("fatal_stt_error(%1)").arg(event.code),
+                                            .pendingReason = QStringLiteral("fatal_stt_error")});
     }
 
     RunHandle m_run;
@@ -191,19 +190,18 @@ private:
 
 Task<> receive(RunHandle run, std::shared_ptr<AsyncStream<ServerMessage>> stream) {
     const Reaction react(run);
-    while (auto event = co_await stream->next(run->token())) {
-        run->lastServerMessageAt = run->services.clock.now();
+    while (auto event = co_await stream->next(run->token()))
         std::visit(react, *event);
-    }
-    run->connectionGone.set();
-    run->sessionEnded.set();
+    if (!run->server.isReleased)
+        serverLoss::goOffline(run, QStringLiteral("the events ended"));
+    serverLoss::endWaits(*run);
 }
 
 } // namespace
 
 void begin(const RunHandle& run, AsyncStream<ServerMessage> stream) {
     auto shared = std::make_shared<AsyncStream<ServerMessage>>(std::move(stream));
-    run->tasks.run(QStringLiteral("message loop"), [run, shared](std::stop_token) { return receive(run, shared); });
+    run->launch(QStringLiteral("message loop"), [run, shared] { return receive(run, shared); });
 }
 
 } // namespace quillo::sessionMessages

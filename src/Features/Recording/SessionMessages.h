@@ -7,7 +7,7 @@ namespace quillo {
 /// What the server's events mean for a dictation.
 namespace sessionMessages {
 
-/// Reads `stream` until it ends; runs in the run's task runner.
+/// Reads `stream` until it ends; runs until then in the background.
 void begin(const RunHandle& run, AsyncStream<ServerMessage> stream);
 
 } // namespace sessionMessages

@@ -1,32 +1,36 @@
 #include "Features/Recording/SessionStart.h"
 
 #include "Core/NotificationCenter.h"
-#include "Features/Recording/AudioStreaming.h"
-#include "Features/Recording/SessionConnector.h"
+#include "Features/Recording/AudioUplink.h"
+#include "Features/Recording/ServerConnection.h"
+#include "Features/Recording/ServerLoss.h"
+#include "Features/Recording/SessionMessages.h"
+#include "Features/Recording/SessionRequests.h"
+#include "Features/Recording/SessionStop.h"
 #include "Features/Recording/StartStopSounds.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionStart {
 
 namespace {
 
-/// Shows `failure`, gives back what the start has taken, keeps what was said until then, and ends the run. `pending` is
-/// the word beside the audio that waits.
-Task<> fail(RunHandle run, RecordingAction failure, QString reason, QString pending = {}) {
-    if (!run->isFinished && !run->isCancelled())
-        co_await audioStreaming::stopAndDrain(run);
-    if (run->isFinished || run->isCancelled()) {
-        recordingLog(QStringLiteral("⚠️ Ignoring connection error after cancel "));
-        co_return;
-    }
-    if (run->isStopping)
-        co_return; // the stop sees that there is no connection and keeps the audio
-    run->services.metrics.track(QStringLiteral("recording_failed"), {{QStringLiteral("reason"), reason}});
-    if (run->archive)
-        run->archive->keepPending(pending);
-    run->yield(std::move(failure));
-    run->finish(reason);
-    co_await run->services.webSocket.disconnect();
+/// Shows `failure` and ends a run whose microphone cannot be used.
+void fail(RecordingRun& run, RecordingAction failure, const QString& reason) {
+    if (run.isOver())
+        return;
+    run.services.metrics.track(QStringLiteral("recording_failed"), {{QStringLiteral("reason"), reason}});
+    if (run.archive)
+        run.archive->keepPending(reason);
+    run.yield(std::move(failure));
+    run.finish(QStringLiteral("failed(%1)").arg(reason));
+}
+
+void failPermission(RecordingRun& run, RecordingError error, const QString& permission) {
+    if (run.isOver())
+        return;
+    const auto reason = QStringLiteral("permissions_failed(%1)").arg(permission);
+    run.services.metrics.track(QStringLiteral("recording_failed"), {{QStringLiteral("reason"), reason}});
+    run.yield(action::RecordingFailed{std::move(error)});
+    run.finish(reason);
 }
 
 Task<bool> ensurePermissions(RunHandle run) {
@@ -45,8 +49,7 @@ Task<bool> ensurePermissions(RunHandle run) {
         microphone = co_await permissions.requestMicrophone();
     if (!microphone) {
         recordingLog(QStringLiteral("❌ Microphone permission denied"), LogLevel::error);
-        co_await fail(run, action::RecordingFailed{RecordingError::MicrophonePermissionDenied{}},
-                      QStringLiteral("permissions_failed(microphone)"));
+        failPermission(*run, RecordingError::MicrophonePermissionDenied{}, QStringLiteral("microphone"));
         co_return false;
     }
     if (!accessibility)
@@ -54,33 +57,84 @@ Task<bool> ensurePermissions(RunHandle run) {
     if (!accessibility) {
         recordingLog(QStringLiteral("⚠️ Accessibility missing - resetting immediately (system dialog shown)"),
                      LogLevel::warn);
-        co_await fail(run, action::RecordingFailed{RecordingError::AccessibilityPermissionDenied{}},
-                      QStringLiteral("permissions_failed(accessibility)"));
+        failPermission(*run, RecordingError::AccessibilityPermissionDenied{}, QStringLiteral("accessibility"));
         co_return false;
     }
     co_return true;
 }
 
 /// Opens the disk and the history for what is going to be said.
-void beginArchive(RunHandle run) {
-    const auto user = run->services.auth.currentUser();
-    run->archive = std::make_unique<RecordingArchive>(
-        run->services.stores,
-        ArchiveFacts{
-            .recordingId = run->clientRecordingId,
-            .userId = user ? user->id : QString(),
-            .createdAt = run->services.clock.wallTime(),
-            .primaryLanguage = run->preferences.primaryLanguage,
-            .secondaryLanguage = run->preferences.secondaryLanguage,
-            .targetApp = run->targetApp ? run->targetApp->name : QString(),
-            .targetAppPid = run->targetApp ? run->targetApp->pid : 0,
-        },
-        // The run owns the archive.
-        [&run = *run](const UserMessage& problem) {
-            run.problem = LocalizationManager::shared().t(problem);
-            NotificationCenter::shared().post(notification::userNotice, {{QStringLiteral("message"), *run.problem}});
-        });
-    run->archive->begin();
+void beginArchive(RecordingRun& run) {
+    run.archive = std::make_unique<RecordingArchive>(run.services.stores,
+                                                     ArchiveFacts{
+                                                         .recordingId = run.id,
+                                                         .userId =
+                                                             [&auth = run.services.auth] {
+                                                                 const auto user = auth.currentUser();
+                                                                 return user ? user->id : QString();
+                                                             },
+                                                         .createdAt = run.services.clock.wallTime(),
+                                                         .primaryLanguage = run.preferences.primaryLanguage,
+                                                         .secondaryLanguage = run.preferences.secondaryLanguage,
+                                                         .targetApp = run.targetApp ? run.targetApp->name : QString(),
+                                                         .targetAppPid = run.targetApp ? run.targetApp->pid : 0,
+                                                     },
+                                                     run.microphone->disk);
+    run.archive->begin();
+}
+
+void captured(const RunHandle& run, const AudioChunk& chunk) {
+    if (run->isOver())
+        return;
+    auto& timing = run->timing;
+    const auto now = run->services.clock.now();
+    if (!timing.audioFirstChunkReceivedAt) {
+        timing.audioFirstChunkReceivedAt = now;
+        timing.firstSampleAt = run->services.audio.firstSampleAt();
+        run->services.metrics.track(QStringLiteral("first_audio_chunk"));
+        if (!run->server.session->isStarted)
+            run->services.metrics.track(QStringLiteral("buffering_audio_before_session_started"));
+    }
+    timing.audioLastChunkReceivedAt = now;
+    run->server.isIncomplete = run->server.isIncomplete || run->microphone->counters().droppedChunks > 0;
+    run->yield(action::AudioChunkCaptured{chunk});
+    run->yield(action::AudioLevelUpdated{chunk.level});
+    audioUplink::send(run);
+}
+
+void silent(RecordingRun& run, const QString& device) {
+    const auto detail = QStringLiteral("No audio from microphone '%1'. Check System Settings → Sound → Input "
+                                       "(correct device, level not at zero).")
+                            .arg(device);
+    fail(run, action::RecordingFailed{RecordingError::AudioCaptureFailed{detail, device}},
+         QStringLiteral("audio_no_callbacks"));
+}
+
+/// The channel's hooks do not hold the run, which owns the channel.
+CaptureChannel::Hooks hooksOf(const RunHandle& run) {
+    const auto weak = std::weak_ptr(run);
+    return {
+        .launch =
+            [weak](const QString& name, std::function<Task<>()> body) {
+                if (const auto owner = weak.lock())
+                    owner->launch(name, std::move(body));
+            },
+        .captured =
+            [weak](const AudioChunk& chunk) {
+                if (const auto owner = weak.lock())
+                    captured(owner, chunk);
+            },
+        .lost =
+            [weak](const QString& reason) {
+                if (const auto owner = weak.lock())
+                    sessionStop::request(owner, StopCause::microphoneLost, reason);
+            },
+        .silent =
+            [weak](const QString& device) {
+                if (const auto owner = weak.lock())
+                    silent(*owner, device);
+            },
+    };
 }
 
 void captureTarget(RecordingRun& run) {
@@ -90,6 +144,28 @@ void captureTarget(RecordingRun& run) {
         return;
     recordingLog(QStringLiteral("🎯 Target app captured: %1").arg(run.targetApp->name));
     run.yield(action::TargetApplicationCaptured{run.targetApp->name});
+}
+
+/// A connection, its events, and a session. Without them the recording goes on to disk alone.
+Task<> connect(RunHandle run) {
+    const auto failure = co_await serverConnection::open(run);
+    if (run->isOver())
+        co_return;
+    if (failure) {
+        serverLoss::goOffline(run, failure->error, failure->refusal);
+        co_return;
+    }
+    recordingLog(QStringLiteral("📥 Starting message receiving loop..."));
+    // The event stream queues from the moment the socket is open, so there is nothing to wait for before sending.
+    sessionMessages::begin(run, run->services.webSocket.receiveMessages());
+    QString error;
+    try {
+        co_await sessionRequests::request(run);
+        co_return;
+    } catch (const WebSocketError& sending) {
+        error = QString::fromUtf8(sending.what());
+    }
+    serverLoss::goOffline(run, error);
 }
 
 /// The conditions that refuse a start at once, looked up in memory.
@@ -116,54 +192,41 @@ bool mayStart(RecordingRun& run) {
 Task<> start(RunHandle run) {
     if (!mayStart(*run))
         co_return;
-    if (!co_await ensurePermissions(run) || run->isCancelled())
+    if (!co_await ensurePermissions(run) || run->isOver())
         co_return;
 
     recordingLog(QStringLiteral("🎙️ Starting recording (real) "));
     recordingLog(QStringLiteral("🎤 Starting audio capture "));
+    run->microphone->hooks = hooksOf(run);
     // The call starts the work; everything below up to the await runs while the device opens.
-    auto capture = run->services.audio.startCapture();
+    const auto failure = std::make_shared<QString>();
+    auto opening = CaptureChannel::open(run->microphone, failure);
     playSound(*run, SoundCue::start);
     captureTarget(*run);
-    beginArchive(run);
-    run->services.webSocket.clearAllText();
-    recordingLog(QStringLiteral("🧹 Cleared all previous text"));
+    beginArchive(*run);
 
-    std::optional<AsyncStream<AudioChunk>> stream;
-    QString captureError;
-    try {
-        stream.emplace(co_await std::move(capture));
-    } catch (const AudioServiceError& error) {
-        captureError = QString::fromUtf8(error.what());
-    }
-    // Dropping the stream ends this capture; a stop would hit the microphone of a dictation started meanwhile.
-    if (run->isCancelled())
+    const auto result = co_await std::move(opening);
+    if (result == CaptureChannel::OpenResult::failed)
+        fail(*run, action::AudioCaptureFailed{*failure}, QStringLiteral("audio_capture"));
+    if (result != CaptureChannel::OpenResult::opened || run->isOver())
         co_return;
-    if (!stream) {
-        co_await fail(run, action::AudioCaptureFailed{captureError}, QStringLiteral("failed(audio_capture)"));
-        co_return;
-    }
+    run->phase = phase::Listening{};
     NotificationCenter::shared().post(notification::realTimeRecordingStarted);
     run->timing.audioCaptureStartedAt = run->services.clock.now();
     recordingLog(QStringLiteral("✅ Audio capture started "));
     run->services.metrics.track(QStringLiteral("audio_capture_started"));
     run->yield(action::AudioCaptureStarted{});
     recordingLog(QStringLiteral("📤 Starting audio streaming..."));
-    audioStreaming::begin(run, std::move(*stream));
-    run->tasks.run(QStringLiteral("prepare injection"),
-                   [run](std::stop_token) { return run->services.textInjection.prepareForInjection(); });
-    run->tasks.run(QStringLiteral("first chunk watchdog"),
-                   [run](std::stop_token) { return audioStreaming::watchFirstChunk(run); });
-
-    if (auto failure = co_await sessionConnector::open(run)) {
-        run->connectionGone.set();
-        co_await fail(run, std::move(failure->action), failure->reason, QStringLiteral("connection_failed"));
-        co_return;
-    }
+    run->launch(QStringLiteral("prepare injection"),
+                [run] { return run->services.textInjection.prepareForInjection(); });
+    run->launch(QStringLiteral("first chunk watchdog"),
+                [run] { return CaptureChannel::watchFirstChunk(run->microphone); });
+    co_await connect(run);
     recordingLog(QStringLiteral("🧹 Finishing startRecording stream "));
 }
 
 Task<> startDemo(RunHandle run) {
+    run->phase = phase::Listening{};
     recordingLog(QStringLiteral("🎭 Starting DEMO recording... "));
     run->yield(action::SessionStarted{QStringLiteral("demo"), false});
     recordingLog(QStringLiteral("🎭 Demo session started: demo"));

@@ -1,10 +1,9 @@
 #include "Features/Recording/SessionStop.h"
 
-#include "Core/NotificationCenter.h"
-#include "Features/Recording/AudioStreaming.h"
+#include "Features/Recording/AudioUplink.h"
+#include "Features/Recording/Conclusion.h"
+#include "Features/Recording/ConnectionTurn.h"
 #include "Features/Recording/StartStopSounds.h"
-#include "Features/Recording/TextDelivery.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionStop {
 
@@ -12,306 +11,186 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A key tapped for less than this was hit by accident: nobody says a word in it. The double-tap delay of the hotkey
+/// A key tapped for less than this was hit by accident: no word is said in it. The double-tap delay of the hotkey
 /// (0.15 s) is part of it.
 constexpr Clock::Duration quickTapLimit = 350ms;
 constexpr Clock::Duration sessionStartedLimit = 12s;
-/// How long the server may be silent before its last word, counted anew from each of its messages.
+/// How long the server may make no progress before its last word.
 constexpr Clock::Duration sessionEndedLimit = 8s;
 constexpr Clock::Duration sessionEndedLimitWithProcessing = 30s;
+/// All waits after the stop together, whatever the server says meanwhile. The queue has more patience.
+constexpr Clock::Duration finishingLimit = 60s;
 
 double seconds(Clock::Duration duration) { return std::chrono::duration<double>(duration).count(); }
 
-/// A tap: nothing to transcribe and nothing to tell.
-bool wasTap(RecordingRun& run) {
-    const auto held = run.services.clock.now() - *run.timing.recordingRequestedAt;
-    if (run.observedAudioChunks == 0 && !run.captureFailure) {
+QString word(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
+
+/// Since when the server can be working on the end of this dictation: since the stop, or since the dictation before has
+/// left the connection.
+Clock::Instant finishingSince(const RecordingRun& run) {
+    const auto since = run.stopping() ? run.stopping()->since : run.services.clock.now();
+    return std::max(since, run.server.turnAt.value_or(since));
+}
+
+/// The run's reason when the person only tapped the key: nothing to transcribe and nothing to tell.
+std::optional<QString> tapReason(const RecordingRun& run) {
+    const auto& stopping = *run.stopping();
+    if (stopping.cause != StopCause::person || run.server.refusal)
+        return std::nullopt;
+    const auto held = stopping.since - *run.timing.recordingRequestedAt;
+    if (run.microphone->isSilent()) {
         recordingLog(QStringLiteral("ℹ️ Stop requested before any audio chunks — treating as quick cancel "));
         run.services.metrics.track(QStringLiteral("quick_cancel_no_session"));
-        run.log.end(QStringLiteral("completed(quick_cancel_no_session)"), run.counters());
-        return true;
+        return QStringLiteral("completed(quick_cancel_no_session)");
     }
-    if (held < quickTapLimit) {
-        recordingLog(QStringLiteral("⚠️ Recording cancelled by user (quick tap) "), LogLevel::warn);
-        run.log.end(QStringLiteral("cancelled(quick_tap)"), run.counters());
-        return true;
-    }
-    return false;
+    if (held >= quickTapLimit)
+        return std::nullopt;
+    recordingLog(QStringLiteral("⚠️ Recording cancelled by user (quick tap) "), LogLevel::warn);
+    return QStringLiteral("cancelled(quick_tap)");
+}
+
+void endTap(RecordingRun& run, const QString& reason) {
+    const bool wasHeld = run.stopping()->since - *run.timing.recordingRequestedAt >= quickTapLimit;
+    run.microphone->discard();
+    if (run.archive)
+        run.archive->discard();
+    run.yield(action::Reset{});
+    if (wasHeld) // and yet there is no audio: the person may have spoken to a device that was still opening
+        run.yield(action::ShowHint{{QStringLiteral("pill.microphoneNotReady")}});
+    run.finish(reason);
 }
 
 /// Waits for the session that a stop came too early for; false when it will not start.
 Task<bool> waitForSession(RunHandle run) {
+    auto& link = run->server;
+    auto& clock = run->services.clock;
     recordingLog(
         QStringLiteral("⏳ Stop requested before session_started — waiting up to 12s for it (bufferedChunks=%1)")
-            .arg(run->backlog.chunkCount()));
-    const auto deadline = run->services.clock.now() + sessionStartedLimit;
-    while (!run->sessionStarted.isSet() && !run->isCancelled()) {
-        if (run->connectionGone.isSet()) {
-            recordingLog(QStringLiteral("⚠️ WebSocket not connected while waiting for session_started — it will never "
-                                        "start "),
-                         LogLevel::warn);
-            co_return false;
-        }
-        const auto left = deadline - run->services.clock.now();
-        if (left <= Clock::Duration::zero()) {
-            recordingLog(QStringLiteral("⚠️ session_started did not arrive within 12s cap after stop "), LogLevel::warn);
-            co_return false;
-        }
-        // The connection may break while we wait, so look up in between.
-        co_await run->sessionStarted.wait(run->services.clock, std::min<Clock::Duration>(left, 200ms), run->token());
-    }
-    if (run->isCancelled())
+            .arg(run->microphone->backlog.chunkCount()));
+    // While the dictation before has the connection, its own limits bound the wait.
+    if (!link.turnAt && link.before && !link.before->isSet())
+        co_await link.before->wait(clock, 24h, run->token());
+    const auto left = finishingSince(*run) + sessionStartedLimit - clock.now();
+    if (!run->isOver() && left > Clock::Duration::zero())
+        co_await link.session->decided.wait(clock, left, run->token());
+    if (run->isOver())
         co_return false;
-    recordingLog(QStringLiteral("✅ session_started arrived during post-stop wait — finalizing normally "));
-    co_return true;
+    if (link.session->isStarted)
+        recordingLog(QStringLiteral("✅ session_started arrived during post-stop wait — finalizing normally "));
+    else if (link.session->decided.isSet())
+        recordingLog(QStringLiteral("⚠️ WebSocket not connected while waiting for session_started — it will never "
+                                    "start "),
+                     LogLevel::warn);
+    else
+        recordingLog(QStringLiteral("⚠️ session_started did not arrive within 12s cap after stop "), LogLevel::warn);
+    co_return link.session->isStarted;
 }
 
 Task<> waitForSessionEnded(RunHandle run) {
     auto& clock = run->services.clock;
+    const auto session = run->server.session;
     const auto started = clock.now();
-    const auto limit = [&] { return run->isCommandProcessing ? sessionEndedLimitWithProcessing : sessionEndedLimit; };
+    const auto last = finishingSince(*run) + finishingLimit;
+    const auto limit = [&] {
+        return session->isProcessingCommand ? sessionEndedLimitWithProcessing : sessionEndedLimit;
+    };
     recordingLog(QStringLiteral("⏳ Waiting for session_ended (up to %1s while connected, enhanced=%2)")
                      .arg(seconds(limit()))
-                     .arg(run->preferences.enhancedTranscription ? QStringLiteral("true") : QStringLiteral("false")));
-    while (!run->sessionEnded.isSet() && !run->isCancelled()) {
-        const auto quietSince = std::max(started, run->lastServerMessageAt.value_or(started));
-        const auto left = quietSince + limit() - clock.now();
+                     .arg(word(run->preferences.enhancedTranscription)));
+    while (!session->over.isSet() && !run->isOver()) {
+        const auto quietSince = std::max(started, session->lastProgressAt.value_or(started));
+        const auto left = std::min(quietSince + limit(), last) - clock.now();
         if (left <= Clock::Duration::zero()) {
             recordingLog(QStringLiteral("⚠️ session_ended not received in %1s, aiProcessing=%2), continuing with "
                                         "bestAvailableText%3")
                              .arg(seconds(clock.now() - started))
-                             .arg(run->isCommandProcessing ? QStringLiteral("true") : QStringLiteral("false"),
-                                  run->isCommandProcessing ? QStringLiteral(" (was waiting for AI)") : QString()),
+                             .arg(word(session->isProcessingCommand),
+                                  session->isProcessingCommand ? QStringLiteral(" (was waiting for AI)") : QString()),
                          LogLevel::warn);
             co_return;
         }
-        co_await run->sessionEnded.wait(clock, left, run->token());
+        co_await session->over.wait(clock, left, run->token());
     }
-    if (run->ended)
+    if (session->ended)
         recordingLog(QStringLiteral("✅ session_ended received in %1s").arg(seconds(clock.now() - started)));
-    else if (run->connectionGone.isSet())
+    else if (run->server.gone.isSet())
         recordingLog(QStringLiteral("⚠️ WebSocket disconnected while waiting for session_ended — proceeding with "
                                     "available text "),
                      LogLevel::warn);
 }
 
-Task<> endSession(RunHandle run) {
-    co_await audioStreaming::finishSending(run);
+Task<> sendEnd(RunHandle run) {
     try {
         co_await run->services.webSocket.endSession();
         recordingLog(QStringLiteral("✅ end_session sent to server"));
     } catch (const WebSocketError& error) {
         recordingLog(QStringLiteral("⚠️ Failed to send end_session: %1").arg(QString::fromUtf8(error.what())),
                      LogLevel::warn);
-        run->sessionEnded.set();
+        run->server.session->over.set();
     }
-    co_await waitForSessionEnded(run);
 }
-
-QString chooseText(const RecordingRun& run) {
-    const auto texts = run.services.webSocket.texts();
-    if (!run.ended)
-        return texts.bestAvailableText();
-    if (run.ended->commandApplied) {
-        recordingLog(QStringLiteral("💾 Original text saved (before AI processing)"));
-        recordingLog(QStringLiteral("📝 [Original]\\n%1").arg(texts.originalTextBeforeCommand));
-        recordingLog(QStringLiteral("✨ [AI Processed]\\n%1").arg(run.ended->text));
-    }
-    return run.ended->text.isEmpty() ? texts.textForInjection() : run.ended->text;
-}
-
-Task<> disconnect(RunHandle run) {
-    co_await run->services.webSocket.disconnect();
-    recordingLog(QStringLiteral("✅ WebSocket disconnected"));
-}
-
-void showHint(const RecordingRun& run, const QString& key) {
-    run.yield(action::ShowHint{LocalizationManager::shared().t(key, {QStringLiteral("Ctrl+V")})});
-}
-
-/// How a dictation ended: the run reason, and what the user is shown.
-struct Conclusion {
-    QString reason = QStringLiteral("completed");
-    QString hint; ///< key of the text
-    std::optional<RecordingAction> failure;
-};
-
-/// What already went wrong on the way, whatever text there is.
-Conclusion conclusionSoFar(const RecordingRun& run) {
-    Conclusion conclusion;
-    if (run.captureFailure) {
-        conclusion.failure = action::AudioCaptureFailed{*run.captureFailure};
-        conclusion.reason = QStringLiteral("failed(microphone_lost)");
-    } else if (run.fatalError) {
-        conclusion.failure = run.fatalError;
-        conclusion.reason = QStringLiteral("failed(fatal_stt_error)");
-    }
-    return conclusion;
-}
-
-/// The audio waits in the queue; a failure already known keeps its own words.
-void keepForLater(RecordingRun& run, Conclusion& conclusion, const QString& reason) {
-    run.archive->keepPending(reason, run.archivedText());
-    if (conclusion.failure)
-        return;
-    conclusion.reason = QStringLiteral("completed(%1)").arg(reason);
-    conclusion.hint = QStringLiteral("pill.savedForLater");
-}
-
-Conclusion concludeOffline(RecordingRun& run) {
-    recordingLog(QStringLiteral("🛑 Stopping OFFLINE recording — saving pending transcription "));
-    auto conclusion = conclusionSoFar(run);
-    run.services.metrics.track(QStringLiteral("offline_recording_stopped"));
-    keepForLater(run, conclusion, QStringLiteral("offline_recording_stopped"));
-    if (!conclusion.failure)
-        conclusion.reason = QStringLiteral("completed(offline_stop)");
-    recordingLog(QStringLiteral("✅ Offline recording saved as pending. Will be transcribed when network returns. "));
-    return conclusion;
-}
-
-Conclusion concludeWithoutText(RecordingRun& run) {
-    auto conclusion = conclusionSoFar(run);
-    const auto chunks = run.observedAudioChunks;
-    recordingLog(QStringLiteral("⚠️ Empty text, skipping local save "), LogLevel::warn);
-    if (!run.archive->hasAudio()) {
-        recordingLog(QStringLiteral("⚠️ No text and no audio captured (chunks=%1) — cleaning up").arg(chunks),
-                     LogLevel::warn);
-        run.archive->discard();
-        conclusion.hint = QStringLiteral("pill.nothingHeard");
-    } else if (!run.sessionStarted.isSet() && !run.fatalError) {
-        recordingLog(
-            QStringLiteral("🛟 session_started never arrived after stop — saving buffered audio as pending and "
-                           "resetting "),
-            LogLevel::warn);
-        keepForLater(run, conclusion, QStringLiteral("stop_before_session_started"));
-    } else if (run.ended && !run.isIncomplete) {
-        recordingLog(QStringLiteral("⚠️ Server returned 0 words for %1 audio chunks — preserving audio as unrecognized "
-                                    "(no auto re-transcribe; manual re-transcribe available) ")
-                         .arg(chunks),
-                     LogLevel::warn);
-        run.archive->keepUnrecognized(QStringLiteral("empty_result_zero_words"));
-        if (!conclusion.failure)
-            conclusion.reason = QStringLiteral("completed(empty_result_zero_words)");
-        conclusion.hint = QStringLiteral("pill.nothingHeard");
-    } else if (run.fatalError) {
-        keepForLater(run, conclusion, QStringLiteral("fatal_stt_error"));
-        recordingLog(QStringLiteral("💾 Audio saved as pending (no text, %1 chunks) after STT error ").arg(chunks));
-    } else {
-        recordingLog(QStringLiteral("⚠️ No text and session_ended not received for %1 audio chunks — saving as pending "
-                                    "for re-transcription ")
-                         .arg(chunks),
-                     LogLevel::warn);
-        keepForLater(run, conclusion, QStringLiteral("empty_text_from_server"));
-    }
-    return conclusion;
-}
-
-/// Into the history. A text that is not the whole of what was said waits there for the rest of it.
-void archiveText(RecordingRun& run, Conclusion& conclusion) {
-    if (run.ended && !run.isIncomplete) {
-        run.archive->complete(run.archivedText(), run.preferences.keepAudio);
-        run.services.countRecording(run.ended->languageMismatch.has_value());
-        NotificationCenter::shared().post(notification::transcriptionSucceeded);
-        return;
-    }
-    run.archive->keepPending(QStringLiteral("incomplete_text"), run.archivedText());
-    run.services.countRecording(false);
-    if (run.fatalError)
-        recordingLog(QStringLiteral("💾 Recording saved after STT error: %1").arg(run.clientRecordingId));
-    if (conclusion.hint.isEmpty())
-        conclusion.hint = QStringLiteral("pill.incomplete");
-}
-
-Task<Conclusion> concludeWithText(RunHandle run) {
-    auto conclusion = conclusionSoFar(*run);
-    if (!run->services.permissions.isAccessibilityGranted()) {
-        recordingLog(QStringLiteral("❌ Accessibility permission missing - cannot inject text, saving recording"),
-                     LogLevel::error);
-        conclusion.reason = QStringLiteral("failed(accessibility_missing_injection)");
-        conclusion.failure = action::RecordingFailed{RecordingError::AccessibilityPermissionDenied{}};
-        archiveText(*run, conclusion);
-        recordingLog(QStringLiteral("💾 Recording saved (no accessibility): %1 accessibility_missing")
-                         .arg(run->clientRecordingId));
-        co_return conclusion;
-    }
-    recordingLog(QStringLiteral("📝 Text to inject: %1").arg(run->text));
-    const auto outcome = co_await textDelivery::deliver(run, run->text);
-    run->delivery = outcome.delivery;
-    if (!outcome.delivery) {
-        conclusion.reason = QStringLiteral("failed(text_injection)");
-        conclusion.failure = action::RecordingFailed{RecordingError::Unknown{outcome.error}};
-    } else if (!outcome.hadTextField) {
-        conclusion.hint = QStringLiteral("injection.noTextField");
-    } else if (*outcome.delivery == Delivery::unconfirmed) {
-        conclusion.hint = QStringLiteral("pill.unconfirmed");
-    } else if (*outcome.delivery == Delivery::clipboardOnly) {
-        conclusion.hint = QStringLiteral("pill.leftOnClipboard");
-    }
-    archiveText(*run, conclusion);
-    co_return conclusion;
-}
-
-/// The text is ready, or there is none: insert it, put it into the history, and say how it ended.
-Task<> conclude(RunHandle run) {
-    Conclusion conclusion;
-    if (run->isOffline)
-        conclusion = concludeOffline(*run);
-    else if (run->text.trimmed().isEmpty())
-        conclusion = concludeWithoutText(*run);
-    else
-        conclusion = co_await concludeWithText(run);
-    if (run->isFinished)
-        co_return;
-    if (run->archive->record())
-        run->yield(action::ShowSavedToHistory{});
-    run->yield(action::RecordingCompleted{});
-    if (conclusion.failure)
-        run->yield(*conclusion.failure);
-    else if (run->problem)
-        run->yield(action::ShowHint{*run->problem});
-    else if (!conclusion.hint.isEmpty())
-        showHint(*run, conclusion.hint);
-    run->finish(conclusion.reason);
-}
-
-} // namespace
 
 Task<> stop(RunHandle run) {
-    run->isStopping = true;
-    run->timing.stopRequestedAt = run->services.clock.now();
-    if (wasTap(*run)) {
-        run->services.audio.stopCapture();
-        run->captureStop.request_stop();
-        if (run->archive)
-            run->archive->discard();
-        run->yield(action::Reset{});
-        // The run ends before the socket is closed: the next press must find nobody in its way.
-        run->finish(QStringLiteral("cancelled(quick_tap)"));
-        co_await disconnect(run);
+    if (const auto reason = tapReason(*run)) {
+        endTap(*run, *reason);
         co_return;
     }
     playSound(*run, SoundCue::stop);
     recordingLog(QStringLiteral("🛑 Stopping recording... "));
-    co_await audioStreaming::stopAndDrain(run);
-    if (run->isFinished)
+    co_await endAudio(run);
+    if (run->isOver())
         co_return;
-    run->archive->beginProcessing();
+    co_await endSession(run);
+    if (run->isOver())
+        co_return;
+    conclusion::chooseText(*run);
+    // Closing the socket takes its time, and the text need not wait for it.
+    connectionTurn::release(run);
+    co_await conclusion::conclude(run);
+}
 
-    if (run->isOffline) {
+} // namespace
+
+void request(const RunHandle& run, StopCause cause, const QString& failure) {
+    if (run->isOver() || run->stopping())
+        return;
+    const auto now = run->services.clock.now();
+    run->phase = phase::Stopping{cause, now, failure};
+    run->timing.stopRequestedAt = now;
+    if (cause != StopCause::person)
+        run->yield(action::StopRecording{});
+    run->launch(QStringLiteral("stop recording"), [run] { return stop(run); });
+}
+
+void endDemo(const RunHandle& run) {
+    run->yield(action::FinalTranscriptReceived{{.text = QStringLiteral("This is a demo mode transcription.")}});
+    run->yield(action::SessionEnded{QStringLiteral("demo_metrics_001")});
+    run->yield(action::RecordingCompleted{});
+    run->finish(QStringLiteral("completed(demo)"));
+}
+
+Task<> endAudio(RunHandle run) {
+    run->microphone->close();
+    co_await CaptureChannel::drain(run->microphone);
+    if (!run->isOver() && run->archive)
+        run->archive->beginProcessing();
+}
+
+Task<> endSession(RunHandle run) {
+    auto& link = run->server;
+    if (link.isOffline) {
         recordingLog(QStringLiteral("✅ Audio capture stopped (offline mode)"));
-    } else if (!run->fatalError) {
-        bool sessionOpen = run->sessionStarted.isSet();
-        if (!sessionOpen)
-            sessionOpen = co_await waitForSession(run);
-        if (sessionOpen)
-            co_await endSession(run);
-    }
-    if (run->isCancelled())
         co_return;
-    run->text = chooseText(*run);
-    // Closing the socket takes its time and nobody waits for it: the text goes first.
-    run->tasks.run(QStringLiteral("disconnect"), [run](std::stop_token) { return disconnect(run); });
-    co_await conclude(run);
+    }
+    if (link.refusal)
+        co_return;
+    if (!link.session->isStarted && !co_await waitForSession(run))
+        co_return;
+    // What cannot be sent keeps the end of the session from being sent, too.
+    if (!co_await audioUplink::finishSending(run, finishingSince(*run) + finishingLimit) || run->isOver())
+        co_return;
+    run->launch(QStringLiteral("end session"), [run] { return sendEnd(run); });
+    co_await waitForSessionEnded(run);
 }
 
 } // namespace quillo::sessionStop

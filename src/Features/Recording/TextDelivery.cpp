@@ -1,5 +1,7 @@
 #include "Features/Recording/TextDelivery.h"
 
+#include "Features/ErrorTexts/ErrorTexts.h"
+
 #include <QCoreApplication>
 
 namespace quillo::textDelivery {
@@ -31,9 +33,10 @@ std::optional<RunningApplication> chooseTarget(const RecordingRun& run,
 
 } // namespace
 
-Task<DeliveryOutcome> deliver(RunHandle run, QString text) {
+Task<DeliveryOutcome> deliver(RunHandle run) {
     DeliveryOutcome outcome;
-    if (run->textAlreadyInjected)
+    auto& delivered = run->delivered;
+    if (std::exchange(delivered.isTried, true))
         co_return outcome;
     auto& applications = run->services.applications;
     const auto current = applications.isAvailable() ? applications.frontmost() : std::nullopt;
@@ -44,25 +47,25 @@ Task<DeliveryOutcome> deliver(RunHandle run, QString text) {
             recordingLog(QStringLiteral("⚠️ %1 could not be activated").arg(target->name), LogLevel::warn);
     }
 
-    run->textAlreadyInjected = true;
     try {
-        outcome.delivery = co_await run->services.textInjection.inject(text, run->preferences.insertionMode,
-                                                                       run->preferences.restoreClipboard);
+        delivered.how = co_await run->services.textInjection.inject(delivered.text, run->preferences.insertionMode,
+                                                                    run->preferences.restoreClipboard);
     } catch (const TextInjectionError& error) {
-        outcome.error = QString::fromUtf8(error.what());
+        outcome.failure = RecordingError::Unknown{QString::fromUtf8(error.what()), errorTexts::of(error.code())};
     }
-    if (!outcome.delivery) {
-        recordingLog(QStringLiteral("❌ Text injection failed: %1. Text saved to history.").arg(outcome.error),
+    if (outcome.failure) {
+        const auto reason = outcome.failure->detail();
+        recordingLog(QStringLiteral("❌ Text injection failed: %1. Text saved to history.").arg(reason),
                      LogLevel::error);
-        run->yield(action::TextInjectionFailed{outcome.error});
+        run->yield(action::TextInjectionFailed{reason});
         co_return outcome;
     }
     run->timing.textDeliveredAt = run->services.clock.now();
-    recordingLog(QStringLiteral("✅ Text injected successfully (len=%1)").arg(text.size()));
+    recordingLog(QStringLiteral("✅ Text injected successfully (len=%1)").arg(delivered.text.size()));
     run->yield(action::TextInjected{});
     if (target && current && applications.activate(*current))
         recordingLog(QStringLiteral("🎯 Re-activated Quillo (was frontmost before injection)"));
-    if (*outcome.delivery == Delivery::unconfirmed)
+    if (delivered.how == Delivery::unconfirmed)
         outcome.hadTextField = co_await run->services.textInjection.hasFocusedTextField();
     if (!outcome.hadTextField)
         recordingLog(QStringLiteral("⚠️ Text pasted but no text field was focused — saved to history"), LogLevel::warn);

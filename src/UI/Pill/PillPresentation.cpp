@@ -38,19 +38,27 @@ PillPresentation presentActive(const RecordingState& state, const QString& parti
 
 } // namespace
 
+QString inWords(const UserMessage& message, const Translate& translate) {
+    auto text = translate(message.key);
+    for (qsizetype i = 0; i < message.arguments.size(); ++i)
+        text.replace(QLatin1Char('%') + QString::number(i + 1), message.arguments.at(i));
+    return text;
+}
+
 PillPresentation presentPill(const RecordingState& state, const Translate& translate) {
     return std::visit(
         Overloaded{
             [&](const PillVisualState::Recording& recording) {
                 return presentActive(state, recording.partialText, translate);
             },
-            [](const PillVisualState::ProcessingCommand& command) {
-                return PillPresentation{.phase = PillPhase::command, .text = command.message.simplified()};
+            [&](const PillVisualState::ProcessingCommand& command) {
+                return PillPresentation{.phase = PillPhase::command,
+                                        .text = inWords(command.message, translate).simplified()};
             },
             [&](const PillVisualState::Error& error) {
                 const bool cancelled = state.status.error() && state.status.error()->is<RecordingError::Cancelled>();
                 return PillPresentation{.phase = cancelled ? PillPhase::cancelled : PillPhase::error,
-                                        .text = error.message.simplified()};
+                                        .text = inWords(error.message, translate).simplified()};
             },
             [](const PillVisualState::Idle&) { return PillPresentation{}; },
             [&](const PillVisualState::Hovering&) {

@@ -11,6 +11,9 @@ namespace quillo {
 /// Looks up a text in the interface language.
 using Translate = std::function<QString(const QString& key)>;
 
+/// The text of `message`, its arguments filled in.
+[[nodiscard]] QString inWords(const UserMessage& message, const Translate& translate);
+
 enum class PillPhase {
     hidden,
     hovering,

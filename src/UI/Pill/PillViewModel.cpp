@@ -40,7 +40,8 @@ void PillViewModel::dismiss() {
 
 void PillViewModel::stateChanged(const RecordingState& before, const RecordingState& after) {
     if (after.savedToHistoryHintVisible)
-        m_hint = after.savedToHistoryHintMessage.value_or(m_translate(QStringLiteral("pill.savedToHistory")));
+        m_hint = inWords(after.savedToHistoryHintMessage.value_or(UserMessage{QStringLiteral("pill.savedToHistory")}),
+                         m_translate);
     if (after.status.isActive())
         m_hint.reset();
     scheduleDismissal(before, after);

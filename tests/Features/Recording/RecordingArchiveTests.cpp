@@ -1,3 +1,4 @@
+#include "Data/Database.h"
 #include "RecordingFixture.h"
 
 #include <QFileInfo>
@@ -91,11 +92,12 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
          QStringLiteral("completed(offline_stop)")},
         {"recogniser out of order",
          [&] {
-             serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QString()});
+             serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QString()}), stop();
          },
          pending,
          {},
-         QStringLiteral("failed(fatal_stt_error)")},
+         QStringLiteral("fatal_stt_error(STT_UNAVAILABLE)")},
+        {"cancelled after the stop", [&] { stop(), cancel(); }, pending, {}, QStringLiteral("cancelled(user_cancel)")},
         {"reset from outside", [&] { send(action::Reset{}); }, pending, {}, QStringLiteral("cancelled(reset)")},
         {"text not inserted",
          [&] {
@@ -139,7 +141,6 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
 TEST_F(RecordingArchiveTests, whatTheUserDidNotWantLeavesNothing) {
     const std::vector<std::pair<const char*, std::function<void()>>> ends{
         {"cancelled", [&] { record(), cancel(); }},
-        {"cancelled while processing", [&] { record(), stop(), cancel(); }},
         {"tapped", [&] { start(), say(1), clock.advance(100ms), stop(); }},
         {"never heard", [&] { start(), startSession(), clock.advance(500ms), stop(); }},
     };
@@ -180,17 +181,29 @@ TEST_F(RecordingArchiveTests, audioIsOnTheDiskWhileItIsCaptured) {
     expectQuiet();
 }
 
-TEST_F(RecordingArchiveTests, aStartThatFailsLaterKeepsWhatWasSaidMeanwhile) {
-    webSocket.connectErrors = {WebSocketError(WebSocketError::Code::connectionFailed, QStringLiteral("refused"))};
-    AsyncEvent answered;
-    webSocket.beforeConnect = [&]() -> Task<> { co_await answered.wait(clock, 1h); };
-    start();
-    const auto said = say(3);
-    answered.set();
-    settle();
-    EXPECT_TRUE(failedWith<RecordingError::ConnectionFailed>()) << description();
-    EXPECT_EQ(onlyRecord(said)->status, RecordStatus::pendingTranscription);
+TEST_F(RecordingArchiveTests, aDamagedHistoryCostsTheRecordNotTheDictation) {
+    Database(DataContainer::storeURL()).execute("DROP TABLE ZTRANSCRIPTIONRECORD");
+    record();
+    EXPECT_TRUE(is<Status::Recording>()) << description();
+    stop();
+    endSession(QStringLiteral("still works"));
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_EQ(notifications.count(notification::userNotice), 1) << "the person reads nothing, or one thing twice";
+    // The audio waits for a history that can hold the text.
+    EXPECT_EQ(AudioFileWriter::listPendingRecordings().size(), 1U);
     expectQuiet();
+}
+
+TEST_F(RecordingArchiveTests, aSignInDuringTheDictationFindsItInTheHistory) {
+    const auto user = std::exchange(auth.user, std::nullopt);
+    record();
+    EXPECT_TRUE(records().isEmpty());
+    auth.user = user;
+    stop();
+    endSession(QStringLiteral("mine"));
+    ASSERT_EQ(records().size(), 1);
+    EXPECT_EQ(records().front()->userId, user->id);
+    EXPECT_EQ(records().front()->text, QStringLiteral("mine"));
 }
 
 TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
@@ -290,6 +303,8 @@ TEST_F(RecordingArchiveTests, theRecordCarriesWhatTheServerSaid) {
     stop();
     server::SessionEnded ended;
     ended.text = QStringLiteral("Guten Tag zusammen");
+    ended.cleanupApplied = true;
+    webSocket.currentTexts.rawTextBeforeCleanup = QStringLiteral("guten tag äh zusammen");
     ended.metricsId = QStringLiteral("m1");
     ended.languageDetected = QStringLiteral("de");
     ended.languageMismatch =
@@ -307,6 +322,7 @@ TEST_F(RecordingArchiveTests, theRecordCarriesWhatTheServerSaid) {
     EXPECT_EQ(kept.tagNames(), QStringList{QStringLiteral("Editor")});
     EXPECT_EQ(kept.audioRetainedId, kept.clientRecordingId);
     EXPECT_EQ(counted, 1);
+    EXPECT_EQ(kept.rawText, QStringLiteral("guten tag äh zusammen"));
 }
 
 } // namespace

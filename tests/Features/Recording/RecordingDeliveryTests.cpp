@@ -90,49 +90,85 @@ TEST_F(RecordingDeliveryTests, TheTextGoesToTheApplicationInFrontUnlessThatIsOur
     }
 }
 
-TEST_F(RecordingDeliveryTests, AFatalServerErrorStopsEverythingAndDeliversWhatThereIs) {
-    struct Row {
-        const char* code;
-        const char* heard;
-        const char* shown;
-    };
-    const std::vector<Row> table{
-        {"STT_UNAVAILABLE", "",
-         "STT provider is currently unavailable on the server. Please try again later or "
-         "contact the administrator."},
-        {"STT_UNAVAILABLE", "heard before",
-         "STT provider is currently unavailable on the server. Please try again "
-         "later or contact the administrator."},
-        {"TRANSCRIPTION_ERROR", "", "broken"},
-    };
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.code);
+TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTheEnd) {
+    for (const bool isStopping : {false, true}) {
+        SCOPED_TRACE(isStopping);
         injection.calls.clear();
         record();
-        webSocket.currentTexts.accumulatedText = QString::fromLatin1(row.heard);
-        serverSays(server::Error{QString::fromLatin1(row.code), QStringLiteral("broken")});
-        EXPECT_TRUE(failedWith<RecordingError::TranscriptionFailed>()) << description();
-        EXPECT_EQ(store->state().status.error()->detail(), QString::fromLatin1(row.shown));
-        EXPECT_EQ(injection.calls.size(), *row.heard ? 1U : 0U);
+        webSocket.currentTexts.accumulatedText = QStringLiteral("heard before");
+        if (isStopping)
+            stop();
+        serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QStringLiteral("broken")});
+        EXPECT_EQ(audio.isCapturing(), !isStopping);
+        stop();
+        ASSERT_TRUE(failedWith<RecordingError::TranscriptionFailed>()) << description();
+        EXPECT_EQ(store->state().status.error()->detail(),
+                  QStringLiteral("STT provider is currently unavailable on the server. Please try again later or "
+                                 "contact the administrator."));
+        // The text of what was said before the failure alone is not what anybody wants typed.
+        EXPECT_EQ(injection.calls.size(), isStopping ? 1U : 0U);
+        EXPECT_EQ(records().back()->text, QStringLiteral("heard before"));
+        EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
         expectQuiet();
     }
     webSocket.currentTexts = {};
     expectDictationWorks();
 }
 
-TEST_F(RecordingDeliveryTests, ALostSessionIsStartedAgainAndWhatWasSaidMeanwhileIsSent) {
+TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAndItsTextJoined) {
+    const std::vector<std::pair<const char*, std::function<void()>>> ends{
+        {"gone",
+         [&] {
+             webSocket.currentTexts.accumulatedText = QStringLiteral("first half");
+             for (int i = 0; i < 3; ++i)
+                 serverSays(server::Error{QStringLiteral("NO_SESSION"), QStringLiteral("gone")});
+         }},
+        {"ended unasked", [&] { endSession(QStringLiteral("first half")); }},
+    };
+    for (const auto& [name, end] : ends) {
+        SCOPED_TRACE(name);
+        webSocket.sessions.clear();
+        injection.calls.clear();
+        record();
+        const auto sent = webSocket.audio.size();
+        end();
+        EXPECT_TRUE(is<Status::Recording>()) << description();
+        EXPECT_EQ(webSocket.sessions.size(), 2U);
+        speak(2);
+        EXPECT_EQ(webSocket.audio.size(), sent) << "sent into a session that does not exist";
+        startSession();
+        EXPECT_EQ(webSocket.audio.size(), sent + 2);
+        stop();
+        EXPECT_TRUE(injection.calls.empty()) << "the second session's text was not awaited";
+        endSession(QStringLiteral("second half"));
+        ASSERT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(injection.calls.front().text, QStringLiteral("first half second half"));
+        EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingDeliveryTests, AServerThatEndsEverySessionIsNotAskedForEver) {
     record();
-    const auto sent = webSocket.audio.size();
-    serverSays(server::Error{QStringLiteral("NO_SESSION"), QStringLiteral("gone")});
-    EXPECT_EQ(webSocket.sessions.size(), 2U);
-    speak(2);
-    EXPECT_EQ(webSocket.audio.size(), sent) << "sent into a session that does not exist";
-    startSession();
-    EXPECT_EQ(webSocket.audio.size(), sent + 2);
+    for (int i = 0; i < 20; ++i)
+        endSession({});
+    EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
+    EXPECT_LT(webSocket.sessions.size(), 7U);
     stop();
-    endSession(QStringLiteral("text"));
-    EXPECT_EQ(injection.calls.size(), 1U);
+    EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
     expectQuiet();
+}
+
+TEST_F(RecordingDeliveryTests, ACommandsResultIsUsedWhenTheLastWordNeverComes) {
+    record();
+    webSocket.currentTexts.accumulatedText = QStringLiteral("make it formal hi");
+    stop();
+    serverSays(server::CommandResult{QStringLiteral("Dear Sir"), QStringLiteral("hi"), std::nullopt});
+    webSocket.lose(QStringLiteral("gone"));
+    settle();
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_EQ(injection.calls.front().text, QStringLiteral("Dear Sir"));
+    EXPECT_EQ(records().back()->rawText, QStringLiteral("hi"));
 }
 
 TEST_F(RecordingDeliveryTests, ACommandsTextReplacesTheRawOne) {

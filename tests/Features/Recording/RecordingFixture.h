@@ -159,20 +159,29 @@ protected:
     RecordingPreferences preferences;
     QStringList notifications;
     QMetaObject::Connection posted;
-    std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(RecordingServices{
-        clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications, sounds,
-        [this] { return preferences; }, ArchiveStores{history, &tags}, [this](bool) { ++counted; }});
+    /// What a dictation did not expect fails its test, unless the test provokes it.
+    TaskRunner::Report report = [](const QString& task, const QString& error) {
+        ADD_FAILURE() << task.toStdString() << " threw " << error.toStdString();
+    };
+    std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(
+        RecordingServices{clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications,
+                          sounds, [this] { return preferences; }, ArchiveStores{history, &tags},
+                          [this](bool) { ++counted; }},
+        [this](const QString& task, const QString& error) { report(task, error); });
+    QStringList actions; ///< the names of all that were reduced, but for chunks and levels
     std::unique_ptr<RecordingStore> store = std::make_unique<RecordingStore>(
         EventExecutor::main(), RecordingState{},
-        [reducer = RecordingReducer([this] { return clock.wallTime(); })](
-            const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); },
-        [this](RecordingAction action, RecordingState state) {
-            return effects->handle(std::move(action), std::move(state));
+        [this, reducer = RecordingReducer([this] { return clock.wallTime(); })](const RecordingState& state,
+                                                                                const RecordingAction& action) {
+            if (!std::holds_alternative<action::AudioChunkCaptured>(action) &&
+                !std::holds_alternative<action::AudioLevelUpdated>(action))
+                actions.append(actionName(action));
+            return reducer.reduce(state, action);
         },
+        [this](RecordingEffect effect) { return effects->handle(std::move(effect)); },
         [](const QString& task, const QString& error) {
             ADD_FAILURE() << task.toStdString() << " threw " << error.toStdString();
-        },
-        [this](const RecordingAction& action) { return effects->handles(action); });
+        });
 };
 
 } // namespace quillo::test

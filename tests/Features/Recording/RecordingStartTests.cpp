@@ -32,6 +32,10 @@ TEST_F(RecordingStartTests, aDictationGoesFromTheKeyToTheText) {
     ASSERT_TRUE(effects->lastReport());
     EXPECT_EQ(effects->lastReport()->reason, QStringLiteral("completed"));
     EXPECT_EQ(effects->lastReport()->text, QStringLiteral("hello"));
+    EXPECT_EQ(actions.join(QLatin1Char(' ')),
+              QStringLiteral("startRecording targetApplicationCaptured audioCaptureStarted connectionEstablished "
+                             "sessionStarted stopRecording sessionEnded textInjected showSavedToHistory "
+                             "recordingCompleted"));
     expectDictationWorks();
 }
 
@@ -42,7 +46,6 @@ TEST_F(RecordingStartTests, aFailedStartLeavesNothingOpenAndTheNextWorks) {
         std::function<void()> mend;
         std::function<bool()> expected;
     };
-    const auto rejected = WebSocketError(WebSocketError::Code::connectionFailed, QStringLiteral("401"), 401);
     const std::vector<Case> cases{
         {"no network", [&] { network.connected = false; }, [&] { network.connected = true; },
          [&] { return failedWith<RecordingError::ConnectionFailed>() && audio.starts() == 0; }},
@@ -58,26 +61,142 @@ TEST_F(RecordingStartTests, aFailedStartLeavesNothingOpenAndTheNextWorks) {
          [&] { return failedWith<RecordingError::AccessibilityPermissionDenied>(); }},
         {"capture fails", [&] { audio.nextStartError = AudioServiceError(AudioServiceError::Code::engineStartFailed); },
          [] {}, [&] { return failedWith<RecordingError::AudioCaptureFailed>(); }},
-        {"rejected twice",
-         [&, rejected] {
-             webSocket.connectErrors = {rejected, rejected};
-         },
-         [] {},
-         [&] {
-             return failedWith<RecordingError::ConnectionFailed>() && auth.refreshes == 1 && webSocket.connects == 2;
-         }},
-        {"start_session not sent", [&] { webSocket.sendError = WebSocketError(WebSocketError::Code::notConnected); },
-         [&] { webSocket.sendError.reset(); }, [&] { return failedWith<RecordingError::SessionStartFailed>(); }},
     };
     for (const auto& [name, arrange, mend, expected] : cases) {
         SCOPED_TRACE(name);
-        auth.refreshes = webSocket.connects = 0;
         arrange();
         start();
         EXPECT_TRUE(expected()) << description();
         expectQuiet();
         mend();
         expectDictationWorks();
+    }
+}
+
+TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld) {
+    struct Case {
+        const char* name;
+        std::function<void()> arrange;
+        std::function<void()> answer; ///< what the server says before the first chunk
+        const char* reason;
+        std::function<bool()> shown;
+    };
+    const auto noAnswer = [] {};
+    const auto error = [this](const char* code) {
+        return [this, code] { serverSays(server::Error{QString::fromLatin1(code), QStringLiteral("why")}); };
+    };
+    const auto refused = [this](int status) {
+        return [this, status] {
+            for (int i = 0; i < 2; ++i)
+                webSocket.connectErrors.emplace_back(WebSocketError::Code::connectionFailed, QStringLiteral("no"),
+                                                     status);
+        };
+    };
+    const auto idle = [this] { return is<Status::Idle>() && store->state().savedToHistoryHintVisible; };
+    const auto failed = [this] { return failedWith<RecordingError::TranscriptionFailed>(); };
+    const std::vector<Case> cases{
+        {"no server", refused(0), noAnswer, "completed(offline_stop)", idle},
+        {"a full server", refused(503), noAnswer, "completed(offline_stop)", idle},
+        {"rejected twice", refused(401), noAnswer, "failed(connection)",
+         [this] { return failedWith<RecordingError::ConnectionFailed>(); }},
+        {"no token to be had",
+         [this] {
+             tokens.setAccessToken({});
+             auth.onAnonymousSession = [] {
+                 throw AuthError(AuthError::Kind::transport, AuthError::Code::anonymousFailed, QStringLiteral("no"));
+             };
+         },
+         noAnswer, "completed(offline_stop)", idle},
+        {"start_session not sent", [this] { webSocket.sendError = WebSocketError(WebSocketError::Code::notConnected); },
+         noAnswer, "completed(offline_stop)", idle},
+        {"closed at once", noAnswer, [this] { webSocket.lose(QStringLiteral("gone")), settle(); },
+         "completed(offline_stop)", idle},
+        {"recogniser out of order", noAnswer, error("STT_UNAVAILABLE"), "fatal_stt_error(STT_UNAVAILABLE)", failed},
+        {"language", noAnswer, error("LANGUAGE_NOT_SERVED"), "fatal_stt_error(LANGUAGE_NOT_SERVED)", failed},
+        {"transcription error", noAnswer, error("TRANSCRIPTION_ERROR"), "fatal_stt_error(TRANSCRIPTION_ERROR)", failed},
+        {"no session", noAnswer, error("INTERNAL_ERROR"), "fatal_stt_error(INTERNAL_ERROR)", failed},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        notifications.clear();
+        test.arrange();
+        start();
+        test.answer();
+        EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
+        speak(5);
+        clock.advance(500ms);
+        EXPECT_TRUE(audio.isCapturing());
+        stop();
+        EXPECT_EQ(effects->lastReport()->reason, QString::fromLatin1(test.reason));
+        EXPECT_TRUE(test.shown()) << description();
+        EXPECT_FALSE(notifications.contains(notification::authRequired)) << "a window where signing in cannot help";
+        ASSERT_EQ(records().size(), 1);
+        EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
+        EXPECT_EQ(records().front()->durationMs, 500);
+        history->remove(records().front());
+        history->save();
+        expectQuiet();
+        tokens.setAccessToken(QStringLiteral("token"));
+        auth.onAnonymousSession = nullptr;
+        webSocket.connectErrors.clear();
+        webSocket.sendError.reset();
+        expectDictationWorks();
+        history->remove(records().front());
+        history->save();
+    }
+}
+
+TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) {
+    const auto fault = []() -> Task<> {
+        throw std::runtime_error("unforeseen");
+        co_return;
+    };
+    const std::vector<std::pair<const char*, std::function<void()>>> places{
+        {"microphone",
+         [&] {
+             audio.beforeStart = fault;
+             start();
+         }},
+        {"connection",
+         [&] {
+             webSocket.beforeConnect = fault;
+             start();
+         }},
+        {"audio",
+         [&] {
+             webSocket.beforeAudio = fault;
+             start();
+             startSession();
+             speak();
+         }},
+        {"the end of the dictation",
+         [&] {
+             record();
+             injection.fault = std::runtime_error("unforeseen");
+             stop();
+             endSession(QStringLiteral("text"));
+         }},
+    };
+    for (const auto& [name, provoke] : places) {
+        SCOPED_TRACE(name);
+        QStringList reported;
+        const auto strict = std::exchange(report, [&](const QString&, const QString& error) { reported << error; });
+        provoke();
+        EXPECT_EQ(reported, QStringList{QStringLiteral("unforeseen")});
+        EXPECT_TRUE(failedWith<RecordingError::Unknown>()) << description();
+        expectQuiet();
+        EXPECT_EQ(static_cast<size_t>(records().size()), AudioFileWriter::listPendingRecordings().size());
+        audio.beforeStart = nullptr;
+        webSocket.beforeConnect = nullptr;
+        webSocket.beforeAudio = nullptr;
+        injection.fault.reset();
+        report = strict;
+        expectDictationWorks();
+        for (const auto& kept : records()) {
+            AudioFileWriter::deleteFiles(kept->effectiveAudioId().value_or(QString()));
+            history->remove(kept);
+        }
+        history->save();
     }
 }
 
@@ -118,14 +237,47 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
         EXPECT_EQ(auth.refreshes, 1);
         EXPECT_EQ(auth.anonymousSessions, test.anonymousSessions);
         EXPECT_EQ(webSocket.isConnected(), test.connects);
-        EXPECT_EQ(notifications.contains(notification::authRequired), test.asksToSignIn);
-        EXPECT_EQ(failedWith<RecordingError::ConnectionFailed>(), !test.connects) << description();
+        EXPECT_EQ(is<Status::RecordingOffline>(), !test.connects) << description();
+        EXPECT_FALSE(notifications.contains(notification::authRequired)) << "a window opens while the person speaks";
+        speak(5);
+        clock.advance(500ms);
         if (test.connects)
             cancel();
+        else
+            stop();
+        EXPECT_EQ(notifications.contains(notification::authRequired), test.asksToSignIn);
+        EXPECT_EQ(failedWith<RecordingError::ConnectionFailed>(), test.asksToSignIn) << description();
         expectQuiet();
         tokens.setAccessTokenExpiresAt({});
         expectDictationWorks();
     }
+}
+
+TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {
+    record();
+    stop();
+    start();
+    EXPECT_TRUE(audio.isCapturing()) << "spoken into nothing";
+    EXPECT_TRUE(is<Status::Connecting>()) << description();
+    speak(4);
+    EXPECT_EQ(webSocket.connects, 1) << "the last dictation still has the connection";
+    endSession(QStringLiteral("first"));
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_TRUE(is<Status::Connecting>()) << "the last dictation's end ended this one: " << description();
+    EXPECT_EQ(webSocket.connects, 2);
+    startSession();
+    clock.advance(500ms);
+    stop();
+    // And a third, cancelled while it waits for the second.
+    start();
+    speak(1);
+    cancel();
+    EXPECT_TRUE(webSocket.isConnected());
+    endSession(QStringLiteral("second"));
+    ASSERT_EQ(injection.calls.size(), 2U);
+    EXPECT_EQ(injection.calls.back().text, QStringLiteral("second"));
+    expectQuiet();
+    expectDictationWorks();
 }
 
 TEST_F(RecordingStartTests, aSilentMicrophoneIsRestartedOnceAndThenNamed) {

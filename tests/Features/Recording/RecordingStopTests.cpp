@@ -68,22 +68,44 @@ TEST_F(RecordingStopTests, aSecondStartOrStopChangesNothing) {
     expectQuiet();
 }
 
-TEST_F(RecordingStopTests, theLastWordIsAwaitedEightSecondsFromTheLatestMessage) {
-    record();
-    webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
-    stop();
-    clock.advance(7s);
-    serverSays(server::Pong{});
-    clock.advance(7900ms);
-    EXPECT_TRUE(injection.calls.empty());
-    clock.advance(200ms);
-    ASSERT_EQ(injection.calls.size(), 1U);
-    EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
-    expectQuiet();
+TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEver) {
+    struct Case {
+        const char* name;
+        ServerMessage every; ///< said every seven seconds
+        std::chrono::seconds end;
+    };
+    const std::vector<Case> cases{
+        {"says nothing of use", server::Error{QStringLiteral("ODD"), QString()}, 8s},
+        {"unknown", server::Unknown{QStringLiteral("noise")}, 8s},
+        {"at work", server::Pong{}, 60s},
+        {"partials", server::PartialTranscript{}, 60s},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        injection.calls.clear();
+        record();
+        webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+        stop();
+        for (auto passed = 0s; passed < test.end - 1s; ++passed) {
+            clock.advance(1s);
+            if ((passed + 1s).count() % 7 == 0)
+                serverSays(test.every);
+        }
+        EXPECT_TRUE(injection.calls.empty());
+        clock.advance(1100ms);
+        ASSERT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
+        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{QStringLiteral("pill.incomplete")});
+        expectQuiet();
+    }
 }
 
 TEST_F(RecordingStopTests, whatWasRecognisedIsDeliveredWhenTheLastWordWillNotCome) {
     const std::vector<std::pair<const char*, std::function<void()>>> cases{
+        {"transcription error",
+         [&] {
+             serverSays(server::Error{QStringLiteral("TRANSCRIPTION_ERROR"), QString()});
+         }},
         {"internal error",
          [&] {
              serverSays(server::Error{QStringLiteral("INTERNAL_ERROR"), QString()});
@@ -144,6 +166,22 @@ TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsTex
         endSession(QStringLiteral("heard"));
         EXPECT_EQ(injection.calls.size(), 1U);
         EXPECT_EQ(failedWith<RecordingError::AudioCaptureFailed>(), !replaceable) << description();
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aMicrophoneLostAtOnceIsNoTap) {
+    for (const int chunks : {0, 1}) {
+        SCOPED_TRACE(chunks);
+        start();
+        startSession();
+        speak(chunks);
+        audio.nextStartError = AudioServiceError(AudioServiceError::Code::deviceSetupFailed);
+        audio.loseDevice();
+        settle();
+        clock.advance(9s);
+        EXPECT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
+        EXPECT_EQ(records().size(), chunks);
         expectQuiet();
     }
 }

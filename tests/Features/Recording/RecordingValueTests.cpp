@@ -26,8 +26,16 @@ TEST(RecordingError, EachDescribesItselfByItsKey) {
         EXPECT_EQ(error.messageKey(), QString::fromLatin1(key));
         EXPECT_NE(error.errorDescription(), error.messageKey()) << key << " has no text";
     }
-    EXPECT_EQ(RecordingError(RecordingError::Unknown{QStringLiteral("as told")}).errorDescription(),
-              QStringLiteral("as told"));
+    const std::vector<std::pair<RecordingError, const char*>> exact{
+        {RecordingError::AudioCaptureFailed{{}, QStringLiteral("Desk")}, "error.microphoneSilent"},
+        {RecordingError::TranscriptionFailed{{}, QStringLiteral("STT_UNAVAILABLE")}, "error.recogniserUnavailable"},
+        {RecordingError::TranscriptionFailed{{}, QStringLiteral("LANGUAGE_NOT_SERVED")}, "error.languageNotServed"},
+        {RecordingError::Unknown{QStringLiteral("bad_alloc")}, "error.unexpected"},
+    };
+    for (const auto& [error, key] : exact) {
+        EXPECT_EQ(error.userMessage().key, QString::fromLatin1(key));
+        EXPECT_NE(error.errorDescription(), error.userMessage().key) << key << " has no text";
+    }
 }
 
 TEST(RecordingState, ThePillFollowsTheStatus) {
@@ -42,9 +50,9 @@ TEST(RecordingState, ThePillFollowsTheStatus) {
     EXPECT_EQ(state.pillState(), PillState(PillVisualState::Recording{0.75F, QStringLiteral("so far")}));
     state.status = RecordingState::Processing{};
     EXPECT_TRUE(std::holds_alternative<PillVisualState::Processing>(state.pillState()));
-    state.commandStatusMessage = QStringLiteral("Processing with AI...");
+    state.commandStatusMessage = UserMessage{QStringLiteral("pill.commandProcessing")};
     EXPECT_EQ(state.pillState(),
-              PillState(PillVisualState::ProcessingCommand{QStringLiteral("Processing with AI...")}));
+              PillState(PillVisualState::ProcessingCommand{{QStringLiteral("pill.commandProcessing")}}));
     state.status = RecordingError(RecordingError::Cancelled{});
     EXPECT_TRUE(std::holds_alternative<PillVisualState::Error>(state.pillState()));
 }

@@ -169,8 +169,7 @@ private:
         RecordingState(),
         [this](const RecordingState& state, const RecordingAction& action) { return m_reducer.reduce(state, action); },
         {},
-        [](const QString&, const QString&) {},
-        [](const RecordingAction&) { return false; }};
+        [](const QString&, const QString&) {}};
     QmlEngineHost m_host;
     PillViewModel m_viewModel{m_store, m_clock, &Texts::lookUp, m_fakes.hooks.pillEnabled};
     FloatingPill m_pill{m_viewModel, m_host, m_fakes.hooks, *m_fakes.windowHints};
@@ -188,7 +187,7 @@ int runIdle(bool afterWindows) {
     RecordingStore store(
         EventExecutor::main(), RecordingState(),
         [](const RecordingState& state, const RecordingAction&) { return state; }, {},
-        [](const QString&, const QString&) {}, [](const RecordingAction&) { return false; });
+        [](const QString&, const QString&) {});
     const auto interface = createUserInterface(store, fakes, fakes.hooks, *fakes.windowHints);
     interface->prepare();
     if (afterWindows) {

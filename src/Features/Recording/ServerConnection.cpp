@@ -1,9 +1,8 @@
-#include "Features/Recording/SessionConnector.h"
+#include "Features/Recording/ServerConnection.h"
 
-#include "Core/NotificationCenter.h"
-#include "Features/Recording/SessionMessages.h"
+#include "Features/Recording/ConnectionTurn.h"
 
-namespace quillo::sessionConnector {
+namespace quillo::serverConnection {
 
 namespace {
 
@@ -13,8 +12,15 @@ constexpr Clock::Duration webSocketConnectTimeout = 10s;
 /// A token that expires within this is refreshed first, so that it holds for the handshake of a slow network.
 constexpr int expiryMarginSeconds = 60;
 
-StartFailure connectionFailure(const QString& reason, const QString& code) {
-    return {action::ConnectionFailed{reason}, QStringLiteral("failed(%1)").arg(code)};
+/// Nobody could be asked: the dictation is transcribed later.
+ConnectFailure unreachable(const QString& error) { return {error, std::nullopt}; }
+
+/// The server was asked and said no: the person has to do something about it.
+ConnectFailure rejected(const QString& error, const QString& reason, bool needsSignIn) {
+    return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error},
+                                 .reason = QStringLiteral("failed(%1)").arg(reason),
+                                 .pendingReason = QStringLiteral("connection_failed"),
+                                 .needsSignIn = needsSignIn}};
 }
 
 /// How a refresh ended: it worked, the server rejected the session, or nobody could be asked.
@@ -45,35 +51,38 @@ Task<Refresh> refreshToken(RunHandle run) {
     co_return result;
 }
 
-StartFailure refreshFailure(const Refresh& refresh, const QString& circumstance) {
+ConnectFailure refreshFailure(const Refresh& refresh, const QString& circumstance) {
     if (refresh.outcome == Refresh::Outcome::rejected) {
         recordingLog(QStringLiteral("🔒 Token refresh failed %1 (auth error). Forcing re-auth. Error: %2")
                          .arg(circumstance, refresh.error),
                      LogLevel::error);
-        NotificationCenter::shared().post(notification::authRequired);
-        return connectionFailure(refresh.error, QStringLiteral("auth_required"));
+        return rejected(refresh.error, QStringLiteral("auth_required"), true);
     }
     recordingLog(QStringLiteral("⚠️ Token refresh failed %1 (non-auth error). Keeping session and aborting this "
                                 "recording. Error: %2")
                      .arg(circumstance, refresh.error),
                  LogLevel::warn);
-    return connectionFailure(refresh.error, QStringLiteral("token_refresh"));
+    return unreachable(refresh.error);
 }
 
-Task<std::optional<StartFailure>> ensureValidAccessTokenIfNeeded(RunHandle run) {
+Task<std::optional<ConnectFailure>> ensureValidAccessTokenIfNeeded(RunHandle run) {
     auto& storage = run->services.tokenStorage;
     if (!storage.accessToken()) {
-        QString reason;
+        std::optional<AuthError> refused;
         try {
             co_await run->services.auth.createAnonymousSession();
         } catch (const AuthError& error) {
-            reason = QString::fromUtf8(error.what());
+            refused = error;
         }
         if (storage.accessToken())
             co_return std::nullopt;
+        const auto error = refused ? QString::fromUtf8(refused->what()) : QStringLiteral("no access token");
+        if (refused && !refused->isAuthenticationError()) {
+            recordingLog(QStringLiteral("⚠️ No access token, and none to be had now: %1").arg(error), LogLevel::warn);
+            co_return unreachable(error);
+        }
         recordingLog(QStringLiteral("🔒 No access token available. Forcing re-auth..."), LogLevel::error);
-        NotificationCenter::shared().post(notification::authRequired);
-        co_return connectionFailure(reason, QStringLiteral("no_access_token"));
+        co_return rejected(error, QStringLiteral("no_access_token"), true);
     }
     const auto expiresAt = storage.accessTokenExpiresAt();
     if (!expiresAt || run->services.clock.wallTime().secsTo(*expiresAt) > expiryMarginSeconds)
@@ -104,13 +113,13 @@ Task<> attemptConnect(RunHandle run, std::shared_ptr<ConnectAttempt> attempt) {
 
 Task<std::optional<WebSocketError>> connectWithin(RunHandle run, Clock::Duration limit) {
     auto attempt = std::make_shared<ConnectAttempt>();
-    run->tasks.run(QStringLiteral("connect"), [run, attempt](std::stop_token) { return attemptConnect(run, attempt); });
+    run->launch(QStringLiteral("connect"), [run, attempt] { return attemptConnect(run, attempt); });
     if (co_await attempt->done.wait(run->services.clock, limit, run->token()))
         co_return attempt->error;
-    if (!run->isCancelled())
+    if (!run->isOver())
         co_await run->services.webSocket.disconnect();
     // Errors are the result here, not thrown.
-    if (run->isCancelled())
+    if (run->isOver())
         attempt->error.emplace(WebSocketError::Code::connectionCancelled);
     else
         attempt->error.emplace(WebSocketError::Code::connectionFailed,
@@ -125,21 +134,28 @@ QString reasonOf(const WebSocketError& error) {
     return text.startsWith(prefix) ? text.mid(prefix.size()) : text;
 }
 
-Task<std::optional<StartFailure>> connectSocket(RunHandle run) {
+/// The server rejects this token, rather than being too busy for anybody.
+bool rejectsToken(const WebSocketError& error) { return error.httpStatus() == 401 || error.httpStatus() == 403; }
+
+Task<std::optional<ConnectFailure>> connectSocket(RunHandle run) {
     recordingLog(QStringLiteral("🔌 Connecting to WebSocket server..."));
     run->timing.webSocketConnectStartedAt = run->services.clock.now();
     auto error = co_await connectWithin(run, webSocketConnectTimeout);
-    if (error && error->isRejectedUpgrade() && !run->isCancelled()) {
+    if (error && rejectsToken(*error) && !run->isOver()) {
         recordingLog(
             QStringLiteral("🔄 WebSocket handshake rejected (bad response). Attempting token refresh + retry..."),
             LogLevel::warn);
         const auto refresh = co_await refreshToken(run);
         if (refresh.outcome != Refresh::Outcome::refreshed)
             co_return refreshFailure(refresh, QStringLiteral("after handshake rejection"));
+        if (run->isOver())
+            co_return unreachable({});
         error = co_await connectWithin(run, webSocketConnectTimeout);
     }
+    if (error && rejectsToken(*error))
+        co_return rejected(reasonOf(*error), QStringLiteral("connection"), false);
     if (error)
-        co_return connectionFailure(reasonOf(*error), QStringLiteral("connection"));
+        co_return unreachable(reasonOf(*error));
     run->timing.webSocketConnectedAt = run->services.clock.now();
     recordingLog(QStringLiteral("✅ WebSocket connected successfully"));
     run->services.metrics.track(QStringLiteral("websocket_connected"));
@@ -150,41 +166,12 @@ Task<std::optional<StartFailure>> connectSocket(RunHandle run) {
 
 } // namespace
 
-Task<> requestSession(RunHandle run) {
-    SessionRequest request;
-    request.languages = run->preferences.languages;
-    if (run->targetApp)
-        request.appContext = run->targetApp->name;
-    request.audioSources = QStringList{AudioChunk::microphone};
-    request.enhancedTranscription = run->preferences.enhancedTranscription;
-    request.enhancedConsentAt = run->preferences.enhancedConsentTimestamp;
-    request.clientRecordingId = run->clientRecordingId;
-    recordingLog(QStringLiteral("Sending start_session: languages=%1, clientRecordingId=%2")
-                     .arg(request.languages.join(QLatin1Char(',')), run->clientRecordingId));
-    co_await run->services.webSocket.startSession(request);
-    recordingLog(QStringLiteral("✅ start_session sent successfully"));
-    run->timing.startSessionSentAt = run->services.clock.now();
-    run->services.metrics.track(QStringLiteral("start_session_sent"));
-}
-
-Task<std::optional<StartFailure>> open(RunHandle run) {
+Task<std::optional<ConnectFailure>> open(RunHandle run) {
     if (auto failure = co_await ensureValidAccessTokenIfNeeded(run))
         co_return failure;
-    if (run->isCancelled())
-        co_return connectionFailure(QString(), QStringLiteral("cancelled"));
-    if (auto failure = co_await connectSocket(run))
-        co_return failure;
-    recordingLog(QStringLiteral("📥 Starting message receiving loop..."));
-    // The event stream queues from the moment the socket is open, so there is nothing to wait for before sending.
-    sessionMessages::begin(run, run->services.webSocket.receiveMessages());
-    QString reason;
-    try {
-        co_await requestSession(run);
-        co_return std::nullopt;
-    } catch (const WebSocketError& error) {
-        reason = QString::fromUtf8(error.what());
-    }
-    co_return StartFailure{action::SessionStartFailed{reason}, QStringLiteral("failed(start_session)")};
+    if (!co_await connectionTurn::acquire(run))
+        co_return unreachable({});
+    co_return co_await connectSocket(run);
 }
 
-} // namespace quillo::sessionConnector
+} // namespace quillo::serverConnection

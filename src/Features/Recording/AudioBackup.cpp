@@ -1,0 +1,58 @@
+#include "Features/Recording/AudioBackup.h"
+
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Features/Recording/RunLog.h"
+
+namespace quillo {
+
+void AudioBackup::begin(std::function<void(UserMessage)> onProblem) {
+    m_writer = std::make_unique<AudioFileWriter>(m_recordingId);
+    m_writer->onFailure = [onProblem](const FileError& error) { onProblem(errorTexts::ofSafetyCopy(error.cause())); };
+    try {
+        m_writer->startWriting();
+        recordingLog(QStringLiteral("📁 Audio file writer started: %1").arg(m_recordingId));
+    } catch (const FileError& error) {
+        recordingLog(QStringLiteral("⚠️ Failed to start audio file writer: %1. Recording will proceed without disk "
+                                    "backup. ")
+                         .arg(QString::fromUtf8(error.what())),
+                     LogLevel::warn);
+        m_writer.reset();
+        onProblem(errorTexts::ofSafetyCopy(error.cause()));
+    }
+}
+
+void AudioBackup::append(const AudioChunk& chunk) {
+    m_bytes += chunk.data.size();
+    ++m_chunks;
+    if (m_writer)
+        (void)m_writer->writeChunk(chunk.data);
+}
+
+void AudioBackup::finalize() {
+    if (m_writer)
+        m_writer->finalize();
+}
+
+void AudioBackup::deleteFiles() {
+    if (m_writer)
+        m_writer->deleteFiles();
+}
+
+void AudioBackup::saveMetadata(PendingAudioMetadata metadata) {
+    if (!m_writer)
+        return;
+    metadata.id = m_recordingId;
+    metadata.durationMs = durationMs();
+    metadata.chunkCount = m_writer->chunkCount();
+    metadata.totalBytes = m_writer->totalBytes();
+    try {
+        m_writer->saveMetadata(metadata);
+    } catch (const std::exception& error) {
+        // The audio itself is enough for a recovery; the facts beside it are lost.
+        recordingLog(
+            QStringLiteral("⚠️ The recording's metadata could not be written: %1").arg(QString::fromUtf8(error.what())),
+            LogLevel::warn);
+    }
+}
+
+} // namespace quillo

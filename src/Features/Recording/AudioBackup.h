@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Core/AudioChunk.h"
+#include "Core/UserMessage.h"
+#include "Services/Recordings/AudioFileWriter.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace quillo {
+
+/// The copy on disk of what one capture hears, written as it comes. A disk that refuses costs the copy, not the
+/// dictation: the audio goes on being counted. Main thread; no call throws.
+class AudioBackup {
+public:
+    /// `recordingId` names the files.
+    explicit AudioBackup(QString recordingId) : m_recordingId(std::move(recordingId)) {}
+
+    /// Makes the file. `onProblem` is called when the disk refuses, now or later.
+    void begin(std::function<void(UserMessage)> onProblem);
+    void append(const AudioChunk& chunk);
+    /// No more chunks come.
+    void finalize();
+    void deleteFiles();
+    /// Writes `metadata` beside the audio, with the counts of what was written.
+    void saveMetadata(PendingAudioMetadata metadata);
+
+    [[nodiscard]] const QString& recordingId() const { return m_recordingId; }
+    /// Something was heard, written or not.
+    [[nodiscard]] bool hasAudio() const { return m_bytes > 0; }
+    [[nodiscard]] bool isOnDisk() const { return m_writer && m_writer->totalBytes() > 0; }
+    [[nodiscard]] int chunkCount() const { return m_chunks; }
+    [[nodiscard]] int64_t durationMs() const {
+        return m_bytes * 1000 / static_cast<int64_t>(AudioFormat::sampleRate * AudioFormat::bytesPerSample);
+    }
+
+private:
+    QString m_recordingId;
+    std::unique_ptr<AudioFileWriter> m_writer;
+    int64_t m_bytes = 0;
+    int m_chunks = 0;
+};
+
+} // namespace quillo
