@@ -126,7 +126,7 @@ void deliverNotices(Application& app) {
         app.notices.add(*app.server->problem());
     app.notices.deliverTo(*app.adapters.notifications, [&app](const QString& notice) {
         if (!app.dictation->effects().isBusy())
-            app.dictation->send(action::ShowHint{notice});
+            app.dictation->send(action::ShowHint{{notice}});
     });
 }
 

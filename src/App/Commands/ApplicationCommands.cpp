@@ -45,7 +45,7 @@ void ApplicationCommands::insertAgain() {
             failure = LocalizationManager::shared().t(errorTexts::of(error.code()));
         }
         if (!failure.isEmpty())
-            m_parts.store.send(action::ShowHint{failure});
+            m_parts.store.send(action::ShowHint{{failure}});
     });
 }
 
