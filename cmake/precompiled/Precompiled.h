@@ -1,24 +1,24 @@
 #pragma once
 
+#include "PlainPrecompiled.h"
+
 #include <QByteArray>
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QObject>
+#include <QPointer>
+#include <QRegularExpression>
+#include <QSocketNotifier>
 #include <QString>
+#include <QThread>
 #include <QTimer>
+#include <QUrl>
 #include <QUuid>
+#include <QVariantMap>
 
-#include <algorithm>
-#include <chrono>
-#include <coroutine>
-#include <deque>
-#include <functional>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <optional>
-#include <stop_token>
-#include <string>
-#include <thread>
-#include <unordered_map>
-#include <variant>
-#include <vector>
+#include <qcorotask.h>
