@@ -154,12 +154,12 @@ int remove(AccountStore& store, const Command& command, const std::string& userI
         say("not confirmed; nothing was deleted");
         return failed;
     }
-    // The account last: while it exists, a removal that was cut off can be done again.
+    // Delete the account last: while it exists, an interrupted removal can be repeated.
     const auto tasks = command.dataFolder / "tasks.sqlite";
     if (std::filesystem::exists(tasks)) {
         TaskStore taskStore(tasks, now);
         for (const auto& file : taskStore.removeUser(userId)) {
-            std::error_code ignored; // what is left is swept at the next start of the server
+            std::error_code ignored; // the next start of the server removes leftovers
             std::filesystem::remove(command.dataFolder / "uploads" / file, ignored);
         }
     }

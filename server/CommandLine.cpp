@@ -43,7 +43,7 @@ std::string address(const char* name, const std::string& text) {
     in_addr v4{};
     in6_addr v6{};
     char normal[INET6_ADDRSTRLEN];
-    // As connections are compared: in the usual spelling.
+    // Normalise the address, because connections are compared in that form.
     if (::inet_pton(AF_INET, text.c_str(), &v4) == 1)
         return ::inet_ntop(AF_INET, &v4, normal, sizeof normal);
     if (::inet_pton(AF_INET6, text.c_str(), &v6) == 1)

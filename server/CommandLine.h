@@ -9,7 +9,7 @@
 
 namespace quillo::server {
 
-/// What the program was asked to do.
+/// The parsed command line.
 struct CommandLine {
     ServerOptions server;
     RecogniserOptions recogniser;
@@ -23,7 +23,7 @@ struct CommandLine {
 /// Reads the arguments after the program's name; the data folder defaults to the XDG one. Throws UsageError.
 CommandLine parseCommandLine(std::span<const char* const> arguments);
 
-/// What --help says of the options.
+/// The part of --help about the options.
 std::string helpText();
 
 } // namespace quillo::server

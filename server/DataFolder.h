@@ -5,13 +5,13 @@
 
 namespace quillo::server {
 
-/// A wrong option; the text names it and what to give instead.
+/// A wrong option; the text names it and the valid values.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Where the server keeps its files unless --data names another folder. Throws UsageError when HOME names none.
+/// The default data folder, unless --data names another one. Throws UsageError when HOME is not set.
 std::filesystem::path defaultDataFolder();
 
 } // namespace quillo::server

@@ -20,13 +20,13 @@ struct RecogniserOptions {
     std::filesystem::path authorityFile;
     std::optional<std::chrono::seconds> connectTimeout;
     std::optional<std::chrono::seconds> requestTimeout;
-    std::optional<size_t> sessions; ///< at once, each with a decoder where it is the embedded one
+    std::optional<size_t> sessions; ///< at once; the embedded recogniser has a decoder for each
     std::filesystem::path keyFile;
     std::string model;
     std::filesystem::path script;
 };
 
-/// Makes the recogniser that was chosen. Throws std::runtime_error with the cause and the next step.
+/// Creates the chosen recogniser. Throws std::runtime_error with the cause and the next step.
 std::shared_ptr<Recogniser> makeRecogniser(const RecogniserOptions& options);
 
 } // namespace quillo::server

@@ -21,7 +21,7 @@ constexpr int couldNotStart = 1;
 constexpr int wrongOptions = 2;
 constexpr int folderInUse = 3;
 
-/// Every connection is a descriptor; the usual soft limit of 1024 would be the first bound to be met.
+/// Every connection needs a descriptor; the usual soft limit of 1024 would be reached first.
 void raiseDescriptorLimit() {
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
@@ -31,19 +31,19 @@ void raiseDescriptorLimit() {
 }
 
 int serve(CommandLine line) {
-    // Blocked before any thread starts, so that all inherit it and only the wait below sees the signals.
+    // Block the signals before any thread starts, so that all threads inherit it and only the wait below receives them.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    // A limit on file sizes is reported by the write instead.
+    // Let the write report a file-size limit instead.
     std::signal(SIGXFSZ, SIG_IGN);
 
     if (line.exitWithParent) {
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        // The parent may have gone before the request.
+        // The parent may have ended before the request.
         if (::getppid() == 1)
             return 0;
     }
@@ -59,7 +59,7 @@ int serve(CommandLine line) {
     int signal = 0;
     sigwait(&signals, &signal);
     log(LogLevel::info, "server", signal == SIGTERM ? "stopping: terminated" : "stopping: interrupted");
-    // Whoever asks twice does not want to wait for those who dictate.
+    // A second signal means: do not wait for running dictations.
     const std::jthread second([&signals, &server](const std::stop_token& stopped) {
         const timespec step{0, 50'000'000};
         while (!stopped.stop_requested()) {

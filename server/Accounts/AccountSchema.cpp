@@ -40,8 +40,8 @@ CREATE INDEX refresh_tokens_by_expiry ON refresh_tokens(expires_at);
 CREATE INDEX refresh_tokens_by_family ON refresh_tokens(family_id);
 )";
 
-/// Accounts with a password. An authorization code that was used stays as long as the tokens it gave, so that a
-/// second use can end them.
+/// Accounts with a password. A used authorization code is kept as long as the tokens it gave, so that a second use can
+/// end them.
 constexpr std::string_view version2 = R"(
 ALTER TABLE users ADD COLUMN password_hash TEXT;
 ALTER TABLE users ADD COLUMN merged_into TEXT;
@@ -64,7 +64,7 @@ CREATE INDEX authorization_codes_by_user ON authorization_codes(user_id);
 CREATE INDEX authorization_codes_by_family ON authorization_codes(family_id);
 )";
 
-/// Until its first use a token names the refresh token that it replaced, so that the use can be marked there.
+/// Until its first use a token refers to the refresh token that it replaced, so that the use can be recorded there.
 constexpr std::string_view version3 = R"(
 ALTER TABLE access_tokens ADD COLUMN predecessor BLOB;
 ALTER TABLE refresh_tokens ADD COLUMN predecessor BLOB;

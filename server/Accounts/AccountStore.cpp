@@ -62,7 +62,7 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
     const std::string familyId = find.text(0);
     const std::string userId = find.text(4);
     const bool used = !find.isNull(2);
-    // A clock that was set back counts as within the grace.
+    // If the clock was set back, count it as within the grace.
     if (used && find.integer(5) != 0 && now() - find.integer(2) > milliseconds(m_lifetimes.reuseGrace)) {
         endFamily(familyId);
         transaction.commit();
@@ -91,7 +91,7 @@ std::optional<Session> AccountStore::refresh(const std::string& refreshToken) {
 
 bool AccountStore::remove(const std::string& userId) {
     const std::scoped_lock lock(m_mutex);
-    // The tokens go with it: the tables refer to each other.
+    // The foreign keys delete the tokens too.
     Statement remove(m_database, "DELETE FROM users WHERE id = ?");
     remove.bind(1, userId).step();
     return m_database.changes() > 0;
@@ -203,7 +203,7 @@ Tokens AccountStore::issueSuccessors(const std::string& familyId, const std::str
 }
 
 void AccountStore::storeTokens(const std::string& familyId, const Tokens& tokens, const std::string& predecessor) {
-    // A pair that is given again stays as it is, used or not, and lives as long as a fresh one.
+    // A pair that is issued again keeps its used flags and lives as long as a new one.
     const auto store = [&](const std::string& table, const std::string& token, std::chrono::seconds lifetime) {
         Statement insert(m_database, "INSERT INTO " + table +
                                          "(hash, family_id, expires_at, predecessor) VALUES(?, ?, ?, ?) "
@@ -232,7 +232,7 @@ void AccountStore::removeExpired() {
         Statement remove(m_database, std::string("DELETE FROM ") + table + " WHERE expires_at <= ?");
         remove.bind(1, now()).step();
     }
-    // With it an old token would still lead to all that followed.
+    // Clear it: with it, an old token would still lead to all later ones.
     Statement salts(m_database, "UPDATE refresh_tokens SET successor_salt = NULL "
                                 "WHERE successor_salt IS NOT NULL AND successor_used = 1 AND used_at < ?");
     salts.bind(1, now() - milliseconds(m_lifetimes.reuseGrace)).step();

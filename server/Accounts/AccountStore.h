@@ -12,7 +12,7 @@
 
 namespace quillo::server {
 
-/// The time of day; injected so that tests pass hours at once.
+/// The wall-clock time; injected so that tests can skip hours.
 using WallClock = std::function<std::chrono::system_clock::time_point()>;
 
 struct User {
@@ -28,7 +28,7 @@ struct Tokens {
     std::chrono::seconds expiresIn{};
 };
 
-/// A signed-in user with a fresh pair of tokens.
+/// A signed-in user with a new pair of tokens.
 struct Session {
     User user;
     Tokens tokens;
@@ -46,22 +46,22 @@ struct TokenLifetimes {
     std::chrono::seconds refresh = std::chrono::hours(24 * 90);
     /// A refresh token may be used again for this long, for clients that refresh twice at once.
     std::chrono::seconds reuseGrace{10};
-    /// From the page that signs in to the exchange of its code.
+    /// Lifetime of a code, from the sign-in page to its exchange.
     std::chrono::seconds code{60};
 };
 
-/// What an authorization code stands for (RFC 6749 section 4.1, RFC 7636).
+/// The data of an authorization code (RFC 6749 section 4.1, RFC 7636).
 struct CodeGrant {
     std::string userId;
     std::string clientId;
     std::string redirectUri;
     std::string challenge; ///< S256
-    /// Whose data should move to the account; proved when the code is exchanged. May be empty.
+    /// The anonymous user whose data should move to the account; proved when the code is exchanged. May be empty.
     std::string anonymousUserId;
     bool isNewUser = false;
 };
 
-/// What a client shows to exchange a code.
+/// What a client presents to exchange a code.
 struct CodeExchange {
     std::string code;
     std::string clientId;
@@ -73,7 +73,7 @@ struct CodeExchange {
 
 struct RedeemedCode {
     Session session;
-    /// The anonymous user who became part of the account: their data are to be moved, then `finishMerge` called.
+    /// The anonymous user merged into the account: move their data, then call `finishMerge`.
     std::optional<std::string> mergedUser;
 };
 
@@ -89,48 +89,48 @@ struct AccountSummary {
     int64_t signIns = 0; ///< that have not ended
 };
 
-/// An anonymous user on the way into an account.
+/// An unfinished merge of an anonymous user into an account.
 struct Merge {
     std::string from;
     std::string to;
 };
 
 /// Users and their tokens in SQLite. Only hashes of tokens are stored. Thread-safe; calls take a lock and touch the
-/// disk, so they belong on a thread that may block. Every function throws DatabaseError.
+/// disk, so call them on a thread that may block. Every function throws DatabaseError.
 class AccountStore {
 public:
     AccountStore(const std::filesystem::path& file, WallClock clock, TokenLifetimes lifetimes = {});
 
-    /// From now on the tokens of anonymous users open nothing. Before any other call.
+    /// Rejects the tokens of anonymous users from now on. Call it before any other function.
     void refuseAnonymousUsers() { m_servesAnonymous = false; }
 
-    /// The anonymous user of this device, made when there is none.
+    /// The anonymous user of this device, created if there is none.
     Session signInAnonymously(const std::string& deviceId);
 
-    /// Exchanges a refresh token for a new pair. As long as neither token of that pair was used, the answer may have
-    /// been lost: the same token gives the same pair again. It does so too within the grace. Later use ends every token
-    /// that descends from the same sign-in (RFC 9700 section 4.14.2), because one of the two users of it is not the
-    /// owner. Empty then, and when the token is unknown or expired.
+    /// Exchanges a refresh token for a new pair. The same token gives the same pair again within the grace, and as long
+    /// as neither token of the pair was used, because the answer may have been lost. Later reuse ends every token of
+    /// the same sign-in (RFC 9700 section 4.14.2), because one of its two users is not the owner. Empty then, and when
+    /// the token is unknown or expired.
     std::optional<Session> refresh(const std::string& refreshToken);
 
-    /// A new account; empty when there is one of this e-mail address. The address is in its normalised form.
+    /// Creates an account; empty when this e-mail address already has one. The address must be normalised.
     std::optional<User> addAccount(const std::string& email, const std::optional<std::string>& fullName,
                                    const std::string& passwordHash);
     /// Empty when no account has this address.
     std::optional<Credentials> credentialsOf(const std::string& email);
-    /// Stores another hash of the same password, unless the password was changed meanwhile.
+    /// Stores another hash of the same password, unless the password was changed in the meantime.
     void replaceHash(const Credentials& old, const std::string& passwordHash);
-    /// Sets another password and ends every sign-in of the account; false when there is no such account.
+    /// Sets a new password and ends all sign-ins of the account; false when the account does not exist.
     bool resetPassword(const std::string& email, const std::string& passwordHash);
 
-    /// A code for one exchange. Empty when the account's hash is not `passwordHash` any more: the password that was
-    /// checked has been replaced, or the account removed.
+    /// Creates a code for one exchange. Empty when the account's hash is not `passwordHash` any more, because the
+    /// checked password was replaced or the account removed.
     std::optional<std::string> issueCode(const CodeGrant& grant, const std::string& passwordHash);
-    /// Exchanges a code. Whatever the outcome, it is used up; using it again ends the sign-in that it gave.
+    /// Exchanges a code. It is used up with any result; using it again ends the sign-in that it gave.
     std::optional<RedeemedCode> redeem(const CodeExchange& exchange);
-    /// The data of the merged user are moved: removes what is left of them.
+    /// Call after moving the data of the merged user: removes the rest of that user.
     void finishMerge(const std::string& userId);
-    /// Merges that were begun and not finished, as when the server was killed.
+    /// Unfinished merges, for example after the server was killed.
     std::vector<Merge> unfinishedMerges();
 
     /// Accounts with an e-mail address, by address.
@@ -145,9 +145,9 @@ public:
     /// False once a sign-in was ended: by a new password, a removed account or a token that was used twice.
     bool isSignedIn(const std::string& signIn);
 
-    /// Anonymous users, older than a day, of whom no token is left.
+    /// Anonymous users, older than a day, without any token.
     std::vector<std::string> abandonedUsers();
-    /// Removes a user if that is still so.
+    /// Removes a user if this is still true.
     void removeAbandoned(const std::string& userId);
 
     /// Throws DatabaseError when the database cannot be written.
@@ -157,12 +157,12 @@ private:
     std::string beginFamily(const std::string& userId);
     void endFamily(const std::string& familyId);
     Tokens issueTokens(const std::string& familyId);
-    /// The pair that follows `refreshToken`: the same one each time, and known to nobody without that token.
+    /// The pair that follows `refreshToken`: always the same, and impossible to derive without that token.
     Tokens issueSuccessors(const std::string& familyId, const std::string& refreshToken, const std::string& salt);
     /// `predecessor`: the hash of the refresh token that `tokens` replace, if any.
     /// `predecessor` is the refresh token that `tokens` replace, if any.
     void storeTokens(const std::string& familyId, const Tokens& tokens, const std::string& predecessor);
-    /// A token of `table` was used: its predecessor was answered and need not be again.
+    /// Records that a token of `table` was used, so its predecessor need not be answered again.
     void markUsed(std::string_view table, const std::string& token);
     bool beginMerge(const std::string& anonymousUserId, const std::string& anonymousToken, const std::string& userId);
     void removeExpired();

@@ -25,7 +25,7 @@ std::optional<seconds> SignInThrottle::admit(const std::string& email, const std
 void SignInThrottle::succeeded(const std::string& email, const std::string& address) {
     const std::scoped_lock lock(m_mutex);
     forget(m_emails, email);
-    // Only its own attempt: whoever has an account here must not guess at others for free in between.
+    // Forgive only this attempt: a user with an account must not get free guesses at other accounts in between.
     const auto found = m_addresses.entries.find(address);
     if (found == m_addresses.entries.end())
         return;

@@ -11,8 +11,9 @@
 
 namespace quillo::server {
 
-/// Slows the guessing of passwords down. Attempts count before they are judged, so that many at once gain nothing; and
-/// while a key has to wait nothing is judged, so that a right password is answered as a wrong one.
+/// Slows down password guessing. Attempts are counted before they are checked, so that simultaneous attempts have no
+/// advantage. While a key has to wait no password is checked, so that a correct one gets the same answer as a wrong
+/// one.
 class SignInThrottle {
 public:
     using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
@@ -22,22 +23,22 @@ public:
         std::chrono::seconds firstWait; ///< doubles with each further attempt
         std::chrono::seconds longestWait;
         std::chrono::seconds forgottenAfter; ///< without an attempt
-        size_t maxKeys;                      ///< those that rested longest are forgotten first
+        size_t maxKeys;                      ///< the least recently used ones are forgotten first
     };
     static constexpr Rule emailRule{5, std::chrono::seconds(30), std::chrono::minutes(15), std::chrono::hours(24),
                                     10000};
-    /// More, as several people may share an address.
+    /// More, because several people may share an address.
     static constexpr Rule addressRule{30, std::chrono::seconds(30), std::chrono::minutes(15), std::chrono::hours(1),
                                       10000};
 
     explicit SignInThrottle(SteadyClock clock, const Rule& email = emailRule, const Rule& address = addressRule);
 
-    /// Empty when the password may be judged, which counts as an attempt; otherwise how long to wait.
+    /// Counts an attempt and returns nothing when the password may be checked; otherwise returns how long to wait.
     std::optional<std::chrono::seconds> admit(const std::string& email, const std::string& address);
-    /// The attempt that was admitted last for the two turned out to be right.
+    /// The last admitted attempt of these two keys had the correct password.
     void succeeded(const std::string& email, const std::string& address);
 
-    /// Keys that are remembered.
+    /// Number of remembered keys.
     [[nodiscard]] size_t size() const;
 
 private:
@@ -50,7 +51,7 @@ private:
     struct Table {
         Rule rule;
         std::unordered_map<std::string, Entry> entries;
-        std::list<std::string> byUse; ///< rested longest first
+        std::list<std::string> byUse; ///< least recently used first
     };
     using TimePoint = std::chrono::steady_clock::time_point;
     static std::chrono::seconds waitOf(const Table& table, const std::string& key, TimePoint now);

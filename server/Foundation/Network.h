@@ -4,7 +4,7 @@
 
 namespace quillo::server {
 
-/// What stands for an address where attempts are counted: an IPv6 network of 64 bits is one customer.
+/// The key under which attempts of an address are counted: an IPv6 /64 network counts as one client.
 std::string networkOf(const std::string& address);
 
 } // namespace quillo::server

@@ -4,8 +4,8 @@
 
 namespace quillo::server {
 
-/// Held while decoders and front ends of the PocketSphinx library are made and freed: that part of it writes to global
-/// variables of its own.
+/// Held while decoders and front ends of the PocketSphinx library are created and freed, because the library then
+/// writes to global variables.
 std::mutex& loadMutex();
 
 } // namespace quillo::server

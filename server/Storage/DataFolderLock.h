@@ -6,18 +6,17 @@
 
 namespace quillo::server {
 
-/// Another server works in the data folder; the text names it and the next step.
+/// Another server uses the data folder; the text names it and the next step.
 class DataFolderInUse : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Keeps a data folder to one server for as long as it lives: `server.lock` in it is locked (flock(2)), and holds the
-/// process id and the address of the server for people and programs that look for it. A server that was killed leaves
-/// the file, but not the lock.
+/// Reserves a data folder for one server during its lifetime: locks `server.lock` in it (flock(2)), which contains the
+/// server's process id and address for users and programs. A killed server leaves the file, but not the lock.
 class DataFolderLock {
 public:
-    /// `folder` exists. Throws DataFolderInUse, and std::runtime_error when the file cannot be made.
+    /// `folder` must exist. Throws DataFolderInUse, and std::runtime_error when the file cannot be created.
     explicit DataFolderLock(const std::filesystem::path& folder, const std::string& address);
     ~DataFolderLock();
     DataFolderLock(const DataFolderLock&) = delete;

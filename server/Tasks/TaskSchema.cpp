@@ -46,7 +46,7 @@ CREATE TABLE live_transcripts (
 CREATE INDEX live_transcripts_by_age ON live_transcripts(created_at);
 )";
 
-/// Users who were removed, or merged into a successor: what was begun for them may end later.
+/// Users who were removed or merged into a successor. Work begun for them may end later.
 constexpr std::string_view version2 = R"(
 CREATE TABLE former_users (
     id TEXT PRIMARY KEY,
@@ -57,7 +57,7 @@ CREATE INDEX former_users_by_age ON former_users(ended_at);
 CREATE INDEX former_users_by_successor ON former_users(successor);
 )";
 
-/// Audio that ended the server is known by its hash.
+/// Audio that crashed the server is recognised by its hash.
 constexpr std::string_view version3 = R"(
 CREATE INDEX tasks_crashed ON tasks(audio_hash) WHERE error_code = 'RECOGNITION_CRASHED';
 )";

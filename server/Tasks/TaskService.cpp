@@ -18,18 +18,18 @@ using Clock = std::chrono::steady_clock;
 constexpr auto expiryInterval = std::chrono::minutes(30);
 constexpr auto databasePause = std::chrono::seconds(30);
 constexpr auto busyPause = std::chrono::seconds(2);
-/// A file whose recognition ended the server so often is not tried again.
+/// A file whose recognition crashed the server this often is not tried again.
 constexpr int maxAttempts = 3;
 constexpr int crashStatus = 422;
 constexpr const char* crashCode = "RECOGNITION_CRASHED";
 constexpr const char* crashDetail = "Recognising this audio ended the server several times; it is not tried again.";
 
-/// True when a session that was asked for `languages` and heard `heard` is an answer for `wanted`.
+/// True when a session for `languages` that recognised `heard` answers a request for `wanted`.
 bool languageFits(const std::string& wanted, const LiveTranscript& live) {
     return wanted.empty() || wanted == "auto" || wanted == live.languages || wanted == live.language;
 }
 
-/// What those who wait are told of a task that was removed with its account.
+/// The answer to waiting requests when a task was removed with its account.
 Task removedTask() {
     Task task;
     task.status = TaskStatus::failed;
@@ -103,7 +103,7 @@ std::unique_ptr<UploadForm> TaskService::form(const std::string& contentType) co
 
 Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& form) {
     auto audio = form.takeAudio();
-    // Refuses what is no audio before anybody waits for it.
+    // Refuse files without audio before the client waits for a result.
     const auto path = m_spool->path(audio->name());
     { const AudioReader check(path); }
 
@@ -120,7 +120,7 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
 
     if (m_store.crashed(request))
         throw UploadError(crashStatus, crashCode, crashDetail);
-    // Reads the whole file, so not under the lock; a task that exists already goes first all the same.
+    // This reads the whole file, so do not hold the lock. An existing task still takes precedence.
     const bool mayBeLive =
         kind == TaskKind::transcription && !request.recordingId.empty() && !request.wantsFreshResult();
     if (mayBeLive && !m_store.match(request)) {
@@ -174,7 +174,7 @@ std::optional<Task> TaskService::answerFromLive(const std::string& userId, const
 void TaskService::whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done) {
     std::optional<Task> task;
     {
-        // Under the lock under which the end of a task is told, so that it cannot be missed.
+        // Use the lock under which the end of a task is reported, so that it cannot be missed.
         const std::scoped_lock lock(m_mutex);
         task = m_store.find(userId, id);
         if (task && !task->isOver()) {
@@ -216,7 +216,7 @@ void TaskService::removeUser(const std::string& userId) {
 void TaskService::moveUser(const std::string& from, const std::string& to) {
     for (const auto& file : m_store.moveUser(from, to))
         m_spool->remove(file);
-    // What waits in the queue is found by either id.
+    // Queued work is found by both ids.
     const std::scoped_lock lock(m_mutex);
     for (const auto& [id, running] : m_running) {
         if (running->userId == from)
@@ -266,7 +266,7 @@ void TaskService::runTask(const FairQueue::Item& item) {
             perform(*task, *running);
         }
     } catch (const std::exception& error) {
-        // Only the database is left to fail, as on a full disk.
+        // Only the database can fail here, for example on a full disk.
         log(LogLevel::error, "tasks", "task " + item.id + " could not be recorded, later again: " + error.what());
         const std::scoped_lock lock(m_mutex);
         m_queue.pushFront(item);

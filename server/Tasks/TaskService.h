@@ -25,12 +25,12 @@ struct TaskSettings {
     unsigned workers = 1;
     int maxTasksPerUser = 32; ///< queued or running
     std::chrono::seconds resultLifetime = std::chrono::hours(24 * 8);
-    std::chrono::seconds audioLifetime = std::chrono::hours(48); ///< of audio that could not be recognised so far
+    std::chrono::seconds audioLifetime = std::chrono::hours(48); ///< for audio that could not be recognised so far
     std::chrono::milliseconds stallTimeout = std::chrono::minutes(5);
 };
 
-/// Recognises uploaded files in the background. A task outlives the client that asked for it and a restart of the
-/// server: it ends in the database, where a repeated request finds it. Thread-safe.
+/// Recognises uploaded files in the background. A task survives a disconnected client and a restart of the server: its
+/// result is stored in the database, where a repeated request finds it. Thread-safe.
 class TaskService {
 public:
     /// Opens the database and the spool. Throws std::runtime_error.
@@ -40,36 +40,37 @@ public:
     TaskService(const TaskService&) = delete;
     TaskService& operator=(const TaskService&) = delete;
 
-    /// Takes up what an earlier run left, and begins to work.
+    /// Resumes the tasks of an earlier run and begins to work.
     void start();
-    /// Abandons what is being recognised, to be begun anew by the next start, and returns when the workers have ended.
+    /// Abandons running recognitions, which the next start repeats, and returns when the workers have ended.
     void stop();
 
     /// A form for an upload to this server. Throws UploadError.
     [[nodiscard]] std::unique_ptr<UploadForm> form(const std::string& contentType) const;
 
-    /// Takes a finished form, whose audio becomes the task's; or finds the task that already does what is asked for,
-    /// or the live transcript of the same audio. Throws UploadError, DatabaseError.
+    /// Creates a task from a finished form and takes over its audio; or finds an existing task for the same request, or
+    /// the live transcript of the same audio. Throws UploadError, DatabaseError.
     Task submit(const std::string& userId, TaskKind kind, UploadForm& form);
 
-    /// Calls `done` once, when the task is over: at once, or from a worker. Never when the server stops before.
+    /// Calls `done` once when the task has ended: at once, or from a worker. Never if the server stops before.
     void whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done);
 
     std::optional<Task> find(const std::string& userId, const std::string& id) { return m_store.find(userId, id); }
     std::optional<Task> findDiarization(const std::string& userId, const std::string& recordingId) {
         return m_store.findDiarization(userId, recordingId);
     }
-    /// How much of a running task is done, 0 to 1.
+    /// The progress of a running task, 0 to 1.
     [[nodiscard]] double progress(const std::string& id) const;
 
-    /// Keeps what a live session heard. Never throws: what could not be kept is recognised again if it is needed.
+    /// Stores the result of a live session. Never throws: a result that could not be stored is recognised again if
+    /// needed.
     void keepLive(const LiveTranscript& transcript);
-    /// Removes all of a user, and stops what is being done for them.
+    /// Deletes all data of a user and stops their tasks.
     void removeUser(const std::string& userId);
-    /// Makes everything of `from` belong to `to`; what is being done for them goes on.
+    /// Transfers all data of `from` to `to`; running tasks continue.
     void moveUser(const std::string& from, const std::string& to);
 
-    /// True when something is kept of the user, or being done for them.
+    /// True when the user has stored data or running tasks.
     bool knowsUser(const std::string& userId) { return m_store.knowsUser(userId); }
     /// Throws DatabaseError when the database cannot be written.
     void check() { m_store.check(); }
@@ -102,9 +103,9 @@ private:
     std::unordered_map<std::string, std::shared_ptr<Running>> m_running;
     std::unordered_map<std::string, std::vector<std::function<void(const Task&)>>> m_waiting;
     std::chrono::steady_clock::time_point m_nextExpiry;
-    std::chrono::steady_clock::time_point m_busyUntil; ///< the recogniser has no place before
+    std::chrono::steady_clock::time_point m_busyUntil; ///< the recogniser has no free place before this time
     bool m_stopping = false;
-    std::mutex m_submitMutex; ///< two requests for the same must not both find nothing
+    std::mutex m_submitMutex; ///< prevents two equal requests from both creating a task
     std::vector<std::thread> m_workers;
 };
 

@@ -16,7 +16,7 @@ std::string select(std::string_view condition) {
     return "SELECT " + std::string(columns) + " FROM tasks WHERE " + std::string(condition);
 }
 
-/// Longer than anything that was begun for a user lasts.
+/// Longer than any work that was begun for a user.
 constexpr auto formerUserLifetime = std::chrono::hours(24 * 30);
 
 int64_t number(TaskStatus status) { return static_cast<int64_t>(status); }
@@ -56,7 +56,7 @@ std::optional<Task> TaskStore::findOne(Statement& query) {
 
 std::optional<Task> TaskStore::match(const TaskRequest& request) {
     const std::scoped_lock lock(m_mutex);
-    // A failed task is not matched: its audio is gone, and the client asks because it wants another try.
+    // A failed task does not match: its audio is gone, and the client wants another attempt.
     std::string condition = "user_id = ?1 AND recording_id = ?2 AND kind = ?3 AND language = ?4 AND provider = ?5 AND "
                             "audio_hash = ?6 AND status != ?7";
     if (request.wantsFreshResult())
@@ -233,7 +233,7 @@ std::vector<std::string> TaskStore::expire(std::chrono::seconds results, std::ch
     const int64_t oldestResult = now() - duration_cast<milliseconds>(results).count();
     const int64_t oldestAudio = now() - duration_cast<milliseconds>(audio).count();
     Transaction transaction(m_database);
-    // Running tasks are left alone: they end by themselves, soon.
+    // Running tasks are not touched, because they end soon.
     Statement query(m_database,
                     "SELECT audio_file FROM tasks WHERE status = ? AND created_at < ? AND audio_file IS NOT NULL");
     query.bind(1, number(TaskStatus::queued)).bind(2, oldestAudio);

@@ -11,20 +11,19 @@
 
 namespace quillo::server {
 
-/// Uploaded work and its results in SQLite. Thread-safe; calls take a lock and touch the disk, so they belong on a
-/// thread that may block. Every function throws DatabaseError. A user who became part of another is found under
-/// either id.
+/// Uploaded work and its results in SQLite. Thread-safe; calls take a lock and access the disk, so call them on a
+/// thread that may block. Every function throws DatabaseError. A merged user is found by both ids.
 class TaskStore {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
-    /// A repeated request for a fresh result within this time is taken for a retry of the first.
+    /// A repeated request for a new result within this time counts as a retry of the first.
     static constexpr std::chrono::minutes retryWindow{10};
 
     TaskStore(const std::filesystem::path& file, WallClock clock);
 
-    /// The task that already does, or did, what is asked for; empty when there is none.
+    /// An existing task, running or finished, for the same request; empty when there is none.
     std::optional<Task> match(const TaskRequest& request);
-    /// The task whose recognition of the same audio by the same recogniser ended the server, whoever asked for it.
+    /// The task, of any user, whose recognition of the same audio by the same recogniser crashed the server.
     std::optional<Task> crashed(const TaskRequest& request);
     /// Empty when the user has been removed.
     std::optional<Task> add(const TaskRequest& request);
@@ -39,37 +38,37 @@ public:
 
     /// Counts an attempt.
     void begin(const std::string& id);
-    /// Puts it back; `uncount` takes the attempt back, which was not the task's fault.
+    /// Puts a task back into the queue; `uncount` does not count an attempt that the task did not cause to fail.
     void requeue(const std::string& id, bool uncount);
-    /// The end of a task: its audio is not needed any more.
+    /// Ends a task; its audio is not needed any more.
     void complete(const std::string& id, const std::string& result);
     void fail(const std::string& id, int status, const std::string& code, const std::string& error);
 
-    /// Replaces what was kept for the same recording.
+    /// Replaces an earlier entry for the same recording.
     void keepLive(const LiveTranscript& transcript);
     std::optional<LiveTranscript> findLive(const std::string& userId, const std::string& recordingId);
     /// True when the live transcript was made from samples with this hash.
     bool liveMatches(const LiveTranscript& transcript, const Sha256Value& sampleHash);
 
-    /// True when something is kept of the user.
+    /// True when data of the user is stored.
     bool knowsUser(const std::string& userId);
     /// Throws DatabaseError when the database cannot be written.
     void check();
 
-    /// Forgets results older than `results`, and gives up work older than `audio`. Returns the audio files that are
-    /// not needed any more.
+    /// Deletes results older than `results` and gives up work older than `audio`. Returns the audio files that are no
+    /// longer needed.
     std::vector<std::string> expire(std::chrono::seconds results, std::chrono::seconds audio);
-    /// Forgets all of a user, also what is still to come of them; returns audio files as `expire` does.
+    /// Deletes all data of a user, including later results; returns audio files like `expire`.
     std::vector<std::string> removeUser(const std::string& userId);
-    /// Makes everything of `from` belong to `to`, also what is still to come. What both have of a recording, `to`
-    /// keeps. When `to` has been removed, `from` is too, and audio files are returned as `expire` does.
+    /// Transfers all data of `from` to `to`, including later results. If both have data of a recording, that of `to` is
+    /// kept. If `to` has been removed, removes `from` too and returns audio files like `expire`.
     std::vector<std::string> moveUser(const std::string& from, const std::string& to);
 
 private:
     static Task read(const Statement& row);
     std::optional<Task> findOne(Statement& query);
     std::vector<std::string> audioFiles(Statement& query);
-    /// The user who has what is of `userId` now; empty when they were removed.
+    /// The user who now owns the data of `userId`; empty when they were removed.
     std::optional<std::string> ownerOf(const std::string& userId);
     std::vector<std::string> forgetUser(const std::string& userId);
     [[nodiscard]] int64_t now() const;

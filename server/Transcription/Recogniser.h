@@ -32,7 +32,7 @@ struct Transcript {
 struct RecognitionOptions {
     std::vector<std::string> languages; ///< ISO 639-1; empty or "auto" for any
     bool enhanced = false;
-    /// Nobody waits for the words as they are spoken: the work gives way to that of other sessions.
+    /// No user waits for these words live, so other sessions have priority.
     bool background = false;
 };
 
@@ -47,7 +47,7 @@ public:
     virtual void onFinal(const Transcript& transcript) = 0;
     /// Everything pushed before `finish` has been recognised; nothing follows.
     virtual void onFinished() = 0;
-    /// Recognition failed; nothing follows. `unavailable` tells a recogniser that is out of order from one bad request.
+    /// Recognition failed; nothing follows. `unavailable` distinguishes a broken recogniser from a bad request.
     virtual void onFailed(bool unavailable, const std::string& message) = 0;
 };
 
@@ -61,8 +61,7 @@ public:
     virtual void push(std::span<const int16_t> samples) = 0;
     /// No more audio follows: recognise the rest, then call `onFinished`.
     virtual void finish() = 0;
-    /// Seconds of audio pushed and not yet recognised, so that a client that sends faster than it can be served is held
-    /// back.
+    /// Seconds of audio pushed and not yet recognised; used to slow down a client that sends too fast.
     [[nodiscard]] virtual double backlogSeconds() const = 0;
 };
 
@@ -91,7 +90,7 @@ public:
 
     /// The name reported to clients as "stt_provider".
     [[nodiscard]] virtual std::string name() const = 0;
-    /// False while it is known that sessions would fail, as far as that can be said without trying one.
+    /// False while sessions are known to fail, as far as can be determined without trying one.
     [[nodiscard]] virtual bool isAvailable() const { return true; }
     /// Starts a recognition. Throws RecogniserUnavailable.
     virtual std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,

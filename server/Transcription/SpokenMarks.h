@@ -5,8 +5,8 @@
 
 namespace quillo::server {
 
-/// A mark that is dictated by name. `token` is its word in the recogniser's vocabulary: it cannot be mistaken for the
-/// ordinary word, and never reaches a user.
+/// A punctuation mark dictated by name. `token` is its word in the recogniser's vocabulary, which differs from the
+/// ordinary word and never reaches a user.
 struct SpokenMark {
     std::string_view token;
     std::string_view pronunciation; ///< CMU phones

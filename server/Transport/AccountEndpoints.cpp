@@ -30,7 +30,7 @@ HttpResponse answer(const Session& session) {
     return {200, std::move(body), {}};
 }
 
-/// Wraps a handler of a JSON object: what is not one, or has a member of the wrong type, is the client's mistake.
+/// Wraps a handler of a JSON object: anything else, or a member of the wrong type, is a client error.
 template <class Handler>
 Router::Handler withJsonBody(Handler handler) {
     return [handler = std::move(handler)](const HttpRequest& request) -> HttpResponse {
@@ -45,7 +45,7 @@ Router::Handler withJsonBody(Handler handler) {
     };
 }
 
-/// Wraps a handler of the user of the bearer token.
+/// Wraps a handler that needs the user of the bearer token.
 template <class Handler>
 Router::Handler withUser(const std::shared_ptr<AccountStore>& accounts, Handler handler) {
     return [accounts, handler = std::move(handler)](const HttpRequest& request) -> HttpResponse {
@@ -88,7 +88,7 @@ HttpResponse exchangeCode(AccountStore& accounts, const UserData& data, const Ht
                              "The code is not valid any more, or was given for something else; sign in again.");
     if (redeemed->mergedUser) {
         const Merge merge{*redeemed->mergedUser, redeemed->session.user.id};
-        // The sign-in succeeds in any case; what could not be moved now is moved at the next start.
+        // The sign-in succeeds anyway; data that could not be moved now is moved at the next start.
         try {
             data.move(merge);
             accounts.finishMerge(merge.from);
@@ -137,7 +137,7 @@ void addAccountEndpoints(Router& router, const std::shared_ptr<AccountStore>& ac
 
     const auto me = withUser(accounts, [](const User& user) { return HttpResponse{200, describe(user), {}}; });
     const auto removeMe = withUser(accounts, [accounts, data](const User& user) {
-        // The account last: while it exists, a removal that was cut off can be asked for again.
+        // Delete the account last: while it exists, an interrupted removal can be repeated.
         data.remove(user.id);
         accounts->remove(user.id);
         log(LogLevel::info, "accounts", "user " + user.id + " and all of their data removed");

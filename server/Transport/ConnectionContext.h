@@ -17,7 +17,7 @@
 
 namespace quillo::server {
 
-/// What the connections of one server share. Outlives them.
+/// Shared by the connections of one server. Outlives them.
 struct ConnectionContext {
     explicit ConnectionContext(ServerOptions set) : options(std::move(set)), uploadWork(options.uploadThreads) {}
 
@@ -31,10 +31,10 @@ struct ConnectionContext {
     std::shared_ptr<TaskService> tasks;
     std::shared_ptr<OpenStreams> streams = std::make_shared<OpenStreams>();
     std::atomic<bool> stopping = false;
-    /// Threads that may block, apart so that a slow disk under an upload keeps nobody from dictating.
+    /// Threads that may block, in separate pools, so that a slow disk during an upload does not delay dictations.
     asio::thread_pool streamWork{2};  ///< upgrades, and opening and ending recognisers
-    asio::thread_pool requestWork{2}; ///< requests but uploads
-    asio::thread_pool uploadWork;     ///< all that touches an upload
+    asio::thread_pool requestWork{2}; ///< requests except uploads
+    asio::thread_pool uploadWork;     ///< all work on uploads
 
     /// The certificate in use; replaced when it is renewed. Thread-safe.
     std::shared_ptr<asio::ssl::context> tls() {
@@ -51,13 +51,13 @@ private:
     std::shared_ptr<asio::ssl::context> m_tls;
 };
 
-/// A connection from its first byte to its end. Coroutines of one connection share it.
+/// One connection from its first byte to its end, shared by its coroutines.
 struct ConnectionState {
     std::shared_ptr<ConnectionContext> context;
     std::shared_ptr<ConnectionControl> control;
     Peer peer;
     Limits::Admission admission;
-    bool isOtherUser = false; ///< comes from a user of this machine who is not served
+    bool isOtherUser = false; ///< from a user of this machine who is not served
 };
 
 } // namespace quillo::server

@@ -41,7 +41,7 @@ void ConnectionControl::arm() {
 void ConnectionControl::cut() {
     if (m_socket < 0)
         return;
-    // Without lingering, so that a peer that does not read leaves no data behind in the kernel.
+    // Close without lingering, so that no data for a peer that does not read stays in the kernel.
     const linger now{1, 0};
     ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
     ::shutdown(m_socket, SHUT_RDWR);
@@ -56,7 +56,7 @@ bool ConnectionControl::peerHasClosed() const {
 
 void ConnectionControl::request(Request request) {
     asio::post(m_strand, [self = shared_from_this(), request] {
-        // A copy: what it does may replace it.
+        // Copy the handler, because it may replace itself.
         if (const auto handler = self->m_handler)
             handler(request);
         else if (request == Request::stop)

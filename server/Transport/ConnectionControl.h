@@ -8,16 +8,16 @@
 
 namespace quillo::server {
 
-/// The deadline of one connection, and the way to end it from outside. Used on the connection's strand, but for
-/// `request` and `requestCut`. The timer is armed again only when it fires, so that moving the deadline with every
-/// frame is cheap.
+/// The deadline of one connection, and the way to end it from outside. Used on the connection's strand, except
+/// `request` and `requestCut`. The timer is re-armed only when it fires, so that moving the deadline with every frame
+/// is cheap.
 class ConnectionControl : public std::enable_shared_from_this<ConnectionControl> {
 public:
     using Clock = std::chrono::steady_clock;
 
     ConnectionControl(asio::any_io_executor strand, int socket);
 
-    /// Calls `expired` when the time comes; without a function the connection is cut. Replaces the deadline before it.
+    /// Calls `expired` at the deadline; without a function it cuts the connection. Replaces the previous deadline.
     void expireAt(Clock::time_point time, std::function<void()> expired = {});
     void expireAfter(std::chrono::milliseconds time, std::function<void()> expired = {});
 
@@ -25,23 +25,23 @@ public:
     /// closes it.
     void cut();
 
-    /// True when the client has closed its side, which nobody notices while nothing is read.
+    /// True when the client has closed its side, which is not detected while nothing is read.
     [[nodiscard]] bool peerHasClosed() const;
 
-    /// What is asked of a connection from outside.
+    /// Requests to a connection from outside.
     enum class Request {
-        drain,   ///< the server will stop soon: end what can be ended
+        drain,   ///< the server will stop soon: end idle connections
         stop,    ///< the server stops: end now
-        signOut, ///< its user is not signed in any more
+        signOut, ///< its user has been signed out
     };
-    /// Takes requests. Without it "stop" cuts the connection, and the others do nothing.
+    /// Handles requests. Without a handler "stop" cuts the connection, and the others do nothing.
     void onRequest(std::function<void(Request)> handler) { m_handler = std::move(handler); }
     /// Thread-safe.
     void request(Request request);
     /// `cut` from another thread.
     void requestCut();
 
-    /// The socket is about to close: no call touches it any more.
+    /// Call before closing the socket: no later call accesses it.
     void release();
 
     [[nodiscard]] const asio::any_io_executor& strand() const { return m_strand; }

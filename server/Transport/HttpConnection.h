@@ -6,7 +6,7 @@
 
 namespace quillo::server {
 
-/// Forgets the stream in the deadline before the stream closes the socket.
+/// Detaches the deadline from the stream before the stream closes the socket.
 class ReleaseOnExit {
 public:
     explicit ReleaseOnExit(std::shared_ptr<ConnectionControl> control) : m_control(std::move(control)) {}
@@ -18,11 +18,11 @@ private:
     std::shared_ptr<ConnectionControl> m_control;
 };
 
-/// Serves the requests of one connection, until one ends it or makes it a streaming socket.
+/// Serves the requests of one connection until one ends it or turns it into a streaming socket.
 template <class Stream>
 class HttpConnection {
 public:
-    /// `stream` outlives it, and is moved from when it becomes a streaming socket.
+    /// `stream` must outlive it, and is moved from when it becomes a streaming socket.
     HttpConnection(Stream& stream, std::shared_ptr<ConnectionState> state)
         : m_stream(stream), m_state(std::move(state)) {}
 
@@ -32,7 +32,7 @@ public:
             next = co_await serveRequest(options().keepAliveTimeout);
         if (next != Next::stream)
             co_return;
-        // What the request held is not needed for the hours that the stream may last.
+        // Free the request, which is not needed for the hours that the stream may last.
         m_buffer = {};
         const auto streaming = std::move(m_streaming);
         co_await streaming->run(std::move(m_upgrade));
@@ -73,7 +73,7 @@ private:
         co_return co_await respond(exchange, *match.route) ? Next::request : Next::over;
     }
 
-    /// Makes the connection a streaming socket, or says why not.
+    /// Turns the connection into a streaming socket, or answers why not.
     asio::awaitable<std::optional<HttpResponse>> upgrade(Exchange& exchange) {
         if (!exchange.isUpgrade()) {
             auto refusal =
@@ -102,7 +102,7 @@ private:
         if (!refusal)
             refusal = co_await exchange.readBody(receiver.get());
         if (refusal || exchange.failed()) {
-            // Gives its file and its place back before the peer reads the answer.
+            // Release its file and its place before the peer reads the answer.
             co_await destroyBlocking(context(), strand(), std::move(receiver));
             if (refusal)
                 co_await exchange.refuse(std::move(*refusal));
@@ -131,7 +131,7 @@ private:
     asio::awaitable<std::optional<HttpResponse>> handle(Exchange& exchange, const Router::Route& route,
                                                         std::unique_ptr<BodyReceiver> receiver) {
         auto& threads = receiver ? context().uploadWork : context().requestWork;
-        if (receiver) // an upload is brought to the disk, which may take its time
+        if (receiver) // an upload is synchronised to the disk, which may take some time
             m_state->control->expireAfter(options().answerTimeout);
         Answer outcome =
             co_await runBlocking(threads, strand(), [&route, &exchange, held = std::move(receiver)]() mutable {

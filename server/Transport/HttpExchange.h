@@ -24,21 +24,21 @@ namespace http = boost::beast::http;
 template <class Stream>
 class HttpExchange {
 public:
-    /// Hands the body out block by block: only the route knows what becomes of it.
+    /// Delivers the body block by block, because only the route knows how to use it.
     using Parser = http::request_parser<http::buffer_body>;
 
-    /// `stream` and `buffer` outlive it; the buffer keeps what was read beyond the request.
+    /// `stream` and `buffer` must outlive it; the buffer keeps bytes read beyond the request.
     HttpExchange(Stream& stream, boost::beast::flat_buffer& buffer, std::shared_ptr<ConnectionState> state)
         : m_stream(stream), m_buffer(buffer), m_state(std::move(state)) {
         m_parser.header_limit(static_cast<uint32_t>(options().maxHeaderBytes));
-        // The path decides what the body may hold. Not "none": Boost 1.74 takes that for zero.
+        // The route sets the limit of the body later. Do not use "none": Boost 1.74 treats it as zero.
         m_parser.body_limit(std::numeric_limits<uint64_t>::max());
     }
 
     HttpRequest request;
 
-    /// Reads the header; false when the connection is over. One bound for waiting and for the header: a peer that sends
-    /// it byte by byte gains no time.
+    /// Reads the header; false when the connection has ended. Waiting and the header share one time limit, so that a
+    /// peer gains no time by sending byte by byte.
     asio::awaitable<bool> readHeader(std::chrono::milliseconds patience) {
         m_state->control->expireAfter(patience);
         co_await http::async_read_header(m_stream, m_buffer, m_parser,
@@ -54,12 +54,12 @@ public:
     }
 
     [[nodiscard]] bool isUpgrade() const { return boost::beast::websocket::is_upgrade(m_parser.get()); }
-    /// The header for the answer to an upgrade; the exchange is over.
+    /// Returns the header for the answer to an upgrade; ends the exchange.
     auto releaseUpgrade() { return m_parser.release(); }
     /// True when the client sent more than the header.
     [[nodiscard]] bool hasMore() const { return m_buffer.size() > 0; }
     [[nodiscard]] bool wantsKeepAlive() const { return m_parser.get().keep_alive(); }
-    /// True when the announced length is within `bytes`; bounds a body of unknown length by it.
+    /// True when the announced length is within `bytes`; limits a body of unknown length to it.
     bool limitBody(uint64_t bytes) {
         const auto length = m_parser.content_length();
         if (length && *length > bytes)
@@ -129,7 +129,7 @@ private:
     asio::awaitable<std::optional<HttpResponse>> hand(BodyReceiver& receiver, std::string_view bytes) {
         if (bytes.empty())
             co_return std::nullopt;
-        // The client is not slow while its bytes wait for the disk.
+        // Waiting for the disk does not count as slowness of the client.
         m_state->control->expireAfter(options().answerTimeout);
         co_return co_await runBlocking(m_state->context->uploadWork, m_state->control->strand(), [&] {
             return Router::guard<std::optional<HttpResponse>>(request, [&] { return receiver.receive(bytes); });
@@ -157,7 +157,7 @@ private:
     }
 
     /// Ends a connection so that the peer can still read the answer: closing with unread bytes would reset it. `unread`
-    /// bytes of a body are still to come, if the peer goes on sending.
+    /// is the number of body bytes that the peer may still send.
     asio::awaitable<void> linger(uint64_t unread) {
         constexpr uint64_t mostUnread = uint64_t{64} * 1024 * 1024;
         m_state->control->expireAfter(std::chrono::seconds(unread > 0 ? 5 : 2));

@@ -9,14 +9,14 @@
 
 namespace quillo::server {
 
-/// Counts what is open, in all and by key (address or user). Thread-safe.
+/// Counts open connections in total and by key (address or user). Thread-safe.
 class Limits : public std::enable_shared_from_this<Limits> {
 public:
     Limits(size_t max, size_t maxPerKey) : m_max(max), m_maxPerKey(maxPerKey) {}
 
     enum class Verdict { admitted, full, fullForKey };
 
-    /// One place; given back when it is destroyed.
+    /// One place; released by the destructor.
     class Place {
     public:
         Place() = default;
@@ -33,11 +33,11 @@ public:
 
     struct Admission {
         Verdict verdict;
-        Place place; ///< counts also when the verdict is a refusal: the refused one is still open while it is told so
+        Place place; ///< counts also for a refusal, because the refused connection stays open until it has its answer
     };
 
     Admission admit(const std::string& key);
-    /// Counts in all only: the key stands for many.
+    /// Counts only in total, because many clients share the key.
     Admission admitWithoutKey();
     [[nodiscard]] size_t count() const;
 

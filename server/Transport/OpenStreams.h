@@ -10,10 +10,10 @@
 
 namespace quillo::server {
 
-/// The open streaming sockets by their users, to be ended when those are signed out. Thread-safe.
+/// The open streaming sockets by user, to end them when the user is signed out. Thread-safe.
 class OpenStreams : public std::enable_shared_from_this<OpenStreams> {
 public:
-    /// Lists a socket for as long as it lives.
+    /// Registers a socket during its lifetime.
     class Entry {
     public:
         Entry(std::shared_ptr<OpenStreams> streams, uint64_t id) : m_streams(std::move(streams)), m_id(id) {}
@@ -30,17 +30,17 @@ public:
                                std::shared_ptr<ConnectionControl> control);
     /// The user was removed: ends their sockets.
     void endUser(const std::string& userId);
-    /// The user became part of an account: the sign-in has ended, but what they dictate goes on.
+    /// The user was merged into an account: the sign-in has ended, but a running dictation continues.
     void spareUser(const std::string& userId);
     /// The sign-ins of the open sockets.
     [[nodiscard]] std::vector<std::string> signIns() const;
-    /// The sign-in was not found. Ends its sockets the second time, as the first may be that of a merge under way.
+    /// The sign-in was not found. Ends its sockets at the second call, because a running merge can cause the first.
     void signInMissed(const std::string& signIn);
 
 private:
     struct Stream {
         std::string userId;
-        std::string signIn; ///< empty once it does not matter
+        std::string signIn; ///< empty once it is no longer checked
         std::shared_ptr<ConnectionControl> control;
         bool wasMissed = false;
     };

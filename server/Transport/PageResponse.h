@@ -6,7 +6,7 @@
 
 namespace quillo::server {
 
-/// A page with the headers that guard it. `page` is complete HTML.
+/// A page with its security headers. `page` is complete HTML.
 HttpResponse pageResponse(int status, std::string page);
 
 /// An error of the server as a page.

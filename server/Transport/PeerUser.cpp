@@ -9,7 +9,8 @@
 namespace quillo::server {
 namespace {
 
-/// An endpoint as the table writes it: the address in words of the machine's byte order, and the port, in hexadecimal.
+/// An endpoint in the format of the table: the address in words of the machine's byte order, and the port, in
+/// hexadecimal.
 std::string tableForm(const Tcp::endpoint& endpoint) {
     std::string text;
     const auto append = [&text](const unsigned char* bytes, size_t count) {
@@ -42,7 +43,7 @@ Tcp::endpoint unmapped(const Tcp::endpoint& endpoint) {
 std::optional<uid_t> userOfPeer(const Tcp::endpoint& remote, const Tcp::endpoint& local) {
     if (remote.address().is_v6() && remote.address().to_v6().is_v4_mapped())
         return userOfPeer(unmapped(remote), unmapped(local));
-    // The peer's own socket: to it, we are remote.
+    // Look for the peer's own socket, for which we are the remote end.
     const std::string here = tableForm(remote);
     const std::string there = tableForm(local);
     std::ifstream table(remote.address().is_v4() ? "/proc/net/tcp" : "/proc/net/tcp6");

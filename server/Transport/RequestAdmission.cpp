@@ -20,8 +20,8 @@ std::string trimmed(std::string_view text) {
     return begin == std::string_view::npos ? std::string() : std::string(text.substr(begin, end - begin + 1));
 }
 
-/// The address nearest to us that is not a proxy's: what stands left of it was written by the client. Empty when the
-/// request was not forwarded, or names no address.
+/// The nearest address that is not a proxy's; addresses left of it come from the client. Empty when the request was not
+/// forwarded or contains no address.
 std::string forwardedFor(const http::request_header<>& header, const std::vector<std::string>& trustedProxies) {
     std::string all;
     const auto [first, last] = header.equal_range("X-Forwarded-For");
@@ -46,13 +46,13 @@ Peer clientOf(const http::request_header<>& header, const Peer& peer, const std:
         return peer;
     const std::string address = forwardedFor(header, trustedProxies);
     if (address.empty())
-        return peer; // asked by a program on the proxy's own machine
+        return peer; // requested by a program on the proxy's own machine
     const auto scheme = header["X-Forwarded-Proto"];
     return {address, false, scheme.empty() ? peer.isEncrypted : scheme == "https"};
 }
 
-/// A name that a request in the clear over loopback may ask for. Any other belongs to a site whose name server resolves
-/// it to this machine (DNS rebinding), so that its pages may use this server as one of their own.
+/// A name that a plain request over loopback may use. Another name can belong to a site whose name server resolves it
+/// to this machine (DNS rebinding), so that its pages could use this server as their own.
 bool isOwnName(std::string_view host, const std::vector<std::string>& hosts) {
     const bool isV6 = host.starts_with('[');
     const auto end = isV6 ? host.find(']') : host.find(':');

@@ -10,25 +10,25 @@ namespace quillo::server {
 
 constexpr const char* transcribePath = "/ws/v3/transcribe";
 
-/// What a header says of its request. Where it came through one of `trustedProxies`, the peer is the proxy's client, as
-/// X-Forwarded-For and X-Forwarded-Proto name it.
+/// The request described by a header. If it came through one of `trustedProxies`, the peer is the proxy's client, as
+/// given by X-Forwarded-For and X-Forwarded-Proto.
 HttpRequest describe(const boost::beast::http::request_header<>& header, const Peer& peer,
                      const std::vector<std::string>& trustedProxies);
 
-/// The refusal of whatever this connection asks for; empty when the request may be looked at.
+/// The refusal of any request on this connection; empty when the request may be handled.
 std::optional<HttpResponse> refusalOf(const ConnectionState& state, const HttpRequest& request);
 
-/// Answers a failed read of a request; empty when there is nobody left to answer.
+/// The answer to a failed read of a request; empty when the client is gone.
 std::optional<HttpResponse> answerTo(const boost::system::error_code& error);
 
-/// Who may stream, or why not.
+/// The user who may stream, or the refusal.
 struct StreamAdmission {
     std::optional<HttpResponse> refusal;
     SignIn signIn = {};
     Limits::Place place = {};
 };
 
-/// Judges the upgrade of a connection. Touches the disk.
+/// Decides about the upgrade of a connection. Accesses the disk.
 StreamAdmission admitStream(ConnectionContext& context, const HttpRequest& request);
 
 } // namespace quillo::server

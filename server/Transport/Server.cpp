@@ -29,7 +29,7 @@
 namespace quillo::server {
 namespace {
 
-/// Connections beyond the bound that are still told why they are refused; further ones are closed at once.
+/// Connections beyond the limit that still get an answer with the reason; further ones are closed at once.
 constexpr size_t refusedConnections = 64;
 constexpr auto renewalInterval = std::chrono::hours(12);
 constexpr auto drainStep = std::chrono::milliseconds(50);
@@ -43,13 +43,13 @@ std::shared_ptr<asio::ssl::context> makeTls(const std::filesystem::path& chain, 
     boost::system::error_code error;
     tls->use_certificate_chain_file(chain.string(), error);
     require(error, "cannot use the certificate in " + chain.string());
-    // Refuses a key that does not fit the certificate too.
+    // This also refuses a key that does not match the certificate.
     tls->use_private_key_file(key.string(), asio::ssl::context::pem, error);
     require(error, "cannot use " + key.string() + " as the key of the certificate in " + chain.string());
     SSL_CTX* native = tls->native_handle();
     SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
     SSL_CTX_set_options(native, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
-    // Thousands of idle connections: their record buffers are given back between records.
+    // Release the record buffers between records, for thousands of idle connections.
     SSL_CTX_set_mode(native, SSL_MODE_RELEASE_BUFFERS);
     return tls;
 }
@@ -72,7 +72,7 @@ void setKeepAlive(int descriptor) {
     const auto set = [descriptor](int level, int option, int value) {
         ::setsockopt(descriptor, level, option, &value, sizeof value);
     };
-    // A peer that vanished is noticed in about two minutes, also while nothing is sent.
+    // Detect a vanished peer within about two minutes, also while nothing is sent.
     set(SOL_SOCKET, SO_KEEPALIVE, 1);
     set(IPPROTO_TCP, TCP_KEEPIDLE, 60);
     set(IPPROTO_TCP, TCP_KEEPINTVL, 15);
@@ -131,7 +131,7 @@ private:
 
 void Server::Implementation::start() {
     const ServerOptions& options = m_context->options;
-    // The socket first: a second server on the same port must not touch the files of the first.
+    // Open the socket first: a second server on the same port must not modify the files of the first.
     const ListeningSocket socket = openListeningSocket(options.listen);
     m_acceptor.assign(socket.isIPv6 ? Tcp::v6() : Tcp::v4(), socket.descriptor);
     const auto endpoint = m_acceptor.local_endpoint();
@@ -164,7 +164,7 @@ void Server::Implementation::start() {
 void Server::Implementation::loadCertificate(bool isFirst) {
     const ServerOptions& options = m_context->options;
     if (!options.certificateFile.empty()) {
-        // Read again each time: whoever renews it does not tell us.
+        // Read it again each time, because renewals are not reported to us.
         m_context->setTls(makeTls(options.certificateFile, options.keyFile));
         return;
     }
@@ -216,7 +216,7 @@ void Server::Implementation::accept() {
                                     return;
                                 }
                                 log(LogLevel::error, "server", "cannot accept: " + error.message());
-                                // Out of descriptors or memory: some connection has to end first.
+                                // Out of descriptors or memory: wait until a connection ends.
                                 m_pause.expires_after(std::chrono::milliseconds(100));
                                 m_pause.async_wait([this](const boost::system::error_code& cancelled) {
                                     if (!cancelled && !m_context->stopping)
@@ -256,7 +256,7 @@ void Server::Implementation::admit(Tcp::socket socket) {
         id = ++m_lastId;
         m_open.emplace(id, state->control);
     }
-    // Started on its own strand, for the reason that RunBlocking.h gives.
+    // Start it on its own strand; see RunBlocking.h for the reason.
     auto begin = [this, id, strand, held = std::move(socket), state = std::move(state)]() mutable {
         asio::co_spawn(strand, serveConnection(std::move(held), std::move(state)),
                        [this, id](const std::exception_ptr&) {
@@ -294,7 +294,7 @@ void Server::Implementation::removeAbandonedUsers() {
     }
 }
 
-/// Accounts end in other processes too: the administrator's.
+/// The administrator's command ends accounts from another process.
 void Server::Implementation::checkSignIns() {
     m_signInCheck.expires_after(m_context->options.signInCheck);
     m_signInCheck.async_wait([this](const boost::system::error_code& error) {
@@ -320,7 +320,7 @@ void Server::Implementation::forEachConnection(const std::function<void(Connecti
         call(*control);
 }
 
-/// Lets those who dictate come to an end.
+/// Lets running dictations finish.
 void Server::Implementation::drain() {
     const auto time = m_context->options.drainTime;
     if (time == time.zero())
@@ -349,7 +349,7 @@ void Server::Implementation::stop() {
         m_signInCheck.cancel();
     });
     drain();
-    // What is being recognised in the background is abandoned first: it would only delay the others.
+    // Abandon background recognitions first, because they would only delay the others.
     m_context->tasks->stop();
     m_passwords->stop();
     forEachConnection([](ConnectionControl& control) { control.request(ConnectionControl::Request::stop); });
@@ -357,7 +357,7 @@ void Server::Implementation::stop() {
         forEachConnection([](ConnectionControl& control) { control.requestCut(); });
         waitForConnections(std::chrono::seconds(1));
     }
-    // Recognitions that connections left behind end here, while the strands they report to still exist.
+    // End the recognitions that connections left behind, while their strands still exist.
     m_context->streamWork.join();
     m_context->requestWork.join();
     m_context->uploadWork.join();

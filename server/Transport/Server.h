@@ -21,17 +21,17 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Makes keys and database if they are missing and begins to accept. Throws std::runtime_error with the cause and
-    /// the next step; DataFolderInUse, and nothing was touched, when another server works in the data folder.
+    /// Creates keys and database if they are missing and begins to accept. Throws std::runtime_error with the cause and
+    /// the next step, and DataFolderInUse, without any change, when another server uses the data folder.
     void start();
-    /// Stops accepting and warns those who dictate. When they have ended, or after `drainTime`, closes streaming
-    /// connections with 1001 and returns when every thread has ended, at most a few seconds later. May be called twice.
+    /// Stops accepting and warns dictating clients. When they have finished, or after `drainTime`, closes streaming
+    /// connections with 1001 and returns when every thread has ended, at most a few seconds later. Idempotent.
     void stop();
-    /// Ends the drain of a `stop` that another thread is in.
+    /// Ends the drain of a `stop` running in another thread.
     void hurry();
 
     [[nodiscard]] uint16_t port() const;
-    /// What was bound, as "127.0.0.1:48650".
+    /// The bound address, such as "127.0.0.1:48650".
     [[nodiscard]] std::string address() const;
     /// The certificate authority that clients trust (PEM).
     [[nodiscard]] std::filesystem::path authorityFile() const;

@@ -16,7 +16,7 @@ namespace {
 constexpr uint64_t maxFormBytes = uint64_t{16} * 1024;
 constexpr std::chrono::seconds busyWait{5};
 
-/// One visit of a page: what it asks for, and what its form holds.
+/// One visit of a page: its request and the content of its form.
 struct Visit {
     HttpRequest request;
     AuthorizationRequest authorization;
@@ -76,7 +76,7 @@ HttpResponse showWait(const SignInServices& services, const Visit& visit, int st
     return response;
 }
 
-/// The end of a visit: a code, and the way back with it.
+/// The end of a visit: the callback address with a code.
 HttpResponse finish(const SignInServices& services, const Visit& visit, const Credentials& credentials, bool isNew) {
     CodeGrant grant;
     grant.userId = credentials.userId;
@@ -127,7 +127,7 @@ HttpResponse makeAccount(const SignInServices& services, const Visit& visit) {
     return finish(services, visit, {user->id, hash}, true);
 }
 
-/// Judges a password, or makes an account, on a thread of its own kind.
+/// Checks a password, or creates an account, on a password worker.
 Answer answerLater(const SignInServices& services, const Visit& visit) {
     const auto busy = [services, visit] { return showWait(services, visit, 503, PageText::busy, busyWait); };
     LaterResponse later;
@@ -176,7 +176,7 @@ Answer submitRegistration(const SignInServices& services, Visit visit) {
     return answerLater(services, visit);
 }
 
-/// Reads the query, or says what is to be answered instead.
+/// Parses the query, or returns the answer for an invalid one.
 std::variant<Visit, HttpResponse> beginVisit(const SignInServices& services, const HttpRequest& request,
                                              bool isRegistration) {
     if (isRegistration && !services.registrations)
@@ -206,7 +206,7 @@ Answer submit(const SignInServices& services, const HttpRequest& request, bool i
     case FormGuard::Verdict::foreign:
         return showMessage(request, 403, PageText::failedHeading, PageText::formForeign);
     case FormGuard::Verdict::expired:
-        // Nothing that came with it is shown: another site may have sent it.
+        // Do not show any of its content: another site may have sent it.
         return showAlert(services, visit, 403, say(request, PageText::formExpired));
     case FormGuard::Verdict::genuine:
         break;

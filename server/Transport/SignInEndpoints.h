@@ -20,8 +20,8 @@ struct SignInServices {
 };
 
 /// Adds the pages GET /auth/login and /auth/register, whose forms are posted to the same paths. The query is an
-/// authorization request (AuthorizationRequest.h). Who signs in gets a page that leads back to the application with a
-/// code; there is no session in the browser, every sign-in asks for the password.
+/// authorization request (AuthorizationRequest.h). After signing in, the user gets a page that leads back to the
+/// application with a code. There is no browser session: every sign-in asks for the password.
 void addSignInEndpoints(Router& router, const SignInServices& services);
 
 } // namespace quillo::server

@@ -10,7 +10,7 @@ constexpr int64_t samplesPerMillisecond = 16;
 
 } // namespace
 
-/// Carries the recogniser's calls to the strand; dropped there when the session they belong to is over.
+/// Posts the recogniser's calls to the strand, which drops them when their session has ended.
 class TranscriptionSession::Listener : public RecognitionListener {
 public:
     Listener(std::weak_ptr<TranscriptionSession> session, std::function<void(std::function<void()>)> post,
@@ -48,7 +48,7 @@ private:
 struct TranscriptionSession::Opening {
     RecognitionOptions options;
     std::shared_ptr<RecognitionListener> listener;
-    Time until; ///< busy is no failure before
+    Time until; ///< a busy recogniser counts as a failure only after this
     bool taken = false;
     bool busy = false;
     std::unique_ptr<RecognitionSession> result;
@@ -101,7 +101,7 @@ void TranscriptionSession::handle(const message::StartSession& start) {
     m_summary.metricsId = randomUuid();
     m_summary.transcriptionId = randomUuid();
     m_summary.provider = m_recogniser->name();
-    // One channel of audio reaches this server whatever the sources are.
+    // The server receives one channel of audio, whatever the sources.
     m_summary.micOnlyFallback = start.isMeeting;
     m_state = State::opening;
     m_opening = std::make_shared<Opening>();
@@ -166,7 +166,7 @@ bool TranscriptionSession::warnOfStop(std::chrono::milliseconds time) {
 
 void TranscriptionSession::handle(const message::AudioChunk& chunk) {
     if (m_state != State::running) {
-        // Told once: chunks come ten times a second, and the client answers each report with a new session.
+        // Report it once: chunks arrive ten times a second, and the client answers each report with a new session.
         if (!std::exchange(m_toldNoSession, true))
             m_channel.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
         return;
@@ -277,7 +277,7 @@ void TranscriptionSession::fail(const std::string& code, const std::string& text
 
 void TranscriptionSession::onDeadline() {
     if (m_nextSign) {
-        // A client that hears nothing for 8 s takes the server for lost.
+        // A client without a message for 8 s considers the server lost.
         m_channel.send(pongMessage());
         planSign();
     } else if (m_state == State::finishing) {

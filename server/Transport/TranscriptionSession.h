@@ -12,27 +12,27 @@
 
 namespace quillo::server {
 
-/// The protocol of one streaming socket: sessions that follow each other on it, each fed into a recognition. Knows no
-/// socket. Everything is called on the strand of the connection; what the recogniser reports hops there by `post`.
+/// The protocol of one streaming socket: consecutive sessions, each with its recognition. Independent of the socket.
+/// Everything is called on the connection's strand; `post` moves the recogniser's reports there.
 class TranscriptionSession : public std::enable_shared_from_this<TranscriptionSession> {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
     struct Channel {
         std::function<void(std::string frame)> send;
-        /// Runs a function on the strand later. Thread-safe, and valid after the connection has gone.
+        /// Runs a function on the strand later. Thread-safe, and valid after the connection has ended.
         std::function<void(std::function<void()>)> post;
         /// Destroys a recognition on a thread that may block.
         std::function<void(std::unique_ptr<RecognitionSession>)> dispose;
-        /// Keeps what a session of a named recording heard; may return before it is kept.
+        /// Stores the result of a session with a recording id; may return before it is stored.
         std::function<void(LiveTranscript)> keep;
     };
 
     struct Bounds {
         std::chrono::milliseconds finish; ///< from "end_session" to the recogniser's last word
         std::chrono::milliseconds session;
-        std::chrono::milliseconds sign; ///< between two signs of life meanwhile
-        std::chrono::milliseconds busy; ///< a start waits for a place of the recogniser
+        std::chrono::milliseconds sign; ///< between two signs of progress until then
+        std::chrono::milliseconds busy; ///< how long a start waits for a free place in the recogniser
     };
 
     TranscriptionSession(Channel channel, std::shared_ptr<Recogniser> recogniser, Bounds bounds, std::string userId);
@@ -40,26 +40,26 @@ public:
     /// The socket is open.
     void begin();
     void receive(std::string_view frame);
-    /// A frame came that was too large to be kept.
+    /// A frame arrived that was too large.
     void receiveOversized(size_t maxBytes);
-    /// The socket is gone: abandons what is being recognised.
+    /// The socket has closed: abandons the recognition.
     void abandon();
 
-    /// The server stops in `time`: tells a client that is dictating. False when none is.
+    /// The server stops in `time`: warns a client that is dictating. False when it is not.
     bool warnOfStop(std::chrono::milliseconds time);
 
     /// Opening a recogniser may load a model. After `receive` the caller takes this work, runs it on a thread that may
-    /// block, and calls `blockingWorkDone` before the next `receive`; empty when there is none. "False" of the latter
-    /// asks for the same a little later: the recogniser has no free place yet.
+    /// block, and calls `blockingWorkDone` before the next `receive`; empty when there is none. If the latter returns
+    /// false, the recogniser has no free place yet; repeat the work a little later.
     std::function<void()> takeBlockingWork();
     bool blockingWorkDone();
 
     /// True when no session is open on the socket.
     [[nodiscard]] bool isIdle() const { return m_state == State::idle; }
-    /// How far the recogniser is behind.
+    /// How far the recogniser is behind, in seconds of audio.
     [[nodiscard]] double backlogSeconds() const;
 
-    /// When `onDeadline` wants to be called, if at all.
+    /// When to call `onDeadline`, if at all.
     [[nodiscard]] std::optional<Time> deadline() const { return m_nextSign ? m_nextSign : m_deadline; }
     void onDeadline();
 
@@ -94,7 +94,7 @@ private:
     std::string m_userId;
 
     State m_state = State::idle;
-    uint64_t m_generation = 0; ///< tells the events of the running recognition from those of an earlier one
+    uint64_t m_generation = 0; ///< distinguishes events of the running recognition from those of an earlier one
     std::shared_ptr<Opening> m_opening;
     std::unique_ptr<RecognitionSession> m_recognition;
     std::optional<Time> m_deadline;

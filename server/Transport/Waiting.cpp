@@ -9,10 +9,10 @@
 namespace quillo::server {
 namespace {
 
-/// How often it is looked whether the client is still there.
+/// How often to check whether the client is still connected.
 constexpr auto lookInterval = std::chrono::seconds(1);
 
-/// What the waiting connection and the thread that answers share.
+/// Shared by the waiting connection and the answering thread.
 struct Pending {
     explicit Pending(const asio::any_io_executor& strand) : timer(strand) {}
     asio::steady_timer timer;
@@ -46,7 +46,7 @@ asio::awaitable<std::optional<HttpResponse>> waitForAnswer(LaterResponse later,
     while (!pending->response && ConnectionControl::Clock::now() < end) {
         if (control->peerHasClosed())
             co_return std::nullopt;
-        // Without a deadline of its own the wait would be cut as a slow request.
+        // Without its own deadline the wait would be cut like a slow request.
         control->expireAfter(2 * lookInterval + context->options.requestTimeout);
         pending->timer.expires_after(
             std::min<ConnectionControl::Clock::duration>(lookInterval, end - ConnectionControl::Clock::now()));

@@ -21,8 +21,8 @@ namespace quillo::server {
 
 namespace websocket = boost::beast::websocket;
 
-/// One streaming socket: carries frames between a client and its TranscriptionSession, and bounds what either side can
-/// make the server hold.
+/// One streaming socket: carries frames between a client and its TranscriptionSession, and limits how much memory
+/// either side can use.
 template <class Stream>
 class WebSocketConnection : public std::enable_shared_from_this<WebSocketConnection<Stream>> {
 public:
@@ -32,13 +32,13 @@ public:
     WebSocketConnection(Stream&& stream, std::shared_ptr<ConnectionState> state, SignIn signIn, Limits::Place place)
         : m_stream(std::move(stream)), m_state(std::move(state)), m_userId(std::move(signIn.user.id)),
           m_place(std::move(place)), m_entry(m_state->context->streams->add(m_userId, signIn.id, m_state->control)) {
-        // Frames are a few kilobytes and written in one piece; splitting them would cost a buffer per connection.
+        // Write frames of a few kilobytes in one piece; splitting them would need a buffer per connection.
         m_stream.auto_fragment(false);
         m_stream.read_message_max(0);
     }
 
     asio::awaitable<void> run(Upgrade upgrade) {
-        // Held for as long as the coroutine runs; what it starts holds its own.
+        // Held while the coroutine runs; coroutines started by it hold their own reference.
         const auto self = this->shared_from_this();
         boost::system::error_code error;
         co_await m_stream.async_accept(upgrade, asio::redirect_error(asio::use_awaitable, error));
@@ -85,7 +85,7 @@ private:
                 self->handle(request);
         });
         m_session->begin();
-        // The request may have come before the socket listened to it.
+        // The request may have arrived before the handler was set.
         if (m_state->context->stopping)
             handle(ConnectionControl::Request::drain);
         watch();
@@ -167,7 +167,7 @@ private:
         co_await timer.async_wait(asio::redirect_error(asio::use_awaitable, error));
     }
 
-    /// A client that sends faster than the recogniser listens waits in its own socket, not in our memory.
+    /// Audio that arrives faster than the recogniser reads it stays in the client's socket, not in our memory.
     asio::awaitable<void> holdBack() {
         if (m_session->backlogSeconds() <= options().maxBacklogSeconds)
             co_return;
@@ -211,7 +211,7 @@ private:
         watch();
     }
 
-    /// Sets the deadline to the first thing that may be overdue.
+    /// Sets the deadline to the earliest timeout.
     void watch() {
         if (m_closing || !m_session)
             return;
@@ -256,7 +256,7 @@ private:
 
     static constexpr size_t readBlock = size_t{64} * 1024;
     static constexpr size_t keptBufferBytes = size_t{16} * 1024;
-    /// Of one message that is too large and read only to be dropped.
+    /// Bytes of a message that is too large and is read only to be dropped.
     static constexpr size_t maxDiscardedBytes = size_t{64} * 1024 * 1024;
 
     websocket::stream<Stream, false> m_stream;

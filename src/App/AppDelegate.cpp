@@ -23,7 +23,7 @@ AppDelegate::AppDelegate()
     : m_application(new Application{.tasks = TaskRunner(&reportUnexpected), .quit = [this] { quit(); }}) {}
 
 AppDelegate::~AppDelegate() {
-    // Before the other parts end: nothing may start a dictation meanwhile.
+    // Stop the hotkeys before the other parts end, so that no dictation starts.
     if (m_application->hotkeys)
         m_application->hotkeys->disarm();
 }
@@ -37,7 +37,7 @@ void AppDelegate::quit() {
         return;
     if (!m_application->dictation)
         return QCoreApplication::quit();
-    // Nothing may start a dictation any more; the one under way is put on the disk first.
+    // From now on no dictation may start; a running one is saved to the disk first.
     m_application->hotkeys->disarm();
     m_application->tasks.run(QStringLiteral("quit"), [this](std::stop_token) -> Task<> {
         co_await m_application->dictation->effects().shutDown();

@@ -6,8 +6,8 @@
 
 namespace quillo {
 
-/// What an action leads to: the next state and, when there is work to do with the outside world, the effect that names
-/// it. A state alone converts to a reduction without work.
+/// The result of an action: the next state and, if there is work with the outside world, the effect that describes it.
+/// A state alone converts to a reduction without an effect.
 template <class State, class Effect>
 struct Reduction {
     Reduction(State next) : state(std::move(next)) {} // NOLINT(google-explicit-constructor)
@@ -17,7 +17,7 @@ struct Reduction {
     std::optional<Effect> effect;
 };
 
-/// A pure function from a state and an action to what follows from them. Runs on the main thread for every action.
+/// A pure function from a state and an action to a reduction. Runs on the main thread for every action.
 template <class R, class State, class Action, class Effect>
 concept Reducer = requires(const R reducer, const State& state, const Action& action) {
     { reducer.reduce(state, action) } -> std::convertible_to<Reduction<State, Effect>>;

@@ -11,13 +11,13 @@ namespace quillo {
 template <class Action>
 using ActionStream = std::optional<AsyncStream<Action>>;
 
-/// What the store knows of an effect. An effect type says it by a function `effectIdentity(const Effect&)` in its own
-/// namespace; without one every effect is on its own.
+/// How the store identifies an effect. An effect type provides it by a function `effectIdentity(const Effect&)` in its
+/// own namespace; without one, effects are independent.
 struct EffectIdentity {
     const char* name = "side effect"; ///< for reports
-    const char* id = nullptr;         ///< effects with the same id are one piece of work
-    /// The running effect of this id forwards nothing more from the moment this one is sent, not even what it has
-    /// yielded already.
+    const char* id = nullptr;         ///< effects with the same id belong together
+    /// From the moment this effect is sent, the running effect with this id forwards nothing more, not even actions it
+    /// has already yielded.
     bool cancelsInFlight = false;
 };
 

@@ -41,7 +41,8 @@ public:
     [[nodiscard]] const State& state() const { return m_state; }
 
     /// Reduces `action` at once, schedules the effect it leads to, and notifies the observers if the state changed.
-    /// Returns before the effect has run. What an observer sends comes after: effects run in the order of the actions.
+    /// Returns before the effect has run. Effects run in the order of the actions, so actions sent by observers come
+    /// later.
     void send(const Action& action) {
         auto [next, effect] = m_reducer(m_state, action);
         std::optional<State> before;
@@ -60,7 +61,7 @@ public:
         notify(m_observers, *before, m_state);
     }
 
-    /// Side effects that have been started and not ended, by their identifier.
+    /// The running side effects by their identifier.
     [[nodiscard]] const std::map<QUuid, TaskHandle>& activeTasks() const { return m_activeTasks; }
 
     /// Stops the running side effects: none forwards another action.
@@ -69,8 +70,8 @@ public:
     /// Observes inside `send`, before it returns.
     [[nodiscard]] Observation observe(Observer observer) { return add(&Store::m_observers, std::move(observer)); }
 
-    /// The same, a moment later: after the effects of the action have begun. For observers that take their time, such
-    /// as views: nothing they do stands between a key and the microphone.
+    /// The same, but posted after the effects of the action have begun. For slow observers such as views, so that they
+    /// do not delay the microphone.
     [[nodiscard]] Observation observeLater(Observer observer) {
         return add(&Store::m_lateObservers, std::move(observer));
     }

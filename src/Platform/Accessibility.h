@@ -18,12 +18,12 @@ struct FocusedElement {
     bool hasNumberOfCharacters = false;
 };
 
-/// Whether what is inserted now would go into a secret.
+/// Whether text inserted now would go into a secret field.
 enum class SecureInput {
-    off,        ///< the focused element is known and is no password field
-    on,         ///< a password field has the focus, or another program holds the keyboard for itself
-    unknown,    ///< the program in front does not tell what has the focus in it
-    unanswered, ///< the program in front tells such things and did not answer in time
+    off,        ///< the focused element is known and not a password field
+    on,         ///< a password field has the focus, or another program has grabbed the keyboard
+    unknown,    ///< the program in front does not report its focused element
+    unanswered, ///< the program in front supports the query, but did not answer in time
 };
 
 /// The accessibility bus. Main thread; queries are asynchronous, so that a hung application costs the deadline at most.
@@ -39,8 +39,8 @@ public:
         (void)deadline;
         co_return std::nullopt;
     }
-    /// `process` is that of the window in front, 0 where it is not known. Where no event has told what has the focus in
-    /// that program, it is looked for and remembered: asked once ahead, the question costs little when it matters.
+    /// `process` is that of the window in front, 0 when it is unknown. If no event has reported the focused element of
+    /// that program, it is searched for and cached, so that a query in advance makes later ones cheap.
     virtual Task<SecureInput> secureInput(int64_t process, std::chrono::milliseconds deadline) = 0;
 };
 

@@ -9,7 +9,7 @@
 
 namespace quillo {
 
-/// Thrown by `SecretStore::read` when the store did not answer: the value may well be there.
+/// Thrown by `SecretStore::read` when the store did not answer: the value may exist.
 class SecretStoreSilent : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -21,12 +21,12 @@ class SecretStore {
 public:
     virtual ~SecretStore() = default;
     [[nodiscard]] virtual bool isAvailable() = 0;
-    /// Nothing when there is no such secret. Throws SecretStoreSilent.
+    /// Nothing when the secret does not exist. Throws SecretStoreSilent.
     virtual std::optional<QByteArray> read(const QString& key) = 0;
     virtual bool write(const QString& key, const QByteArray& value) = 0;
     virtual bool remove(const QString& key) = 0;
 
-    /// The store exists, but its owner has not unlocked it or it has not answered yet: what it holds is not known.
+    /// The store exists, but its owner has not unlocked it or it has not answered yet, so its content is unknown.
     [[nodiscard]] virtual bool isLocked() { return false; }
     /// Checks a locked store again; true when it is now open.
     virtual bool reopen() { return false; }

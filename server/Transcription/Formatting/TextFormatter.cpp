@@ -32,7 +32,7 @@ bool isDeterminer(std::string_view word) {
     return std::ranges::find(determiners, word) != determiners.end();
 }
 
-/// A mark spelled in ordinary words at `at`, where it can hardly mean anything else. `length` is set to its words.
+/// A mark spelled in ordinary words at `at`, where another meaning is unlikely. `length` is set to its number of words.
 const SpokenMark* plainMarkAt(const std::vector<Word>& words, size_t at, size_t& length) {
     const bool pair = at + 1 < words.size();
     const std::string name = pair ? words[at].text + " " + words[at + 1].text : std::string();
@@ -81,7 +81,7 @@ bool endsSentence(const Token& token) {
 
 bool isMarkAt(const Tokens& tokens, size_t at) { return at < tokens.size() && tokens[at].kind == Kind::mark; }
 
-/// "march" and "may" are months only in company.
+/// "march" and "may" are months only next to certain words.
 bool isMonthHere(const Tokens& tokens, size_t at) {
     if (!tokens[at].is("march") && !tokens[at].is("may"))
         return false;
@@ -109,7 +109,7 @@ TextFormatter::Written TextFormatter::write(const std::vector<Word>& words, Endi
     Tokens tokens = tokensOf(words);
     if (state.closedAutomatically && !state.speakerPunctuates)
         while (isMarkAt(tokens, 0))
-            tokens.erase(tokens.begin()); // the sentence is closed already
+            tokens.erase(tokens.begin()); // the sentence is already closed
     writeNumbers(tokens);
 
     Written written;
@@ -140,7 +140,7 @@ TextFormatter::Written TextFormatter::write(const std::vector<Word>& words, Endi
             state.speakerPunctuates = true;
             glueLeft = glueLeft || token.kind != Kind::openQuote;
             glue = token.kind == Kind::openQuote || token.kind == Kind::lineBreak;
-            // "2 p.m." has its point.
+            // "2 p.m." already ends with a point.
             if (token.text == "." && written.text.ends_with('.'))
                 text.clear();
             if (endsSentence(token)) {

@@ -16,25 +16,25 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// Richest first. Services refuse what they do not know; what one has refused is not asked again.
+/// The richest format first. Services refuse unknown formats; a refused one is not requested again.
 enum class AnswerFormat { words, segments, text };
 
-/// What the sessions of a recogniser share.
+/// Shared by the sessions of a recogniser.
 struct Service {
     HttpRecogniserSettings settings;
     std::string url;
     std::atomic<AnswerFormat> format = AnswerFormat::words;
     std::atomic<size_t> sessions = 0;
-    std::atomic<bool> isAvailable = true; ///< as the last answer, or its absence, showed
+    std::atomic<bool> isAvailable = true; ///< according to the last answer or failure
 };
 
-/// Serves one session: cuts its audio into utterances and has them transcribed one after another.
+/// Serves one session: cuts its audio into utterances and sends them one after the other.
 class Transcription final : public UtteranceSink {
 public:
     Transcription(SessionCore& core, HttpTransfer& transfer, Service& service, std::string language)
         : m_core(core), m_transfer(transfer), m_service(service), m_language(std::move(language)) {}
 
-    /// True when all was transcribed; false when the session was abandoned or has failed.
+    /// True when everything is transcribed; false when the session was abandoned or has failed.
     bool run() {
         while (!m_core.abandoned() && !m_failed) {
             takeAudio();
@@ -72,7 +72,7 @@ private:
 
     void takeAudio() {
         std::vector<int16_t> samples;
-        // Two utterances ahead of the service are enough: the rest waits as backlog, which holds the client back.
+        // Two utterances ahead of the service are enough: the rest waits as backlog, which slows down the client.
         while (!m_finished && m_complete.size() < 2) {
             const auto taken = m_core.poll(samples, EnergyVad::sampleRate / 10);
             if (taken == SessionCore::Take::finished) {
@@ -142,7 +142,7 @@ private:
             m_service.format = m_askedFormat == AnswerFormat::words ? AnswerFormat::segments : AnswerFormat::text;
             return;
         }
-        if (!partial) // a partial text is not worth a failure: the whole utterance will tell
+        if (!partial) // a failed partial text is not an error: the whole utterance decides
             retryOrFail(result);
     }
 
@@ -217,7 +217,7 @@ public:
                                         " that the transcription service is to be verified with");
         while (url.ends_with('/'))
             url.pop_back();
-        // Many write the base address with its version.
+        // Many users give the base address with its version.
         if (url.ends_with("/v1") && settings.path.starts_with("/v1/"))
             url.resize(url.size() - 3);
         m_service.url = url + (settings.path.starts_with('/') ? "" : "/") + settings.path;
@@ -252,7 +252,7 @@ private:
         return {nullptr, [this](void*) { --m_service.sessions; }};
     }
 
-    /// The language to name in requests: of several the service chooses by ear.
+    /// The language for requests; of several, the service detects the spoken one.
     static std::string single(const std::vector<std::string>& languages) {
         return languages.size() == 1 && languages.front() != "auto" ? languages.front() : std::string();
     }

@@ -132,7 +132,7 @@ void HttpTransfer::post(const HttpRecogniserSettings& settings, const std::strin
     request->field("file", writeWav(samples), "speech.wav", "audio/wav");
     for (const auto& [name, value] : fields)
         request->field(name.c_str(), value);
-    // No waiting for "100 Continue": several services never send it.
+    // Do not wait for "100 Continue": several services never send it.
     curl_slist* headers = curl_slist_append(nullptr, "Expect:");
     if (!settings.key.empty())
         headers = curl_slist_append(headers, ("Authorization: Bearer " + settings.key).c_str());
@@ -140,7 +140,7 @@ void HttpTransfer::post(const HttpRecogniserSettings& settings, const std::strin
 
     curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    // A redirection could carry speech and key to another host.
+    // A redirect could send speech and key to another host.
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);

@@ -11,13 +11,13 @@
 
 namespace quillo::server {
 
-/// What came of a request.
+/// The result of a request.
 struct HttpResult {
     bool answered = false; ///< false: `failure` says why there is no status
     bool timedOut = false;
     bool neverConnected = false;
     bool untrusted = false; ///< the certificate could not be verified
-    bool tooLarge = false;  ///< more than the settings allow; cut off
+    bool tooLarge = false;  ///< the answer exceeded the limit and was truncated
     long status = 0;
     std::chrono::seconds retryAfter{0};
     std::string location; ///< of a redirection
@@ -40,9 +40,10 @@ public:
               std::span<const int16_t> samples);
     void cancel();
     [[nodiscard]] bool running() const;
-    /// Drives the request until it ends, `wake` is called or the time is up. The result once, when it has ended.
+    /// Runs the request until it ends, `wake` is called or the time is over. Returns the result once, when it has
+    /// ended.
     std::optional<HttpResult> wait(std::chrono::milliseconds longest);
-    /// Ends a `wait` or the next one. Thread-safe.
+    /// Ends the current `wait` or the next one. Thread-safe.
     void wake();
 
 private:

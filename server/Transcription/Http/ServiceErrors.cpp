@@ -13,7 +13,7 @@ std::string withoutCredentials(const std::string& url) {
     return at == std::string::npos ? url : url.substr(0, host) + url.substr(at + 1);
 }
 
-/// What the service says, unless it repeats the key.
+/// The service's text, unless it repeats the key.
 std::string quoted(const HttpResult& result, const std::string& key) {
     const std::string text = readServiceError(result.body);
     if (text.empty() || (!key.empty() && text.find(key) != std::string::npos))

@@ -27,7 +27,7 @@ namespace quillo::server {
 namespace {
 
 constexpr double frameSeconds = 0.01;
-/// How many frames of speech the model's own channel estimate weighs when the speaker's first second is added to it.
+/// The weight, in frames of speech, of the model's own channel estimate when the speaker's first second is added.
 constexpr float priorFrames = 100;
 constexpr const char* remedy = "install the package pocketsphinx-en-us or name the folder of the model";
 
@@ -37,7 +37,7 @@ void requireReadable(const std::filesystem::path& file) {
                                     remedy);
 }
 
-/// A file in memory, for a library that takes nothing but paths; leaves nothing behind.
+/// A file in memory, for a library that accepts only paths; removed automatically.
 class MemoryFile {
 public:
     MemoryFile(const char* name, const std::string& content) : m_descriptor(memfd_create(name, MFD_CLOEXEC)) {
@@ -127,7 +127,7 @@ struct Decoder::Library {
     std::vector<mfcc_t> meanBefore;
     bool inUtterance = false;
 
-    // The channel estimate (cepstral mean normalisation) is out of reach of the documented interface.
+    // The documented interface gives no access to the channel estimate (cepstral mean normalisation).
     [[nodiscard]] cmn_t* channel() const { return ps_get_feat(decoder.get())->cmn_struct; }
     [[nodiscard]] std::vector<mfcc_t> mean() const {
         std::vector<mfcc_t> values(static_cast<size_t>(channel()->veclen));
@@ -191,7 +191,8 @@ Decoder::Decoder(const ModelFiles& files) : m_library(std::make_unique<Library>(
         throw failure;
     ps_decoder_t* decoder = m_library->decoder.get();
 
-    // A set of models keeps the large one untouched: adding words to it corrupts memory in this version of the library.
+    // Use a set of models instead of adding words to the large one, which corrupts memory in this version of the
+    // library.
     const Model large(ngram_model_read(config.get(), files.languageModel.c_str(), NGRAM_AUTO, ps_get_logmath(decoder)));
     const Model small(ngram_model_read(config.get(), marks.path().c_str(), NGRAM_ARPA, ps_get_logmath(decoder)));
     if (!large || !small)

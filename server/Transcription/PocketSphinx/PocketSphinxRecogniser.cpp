@@ -17,10 +17,10 @@ namespace {
 constexpr double samplesPerSecond = EnergyVad::sampleRate;
 /// Samples decoded at a time; a partial text may follow each.
 constexpr size_t chunkSamples = EnergyVad::sampleRate / 10;
-/// How much of a session's first utterance is held back to estimate the channel from.
+/// How much of a session's first utterance is held back to estimate the channel.
 constexpr size_t openingSamples = EnergyVad::sampleRate;
-/// Niceness of work that nobody waits for: the scheduler then favours live sessions threefold. More would let it
-/// starve on a machine that is busy otherwise: at 10 and a load of 17, ten seconds of audio took three minutes.
+/// Niceness of background work: the scheduler then favours live sessions threefold. A higher value would let it starve
+/// on a busy machine: at 10 and a load of 17, ten seconds of audio took three minutes.
 constexpr int backgroundNice = 5;
 
 /// Recognises one session's audio on one decoder.
@@ -66,7 +66,7 @@ public:
 
     void silence(int64_t position) override {
         const double pause = static_cast<double>(position) / samplesPerSecond - m_utteranceEnd;
-        // The end of an utterance is itself found only after a pause.
+        // The end of an utterance is detected only after a pause.
         const double heard = m_cut ? 0 : static_cast<double>(EnergyVad::hangoverFrames) / 50;
         if (!m_held.empty() && pause + heard >= std::chrono::duration<double>(m_settings.sentencePause).count())
             release(TextFormatter::Ending::sentence);
@@ -103,8 +103,8 @@ private:
         m_core.tell([&](RecognitionListener& listener) { listener.onPartial(partial); });
     }
 
-    /// Keeps the words of an utterance until it is known whether the sentence goes on: a mark dictated after a breath
-    /// still belongs to it, and a full stop needs a long pause.
+    /// Holds the words of an utterance until it is known whether the sentence continues: a mark dictated after a breath
+    /// belongs to it, and a full stop needs a long pause.
     void hold(RawWords words) {
         if (!m_held.empty()) {
             const auto marks = words.begin() + static_cast<ptrdiff_t>(TextFormatter::leadingMarks(words));
@@ -215,7 +215,7 @@ private:
     void serve(SessionCore& core, std::shared_ptr<DecoderPool::Slot>& slot, bool background) const {
         try {
             Decoder& decoder = slot->decoder();
-            // Not before: a live session may be waiting for the lock under which models are loaded.
+            // Lower it only now: a live session may be waiting for the lock under which models are loaded.
             if (background)
                 yieldToOthers();
             Recognition recognition(core, decoder, m_settings);

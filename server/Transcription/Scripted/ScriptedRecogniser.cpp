@@ -13,7 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr double samplesPerSecond = 16000;
 
-/// One thread that runs calls at their time, in order.
+/// A thread that runs calls at their scheduled time, in order.
 class Timeline {
 public:
     Timeline() : m_thread([this] { run(); }) {}
@@ -62,7 +62,7 @@ private:
     std::thread m_thread;
 };
 
-/// What a session shares with the calls that wait on the timeline.
+/// Shared by a session and its scheduled calls.
 struct Progress {
     std::mutex mutex; ///< held during a call to the listener, so that abandoning waits for it
     bool over = false;

@@ -48,7 +48,7 @@ void AudioBackup::saveMetadata(PendingAudioMetadata metadata) {
     try {
         m_writer->saveMetadata(metadata);
     } catch (const std::exception& error) {
-        // The audio itself is enough for a recovery; the facts beside it are lost.
+        // The audio alone is enough for a recovery; only the metadata is lost.
         recordingLog(
             QStringLiteral("⚠️ The recording's metadata could not be written: %1").arg(QString::fromUtf8(error.what())),
             LogLevel::warn);

@@ -12,24 +12,24 @@
 
 namespace quillo {
 
-/// The copy on disk of what one capture hears, written as it comes. A disk that refuses costs the copy, not the
-/// dictation: the audio goes on being counted. Main thread; no call throws.
+/// The copy of one capture on disk, written as the audio arrives. If the disk fails, only the copy is lost, not the
+/// dictation: the audio is still counted. Main thread; no call throws.
 class AudioBackup {
 public:
     /// `recordingId` names the files.
     explicit AudioBackup(QString recordingId) : m_recordingId(std::move(recordingId)) {}
 
-    /// Makes the file. `onProblem` is called when the disk refuses, now or later.
+    /// Creates the file. `onProblem` is called when the disk fails, now or later.
     void begin(std::function<void(UserMessage)> onProblem);
     void append(const AudioChunk& chunk);
-    /// No more chunks come.
+    /// Call after the last chunk.
     void finalize();
     void deleteFiles();
-    /// Writes `metadata` beside the audio, with the counts of what was written.
+    /// Writes `metadata` beside the audio, with the number of chunks and bytes written.
     void saveMetadata(PendingAudioMetadata metadata);
 
     [[nodiscard]] const QString& recordingId() const { return m_recordingId; }
-    /// Something was heard, written or not.
+    /// Whether any audio arrived, written or not.
     [[nodiscard]] bool hasAudio() const { return m_bytes > 0; }
     [[nodiscard]] bool isOnDisk() const { return m_writer && m_writer->totalBytes() > 0; }
     [[nodiscard]] int chunkCount() const { return m_chunks; }

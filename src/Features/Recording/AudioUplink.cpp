@@ -6,7 +6,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The connection is stuck when not a single chunk goes out for this long.
+/// The connection counts as stuck if no chunk is sent for this long.
 constexpr Clock::Duration stalledSendLimit = 8s;
 
 bool maySend(const RecordingRun& run) {

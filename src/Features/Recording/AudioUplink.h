@@ -4,15 +4,14 @@
 
 namespace quillo {
 
-/// The way of the captured audio to the server: out of the backlog, in the order of capture, while a session is open.
-/// One sending runs at a time, so that what waited and what comes now never interleave.
+/// Sends the captured audio to the server, from the backlog in the order of capture, while a session is open. Only one
+/// sender runs at a time, so that waiting and new chunks stay in order.
 namespace audioUplink {
 
-/// Sends what waits if a session is open, until nothing waits any more.
+/// Sends the backlog until it is empty, if a session is open.
 void send(const RunHandle& run);
 
-/// After the last chunk: returns when everything has gone out; false when the connection takes no more, or `until` has
-/// come first.
+/// Call after the last chunk: returns when everything is sent; false when the connection fails or `until` passes first.
 Task<bool> finishSending(RunHandle run, Clock::Instant until);
 
 } // namespace audioUplink

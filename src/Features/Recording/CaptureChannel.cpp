@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 
 constexpr Clock::Duration firstAudioChunkTimeout = 600ms;
 constexpr int maxFirstAudioChunkRestartAttempts = 1;
-/// A stopped capture ends its stream at once; this only bounds a backend that does not.
+/// A stopped capture ends its stream at once; this limits the wait for a backend that does not.
 constexpr Clock::Duration drainTimeout = 2s;
 
 } // namespace
@@ -23,7 +23,7 @@ Task<CaptureChannel::OpenResult> CaptureChannel::open(Handle channel, std::share
     } catch (const AudioServiceError& error) {
         *failure = QString::fromUtf8(error.what());
     }
-    // Dropping the stream ends its capture; a stop would hit the microphone of a dictation started meanwhile.
+    // Drop the stream to end its capture: a stop would also end the capture of a newer dictation.
     if (channel->m_state != State::opening)
         co_return OpenResult::closedMeanwhile;
     if (!stream) {
@@ -63,7 +63,7 @@ Task<> CaptureChannel::consume(Handle channel, std::shared_ptr<AsyncStream<Audio
                               [channel, lost] { return replaceDevice(channel, lost); });
 }
 
-/// The disk comes first, and nothing here waits: a stalled connection must not hold the audio up.
+/// Write to the disk first and do not wait here: a stalled connection must not delay the audio.
 void CaptureChannel::take(AudioChunk chunk) {
     disk.append(chunk);
     ++m_counters.chunks;
@@ -75,7 +75,7 @@ void CaptureChannel::take(AudioChunk chunk) {
     hooks.captured(chunk);
 }
 
-/// Opens the device once more; false with the reason when that fails.
+/// Opens the device again; on failure returns false and the reason.
 Task<bool> CaptureChannel::restart(Handle channel, std::shared_ptr<QString> failure) {
     ++channel->m_generation;
     channel->m_source.stopCapture();
@@ -95,7 +95,7 @@ Task<bool> CaptureChannel::restart(Handle channel, std::shared_ptr<QString> fail
     co_return true;
 }
 
-/// The device vanished while it was recording. Another one carries on if there is one.
+/// The device vanished during the recording. Continue with another one if possible.
 Task<> CaptureChannel::replaceDevice(Handle channel, QString reason) {
     recordingLog(QStringLiteral("⚠️ Microphone lost during recording: %1").arg(reason), LogLevel::warn);
     const auto failure = std::make_shared<QString>();

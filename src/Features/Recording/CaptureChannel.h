@@ -12,28 +12,28 @@
 
 namespace quillo {
 
-/// One source of audio of a dictation, from the device to the disk and to the queue for the server. It lives from
-/// `open` until it is drained, however long the dictation goes on after that. Main thread; held by its coroutines.
+/// One audio source of a dictation, from the device to the disk and to the backlog for the server. It lives from `open`
+/// until it is drained, which may be long before the dictation ends. Main thread; held by its coroutines.
 class CaptureChannel : public std::enable_shared_from_this<CaptureChannel> {
 public:
     using Handle = std::shared_ptr<CaptureChannel>;
 
-    /// What a channel needs of its owner. The hooks may be called as long as the channel lives.
+    /// The functions a channel needs from its owner. They may be called as long as the channel lives.
     struct Hooks {
-        /// Runs a coroutine and deals with what escapes it.
+        /// Runs a coroutine and handles exceptions that escape it.
         std::function<void(const QString& name, std::function<Task<>()> body)> launch;
         /// A chunk is on the disk and in the backlog.
         std::function<void(const AudioChunk&)> captured;
-        /// The device went and could not be replaced: no chunk comes any more.
+        /// The device was lost and could not be replaced: no more chunks follow.
         std::function<void(const QString& reason)> lost;
-        /// The device was opened twice and delivered nothing. The capture has been closed.
+        /// The device was opened twice and delivered nothing; the capture has been closed.
         std::function<void(const QString& device)> silent;
     };
     struct Counters {
         int chunks = 0;
         qint64 bytes = 0;
         float lastLevel = 0;
-        int droppedChunks = 0; ///< of the backlog: the disk alone has them
+        int droppedChunks = 0; ///< dropped from the backlog; only the disk has them
     };
     enum class OpenResult { opened, failed, closedMeanwhile };
 
@@ -42,26 +42,26 @@ public:
 
     /// Opens the device, starting inside the call, and begins to read it. `*failure` says why it failed.
     static Task<OpenResult> open(Handle channel, std::shared_ptr<QString> failure);
-    /// Restarts a device that delivers no chunk within 0.6 s once, then gives it up as silent.
+    /// Restarts a device once if it delivers no chunk within 0.6 s, then reports it as silent.
     static Task<> watchFirstChunk(Handle channel);
-    /// Closes the device. What it has captured until now still arrives; `drain` awaits it. A device that another
-    /// dictation has opened since is left alone.
+    /// Closes the device, unless another dictation has opened it since. Audio captured so far still arrives; `drain`
+    /// awaits it.
     void close();
     /// Returns when every chunk captured before `close` is on the disk and in the backlog.
     static Task<> drain(Handle channel);
-    /// Closes the device and takes nothing more in.
+    /// Closes the device and drops further audio.
     void discard();
 
-    /// The device is open or about to be.
+    /// Whether the device is open or opening.
     [[nodiscard]] bool isOpen() const { return m_state == State::opening || m_state == State::open; }
-    /// Nothing was heard so far.
+    /// Whether no chunk has arrived so far.
     [[nodiscard]] bool isSilent() const { return m_counters.chunks == 0; }
     [[nodiscard]] const Counters& counters() const { return m_counters; }
     [[nodiscard]] const AudioServiceProtocol& source() const { return m_source; }
 
     Hooks hooks;
     AudioBackup disk;
-    /// What the server has still to get; not filled once `feedsBacklog` is false.
+    /// Chunks still to be sent to the server; not filled once `feedsBacklog` is false.
     AudioBacklog backlog;
     bool feedsBacklog = true;
 
@@ -78,8 +78,8 @@ private:
     AudioServiceProtocol& m_source;
     Clock& m_clock;
     State m_state = State::unopened;
-    bool m_wasRead = false;  ///< a stream was begun, so that there is one to drain
-    int m_generation = 0;    ///< of the stream being read: chunks of the one before a restart do not count
+    bool m_wasRead = false;  ///< reading has begun, so there is a stream to drain
+    int m_generation = 0;    ///< of the current stream: chunks from before a restart are ignored
     std::stop_source m_stop; ///< ends the reading before the stream does
     AsyncEvent m_firstChunk;
     AsyncEvent m_drained;

@@ -7,14 +7,14 @@ namespace quillo::conclusion {
 
 namespace {
 
-/// How a dictation ended: the run reason, and what the user is shown.
+/// The end of a dictation: the run reason and the message to the user.
 struct Ending {
     QString reason = QStringLiteral("completed");
     UserMessage hint;
     std::optional<RecordingError> failure;
 };
 
-/// What already went wrong on the way, whatever text there is.
+/// A failure that already happened, whatever text there is.
 Ending endingSoFar(const RecordingRun& run) {
     Ending ending;
     if (run.stopping() && run.stopping()->cause == StopCause::microphoneLost) {
@@ -27,7 +27,7 @@ Ending endingSoFar(const RecordingRun& run) {
     return ending;
 }
 
-/// The audio waits in the queue; a failure already known keeps its own words.
+/// The audio waits in the queue; a known failure keeps its own message.
 void keepForLater(RecordingRun& run, Ending& ending, const QString& reason) {
     run.archive->keepPending(reason, archivedText(run));
     if (ending.failure)
@@ -85,7 +85,7 @@ Ending concludeWithoutText(RecordingRun& run) {
     return ending;
 }
 
-/// Into the history. A text that is not the whole of what was said waits there for the rest of it.
+/// Stores the result in the history. An incomplete text waits there for the rest.
 void archiveText(RecordingRun& run, Ending& ending) {
     if (run.server.session->ended && !run.server.isIncomplete) {
         run.archive->complete(archivedText(run), run.preferences.keepAudio);
@@ -133,7 +133,8 @@ Task<Ending> concludeWithText(RunHandle run) {
 
 void chooseText(RecordingRun& run) {
     const auto& link = run.server;
-    // Offline, the text was taken when the connection went; without a turn the connection's texts are another's.
+    // When offline, the text was taken when the connection was lost. Without a turn, the connection's texts belong to
+    // another dictation.
     if (link.isOffline || !link.turnAt)
         return;
     const auto chosen = link.earlier.joined(link.session->bestText(run.services.webSocket.texts()));
@@ -181,7 +182,7 @@ Task<> conclude(RunHandle run) {
         run->yield(action::ShowHint{*run->archive->problem()});
     else if (!ending.hint.isEmpty())
         run->yield(action::ShowHint{ending.hint});
-    // Only now: a window that opens while the person speaks would take the focus from the text's target.
+    // Show it only now: a window that opens during the dictation would take the focus from the target.
     if (run->server.refusal && run->server.refusal->needsSignIn)
         NotificationCenter::shared().post(notification::authRequired);
     run->finish(ending.reason);

@@ -4,16 +4,16 @@
 
 namespace quillo {
 
-/// The last step of a dictation: the text where it belongs, the audio where it belongs, and a word to the person.
+/// The last step of a dictation: delivers the text, stores the audio, and informs the user.
 namespace conclusion {
 
-/// Takes over what the server has said so far as the dictation's text.
+/// Uses the server's texts so far as the dictation's text.
 void chooseText(RecordingRun& run);
 
-/// For the history: the dictation's text, and what the server said about it.
+/// For the history: the dictation's text, and the server's data about it.
 [[nodiscard]] ArchivedText archivedText(const RecordingRun& run);
 
-/// Inserts the text, settles the archive, shows how it ended, and finishes the run.
+/// Inserts the text, completes the archive, shows the result, and finishes the run.
 Task<> conclude(RunHandle run);
 
 } // namespace conclusion

@@ -4,13 +4,13 @@
 
 namespace quillo {
 
-/// Who may use the one connection to the server: the dictations in the order of their beginning.
+/// Assigns the only connection to the server to the dictations in the order of their start.
 namespace connectionTurn {
 
-/// Returns when the connection is `run`'s; false when the run ended before.
+/// Returns when it is `run`'s turn; false when the run ended before.
 Task<bool> acquire(RunHandle run);
 
-/// Closes the connection if it is `run`'s, and lets the next dictation have it. The first call counts.
+/// Closes the connection if `run` has it, and passes it to the next dictation. Only the first call counts.
 void release(const RunHandle& run);
 
 } // namespace connectionTurn

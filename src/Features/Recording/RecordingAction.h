@@ -83,7 +83,7 @@ struct TextInjectionFailed {
 struct RecordingFailed {
     RecordingError error;
 };
-// Without one.
+// Without a payload.
 struct StartRecording {};
 struct StopRecording {};
 struct CancelRecording {};
@@ -97,9 +97,9 @@ struct CommandProcessing {};
 struct TextInjected {};
 struct RecordingCompleted {};
 struct Reset {};
-/// The connection is gone and the recording goes on to disk alone.
+/// The connection is lost and the recording continues on disk only.
 struct SwitchedToOffline {};
-/// Show a short note to the person.
+/// Show a short message to the user.
 struct ShowHint {
     UserMessage message;
 };

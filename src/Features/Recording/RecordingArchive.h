@@ -17,17 +17,17 @@ namespace quillo {
 class ModelContext;
 class TagManager;
 
-/// What a dictation leaves behind is kept with these; both outlive it. Absent where the history could not be opened:
-/// the audio is kept on disk all the same and joins the history at the next start.
+/// The stores for records and tags; both outlive the dictation. Null when the history could not be opened: the audio is
+/// still kept on disk and joins the history at the next start.
 struct ArchiveStores {
     ModelContext* history = nullptr;
     TagManager* tags = nullptr;
 };
 
-/// The facts of a dictation that its record and the file beside its audio carry.
+/// The data of a dictation for its record and its metadata file.
 struct ArchiveFacts {
-    QString recordingId; ///< names the recording to the server
-    /// Who is signed in, empty when nobody is: asked again while it is, as a sign-in may complete during the dictation.
+    QString recordingId; ///< the server's id of the recording
+    /// The signed-in user. While it is empty it is queried again, because a sign-in may complete during the dictation.
     std::function<QString()> userId;
     QDateTime createdAt;
     QString primaryLanguage;
@@ -36,7 +36,7 @@ struct ArchiveFacts {
     qint64 targetAppPid = 0;
 };
 
-/// The text of a dictation and what the server said about it.
+/// The text of a dictation and the server's data about it.
 struct ArchivedText {
     QString text;
     QString originalText; ///< before a voice command or clean-up changed it; may be empty
@@ -46,48 +46,48 @@ struct ArchivedText {
     std::optional<LanguageMismatch> mismatch;
 };
 
-/// What becomes of one dictation: its record in the history, and the audio on disk that the record refers to. The audio
-/// is written as it comes, so that at every moment either the text is in the history or the audio is where the queue
-/// finds it. A history that fails costs the record, not the dictation. Main thread; no call throws.
+/// The persistent result of one dictation: its record in the history, and its audio on disk. The audio is written as it
+/// arrives, so that at any moment either the text is in the history or the queue finds the audio. If the history fails,
+/// only the record is lost, not the dictation. Main thread; no call throws.
 class RecordingArchive {
 public:
-    /// `audio` outlives the archive.
+    /// `audio` must outlive the archive.
     RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackup& audio);
     ~RecordingArchive();
     RecordingArchive(const RecordingArchive&) = delete;
     RecordingArchive& operator=(const RecordingArchive&) = delete;
 
-    /// Opens the audio file, inserts the active record, and writes what a recovery after a crash needs to know.
+    /// Opens the audio file, inserts the active record, and writes the metadata for a recovery after a crash.
     void begin();
     /// The microphone is closed; the text is awaited.
     void beginProcessing();
 
-    // How it ended. The first of these counts.
+    // The end of the dictation. Only the first call counts.
 
     /// The text is complete. The audio is kept for playback, or deleted unless `keepAudio`.
     void complete(const ArchivedText& text, bool keepAudio);
-    /// The audio waits for a transcription; what text there is stays readable until then.
+    /// The audio waits for a transcription; the text so far stays readable until then.
     void keepPending(const QString& reason, const ArchivedText& text = {});
     /// The recogniser found no words: the audio is kept, and transcribed again only when the user asks.
     void keepUnrecognized(const QString& reason);
-    /// The user does not want it, or there is nothing.
+    /// Cancelled by the user, or without audio.
     void discard();
 
     [[nodiscard]] bool isSettled() const { return m_isSettled; }
     [[nodiscard]] bool hasAudio() const { return m_audio.hasAudio(); }
-    /// The record, once there is one.
+    /// The record, once it exists.
     [[nodiscard]] const RecordPointer& record() const { return m_record; }
-    /// What the person must know: the disk or the history refused something on the way.
+    /// A problem to show to the user: the disk or the history failed.
     [[nodiscard]] const std::optional<UserMessage>& problem() const { return m_problem; }
 
 private:
     bool settle();
     void report(const UserMessage& problem);
-    /// Runs `work` on the history; false, with the problem reported, when the history refuses.
+    /// Runs `work` on the history; on failure reports the problem and returns false.
     bool tryHistory(const std::function<void()>& work);
     QString userId();
     void createActiveRecord();
-    /// The record to write the outcome into; made now when there is none yet. Null without a store or a user.
+    /// The record for the result, created now if it does not exist. Null without a store or a user.
     RecordPointer outcomeRecord();
     void removeRecord();
     void applyText(TranscriptionRecord& record, const ArchivedText& text) const;

@@ -8,17 +8,17 @@
 
 namespace quillo {
 
-/// The work that an action leads to, named by the reducer.
+/// The work that follows from an action, chosen by the reducer.
 namespace effect {
-/// Open the microphone and a session: a dictation begins. The one before, if it is still being finished, goes on behind
-/// it and shows nothing more through the state.
+/// A dictation begins: open the microphone and a session. A previous one that is still finishing continues in the
+/// background and no longer changes the state.
 struct BeginDictation {};
-/// The person has finished speaking.
+/// The user has finished speaking.
 struct EndDictation {};
-/// The person wants nothing inserted.
+/// The user cancelled; insert nothing.
 struct CancelDictation {};
-/// The state has left the dictation by the action named here. Where the dictation did not end itself, its microphone
-/// must not stay open.
+/// The action in `cause` has moved the state away from the dictation. If the dictation has not ended, close its
+/// microphone.
 struct LeaveDictation {
     QString cause;
 };
@@ -27,8 +27,8 @@ struct LeaveDictation {
 using RecordingEffect =
     std::variant<effect::BeginDictation, effect::EndDictation, effect::CancelDictation, effect::LeaveDictation>;
 
-/// Beginning and cancelling cut off what the dictation before them still has to say: its late `RecordingCompleted` must
-/// not end the next one.
+/// Beginning and cancelling mute the actions of the previous dictation: its late `RecordingCompleted` must not end the
+/// next one.
 [[nodiscard]] EffectIdentity effectIdentity(const RecordingEffect& effect);
 
 } // namespace quillo

@@ -9,8 +9,8 @@
 
 namespace quillo {
 
-/// The closed set of failures that end a dictation. What a case carries in `reason`, `message` or `detail` is for the
-/// log; a person reads the words of `userMessage`.
+/// The failures that end a dictation. `reason`, `message` and `detail` are for the log; the user sees the text of
+/// `userMessage`.
 class RecordingError {
 public:
     struct ConnectionFailed {
@@ -23,7 +23,7 @@ public:
     };
     struct AudioCaptureFailed {
         QString reason;
-        QString silentDevice = {}; ///< its name, when it was opened and delivered nothing
+        QString silentDevice = {}; ///< the name of a device that was opened but delivered nothing
         bool operator==(const AudioCaptureFailed&) const = default;
     };
     struct TranscriptionFailed {
@@ -33,7 +33,7 @@ public:
     };
     struct Unknown {
         QString message;
-        UserMessage words = {}; ///< more exact ones than "an unexpected failure"
+        UserMessage words = {}; ///< a more exact text than "an unexpected failure"
         bool operator==(const Unknown&) const = default;
     };
     struct MicrophonePermissionDenied {
@@ -63,11 +63,11 @@ public:
 
     /// The case's own key in the catalogues; empty for `Unknown`.
     [[nodiscard]] QString messageKey() const;
-    /// What a person reads: the case's text, or a more exact one where more is known.
+    /// The text for the user: the case's text, or a more exact one if more is known.
     [[nodiscard]] UserMessage userMessage() const;
     /// `userMessage` in the interface language. Main thread.
     [[nodiscard]] QString errorDescription() const;
-    /// The reason or message carried, for the log; may be empty.
+    /// The reason or message for the log; may be empty.
     [[nodiscard]] QString detail() const;
 
     bool operator==(const RecordingError&) const = default;

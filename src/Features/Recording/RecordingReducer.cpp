@@ -8,7 +8,7 @@ namespace {
 
 using Status = RecordingState::Status;
 
-/// How much of a command's phrase the status line shows.
+/// Length of a command's phrase in the status line.
 constexpr int commandLabelLength = 40;
 
 void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("Reducer")); }
@@ -57,7 +57,7 @@ struct Transition {
     }
 
     void operator()(const action::AudioChunkCaptured&) const {
-        // Past this the count would be a lie; 2^31 chunks are six years of one recording.
+        // Avoid an overflow; 2^31 chunks are six years of recording.
         if (state.chunksSent == std::numeric_limits<int>::max())
             qFatal("The count of captured audio chunks has overflowed.");
         ++state.chunksSent;
@@ -86,7 +86,7 @@ struct Transition {
         state.partialText.clear();
     }
 
-    // The running text of a meeting is not shown through the state.
+    // The live text of a meeting is not part of the state.
     void operator()(const action::MeetingTextUpdated&) const {}
 
     void operator()(const action::SessionEnded&) const { state.partialText.clear(); }
@@ -112,7 +112,7 @@ struct Transition {
     }
 
     void operator()(const action::StartRecording&) const {
-        // While the last dictation is being finished the next may begin: what is said now must not be lost.
+        // The next dictation may begin while the last one is finishing, so that no speech is lost.
         if (state.status.isActive())
             return;
         RecordingState next;

@@ -11,12 +11,12 @@
 
 namespace quillo {
 
-/// The state machine of a dictation: every transition, its guard, and the work it leads to. An action that is not valid
-/// in the present status leaves the state as it is, so that a late action of a slow side effect cannot move the machine
-/// backwards. Pure but for the time of `startRecording` and log lines; main thread.
+/// The state machine of a dictation: every transition, its guard, and its effect. An action that is not valid in the
+/// current status does not change the state, so that a late action of a slow side effect cannot move the machine
+/// backwards. Pure except for the time of `startRecording` and log lines; main thread.
 class RecordingReducer {
 public:
-    /// `wallTime` gives the start time of a recording, UTC.
+    /// `wallTime` returns the start time of a recording, UTC.
     explicit RecordingReducer(std::function<QDateTime()> wallTime);
 
     [[nodiscard]] Reduction<RecordingState, RecordingEffect> reduce(const RecordingState& state,

@@ -9,7 +9,7 @@ namespace quillo {
 
 namespace {
 
-/// What a person must know although the state shows another dictation.
+/// The message that the user needs although the state shows another dictation.
 std::optional<UserMessage> noticeOf(const RecordingAction& action) {
     if (const auto* hint = std::get_if<action::ShowHint>(&action))
         return hint->message;
@@ -79,7 +79,7 @@ Task<> RecordingRun::guard(std::shared_ptr<RecordingRun> run, QString name, std:
     if (run->isOver())
         co_return;
     run->microphone->close();
-    // What the device still delivers belongs to the recording like the rest.
+    // Audio that the device still delivers belongs to the recording.
     co_await CaptureChannel::drain(run->microphone);
     run->endAfterFailure(failure);
 }

@@ -20,11 +20,11 @@ namespace quillo {
 
 struct RecordingRun;
 
-/// What all dictations share; it outlives each of them.
+/// Shared by all dictations; outlives each of them.
 struct RunContext {
     RecordingServices services;
-    TaskRunner::Report report; ///< of failures that no code expected
-    /// Called at the end of each; it gives back what they share.
+    TaskRunner::Report report; ///< for unexpected failures
+    /// Called at the end of each dictation, to release shared resources.
     std::function<void(const std::shared_ptr<RecordingRun>&)> ended;
     TaskRunner tasks;
 
@@ -32,16 +32,15 @@ struct RunContext {
         : services(std::move(owner)), report(reporter), tasks(std::move(reporter)) {}
 };
 
-/// One dictation: the parts it consists of, each with its own state, and the phase it is in. Three lives have three
-/// ends: the capture's (`microphone`), the server session's (`server.session`) and the run's own. Held by the
-/// coroutines that work for it; main thread.
+/// One dictation: its parts, each with its own state, and its phase. The capture (`microphone`), the server session
+/// (`server.session`) and the run have separate lifetimes. Held by the coroutines that work for it; main thread.
 struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
     RecordingRun(std::shared_ptr<RunContext> owner, AsyncStream<RecordingAction>::Sink actions);
 
     const std::shared_ptr<RunContext> context;
     RecordingServices& services;
     const RecordingPreferences preferences;
-    const QString id; ///< the client recording id: names the audio files, and the recording to the server
+    const QString id; ///< the client recording id, used for the audio files and by the server
 
     RunPhase phase = phase::Opening{};
     RunLog log;
@@ -52,23 +51,23 @@ struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
     std::unique_ptr<RecordingArchive> archive; ///< made when the microphone opens
     DeliveryResult delivered;
 
-    // The run's own life.
-    /// Triggered at the end, however it comes: every wait of this run ends.
+    // The run's own lifetime.
+    /// Triggered at any end of the run; ends all its waits.
     [[nodiscard]] std::stop_token token() const { return m_life.get_token(); }
     [[nodiscard]] bool isOver() const { return std::holds_alternative<phase::Over>(phase); }
     [[nodiscard]] const phase::Stopping* stopping() const { return std::get_if<phase::Stopping>(&phase); }
     /// Writes the end marker, reports the timings and ends the action stream. The first call counts.
     void finish(const QString& reason);
 
-    /// Feeds `action` back into the store. Of a dictation that another one has overtaken the state shows nothing more:
-    /// what the person must know becomes a notice.
+    /// Sends `action` to the store. Once another dictation has begun, this one no longer changes the state; important
+    /// messages become notices.
     void yield(RecordingAction action) const;
-    /// The next dictation has begun while this one is being finished.
+    /// The next dictation has begun while this one is finishing.
     void fallBehind() { m_isBehind = true; }
     [[nodiscard]] bool isBehind() const { return m_isBehind; }
 
-    /// Runs `body` for this run. A failure that no code expected ends the dictation: the audio is kept, the person is
-    /// told, the state is left, and the failure is reported.
+    /// Runs `body` for this run. An unexpected failure ends the dictation: the audio is kept, the user is notified, the
+    /// state is left, and the failure is reported.
     void launch(const QString& name, std::function<Task<>()> body);
 
     /// " observedChunks=... bufferedChunks=..." for the end marker.

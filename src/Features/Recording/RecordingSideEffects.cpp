@@ -57,7 +57,7 @@ Task<ActionStream<RecordingAction>> RecordingSideEffects::handle(RecordingEffect
 
 ActionStream<RecordingAction> RecordingSideEffects::begin() {
     auto [stream, sink] = AsyncStream<RecordingAction>::make(m_context->services.clock.executor());
-    // There is one microphone: a dictation that still has it gives it up.
+    // There is only one microphone, so a dictation that still uses it releases it.
     if (m_run && m_run->microphone->isOpen())
         runAbandonment::keep(m_run, QStringLiteral("cancelled(superseded)"));
     m_behind = unfinished();
@@ -97,7 +97,7 @@ ActionStream<RecordingAction> RecordingSideEffects::cancel() {
 }
 
 void RecordingSideEffects::leave(const QString& cause) {
-    // A dictation that has closed its microphone may go on waiting for its text while the state is idle.
+    // A dictation with a closed microphone may keep waiting for its text while the state is idle.
     if (m_run && !m_run->isOver() && !m_run->stopping())
         runAbandonment::keep(m_run, QStringLiteral("cancelled(%1)").arg(cause));
 }

@@ -20,17 +20,17 @@ struct RecordingReport {
     std::optional<Clock::Instant> firstSampleAt;
 };
 
-/// Does the work of the dictations: microphone, session, delivery. One dictation records at a time; those before it may
-/// still be waiting for their text behind it. Main thread.
+/// Performs the work of the dictations: microphone, session, delivery. One dictation records at a time; earlier ones
+/// may still wait for their text in the background. Main thread.
 class RecordingSideEffects final : public SideEffectHandler<RecordingEffect, RecordingAction> {
 public:
-    /// `report` receives what no code expected: the dictation it happened in has been ended. By default it is logged.
+    /// `report` receives unexpected failures, after their dictation has been ended. By default they are logged.
     explicit RecordingSideEffects(RecordingServices services, TaskRunner::Report report = logFailure);
     ~RecordingSideEffects() override;
 
     Task<ActionStream<RecordingAction>> handle(RecordingEffect effect) override;
 
-    /// Ends the dictations under way, if any, and returns when what was said is on the disk; for the program's own end.
+    /// Ends all running dictations and returns when their audio is on the disk; for the end of the program.
     Task<> shutDown();
     /// True while a microphone, a socket or a delivery of a dictation is in use.
     [[nodiscard]] bool isBusy() const;
@@ -42,12 +42,12 @@ private:
     void end();
     ActionStream<RecordingAction> cancel();
     void leave(const QString& cause);
-    /// Every dictation that has not ended, the latest last.
+    /// All dictations that have not ended, the latest last.
     [[nodiscard]] std::vector<RunHandle> unfinished() const;
 
     std::shared_ptr<RunContext> m_context;
     RunHandle m_run;                 ///< the latest
-    std::vector<RunHandle> m_behind; ///< overtaken by it and not over yet
+    std::vector<RunHandle> m_behind; ///< earlier ones that have not ended yet
     std::optional<RecordingReport> m_lastReport;
 };
 

@@ -38,7 +38,7 @@ struct PillVisualState {
 using PillState = std::variant<PillVisualState::Recording, PillVisualState::ProcessingCommand, PillVisualState::Error,
                                PillVisualState::Idle, PillVisualState::Hovering, PillVisualState::Processing>;
 
-/// Everything the interface shows about the present dictation. A plain value, compared field by field.
+/// Everything the interface shows about the current dictation. A plain value, compared field by field.
 struct RecordingState {
     struct Idle {
         bool operator==(const Idle&) const = default;
@@ -73,7 +73,7 @@ struct RecordingState {
         [[nodiscard]] const RecordingError* error() const { return std::get_if<RecordingError>(&m_phase); }
         /// Connecting, recording or recording offline.
         [[nodiscard]] bool isActive() const { return is<Connecting>() || is<Recording>() || is<RecordingOffline>(); }
-        /// Active, or being finished.
+        /// Active or finishing.
         [[nodiscard]] bool isUnderWay() const { return isActive() || is<Processing>(); }
         /// The word for logs and the command line: "idle", "connecting", "error(cancelled)", ...
         [[nodiscard]] QString description() const;

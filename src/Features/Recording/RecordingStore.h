@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// The one store of the application.
+/// The application's only store.
 using RecordingStore = Store<RecordingState, RecordingAction, RecordingEffect>;
 
 } // namespace quillo

@@ -4,17 +4,17 @@
 
 namespace quillo {
 
-/// The ends of a dictation that come from outside it. Each closes the microphone and finishes the run at once, without
-/// a word to the person.
+/// Ends a dictation from outside. Each function closes the microphone and finishes the run at once, without notifying
+/// the user.
 namespace runAbandonment {
 
-/// Keeps what was said, waiting for its text. What the device still delivers joins it.
+/// Keeps the audio, including what the device still delivers, in the queue.
 void keep(const RunHandle& run, const QString& reason);
 
 /// The same; returns when everything is on the disk.
 Task<> keepAndWait(RunHandle run, QString reason);
 
-/// The person cancelled. While speaking, that takes back what was said; after the stop it only refuses the insertion.
+/// The user cancelled. During the recording this discards the audio; after the stop it only prevents the insertion.
 void cancel(const RunHandle& run);
 
 } // namespace runAbandonment

@@ -10,12 +10,12 @@
 
 namespace quillo {
 
-/// Who or what ended the audio of a dictation.
+/// What ended the audio of a dictation.
 enum class StopCause { person, microphoneLost };
 
-/// Where a dictation is on its way, with what belongs to that stretch alone.
+/// The phase of a dictation, with the data of that phase.
 namespace phase {
-/// Permissions are looked up and the device is opening.
+/// Permissions are checked and the device is opening.
 struct Opening {};
 /// The microphone is open.
 struct Listening {};
@@ -30,11 +30,11 @@ struct Over {};
 
 using RunPhase = std::variant<phase::Opening, phase::Listening, phase::Stopping, phase::Over>;
 
-/// What came out of a dictation.
+/// The result of a dictation.
 struct DeliveryResult {
     QString text;
     QString originalText;        ///< before a voice command or clean-up changed it; may be empty
-    bool isTried = false;        ///< a text is inserted once, whatever comes of it
+    bool isTried = false;        ///< a text is inserted only once, whatever the result
     std::optional<Delivery> how; ///< absent when it could not be inserted
 };
 

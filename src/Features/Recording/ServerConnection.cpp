@@ -9,13 +9,14 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Clock::Duration webSocketConnectTimeout = 10s;
-/// A token that expires within this is refreshed first, so that it holds for the handshake of a slow network.
+/// A token that expires within this time is refreshed first, so that it stays valid during the handshake on a slow
+/// network.
 constexpr int expiryMarginSeconds = 60;
 
-/// Nobody could be asked: the dictation is transcribed later.
+/// The server could not be reached: the dictation is transcribed later.
 ConnectFailure unreachable(const QString& error) { return {error, std::nullopt}; }
 
-/// The server was asked and said no: the person has to do something about it.
+/// The server refused: the user has to act.
 ConnectFailure rejected(const QString& error, const QString& reason, bool needsSignIn) {
     return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error},
                                  .reason = QStringLiteral("failed(%1)").arg(reason),
@@ -23,7 +24,7 @@ ConnectFailure rejected(const QString& error, const QString& reason, bool needsS
                                  .needsSignIn = needsSignIn}};
 }
 
-/// How a refresh ended: it worked, the server rejected the session, or nobody could be asked.
+/// The result of a refresh: it worked, the server rejected the session, or the server could not be reached.
 struct Refresh {
     enum class Outcome { refreshed, rejected, unreachable } outcome = Outcome::refreshed;
     QString error;

@@ -7,14 +7,15 @@ namespace quillo {
 /// Why there is no connection.
 struct ConnectFailure {
     QString error; ///< for the log
-    /// The server said no, so that the person must act; absent when it could not be reached.
+    /// The server refused, so that the user must act; absent when it could not be reached.
     std::optional<ServerRefusal> refusal;
 };
 
-/// From a running capture to an open socket.
+/// Connects a dictation to the server.
 namespace serverConnection {
 
-/// A valid token, the dictation's turn with the connection, an open socket; nothing on success.
+/// Obtains a valid token, waits for the dictation's turn with the connection, and opens the socket. Returns nothing on
+/// success.
 Task<std::optional<ConnectFailure>> open(RunHandle run);
 
 } // namespace serverConnection

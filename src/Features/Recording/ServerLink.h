@@ -10,48 +10,48 @@
 
 namespace quillo {
 
-/// Why the server will not transcribe this dictation, as the person reads it at its end.
+/// Why the server will not transcribe this dictation, as shown to the user at its end.
 struct ServerRefusal {
     RecordingError error;
     QString reason;        ///< the run's reason, such as "failed(auth_required)"
-    QString pendingReason; ///< the word beside the audio that waits
+    QString pendingReason; ///< the reason stored with the waiting audio
     bool needsSignIn = false;
 };
 
-/// What every session of a dictation asks the server for.
+/// The parameters of all sessions of a dictation.
 struct SessionPlan {
     QStringList audioSources;
     std::optional<QString> mode; ///< absent: a plain dictation
 };
 
-/// A dictation's side of the one connection to the server. Dictations take turns with it: the next one may record while
-/// the last one is still waiting for its text.
+/// A dictation's part of the only connection to the server. Dictations take turns: the next one may record while the
+/// last one still waits for its text.
 struct ServerLink {
     SessionPlan plan;
-    /// The present session; replaced as a whole.
+    /// The current session; replaced as a whole.
     std::shared_ptr<ServerSession> session = std::make_shared<ServerSession>();
     /// The text of the sessions before it.
     SessionText earlier;
-    /// Sessions in a row that ended without having got any audio.
+    /// Consecutive sessions that ended before receiving any audio.
     int barrenSessions = 0;
     QString detectedLanguage;
-    /// The server did not get, or did not keep, all that was captured: its text is not the whole of what was said.
+    /// The server did not receive or lost part of the audio, so its text is incomplete.
     bool isIncomplete = false;
-    /// The recording goes on without the server.
+    /// The recording continues without the server.
     bool isOffline = false;
     /// There is no connection, and there will be none.
     AsyncEvent gone;
     std::optional<ServerRefusal> refusal;
 
     // The turn.
-    std::optional<AsyncEvent> before;     ///< set when the dictation before this one has left the connection
-    std::optional<Clock::Instant> turnAt; ///< since when the connection is this dictation's
-    bool isReleased = false;              ///< it was given up, or is being given up
+    std::optional<AsyncEvent> before;     ///< set when the previous dictation has released the connection
+    std::optional<Clock::Instant> turnAt; ///< when this dictation got the connection
+    bool isReleased = false;              ///< released or being released
     AsyncEvent released;                  ///< the connection is free for the next one
 
-    // The way of the audio.
+    // The audio on its way.
     bool isSending = false; ///< the backlog is being sent; chunks still join it at its end
-    AsyncEvent sent;        ///< of the sending under way or the latest one
+    AsyncEvent sent;        ///< set when the current or latest sending has ended
 };
 
 } // namespace quillo

@@ -29,7 +29,7 @@ void goOffline(const RunHandle& run, const QString& error, std::optional<ServerR
                                 "disk. "),
                  LogLevel::warn);
     link.isOffline = true;
-    // The disk has the audio, and the queue will send it from there.
+    // The audio is on the disk, and the queue will send it later.
     run->microphone->feedsBacklog = false;
     run->microphone->backlog.clear();
     const auto recovered =

@@ -4,15 +4,15 @@
 
 namespace quillo {
 
-/// What becomes of a dictation that has to do without the server.
+/// Continues a dictation without the server.
 namespace serverLoss {
 
-/// There is no connection any more, or there never was. While the person speaks the recording goes on to disk alone;
-/// after that the wait for the server's last word ends. `error` is for the log. With `refusal` the server will not
-/// transcribe this dictation, and the person reads at its end why.
+/// The connection was lost or never made. During the recording, the audio goes on to disk only; after it, the wait for
+/// the server's result ends. `error` is for the log. With `refusal` the server will not transcribe this dictation, and
+/// the user learns the reason at its end.
 void goOffline(const RunHandle& run, const QString& error, std::optional<ServerRefusal> refusal = std::nullopt);
 
-/// No session will start or say anything more.
+/// No session will start or send anything more.
 void endWaits(RecordingRun& run);
 
 } // namespace serverLoss

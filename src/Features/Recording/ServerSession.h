@@ -10,33 +10,33 @@
 
 namespace quillo {
 
-/// A text and what it was before a voice command or a clean-up changed it.
+/// A text, and its original before a voice command or a clean-up.
 struct SessionText {
     QString text;
     QString original; ///< empty when it is the same
 
-    /// `next` after this one, with a blank between them.
+    /// This text followed by `next`, with a space in between.
     [[nodiscard]] SessionText joined(const SessionText& next) const;
 };
 
-/// One session of the server, from `start_session` to its last word. A dictation that needs another one gets a new
-/// object: nothing of the old one can be taken for the new one's.
+/// One session of the server, from `start_session` to its result. A dictation that needs another session gets a new
+/// object, so that their data cannot be mixed up.
 struct ServerSession {
     QString id;
     bool isStarted = false;
-    /// It has started, or never will.
+    /// Set when the session has started, or never will.
     AsyncEvent decided;
-    /// The last word has come, or never will.
+    /// Set when the result has arrived, or never will.
     AsyncEvent over;
     std::optional<server::SessionEnded> ended;
     std::optional<server::CommandResult> command;
     bool isProcessingCommand = false;
-    /// When the server last showed that it is at work on this session.
+    /// When the server last showed progress in this session.
     std::optional<Clock::Instant> lastProgressAt;
     int chunksSent = 0;
 
-    /// The best text there is: the last word, else a command's result, else what was recognised so far (`texts`, of
-    /// this session alone).
+    /// The best available text: the result, otherwise a command's result, otherwise the text recognised so far
+    /// (`texts`, only of this session).
     [[nodiscard]] SessionText bestText(const SessionTexts& texts) const;
 };
 

@@ -124,13 +124,13 @@ public:
         m_run->yield(action::CommandResult{event.processedText, event.originalText});
     }
 
-    /// While it is finishing a long dictation the server says that it is at work.
+    /// The server reports progress while it finishes a long dictation.
     void operator()(const server::Pong&) const { progress(); }
 
-    // Nothing to do for a dictation.
+    // Not relevant for a dictation.
     void operator()(const server::Connected&) const {}
     void operator()(const server::Unknown&) const {}
-    // Of meetings, which are not recorded yet.
+    // For meetings, which are not recorded yet.
     void operator()(const server::MeetingModeActivated&) const {}
     void operator()(const server::MeetingTextUpdate&) const {}
     void operator()(const server::DiarizationComplete&) const {}
@@ -141,19 +141,19 @@ private:
     [[nodiscard]] ServerSession& session() const { return *m_run->server.session; }
     void progress() const { session().lastProgressAt = now(); }
 
-    /// After these the server's session is over, and no last word comes.
+    /// After these codes the server's session has ended without a result.
     static bool isOver(const QString& code) {
         return code == QStringLiteral("INTERNAL_ERROR") || code == QStringLiteral("TRANSCRIPTION_ERROR");
     }
 
     void handleNoSession() const {
-        // One restart answers all of them: every chunk under way brings another one.
+        // Restart only once: every chunk already sent causes another such error.
         if (!session().isStarted) {
             recordingLog(QStringLiteral("ℹ️ Ignoring NO_SESSION before session_started"));
             return;
         }
         if (m_run->stopping()) {
-            // The server has nothing to end: waiting for its last word would be in vain.
+            // The server has no session to end, so do not wait for its result.
             recordingLog(QStringLiteral("ℹ️ Ignoring server error during stopping: NO_SESSION"));
             session().over.set();
             return;
@@ -173,8 +173,7 @@ private:
         session().over.set();
     }
 
-    /// The recogniser does not serve this dictation. The person may still be speaking: that is recorded, and
-    /// transcribed later.
+    /// The recogniser cannot serve this dictation. The recording continues and is transcribed later.
     void refuse(const server::Error& event, const QString& message) const {
         recordingLog(
             QStringLiteral("🛑 All services stopped after fatal STT error: %1 (%2)").arg(event.message, event.code),

@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// What the server's events mean for a dictation.
+/// Applies the server's events to a dictation.
 namespace sessionMessages {
 
 /// Reads `stream` until it ends; runs until then in the background.

@@ -6,10 +6,10 @@ namespace quillo::sessionRequests {
 
 namespace {
 
-/// A server that ends every session at once would be asked for ever.
+/// A limit, because a server that ends every session at once would be asked for ever.
 constexpr int maxBarrenSessions = 3;
 
-/// A request that cannot be sent is no end: the connection's own end is reported by its events.
+/// A failed send does not end the session: the connection's events report its end.
 Task<> requestAgain(RunHandle run) {
     try {
         co_await request(run);
@@ -43,7 +43,7 @@ void replace(const RunHandle& run) {
     auto& link = run->server;
     const auto last = link.session;
     link.barrenSessions = last->chunksSent == 0 ? link.barrenSessions + 1 : 0;
-    // What the last session was still working on went with it.
+    // The text on which the last session was still working is lost.
     link.isIncomplete = link.isIncomplete || last->chunksSent > 0;
     link.earlier = link.earlier.joined(last->bestText(run->services.webSocket.texts()));
     run->services.webSocket.clearAllText();

@@ -4,14 +4,14 @@
 
 namespace quillo {
 
-/// Asking the server for a session.
+/// Requests sessions from the server.
 namespace sessionRequests {
 
 /// Sends `start_session` as the run's plan says; throws WebSocketError.
 Task<> request(RunHandle run);
 
-/// The present session is gone while the person speaks: keeps its text and asks for another one. Audio waits until that
-/// has started. Gives the server up when sessions keep ending before they got any audio.
+/// The session ended during the recording: keeps its text and requests another one, until which audio waits. Gives up
+/// the server when sessions keep ending before they receive any audio.
 void replace(const RunHandle& run);
 
 } // namespace sessionRequests

@@ -63,7 +63,7 @@ Task<bool> ensurePermissions(RunHandle run) {
     co_return true;
 }
 
-/// Opens the disk and the history for what is going to be said.
+/// Prepares the disk and the history for the dictation.
 void beginArchive(RecordingRun& run) {
     run.archive = std::make_unique<RecordingArchive>(run.services.stores,
                                                      ArchiveFacts{
@@ -110,7 +110,7 @@ void silent(RecordingRun& run, const QString& device) {
          QStringLiteral("audio_no_callbacks"));
 }
 
-/// The channel's hooks do not hold the run, which owns the channel.
+/// The channel's hooks must not hold the run, because the run owns the channel.
 CaptureChannel::Hooks hooksOf(const RunHandle& run) {
     const auto weak = std::weak_ptr(run);
     return {
@@ -146,7 +146,7 @@ void captureTarget(RecordingRun& run) {
     run.yield(action::TargetApplicationCaptured{run.targetApp->name});
 }
 
-/// A connection, its events, and a session. Without them the recording goes on to disk alone.
+/// Connects, reads the events and starts a session. On failure the recording continues on disk only.
 Task<> connect(RunHandle run) {
     const auto failure = co_await serverConnection::open(run);
     if (run->isOver())
@@ -156,7 +156,7 @@ Task<> connect(RunHandle run) {
         co_return;
     }
     recordingLog(QStringLiteral("📥 Starting message receiving loop..."));
-    // The event stream queues from the moment the socket is open, so there is nothing to wait for before sending.
+    // The event stream queues from the moment the socket is open, so sending need not wait.
     sessionMessages::begin(run, run->services.webSocket.receiveMessages());
     QString error;
     try {
@@ -168,7 +168,7 @@ Task<> connect(RunHandle run) {
     serverLoss::goOffline(run, error);
 }
 
-/// The conditions that refuse a start at once, looked up in memory.
+/// The conditions that prevent a start, checked in memory.
 bool mayStart(RecordingRun& run) {
     if (!run.preferences.languageChosen) {
         recordingLog(
@@ -198,7 +198,7 @@ Task<> start(RunHandle run) {
     recordingLog(QStringLiteral("🎙️ Starting recording (real) "));
     recordingLog(QStringLiteral("🎤 Starting audio capture "));
     run->microphone->hooks = hooksOf(run);
-    // The call starts the work; everything below up to the await runs while the device opens.
+    // This call starts the work; everything up to the await runs while the device opens.
     const auto failure = std::make_shared<QString>();
     auto opening = CaptureChannel::open(run->microphone, failure);
     playSound(*run, SoundCue::start);

@@ -4,11 +4,11 @@
 
 namespace quillo {
 
-/// From the pressed key to an open session that receives the microphone's audio.
+/// From the key press to an open session that receives the microphone's audio.
 namespace sessionStart {
 
-/// Opens the microphone first, and the session while it records. A microphone that cannot be used ends the run with the
-/// matching action; without a server the recording goes on to disk.
+/// Opens the microphone first, and the session during the recording. An unusable microphone ends the run with the
+/// matching action; without a server the recording continues on disk.
 Task<> start(RunHandle run);
 
 /// The demonstration without any service: a fixed partial text until the stop.

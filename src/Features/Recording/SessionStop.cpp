@@ -11,28 +11,27 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A key tapped for less than this was hit by accident: no word is said in it. The double-tap delay of the hotkey
-/// (0.15 s) is part of it.
+/// A shorter press was accidental: no word fits into it. It includes the hotkey's double-tap delay (0.15 s).
 constexpr Clock::Duration quickTapLimit = 350ms;
 constexpr Clock::Duration sessionStartedLimit = 12s;
-/// How long the server may make no progress before its last word.
+/// How long to wait for the result without progress of the server.
 constexpr Clock::Duration sessionEndedLimit = 8s;
 constexpr Clock::Duration sessionEndedLimitWithProcessing = 30s;
-/// All waits after the stop together, whatever the server says meanwhile. The queue has more patience.
+/// The limit of all waits after the stop, even if the server makes progress. The queue waits longer.
 constexpr Clock::Duration finishingLimit = 60s;
 
 double seconds(Clock::Duration duration) { return std::chrono::duration<double>(duration).count(); }
 
 QString word(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
 
-/// Since when the server can be working on the end of this dictation: since the stop, or since the dictation before has
-/// left the connection.
+/// The earliest time at which the server can finish this dictation: the stop, or the release of the connection by the
+/// previous dictation.
 Clock::Instant finishingSince(const RecordingRun& run) {
     const auto since = run.stopping() ? run.stopping()->since : run.services.clock.now();
     return std::max(since, run.server.turnAt.value_or(since));
 }
 
-/// The run's reason when the person only tapped the key: nothing to transcribe and nothing to tell.
+/// The run reason of a mere tap: nothing to transcribe and nothing to show.
 std::optional<QString> tapReason(const RecordingRun& run) {
     const auto& stopping = *run.stopping();
     if (stopping.cause != StopCause::person || run.server.refusal)
@@ -55,19 +54,19 @@ void endTap(RecordingRun& run, const QString& reason) {
     if (run.archive)
         run.archive->discard();
     run.yield(action::Reset{});
-    if (wasHeld) // and yet there is no audio: the person may have spoken to a device that was still opening
+    if (wasHeld) // but there is no audio: the user may have spoken while the device was still opening
         run.yield(action::ShowHint{{QStringLiteral("pill.microphoneNotReady")}});
     run.finish(reason);
 }
 
-/// Waits for the session that a stop came too early for; false when it will not start.
+/// Waits for a session that has not started before the stop; false when it will not start.
 Task<bool> waitForSession(RunHandle run) {
     auto& link = run->server;
     auto& clock = run->services.clock;
     recordingLog(
         QStringLiteral("⏳ Stop requested before session_started — waiting up to 12s for it (bufferedChunks=%1)")
             .arg(run->microphone->backlog.chunkCount()));
-    // While the dictation before has the connection, its own limits bound the wait.
+    // While the previous dictation has the connection, that dictation's limits apply.
     if (!link.turnAt && link.before && !link.before->isSet())
         co_await link.before->wait(clock, 24h, run->token());
     const auto left = finishingSince(*run) + sessionStartedLimit - clock.now();
@@ -144,7 +143,7 @@ Task<> stop(RunHandle run) {
     if (run->isOver())
         co_return;
     conclusion::chooseText(*run);
-    // Closing the socket takes its time, and the text need not wait for it.
+    // Closing the socket takes time, so deliver the text first.
     connectionTurn::release(run);
     co_await conclusion::conclude(run);
 }
@@ -186,7 +185,7 @@ Task<> endSession(RunHandle run) {
         co_return;
     if (!link.session->isStarted && !co_await waitForSession(run))
         co_return;
-    // What cannot be sent keeps the end of the session from being sent, too.
+    // If audio cannot be sent, the end of the session cannot be sent either.
     if (!co_await audioUplink::finishSending(run, finishingSince(*run) + finishingLimit) || run->isOver())
         co_return;
     run->launch(QStringLiteral("end session"), [run] { return sendEnd(run); });

@@ -4,21 +4,22 @@
 
 namespace quillo {
 
-/// From the end of the speech to the delivered text. The steps stand on their own: a recording may return to `idle`
-/// after the first of them and do the others behind the next dictation.
+/// From the end of the speech to the delivered text. The steps can be called one by one: a recording may return to
+/// `idle` after the first one and perform the others in the background of the next dictation.
 namespace sessionStop {
 
-/// Ends the dictation with all its steps: it always leaves the machine in `idle` or in the error that ended it. The
-/// first request counts. `failure` says why the microphone was lost.
+/// Runs all steps; always ends in `idle` or in an error state. Only the first request counts. `failure` says why the
+/// microphone was lost.
 void request(const RunHandle& run, StopCause cause, const QString& failure = {});
 
-/// Ends a demonstration: a fixed text, which is not inserted.
+/// Ends a demonstration with a fixed text, which is not inserted.
 void endDemo(const RunHandle& run);
 
-/// Closes the microphone and returns when everything said is on the disk.
+/// Closes the microphone and returns when all audio is on the disk.
 Task<> endAudio(RunHandle run);
 
-/// Sends the rest, ends the server's session and returns with its last word, or when it is not worth waiting for.
+/// Sends the remaining audio, ends the server's session, and returns when its result has arrived or waiting is
+/// pointless.
 Task<> endSession(RunHandle run);
 
 } // namespace sessionStop

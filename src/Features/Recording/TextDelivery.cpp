@@ -12,7 +12,7 @@ bool isOurselves(const RunningApplication& application) {
     return application.pid == QCoreApplication::applicationPid();
 }
 
-/// The application to bring forward before the injection; nothing when the text goes to whatever is frontmost.
+/// The application to bring to the front before the injection; nothing when the text goes to the frontmost one.
 std::optional<RunningApplication> chooseTarget(const RecordingRun& run,
                                                const std::optional<RunningApplication>& current) {
     const auto& atStart = run.targetApp;

@@ -10,11 +10,11 @@ struct DeliveryOutcome {
     bool hadTextField = true;              ///< false: it was pasted where no text field had the focus
 };
 
-/// Puts the final text into the application it is meant for.
+/// Inserts the final text into the target application.
 namespace textDelivery {
 
-/// Injects the run's text once into the right application: the one that is frontmost now, or the one captured at the
-/// start when Quillo itself is in front, which is then brought forward and handed back after.
+/// Injects the run's text once, into the application that is frontmost now. If Quillo itself is in front, brings the
+/// application captured at the start to the front first.
 Task<DeliveryOutcome> deliver(RunHandle run);
 
 } // namespace textDelivery

@@ -19,7 +19,7 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
     const bool isCut = answer.isAnswered() && reply.error() != QNetworkReply::NoError &&
                        reply.error() < QNetworkReply::ContentAccessDenied;
     if (!answer.isAnswered() || isCut) {
-        // A status with a body that broke off is no answer.
+        // A status with a truncated body does not count as an answer.
         answer.status = 0;
         answer.failure = reply.errorString();
         answer.isHandshakeFailure = reply.error() == QNetworkReply::SslHandshakeFailedError;
@@ -60,8 +60,8 @@ Task<AuthHTTPAnswer> AuthHTTP::send(QPointer<QNetworkAccessManager> network, Pre
         answer = co_await awaitReply(network->sendCustomRequest(request, sent.method, sent.json), timeout);
         if (!answer.isHandshakeFailure)
             break;
-        // On the very first start the local server makes its authority while we wait in its queue. By now it is there;
-        // the manager would go on with what it was told before.
+        // On the very first start the local server creates its authority while we wait in its queue. Now it exists, but
+        // the manager would keep using the old configuration.
         if (network)
             network->clearConnectionCache();
     }
@@ -74,14 +74,14 @@ Task<AuthHTTPAnswer> AuthHTTP::awaitReply(QNetworkReply* reply, std::chrono::mil
         if (received > longestAnswer)
             reply->abort();
     });
-    // For the whole of it: everyone who wants the same answer waits for this one.
+    // Limit the whole request, because all callers that need the same answer wait for it.
     QTimer::singleShot(timeout, reply, [reply] { reply->abort(); });
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, sink = sink] {
         sink.yield(readAnswer(*reply));
         sink.finish();
         reply->deleteLater();
     });
-    // With its manager the reply goes without a word.
+    // Destroying the manager deletes the reply without emitting finished().
     QObject::connect(reply, &QObject::destroyed, [sink = sink] { sink.finish(); });
     auto answer = co_await answers.next();
     if (!answer)

@@ -20,7 +20,7 @@ QByteArray refreshBody(const QString& refreshToken) {
 } // namespace
 
 Task<> AuthService::Session::requestRefresh(Self session) {
-    // A refresh token is good for one use: whoever asks meanwhile must share this request.
+    // A refresh token works only once, so concurrent callers must share this request.
     authLog(QStringLiteral("Attempting to refresh access token"));
     const auto refreshToken = session->config.tokenStorage->refreshToken();
     if (!refreshToken || refreshToken->isEmpty()) {
@@ -33,7 +33,7 @@ Task<> AuthService::Session::requestRefresh(Self session) {
         {.method = "POST", .url = session->authURL(QStringLiteral("/oauth/token")), .json = refreshBody(*refreshToken)},
         session->config.requestTimeout);
     if (session->generation != generation) {
-        // A sign-in meanwhile brought tokens newer than these.
+        // A sign-in in the meantime has brought newer tokens.
         if (session->isAuthenticated)
             co_return;
         throw authFailure::notAuthenticated();
@@ -51,7 +51,7 @@ Task<> AuthService::Session::requestRefresh(Self session) {
         session->storeTokens(authCoding::decodeTokens(answer.body));
         session->isExpired = false;
     } catch (const std::runtime_error& error) {
-        // Whoever answered 200 with something else is no account server: a captive portal, a proxy.
+        // A 200 with other content does not come from an account server, but from a captive portal or a proxy.
         const auto reason = QString::fromUtf8(error.what());
         authLog(QStringLiteral("Failed to decode auth response: ") % reason, LogLevel::error);
         throw authFailure::decoding(reason);

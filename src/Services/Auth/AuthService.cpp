@@ -27,7 +27,7 @@ AuthService::AuthService(Config config, Clock& clock)
     : m_session(std::make_shared<Session>(std::move(config), clock)) {}
 
 AuthService::~AuthService() {
-    // What is still answered belongs to nobody, and nobody is told.
+    // Ignore answers that still arrive, and do not notify observers.
     m_session->observers.clear();
     ++m_session->generation;
     m_session->isAuthenticated = false;
@@ -114,7 +114,7 @@ Task<> AuthService::Session::makeAnonymous(Self session) {
 }
 
 Task<> AuthService::Session::refreshNow(Self session) {
-    // The look has refreshed what had to be.
+    // Restoring the session has already refreshed its token if needed.
     if (!co_await settle(session) || session->isTokenExpired())
         co_await refresh(session);
 }
@@ -127,7 +127,7 @@ Task<> AuthService::Session::lookForSession(Self session) {
     if (session->config.loadStorage && !session->isSettled)
         co_await session->config.loadStorage();
     session->isSettled = true;
-    // Whoever signed in or out meanwhile decided otherwise.
+    // The user has signed in or out in the meantime.
     if (session->generation != generation)
         co_return;
     const auto token = storage.accessToken();

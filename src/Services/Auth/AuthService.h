@@ -13,35 +13,36 @@
 
 namespace quillo {
 
-/// Signs the user in through the browser (authorization code with PKCE: RFC 6749, RFC 7636, RFC 8252), restores, makes,
-/// refreshes and ends the session at the account server. Main thread.
+/// Signs the user in through the browser (authorization code with PKCE: RFC 6749, RFC 7636, RFC 8252), and restores,
+/// creates, refreshes and ends the session at the account server. Main thread.
 ///
 /// The accounts' pages and tokens are below `authBaseURL`, everything else below `apiBaseURL`. Posts
-/// `notification::authUserDidChange` when the user becomes another one, and at every sign-in.
+/// `notification::authUserDidChange` when the user changes and at every sign-in.
 class AuthService final : public AuthServiceProtocol {
 public:
     /// The word by which the account servers know the desktop program; see docs/compatibility.md.
     static inline const QString clientId = QStringLiteral("quillo-speech-macos");
-    /// Where the server's page sends the browser with the code; the desktop hands such a URL to the application.
+    /// The address to which the server's page sends the browser with the code; the desktop passes it to the
+    /// application.
     static inline const QString redirectURI = QStringLiteral("quillo://auth/callback");
 
     struct Config {
         QUrl authBaseURL;
         QUrl apiBaseURL;
         std::shared_ptr<TokenStorageProtocol> tokenStorage;
-        AuthHTTP::Prepare prepareRequest;    ///< adds the authorities to trust
-        std::function<Task<>()> loadStorage; ///< awaited before the session is looked for; may be empty
+        AuthHTTP::Prepare prepareRequest;    ///< sets the authorities that a request trusts
+        std::function<Task<>()> loadStorage; ///< awaited before the session is restored; may be empty
         DeviceIdentity device{};
         QString clientVersion;
         std::chrono::milliseconds requestTimeout{30000};
-        /// Shows a page in the user's browser; false when there is none. Without it no sign-in is possible.
+        /// Opens a page in the user's browser; false when there is no browser. Required for signing in.
         std::function<bool(const QUrl&)> openBrowser{};
-        /// Where the browser finds the pages, when it is not at `authBaseURL`: no browser trusts the authority that a
-        /// local server made for itself, so that on loopback this is plain http. Other hosts must have https.
+        /// The address of the pages for the browser, if it differs from `authBaseURL`. On loopback it is plain http,
+        /// because no browser trusts the authority that a local server created. Other hosts must use https.
         QUrl browserAuthBaseURL{};
     };
 
-    /// `clock` outlives the service.
+    /// `clock` must outlive the service.
     AuthService(Config config, Clock& clock);
     ~AuthService() override;
 
@@ -50,26 +51,25 @@ public:
     Task<> refreshAccessToken() override;
     Task<> startLogin() override;
     Task<> startRegistration() override;
-    /// As `startLogin`: a desktop that shows such pages in a sheet of its own would do so there, and not here.
+    /// Same as `startLogin`; for desktops that show such pages in their own sheet.
     Task<> startLoginViaBrowser();
     void cancelLogin() override;
     void logout() override;
     Task<> deleteAccount() override;
 
-    /// Takes every URL of the scheme that `redirectURI` has. The answer to the sign-in that waits goes on to it, and
-    /// ends it when it is a bad one; whoever waits for the sign-in is told there. Returns why a URL was refused, for a
-    /// log or a test: a page in a browser can send any number of them, and the user need not hear of each.
+    /// Takes any URL with the scheme of `redirectURI`. Passes an answer to the waiting sign-in, which a bad answer ends
+    /// with an error. Returns why a URL was refused, for the log or a test only: a page in a browser can send any
+    /// number of them, so they are not shown to the user.
     std::optional<AuthError> handleCallback(const QUrl& url);
-    /// Passes what `notification::authCallback` brings ("url") to `handleCallback`. A sign-in does so by itself for as
-    /// long as it waits.
+    /// Passes the "url" of `notification::authCallback` to `handleCallback`. A waiting sign-in does this automatically.
     void setupCallbackObserver();
     void removeCallbackObserver();
-    /// Redeems a code with the verifier of the sign-in that waits, which then ends. Throws AuthError.
+    /// Redeems a code with the verifier of the waiting sign-in and ends that sign-in. Throws AuthError.
     Task<> exchangeCodeForTokens(QString code);
-    /// Makes the session that of these tokens once the server has named their user. Throws AuthError, with the session
-    /// as it was. Not for tokens out of a URL: any page could then sign the user in to an account of its own.
+    /// Starts a session with these tokens after asking the server for their user. Throws AuthError and keeps the
+    /// session on failure. Never pass tokens from a URL: any page could then sign the user in to its own account.
     Task<> applyWebTokens(QString accessToken, QString refreshToken);
-    /// Tells the server which device this is. A failure is logged, nothing else.
+    /// Sends the device's description to the server. A failure is only logged.
     Task<> syncDeviceInfo();
 
     [[nodiscard]] bool isAuthenticated() const override;

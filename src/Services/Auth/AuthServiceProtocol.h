@@ -26,8 +26,8 @@ public:
     enum class Kind {
         authentication, ///< the server answered and rejected the token or the request
         transport,      ///< network or server failure; the session is kept
-        signIn,         ///< a sign-in that came to nothing; the session is kept
-        cancelled,      ///< given up or overtaken by another sign-in: nothing to show
+        signIn,         ///< a failed sign-in; the session is kept
+        cancelled,      ///< cancelled or replaced by another sign-in: nothing to show
     };
     enum class Code {
         accountUnreadable,
@@ -69,38 +69,39 @@ class AuthServiceProtocol {
 public:
     virtual ~AuthServiceProtocol() = default;
 
-    /// Restores the stored session, refreshing an expired token; true when there is one. Waits for a store that has yet
-    /// to answer. Concurrent calls share one look.
+    /// Restores the stored session and refreshes an expired token; true when there is one. Waits for a store that has
+    /// not answered yet. Concurrent calls share one attempt.
     virtual Task<bool> checkExistingSession() = 0;
-    /// Restores the stored session first when nothing has looked for it yet, and then makes none beside it. Throws
-    /// AuthError. Concurrent calls share one request.
+    /// If the stored session has not been restored yet, restores it instead of creating one. Throws AuthError.
+    /// Concurrent calls share one request.
     virtual Task<> createAnonymousSession() = 0;
-    /// Stores new tokens or throws AuthError. Concurrent calls share one request. Waits as `createAnonymousSession`.
+    /// Stores new tokens or throws AuthError. Concurrent calls share one request. Waits like `createAnonymousSession`.
     virtual Task<> refreshAccessToken() = 0;
 
-    /// Opens the server's page in the browser and ends when the user has signed in there, at most 120 s later. Throws
-    /// AuthError, with the session as it was before. A second call takes over: the first ends as cancelled.
+    /// Opens the server's page in the browser and returns when the user has signed in there, after at most 120 s.
+    /// Throws AuthError and keeps the session on failure. A second call cancels the first.
     virtual Task<> startLogin() = 0;
-    /// The same on the page that makes an account.
+    /// The same with the page that creates an account.
     virtual Task<> startRegistration() = 0;
-    /// Ends the sign-in that waits, if any, as cancelled.
+    /// Cancels the waiting sign-in, if any.
     virtual void cancelLogin() = 0;
-    /// Ends the session on this machine; the device's id stays.
+    /// Ends the session on this machine; the device id is kept.
     virtual void logout() = 0;
-    /// Removes the account and all that the server keeps of it, then as `logout`. Throws AuthError and keeps the
-    /// session when the server did not.
+    /// Deletes the account and all its data on the server, then acts like `logout`. On failure throws AuthError and
+    /// keeps the session.
     virtual Task<> deleteAccount() = 0;
 
     [[nodiscard]] virtual bool isAuthenticated() const = 0;
-    /// A session is being restored or made, or a sign-in waits.
+    /// Whether a session is being restored or created, or a sign-in is waiting.
     [[nodiscard]] virtual bool isLoading() const = 0;
-    /// The server has ended the session of an account: it is to be signed in to again. Until then dictations of an
-    /// account that was in use wait, and one that was found so at start goes on without an account.
+    /// Whether the server has ended the session of an account, so that the user has to sign in again. Until then,
+    /// dictations wait if the account was in use; if the session was already expired at start, dictation continues
+    /// without an account.
     [[nodiscard]] virtual bool isSessionExpired() const { return false; }
-    /// The account was made by the latest sign-in.
+    /// Whether the latest sign-in created the account.
     [[nodiscard]] virtual bool isNewUser() const = 0;
     [[nodiscard]] virtual std::optional<AuthUser> currentUser() const = 0;
-    /// `changed` is called after any of these became another one, for as long as the result lives.
+    /// Calls `changed` after any of these values has changed, as long as the result lives.
     [[nodiscard]] virtual Observation observe(std::function<void()> changed) = 0;
 };
 

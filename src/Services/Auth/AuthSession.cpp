@@ -41,7 +41,7 @@ QUrl AuthService::Session::apiURL(const QString& path) const {
 }
 
 void AuthService::Session::changed() {
-    // An observer may end another one's observation.
+    // An observer may remove another one.
     for (auto next = observers.begin(); next != observers.end();) {
         const auto id = next->first;
         const auto observer = next->second;
@@ -69,7 +69,7 @@ void AuthService::Session::beginAnother() {
 }
 
 void AuthService::Session::expire() {
-    // An anonymous session holds nothing that signing in again could bring back.
+    // An anonymous session contains nothing that signing in again could restore.
     if (user && !user->isAnonymous && !std::exchange(isExpired, true))
         changed();
 }
@@ -84,7 +84,7 @@ void AuthService::Session::adopt(const AuthResponse& response) {
     isAuthenticated = true;
     user = response.user;
     changed();
-    // Also when the user signs in again: the tokens are others.
+    // Also when the same user signs in again, because the tokens are new.
     NotificationCenter::shared().post(notification::authUserDidChange);
     tasks.run(QStringLiteral("device record"),
               [session = shared_from_this()](std::stop_token) { return syncDevice(session); });
@@ -93,7 +93,7 @@ void AuthService::Session::adopt(const AuthResponse& response) {
 void AuthService::Session::storeTokens(const AuthTokens& tokens) const {
     config.tokenStorage->setAccessToken(tokens.accessToken);
     config.tokenStorage->setRefreshToken(tokens.refreshToken);
-    // A server that names no time says only by a refusal that the token has expired.
+    // If the server gave no lifetime, only a refusal shows that the token has expired.
     config.tokenStorage->setAccessTokenExpiresAt(
         tokens.expiresIn >= 0 ? std::optional(clock.wallTime().addSecs(tokens.expiresIn)) : std::nullopt);
 }
@@ -112,7 +112,7 @@ void AuthService::Session::end() {
 }
 
 QString AuthService::Session::deviceId() const {
-    // The id is what an anonymous session is made from, so a line shows its beginning alone.
+    // The id opens an anonymous session, so log only its beginning.
     const auto shown = [](const QString& id) -> QString { return id.left(8) % QStringLiteral("…"); };
     if (const auto stored = config.tokenStorage->deviceId();
         stored && !stored->isEmpty() && !config.device.isComputable(*stored)) {
@@ -152,7 +152,7 @@ Task<> AuthService::Session::share(Self session, Shared Session::*slot, Task<> (
             throw AuthError(*outcome->error);
         co_return;
     }
-    // The end of the session empties the slot: who comes after it asks anew.
+    // The end of the session empties the slot; later callers make a new request.
     const auto running = std::make_shared<SharedRequest>();
     (*session).*slot = running;
     Outcome outcome;

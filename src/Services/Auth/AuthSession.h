@@ -12,19 +12,19 @@
 
 namespace quillo {
 
-/// Logs under the category of the account.
+/// Writes a log line in the account's category.
 void authLog(const QString& message, LogLevel level = LogLevel::info,
              std::source_location where = std::source_location::current());
 
-/// The state of the service, held by its coroutines as well: one that waits for the server may outlive the service.
+/// The state of the service. Its coroutines hold it too, because one that waits for the server may outlive the service.
 struct AuthService::Session : std::enable_shared_from_this<Session> {
     using Self = std::shared_ptr<Session>;
 
-    /// How something that several may wait for came out.
+    /// The result of an operation for which several callers may wait.
     struct Outcome {
         std::optional<AuthError> error{};
     };
-    /// A request that is under way for all who asked for it meanwhile.
+    /// A running request, shared by all callers that need its result.
     struct SharedRequest {
         std::vector<AsyncStream<Outcome>::Sink> waiting;
     };
@@ -34,12 +34,12 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     struct Flow {
         PKCE::PKCEPair pkce;
         QString state;
-        QString anonymousUserId;          ///< whose history the account is to take over; may be empty
-        AsyncStream<Outcome>::Sink ended; ///< of the one who waits for it
-        bool hasCallback = false;         ///< it is answered once
+        QString anonymousUserId;          ///< the user whose history is merged into the account; may be empty
+        AsyncStream<Outcome>::Sink ended; ///< the waiting caller's
+        bool hasCallback = false;         ///< only one answer is accepted
     };
 
-    /// Counts what loads for as long as it is in scope.
+    /// Marks loading as in progress while it is in scope.
     class Loading {
     public:
         explicit Loading(Self session);
@@ -59,9 +59,9 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     bool isAuthenticated = false;
     bool isNewUser = false;
     bool isExpired = false; ///< the server ended the session of an account
-    bool isSettled = false; ///< the store has been read; what it held is the session
+    bool isSettled = false; ///< the store has been read, and its session is in effect
     int loading = 0;
-    /// Counts the changes of the session: an answer to a request of an earlier one is not stored.
+    /// Counts the changes of the session, to ignore answers to requests of an earlier one.
     uint64_t generation = 0;
     Shared restoring;
     Shared refreshing;
@@ -73,53 +73,54 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
 
     Session(Config settings, Clock& time);
 
-    // The state and who is told of it.
+    // The state and its observers.
     void setUser(const std::optional<AuthUser>& changed);
     void changed();
-    /// From now on the session is another one: what is under way for the one before is not stored.
+    /// Marks the session as changed: answers to requests of the previous one are ignored.
     void beginAnother();
-    /// Makes this the session of another user, whatever is under way for the one before.
+    /// Switches to the session of another user, regardless of running requests.
     void adopt(const AuthResponse& response);
-    /// The server refused to go on with the session.
+    /// The server refused to continue the session.
     void expire();
     void storeTokens(const AuthTokens& tokens) const;
     void end();
-    /// Ends the sign-in that waits; without an error it succeeded.
+    /// Ends the waiting sign-in; without an error it succeeded.
     void endFlow(const std::optional<AuthError>& error);
 
-    /// The stored device id, or one made now.
+    /// The stored device id, or a new one.
     QString deviceId() const;
-    /// What the server learns of the device, as JSON.
+    /// The device's description for the server, as JSON.
     QByteArray deviceRecord() const;
     [[nodiscard]] QUrl authURL(const QString& path) const;
     [[nodiscard]] QUrl apiURL(const QString& path) const;
     [[nodiscard]] bool isTokenExpired() const;
 
-    /// Empty when no browser may be sent there.
+    /// Empty when the browser must not be sent there.
     [[nodiscard]] QUrl authorizationURL(const QString& page, const Flow& waiting) const;
     std::optional<AuthError> handleCallback(const QUrl& url);
     void setupCallbackObserver();
     void removeCallbackObserver();
 
     static Task<bool> restore(Self session);
-    /// Looks for the stored session; nothing may replace it before.
+    /// Restores the stored session; nothing may replace it before that.
     static Task<> lookForSession(Self session);
-    /// Waits for the first look. True when it was this call that waited and a session was found.
+    /// Waits until the stored session has been read. True when this call waited and a session was found.
     static Task<bool> settle(Self session);
     static Task<> makeAnonymous(Self session);
     static Task<> refreshNow(Self session);
     static Task<> refreshRestored(Self session, uint64_t of);
-    /// Joins the request in `slot`, or makes it.
+    /// Joins the request in `slot`, or starts it.
     static Task<> share(Self session, Shared Session::*slot, Task<> (*request)(Self));
     static Task<> requestRefresh(Self session);
     static Task<> requestAnonymous(Self session);
     static Task<> refresh(Self session) { return share(std::move(session), &Session::refreshing, requestRefresh); }
 
     static Task<> signIn(Self session, QString page);
-    /// Redeems the code and ends the flow with what came of it.
+    /// Redeems the code and ends the flow with the result.
     static Task<> finish(Self session, std::shared_ptr<Flow> answered, QString code);
     static Task<> requestTokens(Self session, std::shared_ptr<Flow> answered, QString code);
-    /// Proves that the anonymous session of the flow is ours, so that its history may be merged; empty without one.
+    /// The token that proves that the flow's anonymous session is ours, so that its history may be merged; empty
+    /// without one.
     static Task<QString> mergeToken(Self session, std::shared_ptr<Flow> answered);
     static Task<> exchange(Self session, QString code);
     static Task<> applyWebTokens(Self session, QString accessToken, QString refreshToken);

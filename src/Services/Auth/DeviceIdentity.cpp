@@ -32,13 +32,14 @@ DeviceIdentity::DeviceIdentity(const Source& source) {
     QFile file(source.machineIdPath);
     if (!file.open(QIODevice::ReadOnly))
         return;
-    // An image that was never booted holds "uninitialized" or nothing: such machines would all be the same one.
+    // In an image that was never booted the file contains "uninitialized" or nothing; all such machines would get the
+    // same id.
     const auto content = QString::fromLatin1(file.read(64)).trimmed();
     static const QRegularExpression id(QStringLiteral("^[0-9a-f]{32}$"));
     if (!id.match(content).hasMatch() || content == QString(32, u'0'))
         return;
     m_machineId = QByteArray::fromHex(content.toLatin1());
-    // Each part behind its length, so that no two sources join to the same bytes.
+    // Put the length before each part, so that different sources never give the same bytes.
     for (const auto& part : {m_machineId, source.homeSecret, QByteArray::number(::getuid()), source.server.toUtf8()})
         m_secret += QByteArray::number(part.size()) + ':' + part;
 }

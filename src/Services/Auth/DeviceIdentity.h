@@ -7,29 +7,30 @@
 
 namespace quillo {
 
-/// What tells this user's home on this machine from every other, without telling which it is.
+/// A stable, pseudonymous id of this user's home folder on this machine.
 ///
-/// The machine's id can be read by everyone on it, and a server opens an anonymous account for whoever names its
-/// device. So the user's number goes into what is derived, a secret of the home, and the server it is meant for.
+/// All users of the machine can read its id, and a server opens the anonymous account of any device id that it is
+/// given. So the id is derived also from the user's number, a secret in the home folder, and the server.
 class DeviceIdentity {
 public:
     static const QString machineIdPath; ///< "/etc/machine-id"
 
     struct Source {
         QString machineIdPath = DeviceIdentity::machineIdPath;
-        QByteArray homeSecret{}; ///< random, of this home alone
+        QByteArray homeSecret{}; ///< random, unique to this home folder
         QString server{};        ///< another server gets another device
     };
     DeviceIdentity() : DeviceIdentity(Source()) {}
     explicit DeviceIdentity(const Source& source);
 
-    /// A UUID made of all of these and a constant of this application by HMAC-SHA-256, as
-    /// sd_id128_get_machine_app_specific(3) recommends: the machine's id itself is confidential and must not leave the
+    /// A UUID derived from all of these and a constant of this application by HMAC-SHA-256, as
+    /// sd_id128_get_machine_app_specific(3) recommends: the machine's id is confidential and must not leave the
     /// machine. Absent when the machine has no id.
     [[nodiscard]] std::optional<QString> hardwareUUID() const;
     /// 64 hexadecimal digits; derived from `deviceId` when the machine has no id.
     [[nodiscard]] QString fingerprint(const QString& deviceId) const;
-    /// Whether this is what earlier versions derived from the machine alone, which any of its users can do.
+    /// Whether this id is the one that earlier versions derived from the machine only, which any of its users can
+    /// compute.
     [[nodiscard]] bool isComputable(const QString& deviceId) const;
 
 private:

@@ -8,18 +8,18 @@
 
 namespace quillo {
 
-/// The keys that the secrets of a session are stored under.
+/// The keys of a session's stored secrets.
 namespace tokenKey {
 inline const QString accessToken = QStringLiteral("com.quillospeech.accessToken");
 inline const QString refreshToken = QStringLiteral("com.quillospeech.refreshToken");
 inline const QString accessTokenExpiresAt = QStringLiteral("com.quillospeech.accessTokenExpiresAt");
 inline const QString userData = QStringLiteral("com.quillospeech.userData");
 inline const QString deviceId = QStringLiteral("com.quillospeech.deviceId");
-/// Which server issued what is stored under the others.
+/// The server that issued the values of the other keys.
 inline const QString issuer = QStringLiteral("com.quillospeech.issuer");
 } // namespace tokenKey
 
-/// Secrets in memory alone: for tests and previews, and what the keychain's storage reads from.
+/// Secrets in memory only, for tests and previews, and as the cache of the keychain's storage.
 class InMemoryTokenStorage : public TokenStorageProtocol {
 public:
     [[nodiscard]] std::optional<QString> accessToken() const override;
@@ -39,9 +39,9 @@ protected:
     virtual void changed(const QString& /*key*/, const std::optional<QByteArray>& /*value*/) {}
     [[nodiscard]] std::optional<QByteArray> value(const QString& key) const;
     void setValue(const QString& key, const std::optional<QByteArray>& value);
-    using Values = QHash<QString, std::optional<QByteArray>>; ///< a removed key holds nothing
+    using Values = QHash<QString, std::optional<QByteArray>>; ///< a removed key has no value
     [[nodiscard]] Values values() const;
-    /// Puts these in the place of all others at once, without telling `changed`.
+    /// Replaces all values at once, without calling `changed`.
     void replaceAll(const Values& values);
 
 private:

@@ -19,7 +19,7 @@ void log(const QString& message, LogLevel level = LogLevel::info) {
 const std::array storedKeys{tokenKey::accessToken, tokenKey::refreshToken, tokenKey::accessTokenExpiresAt,
                             tokenKey::userData, tokenKey::deviceId};
 
-/// What is logged when a value reached the store; nothing for a key that has no line.
+/// The log line for a stored value; nothing for a key without one.
 QString storedLine(const QString& key) {
     if (key == tokenKey::accessToken)
         return QStringLiteral("Access token stored");
@@ -32,7 +32,7 @@ QString storedLine(const QString& key) {
     return {};
 }
 
-/// Whether `user` is one with an account.
+/// Whether `user` has an account.
 bool holdsAccount(const std::optional<QByteArray>& user) {
     try {
         return user && !authCoding::decodeUser(*user).isAnonymous;
@@ -90,7 +90,7 @@ void KeychainTokenStorage::retryWrites() {
     m_retry.stop();
     m_retry.setInterval(std::min(m_retry.intervalAsDuration() * 2, longestRetryInterval));
     m_executor.post([this] {
-        // A refresh token that never got there would be missed at the next start: it is good for one use.
+        // A refresh token works only once, so a lost one would cost the session at the next start.
         const auto left = m_unwritten;
         for (auto next = left.begin(); next != left.end(); ++next)
             writeThrough(next.key(), next.value(), {});
@@ -149,7 +149,7 @@ void KeychainTokenStorage::merge(const Contents& contents) {
     const auto present = values();
     const auto isRemoved = [&](const QString& key) { return present.contains(key) && !present.value(key); };
     const bool isStored = contents.values.contains(tokenKey::refreshToken);
-    // Whoever signed in or out meanwhile decided so; an anonymous session only filled the gap.
+    // Respect a sign-in or sign-out in the meantime; an anonymous session was only a stopgap.
     const bool staysPresent = !isStored || holdsAccount(userData()) || isRemoved(tokenKey::refreshToken);
     m_isRead = true;
     m_isOwned = contents.isOwned;
@@ -158,7 +158,7 @@ void KeychainTokenStorage::merge(const Contents& contents) {
     const auto device = contents.values.value(tokenKey::deviceId);
     if (device)
         merged.insert(tokenKey::deviceId, device);
-    // Of a session that was stored without the name of its server, the one that is asked now is taken to be it.
+    // A session stored without its server's name is assumed to belong to the current server.
     const bool isUnclaimed = !contents.isOwned && !contents.values.isEmpty();
     replaceAll(merged);
     if (isUnclaimed && !std::exchange(m_isOwned, true))

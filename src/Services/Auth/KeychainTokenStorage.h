@@ -16,49 +16,49 @@ namespace quillo {
 // The name and the log lines stay: see docs/compatibility.md.
 /// The application's secrets, in the desktop's secret store.
 ///
-/// Reads come from memory and writes go through it, so that no caller ever waits for the secret service: the store is
-/// touched on a thread of its own. Until the store has been read nothing is written to it, so that no session replaces
-/// one that has yet to be found. What could not be written is tried again.
+/// Reads come from memory and writes go through it, so that callers never wait for the secret service; a separate
+/// thread accesses the store. Nothing is written before the store has been read, so that a new session cannot replace a
+/// stored one. Failed writes are retried.
 ///
-/// A session belongs to the server that issued it. The first server that stores one has the plain keys; the sessions of
-/// others stand beside them, under the key, "@" and the server's name.
+/// A session belongs to the server that issued it. The first server uses the plain keys; sessions of other servers use
+/// the key, "@" and the server's name.
 class KeychainTokenStorage final : public InMemoryTokenStorage {
 public:
-    /// A second home of the device id, in the preferences: it must survive a lost keychain. Called on the main thread.
+    /// A copy of the device id in the preferences, because it must survive a lost keychain. Called on the main thread.
     struct DeviceIdMirror {
         std::function<std::optional<QString>()> read;
         std::function<void(const QString&)> write;
     };
     static constexpr std::chrono::milliseconds retryInterval{5000};
-    static constexpr std::chrono::milliseconds longestRetryInterval{300'000}; ///< of writes that keep failing
+    static constexpr std::chrono::milliseconds longestRetryInterval{300'000}; ///< for writes that keep failing
 
-    /// `store` is used on this object's own thread alone. `issuer` names the server whose session this is to be. Main
-    /// thread.
+    /// `store` is used only on this object's own thread. `issuer` names the server of the session. Main thread.
     KeychainTokenStorage(std::unique_ptr<SecretStore> store, DeviceIdMirror mirror, QString issuer,
                          std::chrono::milliseconds retry = retryInterval);
-    /// Finishes the writes that are queued.
+    /// Finishes the queued writes.
     ~KeychainTokenStorage() override;
 
     /// Reads the store into memory. Main thread; the storage must outlive it. Never throws.
     Task<> load();
     void clear() override;
 
-    /// The store is locked, or has yet to answer; known after `load`. What is set meanwhile is kept in memory.
+    /// Whether the store is locked or has not answered yet; valid after `load`. Until it opens, new values are kept in
+    /// memory.
     [[nodiscard]] bool isLocked() const { return m_isLocked; }
-    /// Called on the main thread when a locked store was opened and the values are those of it: of the session it
-    /// held, unless an account was signed in to meanwhile. Then, and where it held none, the present ones went into it.
+    /// Called on the main thread when a locked store was opened. The values are then those of the stored session. If
+    /// the store had none, or the user signed in to an account in the meantime, the current values were stored instead.
     std::function<void()> onUnlocked;
 
 private:
-    /// What the store held.
+    /// The stored values.
     struct Contents {
-        bool isKnown = false; ///< it is open, and answered
-        bool isOwned = false; ///< the plain keys are some server's
+        bool isKnown = false; ///< whether the store is open and has answered
+        bool isOwned = false; ///< whether the plain keys belong to a server
         QString suffix;       ///< of the keys of this server's session
         Values values;
     };
     static Contents read(SecretStore& store, const QString& issuer);
-    /// Joins what was read with what was set meanwhile; one of the two sessions wins whole.
+    /// Merges the stored values with those set in the meantime; one of the two sessions replaces the other completely.
     void merge(const Contents& contents);
     void lookAgain();
     void changed(const QString& key, const std::optional<QByteArray>& value) override;

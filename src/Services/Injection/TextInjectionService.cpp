@@ -13,10 +13,10 @@ namespace {
 
 // The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
-// The read ahead has the time in which the first words are spoken; a text that comes sooner waits for its end.
+// Reading ahead may take as long as the first words; an earlier text waits for its end.
 constexpr auto lookAheadDeadline = std::chrono::seconds(5);
 constexpr auto readAheadDeadline = std::chrono::seconds(2);
-// For a program that was too busy to tell while the user spoke; one that did has answered already.
+// For a program that was too busy to answer while the user spoke; others have already answered.
 constexpr auto secureInputDeadline = std::chrono::milliseconds(1500);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
 constexpr auto caretDeadline = std::chrono::milliseconds(300);
@@ -38,14 +38,14 @@ QString lastCharacterOf(const QString& text) { return text.right(text.back().isL
 } // namespace
 
 struct TextInjectionService::State {
-    /// A clipboard that is to be given back.
+    /// A clipboard content to be restored.
     struct Saved {
         PasteboardContents contents;
         std::shared_ptr<PasteboardOffer> offer;
         Clock::Instant safeFrom; ///< when the target must have read it, should the reader have been another
     };
 
-    /// The last text that arrived.
+    /// The last delivered text.
     struct Delivered {
         RunningApplication application;
         QString lastCharacter;
@@ -72,10 +72,10 @@ struct TextInjectionService::State {
     std::optional<std::pair<PasteboardContents, uint64_t>> prepared;
     std::optional<AsyncEvent> preparing; ///< set while the clipboard is read ahead
     std::optional<Saved> pendingRestore;
-    std::optional<AsyncEvent> restoring; ///< set while the clipboard is being given back
+    std::optional<AsyncEvent> restoring; ///< set while the clipboard is being restored
     TaskHandle restoreTask;
     std::function<void(const QString&)>* onSecretsUnknown = nullptr; ///< the service's, null once it has ended
-    QSet<QString> unknownApplications;                               ///< those that the user has been warned of
+    QSet<QString> unknownApplications;                               ///< those about which the user has been warned
 
     static Task<Delivery> inject(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restoreClipboard);
     static Task<Delivery> injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode, bool restore);
@@ -117,7 +117,7 @@ Task<> TextInjectionService::prepareForInjection() { return State::prepare(m_sta
 QString TextInjectionService::lastUndelivered() const { return m_state->lastUndelivered; }
 
 Task<Delivery> TextInjectionService::insertAgain() {
-    // The user asks for it with other things on their mind than the clipboard: it keeps the text.
+    // The text stays on the clipboard, because the user requested it explicitly.
     return State::inject(m_state, m_state->lastUndelivered, InjectionMode::paste, false);
 }
 
@@ -168,7 +168,7 @@ Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> 
     }
     if (!self->injector.isAvailable())
         co_return co_await leaveOnClipboard(self, text, "No keys can be sent here");
-    // A program that hangs takes no keys either; when it wakes, its password field would get them.
+    // A hung program does not process keys either; when it resumes, its password field would get them.
     if (secrecy == SecureInput::unanswered)
         co_return co_await leaveOnClipboard(self, text, "The program in front does not tell what has the focus");
     if (application && co_await lacksBlank(self, *application, text))
@@ -203,7 +203,7 @@ Task<SecureInput> TextInjectionService::State::secureInput(std::shared_ptr<State
                                                            std::optional<RunningApplication> application,
                                                            std::chrono::milliseconds deadline) {
     const auto answer = co_await self->accessibility.secureInput(application ? application->pid : 0, deadline);
-    // What is asked for in a terminal is never known, which its users know.
+    // It is never known what a terminal asks for, and its users know that.
     if (answer != SecureInput::unknown || !application || application->isTerminal || !self->injector.isAvailable() ||
         self->unknownApplications.contains(application->bundleIdentifier))
         co_return answer;
@@ -218,14 +218,14 @@ Task<SecureInput> TextInjectionService::State::secureInput(std::shared_ptr<State
 Task<bool> TextInjectionService::State::lacksBlank(std::shared_ptr<State> self, RunningApplication application,
                                                    QString text) {
     const auto& last = self->predecessor;
-    // Of a terminal nothing is known: a password may be asked for.
+    // The content of a terminal is unknown: it may be asking for a password.
     if (!last || !self->smartSpacing || !self->smartSpacing() || application.isTerminal ||
         last->application != application || self->clock.now() - last->at > continuationTime ||
         !needsBlankBetween(last->lastCharacter, text))
         co_return false;
     const QString expected = last->lastCharacter;
     const auto found = co_await self->accessibility.characterBeforeCaret(caretDeadline);
-    // Anything else there means that somebody has typed or gone elsewhere since.
+    // Another character means that the user has typed or moved the caret since.
     if (found != expected)
         log(QStringLiteral("🔹 No blank before the text: %1")
                 .arg(found ? QStringLiteral("the caret has moved") : QStringLiteral("the caret is unknown")),
@@ -252,7 +252,7 @@ Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<Sta
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     self->restoreTask.cancel();
     self->pendingRestore.reset();
-    // On the primary selection too: the middle mouse button pastes it at once.
+    // Offer it on the primary selection too, for pasting with the middle mouse button.
     if (!co_await self->pasteboard.offerText(text, true))
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     log(QStringLiteral("⚠️ %1: the text is on the clipboard").arg(QLatin1String(reason)), LogLevel::warn);
@@ -307,11 +307,11 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
         const AsyncEvent ready = *self->preparing;
         co_await ready.wait(self->clock, clipboardDeadline);
     }
-    // The text of the last dictation may still be there, with what was on the clipboard before it waiting to return.
+    // The clipboard may still contain the last dictation, with the earlier content waiting to be restored.
     if (self->pendingRestore && self->pendingRestore->offer->isOwner())
         co_return self->pendingRestore->contents;
     PasteboardContents contents;
-    // An owner that hung when it was asked ahead is not asked again.
+    // Do not ask an owner again that hung when its content was read ahead.
     if (self->prepared && self->pasteboard.changeCount() == self->prepared->second)
         contents = self->prepared->first;
     else
@@ -333,7 +333,7 @@ Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> sel
         if (!co_await self->clock.sleep(restoreGrace, token))
             co_return;
     }
-    // Another injection may have taken the saved contents over while this one slept.
+    // Another injection may have taken over the saved content while this one waited.
     if (token.stop_requested() || !self->pendingRestore || self->pendingRestore->offer != offer)
         co_return;
     const auto contents = std::exchange(self->pendingRestore, std::nullopt)->contents;
@@ -357,7 +357,7 @@ Task<> TextInjectionService::State::readClipboardAhead(std::shared_ptr<State> se
     if (self->preparing)
         co_return;
     const auto count = self->pasteboard.changeCount();
-    // What is never going to be given back need not be known.
+    // If the clipboard is not restored, its content is not needed.
     if (!self->pasteboard.isAvailable() || !self->injector.isAvailable() || !count || self->pendingRestore)
         co_return;
     AsyncEvent ready;

@@ -22,7 +22,7 @@ std::vector<PendingQueue::Group> PendingQueue::collect() {
         const auto audioId = record->pendingAudioId.value_or(QString());
         if (!pendingAudioFiles::isRecordingId(audioId))
             continue;
-        // Whoever's it is, the storage limit must not take what waits.
+        // Pending audio must survive the storage limit, whichever user owns it.
         leases.try_emplace(audioId, audioId, RecordingsInUse::Purpose::queued);
         if (!isOwn(record->userId) || RecordingsInUse::contains(audioId, RecordingsInUse::Purpose::writing))
             continue;
@@ -65,7 +65,7 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
     QHash<QString, int> seen;
     auto groups = self->collect();
     self->putUntriedFirst(groups);
-    // Also while no server answers, what has become too old is given up.
+    // Give up expired recordings even while no server answers.
     bool isAway = self->m_server.dueAt > self->services.clock.wallTime();
     if (!groups.empty())
         queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(groups.size()));
@@ -89,7 +89,7 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
             if (step == Step::done)
                 seen.insert(group.audioId, request);
         }
-        // While nothing was sent no time has passed in which something could have arrived.
+        // If nothing was sent, no time has passed in which something could have arrived.
         if (self->isClosed || isAway || !self->m_hasChanged)
             co_return;
         groups = self->collect();
@@ -130,8 +130,7 @@ bool PendingQueue::requestAgain(const QString& audioId, const QString& language)
                          .arg(metadata.primaryLanguage, language));
             metadata.primaryLanguage = language;
         }
-        // Only audio that was kept until now stays kept whatever comes of this; a recording that has never had a text
-        // keeps its age.
+        // Retained audio stays retained whatever the result; a recording that never had a text keeps its age.
         metadata.emptyResultCount.reset();
         metadata.reason = QStringLiteral("retranscribe");
         pendingAudioFiles::writeMetadata(metadata);
@@ -154,7 +153,7 @@ bool PendingQueue::resetBackoff() {
     if (!records)
         return false;
     auto waiting = records->pending();
-    // What the server refused for its own sake would only be refused again, with every dictation that succeeds.
+    // A recording that the server rejected would be rejected again after every successful dictation, so leave it out.
     waiting.removeIf([this](const RecordPointer& record) {
         return !isOwn(record->userId) || m_rejected.contains(record->pendingAudioId.value_or(QString()));
     });
@@ -169,8 +168,8 @@ bool PendingQueue::resetBackoff() {
 }
 
 bool PendingQueue::isWaiting() {
-    // Without a network or a session a later check would find nothing to do either, or ask the account server in vain;
-    // their return, or the next live recording, begins a pass.
+    // Without a network or a session a later check could not do anything. Their return, or the next live recording,
+    // begins a pass.
     if (!records || !services.network.isConnected() || !services.auth.currentUser() || m_isSignedOut)
         return false;
     if (m_hasChanged)
@@ -213,7 +212,7 @@ bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& wa
         hadText = false;
     }
     for (const auto& record : waiting) {
-        // A text that another transcription was to replace stands.
+        // Keep the text that another transcription was meant to replace.
         const bool stands = hadText && !record->text.isEmpty();
         PendingRecords::giveUp({record}, stands ? RecordStatus::completed : status);
     }
@@ -226,7 +225,7 @@ bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& wa
 }
 
 void PendingQueue::publish(const QString& audioId, const RecordPointer& record) {
-    // The record first, then this: were we killed in between, the next start finds the text beside the audio.
+    // Save the record first: if the program is killed in between, the next start finds the text with the audio.
     pendingAudioFiles::markCompleted(audioId, services.clock.wallTime());
     queueLog(QStringLiteral("✅ Pending recording transcribed successfully: %1... (audio kept until storage limit)")
                  .arg(audioId.left(8)));

@@ -18,7 +18,7 @@
 
 namespace quillo {
 
-/// What the queue works with; everything outlives the coroutines that hold the queue.
+/// The dependencies of the queue; they outlive the coroutines that hold the queue.
 struct PendingQueueServices {
     TranscriptionFileClientProtocol& client;
     NetworkMonitorServiceProtocol& network;
@@ -28,89 +28,91 @@ struct PendingQueueServices {
 };
 
 /// The recordings that wait for their text, and the passes over them. Main thread. Held by the manager and by each
-/// running coroutine; after `close` they end at their next step.
+/// running coroutine; after `close` the coroutines end at their next step.
 class PendingQueue {
 public:
     using Self = std::shared_ptr<PendingQueue>;
 
     explicit PendingQueue(PendingQueueServices services) : services(services) {}
 
-    /// One pass over what waits, and over what arrives meanwhile. Returns at once when one is running.
+    /// One pass over the waiting recordings, including those that arrive during the pass. Returns at once if one is
+    /// running.
     static Task<> processPendingIfNeeded(Self self);
 
-    /// Moves a stored recording back into the queue; false, with the reason in the log, when that cannot be done.
+    /// Moves a stored recording back into the queue; false, with a log line, when that is not possible.
     bool requestAgain(const QString& audioId, const QString& language);
-    /// The server works again: what failed for its sake is due at once. True when something is.
+    /// The server works again: recordings that failed because of it are due at once. True when there are any.
     bool resetBackoff();
-    /// What is known of an absent server holds no longer: it is asked with the next pass.
+    /// Forgets that the server was unreachable, so that the next pass tries it.
     void expectServer() { m_server = {}; }
-    /// Whether something waits that a later check could bring on.
+    /// Whether a waiting recording could make progress at a later check.
     [[nodiscard]] bool isWaiting();
-    /// Whether the records of this user are the current user's to transcribe.
+    /// Whether the current user may transcribe the records of this user.
     [[nodiscard]] bool isOwn(const QString& userId) const;
-    /// Remembers an anonymous user, whose recordings belong to whoever signs in on this machine later.
+    /// Remembers an anonymous user, whose recordings belong to the next user who signs in on this machine.
     void rememberCurrentUser();
     void close() { isClosed = true; }
 
     PendingQueueServices services;
-    std::optional<PendingRecords> records; ///< none without a history
+    std::optional<PendingRecords> records; ///< empty without a history
     bool isClosed = false;
     bool isProcessing = false;
 
 private:
     enum class Step {
-        done,  ///< one way or the other; go on with the next
+        done,  ///< with any result; continue with the next
         pause, ///< nothing can be sent now
-        away,  ///< no server was reached, or no file could be made to send: the others would fare no better
-        again, ///< it was asked for anew meanwhile
+        away,  ///< no server was reached, or the upload could not be created: the others would fail too
+        again, ///< it was requested again in the meantime
     };
     enum class MeetingRecovery { none, running, done };
     struct Item;
-    /// The records that wait with one audio, as they were when the queue was looked through.
+    /// The waiting records of one audio at the start of the pass.
     struct Group {
         QString audioId;
         QList<RecordPointer> records;
     };
 
     std::vector<Group> collect();
-    /// Nothing when it is not to be sent now.
+    /// Nothing when it must not be sent now.
     std::optional<Item> prepare(const Group& group);
     /// Gives up what is too old or was tried too often; sends nothing.
     void giveUpOverdue(const Group& group);
     static Task<Step> process(Self self, Group group);
     static Task<Step> transcribe(Self self, Item item);
     static Task<MeetingRecovery> recoverMeeting(Self self, Item item);
-    /// Those that were not tried while the server was away come first, so that one that the way does not bear holds no
-    /// other up.
+    /// Recordings not yet tried while the server was unreachable come first, so that one that cannot be uploaded does
+    /// not block the others.
     void putUntriedFirst(std::vector<Group>& groups) const;
     Step settleFailure(const Item& item, const std::exception_ptr& error);
-    /// Notes that nobody was reached; the recording has had no attempt.
+    /// Records that no server was reached; this does not count as an attempt of the recording.
     Step settleAbsence(const Item& item, const QString& reason);
     void settleExhausted(const QString& audioId, const QList<RecordPointer>& waiting, int64_t attempts);
     Step settleEmpty(const Item& item);
     Step settleSuccess(const QString& audioId, const RecordPointer& record);
     void publish(const QString& audioId, const RecordPointer& record);
-    /// Ends the wait of these with `status`, in the history and beside the audio; false when only there.
+    /// Ends the wait with `status`, in the history and in the audio's metadata; false when only the metadata could be
+    /// written.
     bool giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status);
     void markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting);
     void publishUnsaved();
 
-    QHash<QString, int> m_requests;             ///< audio id to how often it was asked for anew
+    QHash<QString, int> m_requests;             ///< audio id to the number of repeated requests
     QHash<QString, int64_t> m_toldTooSoon;      ///< audio id to the attempts made when that was logged
-    QSet<QString> m_rejected;                   ///< audio that the server itself refused, rather than failed on
-    std::map<QString, RecordPointer> m_unsaved; ///< by audio: whose text is not in the file yet
+    QSet<QString> m_rejected;                   ///< audio that the server rejected, rather than failed on
+    std::map<QString, RecordPointer> m_unsaved; ///< records by audio whose text is not saved yet
     std::map<QString, RecordingsInUse::Lease> m_leases;
-    /// What is known of an absent server. In memory alone: the next start asks at once.
+    /// The state of an unreachable server. Only in memory, so that the next start tries it at once.
     struct Server {
         int failures = 0; ///< since it last answered
-        QDateTime dueAt;  ///< when it is asked again
+        QDateTime dueAt;  ///< when it is tried again
         QSet<QString> tried;
     };
     Server m_server;
-    bool m_hasAnswered = false; ///< the server, in this pass
-    bool m_hasWaiting = false;  ///< as of the latest look
+    bool m_hasAnswered = false; ///< the server has answered in this pass
+    bool m_hasWaiting = false;  ///< at the latest check
     bool m_hasChanged = true;   ///< since then
-    bool m_isSignedOut = false; ///< the last pass found that the session is over
+    bool m_isSignedOut = false; ///< the last pass found that the session has ended
 };
 
 } // namespace quillo

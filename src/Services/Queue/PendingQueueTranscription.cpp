@@ -5,7 +5,7 @@
 
 namespace quillo {
 
-/// One recording on its way to a text.
+/// The transcription of one recording.
 struct PendingQueue::Item {
     QString audioId;
     QString language;
@@ -13,7 +13,7 @@ struct PendingQueue::Item {
     std::optional<QString> clientRecordingId;
     std::optional<QString> systemAudioId;
     bool isMeeting = false;
-    int request = 0; ///< which of the requests for this audio it answers
+    int request = 0; ///< the number of the request for this audio that it answers
 };
 
 namespace {
@@ -37,7 +37,7 @@ std::optional<int64_t> secondsSinceAttempt(const QList<RecordPointer>& records, 
 
 QString inSeconds(int64_t attempts) { return QStringLiteral("%1s").arg(pendingRetry::backoff(attempts).count()); }
 
-/// Whether the server refused this very recording, so that its recovery changes nothing.
+/// Whether the server rejected this recording, so that a recovered server changes nothing.
 bool isRejection(const TranscriptionFileClientError& error) {
     return error.kind() == TranscriptionFileClientError::Kind::serverError && error.status() >= 400 &&
            error.status() < 500 && error.status() != 401 && error.status() != 408 && error.status() != 429;
@@ -47,7 +47,7 @@ bool isRejection(const TranscriptionFileClientError& error) {
 
 std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
     const auto& audioId = group.audioId;
-    // Others may have gone on with them while those in front were sent.
+    // The records may have changed while earlier recordings were sent.
     auto waiting = group.records;
     waiting.removeIf([&](const RecordPointer& record) {
         return record->status != RecordStatus::pendingTranscription || record->pendingAudioId != audioId;
@@ -68,7 +68,7 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
     const auto age = waiting.front()->createdAt.secsTo(now);
     if (age >= pendingRetry::longestAge.count()) {
         read();
-        // Audio that was kept anyway waits only since the user asked for it.
+        // Retained audio waits only since the user's request.
         if (!metadata || metadata->isPending()) {
             queueLog(QStringLiteral("❌ Pending recording expired (age=%1h): %2").arg(age / 3600).arg(audioId),
                      LogLevel::error);
@@ -85,7 +85,7 @@ std::optional<PendingQueue::Item> PendingQueue::prepare(const Group& group) {
     }
     const auto waited = secondsSinceAttempt(waiting, now);
     if (waited && pendingRetry::remainingWait(attempts, *waited) > 0) {
-        // Once for each wait: the check comes every half minute, the wait may be hours.
+        // Log it once per wait: the check runs every half minute, and the wait may take hours.
         if (m_toldTooSoon.value(audioId, -1) != attempts)
             queueLog(QStringLiteral("⏳ %1 — too soon (waited %2s of %3)")
                          .arg(audioId)
@@ -120,7 +120,7 @@ Task<PendingQueue::Step> PendingQueue::process(Self self, Group group) {
         co_return Step::done;
     const auto& audioId = item->audioId;
     queueLog(QStringLiteral("🔄 Processing pending recording: %1").arg(audioId));
-    // Another transcription is not found with the old one.
+    // Use a new id, so that the server does not return the old transcription.
     if (item->isMeeting && item->clientRecordingId && item->purpose == transcriptionPurpose::pending) {
         const auto recovery = co_await recoverMeeting(self, *item);
         if (self->isClosed)
@@ -185,7 +185,7 @@ Task<PendingQueue::Step> PendingQueue::transcribe(Self self, Item item) {
     }
     if (self->isClosed)
         co_return Step::pause;
-    // Asked for in another language, say, while this one was on its way.
+    // Requested again during this transcription, for example in another language.
     if (self->m_requests.value(item.audioId) != item.request)
         co_return Step::again;
     if (error)
@@ -193,7 +193,7 @@ Task<PendingQueue::Step> PendingQueue::transcribe(Self self, Item item) {
     const auto text = (meeting ? meeting->plainText : dictation->text).trimmed();
     if (text.isEmpty())
         co_return self->settleEmpty(item);
-    // What the user deleted meanwhile is gone, and its text with it.
+    // The user has deleted the record in the meantime; discard the text.
     const auto waiting = self->records->pendingWith(item.audioId);
     if (meeting) {
         queueLog(QStringLiteral("✅ Meeting mode transcribed via HTTP /diarize: %1 (%2 characters, %3 speakers)")
@@ -213,7 +213,7 @@ void PendingQueue::settleExhausted(const QString& audioId, const QList<RecordPoi
                  .arg(audioId),
              LogLevel::warn);
     m_hasChanged = true;
-    // That no words were found is another verdict: here the server never said what there is.
+    // This differs from "no words found": the server never gave a result.
     giveUp(audioId, waiting, RecordStatus::transcriptionFailed);
 }
 
@@ -225,7 +225,7 @@ PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const Rec
     m_rejected.remove(audioId);
     m_toldTooSoon.remove(audioId);
     if (!records->save()) {
-        // The text is in memory; until it is in the file the audio counts as waiting.
+        // The text is in memory only; until it is saved, the audio counts as waiting.
         m_unsaved.insert_or_assign(audioId, record);
         return Step::done;
     }
@@ -240,7 +240,7 @@ PendingQueue::Step PendingQueue::settleEmpty(const Item& item) {
     expectServer();
     queueLog(QStringLiteral("📡 transcribeViaHTTP: server returned empty text for %1").arg(item.audioId));
     const auto waiting = records->pendingWith(item.audioId);
-    // Both count: the file's number survives a history that does not.
+    // Use both: the number in the file survives the loss of the history.
     const bool isPointless = records->recordEmptyResult(waiting);
     pendingAudioFiles::incrementDiskEmptyResultCount(item.audioId);
     if (isPointless) {
@@ -294,11 +294,11 @@ PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exce
         reason = QString::fromUtf8(failure.what());
     }
     if (!services.network.isConnected()) {
-        // Not the recording's fault, nor the server's.
+        // Neither the recording nor the server is the cause.
         queueLog(QStringLiteral("🌐 Network lost during processing — pausing"));
         return Step::pause;
     }
-    // Where others have just got through, it is the recording that does not.
+    // Other recordings have just succeeded, so this recording is the cause.
     if (isAbsence && !m_hasAnswered)
         return settleAbsence(item, reason);
     if (!isAbsence)

@@ -120,7 +120,7 @@ int PendingRecords::resetBackoff(const QList<RecordPointer>& records) {
 QList<RecordPointer> PendingRecords::withoutDuplicates(const QList<RecordPointer>& records) {
     QList<RecordPointer> kept;
     for (const auto& record : records) {
-        // The first gets the text; of the others, those that say nothing would say it twice.
+        // The first record gets the text; empty duplicates would only repeat it.
         if (kept.isEmpty() || !record->text.isEmpty()) {
             kept.append(record);
             continue;
@@ -133,7 +133,7 @@ QList<RecordPointer> PendingRecords::withoutDuplicates(const QList<RecordPointer
 }
 
 void PendingRecords::finish(TranscriptionRecord& record, const QString& text) {
-    // What the user has read, and may have corrected, is not lost to a new transcription.
+    // Keep the old text as a version: the user has read and may have corrected it.
     if (!record.text.trimmed().isEmpty() && record.text != text) {
         auto versions = record.persistedVersions();
         versions.append({.text = record.text, .label = {}, .createdAt = m_clock.wallTime()});

@@ -8,39 +8,39 @@
 
 namespace quillo {
 
-/// The history's side of the queue: the records of a recording's audio, and what becomes of them. Main thread.
+/// The history's side of the queue: the records of a recording's audio and their status. Main thread.
 ///
-/// Nothing here throws: a store that refuses is logged, and the change stays in memory for a later save.
+/// Nothing here throws: a failed save is logged, and the change stays in memory for a later one.
 class PendingRecords {
 public:
-    /// Both outlive the object.
+    /// Both must outlive the object.
     PendingRecords(ModelContext& context, const Clock& clock) : m_context(context), m_clock(clock) {}
 
-    /// Those that wait for their text, oldest first.
+    /// The waiting records, oldest first.
     QList<RecordPointer> pending();
-    /// Those of one audio, whatever became of them: by the audio they wait with, the audio they keep, and the name
-    /// under which the server knows the recording. Oldest first.
+    /// All records of one audio, in any status: found by the pending audio, the retained audio and the server's
+    /// recording id. Oldest first.
     QList<RecordPointer> ofAudio(const QString& audioId, const std::optional<QString>& clientRecordingId = {});
-    /// Those that wait with this audio.
+    /// The records that wait with this audio.
     QList<RecordPointer> pendingWith(const QString& audioId);
 
     void insert(const RecordPointer& record);
     bool save();
 
-    /// One more attempt that failed.
+    /// Counts a failed attempt.
     void recordAttempt(const QList<RecordPointer>& records);
-    /// Counts an empty result; true when there have been so many that another attempt is pointless.
+    /// Counts an empty result; true when another attempt is pointless.
     bool recordEmptyResult(const QList<RecordPointer>& records);
     /// Ends the wait without a text; the audio is kept.
     static void giveUp(const QList<RecordPointer>& records, const QString& status);
-    /// Begins the wait anew, whatever the records were.
+    /// Restarts the wait, in any status of the records.
     void makePending(const QList<RecordPointer>& records, const QString& audioId);
-    /// Ends the wait for the next attempt of those that have some left; returns of how many. The attempts stay counted,
-    /// so that what fails whenever the server works comes to its end.
+    /// Makes records with remaining attempts due now; returns their number. The attempts stay counted, so that a
+    /// recording that always fails is given up eventually.
     int resetBackoff(const QList<RecordPointer>& records);
 
-    // Success. The first record gets the text, and so do the others, except for empty duplicates: those are removed.
-    // Returns the first; none when `records` is empty.
+    // Success: all records get the text, except empty duplicates of the first, which are removed. Returns the first;
+    // null when `records` is empty.
     RecordPointer applyText(const QList<RecordPointer>& records, const TranscriptionFileResponse& response);
     RecordPointer applyDiarization(const QList<RecordPointer>& records, const DiarizeResponse& response);
 

@@ -18,7 +18,7 @@ bool isBeingWritten(const QString& audioId) {
 
 bool isPending(const RecordPointer& record) { return record->status == RecordStatus::pendingTranscription; }
 
-/// A record that says all there is to say about its audio: a text, or the verdict that there is none.
+/// A final record: it has a text, or the result that there is none.
 bool isSettled(const RecordPointer& record) {
     if (record->status == RecordStatus::completed)
         return !record->text.trimmed().isEmpty();
@@ -28,14 +28,14 @@ bool isSettled(const RecordPointer& record) {
 } // namespace
 
 void PendingRepair::run(PendingRecords& records) {
-    QSet<QString> waiting; // nothing to ask the history about these, and a long queue has many
+    QSet<QString> waiting; // skip the history query for these, of which a long queue has many
     for (const auto& record : records.pending()) {
         settleRecord(records, record);
         if (isPending(record))
             waiting.insert(record->pendingAudioId.value_or(QString()));
     }
     for (const auto& metadata : pendingAudioFiles::listPendingRecordings())
-        // A clock that was set back does not make an old recording one of this run for longer than this run.
+        // If the clock was set back, an old recording may look like one of this run, but only until the next start.
         if (!waiting.contains(metadata.id) && !isBeingWritten(metadata.id) && metadata.createdAt < startedAt)
             settleAudio(records, metadata);
     adoptStrayAudio(records);
@@ -64,7 +64,7 @@ void PendingRepair::settleRecord(PendingRecords& records, const RecordPointer& r
     }
     try {
         const auto metadata = pendingAudioFiles::readMetadata(audioId);
-        // The verdict that the history could not take at the time.
+        // The result that could not be written to the history at that time.
         if (!metadata.completedAt)
             return;
         if (metadata.reason == pendingAudioFiles::unrecognizedReason)
@@ -72,7 +72,7 @@ void PendingRepair::settleRecord(PendingRecords& records, const RecordPointer& r
         else if (metadata.reason == pendingAudioFiles::failedReason)
             PendingRecords::giveUp(records.pendingWith(audioId), RecordStatus::transcriptionFailed);
     } catch (const FileError&) {
-        return; // the audio is found once more, as audio without metadata
+        return; // the audio is found again, as audio without metadata
     }
 }
 
@@ -90,14 +90,14 @@ void PendingRepair::settleAudio(PendingRecords& records, const PendingAudioMetad
     }
     if (!(*verdict)->pendingAudioId && !(*verdict)->audioRetainedId)
         (*verdict)->audioRetainedId = metadata.id;
-    // The record must say so before the file does.
+    // Update the record before the file.
     if (records.save() && pendingAudioFiles::markCompleted(metadata.id, now))
         ++settled;
 }
 
 void PendingRepair::adoptStrayAudio(PendingRecords& records) {
     for (const auto& stray : pendingAudioFiles::listAudioWithoutMetadata()) {
-        // However young: nothing of this process writes it, and who else might is gone.
+        // Even if it is recent: no process writes it any more.
         if (isBeingWritten(stray.recordingId))
             continue;
         try {

@@ -9,20 +9,20 @@
 
 namespace quillo::pendingRetry {
 
-/// A recording that has waited for so long is given up.
+/// A recording that has waited this long is given up.
 constexpr std::chrono::seconds longestAge{604'800};
-/// A recording that failed so often is given up.
+/// A recording that has failed this often is given up.
 constexpr int64_t maximumAttempts = 12;
-/// How often the queue is looked at while something waits in it.
+/// How often the queue is checked while something waits.
 constexpr std::chrono::seconds checkInterval{30};
-/// Files that belong to nothing are left alone for so long.
+/// How long unused files are kept.
 constexpr std::chrono::seconds youngFile{300};
-/// From the news that the server works again to the pass over the queue, so that the dictation that brought it is
-/// delivered and saved first.
+/// The delay between the recovery of the server and the pass over the queue, so that the dictation that revealed the
+/// recovery is delivered and saved first.
 constexpr std::chrono::seconds recoveryDelay{5};
 
-/// The wait before the next attempt. With the cap of attempts the last step of the table is never reached; it stands
-/// for a cap that is raised.
+/// The wait before the next attempt. With the current limit of attempts the last step of the table is never reached; it
+/// is for a higher limit.
 constexpr std::chrono::seconds backoff(int64_t attemptsMade) {
     using std::chrono::seconds;
     if (attemptsMade <= 0)
@@ -36,14 +36,14 @@ constexpr std::chrono::seconds backoff(int64_t attemptsMade) {
     return seconds(10'800);
 }
 
-/// The longest wait before an absent server is asked again. One recording is sent to find out.
+/// The longest wait before an unreachable server is tried again, by sending one recording.
 constexpr std::chrono::seconds longestServerWait{300};
 
-/// The wait before a server is asked again that was not reached so often in a row.
+/// The wait before trying a server again that was unreachable this many times in a row.
 constexpr std::chrono::seconds serverWait(int failures) { return std::min(backoff(failures), longestServerWait); }
 
-/// Seconds that are still to wait at `now`; 0 when the next attempt is due. A last attempt in the future, after the
-/// clock was set back, holds nothing up.
+/// Remaining seconds of the wait at `now`; 0 when the next attempt is due. A last attempt in the future, after the
+/// clock was set back, does not delay it.
 constexpr int64_t remainingWait(int64_t attemptsMade, int64_t secondsSinceLast) {
     const auto wait = static_cast<int64_t>(backoff(attemptsMade).count());
     return secondsSinceLast < 0 || secondsSinceLast >= wait ? 0 : wait - secondsSinceLast;

@@ -95,7 +95,7 @@ void PendingTranscriptionManager::watchNetwork() {
 
 void PendingTranscriptionManager::armTimer() {
     if (m_queue->isProcessing)
-        return; // the running pass arms it at its end
+        return; // the running pass arms the timer at its end
     m_check.reset();
     if (m_queue->isWaiting())
         m_check = m_queue->services.clock.callLater(pendingRetry::checkInterval, [this] { processPendingIfNeeded(); });

@@ -16,12 +16,12 @@ using std::chrono::steady_clock;
 
 using Element = std::optional<FocusedElement>;
 
-// A program whose answer is known already gets this long to change it.
+// Time limit for a program whose previous answer is known.
 constexpr milliseconds confirmationTime(60);
-// The focus may move while it is asked for; more often than this, and the user is not dictating.
+// The focus may move during the query; if it moves more often than this, the user is not dictating.
 constexpr int mostMoves = 3;
 
-// The coroutines keep the focus alive themselves: the object that started them may end first.
+// The coroutines hold the focus, because the object that started them may be destroyed first.
 
 Task<Element> inquireElement(std::shared_ptr<AtSpiFocus> focus, atspi::Instant until) {
     if (focus->focused().isEmpty())
@@ -35,7 +35,7 @@ Task<std::optional<QString>> inquireCaret(std::shared_ptr<AtSpiFocus> focus, ats
     co_return co_await atspi::characterBeforeCaret(focus->bus(), focus->focused(), until);
 }
 
-/// Whether the focused element, as far as it is known, is one of `process`.
+/// Whether the known focused element belongs to `process`.
 Task<bool> focusIsIn(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
     const AtSpiObject object = focus->focused();
     if (object.isEmpty())
@@ -44,7 +44,7 @@ Task<bool> focusIsIn(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::
         co_await atspi::processOf(focus->bus(), object.service, until) == process;
 }
 
-/// What the element says that is taken for the focused one; nothing when it has not got the focus.
+/// The state of the presumed focused element; nothing when it does not have the focus.
 Task<std::optional<SecureInput>> askFocused(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
     const auto settled = focus->settled(process);
     const auto end = settled ? std::min(until, steady_clock::now() + confirmationTime) : until;
@@ -62,7 +62,7 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
     for (int move = 0; move < mostMoves; ++move) {
         const uint64_t changes = focus->changes();
         if (focus->settled(process) == SecureInput::unknown)
-            co_return SecureInput::unknown; // Searched for in vain, and nothing has moved since.
+            co_return SecureInput::unknown; // The search failed, and nothing has changed since.
         if (co_await focusIsIn(focus, process, until)) {
             const auto answer = co_await askFocused(focus, process, until);
             if (focus->changes() != changes)
@@ -86,7 +86,7 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
         }
         if (found.isLate)
             co_return SecureInput::unanswered;
-        // A program that is not on the bus yet may come at any time; it costs little to ask for it.
+        // A program may join the bus at any time; checking for it costs little.
         if (found.isOnBus)
             focus->settle({process, SecureInput::unknown});
         co_return SecureInput::unknown;

@@ -40,7 +40,7 @@ std::optional<uint64_t> statesIn(const QDBusMessage& reply) {
 Task<QDBusMessage> call(QDBusConnection bus, QDBusMessage message, Instant until) {
     using std::chrono::steady_clock;
     const auto left = std::max(std::chrono::ceil<milliseconds>(until - steady_clock::now()), milliseconds(1));
-    // Our own timer decides: never early, and for all calls alike. The bus only forgets the call a little later.
+    // Our own timer decides, never early and equally for all calls. The bus drops the call a little later.
     const auto forgotten = static_cast<int>(left.count()) + 1000;
     auto [stream, sink] = AsyncStream<QDBusMessage>::make(EventExecutor::main());
     auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, forgotten));
@@ -63,7 +63,7 @@ bool isLate(const QDBusMessage& reply) {
 }
 
 Task<ElementAnswer> focusedElement(QDBusConnection bus, AtSpiObject object, Instant until) {
-    // All three are on their way before the first answer is waited for.
+    // Send all three queries before waiting for the first answer.
     auto asksRole = call(bus, question(object, accessible, "GetRole"), until);
     auto asksStates = call(bus, question(object, accessible, "GetState"), until);
     auto asksInterfaces = call(bus, question(object, accessible, "GetInterfaces"), until);
@@ -73,7 +73,7 @@ Task<ElementAnswer> focusedElement(QDBusConnection bus, AtSpiObject object, Inst
     const auto bits = statesIn(state);
     if (!isAnswer(role) || !bits || !isAnswer(interfaces))
         co_return ElementAnswer{std::nullopt, isLate(role) || isLate(state) || isLate(interfaces)};
-    // Focus that has left since, without an event, is no focus: the window went to the background.
+    // The element may have lost the focus without an event, when its window went to the background.
     if ((*bits >> stateFocused & 1) == 0)
         co_return ElementAnswer{};
     const auto number = role.arguments().constFirst().toUInt();

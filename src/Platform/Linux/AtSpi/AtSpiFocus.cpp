@@ -37,7 +37,7 @@ void AtSpiFocus::start() {
         appLog(QStringLiteral("⚠️ No session bus: the focused element cannot be told"), LogLevel::warn, category);
         return;
     }
-    // Qt programs look at this when they start, and stay out of reach otherwise.
+    // Qt programs check this when they start, and are inaccessible otherwise.
     session.asyncCall(propertySet(QStringLiteral("IsEnabled"), true), answerMilliseconds);
     const auto ask = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
                                                     QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
@@ -67,7 +67,7 @@ void AtSpiFocus::connectTo(const QString& address) {
     connection.connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
                        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"), this,
                        SLOT(nameOwnerChanged(QString, QString, QString)));
-    // Programs send only what somebody has registered for.
+    // Programs send only events for which a client has registered.
     auto message = QDBusMessage::createMethodCall(
         QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/registry"),
         QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("RegisterEvent"));

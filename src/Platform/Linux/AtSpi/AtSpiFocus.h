@@ -20,15 +20,16 @@ public:
     AtSpiFocus(const AtSpiFocus&) = delete;
     AtSpiFocus& operator=(const AtSpiFocus&) = delete;
 
-    /// Turns accessibility on for the session, asks for the bus and connects to it; what fails is logged.
+    /// Enables accessibility for the session, obtains the address of the bus and connects to it; failures are logged.
     void start();
     [[nodiscard]] const AtSpiObject& focused() const { return m_focused; }
-    /// Takes an element for the focused one that was found in `process` without an event.
+    /// Sets the focused element that was found in `process` without an event.
     void found(const AtSpiObject& object, int64_t process);
-    /// Whether the focused element is known to be one of `process`; it may live in another process of the program.
+    /// Whether the focused element is known to belong to `process`; it may live in another process of the program.
     [[nodiscard]] bool wasFoundIn(int64_t process) const { return m_foundIn == process; }
 
-    /// What was last learnt about secrets, valid until the focus moves. A busy program need not say it again.
+    /// The last known state of secret input, valid until the focus moves, so that a busy program need not be asked
+    /// again.
     struct Settled {
         int64_t process = 0;
         SecureInput answer = SecureInput::unknown;
@@ -37,7 +38,7 @@ public:
     [[nodiscard]] std::optional<SecureInput> settled(int64_t process) const {
         return m_settled && m_settled->process == process ? std::optional(m_settled->answer) : std::nullopt;
     }
-    /// Grows with every event about the focus.
+    /// Increases with every event about the focus.
     [[nodiscard]] uint64_t changes() const { return m_changes; }
 
     /// The accessibility bus; not connected when there is none.

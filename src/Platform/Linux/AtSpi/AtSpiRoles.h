@@ -18,7 +18,7 @@ inline constexpr unsigned stateManagesDescendants = 31;
 } // namespace atspi
 
 /// The role name of the code for an AT-SPI role number; "AXUnknown" for what has no counterpart. `states` is the
-/// element's state set: it tells a text area from a text field.
+/// element's state set, which distinguishes a text area from a text field.
 [[nodiscard]] QString axRoleForAtSpi(uint32_t role, uint64_t states);
 
 } // namespace quillo

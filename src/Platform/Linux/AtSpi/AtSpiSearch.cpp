@@ -13,7 +13,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr size_t mostElements = 4000;
-// So many questions are on their way at once; a program answers one after the other.
+// The number of concurrent queries; a program answers one after the other.
 constexpr size_t atOnce = 16;
 
 struct Element {
@@ -22,7 +22,7 @@ struct Element {
     [[nodiscard]] bool has(unsigned state) const { return (states >> state & 1) != 0; }
 };
 
-/// `objects` with their states; those that do not tell are left out.
+/// `objects` with their states, without those that do not answer.
 Task<std::vector<Element>> withStates(QDBusConnection bus, std::vector<AtSpiObject> objects, Instant until) {
     std::vector<Element> elements;
     for (size_t first = 0; first < objects.size() && steady_clock::now() < until; first += atOnce) {
@@ -49,7 +49,7 @@ Task<std::vector<AtSpiObject>> childrenOf(QDBusConnection bus, std::vector<AtSpi
     co_return all;
 }
 
-/// A program in a sandbox reaches the bus through a proxy, whose process is not the window's.
+/// A sandboxed program uses the bus through a proxy, whose process is not that of the window.
 bool isProxy(int64_t process) {
     QFile file(QStringLiteral("/proc/%1/comm").arg(process));
     return file.open(QIODevice::ReadOnly) && file.readAll().trimmed() == "xdg-dbus-proxy";
@@ -72,8 +72,8 @@ Task<std::vector<AtSpiObject>> rootsOf(QDBusConnection bus, int64_t process, Ins
     co_return own.empty() ? proxies : own;
 }
 
-/// The windows of `roots` to look into: the active ones; without any, all those of the one program, for not every
-/// toolkit says which is active.
+/// The windows of `roots` to search: the active ones or, if there is none, all windows of the program, because not
+/// every toolkit reports the active one.
 std::vector<AtSpiObject> windowsToSearch(const std::vector<Element>& windows, bool isOneProgram) {
     std::vector<AtSpiObject> active;
     std::vector<AtSpiObject> all;
@@ -93,7 +93,7 @@ Task<FoundFocus> findFocus(QDBusConnection bus, int64_t process, Instant until) 
     const auto windows = co_await withStates(bus, co_await childrenOf(bus, roots, until), until);
     found.isOnBus = !roots.empty();
     auto level = co_await childrenOf(bus, windowsToSearch(windows, process != 0), until);
-    // A window or a page may itself have the focus, and an element in it the caret: the innermost counts.
+    // A window or a page may have the focus, and an element in it the caret: use the innermost one.
     for (const auto& window : windows) {
         if (window.has(stateActive) && window.has(stateFocused))
             found.object = window.object;

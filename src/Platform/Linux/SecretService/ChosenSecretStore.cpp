@@ -12,9 +12,9 @@ void warn(const QString& message) {
     appLog(QStringLiteral("[SecretService] ⚠️ ") + message, LogLevel::warn, QStringLiteral("SecretService"));
 }
 
-/// The service, or the file when there is none; which, is found out at the first call. A locked keyring is neither: its
-/// owner may unlock it any moment, and nobody is asked for a password by a program that starts with the session. Nor is
-/// one that does not answer: it may be busy, and what it holds must not be missed.
+/// The service, or the file when there is no service; the first call decides. A locked keyring does not fall back to
+/// the file: its owner may unlock it at any moment, and a program that starts with the session must not ask for a
+/// password. Neither does a silent one: it may be busy, and its content must not be ignored.
 class ChosenSecretStore final : public SecretStore {
 public:
     ChosenSecretStore(const QString& fallbackPath, SecretServiceDeadlines deadlines)
@@ -23,7 +23,7 @@ public:
 
     bool isAvailable() override {
         auto* store = chosen();
-        // Of the service its state is known; a further question would cost its time once more.
+        // The state of the service is known; another query would cost its time again.
         return store && (store == m_service.get() || store->isAvailable());
     }
 
@@ -49,7 +49,7 @@ public:
     bool write(const QString& key, const QByteArray& value) override {
         auto* store = chosen();
         const bool written = store && store->write(key, value);
-        // An older value must not come back from the file.
+        // Remove it, so that an older value does not come back from the file.
         if (written && store == m_service.get())
             m_file->remove(key);
         return written;
@@ -104,7 +104,7 @@ private:
         }
     }
 
-    /// Nothing while the keyring is locked or silent.
+    /// Null while the keyring is locked or silent.
     SecretStore* chosen() {
         if (!m_state)
             setState(keyringState(m_deadline));

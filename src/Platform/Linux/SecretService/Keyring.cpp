@@ -19,7 +19,7 @@ const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Propert
 /// The first value of an answer, or why there is none.
 struct Answer {
     QVariant value;
-    bool isSilent = false; ///< nobody refused; the time was over
+    bool isSilent = false; ///< no refusal, but the deadline passed
 };
 
 Answer ask(const QString& path, const QString& interface, const QString& method, const QVariantList& arguments,
@@ -59,7 +59,7 @@ KeyringWatch::KeyringWatch(std::function<void()> changed) : m_changed(std::move(
     auto bus = QDBusConnection::sessionBus();
     bus.connect(service, servicePath, serviceInterface, QStringLiteral("CollectionChanged"), this,
                 SLOT(collectionDidChange()));
-    // Of whatever object: which collection is the default one may change too.
+    // Listen to all objects, because the default collection may change too.
     bus.connect(service, QString(), propertiesInterface, QStringLiteral("PropertiesChanged"), this,
                 SLOT(collectionDidChange()));
 }

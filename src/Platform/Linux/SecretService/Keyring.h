@@ -7,19 +7,19 @@
 
 namespace quillo {
 
-/// The collection that secrets go to, as it is without anybody being asked for a password.
+/// The state of the default collection, determined without asking the user for a password.
 enum class KeyringState {
     missing, ///< there is no secret service, or it has no default collection yet
-    silent,  ///< there is one, and it did not answer in time
+    silent,  ///< the service did not answer in time
     locked,
     open,
 };
 
-/// Asks the secret service (Secret Service API, org.freedesktop.Secret.Service and .Collection); waits `deadline` per
-/// question at most. Any thread.
+/// Queries the secret service (Secret Service API, org.freedesktop.Secret.Service and .Collection); waits at most
+/// `deadline` per query. Any thread.
 [[nodiscard]] KeyringState keyringState(std::chrono::milliseconds deadline);
 
-/// Tells whenever a collection of the secret service has changed, which its unlocking is too. Main thread.
+/// Reports every change of a collection of the secret service, including its unlocking. Main thread.
 class KeyringWatch final : public QObject {
     Q_OBJECT
 public:

@@ -12,8 +12,8 @@ namespace {
 
 const QString serviceName = QStringLiteral("com.quillospeech");
 
-/// The thread of every job. QtKeychain queues its jobs in one object of the thread that asked first, and waits for ever
-/// when that thread has ended; so this one ends with the process.
+/// The thread of every job. QtKeychain queues its jobs in an object of the first calling thread and hangs when that
+/// thread has ended, so this thread ends with the process.
 SerialExecutor& worker() {
     static auto* const executor = new SerialExecutor(QStringLiteral("com.quillo.secret-service"));
     return *executor;
@@ -25,7 +25,7 @@ struct Outcome {
     QByteArray value;
 };
 
-/// What a caller waits for; the job may end after the caller has given up.
+/// The result for which a caller waits; the job may end after the caller has given up.
 struct Pending {
     std::mutex mutex;
     std::condition_variable ended;

@@ -10,25 +10,24 @@
 namespace quillo {
 
 /// How long a secret service may take. A keyring that the login has just started needs seconds for its first answers;
-/// nothing but the session waits for them.
+/// only restoring the session waits for them.
 struct SecretServiceDeadlines {
-    std::chrono::milliseconds state{2000}; ///< to say that it is there, and whether it is open
+    std::chrono::milliseconds state{2000}; ///< to report its presence and whether it is unlocked
     std::chrono::milliseconds call{10000}; ///< for each secret
 };
 
-/// The desktop's secret service, over D-Bus. Each call waits for it `deadline` at most, on the calling thread, which
-/// must not be the one that the secret service itself is served by. Callable from one thread at a time.
+/// The desktop's secret service, over D-Bus. Each call blocks the calling thread for at most `deadline`; it must not be
+/// the thread that serves the secret service itself. Callable from one thread at a time.
 std::unique_ptr<SecretStore>
 createSecretServiceStore(std::chrono::milliseconds deadline = SecretServiceDeadlines().call);
 
-/// A JSON file that its owner alone can read, in a folder that its owner alone can enter; written atomically. A file
-/// that cannot be understood is moved aside, never overwritten.
+/// A JSON file that only its owner can read, in a folder that only its owner can enter; written atomically. An invalid
+/// file is moved aside, never overwritten.
 std::unique_ptr<SecretStore> createFileSecretStore(const QString& path);
 
-/// The secret service where there is one, else the file at `fallbackPath` with a warning in the log. Which, is found
-/// out at the first call. Secrets that an earlier run had to leave in the file move to the service. While the service's
-/// keyring is locked, or does not answer, the store is not available. Nobody is asked for a password. To be made on the
-/// main thread.
+/// The secret service if there is one, otherwise the file at `fallbackPath` with a warning in the log; the first call
+/// decides. Secrets that an earlier run stored in the file are moved to the service. While the service's keyring is
+/// locked or does not answer, the store is not available. Never asks for a password. Create it on the main thread.
 std::unique_ptr<SecretStore> createSecretStore(const QString& fallbackPath, SecretServiceDeadlines deadlines = {});
 
 } // namespace quillo
