@@ -24,7 +24,7 @@ std::optional<AuthUser> storedUser(const TokenStorageProtocol& storage) {
 } // namespace
 
 AuthService::AuthService(Config config, Clock& clock)
-    : m_session(std::make_shared<Session>(std::move(config), clock)) {}
+    : m_session(std::make_shared<AuthSession>(std::move(config), clock)) {}
 
 AuthService::~AuthService() {
     // What is still answered belongs to nobody, and nobody is told.
@@ -35,22 +35,22 @@ AuthService::~AuthService() {
     m_session->removeCallbackObserver();
 }
 
-Task<bool> AuthService::checkExistingSession() { return Session::restore(m_session); }
+Task<bool> AuthService::checkExistingSession() { return AuthSession::restore(m_session); }
 
 Task<> AuthService::createAnonymousSession() {
-    return Session::share(m_session, &Session::creatingAnonymous, Session::requestAnonymous);
+    return AuthSession::share(m_session, &AuthSession::creatingAnonymous, AuthSession::requestAnonymous);
 }
 
-Task<> AuthService::refreshAccessToken() { return Session::refresh(m_session); }
+Task<> AuthService::refreshAccessToken() { return AuthSession::refresh(m_session); }
 
 Task<> AuthService::startLogin() {
     authLog(QStringLiteral("Starting login flow"));
-    return Session::signIn(m_session, QStringLiteral("/login"));
+    return AuthSession::signIn(m_session, QStringLiteral("/login"));
 }
 
 Task<> AuthService::startRegistration() {
     authLog(QStringLiteral("Starting registration flow"));
-    return Session::signIn(m_session, QStringLiteral("/register"));
+    return AuthSession::signIn(m_session, QStringLiteral("/register"));
 }
 
 Task<> AuthService::startLoginViaBrowser() { return startLogin(); }
@@ -63,15 +63,15 @@ void AuthService::setupCallbackObserver() { m_session->setupCallbackObserver(); 
 
 void AuthService::removeCallbackObserver() { m_session->removeCallbackObserver(); }
 
-Task<> AuthService::exchangeCodeForTokens(QString code) { return Session::exchange(m_session, std::move(code)); }
+Task<> AuthService::exchangeCodeForTokens(QString code) { return AuthSession::exchange(m_session, std::move(code)); }
 
 Task<> AuthService::applyWebTokens(QString accessToken, QString refreshToken) {
-    return Session::applyWebTokens(m_session, std::move(accessToken), std::move(refreshToken));
+    return AuthSession::applyWebTokens(m_session, std::move(accessToken), std::move(refreshToken));
 }
 
-Task<> AuthService::syncDeviceInfo() { return Session::syncDevice(m_session); }
+Task<> AuthService::syncDeviceInfo() { return AuthSession::syncDevice(m_session); }
 
-Task<> AuthService::deleteAccount() { return Session::deleteAccount(m_session); }
+Task<> AuthService::deleteAccount() { return AuthSession::deleteAccount(m_session); }
 
 bool AuthService::isAuthenticated() const { return m_session->isAuthenticated; }
 
@@ -96,7 +96,7 @@ void AuthService::logout() {
     authLog(QStringLiteral("User logged out successfully"));
 }
 
-Task<bool> AuthService::Session::restore(Self session) {
+Task<bool> AuthSession::restore(Self session) {
     authLog(QStringLiteral("Checking for existing session"));
     const Loading loading(session);
     auto& storage = *session->config.tokenStorage;

@@ -1,10 +1,8 @@
 #pragma once
 
 #include "Concurrency/Clock.h"
-#include "Services/Auth/AuthHTTP.h"
+#include "Services/Auth/AuthConfig.h"
 #include "Services/Auth/AuthServiceProtocol.h"
-#include "Services/Auth/DeviceIdentity.h"
-#include "Services/Auth/TokenStorageProtocol.h"
 
 #include <QUrl>
 
@@ -13,6 +11,8 @@
 
 namespace quillo {
 
+struct AuthSession;
+
 /// Signs the user in through the browser (authorization code with PKCE: RFC 6749, RFC 7636, RFC 8252), restores, makes,
 /// refreshes and ends the session at the account server. Main thread.
 ///
@@ -20,26 +20,7 @@ namespace quillo {
 /// `notification::authUserDidChange` when the user becomes another one, and at every sign-in.
 class AuthService final : public AuthServiceProtocol {
 public:
-    /// The word by which the account servers know the desktop program; see docs/compatibility.md.
-    static inline const QString clientId = QStringLiteral("quillo-speech-macos");
-    /// Where the server's page sends the browser with the code; the desktop hands such a URL to the application.
-    static inline const QString redirectURI = QStringLiteral("quillo://auth/callback");
-
-    struct Config {
-        QUrl authBaseURL;
-        QUrl apiBaseURL;
-        std::shared_ptr<TokenStorageProtocol> tokenStorage;
-        AuthHTTP::Prepare prepareRequest;    ///< adds the authorities to trust
-        std::function<Task<>()> loadStorage; ///< awaited before the session is looked for; may be empty
-        DeviceIdentity device{};
-        QString clientVersion;
-        std::chrono::milliseconds requestTimeout{30000};
-        /// Shows a page in the user's browser; false when there is none. Without it no sign-in is possible.
-        std::function<bool(const QUrl&)> openBrowser{};
-        /// Where the browser finds the pages, when it is not at `authBaseURL`: no browser trusts the authority that a
-        /// local server made for itself, so that on loopback this is plain http. Other hosts must have https.
-        QUrl browserAuthBaseURL{};
-    };
+    using Config = AuthConfig;
 
     /// `clock` outlives the service.
     AuthService(Config config, Clock& clock);
@@ -56,9 +37,10 @@ public:
     void logout() override;
     Task<> deleteAccount() override;
 
-    /// Takes every URL of the scheme that `redirectURI` has. The answer to the sign-in that waits goes on to it, and
-    /// ends it when it is a bad one; whoever waits for the sign-in is told there. Returns why a URL was refused, for a
-    /// log or a test: a page in a browser can send any number of them, and the user need not hear of each.
+    /// Takes every URL of the scheme that `AuthConfig::redirectURI` has. The answer to the sign-in that waits goes on
+    /// to it, and ends it when it is a bad one; whoever waits for the sign-in is told there. Returns why a URL was
+    /// refused, for a log or a test: a page in a browser can send any number of them, and the user need not hear of
+    /// each.
     std::optional<AuthError> handleCallback(const QUrl& url);
     /// Passes what `notification::authCallback` brings ("url") to `handleCallback`. A sign-in does so by itself for as
     /// long as it waits.
@@ -79,8 +61,7 @@ public:
     [[nodiscard]] Observation observe(std::function<void()> changed) override;
 
 private:
-    struct Session;
-    std::shared_ptr<Session> m_session;
+    std::shared_ptr<AuthSession> m_session;
 };
 
 } // namespace quillo

@@ -3,7 +3,8 @@
 #include "Concurrency/AsyncStream.h"
 #include "Concurrency/TaskRunner.h"
 #include "Core/Log.h"
-#include "Services/Auth/AuthService.h"
+#include "Services/Auth/AuthConfig.h"
+#include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Auth/AuthTokens.h"
 #include "Services/Auth/PKCE.h"
 
@@ -17,8 +18,8 @@ void authLog(const QString& message, LogLevel level = LogLevel::info,
              std::source_location where = std::source_location::current());
 
 /// The state of the service, held by its coroutines as well: one that waits for the server may outlive the service.
-struct AuthService::Session : std::enable_shared_from_this<Session> {
-    using Self = std::shared_ptr<Session>;
+struct AuthSession : std::enable_shared_from_this<AuthSession> {
+    using Self = std::shared_ptr<AuthSession>;
 
     /// How something that several may wait for came out.
     struct Outcome {
@@ -51,7 +52,7 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
         Self m_session;
     };
 
-    Config config;
+    AuthConfig config;
     Clock& clock;
     AuthHTTP http;
     TaskRunner tasks;
@@ -68,7 +69,7 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     std::map<uint64_t, std::function<void()>> observers;
     uint64_t nextObserver = 0;
 
-    Session(Config settings, Clock& time);
+    AuthSession(AuthConfig settings, Clock& time);
 
     // The state and who is told of it.
     void setUser(const std::optional<AuthUser>& changed);
@@ -96,10 +97,10 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
 
     static Task<bool> restore(Self session);
     /// Joins the request in `slot`, or makes it.
-    static Task<> share(Self session, Shared Session::*slot, Task<> (*request)(Self));
+    static Task<> share(Self session, Shared AuthSession::*slot, Task<> (*request)(Self));
     static Task<> requestRefresh(Self session);
     static Task<> requestAnonymous(Self session);
-    static Task<> refresh(Self session) { return share(std::move(session), &Session::refreshing, requestRefresh); }
+    static Task<> refresh(Self session) { return share(std::move(session), &AuthSession::refreshing, requestRefresh); }
 
     static Task<> signIn(Self session, QString page);
     /// Redeems the code and ends the flow with what came of it.
