@@ -31,8 +31,8 @@ QUrl AuthSession::authorizationURL(const QString& page, const Flow& waiting) con
     if (!url.isValid() || url.host().isEmpty() || !isSafe)
         return {};
     std::vector<std::pair<QString, QString>> items{
-        {QStringLiteral("client_id"), clientId},
-        {QStringLiteral("redirect_uri"), redirectURI},
+        {QStringLiteral("client_id"), AuthConfig::clientId},
+        {QStringLiteral("redirect_uri"), AuthConfig::redirectURI},
         {QStringLiteral("response_type"), QStringLiteral("code")},
         {QStringLiteral("code_challenge"), waiting.pkce.codeChallenge},
         {QStringLiteral("code_challenge_method"), PKCE::name(PKCE::ChallengeMethod::S256)},

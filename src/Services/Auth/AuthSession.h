@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Concurrency/AsyncStream.h"
+#include "Concurrency/Clock.h"
 #include "Concurrency/TaskRunner.h"
 #include "Core/Log.h"
 #include "Services/Auth/AuthConfig.h"
