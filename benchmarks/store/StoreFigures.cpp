@@ -2,8 +2,8 @@
 // the memory all of that takes. The number of records may be given as an argument.
 
 #include "Core/LoggingService.h"
-#include "Data/Database.h"
 #include "Data/DataContainer.h"
+#include "Data/Storage/Database.h"
 #include "SampleHistory.h"
 
 #include <QCoreApplication>

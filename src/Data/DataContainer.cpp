@@ -1,9 +1,9 @@
 #include "Data/DataContainer.h"
 
 #include "Core/Log.h"
-#include "Data/Database.h"
 #include "Data/Repository/StoreFile.h"
 #include "Data/Repository/StoreSchema.h"
+#include "Data/Storage/Database.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Data/ModelContext.h"
-#include "Data/StoreError.h"
+#include "Data/Storage/StoreError.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,10 +1,10 @@
 #include "Data/ModelContext.h"
 
-#include "Data/Database.h"
 #include "Data/Repository/EntityTable.h"
 #include "Data/Repository/ObjectMap.h"
 #include "Data/Repository/RecordSelect.h"
 #include "Data/Repository/StoreSchema.h"
+#include "Data/Storage/Database.h"
 
 #include <QRegularExpression>
 

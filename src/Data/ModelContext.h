@@ -5,7 +5,7 @@
 #include "Data/Models/TranscriptionRecord.h"
 #include "Data/Repository/RecordQuery.h"
 #include "Data/Repository/RecordSummary.h"
-#include "Data/StoreError.h"
+#include "Data/Storage/StoreError.h"
 
 #include <QList>
 #include <QObject>

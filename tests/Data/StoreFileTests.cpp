@@ -1,5 +1,5 @@
-#include "Data/Database.h"
-#include "Data/SQLiteHelper.h"
+#include "Data/Storage/Database.h"
+#include "Data/Storage/SQLiteHelper.h"
 #include "StoreFixture.h"
 
 #include <sys/stat.h>

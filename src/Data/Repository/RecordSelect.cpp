@@ -1,9 +1,9 @@
 #include "Data/Repository/RecordSelect.h"
 
 #include "Data/Models/RecordStatus.h"
-#include "Data/Repository/SearchFunctions.h"
-#include "Data/Repository/SearchWords.h"
 #include "Data/Repository/StoredValue.h"
+#include "Data/Search/SearchFunctions.h"
+#include "Data/Search/SearchWords.h"
 
 namespace quillo {
 

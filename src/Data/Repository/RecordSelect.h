@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Data/Database.h"
 #include "Data/Repository/RecordQuery.h"
+#include "Data/Storage/Database.h"
 
 #include <functional>
 #include <vector>

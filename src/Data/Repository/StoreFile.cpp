@@ -2,7 +2,7 @@
 
 #include "Core/Log.h"
 #include "Data/Repository/StoreSchema.h"
-#include "Data/SQLiteHelper.h"
+#include "Data/Storage/SQLiteHelper.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Data/Database.h"
-#include "Data/StoreError.h"
+#include "Data/Storage/Database.h"
+#include "Data/Storage/StoreError.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Data/Database.h"
+#include "Data/Storage/Database.h"
 
 namespace quillo::storeSchema {
 

@@ -21,7 +21,7 @@ bool isSuccess(const AuthHTTPAnswer& answer) { return answer.status >= 200 && an
 
 } // namespace
 
-Task<> AuthService::Session::applyWebTokens(Self session, QString accessToken, QString refreshToken) {
+Task<> AuthSession::applyWebTokens(Self session, QString accessToken, QString refreshToken) {
     const auto failed = [](const AuthError& error) {
         authLog(QStringLiteral("applyWebTokens: failed — ") % QString::fromUtf8(error.what()), LogLevel::error);
         return error;
@@ -53,7 +53,7 @@ Task<> AuthService::Session::applyWebTokens(Self session, QString accessToken, Q
     authLog(QStringLiteral("applyWebTokens: success, user=") % response.user.id);
 }
 
-Task<> AuthService::Session::syncDevice(Self session) {
+Task<> AuthSession::syncDevice(Self session) {
     const auto token = session->config.tokenStorage->accessToken();
     if (!token || token->isEmpty()) {
         authLog(QStringLiteral("Device info sync failed: Not authenticated"), LogLevel::warn);
@@ -70,7 +70,7 @@ Task<> AuthService::Session::syncDevice(Self session) {
         authLog(QStringLiteral("Device info sync failed: ") % answer.description(), LogLevel::warn);
 }
 
-Task<> AuthService::Session::deleteAccount(Self session) {
+Task<> AuthSession::deleteAccount(Self session) {
     const auto failed = [](AuthError::Kind kind, const QString& reason) {
         authLog(QStringLiteral("Delete account failed: ") % reason, LogLevel::error);
         return AuthError(kind, AuthError::Code::deletionFailed, QStringLiteral("Failed to delete account"));

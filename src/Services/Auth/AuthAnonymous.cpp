@@ -13,7 +13,7 @@ AuthError anonymousFailed(AuthError::Kind kind, const QString& reason) {
 
 } // namespace
 
-Task<> AuthService::Session::requestAnonymous(Self session) {
+Task<> AuthSession::requestAnonymous(Self session) {
     authLog(QStringLiteral("Creating anonymous session"));
     const Loading loading(session);
     const auto generation = session->generation;

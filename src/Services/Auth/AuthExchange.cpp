@@ -16,8 +16,8 @@ QByteArray exchangeBody(const QString& code, const QString& verifier) {
     json["grant_type"] = "authorization_code";
     json["code"] = code.toStdString();
     json["code_verifier"] = verifier.toStdString();
-    json["redirect_uri"] = AuthService::redirectURI.toStdString();
-    json["client_id"] = AuthService::clientId.toStdString();
+    json["redirect_uri"] = AuthConfig::redirectURI.toStdString();
+    json["client_id"] = AuthConfig::clientId.toStdString();
     return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
@@ -37,7 +37,7 @@ AuthError missingVerifier() {
 
 } // namespace
 
-Task<> AuthService::Session::exchange(Self session, QString code) {
+Task<> AuthSession::exchange(Self session, QString code) {
     const auto answered = session->flow;
     if (!answered || answered->hasCallback)
         throw missingVerifier();
@@ -54,7 +54,7 @@ Task<> AuthService::Session::exchange(Self session, QString code) {
         throw AuthError(*failure);
 }
 
-Task<> AuthService::Session::finish(Self session, std::shared_ptr<Flow> answered, QString code) {
+Task<> AuthSession::finish(Self session, std::shared_ptr<Flow> answered, QString code) {
     std::optional<AuthError> failure;
     try {
         co_await requestTokens(session, answered, std::move(code));
@@ -65,7 +65,7 @@ Task<> AuthService::Session::finish(Self session, std::shared_ptr<Flow> answered
         session->endFlow(failure);
 }
 
-Task<QString> AuthService::Session::mergeToken(Self session, std::shared_ptr<Flow> answered) {
+Task<QString> AuthSession::mergeToken(Self session, std::shared_ptr<Flow> answered) {
     const auto isOurs = [&] {
         return !answered->anonymousUserId.isEmpty() && session->user && session->user->isAnonymous &&
                session->user->id == answered->anonymousUserId;
@@ -85,7 +85,7 @@ Task<QString> AuthService::Session::mergeToken(Self session, std::shared_ptr<Flo
     co_return session->config.tokenStorage->accessToken().value_or(QString());
 }
 
-Task<> AuthService::Session::requestTokens(Self session, std::shared_ptr<Flow> answered, QString code) {
+Task<> AuthSession::requestTokens(Self session, std::shared_ptr<Flow> answered, QString code) {
     authLog(QStringLiteral("Exchanging authorization code for tokens..."));
     const auto verifier = std::exchange(answered->pkce.codeVerifier, {});
     if (verifier.isEmpty())

@@ -25,14 +25,14 @@ bool isLoopback(const QUrl& url) {
 
 } // namespace
 
-QUrl AuthService::Session::authorizationURL(const QString& page, const Flow& waiting) const {
+QUrl AuthSession::authorizationURL(const QString& page, const Flow& waiting) const {
     auto url = config.browserAuthBaseURL.isEmpty() ? config.authBaseURL : config.browserAuthBaseURL;
     const bool isSafe = url.scheme() == u"https" || (url.scheme() == u"http" && isLoopback(url));
     if (!url.isValid() || url.host().isEmpty() || !isSafe)
         return {};
     std::vector<std::pair<QString, QString>> items{
-        {QStringLiteral("client_id"), clientId},
-        {QStringLiteral("redirect_uri"), redirectURI},
+        {QStringLiteral("client_id"), AuthConfig::clientId},
+        {QStringLiteral("redirect_uri"), AuthConfig::redirectURI},
         {QStringLiteral("response_type"), QStringLiteral("code")},
         {QStringLiteral("code_challenge"), waiting.pkce.codeChallenge},
         {QStringLiteral("code_challenge_method"), PKCE::name(PKCE::ChallengeMethod::S256)},
@@ -48,7 +48,7 @@ QUrl AuthService::Session::authorizationURL(const QString& page, const Flow& wai
     return url;
 }
 
-Task<> AuthService::Session::signIn(Self session, QString page) {
+Task<> AuthSession::signIn(Self session, QString page) {
     // The browser page of an earlier sign-in may be lost, so a new request replaces it.
     session->endFlow(authFailure::cancelled());
     const Loading loading(session);
@@ -91,7 +91,7 @@ Task<> AuthService::Session::signIn(Self session, QString page) {
         throw AuthError(*outcome->error);
 }
 
-void AuthService::Session::endFlow(const std::optional<AuthError>& error) {
+void AuthSession::endFlow(const std::optional<AuthError>& error) {
     const auto ended = std::exchange(flow, nullptr);
     if (!ended)
         return;
@@ -102,7 +102,7 @@ void AuthService::Session::endFlow(const std::optional<AuthError>& error) {
     ended->ended.finish();
 }
 
-std::optional<AuthError> AuthService::Session::handleCallback(const QUrl& url) {
+std::optional<AuthError> AuthSession::handleCallback(const QUrl& url) {
     authLog(QStringLiteral("Received callback URL: ") % callbackURL::redacted(url));
     const auto answer = callbackURL::parse(url);
     if (!answer) {
@@ -142,7 +142,7 @@ std::optional<AuthError> AuthService::Session::handleCallback(const QUrl& url) {
     return std::nullopt;
 }
 
-void AuthService::Session::setupCallbackObserver() {
+void AuthSession::setupCallbackObserver() {
     removeCallbackObserver();
     callbackObserver =
         QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted, &NotificationCenter::shared(),
@@ -155,6 +155,6 @@ void AuthService::Session::setupCallbackObserver() {
     authLog(QStringLiteral("Callback observer setup for URL scheme"));
 }
 
-void AuthService::Session::removeCallbackObserver() { QObject::disconnect(callbackObserver); }
+void AuthSession::removeCallbackObserver() { QObject::disconnect(callbackObserver); }
 
 } // namespace quillo

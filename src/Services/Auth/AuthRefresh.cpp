@@ -13,13 +13,13 @@ QByteArray refreshBody(const QString& refreshToken) {
     nlohmann::ordered_json json;
     json["grant_type"] = "refresh_token";
     json["refresh_token"] = refreshToken.toStdString();
-    json["client_id"] = AuthService::clientId.toStdString();
+    json["client_id"] = AuthConfig::clientId.toStdString();
     return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 } // namespace
 
-Task<> AuthService::Session::requestRefresh(Self session) {
+Task<> AuthSession::requestRefresh(Self session) {
     // A refresh token works only once, so concurrent callers must share this request.
     authLog(QStringLiteral("Attempting to refresh access token"));
     const auto refreshToken = session->config.tokenStorage->refreshToken();

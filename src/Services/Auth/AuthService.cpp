@@ -24,7 +24,7 @@ std::optional<AuthUser> storedUser(const TokenStorageProtocol& storage) {
 } // namespace
 
 AuthService::AuthService(Config config, Clock& clock)
-    : m_session(std::make_shared<Session>(std::move(config), clock)) {}
+    : m_session(std::make_shared<AuthSession>(std::move(config), clock)) {}
 
 AuthService::~AuthService() {
     // Ignore answers that still arrive, and do not notify observers.
@@ -35,20 +35,20 @@ AuthService::~AuthService() {
     m_session->removeCallbackObserver();
 }
 
-Task<bool> AuthService::checkExistingSession() { return Session::restore(m_session); }
+Task<bool> AuthService::checkExistingSession() { return AuthSession::restore(m_session); }
 
-Task<> AuthService::createAnonymousSession() { return Session::makeAnonymous(m_session); }
+Task<> AuthService::createAnonymousSession() { return AuthSession::makeAnonymous(m_session); }
 
-Task<> AuthService::refreshAccessToken() { return Session::refreshNow(m_session); }
+Task<> AuthService::refreshAccessToken() { return AuthSession::refreshNow(m_session); }
 
 Task<> AuthService::startLogin() {
     authLog(QStringLiteral("Starting login flow"));
-    return Session::signIn(m_session, QStringLiteral("/login"));
+    return AuthSession::signIn(m_session, QStringLiteral("/login"));
 }
 
 Task<> AuthService::startRegistration() {
     authLog(QStringLiteral("Starting registration flow"));
-    return Session::signIn(m_session, QStringLiteral("/register"));
+    return AuthSession::signIn(m_session, QStringLiteral("/register"));
 }
 
 Task<> AuthService::startLoginViaBrowser() { return startLogin(); }
@@ -61,15 +61,15 @@ void AuthService::setupCallbackObserver() { m_session->setupCallbackObserver(); 
 
 void AuthService::removeCallbackObserver() { m_session->removeCallbackObserver(); }
 
-Task<> AuthService::exchangeCodeForTokens(QString code) { return Session::exchange(m_session, std::move(code)); }
+Task<> AuthService::exchangeCodeForTokens(QString code) { return AuthSession::exchange(m_session, std::move(code)); }
 
 Task<> AuthService::applyWebTokens(QString accessToken, QString refreshToken) {
-    return Session::applyWebTokens(m_session, std::move(accessToken), std::move(refreshToken));
+    return AuthSession::applyWebTokens(m_session, std::move(accessToken), std::move(refreshToken));
 }
 
-Task<> AuthService::syncDeviceInfo() { return Session::syncDevice(m_session); }
+Task<> AuthService::syncDeviceInfo() { return AuthSession::syncDevice(m_session); }
 
-Task<> AuthService::deleteAccount() { return Session::deleteAccount(m_session); }
+Task<> AuthService::deleteAccount() { return AuthSession::deleteAccount(m_session); }
 
 bool AuthService::isAuthenticated() const { return m_session->isAuthenticated; }
 
@@ -96,30 +96,30 @@ void AuthService::logout() {
     authLog(QStringLiteral("User logged out successfully"));
 }
 
-Task<bool> AuthService::Session::restore(Self session) {
-    co_await share(session, &Session::restoring, lookForSession);
+Task<bool> AuthSession::restore(Self session) {
+    co_await share(session, &AuthSession::restoring, lookForSession);
     co_return session->isAuthenticated;
 }
 
-Task<bool> AuthService::Session::settle(Self session) {
+Task<bool> AuthSession::settle(Self session) {
     if (session->isSettled)
         co_return false;
-    co_await share(session, &Session::restoring, lookForSession);
+    co_await share(session, &AuthSession::restoring, lookForSession);
     co_return session->isAuthenticated;
 }
 
-Task<> AuthService::Session::makeAnonymous(Self session) {
+Task<> AuthSession::makeAnonymous(Self session) {
     if (!co_await settle(session))
-        co_await share(session, &Session::creatingAnonymous, requestAnonymous);
+        co_await share(session, &AuthSession::creatingAnonymous, requestAnonymous);
 }
 
-Task<> AuthService::Session::refreshNow(Self session) {
+Task<> AuthSession::refreshNow(Self session) {
     // Restoring the session has already refreshed its token if needed.
     if (!co_await settle(session) || session->isTokenExpired())
         co_await refresh(session);
 }
 
-Task<> AuthService::Session::lookForSession(Self session) {
+Task<> AuthSession::lookForSession(Self session) {
     authLog(QStringLiteral("Checking for existing session"));
     const Loading loading(session);
     const auto& storage = *session->config.tokenStorage;
@@ -151,7 +151,7 @@ Task<> AuthService::Session::lookForSession(Self session) {
         co_await refreshRestored(session, generation);
 }
 
-Task<> AuthService::Session::refreshRestored(Self session, uint64_t of) {
+Task<> AuthSession::refreshRestored(Self session, uint64_t of) {
     authLog(QStringLiteral("Access token expired, attempting refresh"));
     try {
         co_await refresh(session);

@@ -1,10 +1,8 @@
 #pragma once
 
 #include "Concurrency/Clock.h"
-#include "Services/Auth/AuthHTTP.h"
+#include "Services/Auth/AuthConfig.h"
 #include "Services/Auth/AuthServiceProtocol.h"
-#include "Services/Auth/DeviceIdentity.h"
-#include "Services/Auth/TokenStorageProtocol.h"
 
 #include <QUrl>
 
@@ -13,6 +11,8 @@
 
 namespace quillo {
 
+struct AuthSession;
+
 /// Signs the user in through the browser (authorization code with PKCE: RFC 6749, RFC 7636, RFC 8252), and restores,
 /// creates, refreshes and ends the session at the account server. Main thread.
 ///
@@ -20,27 +20,7 @@ namespace quillo {
 /// `notification::authUserDidChange` when the user changes and at every sign-in.
 class AuthService final : public AuthServiceProtocol {
 public:
-    /// The word by which the account servers know the desktop program; see docs/compatibility.md.
-    static inline const QString clientId = QStringLiteral("quillo-speech-macos");
-    /// The address to which the server's page sends the browser with the code; the desktop passes it to the
-    /// application.
-    static inline const QString redirectURI = QStringLiteral("quillo://auth/callback");
-
-    struct Config {
-        QUrl authBaseURL;
-        QUrl apiBaseURL;
-        std::shared_ptr<TokenStorageProtocol> tokenStorage;
-        AuthHTTP::Prepare prepareRequest;    ///< sets the authorities that a request trusts
-        std::function<Task<>()> loadStorage; ///< awaited before the session is restored; may be empty
-        DeviceIdentity device{};
-        QString clientVersion;
-        std::chrono::milliseconds requestTimeout{30000};
-        /// Opens a page in the user's browser; false when there is no browser. Required for signing in.
-        std::function<bool(const QUrl&)> openBrowser{};
-        /// The address of the pages for the browser, if it differs from `authBaseURL`. On loopback it is plain http,
-        /// because no browser trusts the authority that a local server created. Other hosts must use https.
-        QUrl browserAuthBaseURL{};
-    };
+    using Config = AuthConfig;
 
     /// `clock` must outlive the service.
     AuthService(Config config, Clock& clock);
@@ -57,7 +37,7 @@ public:
     void logout() override;
     Task<> deleteAccount() override;
 
-    /// Takes any URL with the scheme of `redirectURI`. Passes an answer to the waiting sign-in, which a bad answer ends
+    /// Takes any URL with the scheme of `AuthConfig::redirectURI`. Passes an answer to the waiting sign-in, which a bad answer ends
     /// with an error. Returns why a URL was refused, for the log or a test only: a page in a browser can send any
     /// number of them, so they are not shown to the user.
     std::optional<AuthError> handleCallback(const QUrl& url);
@@ -80,8 +60,7 @@ public:
     [[nodiscard]] Observation observe(std::function<void()> changed) override;
 
 private:
-    struct Session;
-    std::shared_ptr<Session> m_session;
+    std::shared_ptr<AuthSession> m_session;
 };
 
 } // namespace quillo

@@ -14,33 +14,33 @@ void authLog(const QString& message, LogLevel level, std::source_location where)
     appLog(message, level, QStringLiteral("Auth"), where);
 }
 
-AuthService::Session::Session(Config settings, Clock& time)
+AuthSession::AuthSession(AuthConfig settings, Clock& time)
     : config(std::move(settings)), clock(time), http(config.prepareRequest),
       tasks([](const QString& name, const QString& error) { authLog(name % u": " % error, LogLevel::error); }) {}
 
-AuthService::Session::Loading::Loading(Self session) : m_session(std::move(session)) {
+AuthSession::Loading::Loading(Self session) : m_session(std::move(session)) {
     if (++m_session->loading == 1)
         m_session->changed();
 }
 
-AuthService::Session::Loading::~Loading() {
+AuthSession::Loading::~Loading() {
     if (--m_session->loading == 0)
         m_session->changed();
 }
 
-QUrl AuthService::Session::authURL(const QString& path) const {
+QUrl AuthSession::authURL(const QString& path) const {
     auto url = config.authBaseURL;
     url.setPath(url.path() + path);
     return url;
 }
 
-QUrl AuthService::Session::apiURL(const QString& path) const {
+QUrl AuthSession::apiURL(const QString& path) const {
     auto url = config.apiBaseURL;
     url.setPath(url.path() + path);
     return url;
 }
 
-void AuthService::Session::changed() {
+void AuthSession::changed() {
     // An observer may remove another one.
     for (auto next = observers.begin(); next != observers.end();) {
         const auto id = next->first;
@@ -50,7 +50,7 @@ void AuthService::Session::changed() {
     }
 }
 
-void AuthService::Session::setUser(const std::optional<AuthUser>& other) {
+void AuthSession::setUser(const std::optional<AuthUser>& other) {
     const bool isSame = user == other && isAuthenticated == other.has_value();
     const bool isAnother = user != other;
     isAuthenticated = other.has_value();
@@ -61,20 +61,20 @@ void AuthService::Session::setUser(const std::optional<AuthUser>& other) {
         NotificationCenter::shared().post(notification::authUserDidChange);
 }
 
-void AuthService::Session::beginAnother() {
+void AuthSession::beginAnother() {
     ++generation;
     isExpired = false;
     refreshing.reset();
     creatingAnonymous.reset();
 }
 
-void AuthService::Session::expire() {
+void AuthSession::expire() {
     // An anonymous session contains nothing that signing in again could restore.
     if (user && !user->isAnonymous && !std::exchange(isExpired, true))
         changed();
 }
 
-void AuthService::Session::adopt(const AuthResponse& response) {
+void AuthSession::adopt(const AuthResponse& response) {
     beginAnother();
     storeTokens(response.tokens);
     config.tokenStorage->setUserData(authCoding::encode(response.user));
@@ -90,7 +90,7 @@ void AuthService::Session::adopt(const AuthResponse& response) {
               [session = shared_from_this()](std::stop_token) { return syncDevice(session); });
 }
 
-void AuthService::Session::storeTokens(const AuthTokens& tokens) const {
+void AuthSession::storeTokens(const AuthTokens& tokens) const {
     config.tokenStorage->setAccessToken(tokens.accessToken);
     config.tokenStorage->setRefreshToken(tokens.refreshToken);
     // If the server gave no lifetime, only a refusal shows that the token has expired.
@@ -98,12 +98,12 @@ void AuthService::Session::storeTokens(const AuthTokens& tokens) const {
         tokens.expiresIn >= 0 ? std::optional(clock.wallTime().addSecs(tokens.expiresIn)) : std::nullopt);
 }
 
-bool AuthService::Session::isTokenExpired() const {
+bool AuthSession::isTokenExpired() const {
     const auto expiry = config.tokenStorage->accessTokenExpiresAt();
     return expiry && *expiry <= clock.wallTime();
 }
 
-void AuthService::Session::end() {
+void AuthSession::end() {
     beginAnother();
     endFlow(authFailure::cancelled());
     config.tokenStorage->clear();
@@ -111,7 +111,7 @@ void AuthService::Session::end() {
     setUser(std::nullopt);
 }
 
-QString AuthService::Session::deviceId() const {
+QString AuthSession::deviceId() const {
     // The id opens an anonymous session, so log only its beginning.
     const auto shown = [](const QString& id) -> QString { return id.left(8) % QStringLiteral("…"); };
     if (const auto stored = config.tokenStorage->deviceId();
@@ -131,7 +131,7 @@ QString AuthService::Session::deviceId() const {
     return made;
 }
 
-QByteArray AuthService::Session::deviceRecord() const {
+QByteArray AuthSession::deviceRecord() const {
     const auto id = deviceId();
     nlohmann::ordered_json json;
     json["device_id"] = id.toStdString();
@@ -143,7 +143,7 @@ QByteArray AuthService::Session::deviceRecord() const {
     return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-Task<> AuthService::Session::share(Self session, Shared Session::*slot, Task<> (*request)(Self)) {
+Task<> AuthSession::share(Self session, Shared AuthSession::*slot, Task<> (*request)(Self)) {
     if (const auto running = (*session).*slot) {
         auto [outcomes, sink] = AsyncStream<Outcome>::make(EventExecutor::main());
         running->waiting.push_back(sink);

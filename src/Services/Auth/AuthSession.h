@@ -1,9 +1,11 @@
 #pragma once
 
 #include "Concurrency/AsyncStream.h"
+#include "Concurrency/Clock.h"
 #include "Concurrency/TaskRunner.h"
 #include "Core/Log.h"
-#include "Services/Auth/AuthService.h"
+#include "Services/Auth/AuthConfig.h"
+#include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Auth/AuthTokens.h"
 #include "Services/Auth/PKCE.h"
 
@@ -17,8 +19,8 @@ void authLog(const QString& message, LogLevel level = LogLevel::info,
              std::source_location where = std::source_location::current());
 
 /// The state of the service. Its coroutines hold it too, because one that waits for the server may outlive the service.
-struct AuthService::Session : std::enable_shared_from_this<Session> {
-    using Self = std::shared_ptr<Session>;
+struct AuthSession : std::enable_shared_from_this<AuthSession> {
+    using Self = std::shared_ptr<AuthSession>;
 
     /// The result of an operation for which several callers may wait.
     struct Outcome {
@@ -51,7 +53,7 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
         Self m_session;
     };
 
-    Config config;
+    AuthConfig config;
     Clock& clock;
     AuthHTTP http;
     TaskRunner tasks;
@@ -71,7 +73,7 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     std::map<uint64_t, std::function<void()>> observers;
     uint64_t nextObserver = 0;
 
-    Session(Config settings, Clock& time);
+    AuthSession(AuthConfig settings, Clock& time);
 
     // The state and its observers.
     void setUser(const std::optional<AuthUser>& changed);
@@ -110,10 +112,10 @@ struct AuthService::Session : std::enable_shared_from_this<Session> {
     static Task<> refreshNow(Self session);
     static Task<> refreshRestored(Self session, uint64_t of);
     /// Joins the request in `slot`, or starts it.
-    static Task<> share(Self session, Shared Session::*slot, Task<> (*request)(Self));
+    static Task<> share(Self session, Shared AuthSession::*slot, Task<> (*request)(Self));
     static Task<> requestRefresh(Self session);
     static Task<> requestAnonymous(Self session);
-    static Task<> refresh(Self session) { return share(std::move(session), &Session::refreshing, requestRefresh); }
+    static Task<> refresh(Self session) { return share(std::move(session), &AuthSession::refreshing, requestRefresh); }
 
     static Task<> signIn(Self session, QString page);
     /// Redeems the code and ends the flow with the result.

@@ -1,6 +1,6 @@
 #include "Services/Auth/CallbackURL.h"
 
-#include "Services/Auth/AuthService.h"
+#include "Services/Auth/AuthConfig.h"
 
 #include <QStringBuilder>
 #include <QUrlQuery>
@@ -23,7 +23,7 @@ QString plainText(QString text) {
 } // namespace
 
 std::optional<Answer> parse(const QUrl& url) {
-    const QUrl expected(AuthService::redirectURI);
+    const QUrl expected(AuthConfig::redirectURI);
     if (!url.isValid() || url.toEncoded().size() > longestURL ||
         url.adjusted(QUrl::RemoveQuery | QUrl::RemoveFragment) != expected)
         return std::nullopt;

@@ -35,8 +35,7 @@ void answer(const WebSocketServiceActor::ReplySink& sink, WebSocketReply reply) 
 
 } // namespace
 
-WebSocketServiceActor::WebSocketServiceActor(WebSocketService::Config config,
-                                             std::shared_ptr<WebSocketServiceState> state)
+WebSocketServiceActor::WebSocketServiceActor(WebSocketConfig config, std::shared_ptr<WebSocketServiceState> state)
     : m_config(std::move(config)), m_state(std::move(state)) {}
 
 void WebSocketServiceActor::connect(uint64_t connection, const QUrl& serverURL, const EventSink& events,

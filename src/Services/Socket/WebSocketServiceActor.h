@@ -2,8 +2,8 @@
 
 #include "Concurrency/AsyncStream.h"
 #include "Services/Protocol/ServerResponse.h"
+#include "Services/Socket/WebSocketConfig.h"
 #include "Services/Socket/WebSocketDelegate.h"
-#include "Services/Socket/WebSocketService.h"
 #include "Services/Socket/WebSocketServiceState.h"
 
 #include <QPointer>
@@ -34,7 +34,7 @@ public:
     using ReplySink = AsyncStream<WebSocketReply>::Sink;
     using EventSink = AsyncStream<ServerMessage>::Sink;
 
-    WebSocketServiceActor(WebSocketService::Config config, std::shared_ptr<WebSocketServiceState> state);
+    WebSocketServiceActor(WebSocketConfig config, std::shared_ptr<WebSocketServiceState> state);
 
     /// `connection` identifies this attempt in later calls. Events wait in `events` until they are read.
     void connect(uint64_t connection, const QUrl& serverURL, const EventSink& events, const ReplySink& reply);
@@ -74,7 +74,7 @@ private:
     void finishEvents();
     void leaveSocket(bool gracefully);
 
-    WebSocketService::Config m_config;
+    WebSocketConfig m_config;
     std::shared_ptr<WebSocketServiceState> m_state;
     uint64_t m_connection = 0;
     QWebSocket* m_socket = nullptr;

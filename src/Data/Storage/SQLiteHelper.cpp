@@ -1,4 +1,4 @@
-#include "Data/SQLiteHelper.h"
+#include "Data/Storage/SQLiteHelper.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
-#include "Data/Database.h"
+#include "Data/Storage/Database.h"
 
-#include "Data/Repository/SearchFunctions.h"
+#include "Data/Search/SearchFunctions.h"
 
 #include <QFile>
 

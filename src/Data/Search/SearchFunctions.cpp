@@ -1,7 +1,7 @@
-#include "Data/Repository/SearchFunctions.h"
+#include "Data/Search/SearchFunctions.h"
 
 #include "Data/Models/TranscriptionRecord.h"
-#include "Data/Repository/SearchWords.h"
+#include "Data/Search/SearchWords.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "Data/Repository/SearchWords.h"
+#include "Data/Search/SearchWords.h"
 
 #include <QChar>
 #include <QSet>

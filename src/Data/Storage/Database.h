@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Data/StoreError.h"
+#include "Data/Storage/StoreError.h"
 
 #include <QByteArray>
 #include <QString>
