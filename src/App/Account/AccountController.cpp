@@ -1,5 +1,8 @@
 #include "App/Account/AccountController.h"
 
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Localization/LocalizationManager.h"
+
 namespace quillo {
 
 AccountController::AccountController(AuthServiceProtocol& auth, TaskRunner& tasks, std::function<void()> changed,
@@ -38,7 +41,7 @@ void AccountController::run(std::function<Task<>(AuthServiceProtocol&)> attempt,
             succeeded = true;
         } catch (const AuthError& error) {
             if (!error.isCancellation())
-                m_failure = QString::fromUtf8(error.what());
+                m_failure = LocalizationManager::shared().t(errorTexts::of(error));
         }
         --m_attempts;
         m_changed();
@@ -55,7 +58,7 @@ void AccountController::continueAnonymously() {
         try {
             co_await m_auth.createAnonymousSession();
         } catch (const AuthError& error) {
-            m_failure = QString::fromUtf8(error.what());
+            m_failure = LocalizationManager::shared().t(errorTexts::of(error));
         }
         m_changed();
     });

@@ -5,6 +5,8 @@
 #include "App/System/ServiceContainer.h"
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryActions.h"
 
 namespace quillo {
@@ -40,7 +42,7 @@ void ApplicationCommands::insertAgain() {
             else if (!last.isEmpty())
                 co_await injection.inject(last, settings.insertionMode(), settings.restoreClipboard());
         } catch (const TextInjectionError& error) {
-            failure = QString::fromUtf8(error.what());
+            failure = LocalizationManager::shared().t(errorTexts::of(error.code()));
         }
         if (!failure.isEmpty())
             m_parts.store.send(action::ShowHint{failure});

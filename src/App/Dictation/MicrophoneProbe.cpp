@@ -1,5 +1,8 @@
 #include "App/Dictation/MicrophoneProbe.h"
 
+#include "Features/ErrorTexts/ErrorTexts.h"
+#include "Localization/LocalizationManager.h"
+
 namespace quillo {
 
 void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
@@ -15,7 +18,7 @@ void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
                                           if (!stop.stop_requested())
                                               onLevel(chunk->level);
                                   } catch (const AudioServiceError& error) {
-                                      failure = QString::fromUtf8(error.what());
+                                      failure = LocalizationManager::shared().t(errorTexts::of(error));
                                   }
                                   if (!failure.isEmpty() && !stop.stop_requested())
                                       onFailure(failure);

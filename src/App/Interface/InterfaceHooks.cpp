@@ -4,6 +4,7 @@
 #include "Core/SupportedLanguages.h"
 #include "Localization/LocalizationManager.h"
 #include "Services/Hotkeys/HotkeyConfig.h"
+#include "Services/Settings/KeyNames.h"
 
 namespace quillo {
 
@@ -48,7 +49,8 @@ void addPill(UserInterfaceHooks& hooks, UserSettings& settings) {
 
 void addWelcome(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
     hooks.hotkeyName = [parts] {
-        return parts.services.hotkeyService->isRunning() ? HotkeyConfig::fromSettings(parts.settings).displayString()
+        const auto hotkeys = HotkeyConfig::fromSettings(parts.settings);
+        return parts.services.hotkeyService->isRunning() ? keyNames::of({hotkeys.keyCode, hotkeys.modifiers})
                                                          : QString();
     };
     hooks.hotkeySteps = [] { return hotkeySetup::guide(); };

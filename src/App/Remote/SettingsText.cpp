@@ -7,11 +7,11 @@ QString get(const UserSettings& settings, const QString& key) {
 }
 
 void set(UserSettings& settings, const QString& key, const QString& value) {
-    const auto parsed = parseSettingValue(settingForKey(key), value);
-    if (key == QStringLiteral("primaryLanguage"))
-        settings.chooseLanguages(parsed.toString(), settings.secondaryLanguage());
-    else
-        settings.setValue(key, parsed);
+    for (const auto& [name, parsed] : parseSettingInput(settingForKey(key), value))
+        if (name == QStringLiteral("primaryLanguage"))
+            settings.chooseLanguages(parsed.toString(), settings.secondaryLanguage());
+        else
+            settings.setValue(name, parsed);
 }
 
 QString list(const UserSettings& settings) {

@@ -4,7 +4,9 @@
 
 namespace quillo {
 
-AccountModel::AccountModel(Commands& commands) : m_commands(commands), m_state(commands.account()) {}
+AccountModel::AccountModel(Commands& commands) : m_commands(commands), m_state(commands.account()) {
+    Texts::follow(this, [this] { Q_EMIT changed(); });
+}
 
 QString AccountModel::phase() const {
     if (m_state.isBusy)

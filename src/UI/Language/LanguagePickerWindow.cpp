@@ -1,11 +1,9 @@
 #include "UI/Language/LanguagePickerWindow.h"
 
-#include "UI/Foundation/Texts.h"
-
 namespace quillo {
 
 LanguagePickerWindow::LanguagePickerWindow(QmlEngineHost& host, const UserInterfaceHooks& hooks)
-    : DialogWindow(Texts::lookUp(QStringLiteral("languagePicker.title"))), m_hooks(hooks),
+    : DialogWindow(QStringLiteral("languagePicker.title")), m_hooks(hooks),
       m_languages(hooks.listLanguages ? hooks.listLanguages() : InterfaceChoices()) {
     fill(host, QStringLiteral("Language/LanguagePicker.qml"),
          {{QStringLiteral("languages"), &m_languages}, {QStringLiteral("picker"), this}});

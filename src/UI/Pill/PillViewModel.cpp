@@ -1,5 +1,7 @@
 #include "UI/Pill/PillViewModel.h"
 
+#include "UI/Foundation/Texts.h"
+
 namespace quillo {
 
 PillViewModel::PillViewModel(RecordingStore& store, Clock& clock, Translate translate, std::function<bool()> enabled)
@@ -7,6 +9,7 @@ PillViewModel::PillViewModel(RecordingStore& store, Clock& clock, Translate tran
     m_observation = m_store.observeLater(
         [this](const RecordingState& before, const RecordingState& after) { stateChanged(before, after); });
     stateChanged(RecordingState(), m_store.state());
+    Texts::follow(this, [this] { present(m_store.state()); });
 }
 
 PillViewModel::~PillViewModel() = default;

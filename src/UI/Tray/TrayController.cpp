@@ -1,6 +1,7 @@
 #include "UI/Tray/TrayController.h"
 
 #include "Core/Log.h"
+#include "UI/Foundation/Texts.h"
 #include "UI/Tray/TrayDialogs.h"
 #include "UI/Tray/TrayIcons.h"
 
@@ -13,6 +14,8 @@ namespace {
 
 /// Long device names would make the menu as wide as the screen.
 constexpr qsizetype longestEntry = 60;
+/// The property of an entry that holds the key of its text.
+constexpr const char* textKey = "textKey";
 
 QString entryText(QString text) {
     if (text.size() > longestEntry)
@@ -31,6 +34,7 @@ TrayController::TrayController(RecordingStore& store, Commands& commands, const 
     present(m_store.state());
     m_observation =
         m_store.observeLater([this](const RecordingState&, const RecordingState& after) { present(after); });
+    Texts::follow(this, [this] { translateAgain(); });
     connect(m_host.get(), &TrayHost::available, this, [this] { showIcon(); });
     connect(m_host.get(), &TrayHost::unavailable, this, [] {
         appLog(QStringLiteral("[Tray] ⚠️ No host for tray icons on this desktop; the application runs without its icon "
@@ -44,7 +48,23 @@ TrayController::~TrayController() = default;
 void TrayController::start() { m_host->watch(); }
 
 QAction* TrayController::addEntry(const QString& key, std::function<void()> perform) {
-    return m_menu.addAction(m_translate(key), this, [perform = std::move(perform)] { perform(); });
+    auto* const entry = m_menu.addAction(m_translate(key), this, [perform = std::move(perform)] { perform(); });
+    entry->setProperty(textKey, key);
+    return entry;
+}
+
+QMenu* TrayController::addSubmenu(const QString& key) {
+    auto* const submenu = m_menu.addMenu(m_translate(key));
+    submenu->menuAction()->setProperty(textKey, key);
+    return submenu;
+}
+
+void TrayController::translateAgain() {
+    for (auto* entry : m_menu.actions())
+        if (const auto key = entry->property(textKey).toString(); !key.isEmpty())
+            entry->setText(m_translate(key));
+    presentAccount();
+    present(m_store.state());
 }
 
 void TrayController::build() {
@@ -54,13 +74,13 @@ void TrayController::build() {
     m_insertAgain = addEntry(QStringLiteral("tray.pasteAgain"), [this] { m_commands.insertAgain(); });
     m_menu.addSeparator();
     if (m_hooks.listMicrophones) {
-        m_microphones = m_menu.addMenu(m_translate(QStringLiteral("tray.microphone")));
+        m_microphones = addSubmenu(QStringLiteral("tray.microphone"));
         connect(m_microphones, &QMenu::aboutToShow, this, [this] { buildMicrophones(); });
         // Add an entry, because some panels do not show an empty menu and then never ask it to fill itself.
         m_microphones->addAction(m_translate(QStringLiteral("tray.systemDefaultMicrophone")))->setEnabled(false);
     }
     if (m_hooks.listLanguages) {
-        m_languages = m_menu.addMenu(m_translate(QStringLiteral("tray.language")));
+        m_languages = addSubmenu(QStringLiteral("tray.language"));
         connect(m_languages, &QMenu::aboutToShow, this, [this] { buildLanguages(); });
         m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
     }

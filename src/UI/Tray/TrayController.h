@@ -40,6 +40,9 @@ private:
     void showIcon();
     void present(const RecordingState& state);
     void presentAccount();
+    QMenu* addSubmenu(const QString& key);
+    /// Takes all texts again, in the language that is the interface's now.
+    void translateAgain();
     QAction* addEntry(const QString& key, std::function<void()> perform);
     void addApplicationEntries();
 

@@ -1,14 +1,24 @@
 #include "UI/Welcome/HotkeyTrial.h"
 
+#include "UI/Foundation/Texts.h"
+
 #include <QPointer>
 
 namespace quillo {
 
 HotkeyTrial::HotkeyTrial(const UserInterfaceHooks& hooks, Clock& clock) : m_hooks(hooks), m_clock(clock) {
-    if (hooks.hotkeyName && hooks.observeHotkey)
-        m_name = hooks.hotkeyName();
-    if (m_name.isEmpty() && hooks.hotkeySteps)
-        m_steps = hooks.hotkeySteps().trimmed();
+    takeNames();
+    Texts::follow(this, [this] {
+        takeNames();
+        Q_EMIT namesChanged();
+    });
+}
+
+void HotkeyTrial::takeNames() {
+    if (m_hooks.hotkeyName && m_hooks.observeHotkey)
+        m_name = m_hooks.hotkeyName();
+    if (m_name.isEmpty() && m_hooks.hotkeySteps)
+        m_steps = m_hooks.hotkeySteps().trimmed();
 }
 
 HotkeyTrial::~HotkeyTrial() { end(); }

@@ -11,8 +11,8 @@ namespace quillo {
 /// While the trial runs, the hotkey does not start a dictation. Destroying the object ends the trial. Main thread only.
 class HotkeyTrial final : public QObject {
     Q_OBJECT
-    Q_PROPERTY(QString name READ name CONSTANT)
-    Q_PROPERTY(QString steps READ steps CONSTANT)
+    Q_PROPERTY(QString name READ name NOTIFY namesChanged)
+    Q_PROPERTY(QString steps READ steps NOTIFY namesChanged)
     Q_PROPERTY(bool down READ isDown NOTIFY changed)
     Q_PROPERTY(bool pressed READ hasPressed NOTIFY changed)
     Q_PROPERTY(bool released READ hasReleased NOTIFY changed)
@@ -40,8 +40,10 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void namesChanged();
 
 private:
+    void takeNames();
     void keyMoved(bool isDown);
 
     const UserInterfaceHooks& m_hooks;

@@ -6,7 +6,9 @@
 
 namespace quillo {
 
-MicrophoneTest::MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock) : m_hooks(hooks), m_clock(clock) {}
+MicrophoneTest::MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock) : m_hooks(hooks), m_clock(clock) {
+    Texts::follow(this, [this] { Q_EMIT choicesChanged(); });
+}
 
 MicrophoneTest::~MicrophoneTest() { end(); }
 

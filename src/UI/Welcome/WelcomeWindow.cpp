@@ -1,11 +1,9 @@
 #include "UI/Welcome/WelcomeWindow.h"
 
-#include "UI/Foundation/Texts.h"
-
 namespace quillo {
 
 WelcomeWindow::WelcomeWindow(QmlEngineHost& host, const UserInterfaceHooks& hooks, AccountModel& account, Clock& clock)
-    : DialogWindow(Texts::lookUp(QStringLiteral("welcome.title"))), m_viewModel(hooks, account, clock) {
+    : DialogWindow(QStringLiteral("welcome.title")), m_viewModel(hooks, account, clock) {
     fill(host, QStringLiteral("Welcome/Welcome.qml"),
          {{QStringLiteral("welcome"), &m_viewModel},
           {QStringLiteral("languages"), &m_viewModel.languages()},

@@ -1,6 +1,7 @@
 #include "UI/Window/DialogWindow.h"
 
 #include "UI/Foundation/ApplicationIcon.h"
+#include "UI/Foundation/Texts.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -16,8 +17,10 @@ constexpr QSize frame{12, 40};
 
 } // namespace
 
-DialogWindow::DialogWindow(const QString& title) {
-    setTitle(title);
+DialogWindow::DialogWindow(const QString& titleKey) {
+    const auto title = [this, titleKey] { setTitle(Texts::lookUp(titleKey)); };
+    title();
+    Texts::follow(this, title);
     setIcon(applicationIcon());
     setFlags(Qt::Dialog);
     setMinimumSize(smallest);

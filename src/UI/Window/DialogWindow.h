@@ -24,7 +24,8 @@ Q_SIGNALS:
     void dismissed();
 
 protected:
-    explicit DialogWindow(const QString& title);
+    /// `titleKey` is the key of the title's text.
+    explicit DialogWindow(const QString& titleKey);
     /// Called once, by the constructor of the derived class.
     void fill(QmlEngineHost& host, const QString& file, const std::vector<std::pair<QString, QObject*>>& names);
     /// Removes the item. A window that owns its models calls it first in its destructor.
