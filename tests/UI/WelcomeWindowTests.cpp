@@ -211,7 +211,9 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
                         EXPECT_FALSE(nameOf(&item).isEmpty()) << item.metaObject()->className();
                         ++named;
                     }
-                    EXPECT_FALSE(item.property("truncated").toBool()) << qPrintable(item.property("text").toString());
+                    // An item that is reused keeps the mark of an earlier text; no text is not cut off.
+                    if (const auto text = item.property("text").toString(); !text.isEmpty())
+                        EXPECT_FALSE(item.property("truncated").toBool()) << qPrintable(text);
                 });
                 EXPECT_GE(named, atLeast);
             };
