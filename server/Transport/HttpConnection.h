@@ -132,7 +132,7 @@ private:
                                                         std::unique_ptr<BodyReceiver> receiver) {
         auto& threads = receiver ? context().uploadWork : context().requestWork;
         if (receiver) // an upload is synchronised to the disk, which may take some time
-            m_state->control->expireAfter(options().answerTimeout);
+            m_state->control->expireAfter(options().answerTimeout + options().requestTimeout);
         Answer outcome =
             co_await runBlocking(threads, strand(), [&route, &exchange, held = std::move(receiver)]() mutable {
                 return Router::guard<Answer>(exchange.request,

@@ -130,7 +130,7 @@ private:
         if (bytes.empty())
             co_return std::nullopt;
         // Waiting for the disk does not count as slowness of the client.
-        m_state->control->expireAfter(options().answerTimeout);
+        m_state->control->expireAfter(options().answerTimeout + options().requestTimeout);
         co_return co_await runBlocking(m_state->context->uploadWork, m_state->control->strand(), [&] {
             return Router::guard<std::optional<HttpResponse>>(request, [&] { return receiver.receive(bytes); });
         });

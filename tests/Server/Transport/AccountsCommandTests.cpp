@@ -114,7 +114,7 @@ TEST_F(AccountsCommands, WhatIsWrongChangesNothingAndIsSaid) {
     const auto remove = QStringLiteral("delete");
     const auto nobody = QStringLiteral("nobody@example.org");
     const WrongCommand cases[] = {
-        {{}, {}, 2, "say list, reset-password EMAIL or delete EMAIL"},
+        {{}, {}, 2, "say list, add EMAIL, reset-password EMAIL or delete EMAIL"},
         {{QStringLiteral("nonsense")}, {}, 2, "say list"},
         {{QStringLiteral("list"), ann}, {}, 2, "takes nothing after it"},
         {{reset}, {}, 2, "give one e-mail address"},
