@@ -1,4 +1,4 @@
-#include "Data/Database.h"
+#include "Data/Storage/Database.h"
 #include "RecordingFixture.h"
 
 #include <QFileInfo>

@@ -25,7 +25,7 @@ public:
                .tokenStorage = storage,
                .prepareRequest = [&server](QNetworkRequest& request) { request.setSslConfiguration(server.trust()); },
                .loadStorage = {},
-               .device = DeviceIdentity(u"/nonexistent"_qs),
+               .device = DeviceIdentity({.machineIdPath = u"/nonexistent"_qs}),
                .clientVersion = u"1.2"_qs,
                .openBrowser =
                    [this](const QUrl& url) {

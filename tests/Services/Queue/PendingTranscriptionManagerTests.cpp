@@ -568,6 +568,7 @@ TEST_F(PendingTranscriptionManagerTest, TheVerdictIsKeptOnDiskWhenTheStoreRefuse
         answerWith(QStringLiteral("Hello there"));
         EXPECT_TRUE(manager->retranscribeRecording(audio, {}));
         EXPECT_EQ(stored(id).status, RecordStatus::completed);
+        manager.reset();
     }
 }
 

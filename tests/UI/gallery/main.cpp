@@ -8,6 +8,7 @@
 #include "UI/FakeApplication.h"
 #include "UI/Foundation/Texts.h"
 #include "UI/Pill/FloatingPill.h"
+#include "UI/Foundation/ApplicationIcon.h"
 #include "UI/Tray/TrayIcons.h"
 #include "UI/UserInterface.h"
 #include "WindowScenes.h"
