@@ -42,11 +42,13 @@ for action in $actions; do
         fail "the action $action is another one without D-Bus"
     grep -qx "$action" <<<"$commands" || fail "quillo does not know the action $action"
 done
+# Read whole: a grep that ends at its match would close the pipe on a program that still writes.
+options=$("$server" --help)
 for option in $(sed 's/Fl -/--/g' man/quillo-server.1 "$units"/*/quillo-server.service quillo-server.env | grep -o -e '--[a-z][a-z-]*' | sort -u); do
     case $option in
         --now | --user) continue ;; # of systemctl
     esac
-    "$server" --help | grep -q -e "^  $option\b" || fail "quillo-server has no option $option"
+    grep -q -e "^  $option\b" <<<"$options" || fail "quillo-server has no option $option"
 done
 for page in man/*.1; do
     man --warnings --encoding=UTF-8 --local-file "$page" 2>&1 >/dev/null | grep . && fail "$page"

@@ -398,10 +398,12 @@ TEST_F(PendingTranscriptionManagerTest, AnAbsentServerCostsNoAttemptAndIsAskedWi
         for (const auto& id : {first, second})
             EXPECT_EQ(stored(id).text, QStringLiteral("at last"));
 
-        const auto old = addPending(QStringLiteral("old"));
+        const auto old = addPending(QStringLiteral("old"), [&](RecordFields& record) {
+            record.createdAt = clock.wallTime().addDays(-7).addSecs(3600);
+        });
         client.onTranscribe = [&](const auto&) { return absence(); };
         start();
-        clock.advance(7 * 24h);
+        clock.advance(2h);
         EXPECT_EQ(stored(old).status, RecordStatus::transcriptionFailed) << "a week is the limit all the same";
         EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("old")).reason, pendingAudioFiles::expiredReason);
         for (const auto& id : {first, second, old})
