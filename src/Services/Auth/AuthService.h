@@ -37,9 +37,9 @@ public:
     void logout() override;
     Task<> deleteAccount() override;
 
-    /// Takes any URL with the scheme of `AuthConfig::redirectURI`. Passes an answer to the waiting sign-in, which a bad answer ends
-    /// with an error. Returns why a URL was refused, for the log or a test only: a page in a browser can send any
-    /// number of them, so they are not shown to the user.
+    /// Takes any URL with the scheme of `AuthConfig::redirectURI`. Passes an answer to the waiting sign-in, which a bad
+    /// answer ends with an error. Returns why a URL was refused, for the log or a test only: a page in a browser can
+    /// send any number of them, so they are not shown to the user.
     std::optional<AuthError> handleCallback(const QUrl& url);
     /// Passes the "url" of `notification::authCallback` to `handleCallback`. A waiting sign-in does this automatically.
     void setupCallbackObserver();

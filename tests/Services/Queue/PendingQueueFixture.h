@@ -2,8 +2,8 @@
 
 #include "Core/NotificationCenter.h"
 #include "Data/DataContainer.h"
-#include "Services/Recordings/RecordingsFolder.h"
 #include "Services/Queue/PendingTranscriptionManager.h"
+#include "Services/Recordings/RecordingsFolder.h"
 #include "Support/MockAuthService.h"
 #include "Support/MockTranscriptionFileClient.h"
 #include "Support/ScriptedNetworkMonitor.h"
