@@ -76,13 +76,13 @@ TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
     const auto deliver = [&](const QString& url) { desktop.session.quillo({url}); };
     for (const auto& test : {
              Case{"tampered state", [&] { deliver(QStringLiteral("quillo://auth/callback?code=abc&state=mine")); },
-                  "Security validation failed", 0},
+                  "did not belong to this sign-in", 0},
              Case{"no code",
                   [&] {
                       const auto state = QUrlQuery(desktop.browser->address()).queryItemValue(QStringLiteral("state"));
                       deliver(QStringLiteral("quillo://auth/callback?state=") + state);
                   },
-                  "No authorization code received", 0},
+                  "answer was incomplete", 0},
              Case{"a code for another challenge",
                   [&] {
                       auto page = desktop.browser->address();
@@ -96,7 +96,7 @@ TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
                           QStringLiteral("location.href.includes('E9Melhoa') && document.readyState === 'complete'")));
                       desktop.submitForm(false);
                   },
-                  "Token exchange failed with status: 400", 1},
+                  "did not complete the sign-in", 1},
              Case{"the page of a sign-in that another one took over",
                   [&] {
                       const auto lost = desktop.browser->address();
@@ -110,7 +110,7 @@ TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
                               .arg(state)));
                       desktop.submitForm(false);
                   },
-                  "Security validation failed", 0},
+                  "did not belong to this sign-in", 0},
              Case{"turned back on the page", [&] { desktop.browser->press(QStringLiteral("a[href^=\"quillo:\"]")); },
                   "", 0},
          }) {
