@@ -212,7 +212,7 @@ TEST(PocketSphinxRecogniser, KnowsEnglishOnly) {
         recogniser->open({{"de"}, false}, listener);
         ADD_FAILURE() << "German was accepted";
     } catch (const RecogniserUnavailable& error) {
-        EXPECT_THAT(error.what(), testing::AllOf(HasSubstr("\"de\""), HasSubstr("URL")));
+        EXPECT_THAT(error.what(), testing::AllOf(HasSubstr("\"de\""), HasSubstr("--recogniser-url")));
     }
 }
 
