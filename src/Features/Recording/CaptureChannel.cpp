@@ -77,7 +77,7 @@ void CaptureChannel::take(AudioChunk chunk) {
 
 /// Opens the device again; on failure returns false and the reason.
 Task<bool> CaptureChannel::restart(Handle channel, std::shared_ptr<QString> failure) {
-    ++channel->m_generation;
+    const int generation = ++channel->m_generation;
     channel->m_source.stopCapture();
     std::optional<AsyncStream<AudioChunk>> stream;
     try {
@@ -89,6 +89,9 @@ Task<bool> CaptureChannel::restart(Handle channel, std::shared_ptr<QString> fail
         channel->m_drained.set();
         co_return true;
     }
+    // A later restart began while the device opened; its stream counts, and this one has been stopped.
+    if (generation != channel->m_generation)
+        co_return true;
     if (!stream)
         co_return false;
     channel->read(std::move(*stream));

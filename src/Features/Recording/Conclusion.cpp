@@ -114,6 +114,8 @@ Task<Ending> concludeWithText(RunHandle run) {
     }
     recordingLog(QStringLiteral("📝 Text to inject: %1").arg(run->delivered.text));
     const auto outcome = co_await textDelivery::deliver(run);
+    if (run->isOver()) // cancelled or ended meanwhile, which has settled the archive
+        co_return ending;
     const auto how = run->delivered.how;
     if (outcome.failure) {
         ending.reason = QStringLiteral("failed(text_injection)");
@@ -133,9 +135,9 @@ Task<Ending> concludeWithText(RunHandle run) {
 
 void chooseText(RecordingRun& run) {
     const auto& link = run.server;
-    // When offline, the text was taken when the connection was lost. Without a turn, the connection's texts belong to
-    // another dictation.
-    if (link.isOffline || !link.turnAt)
+    // When offline, the text was taken when the connection was lost. Without a turn, or after it, the connection's
+    // texts belong to another dictation.
+    if (link.isOffline || !link.turnAt || link.isReleased)
         return;
     const auto chosen = link.earlier.joined(link.session->bestText(run.services.webSocket.texts()));
     run.delivered.text = chosen.text;

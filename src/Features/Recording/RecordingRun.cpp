@@ -89,8 +89,12 @@ void RecordingRun::endAfterFailure(const QString& error) {
         return;
     yield(action::RecordingFailed{RecordingError::Unknown{error}});
     finish(QStringLiteral("failed(unexpected)"));
-    if (archive)
-        archive->keepPending(QStringLiteral("unexpected_failure"));
+    if (!archive)
+        return;
+    ArchivedText text;
+    text.text = delivered.text;
+    text.originalText = delivered.originalText;
+    archive->keepPending(QStringLiteral("unexpected_failure"), text);
 }
 
 } // namespace quillo

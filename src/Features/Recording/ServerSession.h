@@ -26,6 +26,7 @@ struct ServerSession {
     bool isStarted = false;
     /// Set when the session has started, or never will.
     AsyncEvent decided;
+    bool isEndSent = false; ///< end_session has been handed to the connection
     /// Set when the result has arrived, or never will.
     AsyncEvent over;
     std::optional<server::SessionEnded> ended;

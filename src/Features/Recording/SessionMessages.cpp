@@ -67,6 +67,8 @@ public:
                 QStringLiteral("🔍 Language mismatch check: configured=%1 detected=%2")
                     .arg(event.languageMismatch->configuredLanguage, event.languageMismatch->detectedLanguage));
         if (run.stopping()) {
+            // The server ended it unasked: audio that was still on its way has no text.
+            run.server.isIncomplete = run.server.isIncomplete || !session().isEndSent;
             run.timing.sessionEndedReceivedAt = now();
             return;
         }
@@ -155,6 +157,7 @@ private:
         if (m_run->stopping()) {
             // The server has no session to end, so do not wait for its result.
             recordingLog(QStringLiteral("ℹ️ Ignoring server error during stopping: NO_SESSION"));
+            m_run->server.isIncomplete = m_run->server.isIncomplete || !session().ended;
             session().over.set();
             return;
         }
@@ -189,8 +192,11 @@ private:
 
 Task<> receive(RunHandle run, std::shared_ptr<AsyncStream<ServerMessage>> stream) {
     const Reaction react(run);
-    while (auto event = co_await stream->next(run->token()))
-        std::visit(react, *event);
+    while (auto event = co_await stream->next(run->token())) {
+        // The text is chosen by then, and the connection may be the next dictation's.
+        if (!run->server.isReleased)
+            std::visit(react, *event);
+    }
     if (!run->server.isReleased)
         serverLoss::goOffline(run, QStringLiteral("the events ended"));
     serverLoss::endWaits(*run);

@@ -45,7 +45,9 @@ void replace(const RunHandle& run) {
     link.barrenSessions = last->chunksSent == 0 ? link.barrenSessions + 1 : 0;
     // The text on which the last session was still working is lost.
     link.isIncomplete = link.isIncomplete || last->chunksSent > 0;
-    link.earlier = link.earlier.joined(last->bestText(run->services.webSocket.texts()));
+    // A session that never started has no text of its own: what arrives belongs to the one before, joined already.
+    if (last->isStarted)
+        link.earlier = link.earlier.joined(last->bestText(run->services.webSocket.texts()));
     run->services.webSocket.clearAllText();
     link.session = std::make_shared<ServerSession>();
     if (link.barrenSessions > maxBarrenSessions) {

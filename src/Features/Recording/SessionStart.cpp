@@ -146,6 +146,16 @@ void captureTarget(RecordingRun& run) {
     run.yield(action::TargetApplicationCaptured{run.targetApp->name});
 }
 
+/// Preparation only saves time, so its failure must not end the dictation.
+Task<> prepareInjection(RunHandle run) {
+    try {
+        co_await run->services.textInjection.prepareForInjection();
+    } catch (const std::exception& error) {
+        recordingLog(QStringLiteral("⚠️ Preparing the insertion failed: %1").arg(QString::fromUtf8(error.what())),
+                     LogLevel::warn);
+    }
+}
+
 /// Connects, reads the events and starts a session. On failure the recording continues on disk only.
 Task<> connect(RunHandle run) {
     const auto failure = co_await serverConnection::open(run);
@@ -217,8 +227,7 @@ Task<> start(RunHandle run) {
     run->services.metrics.track(QStringLiteral("audio_capture_started"));
     run->yield(action::AudioCaptureStarted{});
     recordingLog(QStringLiteral("📤 Starting audio streaming..."));
-    run->launch(QStringLiteral("prepare injection"),
-                [run] { return run->services.textInjection.prepareForInjection(); });
+    run->launch(QStringLiteral("prepare injection"), [run] { return prepareInjection(run); });
     run->launch(QStringLiteral("first chunk watchdog"),
                 [run] { return CaptureChannel::watchFirstChunk(run->microphone); });
     co_await connect(run);

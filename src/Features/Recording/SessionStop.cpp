@@ -119,6 +119,7 @@ Task<> waitForSessionEnded(RunHandle run) {
 }
 
 Task<> sendEnd(RunHandle run) {
+    run->server.session->isEndSent = true;
     try {
         co_await run->services.webSocket.endSession();
         recordingLog(QStringLiteral("✅ end_session sent to server"));

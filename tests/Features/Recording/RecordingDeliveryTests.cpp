@@ -116,16 +116,23 @@ TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTh
 }
 
 TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAndItsTextJoined) {
-    const std::vector<std::pair<const char*, std::function<void()>>> ends{
-        {"gone",
-         [&] {
-             webSocket.currentTexts.accumulatedText = QStringLiteral("first half");
-             for (int i = 0; i < 3; ++i)
-                 serverSays(server::Error{QStringLiteral("NO_SESSION"), QStringLiteral("gone")});
-         }},
-        {"ended unasked", [&] { endSession(QStringLiteral("first half")); }},
+    const auto gone = [&] {
+        webSocket.currentTexts.accumulatedText = QStringLiteral("first half");
+        for (int i = 0; i < 3; ++i)
+            serverSays(server::Error{QStringLiteral("NO_SESSION"), QStringLiteral("gone")});
     };
-    for (const auto& [name, end] : ends) {
+    const std::vector<std::tuple<const char*, std::function<void()>, size_t>> ends{
+        {"gone", gone, 2U},
+        {"ended unasked", [&] { endSession(QStringLiteral("first half")); }, 2U},
+        // Its result arrives after the request for the next one, which the server has refused for that reason.
+        {"gone, with a late result",
+         [&] {
+             gone();
+             endSession(QStringLiteral("first half"));
+         },
+         3U},
+    };
+    for (const auto& [name, end, requests] : ends) {
         SCOPED_TRACE(name);
         webSocket.sessions.clear();
         injection.calls.clear();
@@ -133,7 +140,7 @@ TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAnd
         const auto sent = webSocket.audio.size();
         end();
         EXPECT_TRUE(is<Status::Recording>()) << description();
-        EXPECT_EQ(webSocket.sessions.size(), 2U);
+        EXPECT_EQ(webSocket.sessions.size(), requests);
         speak(2);
         EXPECT_EQ(webSocket.audio.size(), sent) << "sent into a session that does not exist";
         startSession();
