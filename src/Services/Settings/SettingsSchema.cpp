@@ -256,6 +256,15 @@ std::vector<std::pair<QString, QVariant>> parseSettingInput(const Setting& setti
              parseNumber(setting, text, QStringLiteral("a key such as \"Right Ctrl\" or \"Ctrl+Alt+Space\", or"))}};
 }
 
+QString settingForStorage(const Setting& setting, const QVariant& value) {
+    if (setting.type == Type::boolean)
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    if (setting.type == Type::decisions)
+        return QString::fromUtf8(
+            QJsonDocument(QJsonObject::fromVariantMap(value.toMap())).toJson(QJsonDocument::Compact));
+    return value.toString();
+}
+
 QString printSettingValue(const Setting& setting, const QVariant& value) {
     if (!value.isValid())
         return {};
@@ -263,12 +272,7 @@ QString printSettingValue(const Setting& setting, const QVariant& value) {
         return QStringLiteral("%1 (%2)").arg(value.toString(), keyCodeToString(static_cast<uint16_t>(value.toUInt())));
     if (setting.notation == Setting::Notation::modifiers)
         return QStringLiteral("%1 (%2)").arg(value.toString(), keyNames::modifiersToString(value.toULongLong()));
-    if (setting.type == Type::boolean)
-        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
-    if (setting.type == Type::decisions)
-        return QString::fromUtf8(
-            QJsonDocument(QJsonObject::fromVariantMap(value.toMap())).toJson(QJsonDocument::Compact));
-    return value.toString();
+    return settingForStorage(setting, value);
 }
 
 QVariant storedSettingValue(const Setting& setting, const QVariant& stored) {

@@ -50,6 +50,8 @@ QVariant parseSettingValue(const Setting& setting, const QString& text);
 /// The values to store for the user's input, by setting. A key may also be given by name, in English or in the
 /// interface language: "Ctrl+Alt+Space" also sets the modifiers, "F9" clears them. Throws SettingsError.
 std::vector<std::pair<QString, QVariant>> parseSettingInput(const Setting& setting, const QString& text);
+/// The value as the preferences hold it; numbers of keys and modifiers are numbers only.
+QString settingForStorage(const Setting& setting, const QVariant& value);
 /// The value in readable form, in English: numbers of keys and modifiers with their names, "54 (Right Super)".
 /// `parseSettingInput` accepts this form. Empty for no value.
 QString printSettingValue(const Setting& setting, const QVariant& value);

@@ -61,8 +61,8 @@ void UserSettings::setValue(const QString& key, const QVariant& value) {
         return;
     }
     // Store the printed form, so that a user can read and edit the file.
-    const QString printed = printSettingValue(setting, value);
-    parseSettingValue(setting, printed);
+    const QString stored = settingForStorage(setting, value);
+    parseSettingValue(setting, stored);
     // Setting a language, by any means, counts as choosing one.
     if (key == QLatin1String("primaryLanguage"))
         m_preferences.setValue(scopedKey(languageChosenKey), true);
@@ -70,7 +70,7 @@ void UserSettings::setValue(const QString& key, const QVariant& value) {
     if (key == QLatin1String("enhancedTranscriptionEnabled") && value.toBool() &&
         !(enhancedTranscriptionEnabled() && hasValidEnhancedConsent()))
         recordEnhancedConsent();
-    m_preferences.setValue(storageKey(setting), printed);
+    m_preferences.setValue(storageKey(setting), stored);
 }
 
 bool UserSettings::isStored(const QString& key) const { return m_preferences.contains(storageKey(settingForKey(key))); }

@@ -237,6 +237,8 @@ TEST(SettingsSchema, TakesKeysByNameAndByNumber) {
         EXPECT_EQ(parseSettingInput(settingForKey(setting), QString::fromLatin1(text)), values) << text;
     EXPECT_EQ(printSettingValue(settingForKey(key), 101), QStringLiteral("101 (F9)"));
     EXPECT_EQ(printSettingValue(settingForKey(modifiers), 0xC0000), QStringLiteral("786432 (Ctrl+Alt)"));
+    EXPECT_EQ(settingForStorage(settingForKey(key), 101), QStringLiteral("101"));
+    EXPECT_EQ(settingForStorage(settingForKey(modifiers), 0xC0000), QStringLiteral("786432"));
     for (const auto& setting : {key, modifiers})
         EXPECT_THROW(parseSettingInput(settingForKey(setting), QStringLiteral("Any Key")), SettingsError);
 }
