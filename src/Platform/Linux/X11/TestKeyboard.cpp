@@ -56,9 +56,11 @@ void TestKeyboard::pressLiftedModifiers(const KeyboardLayout& layout) {
     for (const xcb_keycode_t keycode : std::exchange(m_lifted, {})) {
         if (m_guard.isSourceRunning() && layout.isModifierKey(keycode) && m_guard.isPhysicallyDown(keycode) &&
             m_guard.isLifted(keycode)) {
-            m_guard.setPressedAgain(keycode);
             send(XCB_KEY_PRESS, keycode);
-            // Released in between: the source has not known of the copy and does not end it.
+            // The source ends the copy over its own connection: it may know of it only when the press has arrived.
+            m_connection.roundTrip();
+            m_guard.setPressedAgain(keycode);
+            // Released before that: the source did not know of the copy and does not end it.
             if (!m_guard.isPhysicallyDown(keycode) && m_guard.takePressedAgain(keycode))
                 release(keycode);
         }
