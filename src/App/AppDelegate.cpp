@@ -26,6 +26,8 @@ AppDelegate::~AppDelegate() {
     // Stop the hotkeys before the other parts end, so that no dictation starts.
     if (m_application->hotkeys)
         m_application->hotkeys->disarm();
+    // Parts that end may still post notices; the interface that shows them ends too.
+    m_application->notices.close();
 }
 
 bool AppDelegate::launch() { return startUp(*m_application); }

@@ -32,6 +32,11 @@ void Notices::deliverTo(Notifications& notifications, ShowHint showHint) {
     deliver();
 }
 
+void Notices::close() {
+    QObject::disconnect(m_posted);
+    m_notifications = nullptr;
+}
+
 void Notices::deliver() {
     for (const auto& notice : std::exchange(m_waiting, {})) {
         appLog(QStringLiteral("💬 ") + notice, LogLevel::warn, QStringLiteral("App"));

@@ -26,6 +26,8 @@ public:
     /// Shows waiting and later notices, as desktop notifications and through `showHint`. `notifications` must outlive
     /// the notices.
     void deliverTo(Notifications& notifications, ShowHint showHint);
+    /// Shows nothing any more.
+    void close();
 
 private:
     void deliver();

@@ -1,6 +1,8 @@
 #include "App/System/LocalServer.h"
 
 #include "Core/Log.h"
+#include "Core/NotificationCenter.h"
+#include "Localization/LocalizationManager.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -16,6 +18,7 @@
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace quillo {
 
@@ -30,6 +33,10 @@ constexpr Clock::Duration firstRestartDelay = 250ms;
 constexpr Clock::Duration longestRestartDelay = 30s;
 /// A server that ran this long had started successfully, so its end counts as a new failure.
 constexpr Clock::Duration stableAfter = 30s;
+/// The server's exit status when another one has locked its data folder.
+constexpr int folderInUse = 3;
+/// With the delays above these take half a minute: the server of an earlier start has finished by then.
+constexpr int attemptsOnUsedFolder = 6;
 
 void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[LocalServer] ") + message, level, QStringLiteral("LocalServer"));
@@ -47,6 +54,10 @@ QString hostOfRunningServer() {
     // "PROCESS ADDRESS:PORT", and a third word when it belongs to an application.
     const auto words = QString::fromLatin1(lock.readLine()).simplified().split(QLatin1Char(' '));
     if (words.size() != 2)
+        return {};
+    // A port on another address is not the server's on this one: another user could listen there.
+    const auto address = words[1].section(QLatin1Char(':'), 0, -2);
+    if (address != u"127.0.0.1" && address != u"0.0.0.0" && address != u"[::]")
         return {};
     return QStringLiteral("127.0.0.1:") + words[1].section(QLatin1Char(':'), -1);
 }
@@ -138,6 +149,8 @@ void LocalServer::handleFinished(int exitCode, QProcess::ExitStatus status) {
         return;
     if (m_clock.now() - m_startedAt > stableAfter)
         m_failures = 0;
+    if (status == QProcess::NormalExit && exitCode == folderInUse && m_failures >= attemptsOnUsedFolder)
+        return giveUpTheFolder();
     const auto delay =
         std::min<Clock::Duration>(firstRestartDelay * (1 << std::min(m_failures, 10)), longestRestartDelay);
     ++m_failures;
@@ -148,6 +161,17 @@ void LocalServer::handleFinished(int exitCode, QProcess::ExitStatus status) {
             .arg(std::chrono::duration<double>(delay).count()),
         LogLevel::warn);
     m_restart = m_clock.callLater(delay, [this] { launch(); });
+}
+
+void LocalServer::giveUpTheFolder() {
+    log(QStringLiteral("❌ Another server keeps the folder of the local server locked; see %1").arg(m_logFile),
+        LogLevel::error);
+    m_wanted = false;
+    // Refused connections end at once, unlike those that wait in the queue of a socket that no server reads.
+    ::close(std::exchange(m_socket, -1));
+    NotificationCenter::shared().post(
+        notification::userNotice,
+        {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("start.folderInUse"))}});
 }
 
 void LocalServer::stop() {

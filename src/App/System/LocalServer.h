@@ -37,6 +37,7 @@ public:
 private:
     void launch();
     void handleFinished(int exitCode, QProcess::ExitStatus status);
+    void giveUpTheFolder();
 
     Clock& m_clock;
     int m_socket = -1;
