@@ -66,7 +66,10 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
     auto groups = self->collect();
     self->putUntriedFirst(groups);
     // Give up expired recordings even while no server answers.
-    bool isAway = self->m_server.dueAt > self->services.clock.wallTime();
+    const auto now = self->services.clock.wallTime();
+    // A time further away than any wait comes from a clock that was set back.
+    bool isAway =
+        self->m_server.dueAt > now && now.secsTo(self->m_server.dueAt) <= pendingRetry::longestServerWait.count();
     if (!groups.empty())
         queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(groups.size()));
     while (!groups.empty()) {
