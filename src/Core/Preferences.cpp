@@ -125,7 +125,7 @@ QStringList Preferences::keys() const { return m_settings->allKeys(); }
 bool Preferences::save() {
     QDir().mkpath(QFileInfo(m_path).absolutePath());
     // QSettings keeps the mode of a file that is there, and makes a new one for everybody to read.
-    Descriptor(::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, ownerOnly));
+    const Descriptor created(::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, ownerOnly));
     m_settings->sync();
     if (m_settings->status() == QSettings::NoError)
         return true;
