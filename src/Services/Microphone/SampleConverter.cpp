@@ -19,15 +19,19 @@ void check(soxr_error_t error) {
         throw std::runtime_error(error);
 }
 
+/// Throws before anything is allocated: without a rate the output of one input has no bound.
+size_t outputCapacity(double inputRate, size_t largestInput) {
+    if (!(inputRate > 0))
+        throw std::runtime_error("the device has no sample rate");
+    const auto most = static_cast<double>(largestInput) * AudioFormat::sampleRate / std::max(inputRate, 1.0);
+    return static_cast<size_t>(std::ceil(most)) + filterReserve;
+}
+
 } // namespace
 
 SampleConverter::SampleConverter(double inputRate, size_t largestInput)
-    : m_soxr(nullptr), m_capacity(static_cast<size_t>(std::ceil(static_cast<double>(largestInput) *
-                                                                AudioFormat::sampleRate / std::max(inputRate, 1.0))) +
-                                  filterReserve),
+    : m_soxr(nullptr), m_capacity(outputCapacity(inputRate, largestInput)),
       m_output(std::make_unique<int16_t[]>(m_capacity)) {
-    if (!(inputRate > 0))
-        throw std::runtime_error("the device has no sample rate");
     auto formats = soxr_io_spec(SOXR_FLOAT32_I, SOXR_INT16_I);
     // Recognisers hear dither as noise, and the same input should always give the same output.
     formats.flags |= SOXR_NO_DITHER;
