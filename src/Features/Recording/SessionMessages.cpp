@@ -85,11 +85,10 @@ public:
         else if (event.code == QStringLiteral("STT_UNAVAILABLE"))
             refuse(event, QStringLiteral("STT provider is currently unavailable on the server. Please try again later "
                                          "or contact the administrator."));
-        else if (event.code == QStringLiteral("LANGUAGE_NOT_SERVED"))
-            refuse(event, event.message);
         else if (isStopping && isOver(event.code))
             fallBackToAvailableText(event.code);
-        else if (event.code == QStringLiteral("TRANSCRIPTION_ERROR") || (isOver(event.code) && !session().isStarted))
+        else if (event.code == QStringLiteral("LANGUAGE_NOT_SERVED") ||
+                 event.code == QStringLiteral("TRANSCRIPTION_ERROR") || (isOver(event.code) && !session().isStarted))
             refuse(event, event.message);
         else if (isStopping)
             recordingLog(QStringLiteral("ℹ️ Ignoring server error during stopping: %1").arg(event.message));
