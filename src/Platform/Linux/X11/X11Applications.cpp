@@ -54,10 +54,27 @@ public:
                        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                        reinterpret_cast<const char*>(&message));
         m_connection->flush();
+        waitUntilActive(window);
         return !m_connection->isBroken();
     }
 
 private:
+    /// The injection that follows asks which application is in front, so the window manager must have answered. One
+    /// that refuses costs 100 ms.
+    void waitUntilActive(xcb_window_t window) {
+        using std::chrono::steady_clock;
+        const auto deadline = steady_clock::now() + std::chrono::milliseconds(100);
+        const xcb_atom_t name = m_connection->atom("_NET_ACTIVE_WINDOW");
+        while (!m_connection->isBroken() && m_connection->item(m_connection->root(), name) != window) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady_clock::now());
+            if (left.count() <= 0)
+                return;
+            while (m_connection->poll()) {
+            }
+            m_connection->waitReadable(static_cast<int>(std::min<int64_t>(left.count(), 5)));
+        }
+    }
+
     /// During every switch between windows no window is active for half a millisecond, or several on a busy machine.
     xcb_window_t activeWindow() {
         using std::chrono::steady_clock;
