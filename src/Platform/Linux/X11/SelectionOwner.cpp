@@ -70,6 +70,7 @@ void SelectionOwner::serve(const xcb_selection_request_event_t& request) {
     // Obsolete clients do not name a property; the target's name is used instead.
     const xcb_atom_t property = request.property != XCB_ATOM_NONE ? request.property : request.target;
     bool done = false;
+    m_read = false;
     if (found != m_held.end()) {
         done = request.target == m_connection.atom("MULTIPLE")
                    ? convertMultiple(found->second, request)
@@ -85,6 +86,15 @@ void SelectionOwner::serve(const xcb_selection_request_event_t& request) {
     xcb_send_event(m_connection.get(), 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char*>(&notify));
     m_connection.flush();
+    if (m_read)
+        reportRead(request.selection, request.requestor);
+}
+
+void SelectionOwner::reportRead(xcb_atom_t selection, xcb_window_t reader) {
+    // Keys pressed after a read are sent over another connection. Wait until the X server has passed on the answer,
+    // or those keys could reach the reader before its text.
+    adopt(xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
+    m_onRead(selection, m_connection.processOfWindow(reader));
 }
 
 bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event_t& request, xcb_atom_t target,
@@ -113,7 +123,7 @@ bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, request.requestor, property, type, 8,
                             static_cast<uint32_t>(data.size()), data.constData());
         if (name != privacyHint)
-            m_onRead(request.selection, m_connection.processOfWindow(request.requestor));
+            m_read = true;
         return true;
     }
     const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
@@ -160,7 +170,7 @@ bool SelectionOwner::continueTransfer(const xcb_property_notify_event_t& event) 
     if (size == 0) {
         const Transfer done = std::move(*transfer);
         m_transfers.erase(transfer);
-        m_onRead(done.selection, m_connection.processOfWindow(done.requestor));
+        reportRead(done.selection, done.requestor);
     }
     return true;
 }

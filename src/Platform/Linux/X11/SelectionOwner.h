@@ -43,6 +43,7 @@ private:
     bool convert(const Held& held, const xcb_selection_request_event_t& request, xcb_atom_t target,
                  xcb_atom_t property);
     bool convertMultiple(const Held& held, const xcb_selection_request_event_t& request);
+    void reportRead(xcb_atom_t selection, xcb_window_t reader);
     bool continueTransfer(const xcb_property_notify_event_t& event);
     [[nodiscard]] qsizetype pieceSize() const;
 
@@ -52,6 +53,7 @@ private:
     LostHandler m_onLost;
     std::map<xcb_atom_t, Held> m_held;
     std::list<Transfer> m_transfers;
+    bool m_read = false; ///< the request being served read content, not only the list of formats
 };
 
 } // namespace quillo
