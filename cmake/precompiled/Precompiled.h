@@ -22,3 +22,9 @@
 #include <QVariantMap>
 
 #include <qcorotask.h>
+
+#include "Concurrency/AsyncEvent.h"
+#include "Concurrency/AsyncStream.h"
+#include "Concurrency/Clock.h"
+#include "Concurrency/Task.h"
+#include "Concurrency/TaskRunner.h"

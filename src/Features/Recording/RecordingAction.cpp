@@ -4,6 +4,12 @@
 
 namespace quillo {
 
+RecordingAction::RecordingAction(const RecordingAction&) = default;
+RecordingAction::RecordingAction(RecordingAction&&) noexcept = default;
+RecordingAction& RecordingAction::operator=(const RecordingAction&) = default;
+RecordingAction& RecordingAction::operator=(RecordingAction&&) noexcept = default;
+RecordingAction::~RecordingAction() = default;
+
 QString actionName(const RecordingAction& action) {
     static constexpr std::array names{
         "setHovering",

@@ -5,6 +5,13 @@
 
 namespace quillo {
 
+RecordingError::RecordingError(const RecordingError&) = default;
+RecordingError::RecordingError(RecordingError&&) noexcept = default;
+RecordingError& RecordingError::operator=(const RecordingError&) = default;
+RecordingError& RecordingError::operator=(RecordingError&&) noexcept = default;
+RecordingError::~RecordingError() = default;
+bool RecordingError::operator==(const RecordingError&) const = default;
+
 QString RecordingError::messageKey() const {
     return std::visit(
         Overloaded{

@@ -54,6 +54,11 @@ public:
     template <class T>
         requires std::constructible_from<Kind, T>
     RecordingError(T kind) : m_kind(std::move(kind)) {} // NOLINT(google-explicit-constructor)
+    RecordingError(const RecordingError&);
+    RecordingError(RecordingError&&) noexcept;
+    RecordingError& operator=(const RecordingError&);
+    RecordingError& operator=(RecordingError&&) noexcept;
+    ~RecordingError();
 
     [[nodiscard]] const Kind& kind() const { return m_kind; }
     template <class T>
@@ -70,7 +75,7 @@ public:
     /// The reason or message for the log; may be empty.
     [[nodiscard]] QString detail() const;
 
-    bool operator==(const RecordingError&) const = default;
+    bool operator==(const RecordingError&) const;
 
 private:
     Kind m_kind;

@@ -4,6 +4,14 @@
 
 namespace quillo {
 
+RecordingState::Status::Status() : m_phase(Idle{}) {}
+RecordingState::Status::Status(const Status&) = default;
+RecordingState::Status::Status(Status&&) noexcept = default;
+RecordingState::Status& RecordingState::Status::operator=(const Status&) = default;
+RecordingState::Status& RecordingState::Status::operator=(Status&&) noexcept = default;
+RecordingState::Status::~Status() = default;
+bool RecordingState::Status::operator==(const Status&) const = default;
+
 QString RecordingState::Status::description() const {
     return std::visit(
         Overloaded{

@@ -61,10 +61,15 @@ struct RecordingState {
     public:
         using Phase = std::variant<RecordingError, Idle, Connecting, Recording, RecordingOffline, Processing>;
 
-        Status() : m_phase(Idle{}) {}
+        Status();
         template <class T>
             requires std::constructible_from<Phase, T>
         Status(T phase) : m_phase(std::move(phase)) {} // NOLINT(google-explicit-constructor)
+        Status(const Status&);
+        Status(Status&&) noexcept;
+        Status& operator=(const Status&);
+        Status& operator=(Status&&) noexcept;
+        ~Status();
 
         template <class T>
         [[nodiscard]] bool is() const {
@@ -78,7 +83,7 @@ struct RecordingState {
         /// The word for logs and the command line: "idle", "connecting", "error(cancelled)", ...
         [[nodiscard]] QString description() const;
 
-        bool operator==(const Status&) const = default;
+        bool operator==(const Status&) const;
 
     private:
         Phase m_phase;

@@ -9,5 +9,6 @@ namespace quillo {
 
 /// The application's only store.
 using RecordingStore = Store<RecordingState, RecordingAction, RecordingEffect>;
+extern template class Store<RecordingState, RecordingAction, RecordingEffect>; // compiled once
 
 } // namespace quillo

@@ -120,11 +120,20 @@ struct CommandProcessing {
 };
 } // namespace server
 
-using ServerMessage =
-    std::variant<server::SessionStarted, server::PartialTranscript, server::FinalTranscript, server::SessionEnded,
-                 server::Error, server::LanguageDetected, server::Unknown, server::ConnectionLost,
-                 server::CommandDetected, server::CommandResult, server::MeetingModeActivated,
-                 server::MeetingTextUpdate, server::DiarizationComplete, server::DiarizationFailed, server::Connected,
-                 server::Pong, server::CommandProcessing>;
+/// One of the messages. Its copies and moves are compiled once, which saves every reader their table of cases.
+class ServerMessage
+    : public std::variant<server::SessionStarted, server::PartialTranscript, server::FinalTranscript,
+                          server::SessionEnded, server::Error, server::LanguageDetected, server::Unknown,
+                          server::ConnectionLost, server::CommandDetected, server::CommandResult,
+                          server::MeetingModeActivated, server::MeetingTextUpdate, server::DiarizationComplete,
+                          server::DiarizationFailed, server::Connected, server::Pong, server::CommandProcessing> {
+public:
+    using variant::variant;
+    ServerMessage(const ServerMessage&);
+    ServerMessage(ServerMessage&&) noexcept;
+    ServerMessage& operator=(const ServerMessage&);
+    ServerMessage& operator=(ServerMessage&&) noexcept;
+    ~ServerMessage();
+};
 
 } // namespace quillo

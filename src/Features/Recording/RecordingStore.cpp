@@ -1,0 +1,7 @@
+#include "Features/Recording/RecordingStore.h"
+
+namespace quillo {
+
+template class Store<RecordingState, RecordingAction, RecordingEffect>;
+
+} // namespace quillo
