@@ -1,5 +1,6 @@
 #include "App/CommandLine/CommandLine.h"
 
+#include "App/CommandLine/ExportCommand.h"
 #include "App/CommandLine/HistoryCommand.h"
 #include "App/Remote/ControlClient.h"
 
@@ -30,6 +31,7 @@ constexpr std::array commands{
     Command{"status", "Status", "print what Quillo is doing (--json: everything, for scripts)"},
     Command{"show", "Show", "bring Quillo to the front"},
     Command{"history", "", "list, show, copy, play, retranscribe or delete dictations (--help: how)"},
+    Command{"export", "", "a dictation or meeting as text, subtitles, Markdown or JSON (--help: how)"},
     Command{"settings", "", "list | get KEY | set KEY VALUE"},
     Command{"account", "Account", "print who is signed in"},
     Command{"sign-in", "SignIn", "sign in, in the browser"},
@@ -85,6 +87,8 @@ int run(const QStringList& arguments) {
         return runSettings(arguments);
     if (arguments.constFirst() == QStringLiteral("history"))
         return historyCommand::run(arguments.mid(1));
+    if (arguments.constFirst() == QStringLiteral("export"))
+        return exportCommand::run(arguments.mid(1));
     const bool isStatus = arguments.constFirst() == QStringLiteral("status");
     const bool json = isStatus && arguments.value(1) == QStringLiteral("--json");
     if (arguments.size() > (json ? 2 : 1)) {

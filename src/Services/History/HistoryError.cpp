@@ -21,6 +21,8 @@ QString keyOf(HistoryError::Code code) {
         return QStringLiteral("history.audioGone");
     case Code::audioNotKept:
         return QStringLiteral("history.audioNotKept");
+    case Code::noSegments:
+        return QStringLiteral("history.noSegments");
     case Code::audioNotDeleted:
         return QStringLiteral("history.audioNotDeleted");
     }

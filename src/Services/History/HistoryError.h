@@ -15,6 +15,7 @@ public:
         queueNotReady,   ///< the program is starting
         audioGone,       ///< nothing to transcribe again
         audioNotKept,    ///< nothing to play
+        noSegments,      ///< no times are known for a subtitle
         audioNotDeleted, ///< %1: the file that is left, the record is gone
     };
     explicit HistoryError(Code code, const QStringList& arguments = {});
