@@ -73,7 +73,7 @@ private:
 
 class StoredSessionTest : public AuthFixture {
 protected:
-    StoredSessionTest() { answer = ScriptedTcpServer::http("200 OK", anonymousJson); }
+    StoredSessionTest() { answer = ok(anonymousJson); }
     ~StoredSessionTest() override { close(); }
 
     /// Begins a run of the program, whose server is `host`.
@@ -146,7 +146,7 @@ TEST_F(StoredSessionTest, ALockedKeyringKeepsItsSessionWhateverIsMadeMeanwhile) 
         keyring.set([this] { keyring.isLocked = keyring.isSilent = false; });
         // Nothing tells that a keyring has become quicker; it is asked again.
         ASSERT_TRUE(waitUntil([&] { return !keychain->isLocked() && restored && restored->isThere(); }));
-        server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+        server.answerAll(ok(anonymousJson));
         EXPECT_EQ(anonymous.text(), "ok");
         EXPECT_EQ(user(), u"a@example.org"_qs);
         close();
@@ -241,7 +241,7 @@ TEST_F(StoredSessionTest, TheUserIsThereBeforeItsTokenIsRefreshed) {
     ASSERT_TRUE(waitUntil([&] { return tokenRequests() == 1; }));
     EXPECT_EQ(user(), u"a@example.org"_qs);
     EXPECT_TRUE(service().isAuthenticated());
-    server.answerAll(ScriptedTcpServer::http("200 OK", tokensJson));
+    server.answerAll(ok(tokensJson));
     EXPECT_EQ(check.text(), "ok");
 }
 
