@@ -22,11 +22,9 @@ protected:
         // Programs started before the switch is on stay out of reach.
         ASSERT_TRUE(waitUntil([] {
             return s_session
-                ->run(QStringLiteral("gdbus"),
-                      {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                       QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"), QStringLiteral("/org/a11y/bus"),
-                       QStringLiteral("--method"), QStringLiteral("org.freedesktop.DBus.Properties.Get"),
-                       QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled")})
+                ->run(u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"--dest"_qs, u"org.a11y.Bus"_qs, u"--object-path"_qs,
+                                    u"/org/a11y/bus"_qs, u"--method"_qs, u"org.freedesktop.DBus.Properties.Get"_qs,
+                                    u"org.a11y.Status"_qs, u"IsEnabled"_qs})
                 .contains("true");
         }));
     }
@@ -62,9 +60,9 @@ TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
     };
     const Case cases[] = {
         {{}, "AXTextArea", false, true, true},
-        {{QStringLiteral("--line")}, "AXTextField", false, true, true},
-        {{QStringLiteral("--password")}, "AXTextField", true, true, true},
-        {{QStringLiteral("--no-field")}, "AXButton", false, false, false},
+        {{u"--line"_qs}, "AXTextField", false, true, true},
+        {{u"--password"_qs}, "AXTextField", true, true, true},
+        {{u"--no-field"_qs}, "AXButton", false, false, false},
     };
     for (const Case& expected : cases) {
         const test::TextFieldProgram program(*s_session, expected.arguments);
@@ -82,12 +80,11 @@ TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
 }
 
 TEST_F(AtSpiTest, AnotherToolkitsEntryIsATextField) {
-    const auto entry =
-        s_session->launch(QStringLiteral("zenity"), {QStringLiteral("--entry"), QStringLiteral("--title=Entry")});
-    s_session->waitForActiveWindow(QStringLiteral("Entry"));
+    const auto entry = s_session->launch(u"zenity"_qs, {u"--entry"_qs, u"--title=Entry"_qs});
+    s_session->waitForActiveWindow(u"Entry"_qs);
     const auto element = focusedElement();
     ASSERT_TRUE(element);
-    EXPECT_EQ(element->role, QStringLiteral("AXTextField"));
+    EXPECT_EQ(element->role, u"AXTextField"_qs);
     entry->kill();
     entry->waitForFinished();
 }
@@ -104,7 +101,7 @@ TEST_F(AtSpiTest, AHungProgramCostsTheDeadline) {
 }
 
 TEST_F(AtSpiTest, FindsFocusThatCameBeforeAnyoneListened) {
-    const test::TextFieldProgram qt(*s_session, {QStringLiteral("--password")});
+    const test::TextFieldProgram qt(*s_session, {u"--password"_qs});
     ASSERT_TRUE(focusedElement());
     const auto late = createAtSpiAccessibility();
     SecureInput answer = SecureInput::unknown;
