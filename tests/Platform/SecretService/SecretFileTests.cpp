@@ -1,8 +1,8 @@
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Services/Auth/KeychainTokenStorage.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/Files.h"
+#include "Support/LogLines.h"
 
 #include <QDBusConnection>
 #include <QDBusVirtualObject>

@@ -1,6 +1,7 @@
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Services/Auth/KeychainTokenStorage.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
 
 #include <QTemporaryDir>
 

@@ -1,6 +1,6 @@
 #include "PendingQueueFixture.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/LargestFile.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 #include "PendingQueueFixture.h"
-#include "Services/Socket/LogLines.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

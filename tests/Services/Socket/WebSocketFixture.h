@@ -1,11 +1,11 @@
 #pragma once
 
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Socket/LogLines.h"
-#include "Services/Socket/ScriptedTcpServer.h"
 #include "Services/Socket/TranscriptionServer.h"
 #include "Services/Socket/WebSocketService.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
+#include "Support/ScriptedTcpServer.h"
 
 #include <gmock/gmock.h>
 
