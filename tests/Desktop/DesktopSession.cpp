@@ -248,8 +248,6 @@ void DesktopSession::startSecretService() {
                          u"org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets"_qs;
     if (!waitUntil([&] { return shell(isOwned).contains(u"boolean true"_qs); }, startLimit))
         throw DesktopSessionError(u"the Secret Service (package gnome-keyring) did not start"_qs);
-    if (m_options.secrets == Secrets::locked)
-        lockKeyring();
 }
 
 void DesktopSession::lockKeyring() {

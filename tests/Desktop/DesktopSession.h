@@ -24,7 +24,7 @@ public:
 /// of it ends with the object; a session that is `kept` leaves its folder of logs behind.
 class DesktopSession {
 public:
-    enum class Secrets { unlocked, locked, none };
+    enum class Secrets { unlocked, none };
     struct Options {
         bool compositor = false; ///< for transparent windows in a picture
         Secrets secrets = Secrets::unlocked;

@@ -210,16 +210,8 @@ TEST_F(AutostartLoginItem, StartsAProgramWithAnyNameAndArguments) {
     EXPECT_FALSE(QFileInfo::exists(userPath));
 }
 
-struct Environment {
-    const char* configuration;
-    const char* home;
-    const char* system;
-    QString userFolder;
-    QStringList systemFolders;
-};
-
 TEST(AutostartPlace, FollowsTheBaseDirectorySpecification) {
-    const std::vector<Environment> environments{
+    const std::tuple<const char*, const char*, const char*, QString, QStringList> environments[] = {
         {"/c", "/h", "/a:/b", u"/c"_qs, {u"/a"_qs, u"/b"_qs}},
         {"", "/h", "", u"/h/.config"_qs, {u"/etc/xdg"_qs}},
         {"relative", "/h", "x:/a", u"/h/.config"_qs, {u"/a"_qs}},
@@ -228,13 +220,13 @@ TEST(AutostartPlace, FollowsTheBaseDirectorySpecification) {
     std::map<const char*, QByteArray> kept;
     for (const char* name : {"XDG_CONFIG_HOME", "HOME", "XDG_CONFIG_DIRS"})
         kept[name] = qgetenv(name);
-    for (const auto& given : environments) {
-        qputenv("XDG_CONFIG_HOME", given.configuration);
-        qputenv("HOME", given.home);
-        qputenv("XDG_CONFIG_DIRS", given.system);
+    for (const auto& [configuration, home, system, userFolder, systemFolders] : environments) {
+        qputenv("XDG_CONFIG_HOME", configuration);
+        qputenv("HOME", home);
+        qputenv("XDG_CONFIG_DIRS", system);
         const auto place = AutostartPlace::ofThisProcess();
-        EXPECT_EQ(place.userFolder, given.userFolder);
-        EXPECT_EQ(place.systemFolders, given.systemFolders);
+        EXPECT_EQ(place.userFolder, userFolder);
+        EXPECT_EQ(place.systemFolders, systemFolders);
         EXPECT_EQ(QFileInfo(place.program).fileName(), u"AutostartLoginItemTests"_qs);
     }
     for (const auto& [name, value] : kept)

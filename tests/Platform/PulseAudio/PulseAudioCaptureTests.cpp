@@ -131,12 +131,9 @@ TEST_F(PulseAudioCaptureTests, FollowsTheDefaultUnlessToldOtherwise) {
     session.addMicrophone(u"headset"_qs, 44100, 2);
     session.setDefaultSource(u"desk"_qs);
     makeService();
-    struct Case {
-        std::optional<QString> preferred;
-        const char* name;
-    };
-    for (const auto& [preferred, name] :
-         {Case{std::nullopt, "The desk"}, Case{u"headset"_qs, "The headset"}, Case{u"unplugged"_qs, "The desk"}}) {
+    const std::pair<std::optional<QString>, const char*> cases[] = {
+        {{}, "The desk"}, {u"headset"_qs, "The headset"}, {u"unplugged"_qs, "The desk"}};
+    for (const auto& [preferred, name] : cases) {
         service->setPreferredInputDeviceID(preferred);
         AudioCapture capture(*service);
         EXPECT_EQ(service->currentDeviceName(), QString::fromUtf8(name));

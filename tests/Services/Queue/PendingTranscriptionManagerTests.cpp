@@ -66,34 +66,31 @@ TEST_F(PendingTranscriptionManagerTest, AMeetingIsFirstLookedForAtTheServer) {
             };
         return std::optional(response);
     };
-    struct Case {
-        const char* name;
-        std::function<std::optional<DiarizationPollResponse>(const MockTranscriptionFileClient::Call&)> answer;
-        bool isUploaded;
-        QString text; ///< empty: still waiting
-    };
+    // What the server says, and the text of the record then; without one it still waits.
     const auto uploaded = u"Hello everybody"_qs;
-    const Case cases[] = {
-        {"done", [&](const auto&) { return poll(u"completed"_qs, u"Found"_qs); }, false, u"Found"_qs},
-        {"running", [&](const auto&) { return poll(u"processing"_qs); }, false, {}},
-        {"queued", [&](const auto&) { return poll(u"queued"_qs); }, false, {}},
-        {"failed", [&](const auto&) { return poll(u"failed"_qs); }, true, uploaded},
-        {"done without words", [&](const auto&) { return poll(u"completed"_qs, QString()); }, true, uploaded},
-        {"unknown", [](const auto&) { return std::nullopt; }, true, uploaded},
-        {"out of order", [](const auto&) -> std::optional<DiarizationPollResponse> { throw broken; }, true, uploaded},
+    const std::tuple<const char*, std::optional<DiarizationPollResponse>, QString> cases[] = {
+        {"done", poll(u"completed"_qs, u"Found"_qs), u"Found"_qs},
+        {"running", poll(u"processing"_qs), {}},
+        {"queued", poll(u"queued"_qs), {}},
+        {"failed", poll(u"failed"_qs), uploaded},
+        {"done without words", poll(u"completed"_qs, QString()), uploaded},
+        {"unknown", std::nullopt, uploaded},
+        {"out of order", std::nullopt, uploaded},
     };
     int number = 0;
-    for (const auto& [name, answer, isUploaded, text] : cases) {
+    for (const auto& [name, answer, text] : cases) {
         const auto audio = u"meeting-%1"_qs.arg(++number);
         const auto id = addPending(audio, [&](RecordFields& record) {
             record.isMeetingMode = true;
             record.clientRecordingId = u"client"_qs;
         });
         client.calls.clear();
-        client.onPoll = answer;
+        client.onPoll = [&said = answer, isBroken = QByteArray(name) == "out of order"](const auto&) {
+            return isBroken ? throw TranscriptionFileClientError::serverError(500, {}) : said;
+        };
         start();
         QStringList expected(u"recover client"_qs);
-        if (isUploaded)
+        if (text == uploaded)
             expected << u"diarize "_qs + audio;
         EXPECT_EQ(client.operations(), expected) << name;
         const auto record = stored(id);

@@ -25,13 +25,8 @@ protected:
 TEST_F(Settings, HaveTheirDefaults) {
     EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
     EXPECT_EQ(settings.secondaryLanguage(), u"none"_qs);
-    EXPECT_EQ(settings.insertionMode(), InjectionMode::paste);
-    EXPECT_EQ(settings.meetingModePreference(), MeetingModePreference::manual);
-    EXPECT_EQ(settings.audioStorageLimitMB(), 4096);
-    EXPECT_TRUE(settings.playSound() && settings.showFloatingPill() && settings.restoreClipboard());
-    EXPECT_FALSE(settings.cancelRecordingOnEscape() || settings.useDemoMode() || settings.onboardingCompleted() ||
-                 settings.enhancedTranscriptionEnabled() || settings.hasChosenLanguage());
-    EXPECT_FALSE(settings.selectedMicrophoneId() || settings.pillPositionX() || settings.enhancedConsentTimestamp());
+    EXPECT_FALSE(settings.enhancedTranscriptionEnabled() || settings.hasChosenLanguage());
+    EXPECT_FALSE(settings.selectedMicrophoneId() || settings.enhancedConsentTimestamp());
     EXPECT_EQ(settings.value(u"hotkeyKeyCode"_qs), 54);
     EXPECT_EQ(settings.value(u"toggleHotkeyModifiers"_qs), 0x80000);
     EXPECT_EQ(settings.value(u"doubleTapInterval"_qs), 0.3);
