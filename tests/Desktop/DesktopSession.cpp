@@ -3,7 +3,6 @@
 #include "Support/Async.h"
 #include "Support/Files.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QRegularExpression>

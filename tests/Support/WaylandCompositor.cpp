@@ -3,8 +3,6 @@
 #include "Support/Async.h"
 #include "Support/Files.h"
 
-#include <QRegularExpression>
-
 #include <stdexcept>
 
 #include <unistd.h>

@@ -7,7 +7,6 @@
 
 #include <QDirIterator>
 #include <QJsonDocument>
-#include <QRegularExpression>
 #include <QTimer>
 #include <QUrlQuery>
 

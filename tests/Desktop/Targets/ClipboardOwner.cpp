@@ -1,6 +1,5 @@
 /// A program that copies a text, a page and a picture at once, says so with a line, and holds them until it is ended.
 
-#include <QByteArray>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QImage>

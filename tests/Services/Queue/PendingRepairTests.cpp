@@ -1,7 +1,5 @@
 #include "PendingQueueFixture.h"
 
-#include <QFileInfo>
-
 #include <gmock/gmock.h>
 
 namespace quillo::test {

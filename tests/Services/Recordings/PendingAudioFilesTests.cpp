@@ -3,7 +3,6 @@
 #include "Services/Recordings/RecordingsFolder.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace quillo::test {
 namespace {

@@ -7,8 +7,6 @@
 #include <QWebSocket>
 #include <QWebSocketServer>
 
-#include <memory>
-
 namespace quillo::test {
 
 /// A real WebSocket server in this process that does as its test says. One client at a time counts: the latest.
