@@ -150,8 +150,11 @@ QByteArray XSession::run(const QString& program, const QStringList& arguments) {
     return process->readAllStandardOutput();
 }
 
-void XSession::setLayout(const QString& layout, unsigned group) {
-    run(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), layout, QStringLiteral("-option"), QString()});
+void XSession::setLayout(const QString& layout, unsigned group, const QString& option) {
+    QStringList arguments{QStringLiteral("-layout"), layout, QStringLiteral("-option"), QString()};
+    if (!option.isEmpty())
+        arguments << QStringLiteral("-option") << option;
+    run(QStringLiteral("setxkbmap"), arguments);
     xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<uint8_t>(group), 0, 0, 0);
     (void)isKeyDown(0);
 }
