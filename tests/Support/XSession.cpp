@@ -141,8 +141,11 @@ QByteArray XSession::run(const QString& program, const QStringList& arguments) {
     return process->readAllStandardOutput();
 }
 
-void XSession::setLayout(const QString& layout, unsigned group) {
-    run(u"setxkbmap"_qs, {u"-layout"_qs, layout, u"-option"_qs, QString()});
+void XSession::setLayout(const QString& layout, unsigned group, const QString& option) {
+    QStringList arguments{u"-layout"_qs, layout, u"-option"_qs, QString()};
+    if (!option.isEmpty())
+        arguments << u"-option"_qs << option;
+    run(u"setxkbmap"_qs, arguments);
     xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<uint8_t>(group), 0, 0, 0);
     (void)isKeyDown(0);
 }

@@ -2,6 +2,7 @@
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 #include "Platform/Linux/X11/X11KeyEventSource.h"
 #include "Support/Async.h"
+#include "Support/DesktopShell.h"
 #include "Support/XSession.h"
 
 #include <gmock/gmock.h>
@@ -129,21 +130,93 @@ TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
     EXPECT_TRUE(field.waitForText(u"x "_qs)) << field.text().toStdString();
 }
 
+TEST_F(KeyEventsTest, KindsOfModifiersFollowTheLayout) {
+    const uint64_t alt = keyflag::rightOption | keyflag::option;
+    struct {
+        const char *layout, *option;
+        unsigned group;
+        uint16_t key;
+        uint64_t flags;
+    } const cases[] = {
+        {"us", "", 0, KEY_RIGHTALT, alt},
+        {"de", "", 0, KEY_RIGHTALT, keyflag::rightOption}, // AltGr
+        {"us,de", "", 1, KEY_RIGHTALT, keyflag::rightOption},
+        {"us", "ctrl:nocaps", 0, KEY_CAPSLOCK, keyflag::control},
+        {"us", "altwin:swap_lalt_lwin", 0, KEY_LEFTALT, keyflag::leftOption | keyflag::command},
+    };
+    start();
+    for (const auto& [layout, option, group, key, flags] : cases) {
+        s_session->setLayout(QString::fromLatin1(layout), group, QString::fromLatin1(option));
+        s_session->tapPhysicalKey(KEY_F11);
+        settle();
+        m_events.clear();
+        s_session->physicalKey(key, true);
+        s_session->tapPhysicalKey(KEY_SPACE);
+        s_session->physicalKey(key, false);
+        settle();
+        const uint16_t code = *virtualKeyCodeForEvdev(key);
+        EXPECT_THAT(m_events, ElementsAre(changed(code, flags), down(keycode::space, flags), up(keycode::space, flags),
+                                          changed(code, 0)))
+            << layout << ' ' << option;
+    }
+    // What is grabbed is the combination that the events report.
+    s_session->setLayout(QStringLiteral("us"), 0, QStringLiteral("ctrl:nocaps"));
+    m_source->setConsumed({{keycode::space, keyflag::control}});
+    const test::TextFieldProgram field(*s_session);
+    s_session->physicalKey(KEY_CAPSLOCK, true);
+    s_session->tapPhysicalKey(KEY_SPACE);
+    s_session->physicalKey(KEY_CAPSLOCK, false);
+    s_session->tapPhysicalKey(KEY_X);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, AHiddenTapOpensNoLauncherAndIsNoKey) {
+    const test::TextFieldProgram field(*s_session);
+    test::DesktopShell shell;
+    start();
+    for (const uint16_t key : {KEY_RIGHTMETA, KEY_LEFTALT}) {
+        s_session->physicalKey(key, true);
+        settle();
+        m_events.clear();
+        const int before = shell.launches();
+        m_source->hideLoneTap();
+        s_session->physicalKey(key, false);
+        settle();
+        EXPECT_EQ(m_events.size(), 1U);
+        EXPECT_EQ(shell.launches(), before);
+        s_session->tapPhysicalKey(key);
+        EXPECT_EQ(shell.launches(), before + 1) << "without the hidden tap this shell opens its launcher";
+    }
+    s_session->tapPhysicalKey(KEY_X);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, AKeyIsDownWhileItIsDownOnOneOfTwoKeyboards) {
+    start();
+    s_session->physicalKey(KEY_F5, true);
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keydown"), QStringLiteral("71")}); // another device
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keyup"), QStringLiteral("71")});
+    settle();
+    EXPECT_THAT(m_events, testing::Not(testing::Contains(up(96))));
+    s_session->physicalKey(KEY_F5, false);
+    settle();
+    EXPECT_EQ(m_events.back(), up(96));
+}
+
 TEST_F(KeyEventsTest, ReportsCombinationsOfOthersAndStillSeesThem) {
-    auto* const other = xcb_connect(nullptr, nullptr);
-    xcb_grab_key(other, 0, s_session->root(), XCB_MOD_MASK_1, KEY_SPACE + x11KeycodeOffset, XCB_GRAB_MODE_ASYNC,
-                 XCB_GRAB_MODE_ASYNC);
-    std::free(xcb_get_input_focus_reply(other, xcb_get_input_focus(other), nullptr)); // NOLINT
+    test::DesktopShell other;
+    other.hold(KEY_SPACE, XCB_MOD_MASK_1);
     const KeyCombination taken{keycode::space, keyflag::option};
     const KeyCombination free{96, keyflag::control | keyflag::command};
     start({taken, free});
     EXPECT_THAT(m_source->unavailableCombinations(), ElementsAre(taken));
+    const KeyCombination unasked{keycode::space, keyflag::control};
+    EXPECT_THAT(m_source->freeAmong({taken, unasked, free}), ElementsAre(unasked, free));
     s_session->physicalKey(KEY_LEFTALT, true);
     s_session->tapPhysicalKey(KEY_SPACE);
     s_session->physicalKey(KEY_LEFTALT, false);
     settle();
     EXPECT_EQ(m_events.size(), 4U);
-    xcb_disconnect(other);
 }
 
 TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
