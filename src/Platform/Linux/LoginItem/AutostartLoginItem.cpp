@@ -151,8 +151,9 @@ private:
         try {
             privateFile::addFolder(QFileInfo(m_path).absolutePath());
         } catch (const FileError& error) {
-            throw LoginItemError(error.cause() == FileError::Cause::other ? error.message() + u"; " + makeRoom
-                                                                          : error.message());
+            throw error.cause() == FileError::Cause::other
+                ? LoginItemError(QStringLiteral("%1; %2").arg(error.message(), makeRoom))
+                : LoginItemError(error.message());
         }
         // Replaces the old file atomically, also behind a symbolic link, and keeps its mode: it is no private file.
         QSaveFile file(m_path);
