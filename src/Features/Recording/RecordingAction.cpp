@@ -34,6 +34,7 @@ QString actionName(const RecordingAction& action) {
         "recordingFailed",
         "startRecording",
         "stopRecording",
+        "interruptRecording",
         "cancelRecording",
         "showCancelledMessage",
         "showSavedToHistory",
