@@ -65,6 +65,11 @@ TEST_F(Tags, OfAnApplicationAreMadeOnce) {
     manager.applyMeetingAutoTag(meeting, QStringLiteral(" Zoom "));
     manager.applyMeetingAutoTag(meeting, QStringLiteral("  "));
     EXPECT_EQ(meeting->tagNames(), (QStringList{QStringLiteral("own"), QStringLiteral("Zoom")}));
+    // One that differs in case or blanks is the catalogue's.
+    const auto shouted = add({});
+    shouted->sourceApp = QStringLiteral(" FIREFOX ");
+    manager.applyAutoTag(shouted);
+    EXPECT_EQ(shouted->tagNames(), QStringList{QStringLiteral("Firefox")});
     EXPECT_FALSE(container->mainContext().hasChanges());
 }
 
