@@ -7,8 +7,17 @@
 
 namespace quillo {
 
+/// Remembers across runs whether Quillo switched the desktop's accessibility on, because a killed run cannot switch it
+/// off again. Both may be empty.
+struct AtSpiSwitchMemory {
+    std::function<bool()> isOurs;
+    std::function<void(bool)> setOurs;
+};
+
 /// The accessibility bus, AT-SPI 2 over D-Bus. Without a bus the focused element is unknown. `keyboardIsGrabbed`
-/// returns whether another program has grabbed the keyboard; it may be empty where that is unknown.
-std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed = {});
+/// returns whether another program has grabbed the keyboard; it may be empty where that is unknown. Switches the
+/// desktop's accessibility on, and off again at its end if it was off.
+std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed = {},
+                                                        AtSpiSwitchMemory memory = {});
 
 } // namespace quillo
