@@ -33,6 +33,12 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
 
+bool AuthHTTPAnswer::hasCode(const char* code) const {
+    const auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
+    const auto found = json.is_object() ? json.find("code") : json.end();
+    return found != json.end() && *found == code;
+}
+
 bool AuthHTTPAnswer::isTokenRejection() const {
     if (!isRejection())
         return false;

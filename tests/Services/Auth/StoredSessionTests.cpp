@@ -179,6 +179,13 @@ TEST_F(StoredSessionTest, OfWhatWasSetBeforeTheStoreWasReadOneSessionWinsWhole) 
               },
               "account", "old-refresh"},
              {"a sign-out", [this] { storage->clear(); }, "", ""},
+             {"an anonymous session after a sign-out",
+              [this] {
+                  storage->clear();
+                  storeSession(60, true);
+                  storage->setAccessToken(u"anonymous"_qs);
+              },
+              "anonymous", "old-refresh"},
          }) {
         storeAccount();
         auto& opened = open();
