@@ -105,6 +105,39 @@ TEST_F(Startup, WithoutASecretServiceTheTokensAreInAFileOfTheOwner) {
     EXPECT_EQ(log().count(QStringLiteral("Anonymous session created")), 1);
 }
 
+TEST_F(Startup, TheSettingsOfWhoIsSignedInHoldFromTheFirstMoment) {
+    begin({.secrets = DesktopSession::Secrets::none});
+    QFile file(preferences());
+    ASSERT_TRUE(file.open(QIODevice::Append));
+    file.write("launchAtLogin=true\nselectedMicrophoneId=of-nobody\nu1_launchAtLogin=false\n"
+               "u1_selectedMicrophoneId=of-u1\nu1_onboardingCompleted=true\nmigration.userScope.v1=true\n");
+    file.close();
+    const auto encoded = [](const QByteArray& value) { return QString::fromLatin1(value.toBase64()); };
+    const QJsonObject secrets{
+        {QStringLiteral("com.quillospeech.accessToken"), encoded("access")},
+        {QStringLiteral("com.quillospeech.refreshToken"), encoded("refresh")},
+        {QStringLiteral("com.quillospeech.userData"),
+         encoded(R"({"id":"u1","email":"anna@example.org","full_name":"Anna","is_anonymous":false})")}};
+    const auto path = m_session->path(QStringLiteral("home/.local/share/quillo/secrets.json"));
+    QDir().mkpath(QFileInfo(path).path());
+    QFile store(path);
+    ASSERT_TRUE(store.open(QIODevice::WriteOnly));
+    store.write(QJsonDocument(secrets).toJson());
+    store.close();
+
+    const auto microphone = QStringLiteral("Preferred input device set to: ");
+    auto& first = start();
+    EXPECT_TRUE(logs(microphone + QStringLiteral("of-u1"))) << "as soon as it is known who it is";
+    m_session->end(first);
+    const auto before = log().size();
+    start();
+    EXPECT_TRUE(waitUntil([&] { return log().mid(before).contains(QStringLiteral("Token expires at: ")); }, 10s));
+    const auto second = log().mid(before);
+    EXPECT_FALSE(second.contains(microphone + QStringLiteral("of-nobody"))) << second.toStdString();
+    EXPECT_FALSE(second.contains(QStringLiteral("Launch at Login: desired=true")));
+    EXPECT_TRUE(second.contains(microphone + QStringLiteral("of-u1")));
+}
+
 TEST_F(Startup, ALockedKeyringIsWaitedForAndItsSessionComesBack) {
     begin({});
     auto& first = start();

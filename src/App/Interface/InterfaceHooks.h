@@ -2,6 +2,7 @@
 
 #include "App/Account/AccountSession.h"
 #include "App/Dictation/DictationHotkeys.h"
+#include "App/System/ServedLanguages.h"
 #include "UI/Foundation/UserInterfaceHooks.h"
 
 namespace quillo {
@@ -13,6 +14,7 @@ struct InterfaceParts {
     Dictation& dictation;
     DictationHotkeys& hotkeys;
     AccountSession& account;
+    ServedLanguages& servedLanguages;
     TaskRunner& tasks;
 };
 
