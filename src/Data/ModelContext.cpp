@@ -39,7 +39,7 @@ const EntityTable<RecordFields>& summaryTable() {
     return table;
 }
 
-/// Whether anything differs that belongs to the dictation itself, rather than to the work on it.
+/// Whether the dictation itself differs, apart from fields about its processing.
 bool differsForItsOwner(const RecordFields& before, RecordFields now) {
     now.metricsServerId = before.metricsServerId;
     now.metricsReported = before.metricsReported;
@@ -63,7 +63,7 @@ struct ModelContext::Implementation {
 
     [[nodiscard]] bool hasChanges() const { return records.hasChanges() || tags.hasChanges() || settings.hasChanges(); }
 
-    /// Notes the time of every change by the user; whoever sets it, as a synchronisation does, knows better.
+    /// Sets the time of every change by the user, unless the caller has set it, as a synchronisation does.
     void stampChanges() {
         records.forEachChanged([now = QDateTime::currentDateTimeUtc()](auto& entry) {
             if (!entry.isNew && !entry.isRemoved && entry.stored.updatedAt == entry.object->updatedAt &&

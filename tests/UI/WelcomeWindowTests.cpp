@@ -138,7 +138,7 @@ TEST_F(WelcomeWindowTest, ALanguageThatTheServerDoesNotUnderstandIsChosenTwice) 
     press(*window, Qt::Key_Return); // on German, the system's language
     EXPECT_TRUE(shows("languagePicker.confirm", LocalizationManager::shared().languageName(QStringLiteral("de"))));
     press(*window, Qt::Key_Down);
-    press(*window, Qt::Key_Return); // another one is asked for anew
+    press(*window, Qt::Key_Return); // another one asks again
     press(*window, Qt::Key_Up);
     press(*window, Qt::Key_Return);
     EXPECT_EQ(step(), u"language");
