@@ -26,7 +26,7 @@ TEST(PreferencesWatcherTest, AnEditInAnotherProgramHoldsAtOnce) {
     };
     const Edit edits[] = {
         {false, "[General]\nkept=1\nprimaryLanguage=de\n", QStringLiteral("primaryLanguage"), QStringLiteral("de")},
-        {true, "[General]\nkept=1\nprimaryLanguage=fr\n", QStringLiteral("primaryLanguage"), QStringLiteral("fr")},
+        {true, "[General]\nkept=1\n\nprimaryLanguage=fr\n", QStringLiteral("primaryLanguage"), QStringLiteral("fr")},
         {true, "[General]\nkept=1\n", QStringLiteral("primaryLanguage"), {}},
         {false, "[General]\nkept=1\nplaySound=false\n", QStringLiteral("playSound"), QStringLiteral("false")},
     };

@@ -33,7 +33,7 @@ protected:
     static void SetUpTestSuite() { s_session = std::make_unique<test::XSession>(); }
     static void TearDownTestSuite() { s_session.reset(); }
 
-    void SetUp() override { s_session->setLayout(QStringLiteral("us")); }
+    void SetUp() override { s_session->setLayout(u"us"_qs); }
 
     void start(std::vector<KeyCombination> consumed = {}) {
         m_source = createX11KeyEventSource(m_guard);
@@ -94,8 +94,7 @@ TEST_F(KeyEventsTest, ReportsPressReleaseAndSides) {
 
 TEST_F(KeyEventsTest, KnowsPhysicalKeysUnderAnyLayout) {
     start();
-    for (const auto& [layout, group] :
-         {std::pair{QStringLiteral("ru"), 0U}, {QStringLiteral("us,de"), 1U}, {QStringLiteral("fr"), 0U}}) {
+    for (const auto& [layout, group] : {std::pair{u"ru"_qs, 0U}, {u"us,de"_qs, 1U}, {u"fr"_qs, 0U}}) {
         s_session->setLayout(layout, group);
         m_events.clear();
         s_session->tapPhysicalKey(KEY_Q);
@@ -121,14 +120,14 @@ TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
     }
     s_session->setCapsLock(false);
     s_session->tapPhysicalKey(KEY_X);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x"_qs)) << field.text().toStdString();
 
     // Once stopped, nothing is held back.
     m_source->stop();
     s_session->physicalKey(KEY_RIGHTSHIFT, true);
     s_session->tapPhysicalKey(KEY_SPACE);
     s_session->physicalKey(KEY_RIGHTSHIFT, false);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x "))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x "_qs)) << field.text().toStdString();
 }
 
 TEST_F(KeyEventsTest, KindsOfModifiersFollowTheLayout) {
@@ -237,8 +236,7 @@ TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
 
 TEST_F(KeyEventsTest, RepetitionIsMarkedAndNeverARelease) {
     start({{96, 0}});
-    s_session->run(QStringLiteral("xset"),
-                   {QStringLiteral("r"), QStringLiteral("rate"), QStringLiteral("120"), QStringLiteral("50")});
+    s_session->run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"120"_qs, u"50"_qs});
     s_session->physicalKey(KEY_F5, true);
     ASSERT_TRUE(waitUntil([&] { return m_events.size() >= 4; })) << m_events.size();
     EXPECT_TRUE(m_guard->isOwnGrabActive());
@@ -290,8 +288,8 @@ TEST_F(KeyEventsTest, AnnouncedKeysAreNotTheUsers) {
     settle();
     EXPECT_THAT(m_events, ElementsAre(down(9), up(9)));
     m_events.clear();
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("55")});
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("56")});
+    s_session->run(u"xdotool"_qs, {u"key"_qs, u"55"_qs});
+    s_session->run(u"xdotool"_qs, {u"key"_qs, u"56"_qs});
     settle();
     EXPECT_THAT(m_events, ElementsAre(down(11), up(11))) << "a key of the test device that nobody announced is a key";
 }
@@ -300,7 +298,7 @@ TEST_F(KeyEventsTest, AKeyboardThatComesIsReportedAndHeldKeysAreSettled) {
     s_session->physicalKey(KEY_RIGHTMETA, true);
     start();
     EXPECT_TRUE(m_source->isPhysicallyDown(keycode::rightCommand));
-    s_session->run(QStringLiteral("xinput"), {QStringLiteral("create-master"), QStringLiteral("spare")});
+    s_session->run(u"xinput"_qs, {u"create-master"_qs, u"spare"_qs});
     ASSERT_TRUE(waitUntil([&] { return !m_states.empty(); }));
     EXPECT_EQ(m_states.front(), KeyEventSourceState::keyboardChanged);
     EXPECT_THAT(m_events, IsEmpty()) << "what is still held was not released";
@@ -308,7 +306,7 @@ TEST_F(KeyEventsTest, AKeyboardThatComesIsReportedAndHeldKeysAreSettled) {
     settle();
     EXPECT_THAT(m_events, ElementsAre(changed(keycode::rightCommand, 0)));
     EXPECT_FALSE(m_source->isPhysicallyDown(keycode::rightCommand));
-    s_session->run(QStringLiteral("xinput"), {QStringLiteral("remove-master"), QStringLiteral("spare keyboard")});
+    s_session->run(u"xinput"_qs, {u"remove-master"_qs, u"spare keyboard"_qs});
 }
 
 TEST(KeyEventsWithoutServer, SaysNotAvailable) {
