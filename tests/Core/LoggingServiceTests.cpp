@@ -133,12 +133,12 @@ TEST_F(LogFile, ForgetsADeletedDictationAndReturnsWhenItIsRemoved) {
     service.forget(QStringLiteral("yes"));
     service.forget({});
     write(service, QStringLiteral("later"));
-    EXPECT_THAT(contentOf(path),
+    EXPECT_THAT(contentOf(path).toStdString(),
                 testing::MatchesRegex("(=|\n|Q[^\n]*)*[^\n]*Text to inject: <deleted>\n[^\n]*Text to inject: "
                                       "<deleted>\n[^\n]*other\n[^\n]*yes, a line\n[^\n]*later\n"));
     ASSERT_TRUE(QFile::remove(path));
     write(service, QStringLiteral("still here"));
-    EXPECT_THAT(contentOf(path), EndsWith("still here\n"));
+    EXPECT_THAT(contentOf(path).toStdString(), EndsWith("still here\n"));
 }
 
 TEST_F(LogFile, ThatCannotBeOpenedIsNoFailure) {
