@@ -1,8 +1,7 @@
 #include "App/System/ServedLanguages.h"
 
+#include "Core/Json.h"
 #include "Core/Log.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -16,20 +15,14 @@ constexpr Clock::Duration firstDelay = 1s;
 constexpr Clock::Duration longestDelay = 60s;
 constexpr std::chrono::milliseconds requestTimeout = 10s;
 
-/// nullopt when the answer is not one of /health.
-std::optional<nlohmann::json> healthIn(const QByteArray& body) {
-    auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
-    return json.is_object() && json.contains("status") ? std::optional(std::move(json)) : std::nullopt;
-}
-
-std::optional<QStringList> languagesIn(const nlohmann::json& health) {
-    const auto found = health.find("languages");
-    if (found == health.end() || !found->is_array())
+std::optional<QStringList> languagesIn(const json::Json& health) {
+    const auto* const found = json::find(health, "languages");
+    if (!found || !found->is_array())
         return std::nullopt;
     QStringList codes;
-    for (const auto& code : *found)
-        if (code.is_string())
-            codes << QString::fromStdString(code.get<std::string>());
+    for (const auto& item : *found)
+        if (QString code; json::convert(item, code))
+            codes << code;
     return codes.isEmpty() ? std::nullopt : std::optional(codes);
 }
 
@@ -52,8 +45,8 @@ void ServedLanguages::ask() {
 
 void ServedLanguages::receive(const AuthHTTPAnswer& answer) {
     m_isAsking = false;
-    const auto health = answer.isAnswered() ? healthIn(answer.body) : std::nullopt;
-    if (!health) {
+    const auto health = json::parse(answer.body);
+    if (!health || !json::find(*health, "status")) {
         m_again = m_clock.callLater(m_delay, [this] { ask(); });
         m_delay = std::min(2 * m_delay, longestDelay);
         return;

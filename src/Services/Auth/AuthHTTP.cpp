@@ -1,11 +1,10 @@
 #include "Services/Auth/AuthHTTP.h"
 
 #include "Concurrency/AsyncStream.h"
+#include "Core/Json.h"
 
 #include <QNetworkReply>
 #include <QTimer>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo {
 
@@ -33,18 +32,17 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
 
-bool AuthHTTPAnswer::hasCode(const char* code) const {
-    const auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
-    const auto found = json.is_object() ? json.find("code") : json.end();
-    return found != json.end() && *found == code;
+bool AuthHTTPAnswer::hasCode(const QString& code) const {
+    const auto json = json::parse(body);
+    return json && json::value<QString>(*json, "code") == code;
 }
 
 bool AuthHTTPAnswer::isTokenRejection() const {
     if (!isRejection())
         return false;
-    const auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
-    const auto error = json.is_object() ? json.find("error") : json.end();
-    return error != json.end() && (*error == "invalid_grant" || *error == "invalid_token");
+    const auto json = json::parse(body);
+    const auto error = json ? json::value<QString>(*json, "error") : std::nullopt;
+    return error == QStringLiteral("invalid_grant") || error == QStringLiteral("invalid_token");
 }
 
 Task<AuthHTTPAnswer> AuthHTTP::send(AuthHTTPRequest request, std::chrono::milliseconds timeout) {
