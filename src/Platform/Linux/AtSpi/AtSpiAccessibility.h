@@ -1,18 +1,12 @@
 #pragma once
 
 #include "Platform/Accessibility.h"
+#include "Platform/Linux/AtSpi/AtSpiSwitch.h"
 
 #include <functional>
 #include <memory>
 
 namespace quillo {
-
-/// Remembers across runs whether Quillo switched the desktop's accessibility on, because a killed run cannot switch it
-/// off again. Both may be empty.
-struct AtSpiSwitchMemory {
-    std::function<bool()> isOurs;
-    std::function<void(bool)> setOurs;
-};
 
 /// The accessibility bus, AT-SPI 2 over D-Bus. Without a bus the focused element is unknown. `keyboardIsGrabbed`
 /// returns whether another program has grabbed the keyboard; it may be empty where that is unknown. Switches the

@@ -1,10 +1,17 @@
 #pragma once
 
-#include "Platform/Linux/AtSpi/AtSpiAccessibility.h"
-
 #include <QObject>
 
+#include <functional>
+
 namespace quillo {
+
+/// Remembers across runs whether Quillo switched the desktop's accessibility on, because a killed run cannot switch it
+/// off again. Both may be empty.
+struct AtSpiSwitchMemory {
+    std::function<bool()> isOurs;
+    std::function<void(bool)> setOurs;
+};
 
 /// The desktop's accessibility switch ("IsEnabled" of org.a11y.Status), which desktops store. While it is off, toolkits
 /// tell nothing about their fields. Main thread.
