@@ -48,6 +48,7 @@ struct SystemAudioLevelUpdated {
 };
 struct AudioCaptureFailed {
     QString reason;
+    UserMessage words = {};
 };
 struct PartialTranscriptReceived {
     QString text;
@@ -104,6 +105,10 @@ struct SwitchedToOffline {};
 /// Show a short message to the user.
 struct ShowHint {
     UserMessage message;
+};
+/// The microphone is open, and its first sample takes a while.
+struct MicrophoneAwaited {
+    QString device;
 };
 /// The application that will receive the text is known.
 struct TargetApplicationCaptured {

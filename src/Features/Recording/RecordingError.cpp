@@ -27,9 +27,7 @@ QString RecordingError::messageKey() const {
 UserMessage RecordingError::userMessage() const {
     return std::visit(Overloaded{
                           [this](const AudioCaptureFailed& error) {
-                              return error.silentDevice.isEmpty()
-                                         ? UserMessage{messageKey()}
-                                         : UserMessage{QStringLiteral("error.microphoneSilent"), {error.silentDevice}};
+                              return error.words.isEmpty() ? UserMessage{messageKey()} : error.words;
                           },
                           [this](const TranscriptionFailed& error) {
                               if (error.code == QStringLiteral("STT_UNAVAILABLE"))

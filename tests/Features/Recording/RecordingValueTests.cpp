@@ -27,7 +27,7 @@ TEST(RecordingError, EachDescribesItselfByItsKey) {
         EXPECT_NE(error.errorDescription(), error.messageKey()) << key << " has no text";
     }
     const std::vector<std::pair<RecordingError, const char*>> exact{
-        {RecordingError::AudioCaptureFailed{{}, QStringLiteral("Desk")}, "error.microphoneSilent"},
+        {RecordingError::AudioCaptureFailed{{}, {QStringLiteral("microphone.none")}}, "microphone.none"},
         {RecordingError::TranscriptionFailed{{}, QStringLiteral("STT_UNAVAILABLE")}, "error.recogniserUnavailable"},
         {RecordingError::TranscriptionFailed{{}, QStringLiteral("LANGUAGE_NOT_SERVED")}, "error.languageNotServed"},
         {RecordingError::Unknown{QStringLiteral("bad_alloc")}, "error.unexpected"},
