@@ -127,7 +127,7 @@ using RecordingAction =
                  action::ShowSavedToHistory, action::ShowMeetingProcessingHint, action::HideSavedToHistory,
                  action::ConnectionEstablished, action::AudioCaptureStarted, action::CommandProcessing,
                  action::TextInjected, action::RecordingCompleted, action::Reset, action::SwitchedToOffline,
-                 action::ShowHint, action::TargetApplicationCaptured>;
+                 action::ShowHint, action::TargetApplicationCaptured, action::MicrophoneAwaited>;
 
 /// The action's case name, for logs.
 [[nodiscard]] QString actionName(const RecordingAction& action);
