@@ -127,8 +127,9 @@ TEST_F(PulseAudioCaptureTests, TheLoudspeakersAreNoMicrophone) {
 }
 
 TEST_F(PulseAudioCaptureTests, KnowsThatAHeadsetStartsSlowly) {
-    session.pactl({QStringLiteral("load-module"), QStringLiteral("module-null-source"),
-                   QStringLiteral("source_name=headset"), QStringLiteral("source_properties=device.bus=bluetooth")});
+    session.pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+                   QStringLiteral("master=speakers.monitor"), QStringLiteral("source_name=headset"),
+                   QStringLiteral("source_properties=device.bus=bluetooth")});
     session.addMicrophone(QStringLiteral("desk"));
     makeService();
     const auto slow = [&] {
