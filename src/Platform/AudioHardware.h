@@ -19,6 +19,8 @@ struct AudioHardwareDevice {
     QString id;
     QString name;           ///< "Unknown" when it cannot be read
     bool isMonitor = false; ///< records what a sink plays; never a default, used only when requested by id
+    /// Its first sample may take seconds, and opening it again would take them again: a headset over Bluetooth.
+    bool startsSlowly = false;
 };
 
 /// The format that a device delivers.

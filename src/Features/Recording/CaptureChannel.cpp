@@ -1,5 +1,6 @@
 #include "Features/Recording/CaptureChannel.h"
 
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Features/Recording/RunLog.h"
 
 namespace quillo {
@@ -9,19 +10,21 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Clock::Duration firstAudioChunkTimeout = 600ms;
+/// For a device that starts slowly, after the first timeout.
+constexpr Clock::Duration slowDevicePatience = 2400ms;
 constexpr int maxFirstAudioChunkRestartAttempts = 1;
 /// A stopped capture ends its stream at once; this limits the wait for a backend that does not.
 constexpr Clock::Duration drainTimeout = 2s;
 
 } // namespace
 
-Task<CaptureChannel::OpenResult> CaptureChannel::open(Handle channel, std::shared_ptr<QString> failure) {
+Task<CaptureChannel::OpenResult> CaptureChannel::open(Handle channel, std::shared_ptr<Failure> failure) {
     channel->m_state = State::opening;
     std::optional<AsyncStream<AudioChunk>> stream;
     try {
         stream.emplace(co_await channel->m_source.startCapture());
     } catch (const AudioServiceError& error) {
-        *failure = QString::fromUtf8(error.what());
+        *failure = {QString::fromUtf8(error.what()), errorTexts::of(error)};
     }
     // Drop the stream to end its capture: a stop would also end the capture of a newer dictation.
     if (channel->m_state != State::opening)
@@ -118,6 +121,10 @@ Task<> CaptureChannel::watchFirstChunk(Handle channel) {
         if (!channel->isOpen())
             co_return;
         const auto device = channel->m_source.currentDeviceName();
+        if (channel->m_source.startsSlowly()) {
+            co_await watchSlowDevice(channel, device);
+            co_return;
+        }
         if (attempt > maxFirstAudioChunkRestartAttempts) {
             channel->giveUp(device);
             co_return;
@@ -135,6 +142,15 @@ Task<> CaptureChannel::watchFirstChunk(Handle channel) {
         }
         recordingLog(QStringLiteral("✅ Audio capture restarted (waiting for chunks)... "));
     }
+}
+
+Task<> CaptureChannel::watchSlowDevice(Handle channel, QString device) {
+    recordingLog(QStringLiteral("⏳ Waiting for '%1', which starts slowly").arg(device));
+    channel->hooks.waiting(device);
+    const auto token = channel->m_stop.get_token();
+    const bool came = co_await channel->m_firstChunk.wait(channel->m_clock, slowDevicePatience, token);
+    if (!came && channel->isOpen())
+        channel->giveUp(device);
 }
 
 void CaptureChannel::giveUp(const QString& device) {

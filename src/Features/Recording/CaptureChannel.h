@@ -2,6 +2,7 @@
 
 #include "Concurrency/AsyncEvent.h"
 #include "Concurrency/AsyncStream.h"
+#include "Core/UserMessage.h"
 #include "Features/Recording/AudioBacklog.h"
 #include "Features/Recording/AudioBackup.h"
 #include "Services/Microphone/AudioServiceProtocol.h"
@@ -26,7 +27,9 @@ public:
         std::function<void(const AudioChunk&)> captured;
         /// The device was lost and could not be replaced: no more chunks follow.
         std::function<void(const QString& reason)> lost;
-        /// The device was opened twice and delivered nothing; the capture has been closed.
+        /// The device takes its time to deliver; called once, and the wait goes on.
+        std::function<void(const QString& device)> waiting;
+        /// The device delivered nothing, although it was opened twice or waited for; the capture has been closed.
         std::function<void(const QString& device)> silent;
     };
     struct Counters {
@@ -35,14 +38,19 @@ public:
         float lastLevel = 0;
         int droppedChunks = 0; ///< dropped from the backlog; only the disk has them
     };
+    struct Failure {
+        QString reason;    ///< for the log
+        UserMessage words; ///< for the user
+    };
     enum class OpenResult { opened, failed, closedMeanwhile };
 
     CaptureChannel(AudioServiceProtocol& source, Clock& clock, const QString& recordingId)
         : disk(recordingId), m_source(source), m_clock(clock) {}
 
     /// Opens the device, starting inside the call, and begins to read it. `*failure` says why it failed.
-    static Task<OpenResult> open(Handle channel, std::shared_ptr<QString> failure);
-    /// Restarts a device once if it delivers no chunk within 0.6 s, then reports it as silent.
+    static Task<OpenResult> open(Handle channel, std::shared_ptr<Failure> failure);
+    /// Restarts a device once if it delivers no chunk within 0.6 s, then reports it as silent. A device that starts
+    /// slowly is not restarted but waited for, 3 s in all.
     static Task<> watchFirstChunk(Handle channel);
     /// Closes the device, unless another dictation has opened it since. Audio captured so far still arrives; `drain`
     /// awaits it.
@@ -72,6 +80,7 @@ private:
     void take(AudioChunk chunk);
     static Task<> consume(Handle channel, std::shared_ptr<AsyncStream<AudioChunk>> stream, int generation);
     static Task<bool> restart(Handle channel, std::shared_ptr<QString> failure);
+    static Task<> watchSlowDevice(Handle channel, QString device);
     static Task<> replaceDevice(Handle channel, QString reason);
     void giveUp(const QString& device);
 

@@ -49,6 +49,7 @@ QString actionName(const RecordingAction& action) {
         "switchedToOffline",
         "showHint",
         "targetApplicationCaptured",
+        "microphoneAwaited",
     };
     static_assert(names.size() == std::variant_size_v<RecordingAction>);
     return QString::fromLatin1(names.at(action.index()));

@@ -48,6 +48,7 @@ struct SystemAudioLevelUpdated {
 };
 struct AudioCaptureFailed {
     QString reason;
+    UserMessage words = {};
 };
 struct PartialTranscriptReceived {
     QString text;
@@ -105,6 +106,10 @@ struct SwitchedToOffline {};
 struct ShowHint {
     UserMessage message;
 };
+/// The microphone is open, and its first sample takes a while.
+struct MicrophoneAwaited {
+    QString device;
+};
 /// The application that will receive the text is known.
 struct TargetApplicationCaptured {
     QString name;
@@ -124,7 +129,8 @@ class RecordingAction
           action::InterruptRecording, action::CancelRecording, action::ShowCancelledMessage, action::ShowSavedToHistory,
           action::ShowMeetingProcessingHint, action::HideSavedToHistory, action::ConnectionEstablished,
           action::AudioCaptureStarted, action::CommandProcessing, action::TextInjected, action::RecordingCompleted,
-          action::Reset, action::SwitchedToOffline, action::ShowHint, action::TargetApplicationCaptured> {
+          action::Reset, action::SwitchedToOffline, action::ShowHint, action::TargetApplicationCaptured,
+          action::MicrophoneAwaited> {
 public:
     using variant::variant;
     RecordingAction(const RecordingAction&);

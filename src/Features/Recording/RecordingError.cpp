@@ -38,9 +38,7 @@ UserMessage RecordingError::userMessage() const {
                 return UserMessage{error.needsSignIn ? QStringLiteral("error.signInNeeded") : messageKey()};
             },
             [this](const AudioCaptureFailed& error) {
-                return error.silentDevice.isEmpty()
-                           ? UserMessage{messageKey()}
-                           : UserMessage{QStringLiteral("error.microphoneSilent"), {error.silentDevice}};
+                return error.words.isEmpty() ? UserMessage{messageKey()} : error.words;
             },
             [this](const TranscriptionFailed& error) {
                 if (error.code == QStringLiteral("STT_UNAVAILABLE"))

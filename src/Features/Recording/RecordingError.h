@@ -24,7 +24,7 @@ public:
     };
     struct AudioCaptureFailed {
         QString reason;
-        QString silentDevice = {}; ///< the name of a device that was opened but delivered nothing
+        UserMessage words = {}; ///< a more exact text than "could not be recorded"
         bool operator==(const AudioCaptureFailed&) const = default;
     };
     struct TranscriptionFailed {

@@ -62,6 +62,7 @@ struct Transition {
         if (state.chunksSent == std::numeric_limits<int>::max())
             qFatal("The count of captured audio chunks has overflowed.");
         ++state.chunksSent;
+        state.awaitedMicrophone.clear();
     }
 
     void operator()(const action::AudioLevelUpdated& action) const { state.audioLevel = action.level; }
@@ -69,7 +70,7 @@ struct Transition {
 
     void operator()(const action::AudioCaptureFailed& action) const {
         log(QStringLiteral("[Reducer] ❌ Audio capture failed: %1").arg(action.reason), LogLevel::error);
-        state.status = RecordingError(RecordingError::AudioCaptureFailed{action.reason});
+        state.status = RecordingError(RecordingError::AudioCaptureFailed{action.reason, action.words});
     }
 
     void operator()(const action::PartialTranscriptReceived& action) const {
@@ -208,6 +209,8 @@ struct Transition {
     void operator()(const action::TargetApplicationCaptured& action) const {
         state.activeApplicationName = action.name;
     }
+
+    void operator()(const action::MicrophoneAwaited& action) const { state.awaitedMicrophone = action.device; }
 };
 
 } // namespace

@@ -97,9 +97,10 @@ struct RecordingState {
     QString finalText;
     QString detectedLanguage;
     float confidence = 0;
-    float audioLevel = 0;       ///< microphone, 0 to 1
-    float systemAudioLevel = 0; ///< 0 to 1
-    int chunksSent = 0;         ///< microphone chunks captured in this session, sent or not
+    float audioLevel = 0;        ///< microphone, 0 to 1
+    float systemAudioLevel = 0;  ///< 0 to 1
+    QString awaitedMicrophone{}; ///< its name, while its first sample takes longer than usual
+    int chunksSent = 0;          ///< microphone chunks captured in this session, sent or not
     std::optional<QString> sessionId;
     std::optional<QDateTime> startTime;
     QString meetingLabeledText;

@@ -106,7 +106,9 @@ void silent(RecordingRun& run, const QString& device) {
     const auto detail = QStringLiteral("No audio from microphone '%1'. Check System Settings → Sound → Input "
                                        "(correct device, level not at zero).")
                             .arg(device);
-    fail(run, action::RecordingFailed{RecordingError::AudioCaptureFailed{detail, device}},
+    fail(run,
+         action::RecordingFailed{
+             RecordingError::AudioCaptureFailed{detail, {QStringLiteral("error.microphoneSilent"), {device}}}},
          QStringLiteral("audio_no_callbacks"));
 }
 
@@ -128,6 +130,11 @@ CaptureChannel::Hooks hooksOf(const RunHandle& run) {
             [weak](const QString& reason) {
                 if (const auto owner = weak.lock())
                     sessionStop::request(owner, StopCause::microphoneLost, reason);
+            },
+        .waiting =
+            [weak](const QString& device) {
+                if (const auto owner = weak.lock(); owner && !owner->isOver())
+                    owner->yield(action::MicrophoneAwaited{device});
             },
         .silent =
             [weak](const QString& device) {
@@ -209,7 +216,7 @@ Task<> start(RunHandle run) {
     recordingLog(QStringLiteral("🎤 Starting audio capture "));
     run->microphone->hooks = hooksOf(run);
     // This call starts the work; everything up to the await runs while the device opens.
-    const auto failure = std::make_shared<QString>();
+    const auto failure = std::make_shared<CaptureChannel::Failure>();
     auto opening = CaptureChannel::open(run->microphone, failure);
     playSound(*run, SoundCue::start);
     captureTarget(*run);
@@ -217,7 +224,7 @@ Task<> start(RunHandle run) {
 
     const auto result = co_await std::move(opening);
     if (result == CaptureChannel::OpenResult::failed)
-        fail(*run, action::AudioCaptureFailed{*failure}, QStringLiteral("audio_capture"));
+        fail(*run, action::AudioCaptureFailed{failure->reason, failure->words}, QStringLiteral("audio_capture"));
     if (result != CaptureChannel::OpenResult::opened || run->isOver())
         co_return;
     run->phase = phase::Listening{};

@@ -115,7 +115,7 @@ void InputUnitBackend::open(const AsyncStream<AudioChunk>::Sink& sink) {
         fail(QStringLiteral("❌ Failed to create AVAudioConverter for AUHAL pipeline"));
     }
     log(QStringLiteral("🔁 Converter ready: %1 → %2").arg(format.sampleRate).arg(AudioFormat::sampleRate));
-    setCaptured(context, device.name);
+    setCaptured(context, device.name, device.startsSlowly);
     require(
         unit.setInputCallback([context](const float* samples, size_t frames) { context->handleInput(samples, frames); },
                               lossHandler()),

@@ -97,10 +97,12 @@ void AudioCaptureBackend::handleLost(const QString& reason) {
     });
 }
 
-void AudioCaptureBackend::setCaptured(std::shared_ptr<AUHALCaptureContext> context, const QString& deviceName) {
+void AudioCaptureBackend::setCaptured(std::shared_ptr<AUHALCaptureContext> context, const QString& deviceName,
+                                      bool startsSlowly) {
     const std::lock_guard lock(m_mutex);
     m_captureContext = std::move(context);
     m_deviceName = deviceName;
+    m_startsSlowly = startsSlowly;
 }
 
 void AudioCaptureBackend::setPreferred(std::optional<QString> id) {
@@ -112,6 +114,11 @@ void AudioCaptureBackend::setPreferred(std::optional<QString> id) {
 QString AudioCaptureBackend::deviceName() const {
     const std::lock_guard lock(m_mutex);
     return m_deviceName;
+}
+
+bool AudioCaptureBackend::startsSlowly() const {
+    const std::lock_guard lock(m_mutex);
+    return m_startsSlowly;
 }
 
 std::optional<std::chrono::steady_clock::time_point> AudioCaptureBackend::firstSampleAt() const {

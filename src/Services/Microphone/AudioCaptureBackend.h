@@ -23,6 +23,8 @@ public:
     /// Of the running or latest capture; any thread.
     [[nodiscard]] QString deviceName() const;
     /// Of the running or latest capture; any thread.
+    [[nodiscard]] bool startsSlowly() const;
+    /// Of the running or latest capture; any thread.
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const;
 
 protected:
@@ -49,7 +51,7 @@ protected:
     /// Releases everything `open` acquired, also after a partial failure. `wasCapturing`: whether capture had started.
     virtual void close(bool wasCapturing) = 0;
 
-    void setCaptured(std::shared_ptr<AUHALCaptureContext> context, const QString& deviceName);
+    void setCaptured(std::shared_ptr<AUHALCaptureContext> context, const QString& deviceName, bool startsSlowly);
     [[nodiscard]] AUHALCaptureContext& captureContext() { return *m_captureContext; }
     [[nodiscard]] const std::optional<QString>& preferredDeviceID() const { return m_preferredDeviceID; }
     /// Returns a callback for `open` to install; call it on any thread when the device has vanished. It ends the
@@ -71,6 +73,7 @@ private:
     mutable std::mutex m_mutex;
     std::shared_ptr<AUHALCaptureContext> m_captureContext;
     QString m_deviceName;
+    bool m_startsSlowly = false;
 };
 
 } // namespace quillo

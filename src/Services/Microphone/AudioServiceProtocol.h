@@ -64,6 +64,8 @@ public:
     virtual void setPreferredInputDeviceID(std::optional<QString> id) = 0;
     /// Name of the device of the running or latest capture, for messages; empty before the first.
     [[nodiscard]] virtual QString currentDeviceName() const = 0;
+    /// Whether that device may take seconds to deliver, so that opening it again only delays it.
+    [[nodiscard]] virtual bool startsSlowly() const { return false; }
     /// When the hardware delivered the first samples of the running or latest capture.
     [[nodiscard]] virtual std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const = 0;
 };

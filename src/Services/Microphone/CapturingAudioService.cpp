@@ -46,6 +46,8 @@ void CapturingAudioService::setPreferredInputDeviceID(std::optional<QString> id)
 
 QString CapturingAudioService::currentDeviceName() const { return m_backend->deviceName(); }
 
+bool CapturingAudioService::startsSlowly() const { return m_backend->startsSlowly(); }
+
 std::optional<std::chrono::steady_clock::time_point> CapturingAudioService::firstSampleAt() const {
     return m_backend->firstSampleAt();
 }

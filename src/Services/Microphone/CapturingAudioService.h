@@ -21,6 +21,7 @@ public:
     Task<std::optional<AudioDevice>> getDefaultInputDevice() override;
     void setPreferredInputDeviceID(std::optional<QString> id) override;
     [[nodiscard]] QString currentDeviceName() const override;
+    [[nodiscard]] bool startsSlowly() const override;
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const override;
 
 protected:

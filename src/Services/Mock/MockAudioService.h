@@ -17,6 +17,7 @@ public:
     std::vector<AudioDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), true}};
     std::optional<QString> preferredInputDeviceID;
     QString deviceName = QStringLiteral("Microphone");
+    bool isSlow = false; ///< as a headset over Bluetooth
     std::optional<std::chrono::steady_clock::time_point> firstSample;
     /// The next start throws this.
     std::optional<AudioServiceError> nextStartError;
@@ -106,6 +107,7 @@ public:
         preferredInputDeviceID = std::move(id);
     }
 
+    [[nodiscard]] bool startsSlowly() const override { return isSlow; }
     [[nodiscard]] QString currentDeviceName() const override { return m_starts > 0 ? deviceName : QString(); }
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> firstSampleAt() const override {
         return firstSample;

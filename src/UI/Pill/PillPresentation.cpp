@@ -27,6 +27,8 @@ PillPresentation presentActive(const RecordingState& state, const QString& parti
     shown.isTranscript = !spoken.isEmpty();
     if (shown.isTranscript)
         shown.text = spoken;
+    else if (!state.awaitedMicrophone.isEmpty())
+        shown.text = translate(QStringLiteral("pill.waitingForMicrophone")).arg(state.awaitedMicrophone);
     else if (connecting)
         shown.text = translate(QStringLiteral("pill.connecting"));
     else if (shown.targetName.isEmpty())

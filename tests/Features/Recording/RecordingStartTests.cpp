@@ -294,6 +294,41 @@ TEST_F(RecordingStartTests, aSilentMicrophoneIsRestartedOnceAndThenNamed) {
     expectDictationWorks();
 }
 
+TEST_F(RecordingStartTests, aSlowHeadsetIsWaitedForWithoutARestart) {
+    audio.isSlow = true;
+    for (const bool comes : {true, false}) {
+        SCOPED_TRACE(comes);
+        const int before = audio.starts();
+        start();
+        clock.advance(600ms);
+        EXPECT_EQ(store->state().awaitedMicrophone, QStringLiteral("Microphone"));
+        clock.advance(2300ms);
+        EXPECT_EQ(audio.starts(), before + 1);
+        EXPECT_TRUE(audio.isCapturing());
+        if (comes) {
+            audio.speak();
+            settle();
+            clock.advance(5s);
+            EXPECT_EQ(store->state().awaitedMicrophone, QString());
+            EXPECT_TRUE(audio.isCapturing());
+            store->send(action::CancelRecording{});
+            settle();
+        } else {
+            clock.advance(100ms);
+            EXPECT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
+        }
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStartTests, withoutAMicrophoneTheUserReadsWhatToDo) {
+    audio.nextStartError = AudioServiceError(AudioServiceError::Code::noDevice, QStringLiteral("for the log"));
+    start();
+    ASSERT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
+    EXPECT_EQ(store->state().status.error()->userMessage(), UserMessage{QStringLiteral("microphone.none")});
+    expectQuiet();
+}
+
 } // namespace
 
 } // namespace quillo::test

@@ -21,7 +21,7 @@ TEST(RecordingError, EachDescribesItselfByItsKey) {
         {RecordingError::AccessibilityPermissionDenied{}, "error.accessibilityDenied"},
         {RecordingError::SessionStartFailed{}, "error.sessionStartFailed"},
         {RecordingError::Cancelled{}, "error.cancelled"},
-        {RecordingError::AudioCaptureFailed{{}, QStringLiteral("Desk")}, "error.microphoneSilent"},
+        {RecordingError::AudioCaptureFailed{{}, {QStringLiteral("microphone.none")}}, "microphone.none"},
         {RecordingError::TranscriptionFailed{{}, QStringLiteral("STT_UNAVAILABLE")}, "error.recogniserUnavailable"},
         {RecordingError::TranscriptionFailed{{}, QStringLiteral("LANGUAGE_NOT_SERVED")}, "error.languageNotServed"},
         {RecordingError::Unknown{QStringLiteral("bad_alloc")}, "error.unexpected"},

@@ -126,6 +126,22 @@ TEST_F(PulseAudioCaptureTests, TheLoudspeakersAreNoMicrophone) {
     EXPECT_TRUE(capture.waitForMore(1600));
 }
 
+TEST_F(PulseAudioCaptureTests, KnowsThatAHeadsetStartsSlowly) {
+    session.pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+                   QStringLiteral("master=speakers.monitor"), QStringLiteral("source_name=headset"),
+                   QStringLiteral("source_properties=device.bus=bluetooth")});
+    session.addMicrophone(QStringLiteral("desk"));
+    makeService();
+    const auto slow = [&] {
+        QStringList names;
+        for (const auto& device : hardware->inputDevices())
+            if (device.startsSlowly)
+                names << device.id;
+        return names;
+    };
+    EXPECT_TRUE(waitUntil([&] { return slow() == QStringList{QStringLiteral("headset")}; }));
+}
+
 TEST_F(PulseAudioCaptureTests, FollowsTheDefaultUnlessToldOtherwise) {
     session.addMicrophone(u"desk"_qs);
     session.addMicrophone(u"headset"_qs, 44100, 2);

@@ -25,6 +25,8 @@ PulseAudioSource describe(const pa_source_info& info) {
     source.device.id = QString::fromUtf8(info.name);
     source.device.name = info.description ? QString::fromUtf8(info.description) : QStringLiteral("Unknown");
     source.device.isMonitor = info.monitor_of_sink != PA_INVALID_INDEX;
+    const char* bus = pa_proplist_gets(info.proplist, PA_PROP_DEVICE_BUS);
+    source.device.startsSlowly = bus && QLatin1String(bus) == QLatin1String("bluetooth");
     source.sampleRate = info.sample_spec.rate;
     source.channels = info.sample_spec.channels;
     source.bitsPerSample = static_cast<uint32_t>(pa_sample_size(&info.sample_spec)) * 8;

@@ -10,6 +10,8 @@ using namespace std::chrono_literals;
 
 /// How long the server may take to open the device.
 constexpr auto openDeadline = 1000ms;
+/// A headset changes its profile first.
+constexpr auto slowOpenDeadline = 3000ms;
 /// Audio per delivery: short, so that the first word and the waveform appear without delay.
 constexpr auto fragment = 10ms;
 /// The largest portion passed to one callback.
@@ -99,7 +101,8 @@ public:
                 return pa_context_errno(context);
         }
         std::unique_lock lock(m_mutex);
-        if (!m_changed.wait_for(lock, openDeadline, [this] { return m_isOpen || m_failure != 0; }))
+        const auto deadline = m_source.device.startsSlowly ? slowOpenDeadline : openDeadline;
+        if (!m_changed.wait_for(lock, deadline, [this] { return m_isOpen || m_failure != 0; }))
             return PA_ERR_TIMEOUT;
         return m_failure;
     }
