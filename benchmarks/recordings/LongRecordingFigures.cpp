@@ -4,11 +4,11 @@
 #include "Core/AudioChunk.h"
 #include "Core/LoggingService.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
+#include "Services/Mock/MockAuthService.h"
 #include "Services/Network/TrustedNetwork.h"
 #include "Services/Recordings/AudioFileWriter.h"
 #include "Services/Recordings/PCMFiles.h"
 #include "Services/Upload/TranscriptionFileClient.h"
-#include "Support/MockAuthService.h"
 #include "Support/ScriptedHttpsServer.h"
 #include "Support/TestCertificate.h"
 
@@ -108,7 +108,7 @@ int main(int argc, char** argv) {
     server.keepsBodies = false;
     const auto tokens = std::make_shared<InMemoryTokenStorage>();
     tokens->setAccessToken(QStringLiteral("token"));
-    test::MockAuthService auth;
+    MockAuthService auth;
     SystemClock clock(EventExecutor::main());
     TranscriptionFileClient client({.apiBaseURL = server.url({}),
                                     .tokenStorage = tokens,

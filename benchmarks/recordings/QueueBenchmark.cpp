@@ -1,10 +1,10 @@
 #include "Core/LoggingService.h"
 #include "Data/DataContainer.h"
+#include "Services/Mock/MockAuthService.h"
+#include "Services/Mock/MockNetworkMonitor.h"
+#include "Services/Mock/MockTranscriptionFileClient.h"
 #include "Services/Queue/PendingTranscriptionManager.h"
 #include "Services/Recordings/PendingAudioFiles.h"
-#include "Support/MockAuthService.h"
-#include "Support/MockTranscriptionFileClient.h"
-#include "Support/ScriptedNetworkMonitor.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -45,9 +45,9 @@ public:
     QTemporaryDir home{QDir::homePath() + QStringLiteral("/.quillo-benchmark-XXXXXX")}; // on the disk
     bool isHome = qputenv("XDG_DATA_HOME", QFile::encodeName(home.path()));
     ManualClock clock{EventExecutor::main()};
-    test::MockAuthService auth;
-    test::ScriptedNetworkMonitor network;
-    test::MockTranscriptionFileClient client;
+    MockAuthService auth;
+    MockNetworkMonitor network;
+    MockTranscriptionFileClient client;
     Preferences preferences{home.filePath(QStringLiteral("settings.ini"))};
     std::unique_ptr<ModelContainer> container;
     std::unique_ptr<PendingTranscriptionManager> manager =

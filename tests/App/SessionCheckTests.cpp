@@ -1,7 +1,7 @@
 #include "App/Account/SessionCheck.h"
-#include "Services/Socket/LogLines.h"
+#include "Services/Mock/MockAuthService.h"
 #include "Support/Async.h"
-#include "Support/MockAuthService.h"
+#include "Support/LogLines.h"
 
 #include <gtest/gtest.h>
 

@@ -8,12 +8,13 @@
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingStore.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
+#include "Services/Mock/MockAudioService.h"
+#include "Services/Mock/MockAuthService.h"
+#include "Services/Mock/MockNetworkMonitor.h"
+#include "Services/Mock/MockPermissionService.h"
+#include "Services/Mock/MockTextInjectionService.h"
+#include "Services/Mock/MockWebSocketService.h"
 #include "Support/MockApplications.h"
-#include "Support/MockAudioService.h"
-#include "Support/MockAuthService.h"
-#include "Support/MockPermissionService.h"
-#include "Support/MockTextInjectionService.h"
-#include "Support/MockWebSocketService.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,14 +25,6 @@
 #include <memory>
 
 namespace quillo::test {
-
-class MockNetworkMonitor final : public NetworkMonitorServiceProtocol {
-public:
-    bool connected = true;
-    void startMonitoring() override {}
-    [[nodiscard]] bool isConnected() const override { return connected; }
-    AsyncStream<bool> connectivityStream() override { return AsyncStream<bool>::of(EventExecutor::main(), {}); }
-};
 
 class MockMetrics final : public MetricsServiceProtocol {
 public:

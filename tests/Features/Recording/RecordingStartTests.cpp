@@ -47,7 +47,7 @@ TEST_F(RecordingStartTests, aFailedStartLeavesNothingOpenAndTheNextWorks) {
         std::function<bool()> expected;
     };
     const std::vector<Case> cases{
-        {"no network", [&] { network.connected = false; }, [&] { network.connected = true; },
+        {"no network", [&] { network.setConnected(false); }, [&] { network.setConnected(true); },
          [&] { return failedWith<RecordingError::ConnectionFailed>() && audio.starts() == 0; }},
         {"language gate", [&] { preferences.languageChosen = false; }, [&] { preferences.languageChosen = true; },
          [&] {

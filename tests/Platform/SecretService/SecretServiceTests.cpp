@@ -1,7 +1,7 @@
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Services/Auth/KeychainTokenStorage.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

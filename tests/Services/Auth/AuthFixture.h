@@ -3,9 +3,9 @@
 #include "Core/NotificationCenter.h"
 #include "Services/Auth/AuthService.h"
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Socket/LogLines.h"
-#include "Services/Socket/ScriptedTcpServer.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
+#include "Support/ScriptedTcpServer.h"
 
 #include <QUrlQuery>
 

@@ -1,5 +1,5 @@
 #include "Services/Desktop/LaunchAtLogin.h"
-#include "Services/Socket/LogLines.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

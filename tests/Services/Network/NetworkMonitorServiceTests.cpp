@@ -1,7 +1,7 @@
 #include "Services/Network/NetworkMonitorService.h"
 
-#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
 
 #include <thread>
 

@@ -2,11 +2,11 @@
 
 #include "Core/NotificationCenter.h"
 #include "Data/DataContainer.h"
+#include "Services/Mock/MockAuthService.h"
+#include "Services/Mock/MockNetworkMonitor.h"
+#include "Services/Mock/MockTranscriptionFileClient.h"
 #include "Services/Queue/PendingTranscriptionManager.h"
 #include "Services/Recordings/RecordingsFolder.h"
-#include "Support/MockAuthService.h"
-#include "Support/MockTranscriptionFileClient.h"
-#include "Support/ScriptedNetworkMonitor.h"
 
 #include <gtest/gtest.h>
 
@@ -84,7 +84,7 @@ protected:
     RecordingsFolder folder;
     ManualClock clock{EventExecutor::main()};
     MockAuthService auth;
-    ScriptedNetworkMonitor network;
+    MockNetworkMonitor network;
     MockTranscriptionFileClient client;
     Preferences preferences{folder.outside(QStringLiteral("settings.ini"))};
     std::unique_ptr<ModelContainer> container;

@@ -1,7 +1,7 @@
 #include "PendingQueueFixture.h"
 #include "Services/Queue/PendingRetryRules.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/LargestFile.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

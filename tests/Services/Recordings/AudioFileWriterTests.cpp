@@ -1,9 +1,9 @@
 #include "Services/Recordings/AudioFileWriter.h"
 
 #include "Services/Recordings/RecordingsFolder.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
 #include "Support/LargestFile.h"
+#include "Support/LogLines.h"
 
 #include <csignal>
 #include <sys/wait.h>

@@ -1,10 +1,10 @@
 #include "Services/Network/TrustedNetwork.h"
 
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Socket/LogLines.h"
 #include "Services/Socket/TranscriptionServer.h"
 #include "Services/Socket/WebSocketService.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
 

@@ -3,10 +3,10 @@
 #include "Services/Protocol/ServerResponse.h"
 
 #include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Socket/LogLines.h"
-#include "Services/Socket/ScriptedTcpServer.h"
 #include "Services/Socket/TranscriptionServer.h"
 #include "Support/Async.h"
+#include "Support/LogLines.h"
+#include "Support/ScriptedTcpServer.h"
 
 #include <QCryptographicHash>
 #include <QStringBuilder>

@@ -1,12 +1,12 @@
 #include "Services/Upload/TranscriptionFileClient.h"
 
 #include "Services/Auth/InMemoryTokenStorage.h"
+#include "Services/Mock/MockAuthService.h"
 #include "Services/Network/TrustedNetwork.h"
 #include "Services/Recordings/PCMFiles.h"
 #include "Services/Recordings/RecordingsFolder.h"
-#include "Services/Socket/LogLines.h"
 #include "Support/Async.h"
-#include "Support/MockAuthService.h"
+#include "Support/LogLines.h"
 #include "Support/ScriptedHttpsServer.h"
 #include "Support/TestCertificate.h"
 

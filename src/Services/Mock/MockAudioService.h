@@ -8,11 +8,11 @@
 #include <functional>
 #include <utility>
 
-namespace quillo::test {
+namespace quillo {
 
 /// A scripted microphone: the test speaks into the running capture, removes the device, or makes a start fail or hang.
 /// Main thread only. A capture that yields nothing simulates a device that opens and stays silent.
-class MockAudioService final : public AudioServiceProtocol {
+class MockAudioService : public AudioServiceProtocol {
 public:
     std::vector<AudioDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), true}};
     std::optional<QString> preferredInputDeviceID;
@@ -119,4 +119,4 @@ private:
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
-} // namespace quillo::test
+} // namespace quillo

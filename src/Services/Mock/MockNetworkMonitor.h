@@ -4,12 +4,14 @@
 
 #include <vector>
 
-namespace quillo::test {
+namespace quillo {
 
-/// A network that a test switches on and off.
-class ScriptedNetworkMonitor final : public NetworkMonitorServiceProtocol {
+/// A network that a test switches on and off; online at first. Main thread.
+class MockNetworkMonitor final : public NetworkMonitorServiceProtocol {
 public:
-    ~ScriptedNetworkMonitor() override {
+    bool isMonitoring = false;
+
+    ~MockNetworkMonitor() override {
         for (const auto& subscriber : m_subscribers)
             subscriber.finish();
     }
@@ -22,6 +24,7 @@ public:
         return std::move(stream);
     }
 
+    /// Changes the state, and returns when the subscribers have handled it.
     void setConnected(bool connected) {
         m_connected = connected;
         for (const auto& subscriber : m_subscribers)
@@ -29,11 +32,9 @@ public:
         EventExecutor::main().drain();
     }
 
-    bool isMonitoring = false;
-
 private:
     bool m_connected = true;
     std::vector<AsyncStream<bool>::Sink> m_subscribers;
 };
 
-} // namespace quillo::test
+} // namespace quillo

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace quillo::test {
+namespace quillo {
 
 /// A file transcription client with scripted answers. Must outlive the calls to it.
 class MockTranscriptionFileClient final : public TranscriptionFileClientProtocol {
@@ -80,4 +80,4 @@ private:
     std::vector<std::shared_ptr<Wakeup>> m_waiting;
 };
 
-} // namespace quillo::test
+} // namespace quillo

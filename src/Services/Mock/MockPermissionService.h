@@ -2,7 +2,7 @@
 
 #include "Services/Desktop/PermissionServiceProtocol.h"
 
-namespace quillo::test {
+namespace quillo {
 
 /// Grants what a test sets. A request is answered with `...OnRequest`, which then becomes the current answer.
 class MockPermissionService final : public PermissionServiceProtocol {
@@ -25,4 +25,4 @@ public:
     }
 };
 
-} // namespace quillo::test
+} // namespace quillo

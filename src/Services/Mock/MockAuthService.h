@@ -4,10 +4,10 @@
 
 #include <functional>
 
-namespace quillo::test {
+namespace quillo {
 
 /// An account whose operations are scripted by a test.
-class MockAuthService final : public AuthServiceProtocol {
+class MockAuthService : public AuthServiceProtocol {
 public:
     Task<bool> checkExistingSession() override { co_return user.has_value(); }
     Task<> createAnonymousSession() override {
@@ -37,8 +37,8 @@ public:
     [[nodiscard]] bool isNewUser() const override { return newUser; }
     [[nodiscard]] std::optional<AuthUser> currentUser() const override { return user; }
     [[nodiscard]] Observation observe(std::function<void()> changed) override {
-        observers.push_back(std::make_shared<std::function<void()>>(std::move(changed)));
-        return Observation([observer = std::weak_ptr(observers.back())] {
+        m_observers.push_back(std::make_shared<std::function<void()>>(std::move(changed)));
+        return Observation([observer = std::weak_ptr(m_observers.back())] {
             if (const auto alive = observer.lock())
                 *alive = nullptr;
         });
@@ -47,7 +47,7 @@ public:
     /// Changes the user and notifies the observers.
     void setUser(std::optional<AuthUser> other) {
         user = std::move(other);
-        for (const auto& observer : observers)
+        for (const auto& observer : m_observers)
             if (*observer)
                 (*observer)();
     }
@@ -70,7 +70,7 @@ private:
         co_return;
     }
 
-    std::vector<std::shared_ptr<std::function<void()>>> observers;
+    std::vector<std::shared_ptr<std::function<void()>>> m_observers;
 };
 
-} // namespace quillo::test
+} // namespace quillo

@@ -5,10 +5,10 @@
 #include <optional>
 #include <vector>
 
-namespace quillo::test {
+namespace quillo {
 
 /// Takes texts and records them; answers or fails as a test says.
-class MockTextInjectionService final : public TextInjectionServiceProtocol {
+class MockTextInjectionService : public TextInjectionServiceProtocol {
 public:
     struct Call {
         QString text;
@@ -33,4 +33,4 @@ public:
     Task<bool> hasFocusedTextField() override { co_return textFieldFocused; }
 };
 
-} // namespace quillo::test
+} // namespace quillo

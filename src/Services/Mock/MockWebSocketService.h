@@ -6,11 +6,11 @@
 #include <functional>
 #include <vector>
 
-namespace quillo::test {
+namespace quillo {
 
 /// A scripted connection: it records the calls, and the test yields the server's messages. Main thread. Header-only, as
 /// it is used with the protocol's library alone.
-class MockWebSocketService final : public WebSocketServiceProtocol {
+class MockWebSocketService : public WebSocketServiceProtocol {
 public:
     // Scripted by the test.
     std::deque<WebSocketError> connectErrors; ///< each fails one connect, in order; afterwards they succeed
@@ -131,4 +131,4 @@ private:
     AsyncStream<ServerMessage>::Sink m_events;
 };
 
-} // namespace quillo::test
+} // namespace quillo

@@ -2,7 +2,7 @@
 
 #include "Services/Hotkeys/HotkeyServiceProtocol.h"
 
-namespace quillo::test {
+namespace quillo {
 
 /// Hotkeys that a test presses by calling the callbacks.
 class MockHotkeyService final : public HotkeyServiceProtocol {
@@ -23,4 +23,4 @@ private:
     bool m_isRunning = false;
 };
 
-} // namespace quillo::test
+} // namespace quillo
