@@ -144,6 +144,7 @@ public:
 
     bool stalled = false;
     bool stalledAnswers = false;
+    std::chrono::milliseconds delay{0};
 
 private:
     void run() {
@@ -162,6 +163,11 @@ private:
             lock.unlock();
             ::poll(descriptors.data(), descriptors.size(), -1);
             lock.lock();
+            if (const auto pause = delay; pause.count() > 0) {
+                lock.unlock();
+                ::poll(nullptr, 0, static_cast<int>(pause.count()));
+                lock.lock();
+            }
             uint64_t ignored = 0;
             [[maybe_unused]] const auto drained = ::read(m_wakeup, &ignored, sizeof ignored);
             // The list has not changed since, because only this thread modifies it.
@@ -325,6 +331,10 @@ void FaultProxy::stall(bool stalled) {
 
 void FaultProxy::stallAnswers(bool stalled) {
     m_worker->change([&] { m_worker->stalledAnswers = stalled; });
+}
+
+void FaultProxy::delay(std::chrono::milliseconds time) {
+    m_worker->change([&] { m_worker->delay = time; });
 }
 
 void FaultProxy::cut(Ending ending) {

@@ -48,6 +48,8 @@ public:
     void stall(bool stalled);
     /// Stops traffic from the server to the client only.
     void stallAnswers(bool stalled);
+    /// Every exchange waits this long, as over a slow line; 0 for none. `heal` leaves it.
+    void delay(std::chrono::milliseconds time);
     /// Ends every connection.
     void cut(Ending ending);
     void set(Trap trap);

@@ -276,7 +276,8 @@ Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State
     self->pendingRestore.reset();
     self->prepared.reset();
 
-    const auto offer = co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert, ClipboardUse::passing);
+    const auto offer =
+        co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert, ClipboardUse::passing);
     if (!offer)
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     // Clipboard managers read every text, some at once and some late: only the target's reads after the keys count.

@@ -161,7 +161,8 @@ public:
 
     Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse use) override {
         return runOn<std::shared_ptr<PasteboardOffer>>(
-            m_executor, [worker = m_worker, text = std::move(text), alsoPrimary, use]() -> std::shared_ptr<PasteboardOffer> {
+            m_executor,
+            [worker = m_worker, text = std::move(text), alsoPrimary, use]() -> std::shared_ptr<PasteboardOffer> {
                 auto state = std::make_shared<PasteboardOfferState>();
                 worker->offer(text, alsoPrimary, use, state);
                 return std::make_shared<SharedPasteboardOffer>(std::move(state));
