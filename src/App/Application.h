@@ -3,6 +3,7 @@
 #include "App/Account/AccountSession.h"
 #include "App/Dictation/Dictation.h"
 #include "App/Dictation/DictationHotkeys.h"
+#include "App/Dictation/SessionGuard.h"
 #include "App/History/HistoryStartup.h"
 #include "App/History/RecordingQueue.h"
 #include "App/Interface/Notices.h"
@@ -37,6 +38,7 @@ struct Application {
     std::optional<RecordingQueue> queue;
     std::optional<Dictation> dictation;
     std::optional<DictationHotkeys> hotkeys;
+    std::optional<SessionGuard> sessionGuard;
     std::unique_ptr<Commands> commands;
     std::unique_ptr<ControlService> control;
     std::unique_ptr<TrayHost> statusItem; ///< until the interface takes it

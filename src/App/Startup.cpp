@@ -101,6 +101,12 @@ void setupHotkeys(Application& app) {
     app.hotkeys.emplace(*app.services->hotkeyService, *app.dictation);
     if (!app.hotkeys->arm())
         hotkeySetup::offerOnce(*app.adapters.notifications);
+    auto* const watch = app.services->sessionWatch.get();
+    if (!watch)
+        return;
+    app.sessionGuard.emplace(*watch, *app.services->hotkeyService, *app.dictation,
+                             [&app] { app.notices.add(UserMessage{QStringLiteral("notice.userLeft")}); });
+    app.hotkeys->refuseWhile([watch] { return watch->isAway(); });
 }
 
 void setupInterface(Application& app) {

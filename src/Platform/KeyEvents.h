@@ -94,6 +94,14 @@ public:
     /// Replaces the consumed combinations while the source runs. A source that cannot do so keeps the old ones.
     virtual void setConsumed(std::vector<KeyCombination> consumed) { static_cast<void>(consumed); }
     [[nodiscard]] virtual std::vector<KeyCombination> unavailableCombinations() const = 0;
+    /// Taps a key without meaning, unseen by the handler. A desktop that opens a menu when Super or Alt is pressed and
+    /// released with no other key in between then does not open it. A source that cannot send keys does nothing.
+    virtual void hideLoneTap() {}
+    /// Which of `candidates` no other program holds, in their order. A source that cannot tell returns none.
+    [[nodiscard]] virtual std::vector<KeyCombination> freeAmong(std::vector<KeyCombination> candidates) const {
+        candidates.clear();
+        return candidates;
+    }
     /// Queries the device-dependent and modifier bits of the keys that are physically down now, for recovery after a
     /// lost event.
     [[nodiscard]] virtual bool isPhysicallyDown(uint16_t keyCode) const = 0;

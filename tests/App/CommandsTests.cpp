@@ -38,8 +38,8 @@ const Home home;
 class CommandsTest : public testing::Test {
 protected:
     CommandsTest() {
-        settings.chooseLanguages(QStringLiteral("en"));
-        settings.setValue(QStringLiteral("playSound"), false);
+        settings.chooseLanguages(u"en"_qs);
+        settings.setValue(u"playSound"_qs, false);
     }
     ~CommandsTest() override { await(dictation.effects().shutDown()); }
 
@@ -56,12 +56,12 @@ protected:
     }
     QJsonObject status() const { return QJsonDocument::fromJson(commands.status().toUtf8()).object(); }
     bool becomes(const QString& word) {
-        return eventually([&] { return status().value(QStringLiteral("status")) == word; });
+        return eventually([&] { return status().value(u"status"_qs) == word; });
     }
     QString add(const QString& recordStatus) {
         const auto record = std::make_shared<TranscriptionRecord>();
         record->status = recordStatus;
-        record->text = QStringLiteral("said");
+        record->text = u"said"_qs;
         history().insert(record);
         history().save();
         return record->id.toString(QUuid::WithoutBraces);
@@ -73,13 +73,11 @@ protected:
         ADD_FAILURE() << name.toStdString() << ": " << error.toStdString();
     }};
     std::unique_ptr<ModelContainer> container = DataContainer::createInMemory();
-    ServiceContainer services{clock, settings, ServerEnvironment::fromEnvironment(QStringLiteral("localhost"))};
+    ServiceContainer services{clock, settings, ServerEnvironment::fromEnvironment(u"localhost"_qs)};
     int signIns = 0;
     AccountController account{*services.authService, tasks, [] {}, [this] { ++signIns; }};
     RecordingQueue queue{services, &history(), clock, tasks};
     Dictation dictation{services, settings, clock, tasks, {&history(), nullptr}, [] {}};
-    int shown = 0;
-    int quits = 0;
     ApplicationCommands::Parts parts{.services = services,
                                      .store = dictation.store(),
                                      .effects = dictation.effects(),
@@ -87,9 +85,9 @@ protected:
                                      .tasks = tasks,
                                      .history = &history(),
                                      .queue = [this] { return queue.manager(); },
-                                     .serverHost = QStringLiteral("localhost"),
-                                     .show = [this] { ++shown; },
-                                     .quit = [this] { ++quits; }};
+                                     .serverHost = u"localhost"_qs,
+                                     .show = [] {},
+                                     .quit = [] {}};
     ApplicationCommands commands{parts};
 };
 
@@ -97,32 +95,32 @@ TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
     EXPECT_TRUE(commands.lastText().isEmpty());
     commands.stop();
     commands.cancel();
-    EXPECT_TRUE(becomes(QStringLiteral("idle"))) << "nothing runs that could be stopped";
+    EXPECT_TRUE(becomes(u"idle"_qs)) << "nothing runs that could be stopped";
     commands.start();
-    ASSERT_TRUE(becomes(QStringLiteral("recording")));
-    EXPECT_EQ(status().value(QStringLiteral("server")), QStringLiteral("localhost"));
-    EXPECT_EQ(status().value(QStringLiteral("microphone")), QStringLiteral("Built-in Microphone"));
-    ASSERT_TRUE(eventually([&] { return !status().value(QStringLiteral("partialText")).toString().isEmpty(); }));
-    const auto before = status().value(QStringLiteral("partialText")).toString();
+    ASSERT_TRUE(becomes(u"recording"_qs));
+    EXPECT_EQ(status().value(u"server"_qs), u"localhost"_qs);
+    EXPECT_EQ(status().value(u"microphone"_qs), u"Built-in Microphone"_qs);
+    ASSERT_TRUE(eventually([&] { return !status().value(u"partialText"_qs).toString().isEmpty(); }));
+    const auto before = status().value(u"partialText"_qs).toString();
     commands.start();
-    EXPECT_TRUE(status().value(QStringLiteral("partialText")).toString().startsWith(before)) << "it began again";
+    EXPECT_TRUE(status().value(u"partialText"_qs).toString().startsWith(before)) << "it began again";
     commands.stop();
-    ASSERT_TRUE(becomes(QStringLiteral("idle")));
-    ASSERT_TRUE(eventually([&] { return status().contains(QStringLiteral("lastRun")); }));
+    ASSERT_TRUE(becomes(u"idle"_qs));
+    ASSERT_TRUE(eventually([&] { return status().contains(u"lastRun"_qs); }));
     EXPECT_TRUE(mock::transcript().startsWith(commands.lastText().section(u' ', 0, 1)));
-    EXPECT_EQ(status().value(QStringLiteral("lastRun")).toObject().value(QStringLiteral("text")), commands.lastText());
+    EXPECT_EQ(status().value(u"lastRun"_qs).toObject().value(u"text"_qs), commands.lastText());
     commands.insertAgain();
 }
 
 TEST_F(CommandsTest, ToggleStartsAndStopsAndCancelDiscards) {
     commands.toggle();
-    ASSERT_TRUE(becomes(QStringLiteral("recording")));
+    ASSERT_TRUE(becomes(u"recording"_qs));
     commands.cancel();
     ASSERT_TRUE(eventually([&] { return !dictation.effects().isBusy(); }));
     EXPECT_TRUE(commands.lastText().isEmpty());
     EXPECT_EQ(history().count({}), 0);
     commands.toggle();
-    ASSERT_TRUE(eventually([&] { return !status().value(QStringLiteral("partialText")).toString().isEmpty(); }));
+    ASSERT_TRUE(eventually([&] { return !status().value(u"partialText"_qs).toString().isEmpty(); }));
     commands.toggle();
     ASSERT_TRUE(eventually([&] { return !commands.lastText().isEmpty(); }));
 }
@@ -136,7 +134,7 @@ TEST_F(CommandsTest, AnAccountIsSignedInToAndLeft) {
     EXPECT_EQ(signIns, 0);
     commands.registerAccount();
     ASSERT_TRUE(eventually([&] { return commands.account().kind == AccountState::Kind::signedIn; }));
-    EXPECT_EQ(commands.account().email, QStringLiteral("ada@example.org"));
+    EXPECT_EQ(commands.account().email, u"ada@example.org"_qs);
     EXPECT_EQ(signIns, 1);
     for (const auto leave : {&Commands::signOut, &Commands::deleteAccount}) {
         commands.signIn();
@@ -164,8 +162,8 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
         }
         return std::nullopt;
     };
-    for (const auto& [id, code] : {std::pair(unknown, Code::noRecord), std::pair(QStringLiteral("x"), Code::noRecord),
-                                   std::pair(busy, Code::recordBusy)}) {
+    for (const auto& [id, code] :
+         {std::pair(unknown, Code::noRecord), std::pair(u"x"_qs, Code::noRecord), std::pair(busy, Code::recordBusy)}) {
         EXPECT_EQ(refused([&] { commands.deleteRecord(id); }), code);
         EXPECT_EQ(refused([&] { commands.retranscribeRecord(id, {}); }), code);
         EXPECT_EQ(refused([&] { commands.copyRecord(id); }), code);
@@ -179,16 +177,9 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
     EXPECT_TRUE(history().record(QUuid(busy)));
 }
 
-TEST_F(CommandsTest, WindowsAndTheEndAreTheApplications) {
-    commands.show();
-    commands.quit();
-    EXPECT_EQ(shown, 1);
-    EXPECT_EQ(quits, 1);
-}
-
 TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     int quits = 0;
-    UnavailableCommands commands(QStringLiteral("no such server"), [&] { ++quits; });
+    UnavailableCommands commands(u"no such server"_qs, [&] { ++quits; });
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
@@ -199,8 +190,7 @@ TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
             EXPECT_STREQ(error.what(), "no such server");
         }
     EXPECT_THROW(commands.deleteRecord({}), std::exception);
-    EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(QStringLiteral("message")),
-              QStringLiteral("no such server"));
+    EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(u"message"_qs), u"no such server"_qs);
     commands.quit();
     EXPECT_EQ(quits, 1);
 }

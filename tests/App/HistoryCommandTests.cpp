@@ -24,16 +24,14 @@ TEST(HistoryArguments, AreUnderstood) {
         EXPECT_EQ(arguments.verb, verb) << line;
         EXPECT_EQ(arguments.id.toStdString(), id) << line;
     }
-    const auto list =
-        parseHistoryArguments({QStringLiteral("--search"), QStringLiteral("--tag"), QStringLiteral("--tag"),
-                               QStringLiteral("a b"), QStringLiteral("--limit"), QStringLiteral("7"),
-                               QStringLiteral("--tag"), QStringLiteral("c"), QStringLiteral("--json")});
-    EXPECT_EQ(list.search, QStringLiteral("--tag"));
-    EXPECT_EQ(list.tags, (QStringList{QStringLiteral("a b"), QStringLiteral("c")}));
+    const auto list = parseHistoryArguments({u"--search"_qs, u"--tag"_qs, u"--tag"_qs, u"a b"_qs, u"--limit"_qs,
+                                             u"7"_qs, u"--tag"_qs, u"c"_qs, u"--json"_qs});
+    EXPECT_EQ(list.search, u"--tag"_qs);
+    EXPECT_EQ(list.tags, (QStringList{u"a b"_qs, u"c"_qs}));
     EXPECT_EQ(list.limit, 7);
     EXPECT_TRUE(list.json);
     EXPECT_LT(parseHistoryArguments(words("--limit all")).limit, 0);
-    EXPECT_EQ(parseHistoryArguments(words("retranscribe 1a --language de")).language, QStringLiteral("de"));
+    EXPECT_EQ(parseHistoryArguments(words("retranscribe 1a --language de")).language, u"de"_qs);
 }
 
 TEST(HistoryArguments, ThatAreWrongAreExplained) {
@@ -60,20 +58,19 @@ TEST(HistoryArguments, ThatAreWrongAreExplained) {
 
 RecordFields meeting() {
     RecordFields fields;
-    fields.id = QUuid(QStringLiteral("{1a2b3c4d-0000-4000-8000-000000000001}"));
+    fields.id = QUuid(u"{1a2b3c4d-0000-4000-8000-000000000001}"_qs);
     fields.createdAt = QDateTime::fromMSecsSinceEpoch(1'790'000'000'123, Qt::UTC);
-    fields.text = QStringLiteral("first line\nsecond \x1b[31mline\x07 with \u009b controls");
-    fields.sourceApp = QStringLiteral("An application of a long name");
+    fields.text = u"first line\nsecond \x1b[31mline\x07 with \u009b controls"_qs;
+    fields.sourceApp = u"An application of a long name"_qs;
     fields.durationMs = 3'725'500;
     fields.wordCount = 6;
     fields.isFavorite = true;
     fields.isMeetingMode = true;
-    fields.tagNamesData = encodeTagNames({QStringLiteral("work"), QStringLiteral("ü \x1b")});
-    fields.meetingSegmentsData =
-        encodeMeetingSegments({{QStringLiteral("s1"), QStringLiteral("Speaker 1"), QStringLiteral("Hello."), 0, 1},
-                               {QStringLiteral("s2"), QStringLiteral("Speaker 2"), QStringLiteral("Hi."), 3600, 3601}});
+    fields.tagNamesData = encodeTagNames({u"work"_qs, u"ü \x1b"_qs});
+    fields.meetingSegmentsData = encodeMeetingSegments(
+        {{u"s1"_qs, u"Speaker 1"_qs, u"Hello."_qs, 0, 1}, {u"s2"_qs, u"Speaker 2"_qs, u"Hi."_qs, 3600, 3601}});
     fields.speakerNamesData = QByteArray("{\"s1\": \"Änne\"}");
-    fields.meetingSummary = QStringLiteral("Greetings.");
+    fields.meetingSummary = u"Greetings."_qs;
     return fields;
 }
 
@@ -105,17 +102,16 @@ TEST(HistoryText, IsOneLineForEachRecord) {
                              "(pending_transcription) first line second [31mline with controls  #work  #ü"));
     EXPECT_FALSE(hasControls(text));
     auto emoji = summary();
-    emoji.title = QStringLiteral("a") + QStringLiteral("😀").repeated(100);
+    emoji.title = u"a"_qs + u"😀"_qs.repeated(100);
     EXPECT_TRUE(historyText::list({emoji}, QTimeZone::utc()).isValidUtf16());
 }
 
 TEST(HistoryText, ShowsAMeetingWithItsSpeakers) {
     const TranscriptionRecord record(meeting());
     const auto text = historyText::details(record, QTimeZone::utc());
-    EXPECT_TRUE(text.contains(QStringLiteral("created:     2026-09-21 14:13:20\n"))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("[00:00] Änne: Hello.\n[1:00:00] Speaker 2: Hi.\n")))
-        << text.toStdString();
-    EXPECT_TRUE(text.endsWith(QStringLiteral("\nSummary\nGreetings.\n"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"created:     2026-09-21 14:13:20\n"_qs)) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"[00:00] Änne: Hello.\n[1:00:00] Speaker 2: Hi.\n"_qs)) << text.toStdString();
+    EXPECT_TRUE(text.endsWith(u"\nSummary\nGreetings.\n"_qs)) << text.toStdString();
     EXPECT_FALSE(hasControls(text));
 }
 

@@ -33,7 +33,7 @@ constexpr auto fallbackLine = "auth window didn't trigger session check within 3
 constexpr auto skippedLine = "checkSession(): session already active (fallback path completed first), skipping";
 
 TEST_F(SessionCheckTest, TheWindowThatAsksInTimeIsTheOnlyOne) {
-    m_auth.user = AuthUser{QStringLiteral("u"), {}, {}, false};
+    m_auth.user = AuthUser{u"u"_qs, {}, {}, false};
     auto& check = begin();
     m_clock.advance(2999ms);
     check.checkSession();
@@ -58,7 +58,7 @@ TEST_F(SessionCheckTest, WithoutAWindowItHappensAfterThreeSecondsAndTheWindowThe
 TEST_F(SessionCheckTest, ASessionThatCannotBeMadeIsSaid) {
     m_auth.onAnonymousSession = [] {
         throw AuthError(AuthError::Kind::transport, AuthError::Code::anonymousFailed,
-                        QStringLiteral("Anonymous authentication failed: no network"));
+                        u"Anonymous authentication failed: no network"_qs);
     };
     begin().checkSession();
     EXPECT_EQ(m_outcomes, std::vector{SessionCheck::Outcome::failed});

@@ -47,19 +47,50 @@ Task<ActionStream<CounterAction>> countdown(CounterEffect effect) {
                                              std::deque<CounterAction>(static_cast<size_t>(start->from), Add{1}));
 }
 
-void fail(const QString& task, const QString& error) {
-    ADD_FAILURE() << task.toStdString() << ": " << error.toStdString();
+using Work = std::function<Task<ActionStream<CounterAction>>(CounterEffect)>;
+
+/// A store in which no effect may fail.
+CounterStore makeStore(Work work) {
+    return {EventExecutor::main(), {}, reduce, std::move(work), [](const QString& task, const QString& error) {
+                ADD_FAILURE() << task.toStdString() << ": " << error.toStdString();
+            }};
+}
+
+/// Work that only notes the effect.
+template <class Note>
+Work noting(Note note) {
+    return [note](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+        note(effect);
+        co_return std::nullopt;
+    };
+}
+
+/// Work whose first effect yields what the test puts into the sink; those after it, what `countdown` does.
+struct FedWork {
+    FedWork() {
+        auto [stream, made] = AsyncStream<CounterAction>::make(EventExecutor::main());
+        sink = made;
+        *first = std::move(stream);
+    }
+    Work work() const {
+        return [first = first](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
+            if (auto stream = std::exchange(*first, std::nullopt))
+                co_return std::move(*stream);
+            co_return co_await countdown(effect);
+        };
+    }
+    std::shared_ptr<std::optional<AsyncStream<CounterAction>>> first =
+        std::make_shared<std::optional<AsyncStream<CounterAction>>>();
+    std::optional<AsyncStream<CounterAction>::Sink> sink;
+};
+
+bool ends(const CounterStore& store) {
+    return waitUntil([&] { return store.activeTasks().empty(); });
 }
 
 TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
     int effects = 0;
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [&](CounterEffect) -> Task<ActionStream<CounterAction>> {
-            ++effects;
-            co_return std::nullopt;
-        },
-        fail);
+    auto store = makeStore(noting([&](const CounterEffect&) { ++effects; }));
     std::vector<std::pair<int, int>> changes;
     const auto observation = store.observe(
         [&](const Counter& before, const Counter& after) { changes.emplace_back(before.value, after.value); });
@@ -69,125 +100,82 @@ TEST(Store, NotifiesOncePerDifferenceAndRunsTheEffectInAnyCase) {
     EXPECT_EQ(changes, (std::vector<std::pair<int, int>>{{0, 2}}));
     EXPECT_EQ(effects, 0) << "an effect ran inside send";
     EXPECT_EQ(store.activeTasks().size(), 3U);
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_TRUE(ends(store));
     EXPECT_EQ(effects, 3);
 }
 
 TEST(Store, FedBackActionsAreReducedAgainstTheStateOfTheMoment) {
-    CounterStore store(EventExecutor::main(), {}, reduce, countdown, fail);
+    auto store = makeStore(countdown);
     store.send(Countdown{2});
     store.send(Add{10});
     EXPECT_EQ(store.state().value, 10);
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_TRUE(ends(store));
     EXPECT_EQ(store.state().value, 12);
 }
 
 TEST(Store, AnEffectThatReplacesAnotherCutsOffWhatThatHasYieldedAlready) {
-    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
-    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [shared](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
-            const auto* start = std::get_if<Countdown>(&effect.action);
-            if (start && start->from == 0)
-                co_return std::move(*shared);
-            co_return co_await countdown(effect);
-        },
-        fail);
+    const FedWork fed;
+    auto store = makeStore(fed.work());
     store.send(Countdown{0});
     EventExecutor::main().drain();
-    sink.yield(Add{100});
+    fed.sink->yield(Add{100});
     store.send(Countdown{3});
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_TRUE(ends(store));
     EXPECT_EQ(store.state().value, 3);
 }
 
 TEST(Store, ACancelledTaskForwardsNothingMore) {
-    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
-    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [shared](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
-            if (std::holds_alternative<Nothing>(effect.action))
-                co_return std::move(*shared);
-            co_return std::nullopt;
-        },
-        fail);
+    const FedWork fed;
+    auto store = makeStore(fed.work());
     store.send(Nothing{});
-    sink.yield(Add{1});
+    fed.sink->yield(Add{1});
     ASSERT_TRUE(waitUntil([&] { return store.state().value == 1; }));
-    sink.yield(Add{1});
+    fed.sink->yield(Add{1});
     store.cancelActiveTasks();
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_TRUE(ends(store));
     EXPECT_EQ(store.state().value, 1);
 }
 
 TEST(Store, ActionsYieldedAfterItsReleaseAreDropped) {
-    auto [stream, sink] = AsyncStream<CounterAction>::make(EventExecutor::main());
-    auto shared = std::make_shared<AsyncStream<CounterAction>>(std::move(stream));
-    bool started = false;
-    auto store = std::make_unique<CounterStore>(
-        EventExecutor::main(), Counter{}, reduce,
-        [&started, shared](CounterEffect) -> Task<ActionStream<CounterAction>> {
-            started = true;
-            co_return std::move(*shared);
-        },
-        fail);
-    store->send(Nothing{});
-    ASSERT_TRUE(waitUntil([&] { return started; }));
+    const FedWork fed;
     std::optional<StreamTermination> ended;
-    sink.onTermination([&](StreamTermination reason) { ended = reason; });
-    store.reset();
-    sink.yield(Add{1});
+    fed.sink->onTermination([&](StreamTermination reason) { ended = reason; });
+    {
+        auto store = makeStore(fed.work());
+        store.send(Nothing{});
+        ASSERT_TRUE(waitUntil([&] { return !*fed.first; }));
+    }
+    fed.sink->yield(Add{1});
     EXPECT_TRUE(waitUntil([&] { return ended.has_value(); }));
-    EXPECT_FALSE(sink.yield(Add{1}));
+    EXPECT_FALSE(fed.sink->yield(Add{1}));
 }
 
 TEST(Store, WhatEscapesAnEffectIsReportedAndLeavesNoTask) {
     QString reported;
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [](CounterEffect) -> Task<ActionStream<CounterAction>> {
-            throw std::runtime_error("disk full");
-            co_return std::nullopt;
-        },
-        [&](const QString&, const QString& error) { reported = error; });
+    CounterStore store(EventExecutor::main(), {}, reduce,
+                       noting([](const CounterEffect&) { throw std::runtime_error("disk full"); }),
+                       [&](const QString&, const QString& error) { reported = error; });
     store.send(Nothing{});
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
-    EXPECT_EQ(reported, QStringLiteral("disk full"));
+    EXPECT_TRUE(ends(store));
+    EXPECT_EQ(reported, u"disk full"_qs);
 }
 
 TEST(Store, ALateObserverSeesEachChangeOnceAndAfterTheEffectHasBegun) {
-    std::vector<QString> order;
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [&](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
-            order.push_back(QStringLiteral("effect %1").arg(effect.value));
-            co_return std::nullopt;
-        },
-        fail);
+    QStringList order;
+    auto store = makeStore(noting([&](const CounterEffect& effect) { order << u"effect %1"_qs.arg(effect.value); }));
     const auto observation = store.observeLater([&](const Counter& before, const Counter& after) {
-        order.push_back(QStringLiteral("view %1 to %2").arg(before.value).arg(after.value));
+        order << u"view %1 to %2"_qs.arg(before.value).arg(after.value);
     });
-    store.send(Add{1});
-    store.send(Add{0});
-    store.send(Add{2});
+    for (const int amount : {1, 0, 2})
+        store.send(Add{amount});
     EXPECT_TRUE(order.empty());
     EventExecutor::main().drain();
-    EXPECT_EQ(order, (std::vector<QString>{QStringLiteral("effect 1"), QStringLiteral("view 0 to 1"),
-                                           QStringLiteral("effect 1"), QStringLiteral("effect 3"),
-                                           QStringLiteral("view 1 to 3")}));
+    EXPECT_EQ(order.join(u", "), u"effect 1, view 0 to 1, effect 1, effect 3, view 1 to 3");
 }
 
 TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {
     std::vector<int> effects;
-    CounterStore store(
-        EventExecutor::main(), {}, reduce,
-        [&](CounterEffect effect) -> Task<ActionStream<CounterAction>> {
-            effects.push_back(effect.value);
-            co_return std::nullopt;
-        },
-        fail);
+    auto store = makeStore(noting([&](const CounterEffect& effect) { effects.push_back(effect.value); }));
     Observation once;
     int calls = 0;
     once = store.observe([&](const Counter&, const Counter&) {
@@ -198,7 +186,7 @@ TEST(Store, AnObserverMayRemoveItselfAndSendFromItsCall) {
     store.send(Add{1});
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(store.state().value, 2);
-    EXPECT_TRUE(waitUntil([&] { return store.activeTasks().empty(); }));
+    EXPECT_TRUE(ends(store));
     EXPECT_EQ(effects, (std::vector<int>{1, 2})) << "an effect overtook the one of an earlier action";
 }
 

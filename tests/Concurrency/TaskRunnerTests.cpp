@@ -14,14 +14,14 @@ TEST(TaskRunner, ReportsWhatEscapesATask) {
     QStringList reports;
     TaskRunner runner([&](const QString& name, const QString& error) { reports << name << error; });
     ManualClock clock(EventExecutor::main());
-    const auto handle = runner.run(QStringLiteral("upload"), [&clock](std::stop_token) -> Task<> {
+    const auto handle = runner.run(u"upload"_qs, [&clock](std::stop_token) -> Task<> {
         co_await clock.sleep(1s);
         throw std::runtime_error("no route");
     });
     EXPECT_TRUE(handle.isRunning());
     clock.advance(1s);
     EXPECT_FALSE(handle.isRunning());
-    EXPECT_EQ(reports, (QStringList{QStringLiteral("upload"), QStringLiteral("no route")}));
+    EXPECT_EQ(reports, (QStringList{u"upload"_qs, u"no route"_qs}));
     EXPECT_EQ(runner.running(), 0U);
 }
 
@@ -30,11 +30,10 @@ TEST(TaskRunner, KeepsCapturesAliveAndStopsWhatIsLeftWhenItGoes) {
     auto ended = std::make_shared<int>(0);
     {
         TaskRunner runner([](const QString&, const QString&) {});
-        runner.run(QStringLiteral("watch"),
-                   [&clock, ended, text = QString(1000, u'x')](std::stop_token token) -> Task<> {
-                       co_await clock.sleep(1h, token);
-                       *ended = static_cast<int>(text.size());
-                   });
+        runner.run(u"watch"_qs, [&clock, ended, text = QString(1000, u'x')](std::stop_token token) -> Task<> {
+            co_await clock.sleep(1h, token);
+            *ended = static_cast<int>(text.size());
+        });
         EXPECT_EQ(*ended, 0);
     }
     clock.advance(0s);
@@ -45,7 +44,7 @@ TEST(SerialExecutor, RunsInOrderOnOneThreadAndFinishesWhatIsQueued) {
     std::vector<int> order;
     std::set<Qt::HANDLE> threads;
     {
-        SerialExecutor executor(QStringLiteral("test.serial"));
+        SerialExecutor executor(u"test.serial"_qs);
         for (int i = 0; i < 1000; ++i)
             executor.post([&, i] {
                 order.push_back(i);

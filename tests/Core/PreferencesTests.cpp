@@ -1,7 +1,7 @@
 #include "Core/Preferences.h"
 
-#include <QDir>
-#include <QFile>
+#include "Support/Files.h"
+
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -11,26 +11,21 @@ namespace {
 
 class PreferencesFile : public testing::Test {
 protected:
-    void write(const QByteArray& bytes) const {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
     [[nodiscard]] QStringList setAside() const {
-        return QDir(folder.path()).entryList({QStringLiteral("quillo.ini.broken-*")}, QDir::Files);
+        return QDir(folder.path()).entryList({u"quillo.ini.broken-*"_qs}, QDir::Files);
     }
 
     QTemporaryDir folder;
-    QString path = folder.filePath(QStringLiteral("quillo.ini"));
+    QString path = folder.filePath(u"quillo.ini"_qs);
 };
 
 TEST_F(PreferencesFile, KeepsEveryKindOfValue) {
     const std::vector<std::pair<QString, QVariant>> values{
-        {QStringLiteral("playSound"), false},
-        {QStringLiteral("hotkeyKeyCode"), 54},
-        {QStringLiteral("doubleTapInterval"), 0.25},
-        {QStringLiteral("5f1c-user_selectedMicrophoneId"), QStringLiteral("alsa, \"quoted\" = [x]; # \\ \n@ 你好")},
-        {QStringLiteral("user/with\\slashes_key"), QStringLiteral("x")}};
+        {u"playSound"_qs, false},
+        {u"hotkeyKeyCode"_qs, 54},
+        {u"doubleTapInterval"_qs, 0.25},
+        {u"5f1c-user_selectedMicrophoneId"_qs, u"alsa, \"quoted\" = [x]; # \\ \n@ 你好"_qs},
+        {u"user/with\\slashes_key"_qs, u"x"_qs}};
     {
         Preferences preferences(path);
         for (const auto& [key, value] : values)
@@ -48,49 +43,43 @@ TEST_F(PreferencesFile, TellsChangesOnly) {
     Preferences preferences(path);
     QStringList told;
     QObject::connect(&preferences, &Preferences::changed, [&](const QString& key) { told << key; });
-    preferences.setValue(QStringLiteral("a"), 1);
-    preferences.setValue(QStringLiteral("a"), 1);
-    preferences.setValue(QStringLiteral("a"), 2);
-    preferences.remove(QStringLiteral("a"));
-    preferences.remove(QStringLiteral("a"));
+    preferences.setValue(u"a"_qs, 1);
+    preferences.setValue(u"a"_qs, 1);
+    preferences.setValue(u"a"_qs, 2);
+    preferences.remove(u"a"_qs);
+    preferences.remove(u"a"_qs);
     EXPECT_EQ(told.size(), 3);
 }
 
 TEST_F(PreferencesFile, SetsAForeignFileAsideWithItsBytesIntact) {
-    const QByteArray foreign[] = {QByteArray("\x7f"
-                                             "ELF\x02\x01\0\0binary",
-                                             14),
-                                  "{\n  \"playSound\": false\n}\n", "[General]\nplaySound=\xff\xfe\n",
-                                  "[General]\nplaySound=false\n<<<<<<< HEAD\n"};
+    const QByteArray foreign[] = {QByteArray("\x7fPE\x02\x01\0\0binary", 13), "{\n  \"playSound\": false\n}\n",
+                                  "[General]\nplaySound=\xff\xfe\n", "[General]\nplaySound=false\n<<<<<<< HEAD\n"};
     for (const auto& bytes : foreign) {
-        write(bytes);
+        writeFile(path, bytes);
         Preferences preferences(path);
         EXPECT_TRUE(preferences.keys().isEmpty());
-        ASSERT_TRUE(preferences.setValue(QStringLiteral("playSound"), true));
+        ASSERT_TRUE(preferences.setValue(u"playSound"_qs, true));
         const auto aside = setAside();
         ASSERT_EQ(aside.size(), 1);
-        QFile kept(folder.filePath(aside.first()));
-        ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
-        EXPECT_EQ(kept.readAll(), bytes);
-        ASSERT_TRUE(kept.remove());
+        EXPECT_EQ(contentOf(folder.filePath(aside.first())), bytes);
+        ASSERT_TRUE(QFile::remove(folder.filePath(aside.first())));
         ASSERT_TRUE(QFile::remove(path));
     }
 }
 
 TEST_F(PreferencesFile, ReadsAFileWrittenByHand) {
-    write("# my settings\n\n[General]\nprimaryLanguage = de\nsomething=a, b\n; end\n");
+    writeFile(path, "# my settings\n\n[General]\nprimaryLanguage = de\nsomething=a, b\n; end\n");
     const Preferences preferences(path);
-    EXPECT_EQ(preferences.value(QStringLiteral("primaryLanguage")).toString(), QStringLiteral("de"));
-    EXPECT_EQ(preferences.value(QStringLiteral("something")).toString(), QStringLiteral("a, b"));
+    EXPECT_EQ(preferences.value(u"primaryLanguage"_qs).toString(), u"de"_qs);
+    EXPECT_EQ(preferences.value(u"something"_qs).toString(), u"a, b"_qs);
     EXPECT_TRUE(setAside().isEmpty());
 }
 
 TEST_F(PreferencesFile, ThatCannotBeWrittenHoldsForTheRun) {
-    QFile blocker(folder.filePath(QStringLiteral("file")));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    Preferences preferences(folder.filePath(QStringLiteral("file/quillo.ini")));
-    EXPECT_FALSE(preferences.setValue(QStringLiteral("playSound"), false));
-    EXPECT_EQ(preferences.value(QStringLiteral("playSound")).toString(), QStringLiteral("false"));
+    writeFile(folder.filePath(u"file"_qs), {});
+    Preferences preferences(folder.filePath(u"file/quillo.ini"_qs));
+    EXPECT_FALSE(preferences.setValue(u"playSound"_qs, false));
+    EXPECT_EQ(preferences.value(u"playSound"_qs).toString(), u"false"_qs);
 }
 
 } // namespace

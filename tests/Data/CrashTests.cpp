@@ -16,7 +16,7 @@ protected:
     /// Lets a writer save until it has said so `saves` times, and kills it at once: most often inside the next save.
     /// Returns how often it said so.
     int64_t writeAndKill(int saves) {
-        const auto pipe = folder.filePath(QStringLiteral("saves"));
+        const auto pipe = folder.filePath(u"saves"_qs);
         ::mkfifo(QFile::encodeName(pipe).constData(), 0600);
         const int descriptor = ::open(QFile::encodeName(pipe).constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
         int64_t said = 0;
@@ -54,11 +54,8 @@ TEST_F(Crash, LosesNothingThatWasSaved) {
         EXPECT_EQ(records % 20, 0) << "a save is in the file by half";
         EXPECT_GE(records / 20, saved + said);
         saved = records / 20;
-        RecordQuery last;
-        last.search = QStringLiteral("batch %1 index").arg(saved - 1);
-        EXPECT_EQ(context.count(last), 20);
-        last.search = QStringLiteral("batch");
-        EXPECT_EQ(context.count(last), records) << "the index does not know every record";
+        EXPECT_EQ(context.count(searchFor(u"batch %1 index"_qs.arg(saved - 1))), 20);
+        EXPECT_EQ(context.count(searchFor(u"batch"_qs)), records) << "the index does not know every record";
         container.reset();
     }
 }

@@ -4,44 +4,43 @@
 namespace quillo::test {
 namespace {
 
-class Context : public StoreFixture {};
+using Context = StoreFixture;
 
 /// Every field away from its default.
 RecordFields filledFields() {
     RecordFields f;
     const auto date = QDateTime::fromMSecsSinceEpoch(1'790'000'000'123, Qt::UTC);
-    f.userId = QStringLiteral("u");
-    f.text = QStringLiteral("text with \" and \n and 你好 and ") + QChar(u'\0') + QStringLiteral("end");
-    f.sessionId = QStringLiteral("s");
-    f.languageDetected = QStringLiteral("en");
+    f.userId = u"u"_qs;
+    f.text = u"text with \" and \n and 你好 and "_qs + QChar(u'\0') + u"end"_qs;
+    f.sessionId = u"s"_qs;
+    f.languageDetected = u"en"_qs;
     f.createdAt = date;
     f.durationMs = 1LL << 40;
     f.wordCount = 3;
-    f.sourceApp = QStringLiteral("App");
+    f.sourceApp = u"App"_qs;
     f.isFavorite = f.metricsReported = f.isMeetingMode = f.wasLimitCapped = true;
-    f.metricsServerId = QStringLiteral("m");
+    f.metricsServerId = u"m"_qs;
     f.status = RecordStatus::unrecognized;
-    f.diarizationTaskId = QStringLiteral("d");
-    f.clientRecordingId = QStringLiteral("c");
-    f.pendingAudioId = QStringLiteral("p");
+    f.diarizationTaskId = u"d"_qs;
+    f.clientRecordingId = u"c"_qs;
+    f.pendingAudioId = u"p"_qs;
     f.retryCount = 4;
     f.lastRetryAt = date.addSecs(1);
     f.emptyResultCount = 5;
-    f.audioRetainedId = QStringLiteral("a");
+    f.audioRetainedId = u"a"_qs;
     f.speakerCount = 6;
     f.rawText = QString(QLatin1String(""));
     f.meetingSegmentsData = f.speakerNamesData = f.channelSegmentsData = QByteArray("\0\xff x", 4);
     f.meetingSwitchTimestamp = 1.25;
-    f.liveMeetingLabeledText = f.liveMeetingPlainText = f.meetingSummary = f.meetingActionItems =
-        QStringLiteral("long");
-    f.title = QStringLiteral("title");
+    f.liveMeetingLabeledText = f.liveMeetingPlainText = f.meetingSummary = f.meetingActionItems = u"long"_qs;
+    f.title = u"title"_qs;
     f.textVersionsData = QByteArray("");
     f.tagNamesData = QByteArray("[\"x\"]");
     f.syncedAt = date.addYears(-50);
-    f.sourceDevice = QStringLiteral("macOS");
+    f.sourceDevice = u"macOS"_qs;
     f.updatedAt = date.addYears(50);
     f.detectedLanguageMismatch = f.mismatchDismissed = true;
-    f.mismatchDetectedLanguage = f.mismatchDetectedLanguageName = f.mismatchConfiguredLanguage = QStringLiteral("de");
+    f.mismatchDetectedLanguage = f.mismatchDetectedLanguageName = f.mismatchConfiguredLanguage = u"de"_qs;
     return f;
 }
 
@@ -72,7 +71,7 @@ TEST_F(Context, KeepsEveryFieldOfARecord) {
 
 TEST_F(Context, HasOneObjectForEachRecord) {
     auto& context = open();
-    const auto record = newRecord(QStringLiteral("one"));
+    const auto record = newRecord(u"one"_qs);
     context.insert(record);
     EXPECT_EQ(context.record(record->id), record);
     context.save();
@@ -95,35 +94,34 @@ TEST_F(Context, KeepsAChangeThatNobodyHoldsUntilItIsSaved) {
         context.insert(record);
     }
     context.save();
-    context.record(ids.at(7))->text = QStringLiteral("changed");
+    context.record(ids.at(7))->text = u"changed"_qs;
     // Enough others to make the context forget what it need not know.
     for (const auto& id : ids)
         EXPECT_TRUE(context.record(id));
-    EXPECT_EQ(context.record(ids.at(7))->text, QStringLiteral("changed"));
+    EXPECT_EQ(context.record(ids.at(7))->text, u"changed"_qs);
     context.save();
-    EXPECT_EQ(open().record(ids.at(7))->text, QStringLiteral("changed"));
+    EXPECT_EQ(open().record(ids.at(7))->text, u"changed"_qs);
 }
 
 TEST_F(Context, FetchesSeeWhatIsNotSaved) {
     auto& context = open();
-    const auto kept = newRecord(QStringLiteral("kept"), 10);
-    const auto removed = newRecord(QStringLiteral("removed"), 20);
+    const auto kept = newRecord(u"kept"_qs, 10);
+    const auto removed = newRecord(u"removed"_qs, 20);
     context.insert(kept);
     context.insert(removed);
     context.save();
 
-    kept->addTag(QStringLiteral("t"));
-    kept->text = QStringLiteral("changed");
+    kept->addTag(u"t"_qs);
+    kept->text = u"changed"_qs;
     context.remove(removed);
-    const auto fresh = newRecord(QStringLiteral("fresh changed"), 5);
+    const auto fresh = newRecord(u"fresh changed"_qs, 5);
     context.insert(fresh);
-    RecordQuery changed;
-    changed.search = QStringLiteral("chang");
+    const auto changed = searchFor(u"chang"_qs);
     EXPECT_EQ(context.fetch(changed), (QList<RecordPointer>{fresh, kept}));
     EXPECT_EQ(context.count(), 2);
     RecordQuery tagged;
-    tagged.tagNames = {QStringLiteral("t")};
-    EXPECT_EQ(context.summaries(tagged).value(0).preview, QStringLiteral("changed"));
+    tagged.tagNames = {u"t"_qs};
+    EXPECT_EQ(context.summaries(tagged).value(0).preview, u"changed"_qs);
     EXPECT_EQ(context.record(removed->id), nullptr);
 
     // A fetch does not save.
@@ -134,16 +132,16 @@ TEST_F(Context, FetchesSeeWhatIsNotSaved) {
 
     context.rollback();
     EXPECT_FALSE(context.hasChanges());
-    EXPECT_EQ(kept->text, QStringLiteral("kept"));
-    EXPECT_EQ(texts(context.fetch({})), (QStringList{QStringLiteral("kept"), QStringLiteral("removed")}));
+    EXPECT_EQ(kept->text, u"kept"_qs);
+    EXPECT_EQ(texts(context.fetch({})), (QStringList{u"kept"_qs, u"removed"_qs}));
 }
 
 TEST_F(Context, TellsWhatASaveWrote) {
     auto& context = open();
     QList<SavedChanges> told;
     QObject::connect(&context, &ModelContext::saved, [&](const SavedChanges& changes) { told.append(changes); });
-    const auto a = newRecord(QStringLiteral("a"));
-    const auto b = newRecord(QStringLiteral("b"));
+    const auto a = newRecord(u"a"_qs);
+    const auto b = newRecord(u"b"_qs);
     context.insert(a);
     context.save();
     context.save();
@@ -164,24 +162,24 @@ TEST_F(Context, AFailedSaveWritesNothingAndKeepsTheChanges) {
     auto database = std::make_unique<Database>(DataContainer::storeURL());
     auto* const connection = database.get();
     ModelContext context(std::move(database));
-    const auto before = newRecord(QStringLiteral("before"));
+    const auto before = newRecord(u"before"_qs);
     context.insert(before);
     context.save();
     const auto pages = connection->integer("PRAGMA page_count").value_or(0);
     connection->execute("PRAGMA max_page_count = " + std::to_string(pages + 4));
 
-    before->text = QStringLiteral("after");
-    const auto large = newRecord(QStringLiteral("large ").repeated(100'000));
+    before->text = u"after"_qs;
+    const auto large = newRecord(u"large "_qs.repeated(100'000));
     context.insert(large);
     try {
         context.save();
         FAIL() << "saved beyond the limit";
     } catch (const StoreError& error) {
         EXPECT_EQ(error.cause(), StoreError::Cause::diskFull);
-        EXPECT_TRUE(error.message().contains(QStringLiteral("Free some space"))) << error.what();
+        EXPECT_TRUE(error.message().contains(u"Free some space"_qs)) << error.what();
     }
     EXPECT_TRUE(context.hasChanges());
-    EXPECT_EQ(DataContainer::openReadOnly()->mainContext().fetch({}).value(0)->text, QStringLiteral("before"));
+    EXPECT_EQ(DataContainer::openReadOnly()->mainContext().fetch({}).value(0)->text, u"before"_qs);
 
     connection->execute("PRAGMA max_page_count = 1000000");
     context.save();
@@ -197,29 +195,21 @@ TEST_F(Context, FindsIdsByTheirBeginning) {
         context.insert(record);
     }
     context.save();
-    const std::pair<const char16_t*, qsizetype> cases[] = {{u"1", 2},
-                                                           {u"1a2b3", 2},
-                                                           {u"1A2B3c", 1},
-                                                           {u"1a2b3c4d-0000", 1},
-                                                           {u"1a2b3c4d-0000-4000-8000-000000000001", 1},
-                                                           {u"f", 1},
-                                                           {u"0", 0},
-                                                           {u"", 0},
-                                                           {u"-", 0},
-                                                           {u"1a2x", 0},
-                                                           {u"%", 0},
-                                                           {u"ffffffff-ffff-ffff-ffff-fffffffffffff", 0}};
-    for (const auto& [digits, found] : cases)
-        EXPECT_EQ(context.idsBeginningWith(QString::fromUtf16(digits), 10).size(), found)
-            << QString::fromUtf16(digits).toStdString();
-    EXPECT_EQ(context.idsBeginningWith(QStringLiteral("1"), 1).size(), 1);
+    const std::pair<qsizetype, std::vector<const char*>> cases[] = {
+        {2, {"1", "1a2b3"}},
+        {1, {"1A2B3c", "1a2b3c4d-0000", "1a2b3c4d-0000-4000-8000-000000000001", "f"}},
+        {0, {"0", "", "-", "1a2x", "%", "ffffffff-ffff-ffff-ffff-fffffffffffff"}}};
+    for (const auto& [found, beginnings] : cases)
+        for (const auto* const digits : beginnings)
+            EXPECT_EQ(context.idsBeginningWith(QString::fromLatin1(digits), 10).size(), found) << digits;
+    EXPECT_EQ(context.idsBeginningWith(u"1"_qs, 1).size(), 1);
 }
 
 TEST_F(Context, KeepsSettingsOfEachUser) {
     auto& context = open();
     auto settings = std::make_shared<AppSettings>();
-    settings->userId = QStringLiteral("u1");
-    settings->selectedLanguages = {QStringLiteral("de"), QStringLiteral("日本語")};
+    settings->userId = u"u1"_qs;
+    settings->selectedLanguages = {u"de"_qs, u"日本語"_qs};
     settings->pushToTalkKeyCode = 0xffff;
     settings->pushToTalkModifiers = 0xffff'ffff'ffff'ffffULL;
     settings->profession = QString(QLatin1String(""));
@@ -228,9 +218,9 @@ TEST_F(Context, KeepsSettingsOfEachUser) {
                  StoreError);
     context.save();
     auto& reopened = open();
-    ASSERT_TRUE(reopened.appSettings(QStringLiteral("u1")));
-    EXPECT_TRUE(static_cast<const AppSettingsFields&>(*reopened.appSettings(QStringLiteral("u1"))) == *settings);
-    EXPECT_FALSE(reopened.appSettings(QStringLiteral("u2")));
+    ASSERT_TRUE(reopened.appSettings(u"u1"_qs));
+    EXPECT_TRUE(static_cast<const AppSettingsFields&>(*reopened.appSettings(u"u1"_qs)) == *settings);
+    EXPECT_FALSE(reopened.appSettings(u"u2"_qs));
 }
 
 } // namespace

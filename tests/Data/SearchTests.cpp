@@ -5,6 +5,16 @@
 namespace quillo::test {
 namespace {
 
+/// A query that restricts these fields to the values that follow them.
+template <class Field, class Value, class... More>
+RecordQuery where(Field RecordQuery::*field, const Value& value, const More&... more) {
+    RecordQuery query;
+    if constexpr (sizeof...(more) > 0)
+        query = where(more...);
+    query.*field = value;
+    return query;
+}
+
 class Search : public StoreFixture {
 protected:
     Search() {
@@ -18,9 +28,7 @@ protected:
         return record;
     }
     [[nodiscard]] bool finds(const QString& search, const RecordPointer& record) const {
-        RecordQuery query;
-        query.search = search;
-        return context->fetch(query).contains(record);
+        return context->fetch(searchFor(search)).contains(record);
     }
 
     ModelContext* context;
@@ -61,116 +69,84 @@ TEST_F(Search, FindsAnyScriptWhateverItsCaseAndDiacritics) {
 }
 
 TEST_F(Search, TakesNothingTheUserTypesForACommand) {
-    const auto record = add(QStringLiteral("near words AND or not"));
+    const auto record = add(u"near words AND or not"_qs);
     context->save();
     for (const auto* search :
          {u"\"", u"words\"", u"words OR", u"NEAR(words", u"words*", u"words AND", u"NOT", u"-words", u"words:",
           u"{words}", u"^words", u"(words", u"'words'; DROP TABLE ZTAG", u"\\words"})
         EXPECT_NO_THROW((void)finds(QString::fromUtf16(search), record)) << QString::fromUtf16(search).toStdString();
-    EXPECT_TRUE(finds(QStringLiteral("words* AND \"near"), record));
-    EXPECT_FALSE(finds(QStringLiteral("absent OR words"), record));
+    EXPECT_TRUE(finds(u"words* AND \"near"_qs, record));
+    EXPECT_FALSE(finds(u"absent OR words"_qs, record));
     // Blank asks for nothing, and a search without any letter finds nothing.
-    EXPECT_TRUE(finds(QStringLiteral("  \n"), record));
-    EXPECT_FALSE(finds(QStringLiteral("-+?"), record));
+    EXPECT_TRUE(finds(u"  \n"_qs, record));
+    EXPECT_FALSE(finds(u"-+?"_qs, record));
     // The marks of tags and favourites cannot be typed.
-    record->addTag(QStringLiteral("a"));
+    record->addTag(u"a"_qs);
     record->isFavorite = true;
     context->save();
-    EXPECT_FALSE(finds(QString(QChar(u'\uE000')) + QStringLiteral("61"), record));
+    EXPECT_FALSE(finds(QString(QChar(u'\uE000')) + u"61"_qs, record));
     EXPECT_FALSE(finds(QString(QChar(u'\uE001')), record));
-    EXPECT_TRUE(finds(QStringLiteral("words ").repeated(5'000), record));
+    EXPECT_TRUE(finds(u"words "_qs.repeated(5'000), record));
 }
 
 TEST_F(Search, CoversTitleApplicationAndTags) {
-    const auto record = add(QStringLiteral("text"));
-    record->title = QStringLiteral("Überschrift");
-    record->sourceApp = QStringLiteral("LibreOffice");
-    record->addTag(QStringLiteral("Steuer 2026"));
+    const auto record = add(u"text"_qs);
+    record->title = u"Überschrift"_qs;
+    record->sourceApp = u"LibreOffice"_qs;
+    record->addTag(u"Steuer 2026"_qs);
     context->save();
     for (const auto* search : {u"uber", u"libreoff", u"steuer", u"2026 text uberschrift libreoffice"})
         EXPECT_TRUE(finds(QString::fromUtf16(search), record)) << QString::fromUtf16(search).toStdString();
     record->title.reset();
-    record->removeTag(QStringLiteral("Steuer 2026"));
-    record->text = QStringLiteral("other");
+    record->removeTag(u"Steuer 2026"_qs);
+    record->text = u"other"_qs;
     context->save();
     for (const auto* search : {u"uber", u"steuer", u"text"})
         EXPECT_FALSE(finds(QString::fromUtf16(search), record)) << QString::fromUtf16(search).toStdString();
 }
 
 TEST_F(Search, CombinesEverythingAskedFor) {
-    const auto a = add(QStringLiteral("apple pie"), 30);
-    const auto b = add(QStringLiteral("apple tart"), 20);
-    const auto c = add(QStringLiteral("apple cake"), 10);
-    a->setTagNames({QStringLiteral("x"), QStringLiteral("y")});
-    b->setTagNames({QStringLiteral("x")});
-    c->setTagNames({QStringLiteral("X")});
+    const auto a = add(u"apple pie"_qs, 30);
+    const auto b = add(u"apple tart"_qs, 20);
+    const auto c = add(u"apple cake"_qs, 10);
+    a->setTagNames({u"x"_qs, u"y"_qs});
+    b->setTagNames({u"x"_qs});
+    c->setTagNames({u"X"_qs});
     b->isFavorite = c->isFavorite = true;
     b->status = RecordStatus::pendingTranscription;
-    b->pendingAudioId = QStringLiteral("audio");
-    a->userId = QStringLiteral("other");
+    b->pendingAudioId = u"audio"_qs;
+    a->userId = u"other"_qs;
     a->syncedAt = QDateTime::currentDateTimeUtc();
     c->isMeetingMode = true;
     context->save();
 
-    const std::pair<std::function<void(RecordQuery&)>, QList<RecordPointer>> cases[] = {
-        {[](RecordQuery&) {}, {c, b, a}},
-        {[](RecordQuery& q) { q.search = QStringLiteral("apple"); }, {c, b, a}},
-        {[](RecordQuery& q) { q.tagNames = {QStringLiteral("x")}; }, {b, a}},
-        {[](RecordQuery& q) {
-             q.tagNames = {QStringLiteral("x"), QStringLiteral("y")};
-         },
-         {a}},
-        {[](RecordQuery& q) {
-             q.tagNames = {QStringLiteral("x"), QStringLiteral("z")};
-         },
-         {}},
-        {[](RecordQuery& q) { q.tagNames = {QStringLiteral("")}; }, {}},
-        {[](RecordQuery& q) { q.favoritesOnly = true; }, {c, b}},
-        {[](RecordQuery& q) {
-             q.favoritesOnly = true;
-             q.search = QStringLiteral("tar");
-             q.tagNames = {QStringLiteral("x")};
-         },
-         {b}},
-        {[](RecordQuery& q) { q.meetingsOnly = true; }, {c}},
-        {[](RecordQuery& q) { q.unsyncedOnly = true; }, {c, b}},
-        {[](RecordQuery& q) { q.userId = QStringLiteral("other"); }, {a}},
-        {[](RecordQuery& q) {
-             q.statuses = {RecordStatus::pendingTranscription, RecordStatus::recording};
-         },
-         {b}},
-        {[](RecordQuery& q) {
-             q.statuses = {RecordStatus::completed, RecordStatus::recording};
-         },
-         {c, a}},
-        {[](RecordQuery& q) { q.pendingAudioId = QStringLiteral("audio"); }, {b}},
-        {[](RecordQuery& q) { q.clientRecordingId = QStringLiteral("audio"); }, {}},
-        {[&](RecordQuery& q) { q.createdBefore = b->createdAt; }, {a}},
-        {[&](RecordQuery& q) { q.createdAfter = b->createdAt; }, {c, b}},
-        {[&](RecordQuery& q) {
-             q.search = QStringLiteral("a");
-             q.createdAfter = b->createdAt;
-             q.createdBefore = c->createdAt;
-         },
-         {b}},
-        {[&](RecordQuery& q) { q.after = c->id; }, {b, a}},
-        {[&](RecordQuery& q) {
-             q.after = c->id;
-             q.search = QStringLiteral("apple");
-             q.limit = 1;
-         },
-         {b}},
-        {[](RecordQuery& q) {
-             q.limit = 1;
-             q.offset = 2;
-         },
-         {a}},
-        {[](RecordQuery& q) { q.limit = 0; }, {}},
+    using Q = RecordQuery;
+    const std::pair<RecordQuery, QList<RecordPointer>> cases[] = {
+        {{}, {c, b, a}},
+        {where(&Q::search, u"apple"_qs), {c, b, a}},
+        {where(&Q::tagNames, QStringList(u"x"_qs)), {b, a}},
+        {where(&Q::tagNames, QStringList{u"x"_qs, u"y"_qs}), {a}},
+        {where(&Q::tagNames, QStringList{u"x"_qs, u"z"_qs}), {}},
+        {where(&Q::tagNames, QStringList(u""_qs)), {}},
+        {where(&Q::favoritesOnly, true), {c, b}},
+        {where(&Q::favoritesOnly, true, &Q::search, u"tar"_qs, &Q::tagNames, QStringList(u"x"_qs)), {b}},
+        {where(&Q::meetingsOnly, true), {c}},
+        {where(&Q::unsyncedOnly, true), {c, b}},
+        {where(&Q::userId, u"other"_qs), {a}},
+        {where(&Q::statuses, QStringList{RecordStatus::pendingTranscription, RecordStatus::recording}), {b}},
+        {where(&Q::statuses, QStringList{RecordStatus::completed, RecordStatus::recording}), {c, a}},
+        {where(&Q::pendingAudioId, u"audio"_qs), {b}},
+        {where(&Q::clientRecordingId, u"audio"_qs), {}},
+        {where(&Q::createdBefore, b->createdAt), {a}},
+        {where(&Q::createdAfter, b->createdAt), {c, b}},
+        {where(&Q::search, u"a"_qs, &Q::createdAfter, b->createdAt, &Q::createdBefore, c->createdAt), {b}},
+        {where(&Q::after, c->id), {b, a}},
+        {where(&Q::after, c->id, &Q::search, u"apple"_qs, &Q::limit, 1), {b}},
+        {where(&Q::limit, 1, &Q::offset, 2), {a}},
+        {where(&Q::limit, 0), {}},
     };
     int index = 0;
-    for (const auto& [restrict, expected] : cases) {
-        RecordQuery query;
-        restrict(query);
+    for (const auto& [query, expected] : cases) {
         EXPECT_EQ(context->fetch(query), expected) << index;
         if (query.limit < 0)
             EXPECT_EQ(context->count(query), expected.size()) << index;
@@ -180,22 +156,22 @@ TEST_F(Search, CombinesEverythingAskedFor) {
 
 TEST_F(Search, OrdersByDateWhateverTheOrderOfArrival) {
     // Hundreds of one millisecond, more than have places of their own, with neighbours before and behind.
-    const auto earlier = add(QStringLiteral("earlier"), 100);
+    const auto earlier = add(u"earlier"_qs, 100);
     for (int i = 0; i < 300; ++i)
-        add(QStringLiteral("same %1").arg(i), 50);
-    add(QStringLiteral("later"), 1);
-    const auto latest = add(QStringLiteral("latest"));
-    add(QStringLiteral("late old"), 60);
+        add(u"same %1"_qs.arg(i), 50);
+    add(u"later"_qs, 1);
+    const auto latest = add(u"latest"_qs);
+    add(u"late old"_qs, 60);
     context->save();
     const auto all = texts(context->fetch({}));
     ASSERT_EQ(all.size(), 304);
-    EXPECT_EQ(all.first(2), (QStringList{QStringLiteral("latest"), QStringLiteral("later")}));
-    EXPECT_EQ(all.last(2), (QStringList{QStringLiteral("late old"), QStringLiteral("earlier")}));
+    EXPECT_EQ(all.first(2), (QStringList{u"latest"_qs, u"later"_qs}));
+    EXPECT_EQ(all.last(2), (QStringList{u"late old"_qs, u"earlier"_qs}));
     // A changed date moves it.
     latest->createdAt = earlier->createdAt.addSecs(-1);
     context->save();
     EXPECT_EQ(context->fetch({}).last(), latest);
-    EXPECT_TRUE(finds(QStringLiteral("latest"), latest));
+    EXPECT_TRUE(finds(u"latest"_qs, latest));
     // Paging by key meets each once.
     RecordQuery page;
     page.limit = 7;
@@ -211,8 +187,7 @@ TEST_F(Search, OrdersByDateWhateverTheOrderOfArrival) {
 TEST_F(Search, StaysRightThroughRandomChanges) {
     // Against a plain look through the texts.
     QRandomGenerator random(7);
-    const QStringList words{QStringLiteral("alpha"), QStringLiteral("beta"),  QStringLiteral("gamma"),
-                            QStringLiteral("delta"), QStringLiteral("omega"), QStringLiteral("alphabet")};
+    const QStringList words{u"alpha"_qs, u"beta"_qs, u"gamma"_qs, u"delta"_qs, u"omega"_qs, u"alphabet"_qs};
     const auto some = [&] { return words.at(random.bounded(static_cast<int>(words.size()))); };
     QList<RecordPointer> records;
     for (int round = 0; round < 600; ++round) {
@@ -236,9 +211,7 @@ TEST_F(Search, StaysRightThroughRandomChanges) {
         if (random.bounded(3) == 0)
             context->save();
         const auto word = some().left(random.bounded(1, 9));
-        RecordQuery query;
-        query.search = word;
-        const auto found = context->fetch(query);
+        const auto found = context->fetch(searchFor(word));
         const auto expected = std::count_if(records.begin(), records.end(), [&](const RecordPointer& record) {
             const auto all = (record->text + u' ' + record->title.value_or(QString())).split(u' ');
             return std::any_of(all.begin(), all.end(), [&](const QString& each) { return each.startsWith(word); });

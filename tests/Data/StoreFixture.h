@@ -1,9 +1,8 @@
 #pragma once
 
 #include "Data/DataContainer.h"
+#include "Support/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -24,7 +23,7 @@ protected:
     }
 
     static RecordPointer newRecord(const QString& text, qint64 secondsAgo = 0) {
-        auto record = std::make_shared<TranscriptionRecord>(QStringLiteral("user"), text, QStringLiteral("session"));
+        auto record = std::make_shared<TranscriptionRecord>(u"user"_qs, text, u"session"_qs);
         record->createdAt = QDateTime::fromSecsSinceEpoch(1'790'000'000 - secondsAgo, Qt::UTC);
         return record;
     }
@@ -36,19 +35,14 @@ protected:
         return list;
     }
 
-    [[nodiscard]] QStringList files(const QString& pattern) const {
-        return QDir(DataContainer::storeDirectory()).entryList({pattern}, QDir::Files, QDir::Name);
+    static RecordQuery searchFor(const QString& words) {
+        RecordQuery query;
+        query.search = words;
+        return query;
     }
 
-    static QByteArray bytes(const QString& path) {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    static void write(const QString& path, const QByteArray& content) {
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(content);
+    [[nodiscard]] QStringList files(const QString& pattern) const {
+        return QDir(DataContainer::storeDirectory()).entryList({pattern}, QDir::Files, QDir::Name);
     }
 
     QTemporaryDir folder;

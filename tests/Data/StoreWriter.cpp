@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     for (auto batch = context.count() / 20;; ++batch) {
         for (int i = 0; i < 20; ++i) {
             auto record = std::make_shared<TranscriptionRecord>();
-            record->text = QStringLiteral("batch number %1 with words to index").arg(batch);
+            record->text = u"batch number %1 with words to index"_qs.arg(batch);
             record->sessionId = QString::number(batch);
             context.insert(record);
         }

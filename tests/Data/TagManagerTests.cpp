@@ -17,7 +17,7 @@ protected:
         return list;
     }
     RecordPointer add(const QStringList& tagNames) {
-        auto record = newRecord(QStringLiteral("text"), container->mainContext().count());
+        auto record = newRecord(u"text"_qs, container->mainContext().count());
         record->setTagNames(tagNames);
         container->mainContext().insert(record);
         container->mainContext().save();
@@ -28,29 +28,27 @@ protected:
 };
 
 TEST_F(Tags, AreUniqueWhateverTheirCaseAndBlanks) {
-    const auto work = manager.createTag(QStringLiteral("work"));
+    const auto work = manager.createTag(u"work"_qs);
     ASSERT_TRUE(work);
-    EXPECT_EQ(manager.createTag(QStringLiteral("  Work\n")), work);
-    EXPECT_EQ(manager.createTag(QStringLiteral(" \t ")), nullptr);
-    EXPECT_EQ(names(), QStringList{QStringLiteral("work")});
+    EXPECT_EQ(manager.createTag(u"  Work\n"_qs), work);
+    EXPECT_EQ(manager.createTag(u" \t "_qs), nullptr);
+    EXPECT_EQ(names(), QStringList{u"work"_qs});
     EXPECT_FALSE(work->isAutoTag);
 }
 
 TEST_F(Tags, AreSortedAsPeopleSort) {
     for (const auto* name : {u"tag 10", u"Zebra", u"tag 9", u"äpfel", u"apple", u"Tag 2"})
         manager.createTag(QString::fromUtf16(name));
-    EXPECT_EQ(names(), (QStringList{QStringLiteral("äpfel"), QStringLiteral("apple"), QStringLiteral("Tag 2"),
-                                    QStringLiteral("tag 9"), QStringLiteral("tag 10"), QStringLiteral("Zebra")}));
+    EXPECT_EQ(names(), (QStringList{u"äpfel"_qs, u"apple"_qs, u"Tag 2"_qs, u"tag 9"_qs, u"tag 10"_qs, u"Zebra"_qs}));
 }
 
 TEST_F(Tags, OfAnApplicationAreMadeOnce) {
-    const std::tuple<std::optional<QString>, QStringList> cases[] = {
-        {std::nullopt, {}},
-        {QString(), {}},
-        {QStringLiteral("Unknown"), {}},
-        {QStringLiteral("EXTERNAL"), {}},
-        {QStringLiteral("Firefox"), {QStringLiteral("Firefox")}},
-        {QStringLiteral("Firefox"), {QStringLiteral("Firefox")}}};
+    const std::pair<std::optional<QString>, QStringList> cases[] = {{std::nullopt, {}},
+                                                                    {QString(), {}},
+                                                                    {u"Unknown"_qs, {}},
+                                                                    {u"EXTERNAL"_qs, {}},
+                                                                    {u"Firefox"_qs, {u"Firefox"_qs}},
+                                                                    {u"Firefox"_qs, {u"Firefox"_qs}}};
     for (const auto& [app, expected] : cases) {
         const auto record = add({});
         record->sourceApp = app;
@@ -58,52 +56,52 @@ TEST_F(Tags, OfAnApplicationAreMadeOnce) {
         manager.applyAutoTag(record);
         EXPECT_EQ(record->tagNames(), expected);
     }
-    ASSERT_EQ(names(), QStringList{QStringLiteral("Firefox")});
+    ASSERT_EQ(names(), QStringList{u"Firefox"_qs});
     EXPECT_TRUE(manager.allTags().first()->isAutoTag);
 
-    const auto meeting = add({QStringLiteral("own")});
-    manager.applyMeetingAutoTag(meeting, QStringLiteral(" Zoom "));
-    manager.applyMeetingAutoTag(meeting, QStringLiteral("  "));
-    EXPECT_EQ(meeting->tagNames(), (QStringList{QStringLiteral("own"), QStringLiteral("Zoom")}));
+    const auto meeting = add({u"own"_qs});
+    manager.applyMeetingAutoTag(meeting, u" Zoom "_qs);
+    manager.applyMeetingAutoTag(meeting, u"  "_qs);
+    EXPECT_EQ(meeting->tagNames(), (QStringList{u"own"_qs, u"Zoom"_qs}));
     EXPECT_FALSE(container->mainContext().hasChanges());
 }
 
 TEST_F(Tags, LeaveEveryRecordWhenTheyAreDeleted) {
     QList<RecordPointer> held;
     for (int i = 0; i < 1203; ++i) {
-        auto record = add({QStringLiteral("other"), QStringLiteral("gone"), QStringLiteral("Gone")});
+        auto record = add({u"other"_qs, u"gone"_qs, u"Gone"_qs});
         if (i % 100 == 0)
             held.append(record);
     }
-    const auto tag = manager.createTag(QStringLiteral("gone"));
-    manager.createTag(QStringLiteral("other"));
+    const auto tag = manager.createTag(u"gone"_qs);
+    manager.createTag(u"other"_qs);
     manager.deleteTag(tag);
-    EXPECT_EQ(names(), QStringList{QStringLiteral("other")});
+    EXPECT_EQ(names(), QStringList{u"other"_qs});
     RecordQuery query;
-    query.tagNames = {QStringLiteral("gone")};
+    query.tagNames = {u"gone"_qs};
     EXPECT_EQ(container->mainContext().count(query), 0);
-    query.tagNames = {QStringLiteral("other"), QStringLiteral("Gone")};
+    query.tagNames = {u"other"_qs, u"Gone"_qs};
     EXPECT_EQ(container->mainContext().count(query), 1203);
     for (const auto& record : held)
-        EXPECT_FALSE(record->tagNames().contains(QStringLiteral("gone")));
+        EXPECT_FALSE(record->tagNames().contains(u"gone"_qs));
 }
 
 TEST_F(Tags, FilterByAllOfTheSelected) {
-    const auto a = add({QStringLiteral("a")});
-    const auto ab = add({QStringLiteral("b"), QStringLiteral("a")});
+    const auto a = add({u"a"_qs});
+    const auto ab = add({u"b"_qs, u"a"_qs});
     const auto none = add({});
     const QList<RecordPointer> all{none, ab, a};
     const auto filtered = [&](const QSet<QString>& selected) { return TagManager::filterRecords(all, selected); };
     EXPECT_EQ(filtered({}), all);
-    EXPECT_EQ(filtered({QStringLiteral("a")}), (QList<RecordPointer>{ab, a}));
-    EXPECT_EQ(filtered({QStringLiteral("a"), QStringLiteral("b")}), QList<RecordPointer>{ab});
-    EXPECT_EQ(filtered({QStringLiteral("A")}), QList<RecordPointer>{});
+    EXPECT_EQ(filtered({u"a"_qs}), (QList<RecordPointer>{ab, a}));
+    EXPECT_EQ(filtered({u"a"_qs, u"b"_qs}), QList<RecordPointer>{ab});
+    EXPECT_EQ(filtered({u"A"_qs}), QList<RecordPointer>{});
 }
 
 TEST_F(Tags, SurviveTheRestart) {
     auto& context = open();
     manager.setContext(&context);
-    const auto tag = manager.createTag(QStringLiteral("kept"), true);
+    const auto tag = manager.createTag(u"kept"_qs, true);
     const auto before = static_cast<const TagFields&>(*tag);
     manager.setContext(nullptr);
     manager.setContext(&open());
@@ -113,16 +111,16 @@ TEST_F(Tags, SurviveTheRestart) {
     manager.setContext(nullptr);
 }
 
-class StaleRecords : public StoreFixture {};
+using StaleRecords = StoreFixture;
 
 TEST_F(StaleRecords, AreSettledAtTheStart) {
     const std::tuple<QString, QString, std::optional<QString>> cases[] = {
         {RecordStatus::recording, QString(), std::nullopt},
         {RecordStatus::processing, QString(), std::nullopt},
-        {RecordStatus::recording, QStringLiteral("text"), RecordStatus::completed},
-        {RecordStatus::processing, QStringLiteral("text"), RecordStatus::completed},
+        {RecordStatus::recording, u"text"_qs, RecordStatus::completed},
+        {RecordStatus::processing, u"text"_qs, RecordStatus::completed},
         {RecordStatus::diarizing, QString(), RecordStatus::completed},
-        {RecordStatus::diarizing, QStringLiteral("text"), RecordStatus::completed},
+        {RecordStatus::diarizing, u"text"_qs, RecordStatus::completed},
         {RecordStatus::pendingTranscription, QString(), RecordStatus::pendingTranscription},
         {RecordStatus::unrecognized, QString(), RecordStatus::unrecognized},
         {RecordStatus::completed, QString(), RecordStatus::completed}};
@@ -147,17 +145,17 @@ TEST_F(StaleRecords, AreSettledAtTheStart) {
 
 TEST_F(StaleRecords, DemonstrationRecordsComeOnce) {
     auto& context = open();
-    DataContainer::seedTestDataIfNeeded(context, {QStringLiteral("quillo")});
+    DataContainer::seedTestDataIfNeeded(context, {u"quillo"_qs});
     EXPECT_EQ(context.count(), 0);
     for (int start = 0; start < 2; ++start)
-        DataContainer::seedTestDataIfNeeded(context, {QStringLiteral("quillo"), QStringLiteral("--seed-data")});
+        DataContainer::seedTestDataIfNeeded(context, {u"quillo"_qs, u"--seed-data"_qs});
     RecordQuery seeded;
-    seeded.sourceDevice = QStringLiteral("MacMini-E2E");
+    seeded.sourceDevice = u"MacMini-E2E"_qs;
     const auto records = open().fetch(seeded);
     ASSERT_EQ(records.size(), 7);
-    EXPECT_EQ(records.first()->sessionId, QStringLiteral("e2e-001"));
-    EXPECT_EQ(records.last()->sessionId, QStringLiteral("e2e-007"));
-    EXPECT_EQ(records.last()->pendingAudioId, QStringLiteral("pending-audio-e2e-001"));
+    EXPECT_EQ(records.first()->sessionId, u"e2e-001"_qs);
+    EXPECT_EQ(records.last()->sessionId, u"e2e-007"_qs);
+    EXPECT_EQ(records.last()->pendingAudioId, u"pending-audio-e2e-001"_qs);
     EXPECT_EQ(std::count_if(records.begin(), records.end(),
                             [](const auto& record) { return record->isMeetingMode && record->meetingSegments(); }),
               2);

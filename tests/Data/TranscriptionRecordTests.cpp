@@ -1,7 +1,7 @@
 #include "Data/Models/TranscriptionRecord.h"
 
-#include <QDir>
-#include <QFile>
+#include "Support/Files.h"
+
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
@@ -26,21 +26,19 @@ TEST(SegmentTimes, AreMinutesThenHours) {
 
 TEST(RecordData, ComesBackAsItWasEncoded) {
     TranscriptionRecord record;
-    const QList<MeetingSegment> meeting{
-        {QStringLiteral("s1"), QStringLiteral("Änne \"A\""), QStringLiteral("你好\n"), 0.25, 2},
-        {QStringLiteral("s2"), QString(), QStringLiteral("👋"), 2, 3}};
-    const QList<ChannelSegment> channels{
-        {ChannelSegment::Channel::system, QStringLiteral("Others"), QStringLiteral("x"), 1, 2}};
+    const QList<MeetingSegment> meeting{{u"s1"_qs, u"Änne \"A\""_qs, u"你好\n"_qs, 0.25, 2},
+                                        {u"s2"_qs, QString(), u"👋"_qs, 2, 3}};
+    const QList<ChannelSegment> channels{{ChannelSegment::Channel::system, u"Others"_qs, u"x"_qs, 1, 2}};
     const QList<PersistedTextVersion> versions{
-        {QStringLiteral("old"), QStringLiteral("Formal"), QDateTime::fromMSecsSinceEpoch(1'790'000'000'123, Qt::UTC)}};
+        {u"old"_qs, u"Formal"_qs, QDateTime::fromMSecsSinceEpoch(1'790'000'000'123, Qt::UTC)}};
     record.setMeetingSegments(meeting);
     record.setChannelSegments(channels);
     record.saveVersions(versions);
-    record.setSpeakerNames({{QStringLiteral("s1"), QStringLiteral("Änne")}});
+    record.setSpeakerNames({{u"s1"_qs, u"Änne"_qs}});
     EXPECT_EQ(record.meetingSegments(), meeting);
     EXPECT_EQ(record.channelSegments(), channels);
     EXPECT_EQ(record.persistedVersions(), versions);
-    EXPECT_EQ(record.speakerNames().value(QStringLiteral("s1")), QStringLiteral("Änne"));
+    EXPECT_EQ(record.speakerNames().value(u"s1"_qs), u"Änne"_qs);
     // Not a number in one time must not cost the whole meeting.
     auto odd = meeting;
     odd[1].end = std::numeric_limits<double>::quiet_NaN();
@@ -50,28 +48,18 @@ TEST(RecordData, ComesBackAsItWasEncoded) {
 }
 
 TEST(RecordData, ThatCannotBeDecodedReadsAsEmpty) {
-    const QByteArray cases[] = {"",
-                                "null",
-                                "{",
-                                "[1]",
-                                "[\"a\", 1]",
-                                "{\"a\": 1}",
-                                "[{\"text\": \"x\"}]",
-                                "[{\"channel\": 7, \"channelLabel\": \"\", \"text\": \"\", \"start\": 0, \"end\": 0}]",
-                                "[1e999]",
-                                "\xff\xfe[]",
-                                QByteArray("[\"\0\"]", 5),
-                                QByteArray(200'000, '['),
-                                "\"\\ud800\""};
+    QByteArrayList cases{QByteArray("[\"\0\"]", 5), QByteArray(200'000, '[')};
+    for (const auto* const bytes :
+         {"", "null", "{", "[1]", "[\"a\", 1]", "{\"a\": 1}", "[{\"text\": \"x\"}]", "[1e999]", "\xff\xfe[]",
+          "\"\\ud800\"", R"([{"channel": 7, "channelLabel": "", "text": "", "start": 0, "end": 0}])"})
+        cases << bytes;
     for (const auto& bytes : cases) {
         TranscriptionRecord record;
         record.tagNamesData = record.speakerNamesData = record.meetingSegmentsData = record.channelSegmentsData =
             record.textVersionsData = bytes;
-        EXPECT_TRUE(record.tagNames().isEmpty()) << bytes.left(40).constData();
-        EXPECT_TRUE(record.speakerNames().isEmpty()) << bytes.left(40).constData();
-        EXPECT_FALSE(record.meetingSegments()) << bytes.left(40).constData();
-        EXPECT_FALSE(record.channelSegments()) << bytes.left(40).constData();
-        EXPECT_TRUE(record.persistedVersions().isEmpty()) << bytes.left(40).constData();
+        EXPECT_TRUE(record.tagNames().isEmpty() && record.speakerNames().isEmpty() && !record.meetingSegments() &&
+                    !record.channelSegments() && record.persistedVersions().isEmpty())
+            << bytes.left(40).constData();
     }
 }
 
@@ -90,13 +78,13 @@ TEST(RecordData, NeverThrowsOnRandomBytes) {
         record.tagNamesData = record.speakerNamesData = record.meetingSegmentsData = record.channelSegmentsData =
             record.textVersionsData = bytes;
         EXPECT_NO_THROW({
-            record.addTag(QStringLiteral("work"));
+            record.addTag(u"work"_qs);
             (void)record.speakerNames();
             (void)record.channelSegments();
             (void)record.persistedVersions();
             (void)record.meetingPlainText();
         });
-        EXPECT_TRUE(record.tagNames().contains(QStringLiteral("work")));
+        EXPECT_TRUE(record.tagNames().contains(u"work"_qs));
     }
 }
 
@@ -116,40 +104,40 @@ TEST(Record, KeepsEachTagOnce) {
     TranscriptionRecord record;
     for (const auto* name : {u"work", u"home", u"work", u"Work"})
         record.addTag(QString::fromUtf16(name));
-    EXPECT_EQ(record.tagNames(), (QStringList{QStringLiteral("work"), QStringLiteral("home"), QStringLiteral("Work")}));
-    record.removeTag(QStringLiteral("work"));
-    record.removeTag(QStringLiteral("absent"));
-    EXPECT_EQ(record.tagNames(), (QStringList{QStringLiteral("home"), QStringLiteral("Work")}));
+    EXPECT_EQ(record.tagNames(), (QStringList{u"work"_qs, u"home"_qs, u"Work"_qs}));
+    record.removeTag(u"work"_qs);
+    record.removeTag(u"absent"_qs);
+    EXPECT_EQ(record.tagNames(), (QStringList{u"home"_qs, u"Work"_qs}));
 }
 
 TEST(Record, AppliesADiarizationWithoutLosingWhatItDoesNotBring) {
     TranscriptionRecord record;
-    record.meetingSummary = QStringLiteral("kept");
-    const QList<MeetingSegment> segments{{QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("one"), 0, 1},
-                                         {QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("two"), 1, 2},
-                                         {QStringLiteral("b"), QStringLiteral("B"), QStringLiteral(" "), 2, 3},
-                                         {QStringLiteral("b"), QStringLiteral("B"), QStringLiteral("three"), 3, 4},
-                                         {QStringLiteral("a"), QStringLiteral("A"), QStringLiteral("four"), 4, 5}};
+    record.meetingSummary = u"kept"_qs;
+    const QList<MeetingSegment> segments{{u"a"_qs, u"A"_qs, u"one"_qs, 0, 1},
+                                         {u"a"_qs, u"A"_qs, u"two"_qs, 1, 2},
+                                         {u"b"_qs, u"B"_qs, u" "_qs, 2, 3},
+                                         {u"b"_qs, u"B"_qs, u"three"_qs, 3, 4},
+                                         {u"a"_qs, u"A"_qs, u"four"_qs, 4, 5}};
     record.status = RecordStatus::diarizing;
-    record.applyDiarization(segments, QStringLiteral("plain"), 2, std::nullopt, QStringLiteral("act"));
+    record.applyDiarization(segments, u"plain"_qs, 2, std::nullopt, u"act"_qs);
     EXPECT_EQ(record.status, RecordStatus::completed);
-    EXPECT_EQ(record.text, QStringLiteral("plain"));
-    EXPECT_EQ(record.meetingSummary, QStringLiteral("kept"));
-    EXPECT_EQ(record.meetingActionItems, QStringLiteral("act"));
-    EXPECT_EQ(record.meetingPlainText(), QStringLiteral("one two\nthree\nfour"));
+    EXPECT_EQ(record.text, u"plain"_qs);
+    EXPECT_EQ(record.meetingSummary, u"kept"_qs);
+    EXPECT_EQ(record.meetingActionItems, u"act"_qs);
+    EXPECT_EQ(record.meetingPlainText(), u"one two\nthree\nfour"_qs);
 }
 
 TEST(Record, ShowsATitleOfOneLine) {
     TranscriptionRecord record;
-    record.text = QStringLiteral("  first\n line ");
-    EXPECT_EQ(record.displayTitle(), QStringLiteral("first line"));
-    record.text = QStringLiteral("😀").repeated(100);
+    record.text = u"  first\n line "_qs;
+    EXPECT_EQ(record.displayTitle(), u"first line"_qs);
+    record.text = u"😀"_qs.repeated(100);
     EXPECT_TRUE(record.displayTitle().endsWith(u'…'));
     EXPECT_TRUE(record.displayTitle().isValidUtf16());
     record.title = QString();
     EXPECT_NE(record.displayTitle(), QString());
-    record.title = QStringLiteral("Given");
-    EXPECT_EQ(record.displayTitle(), QStringLiteral("Given"));
+    record.title = u"Given"_qs;
+    EXPECT_EQ(record.displayTitle(), u"Given"_qs);
 }
 
 TEST(Record, FindsItsAudio) {
@@ -157,19 +145,17 @@ TEST(Record, FindsItsAudio) {
     qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path()));
     TranscriptionRecord record;
     EXPECT_FALSE(record.effectiveAudioId());
-    record.audioRetainedId = QStringLiteral("retained");
-    record.pendingAudioId = QStringLiteral("pending");
-    EXPECT_EQ(record.effectiveAudioId(), QStringLiteral("pending"));
+    record.audioRetainedId = u"retained"_qs;
+    record.pendingAudioId = u"pending"_qs;
+    EXPECT_EQ(record.effectiveAudioId(), u"pending"_qs);
     EXPECT_FALSE(record.hasAudioOnDisk());
-    QDir().mkpath(folder.filePath(QStringLiteral("QuilloSpeech/pending-audio")));
-    QFile audio(folder.filePath(QStringLiteral("QuilloSpeech/pending-audio/pending.pcm")));
-    ASSERT_TRUE(audio.open(QIODevice::WriteOnly));
+    writeFile(folder.filePath(u"QuilloSpeech/pending-audio/pending.pcm"_qs), {});
     EXPECT_TRUE(record.hasAudioOnDisk());
     record.migratePendingAudioToRetainedIfNeeded();
-    EXPECT_EQ(record.audioRetainedId, QStringLiteral("pending"));
+    EXPECT_EQ(record.audioRetainedId, u"pending"_qs);
     EXPECT_FALSE(record.pendingAudioId);
     record.migratePendingAudioToRetainedIfNeeded();
-    EXPECT_EQ(record.audioRetainedId, QStringLiteral("pending"));
+    EXPECT_EQ(record.audioRetainedId, u"pending"_qs);
     // An id from a file of unknown origin leads nowhere else.
     for (const auto* id : {u"../pending-audio/pending", u"", u"/etc/passwd", u"."}) {
         record.audioRetainedId = QString::fromUtf16(id);

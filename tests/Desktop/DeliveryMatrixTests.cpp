@@ -22,7 +22,7 @@ const QString line = QStringLiteral(
     u"日本語 "
     u"½ "
     u"x=1;  ");
-const QString block = QStringLiteral("first\tcolumn, ") + line + QStringLiteral("\nsecond ") + line;
+const QString block = u"first\tcolumn, "_qs + line + u"\nsecond "_qs + line;
 
 struct Row {
     QString target;
@@ -47,10 +47,8 @@ protected:
     static void TearDownTestSuite() { s_desktop.reset(); }
 
     void TearDown() override {
-        if (HasFailure()) {
-            session.keepFolder();
-            std::cerr << "logs: " << session.folder().toStdString() << "\n";
-        }
+        if (HasFailure())
+            session.explainFailure();
     }
 
     static inline std::unique_ptr<ScriptedDesktop> s_desktop;
@@ -68,10 +66,10 @@ protected:
         Row row{.target = target.name,
                 .layout = layout,
                 .mode = mode,
-                .sent = run.value(QStringLiteral("text")).toString().toUtf8(),
+                .sent = run.value(u"text"_qs).toString().toUtf8(),
                 .expected = {},
                 .received = {},
-                .delivery = run.value(QStringLiteral("delivery")).toString()};
+                .delivery = run.value(u"delivery"_qs).toString()};
         if (!row.delivery.isEmpty())
             row.expected = expected(target, row.sent);
         const auto received = [&] {
@@ -100,15 +98,15 @@ TEST_F(DeliveryMatrix, EveryTextArrivesByteForByteEverywhere) {
                                             openBrowser(session)};
     std::vector<Row> rows;
     for (const auto* layout : {"us", "de", "ru"}) {
-        session.run(QStringLiteral("setxkbmap"), {QString::fromLatin1(layout)});
+        session.run(u"setxkbmap"_qs, {QString::fromLatin1(layout)});
         for (const auto& target : targets) {
-            rows.push_back(deliver(target, QString::fromLatin1(layout), QStringLiteral("paste"), block));
-            rows.push_back(deliver(target, QString::fromLatin1(layout), QStringLiteral("type"), line));
+            rows.push_back(deliver(target, QString::fromLatin1(layout), u"paste"_qs, block));
+            rows.push_back(deliver(target, QString::fromLatin1(layout), u"type"_qs, line));
         }
     }
     // Line ends and tabs would be keys that send a message or leave the field.
     for (const auto& target : targets)
-        rows.push_back(deliver(target, QStringLiteral("ru"), QStringLiteral("type"), block + u'\n'));
+        rows.push_back(deliver(target, u"ru"_qs, u"type"_qs, block + u'\n'));
 
     std::cout << std::left << std::setw(9) << "target" << std::setw(8) << "layout" << std::setw(7) << "mode"
               << std::setw(7) << "sent" << std::setw(10) << "received" << std::setw(13) << "delivery" << std::setw(11)
@@ -128,15 +126,14 @@ TEST_F(DeliveryMatrix, EveryTextArrivesByteForByteEverywhere) {
 }
 
 TEST_F(DeliveryMatrix, APasswordFieldIsRefusedBeforeAnythingIsTouched) {
-    session.run(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    session.shell(u"setxkbmap us"_qs);
     for (const auto& target : {openQtField(session, FieldKind::password), openGtkField(session, FieldKind::password)}) {
         for (const auto* mode : {"paste", "type"}) {
-            const auto row = deliver(target, QStringLiteral("us"), QString::fromLatin1(mode), line);
+            const auto row = deliver(target, u"us"_qs, QString::fromLatin1(mode), line);
             EXPECT_EQ(row.delivery, QString()) << target.name.toStdString() << " " << mode;
             EXPECT_EQ(row.received, QByteArray()) << target.name.toStdString() << " " << mode;
             EXPECT_TRUE(row.clipboardKept && row.mappingKept) << target.name.toStdString() << " " << mode;
-            EXPECT_EQ(desktop.lastRun().value(QStringLiteral("text")).toString().toUtf8(), row.sent)
-                << "the text is lost";
+            EXPECT_EQ(desktop.lastRun().value(u"text"_qs).toString().toUtf8(), row.sent) << "the text is lost";
         }
         session.end(*target.process);
     }
@@ -145,46 +142,43 @@ TEST_F(DeliveryMatrix, APasswordFieldIsRefusedBeforeAnythingIsTouched) {
 TEST_F(DeliveryMatrix, WithoutATextFieldTheTextIsNotClaimedToHaveArrived) {
     const auto target = openQtField(session, FieldKind::button);
     activate(session, target);
-    desktop.set("insertionMode", QStringLiteral("paste"));
+    desktop.set("insertionMode", u"paste"_qs);
     const auto run = desktop.dictate(line);
-    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("unconfirmed"));
-    EXPECT_EQ(desktop.logged(QStringLiteral("⚠️ Text pasted but no text field was focused — saved to history")), 1);
-    const auto clipboard = session.run(
-        QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")});
-    EXPECT_EQ(clipboard, run.value(QStringLiteral("text")).toString()) << "it can be pasted by hand";
+    EXPECT_EQ(run.value(u"delivery"_qs).toString(), u"unconfirmed"_qs);
+    EXPECT_EQ(desktop.logged(u"⚠️ Text pasted but no text field was focused — saved to history"_qs), 1);
+    const auto clipboard = session.shell(u"xclip -selection clipboard -o"_qs);
+    EXPECT_EQ(clipboard, run.value(u"text"_qs).toString()) << "it can be pasted by hand";
 }
 
 TEST_F(DeliveryMatrix, AProgramThatHangsOnTheClipboardDoesNotHoldTheTextUp) {
-    session.run(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
-    desktop.set("insertionMode", QStringLiteral("paste"));
+    session.shell(u"setxkbmap us"_qs);
+    desktop.set("insertionMode", u"paste"_qs);
     const auto field = openQtField(session);
     activate(session, field);
     auto& owner = copySeveralFormats(session);
     ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
-    const auto run = desktop.dictate(QStringLiteral("All the same."));
+    const auto run = desktop.dictate(u"All the same."_qs);
     ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
-    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
+    EXPECT_EQ(run.value(u"delivery"_qs).toString(), u"read"_qs);
     EXPECT_TRUE(waitUntil([&] { return field.content() == "All the same."; }, 5s));
     // What could not be read cannot be given back: the text stays.
-    EXPECT_EQ(session.run(QStringLiteral("xclip"),
-                          {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")}),
-              QStringLiteral("All the same."));
+    EXPECT_EQ(session.shell(u"xclip -selection clipboard -o"_qs), u"All the same."_qs);
     session.end(owner);
     session.end(*field.process);
 }
 
 TEST_F(DeliveryMatrix, TwoDictationsIntoOneFieldAreTwoSentences) {
-    desktop.set("smartSpacing", QStringLiteral("true"));
+    desktop.set("smartSpacing", u"true"_qs);
     for (const auto& field : {openQtField(session), openGtkField(session)}) {
         activate(session, field);
-        desktop.dictate(QStringLiteral("We make a decision."));
+        desktop.dictate(u"We make a decision."_qs);
         EXPECT_TRUE(waitUntil([&] { return field.content() == "We make a decision."; }, 5s));
-        desktop.dictate(QStringLiteral("Everyone agrees."));
+        desktop.dictate(u"Everyone agrees."_qs);
         EXPECT_TRUE(waitUntil([&] { return field.content() == "We make a decision. Everyone agrees."; }, 5s))
             << field.name.toStdString() << ": " << field.content().toStdString();
         session.end(*field.process);
     }
-    desktop.set("smartSpacing", QStringLiteral("false"));
+    desktop.set("smartSpacing", u"false"_qs);
 }
 
 } // namespace

@@ -38,23 +38,21 @@ Shown dictate(DesktopSession& session, const QString& sentence, const QString& p
     static std::chrono::nanoseconds lastRelease{};
     waitUntil([&] { return monotonicNow() - lastRelease > 400ms; });
     const auto pressed = session.pressKey(DesktopSession::rightSuper);
-    if (!session.waitForStatus(QStringLiteral("recording")))
-        throw DesktopSessionError(QStringLiteral("the recording did not start; its log is %1").arg(session.logFile()));
+    if (!session.waitForStatus(u"recording"_qs))
+        throw DesktopSessionError(u"the recording did not start; its log is %1"_qs.arg(session.logFile()));
     session.play(speech);
     session.screenshot(pictureWhileSpeaking);
     const auto released = lastRelease = session.releaseKey(DesktopSession::rightSuper);
     waitUntil([&] { return session.fieldReport().text != before; }, 30s);
-    session.waitForStatus(QStringLiteral("idle"));
+    session.waitForStatus(u"idle"_qs);
 
     Shown shown;
     shown.status = session.status();
     const auto report = session.fieldReport();
     shown.received = report.text.mid(before.size());
     shown.releaseToText = milliseconds(report.monotonic - released);
-    const auto firstSample = std::chrono::nanoseconds(shown.status.value(QStringLiteral("lastRun"))
-                                                          .toObject()
-                                                          .value(QStringLiteral("firstSampleMonotonicNs"))
-                                                          .toInteger());
+    const auto firstSample = std::chrono::nanoseconds(
+        shown.status.value(u"lastRun"_qs).toObject().value(u"firstSampleMonotonicNs"_qs).toInteger());
     shown.pressToFirstSample = milliseconds(firstSample - pressed);
     return shown;
 }
@@ -62,28 +60,21 @@ Shown dictate(DesktopSession& session, const QString& sentence, const QString& p
 /// Says `sentence` while the server is stopped; true when its text is in the history some time after the server goes
 /// on, with nothing pressed.
 bool dictateThroughAnOutage(DesktopSession& session, qint64 quillo, const QString& sentence) {
-    const auto server = session.run(QStringLiteral("pgrep"), {QStringLiteral("-P"), QString::number(quillo)}).trimmed();
+    const auto server = session.run(u"pgrep"_qs, {u"-P"_qs, QString::number(quillo)}).trimmed();
     const auto speech = session.synthesize(sentence);
     session.pressKey(DesktopSession::rightSuper);
-    session.waitForStatus(QStringLiteral("recording"));
-    session.run(QStringLiteral("kill"), {QStringLiteral("-STOP"), server});
+    session.waitForStatus(u"recording"_qs);
+    session.run(u"kill"_qs, {u"-STOP"_qs, server});
     session.play(speech);
     session.releaseKey(DesktopSession::rightSuper);
-    const bool given = session.waitForStatus(QStringLiteral("idle"), 30s);
-    session.run(QStringLiteral("kill"), {QStringLiteral("-CONT"), server});
-    return given && waitUntil(
-                        [&] {
-                            const auto latest = QJsonDocument::fromJson(
-                                                    session
-                                                        .quillo({QStringLiteral("history"), QStringLiteral("--limit"),
-                                                                 QStringLiteral("1"), QStringLiteral("--json")})
-                                                        .toUtf8())
-                                                    .array()
-                                                    .first()
-                                                    .toObject();
-                            return latest.value(QStringLiteral("status")).toString() == QStringLiteral("completed");
-                        },
-                        60s);
+    const bool given = session.waitForStatus(u"idle"_qs, 30s);
+    session.run(u"kill"_qs, {u"-CONT"_qs, server});
+    const auto isTranscribed = [&] {
+        const auto list = session.quillo({u"history"_qs, u"--limit"_qs, u"1"_qs, u"--json"_qs}).toUtf8();
+        const auto latest = QJsonDocument::fromJson(list).array().first().toObject();
+        return latest.value(u"status"_qs).toString() == u"completed"_qs;
+    };
+    return given && waitUntil(isTranscribed, 60s);
 }
 
 } // namespace
@@ -92,38 +83,37 @@ int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.addHelpOption();
-    const QCommandLineOption pictures(QStringLiteral("pictures"), QStringLiteral("Folder for the screenshots."),
-                                      QStringLiteral("folder"), QStringLiteral("build/demonstration"));
-    const QCommandLineOption say(QStringLiteral("say"), QStringLiteral("What to say; may be repeated."),
-                                 QStringLiteral("sentence"));
+    const QCommandLineOption pictures(u"pictures"_qs, u"Folder for the screenshots."_qs, u"folder"_qs,
+                                      u"build/demonstration"_qs);
+    const QCommandLineOption say(u"say"_qs, u"What to say; may be repeated."_qs, u"sentence"_qs);
     parser.addOptions({pictures, say});
     parser.process(application);
     auto sentences = parser.values(say);
     if (sentences.isEmpty())
-        sentences = QStringList{QStringLiteral("I think we should talk to the customer before we make a decision."),
-                                QStringLiteral("Everyone on the team did an excellent job this year.")};
+        sentences = QStringList{u"I think we should talk to the customer before we make a decision."_qs,
+                                u"Everyone on the team did an excellent job this year."_qs};
 
     QTextStream out(stdout);
     const auto folder = QDir(parser.value(pictures)).absolutePath();
     QDir().mkpath(folder);
-    const QString whileSpeaking = folder + QStringLiteral("/speaking.png");
-    const QString afterwards = folder + QStringLiteral("/delivered.png");
+    const QString whileSpeaking = folder + u"/speaking.png"_qs;
+    const QString afterwards = folder + u"/delivered.png"_qs;
     std::optional<DesktopSession> desktop;
     try {
         auto& session = desktop.emplace(DesktopSession::Options{.compositor = true});
         out << "A virtual desktop is up; starting Quillo in it...\n" << Qt::flush;
-        const auto& quillo = session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+        const auto& quillo = session.startQuillo({{u"primaryLanguage"_qs, u"en"_qs}});
         session.openTextField();
         out << "Holding Right Super and speaking...\n" << Qt::flush;
         std::vector<Shown> shown;
         for (const auto& sentence : sentences)
             shown.push_back(dictate(session, sentence, whileSpeaking));
         session.screenshot(afterwards);
-        const auto recovered = dictateThroughAnOutage(session, quillo.processId(),
-                                                      QStringLiteral("Thank you very much for your help with this."));
-        const auto history = session.quillo({QStringLiteral("history")});
-        session.quillo({QStringLiteral("quit")});
-        const QString log = folder + QStringLiteral("/quillo.log");
+        const auto recovered =
+            dictateThroughAnOutage(session, quillo.processId(), u"Thank you very much for your help with this."_qs);
+        const auto history = session.quillo({u"history"_qs});
+        session.quillo({u"quit"_qs});
+        const QString log = folder + u"/quillo.log"_qs;
         QFile::remove(log);
         QFile::copy(session.logFile(), log);
 

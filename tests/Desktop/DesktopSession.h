@@ -24,7 +24,7 @@ public:
 /// of it ends with the object; a session that is `kept` leaves its folder of logs behind.
 class DesktopSession {
 public:
-    enum class Secrets { unlocked, locked, none };
+    enum class Secrets { unlocked, none };
     struct Options {
         bool compositor = false; ///< for transparent windows in a picture
         Secrets secrets = Secrets::unlocked;
@@ -45,11 +45,14 @@ public:
     [[nodiscard]] QString path(const QString& name) const { return m_folder.filePath(name); }
     QProcessEnvironment& environment() { return m_environment; }
     void keepFolder() { m_folder.setAutoRemove(false); }
+    /// For the end of a failed test: keeps the folder with a picture of the screen in it, and prints where it is.
+    void explainFailure();
 
     /// Starts `program` in the session; its output goes to NAME.log in the folder. It is ended with the session.
     QProcess& launch(const QString& name, const QString& program, const QStringList& arguments);
     /// Runs `program` to its end; returns its output. Throws on a failure to run, not on its exit code.
     QString run(const QString& program, const QStringList& arguments, int* exitCode = nullptr);
+    QString shell(const QString& command) { return run(u"sh"_qs, {u"-c"_qs, command}); }
     void end(QProcess& process);
 
     /// Starts the application, through `wrapper` if there is one, with `settings` (key, value), and waits until it
@@ -59,9 +62,14 @@ public:
     /// The application's command line.
     QString quillo(const QStringList& arguments, int* exitCode = nullptr);
     QJsonObject status();
+    /// A text of the status, and the report on the last dictation.
+    QString status(const char* key) { return status().value(QLatin1String(key)).toString(); }
+    QJsonObject lastRun() { return status().value(u"lastRun"_qs).toObject(); }
     /// Waits until the application's status word is `word`.
     bool waitForStatus(const QString& word, std::chrono::milliseconds watchdog = std::chrono::seconds(20));
     [[nodiscard]] QString logFile() const;
+    /// How often `words` occur in the log.
+    [[nodiscard]] int logged(const QString& words) const;
 
     /// Opens the plain text editor and waits until it has the focus; what it holds is reported to `textFile()`.
     QProcess& openTextField(const QStringList& arguments = {});
@@ -76,7 +84,7 @@ public:
     std::chrono::nanoseconds releaseKey(int keycode);
 
     /// Synthesizes `sentence` into a file, once per sentence and voice.
-    QString synthesize(const QString& sentence, const QString& voice = QStringLiteral("rms"));
+    QString synthesize(const QString& sentence, const QString& voice = u"rms"_qs);
     /// Speaks a file into the microphone, to its end.
     void play(const QString& waveFile);
 

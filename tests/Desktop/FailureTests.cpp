@@ -3,9 +3,9 @@
 
 #include "ScriptedDesktop.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Targets/TargetWindow.h"
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QTcpServer>
 
@@ -18,9 +18,8 @@ namespace {
 
 /// What the program shows for a key of its catalogues.
 QString words(const char* key) {
-    QFile catalogue(QStringLiteral(QUILLO_ENGLISH_CATALOGUE));
-    EXPECT_TRUE(catalogue.open(QIODevice::ReadOnly));
-    const auto text = QJsonDocument::fromJson(catalogue.readAll()).object().value(QString::fromLatin1(key)).toString();
+    const auto catalogue = QJsonDocument::fromJson(contentOf(QStringLiteral(QUILLO_ENGLISH_CATALOGUE)));
+    const auto text = catalogue.object().value(QString::fromLatin1(key)).toString();
     EXPECT_FALSE(text.isEmpty()) << key;
     return text;
 }
@@ -28,10 +27,8 @@ QString words(const char* key) {
 class Failure : public testing::Test {
 protected:
     void TearDown() override {
-        if (HasFailure() && m_desktop) {
-            m_desktop->session.keepFolder();
-            std::cerr << "logs: " << m_desktop->session.folder().toStdString() << "\n";
-        }
+        if (HasFailure() && m_desktop)
+            m_desktop->session.explainFailure();
         m_desktop.reset();
     }
 
@@ -40,10 +37,15 @@ protected:
         return *m_desktop;
     }
 
-    QString word() { return m_desktop->session.status().value(QStringLiteral("status")).toString(); }
-    QString message() { return m_desktop->session.status().value(QStringLiteral("message")).toString(); }
-    QString detail() { return m_desktop->session.status().value(QStringLiteral("detail")).toString(); }
-    QString reasonOf(const QJsonObject& run) { return run.value(QStringLiteral("reason")).toString(); }
+    TargetWindow openField() {
+        auto field = openQtField(m_desktop->session);
+        activate(m_desktop->session, field);
+        return field;
+    }
+    QString word() { return m_desktop->session.status("status"); }
+    QString message() { return m_desktop->session.status("message"); }
+    QString detail() { return m_desktop->session.status("detail"); }
+    QString reasonOf(const QJsonObject& run) { return run.value(u"reason"_qs).toString(); }
 
     /// Presses the key, waits until the run has ended on its own or by the release, and returns its reason.
     QString failingRun(bool release = true) {
@@ -60,8 +62,8 @@ protected:
     void expectTheNextArrives(const TargetWindow& field) {
         activate(m_desktop->session, field);
         const auto before = field.content();
-        const auto run = m_desktop->dictate(QStringLiteral("Back again."));
-        EXPECT_EQ(reasonOf(run), QStringLiteral("completed"));
+        const auto run = m_desktop->dictate(u"Back again."_qs);
+        EXPECT_EQ(reasonOf(run), u"completed"_qs);
         EXPECT_TRUE(waitUntil([&] { return field.content() == before + "Back again."; }, 5s))
             << field.content().toStdString();
     }
@@ -71,71 +73,54 @@ protected:
 
 TEST_F(Failure, WithoutANetworkNothingIsRecorded) {
     // A separate network namespace has no route; the address never answers.
-    begin(
-        {.serverHost = QStringLiteral("192.0.2.1:443"), .wrapper = {QStringLiteral("unshare"), QStringLiteral("-n")}});
-    EXPECT_EQ(failingRun(), QStringLiteral("failed(no_network)"));
+    begin({.serverHost = u"192.0.2.1:443"_qs, .wrapper = {u"unshare"_qs, u"-n"_qs}});
+    EXPECT_EQ(failingRun(), u"failed(no_network)"_qs);
     EXPECT_EQ(message(), words("error.connectionFailed"));
-    EXPECT_EQ(detail(), QStringLiteral("No internet connection"));
-    EXPECT_EQ(m_desktop->logged(QStringLiteral("🎤 Starting audio capture")), 0) << "the microphone was opened";
+    EXPECT_EQ(detail(), u"No internet connection"_qs);
+    EXPECT_EQ(m_desktop->logged(u"🎤 Starting audio capture"_qs), 0) << "the microphone was opened";
     // Again: the application must recover from a failure.
-    EXPECT_EQ(failingRun(), QStringLiteral("failed(no_network)"));
+    EXPECT_EQ(failingRun(), u"failed(no_network)"_qs);
 }
 
 TEST_F(Failure, ADeadServerAndASilentOneCostNoAudio) {
     QTcpServer silent;
     ASSERT_TRUE(silent.listen(QHostAddress::LocalHost));
-    const auto silentHost = QStringLiteral("127.0.0.1:%1").arg(silent.serverPort());
+    const auto silentHost = u"127.0.0.1:%1"_qs.arg(silent.serverPort());
     begin({.serverHost = silentHost});
-    EXPECT_EQ(failingRun(), QStringLiteral("completed(stop_before_session_started)"));
-    EXPECT_TRUE(m_desktop->session.waitForStatus(QStringLiteral("idle")));
-    EXPECT_EQ(m_desktop->logged(QStringLiteral("🎧 Audio retained for PENDING recovery: ")), 1) << "the audio is lost";
-    const auto recordings = m_desktop->logged(QStringLiteral("🎬 Recording START"));
+    EXPECT_EQ(failingRun(), u"completed(stop_before_session_started)"_qs);
+    EXPECT_TRUE(m_desktop->session.waitForStatus(u"idle"_qs));
+    EXPECT_EQ(m_desktop->logged(u"🎧 Audio retained for PENDING recovery: "_qs), 1) << "the audio is lost";
+    const auto recordings = m_desktop->logged(u"🎬 Recording START"_qs);
     silent.close();
-    EXPECT_EQ(failingRun(), QStringLiteral("completed(offline_stop)"));
-    EXPECT_TRUE(m_desktop->session.waitForStatus(QStringLiteral("idle")));
-    EXPECT_EQ(m_desktop->logged(QStringLiteral("🎧 Audio retained for PENDING recovery: ")), 2) << "the audio is lost";
-    EXPECT_EQ(m_desktop->logged(QStringLiteral("🎬 Recording START")), recordings + 1);
-    EXPECT_EQ(m_desktop->logged(QStringLiteral("🏁 Recording END")), recordings + 1);
+    EXPECT_EQ(failingRun(), u"completed(offline_stop)"_qs);
+    EXPECT_TRUE(m_desktop->session.waitForStatus(u"idle"_qs));
+    EXPECT_EQ(m_desktop->logged(u"🎧 Audio retained for PENDING recovery: "_qs), 2) << "the audio is lost";
+    EXPECT_EQ(m_desktop->logged(u"🎬 Recording START"_qs), recordings + 1);
+    EXPECT_EQ(m_desktop->logged(u"🏁 Recording END"_qs), recordings + 1);
 }
 
 TEST_F(Failure, AMicrophoneThatGoesIsNamedAndItsReturnIsEnough) {
     auto& desktop = begin();
     auto& session = desktop.session;
-    const auto field = openQtField(session);
-    activate(session, field);
-    const auto unplug = [&] {
-        session.run(QStringLiteral("pactl"), {QStringLiteral("unload-module"), QStringLiteral("module-remap-source")});
-    };
-    const auto plug = [&] {
-        session.run(QStringLiteral("pactl"),
-                    {QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
-                     QStringLiteral("master=mouth.monitor"), QStringLiteral("source_name=microphone")});
-        session.run(QStringLiteral("pactl"), {QStringLiteral("set-default-source"), QStringLiteral("microphone")});
-    };
-    desktop.say(QStringLiteral("Half a sentence."));
-    const auto before = desktop.lastRunId();
-    desktop.press();
-    ASSERT_TRUE(session.waitForStatus(QStringLiteral("recording")));
-    desktop.speak();
-    unplug();
-    desktop.release();
-    const auto run = desktop.awaitRun(before);
-    EXPECT_EQ(reasonOf(run), QStringLiteral("failed(microphone_lost)"));
+    const auto field = openField();
+    const auto run =
+        desktop.dictate(u"Half a sentence."_qs, [&] { session.shell(u"pactl unload-module module-remap-source"_qs); });
+    EXPECT_EQ(reasonOf(run), u"failed(microphone_lost)"_qs);
     EXPECT_EQ(message(), words("error.audioCaptureFailed"));
     EXPECT_TRUE(waitUntil([&] { return field.content() == "Half a sentence."; }, 5s))
         << "what was said before is lost: " << field.content().toStdString();
 
-    plug();
+    session.shell(u"pactl load-module module-remap-source master=mouth.monitor source_name=microphone && "
+                  u"pactl set-default-source microphone"_qs);
     expectTheNextArrives(field);
 }
 
 TEST_F(Failure, WithoutASoundServerThePermissionIsNamed) {
     auto& desktop = begin();
     auto& session = desktop.session;
-    const auto field = openQtField(session);
-    activate(session, field);
+    const auto field = openField();
     session.stopSound();
-    EXPECT_EQ(failingRun(false), QStringLiteral("permissions_failed(microphone)"));
+    EXPECT_EQ(failingRun(false), u"permissions_failed(microphone)"_qs);
     desktop.release();
     EXPECT_EQ(message(), words("error.micPermissionDenied"));
     session.startSound();
@@ -143,30 +128,27 @@ TEST_F(Failure, WithoutASoundServerThePermissionIsNamed) {
 }
 
 TEST_F(Failure, WhereNoKeysCanBeSentTheTextIsLeftOnTheClipboard) {
-    auto& desktop = begin({.display = {QStringLiteral("-extension"), QStringLiteral("XTEST")}});
+    auto& desktop = begin({.display = {u"-extension"_qs, u"XTEST"_qs}});
     auto& session = desktop.session;
-    desktop.say(QStringLiteral("Paste me."));
-    session.quillo({QStringLiteral("start")});
-    ASSERT_TRUE(session.waitForStatus(QStringLiteral("recording")));
+    desktop.say(u"Paste me."_qs);
+    session.quillo({u"start"_qs});
+    ASSERT_TRUE(session.waitForStatus(u"recording"_qs));
     desktop.speak();
-    session.quillo({QStringLiteral("stop")});
+    session.quillo({u"stop"_qs});
     const auto run = desktop.awaitRun({});
-    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("clipboardOnly"));
-    EXPECT_EQ(session.run(QStringLiteral("xclip"),
-                          {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")}),
-              QStringLiteral("Paste me."));
-    EXPECT_TRUE(session.waitForStatus(QStringLiteral("idle")));
+    EXPECT_EQ(run.value(u"delivery"_qs).toString(), u"clipboardOnly"_qs);
+    EXPECT_EQ(session.shell(u"xclip -selection clipboard -o"_qs), u"Paste me."_qs);
+    EXPECT_TRUE(session.waitForStatus(u"idle"_qs));
 }
 
 TEST_F(Failure, ATapLeavesNothing) {
     auto& desktop = begin();
-    const auto field = openQtField(desktop.session);
-    activate(desktop.session, field);
-    desktop.say(QStringLiteral("Never said."));
+    const auto field = openField();
+    desktop.say(u"Never said."_qs);
     desktop.press();
     desktop.release();
-    EXPECT_TRUE(waitUntil([&] { return desktop.logged(QStringLiteral("🏁 Recording END")) == 1; }, 10s));
-    EXPECT_TRUE(desktop.session.waitForStatus(QStringLiteral("idle")));
+    EXPECT_TRUE(waitUntil([&] { return desktop.logged(u"🏁 Recording END"_qs) == 1; }, 10s));
+    EXPECT_TRUE(desktop.session.waitForStatus(u"idle"_qs));
     EXPECT_EQ(message(), QString());
     expectTheNextArrives(field);
 }
@@ -174,43 +156,42 @@ TEST_F(Failure, ATapLeavesNothing) {
 TEST_F(Failure, CancelEndsEveryStageAtOnce) {
     auto& desktop = begin();
     auto& session = desktop.session;
-    const auto field = openQtField(session);
-    activate(session, field);
-    const QString cancelled = QStringLiteral("cancelled(user_cancel)");
-    desktop.say(QStringLiteral("Back again."));
+    const auto field = openField();
+    const QString cancelled = u"cancelled(user_cancel)"_qs;
+    desktop.say(u"Back again."_qs);
 
     // Before anything runs.
-    session.quillo({QStringLiteral("cancel")});
-    EXPECT_EQ(word(), QStringLiteral("idle"));
+    session.quillo({u"cancel"_qs});
+    EXPECT_EQ(word(), u"idle"_qs);
 
-    desktop.set("cancelRecordingOnEscape", QStringLiteral("true"));
+    desktop.set("cancelRecordingOnEscape", u"true"_qs);
     // While it records, by the key and by the command.
     for (const bool byKey : {false, true}) {
         const auto before = desktop.lastRunId();
         desktop.press();
-        ASSERT_TRUE(session.waitForStatus(QStringLiteral("recording")));
+        ASSERT_TRUE(session.waitForStatus(u"recording"_qs));
         if (byKey) {
             session.pressKey(9);
             session.releaseKey(9);
         } else {
-            session.quillo({QStringLiteral("cancel")});
+            session.quillo({u"cancel"_qs});
         }
         EXPECT_EQ(reasonOf(desktop.awaitRun(before)), cancelled);
         desktop.release();
-        EXPECT_TRUE(session.waitForStatus(QStringLiteral("idle")));
+        EXPECT_TRUE(session.waitForStatus(u"idle"_qs));
     }
 
     // While the server works on the last words.
     desktop.holdAnswers(true);
     const auto before = desktop.lastRunId();
     desktop.press();
-    ASSERT_TRUE(session.waitForStatus(QStringLiteral("recording")));
+    ASSERT_TRUE(session.waitForStatus(u"recording"_qs));
     desktop.speak();
     desktop.release();
-    ASSERT_TRUE(session.waitForStatus(QStringLiteral("processing")));
-    session.quillo({QStringLiteral("cancel")});
+    ASSERT_TRUE(session.waitForStatus(u"processing"_qs));
+    session.quillo({u"cancel"_qs});
     EXPECT_EQ(reasonOf(desktop.awaitRun(before)), cancelled);
-    EXPECT_TRUE(session.waitForStatus(QStringLiteral("idle")));
+    EXPECT_TRUE(session.waitForStatus(u"idle"_qs));
     desktop.holdAnswers(false);
     EXPECT_EQ(field.content(), QByteArray()) << "a cancelled text was inserted";
     expectTheNextArrives(field);
@@ -219,16 +200,16 @@ TEST_F(Failure, CancelEndsEveryStageAtOnce) {
 TEST_F(Failure, CancelEndsAConnectionThatIsBeingMade) {
     QTcpServer silent;
     ASSERT_TRUE(silent.listen(QHostAddress::LocalHost));
-    auto& desktop = begin({.serverHost = QStringLiteral("127.0.0.1:%1").arg(silent.serverPort())});
+    auto& desktop = begin({.serverHost = u"127.0.0.1:%1"_qs.arg(silent.serverPort())});
     for (int i = 0; i < 2; ++i) {
         const auto before = desktop.lastRunId();
         desktop.press();
         ASSERT_TRUE(waitUntil([&] { return word() == u"connecting" || word() == u"recording"; }, 5s))
             << word().toStdString();
-        desktop.session.quillo({QStringLiteral("cancel")});
-        EXPECT_EQ(reasonOf(desktop.awaitRun(before)), QStringLiteral("cancelled(user_cancel)"));
+        desktop.session.quillo({u"cancel"_qs});
+        EXPECT_EQ(reasonOf(desktop.awaitRun(before)), u"cancelled(user_cancel)"_qs);
         desktop.release();
-        EXPECT_TRUE(desktop.session.waitForStatus(QStringLiteral("idle")));
+        EXPECT_TRUE(desktop.session.waitForStatus(u"idle"_qs));
     }
 }
 

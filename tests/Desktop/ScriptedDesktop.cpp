@@ -2,7 +2,6 @@
 
 #include "Support/Async.h"
 
-#include <QFile>
 #include <QJsonDocument>
 
 namespace quillo::test {
@@ -14,23 +13,22 @@ ScriptedDesktop::ScriptedDesktop(Options options)
       m_service([this](const auto&) { return answer(); }) {
     auto& environment = session.environment();
     if (!options.serverHost.isEmpty())
-        environment.insert(QStringLiteral("QUILLO_SERVER_HOST"), options.serverHost);
-    environment.insert(
-        QStringLiteral("QUILLO_SERVER_OPTIONS"),
-        QStringLiteral("--recogniser http --recogniser-url %1").arg(QString::fromStdString(m_service.url())));
-    environment.insert(QStringLiteral("QUILLO_RECOGNISER_KEY"), QStringLiteral("key"));
-    environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
-    m_quillo = &session.startQuillo({{QStringLiteral("smartSpacing"), QStringLiteral("false")}}, options.wrapper);
+        environment.insert(u"QUILLO_SERVER_HOST"_qs, options.serverHost);
+    environment.insert(u"QUILLO_SERVER_OPTIONS"_qs,
+                       u"--recogniser http --recogniser-url %1"_qs.arg(QString::fromStdString(m_service.url())));
+    environment.insert(u"QUILLO_RECOGNISER_KEY"_qs, u"key"_qs);
+    environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_qs, u"1"_qs);
+    m_quillo = &session.startQuillo({{u"smartSpacing"_qs, u"false"_qs}}, options.wrapper);
     if (!options.language.isEmpty())
         set("primaryLanguage", options.language);
-    m_speech = session.synthesize(QStringLiteral("yes"));
+    m_speech = session.synthesize(u"yes"_qs);
 }
 
 ScriptedDesktop::~ScriptedDesktop() { session.end(*m_quillo); }
 
 quillo::server::test::StandInService::Reply ScriptedDesktop::answer() {
     const std::lock_guard lock(m_mutex);
-    const QJsonObject object{{QStringLiteral("text"), m_says}};
+    const QJsonObject object{{u"text"_qs, m_says}};
     return {.body = QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString(), .never = m_holdsAnswers};
 }
 
@@ -40,7 +38,7 @@ void ScriptedDesktop::holdAnswers(bool on) {
 }
 
 void ScriptedDesktop::set(const char* key, const QString& value) {
-    session.quillo({QStringLiteral("settings"), QStringLiteral("set"), QString::fromLatin1(key), value});
+    session.quillo({u"settings"_qs, u"set"_qs, QString::fromLatin1(key), value});
 }
 
 void ScriptedDesktop::say(const QString& text) {
@@ -57,12 +55,13 @@ void ScriptedDesktop::rest() { m_released = monotonicNow(); }
 
 void ScriptedDesktop::release() { m_released = session.releaseKey(DesktopSession::rightSuper); }
 
-QJsonObject ScriptedDesktop::dictate(const QString& text) {
+QJsonObject ScriptedDesktop::dictate(const QString& text, const std::function<void()>& meanwhile) {
     say(text);
     const auto before = lastRunId();
     press();
-    EXPECT_TRUE(session.waitForStatus(QStringLiteral("recording"))) << "the recording did not start";
+    EXPECT_TRUE(session.waitForStatus(u"recording"_qs)) << "the recording did not start";
     speak();
+    meanwhile();
     release();
     return awaitRun(before);
 }
@@ -72,20 +71,11 @@ QJsonObject ScriptedDesktop::awaitRun(const QString& before, std::chrono::millis
     const bool ended = waitUntil(
         [&] {
             run = lastRun();
-            return run.value(QStringLiteral("id")).toString() != before;
+            return run.value(u"id"_qs).toString() != before;
         },
         watchdog);
     EXPECT_TRUE(ended) << "the dictation did not end";
     return ended ? run : QJsonObject();
-}
-
-QJsonObject ScriptedDesktop::lastRun() { return session.status().value(QStringLiteral("lastRun")).toObject(); }
-
-QString ScriptedDesktop::lastRunId() { return lastRun().value(QStringLiteral("id")).toString(); }
-
-int ScriptedDesktop::logged(const QString& words) {
-    QFile log(session.logFile());
-    return log.open(QIODevice::ReadOnly) ? static_cast<int>(QString::fromUtf8(log.readAll()).count(words)) : 0;
 }
 
 } // namespace quillo::test

@@ -12,10 +12,10 @@ namespace quillo::test {
 class ScriptedDesktop {
 public:
     struct Options {
-        QString serverHost;                      ///< an address of the test's choice; empty: the program's own server
-        QString language = QStringLiteral("en"); ///< empty: none has ever been chosen
-        QStringList wrapper;                     ///< what the program is started through
-        QStringList display;                     ///< further options of the X server
+        QString serverHost;          ///< an address of the test's choice; empty: the program's own server
+        QString language = u"en"_qs; ///< empty: none has ever been chosen
+        QStringList wrapper;         ///< what the program is started through
+        QStringList display;         ///< further options of the X server
     };
     ScriptedDesktop() : ScriptedDesktop(Options{}) {}
     /// Starts everything; the smart spacing is off, for the text is compared byte for byte.
@@ -41,16 +41,17 @@ public:
     void rest();
     /// Plays something that is recognised.
     void speak() { session.play(m_speech); }
-    /// Holds the key while `text` is said, waits until the run has ended and returns its report, `lastRun` of the
-    /// status.
-    QJsonObject dictate(const QString& text);
+    /// Holds the key while `text` is said and `meanwhile` happens, waits until the run has ended and returns its
+    /// report, `lastRun` of the status.
+    QJsonObject dictate(
+        const QString& text, const std::function<void()>& meanwhile = [] {});
     /// Waits until a run other than `before` is reported; returns its report, empty when none was.
     QJsonObject awaitRun(const QString& before, std::chrono::milliseconds watchdog = std::chrono::seconds(30));
-    QJsonObject lastRun();
-    QString lastRunId();
+    QJsonObject lastRun() { return session.lastRun(); }
+    QString lastRunId() { return lastRun().value(u"id"_qs).toString(); }
 
     /// How often `words` occur in the log.
-    int logged(const QString& words);
+    int logged(const QString& words) { return session.logged(words); }
 
 private:
     quillo::server::test::StandInService::Reply answer();

@@ -3,13 +3,7 @@
 
 #include "DesktopSession.h"
 #include "Support/Async.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QRegularExpression>
+#include "Support/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -18,61 +12,51 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QString said = QStringLiteral("Nothing is ever lost.");
+const QString said = u"Nothing is ever lost."_qs;
 
 class Startup : public testing::Test {
 protected:
     void TearDown() override {
-        if (HasFailure() && m_session) {
-            m_session->screenshot(m_session->path(QStringLiteral("failure.png")));
-            m_session->keepFolder();
-            std::cerr << "logs: " << m_session->folder().toStdString() << "\n";
-        }
+        if (HasFailure() && m_session)
+            m_session->explainFailure();
         m_session.reset();
     }
 
     DesktopSession& begin(DesktopSession::Options options) {
         m_session.emplace(options);
-        QFile script(m_session->path(QStringLiteral("script.json")));
-        EXPECT_TRUE(script.open(QIODevice::WriteOnly));
-        script.write(QJsonDocument(QJsonObject{{QStringLiteral("events"),
-                                                QJsonArray{QJsonObject{{QStringLiteral("at"), 0.2},
-                                                                       {QStringLiteral("final"), said}}}}})
-                         .toJson());
-        m_session->environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"),
-                                        QStringLiteral("--recogniser scripted --script ") + script.fileName());
+        const auto script = m_session->path(u"script.json"_qs);
+        writeFile(script, R"({"events": [{"at": 0.2, "final": ")" + said.toUtf8() + R"("}]})");
+        m_session->environment().insert(u"QUILLO_SERVER_OPTIONS"_qs, u"--recogniser scripted --script "_qs + script);
         return *m_session;
     }
 
     QProcess& start(const QStringList& wrapper = {}) { return m_session->startQuillo({}, wrapper); }
 
-    QString log() {
-        QFile file(m_session->logFile());
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    bool logs(const QString& words, int times = 1) {
+        return waitUntil([&] { return m_session->logged(words) >= times; }, 10s);
     }
-    bool logs(const QString& words) {
-        return waitUntil([&] { return log().contains(words); }, 10s);
+    /// Whether a window is to be seen that xdotool finds by `search`.
+    bool isShown(const QString& search) {
+        return !m_session->shell(u"xdotool search --onlyvisible %1 2>/dev/null"_qs.arg(search)).isEmpty();
     }
 
     /// Holds the hotkey and speaks; whether the text arrived in a field. Needs no session bus.
     bool dictates() {
-        const auto line = QStringLiteral("🎤 Starting audio capture");
-        return dictates([this, line, before = log().count(line)] { return log().count(line) > before; });
+        const auto line = u"🎤 Starting audio capture"_qs;
+        return dictates([this, line, before = m_session->logged(line)] { return m_session->logged(line) > before; });
     }
     bool dictates(const std::function<bool()>& hasBegun) {
         m_session->openTextField();
         m_session->pressKey(DesktopSession::rightSuper);
         const bool began = waitUntil(hasBegun, 10s);
-        m_session->play(m_session->synthesize(QStringLiteral("hello there everybody")));
+        m_session->play(m_session->synthesize(u"hello there everybody"_qs));
         m_session->releaseKey(DesktopSession::rightSuper);
         return began && waitUntil([&] { return m_session->fieldReport().text.contains(said); }, 20s);
     }
 
-    QString preferences() const { return m_session->path(QStringLiteral("home/.config/quillo/quillo.ini")); }
     void chooseLanguage() {
-        QFile file(preferences());
-        ASSERT_TRUE(file.open(QIODevice::Append));
-        file.write("primaryLanguage=en\nlanguageChosen=true\n");
+        const auto preferences = m_session->path(u"home/.config/quillo/quillo.ini"_qs);
+        writeFile(preferences, contentOf(preferences) + "primaryLanguage=en\nlanguageChosen=true\n");
     }
 
     std::optional<DesktopSession> m_session;
@@ -82,62 +66,55 @@ TEST_F(Startup, WithoutASessionBus) {
     begin({.sessionBus = false});
     chooseLanguage();
     start();
-    EXPECT_TRUE(logs(QStringLiteral("No session bus")));
-    EXPECT_TRUE(logs(QStringLiteral("No host for tray icons")));
-    EXPECT_TRUE(logs(QStringLiteral("No secret service answers on this desktop")));
+    EXPECT_TRUE(logs(u"No session bus"_qs));
+    EXPECT_TRUE(logs(u"No host for tray icons"_qs));
+    EXPECT_TRUE(logs(u"No secret service answers on this desktop"_qs));
     EXPECT_TRUE(dictates());
     int code = 0;
-    EXPECT_TRUE(m_session->quillo({QStringLiteral("status")}, &code).contains(QStringLiteral("no session bus")));
+    EXPECT_TRUE(m_session->quillo({u"status"_qs}, &code).contains(u"no session bus"_qs));
     EXPECT_EQ(code, 3);
 }
 
 TEST_F(Startup, WithoutASecretServiceTheTokensAreInAFileOfTheOwner) {
     begin({.secrets = DesktopSession::Secrets::none});
     auto& first = start();
-    EXPECT_TRUE(logs(QStringLiteral("No secret service answers on this desktop")));
-    const QFileInfo secrets(m_session->path(QStringLiteral("home/.local/share/quillo/secrets.json")));
+    EXPECT_TRUE(logs(u"No secret service answers on this desktop"_qs));
+    const QFileInfo secrets(m_session->path(u"home/.local/share/quillo/secrets.json"_qs));
     ASSERT_TRUE(waitUntil([&] { return QFileInfo::exists(secrets.filePath()); }));
     EXPECT_EQ(secrets.permissions() & 0x77, QFile::Permissions()) << "others may read the tokens";
-    ASSERT_TRUE(logs(QStringLiteral("Anonymous session created")));
+    ASSERT_TRUE(logs(u"Anonymous session created"_qs));
     m_session->end(first);
     start();
-    EXPECT_TRUE(logs(QStringLiteral("User data restored from storage")));
-    EXPECT_EQ(log().count(QStringLiteral("Anonymous session created")), 1);
+    EXPECT_TRUE(logs(u"User data restored from storage"_qs));
+    EXPECT_EQ(m_session->logged(u"Anonymous session created"_qs), 1);
 }
 
 TEST_F(Startup, ALockedKeyringIsWaitedForAndItsSessionComesBack) {
     begin({});
     auto& first = start();
-    ASSERT_TRUE(logs(QStringLiteral("User data stored")));
+    ASSERT_TRUE(logs(u"User data stored"_qs));
     m_session->end(first);
     m_session->lockKeyring();
     start();
-    EXPECT_TRUE(logs(QStringLiteral("The keyring of this desktop is locked")));
-    ASSERT_TRUE(waitUntil([&] { return log().count(QStringLiteral("Anonymous session created")) == 2; }))
-        << "nobody to dictate as";
-    EXPECT_FALSE(m_session
-                     ->run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                                       QStringLiteral("--class"), QStringLiteral("gcr-prompter")})
-                     .contains(QRegularExpression(QStringLiteral("^\\d+"))))
-        << "asks for a password by itself";
-    EXPECT_FALSE(QFile::exists(m_session->path(QStringLiteral("home/.local/share/quillo/secrets.json"))));
+    EXPECT_TRUE(logs(u"The keyring of this desktop is locked"_qs));
+    ASSERT_TRUE(logs(u"Anonymous session created"_qs, 2)) << "no session to dictate with";
+    EXPECT_FALSE(isShown(u"--class gcr-prompter"_qs)) << "asks for a password unasked";
+    EXPECT_FALSE(QFile::exists(m_session->path(u"home/.local/share/quillo/secrets.json"_qs)));
     m_session->unlockKeyring();
-    EXPECT_TRUE(logs(QStringLiteral("The keyring was unlocked")));
-    EXPECT_TRUE(logs(QStringLiteral("User data restored from storage")));
+    EXPECT_TRUE(logs(u"The keyring was unlocked"_qs));
+    EXPECT_TRUE(logs(u"User data restored from storage"_qs));
 }
 
 TEST_F(Startup, WithoutASoundServerItStartsAndDictatesOnceThereIsOne) {
     begin({.sound = false});
     chooseLanguage();
     start();
-    EXPECT_TRUE(logs(QStringLiteral("No sound server")));
+    EXPECT_TRUE(logs(u"No sound server"_qs));
     m_session->pressKey(DesktopSession::rightSuper);
-    EXPECT_TRUE(waitUntil([&] {
-        return m_session->status().value(QStringLiteral("message")).toString().contains(QStringLiteral("sound server"));
-    }));
+    EXPECT_TRUE(waitUntil([&] { return m_session->status("message").contains(u"sound server"_qs); }));
     m_session->releaseKey(DesktopSession::rightSuper);
     m_session->startSound();
-    EXPECT_TRUE(logs(QStringLiteral("The sound server is back")));
+    EXPECT_TRUE(logs(u"The sound server is back"_qs));
     EXPECT_TRUE(dictates());
 }
 
@@ -145,45 +122,32 @@ TEST_F(Startup, AReadOnlyHomeIsNoReasonNotToDictate) {
     begin({});
     chooseLanguage();
     // A mount of the program's own; to its owner, root, mere permissions would be no hindrance.
-    const QStringList readOnly{
-        QStringLiteral("unshare"),
-        QStringLiteral("-m"),
-        QStringLiteral("sh"),
-        QStringLiteral("-c"),
-        QStringLiteral("mount --bind \"$HOME\" \"$HOME\" && mount -o remount,ro,bind \"$HOME\" && exec \"$@\""),
-        QStringLiteral("sh")};
+    const auto script = u"mount --bind \"$HOME\" \"$HOME\" && mount -o remount,ro,bind \"$HOME\" && exec \"$@\""_qs;
+    const QStringList readOnly{u"unshare"_qs, u"-m"_qs, u"sh"_qs, u"-c"_qs, script, u"sh"_qs};
     start(readOnly);
-    const auto prints = [this](const QString& words) {
-        QFile output(m_session->path(QStringLiteral("quillo.log")));
-        return output.open(QIODevice::ReadOnly) && QString::fromUtf8(output.readAll()).contains(words);
+    const auto prints = [this](const char* words) {
+        return contentOf(m_session->path(u"quillo.log"_qs)).contains(words);
     };
-    EXPECT_TRUE(prints(QStringLiteral("cannot be written. Until you log out")));
-    ASSERT_TRUE(waitUntil([&] { return prints(QStringLiteral("Anonymous session created")); }));
-    EXPECT_TRUE(
-        dictates([&] { return m_session->status().value(QStringLiteral("status")).toString() == u"recording"; }));
+    EXPECT_TRUE(prints("cannot be written. Until you log out"));
+    ASSERT_TRUE(waitUntil([&] { return prints("Anonymous session created"); }));
+    EXPECT_TRUE(dictates([&] { return m_session->status("status") == u"recording"; }));
     // What was said is kept as long as the session.
-    const auto list = readOnly.mid(1) + QStringList{QStringLiteral(QUILLO_PROGRAM_FOLDER "/quillo"),
-                                                    QStringLiteral("history"), QStringLiteral("list")};
+    const auto list =
+        readOnly.mid(1) + QStringList{QStringLiteral(QUILLO_PROGRAM_FOLDER "/quillo"), u"history"_qs, u"list"_qs};
     EXPECT_TRUE(waitUntil([&] { return m_session->run(readOnly.front(), list).contains(said); }));
 }
 
 TEST_F(Startup, ABrokenHistoryIsPutAsideAndSaidSo) {
     begin({});
     chooseLanguage();
-    const auto folder = m_session->path(QStringLiteral("home/.local/share/Quillo"));
-    QDir().mkpath(folder);
-    QFile store(folder + QStringLiteral("/quillo.store"));
-    ASSERT_TRUE(store.open(QIODevice::WriteOnly));
-    store.write(QByteArray("SQLite format 3\0 and then nonsense", 34).repeated(300));
-    store.close();
+    const auto folder = m_session->path(u"home/.local/share/Quillo"_qs);
+    writeFile(folder + u"/quillo.store"_qs, QByteArray("SQLite format 3\0 and then nonsense", 34).repeated(300));
     start();
     EXPECT_TRUE(dictates());
-    EXPECT_GT(QDir(folder).entryList({QStringLiteral("quillo.store*damaged*")}).size() +
-                  QDir(folder).entryList({QStringLiteral("*corrupt*")}).size(),
-              0)
+    EXPECT_FALSE(QDir(folder).entryList({u"quillo.store.damaged-*"_qs}).isEmpty())
         << QDir(folder).entryList().join(u' ').toStdString();
     ASSERT_TRUE(waitUntil([&] {
-        return m_session->quillo({QStringLiteral("history"), QStringLiteral("list")}).contains(said);
+        return m_session->quillo({u"history"_qs, u"list"_qs}).contains(said);
     })) << "the new history keeps nothing";
 }
 
@@ -191,97 +155,64 @@ TEST_F(Startup, ASecondInstanceShowsTheFirstAndEnds) {
     begin({});
     auto& first = start();
     int code = -1;
-    EXPECT_TRUE(m_session->quillo({}, &code).contains(QStringLiteral("running already")));
+    EXPECT_TRUE(m_session->quillo({}, &code).contains(u"running already"_qs));
     EXPECT_EQ(code, 0);
-    EXPECT_TRUE(waitUntil(
-        [&] {
-            return m_session
-                ->run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                                  QStringLiteral("--name"), QStringLiteral("Quillo")})
-                .contains(QRegularExpression(QStringLiteral("\\d+")));
-        },
-        10s))
-        << "nothing was brought to the front";
+    EXPECT_TRUE(waitUntil([&] { return isShown(u"--name Quillo"_qs); }, 10s)) << "nothing was brought to the front";
     EXPECT_EQ(first.state(), QProcess::Running);
     // A URL that answers no sign-in is handed over and changes nothing.
-    m_session->quillo({QStringLiteral("quillo://auth/callback?code=forged&state=forged")}, &code);
+    m_session->quillo({u"quillo://auth/callback?code=forged&state=forged"_qs}, &code);
     EXPECT_EQ(code, 0);
-    EXPECT_FALSE(log().contains(QStringLiteral("Exchanging authorization code")));
+    EXPECT_EQ(m_session->logged(u"Exchanging authorization code"_qs), 0);
 }
 
 TEST_F(Startup, OnMockServicesTheInterfaceRunsWithNothingBehindIt) {
     begin({.sound = false});
-    m_session->environment().insert(QStringLiteral("USE_MOCK_SERVICES"), QStringLiteral("1"));
-    m_session->environment().insert(QStringLiteral("HOME"), m_session->path(QStringLiteral("home")));
-    auto& process = m_session->launch(QStringLiteral("quillo"), QStringLiteral(QUILLO_PROGRAM_FOLDER "/quillo"), {});
-    ASSERT_TRUE(waitUntil(
-        [&] {
-            int code = 0;
-            m_session->quillo({QStringLiteral("status")}, &code);
-            return code == 0;
-        },
-        20s));
-    m_session->quillo(
-        {QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("primaryLanguage"), QStringLiteral("en")});
-    m_session->quillo({QStringLiteral("start")});
-    ASSERT_TRUE(m_session->waitForStatus(QStringLiteral("recording")));
-    ASSERT_TRUE(
-        waitUntil([&] { return m_session->status().value(QStringLiteral("partialText")).toString().size() > 10; }));
-    m_session->quillo({QStringLiteral("stop")});
-    ASSERT_TRUE(m_session->waitForStatus(QStringLiteral("idle")));
-    EXPECT_TRUE(m_session->status()
-                    .value(QStringLiteral("lastRun"))
-                    .toObject()
-                    .value(QStringLiteral("text"))
-                    .toString()
-                    .startsWith(QStringLiteral("The quick")));
-    m_session->quillo({QStringLiteral("sign-in")});
-    EXPECT_TRUE(waitUntil(
-        [&] { return m_session->quillo({QStringLiteral("account")}).contains(QStringLiteral("Ada Lovelace")); }));
-    EXPECT_FALSE(QFile::exists(m_session->path(QStringLiteral("home/.local/share/Quillo/quillo.store"))));
+    m_session->environment().insert(u"USE_MOCK_SERVICES"_qs, u"1"_qs);
+    auto& process = start();
+    m_session->quillo({u"settings"_qs, u"set"_qs, u"primaryLanguage"_qs, u"en"_qs});
+    m_session->quillo({u"start"_qs});
+    ASSERT_TRUE(m_session->waitForStatus(u"recording"_qs));
+    ASSERT_TRUE(waitUntil([&] { return m_session->status("partialText").size() > 10; }));
+    m_session->quillo({u"stop"_qs});
+    ASSERT_TRUE(m_session->waitForStatus(u"idle"_qs));
+    EXPECT_TRUE(m_session->lastRun().value(u"text"_qs).toString().startsWith(u"The quick"_qs));
+    EXPECT_FALSE(QFile::exists(m_session->path(u"home/.local/share/Quillo/quillo.store"_qs)));
     EXPECT_EQ(process.state(), QProcess::Running);
 }
 
 TEST_F(Startup, WithoutServicesItRunsAndSaysWhy) {
     begin({});
-    m_session->environment().insert(QStringLiteral("QUILLO_SERVER_HOST"), QStringLiteral("https://not.a.host/"));
+    m_session->environment().insert(u"QUILLO_SERVER_HOST"_qs, u"https://not.a.host/"_qs);
     auto& process = start();
-    EXPECT_TRUE(
-        m_session->status().value(QStringLiteral("message")).toString().contains(QStringLiteral("not a server host")));
+    EXPECT_TRUE(m_session->status("message").contains(u"not a server host"_qs));
     int code = 0;
-    EXPECT_TRUE(m_session->quillo({QStringLiteral("toggle")}, &code).contains(QStringLiteral("not a server host")));
+    EXPECT_TRUE(m_session->quillo({u"toggle"_qs}, &code).contains(u"not a server host"_qs));
     EXPECT_EQ(code, 1);
-    m_session->quillo({QStringLiteral("quit")});
+    m_session->quillo({u"quit"_qs});
     EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
 }
 
 TEST_F(Startup, ANewUserIsWelcomedOnceAndTheStartGoesInItsOrder) {
     begin({.newUser = true});
-    m_session->environment().insert(QStringLiteral("QUILLO_SERVER_HOST"), QStringLiteral("127.0.0.1:9"));
+    m_session->environment().insert(u"QUILLO_SERVER_HOST"_qs, u"127.0.0.1:9"_qs);
     start();
-    EXPECT_TRUE(waitUntil(
-        [&] {
-            return m_session
-                ->run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                                  QStringLiteral("--name"), QStringLiteral("Welcome to Quillo")})
-                .contains(QRegularExpression(QStringLiteral("\\d+")));
-        },
-        10s));
-    const QStringList order{QStringLiteral("🚀 Application launching..."),
-                            QStringLiteral("✅ Using shared ModelContainer"),
-                            QStringLiteral("✅ Basic status item created in menu bar"),
-                            QStringLiteral("✅ Quillo launched, basic menu bar ready"),
-                            QStringLiteral("Server host: 127.0.0.1:9"),
-                            QStringLiteral("WebSocket endpoint: ws://127.0.0.1:9/ws/v3/transcribe"),
-                            QStringLiteral("Services initialized via ServiceContainer"),
-                            QStringLiteral("fresh install, will use Right ⌘"),
-                            QStringLiteral("Starting hotkey service"),
-                            QStringLiteral("Checking for existing session"),
-                            QStringLiteral("Session fallback: anonymous auth failed")};
+    EXPECT_TRUE(waitUntil([&] { return isShown(u"--name 'Welcome to Quillo'"_qs); }, 10s));
+    const QStringList order{u"🚀 Application launching..."_qs,
+                            u"✅ Using shared ModelContainer"_qs,
+                            u"✅ Basic status item created in menu bar"_qs,
+                            u"✅ Quillo launched, basic menu bar ready"_qs,
+                            u"Server host: 127.0.0.1:9"_qs,
+                            u"WebSocket endpoint: ws://127.0.0.1:9/ws/v3/transcribe"_qs,
+                            u"Services initialized via ServiceContainer"_qs,
+                            u"fresh install, will use Right ⌘"_qs,
+                            u"Starting hotkey service"_qs,
+                            u"Checking for existing session"_qs,
+                            u"Session fallback: anonymous auth failed"_qs};
     ASSERT_TRUE(logs(order.constLast()));
     qsizetype at = 0;
+    const auto log = QString::fromUtf8(contentOf(m_session->logFile()));
     for (const auto& line : order) {
-        const auto found = log().indexOf(line, at);
+        const auto found = log.indexOf(line, at);
         EXPECT_GE(found, 0) << line.toStdString() << " is missing, or out of its order";
         at = std::max(at, found);
     }

@@ -25,22 +25,8 @@ protected:
     void TearDown() override {
         session.end(*first.process);
         session.end(*second.process);
-        if (HasFailure()) {
-            session.keepFolder();
-            std::cerr << "logs: " << session.folder().toStdString() << "\n";
-        }
-    }
-
-    /// Speaks, and runs `meanwhile` while the key is held.
-    QJsonObject dictate(const QString& text, const std::function<void()>& meanwhile) {
-        desktop.say(text);
-        const auto before = desktop.lastRunId();
-        desktop.press();
-        EXPECT_TRUE(session.waitForStatus(QStringLiteral("recording")));
-        desktop.speak();
-        meanwhile();
-        desktop.release();
-        return desktop.awaitRun(before);
+        if (HasFailure())
+            session.explainFailure();
     }
 
     static inline std::unique_ptr<ScriptedDesktop> s_desktop;
@@ -51,15 +37,15 @@ protected:
 };
 
 TEST_F(TargetRules, TheWindowThatIsInFrontAtTheEndGetsTheText) {
-    const auto run = dictate(QStringLiteral("For the second."), [&] { activate(session, second); });
-    EXPECT_EQ(run.value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
+    const auto run = desktop.dictate(u"For the second."_qs, [&] { activate(session, second); });
+    EXPECT_EQ(run.value(u"delivery"_qs).toString(), u"read"_qs);
     EXPECT_TRUE(waitUntil([&] { return second.content() == "For the second."; }, 5s));
     EXPECT_EQ(first.content(), QByteArray());
-    EXPECT_EQ(desktop.logged(QStringLiteral("🎯 User switched apps during recording")), 1);
+    EXPECT_EQ(desktop.logged(u"🎯 User switched apps during recording"_qs), 1);
 }
 
 TEST_F(TargetRules, AWindowThatIsGoneAtTheEndLeavesTheTextToTheOneInFront) {
-    dictate(QStringLiteral("Whoever is left."), [&] {
+    desktop.dictate(u"Whoever is left."_qs, [&] {
         session.end(*first.process);
         activate(session, second);
     });
@@ -71,33 +57,21 @@ TEST(OurOwnWindow, GivesWayToTheOneAtTheStartAndComesBack) {
     ScriptedDesktop desktop({.language = {}});
     auto& session = desktop.session;
     desktop.press();
-    TargetWindow ourselves{.name = QStringLiteral("the language picker"), .id = {}, .content = {}};
-    const auto active = [&] {
-        return session.run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}).trimmed();
-    };
-    const auto activeProcess = [&] {
-        return session
-            .run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow"), QStringLiteral("getwindowpid")})
-            .trimmed();
-    };
+    TargetWindow ourselves{.name = u"the language picker"_qs, .id = {}, .content = {}};
+    const auto active = [&] { return session.shell(u"xdotool getactivewindow"_qs).trimmed(); };
+    const auto activeProcess = [&] { return session.shell(u"xdotool getactivewindow getwindowpid"_qs).trimmed(); };
     const auto pid = QString::number(desktop.quillo().processId());
     ASSERT_TRUE(waitUntil([&] { return activeProcess() == pid; }, 20s)) << "nobody asked for the language";
     ourselves.id = active();
     desktop.release();
-    desktop.set("primaryLanguage", QStringLiteral("en"));
+    desktop.set("primaryLanguage", u"en"_qs);
 
     const auto field = openQtField(session);
     activate(session, field);
-    desktop.say(QStringLiteral("Past ourselves."));
-    const auto before = desktop.lastRunId();
-    desktop.press();
-    EXPECT_TRUE(session.waitForStatus(QStringLiteral("recording")));
-    desktop.speak();
-    activate(session, ourselves);
-    desktop.release();
-    EXPECT_EQ(desktop.awaitRun(before).value(QStringLiteral("delivery")).toString(), QStringLiteral("read"));
+    const auto run = desktop.dictate(u"Past ourselves."_qs, [&] { activate(session, ourselves); });
+    EXPECT_EQ(run.value(u"delivery"_qs).toString(), u"read"_qs);
     EXPECT_TRUE(waitUntil([&] { return field.content() == "Past ourselves."; }, 5s)) << field.content().toStdString();
-    EXPECT_EQ(desktop.logged(QStringLiteral("🎯 Frontmost is Quillo — falling back to start-captured app: ")), 1);
+    EXPECT_EQ(desktop.logged(u"🎯 Frontmost is Quillo — falling back to start-captured app: "_qs), 1);
     EXPECT_TRUE(waitUntil([&] { return active() == ourselves.id; }, 5s)) << "our window was not brought back";
 }
 

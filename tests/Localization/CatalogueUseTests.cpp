@@ -1,4 +1,5 @@
 #include "Localization/LocalizationStrings.h"
+#include "Support/Files.h"
 
 #include <QDirIterator>
 #include <QRegularExpression>
@@ -18,33 +19,26 @@ Keys keysInSources() {
     for (auto key = strings.keyBegin(); key != strings.keyEnd(); ++key)
         firstWords << key->section(u'.', 0, 0);
     const QRegularExpression literal(
-        QStringLiteral("\"((?:%1)\\.[A-Za-z][A-Za-z0-9.]*)\"").arg(QStringList(firstWords.values()).join(u'|')));
-    static const QRegularExpression comment(QStringLiteral("^\\s*//.*$"), QRegularExpression::MultilineOption);
+        u"\"((?:%1)\\.[A-Za-z][A-Za-z0-9.]*)\""_qs.arg(QStringList(firstWords.values()).join(u'|')));
+    static const QRegularExpression comment(u"^\\s*//.*$"_qs, QRegularExpression::MultilineOption);
     Keys found;
-    QDirIterator files(QStringLiteral(QUILLO_SOURCES),
-                       {QStringLiteral("*.cpp"), QStringLiteral("*.h"), QStringLiteral("*.qml")}, QDir::Files,
+    QDirIterator files(QStringLiteral(QUILLO_SOURCES), {u"*.cpp"_qs, u"*.h"_qs, u"*.qml"_qs}, QDir::Files,
                        QDirIterator::Subdirectories);
     while (files.hasNext()) {
-        QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly))
-            ADD_FAILURE() << file.fileName().toStdString();
-        const auto code = QString::fromUtf8(file.readAll()).remove(comment);
+        const auto file = files.next();
+        const auto code = QString::fromUtf8(contentOf(file)).remove(comment);
         for (auto matches = literal.globalMatch(code); matches.hasNext();)
-            found.insert(matches.next().captured(1), file.fileName());
+            found.insert(matches.next().captured(1), file);
     }
     return found;
 }
 
 /// Keys whose code is still to come.
 bool isAwaited(const QString& key) {
-    static const QSet<QString> awaited{QStringLiteral("hotkey.unavailable"),
-                                       QStringLiteral("error.microphoneSilent"),
-                                       QStringLiteral("error.recogniserUnavailable"),
-                                       QStringLiteral("error.languageNotServed"),
-                                       QStringLiteral("error.unexpected"),
-                                       QStringLiteral("pill.command"),
-                                       QStringLiteral("pill.commandProcessing"),
-                                       QStringLiteral("pill.microphoneNotReady")};
+    static const QSet<QString> awaited{
+        u"hotkey.unavailable"_qs,      u"error.microphoneSilent"_qs, u"error.recogniserUnavailable"_qs,
+        u"error.languageNotServed"_qs, u"error.unexpected"_qs,       u"pill.command"_qs,
+        u"pill.commandProcessing"_qs,  u"pill.microphoneNotReady"_qs};
     return awaited.contains(key);
 }
 

@@ -10,8 +10,14 @@
 namespace quillo::test {
 namespace {
 
+class Interface : public testing::Test {
+protected:
+    QTemporaryDir folder;
+    Preferences preferences{folder.filePath(u"quillo.ini"_qs)};
+};
+
 QSet<QString> placeholders(const QString& text) {
-    static const QRegularExpression placeholder(QStringLiteral("%[0-9]"));
+    static const QRegularExpression placeholder(u"%[0-9]"_qs);
     QSet<QString> found;
     for (auto matches = placeholder.globalMatch(text); matches.hasNext();)
         found << matches.next().captured();
@@ -22,7 +28,7 @@ TEST(Catalogues, HoldEveryKeyWithTheSamePlaceholders) {
     const auto& strings = LocalizationStrings::strings();
     ASSERT_GE(strings.size(), 40);
     for (auto entry = strings.begin(); entry != strings.end(); ++entry) {
-        const auto english = placeholders(entry->value(QStringLiteral("en")));
+        const auto english = placeholders(entry->value(u"en"_qs));
         for (const auto& locale : LocalizationStrings::locales()) {
             SCOPED_TRACE(QString(locale + u' ' + entry.key()).toStdString());
             EXPECT_FALSE(entry->value(locale).trimmed().isEmpty());
@@ -31,18 +37,9 @@ TEST(Catalogues, HoldEveryKeyWithTheSamePlaceholders) {
     }
 }
 
-TEST(Catalogues, AreOfferedOneByOne) {
-    QStringList offered;
-    for (const auto& info : LocalizationManager::locales())
-        offered << info.code;
-    EXPECT_EQ(offered, LocalizationStrings::locales());
-}
-
-TEST(LocalizationManager, FallsBackToEnglishThenToTheKey) {
+TEST_F(Interface, FallsBackToEnglishThenToTheKey) {
     const QHash<QString, LocalizationStrings::Texts> strings{
-        {QStringLiteral("both"),
-         {{QStringLiteral("en"), QStringLiteral("yes")}, {QStringLiteral("de"), QStringLiteral("ja")}}},
-        {QStringLiteral("english"), {{QStringLiteral("en"), QStringLiteral("only")}}}};
+        {u"both"_qs, {{u"en"_qs, u"yes"_qs}, {u"de"_qs, u"ja"_qs}}}, {u"english"_qs, {{u"en"_qs, u"only"_qs}}}};
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"both", "de", "ja"}, {"both", "fr", "yes"}, {"english", "zh", "only"}, {"unknown", "de", "unknown"}};
     for (const auto& [key, locale, text] : cases)
@@ -50,46 +47,37 @@ TEST(LocalizationManager, FallsBackToEnglishThenToTheKey) {
                   QString::fromLatin1(text));
 }
 
-TEST(LocalizationManager, StartsWithTheStoredElseTheSystemsLanguage) {
-    const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
-    const std::pair<QStringList, const char*> systems[] = {{{QStringLiteral("de-AT"), QStringLiteral("en")}, "de"},
-                                                           {{QStringLiteral("zh-Hans-CN")}, "zh"},
-                                                           {{QStringLiteral("cy"), QStringLiteral("fr")}, "en"},
-                                                           {{}, "en"}};
+TEST_F(Interface, StartsWithTheStoredElseTheSystemsLanguage) {
+    const std::pair<QStringList, const char*> systems[] = {
+        {{u"de-AT"_qs, u"en"_qs}, "de"}, {{u"zh-Hans-CN"_qs}, "zh"}, {{u"cy"_qs, u"fr"_qs}, "en"}, {{}, "en"}};
     for (const auto& [languages, locale] : systems)
         EXPECT_EQ(LocalizationManager(preferences, languages).locale(), QString::fromLatin1(locale));
 
-    LocalizationManager manager(preferences, {QStringLiteral("de")});
+    LocalizationManager manager(preferences, {u"de"_qs});
     int announced = 0;
     QObject::connect(&manager, &LocalizationManager::localeChanged, [&] { ++announced; });
-    EXPECT_TRUE(manager.setLocale(QStringLiteral("fr")));
-    EXPECT_FALSE(manager.setLocale(QStringLiteral("tlh")));
+    EXPECT_TRUE(manager.setLocale(u"fr"_qs));
+    EXPECT_FALSE(manager.setLocale(u"tlh"_qs));
     EXPECT_EQ(announced, 1);
-    EXPECT_EQ(manager.t(QStringLiteral("tray.quit")), QStringLiteral("Quitter Quillo"));
-    EXPECT_EQ(LocalizationManager(preferences, {QStringLiteral("de")}).locale(), QStringLiteral("fr"));
-    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("tlh"));
-    EXPECT_EQ(LocalizationManager(preferences, {QStringLiteral("de")}).locale(), QStringLiteral("de"));
+    EXPECT_EQ(manager.t(u"tray.quit"_qs), u"Quitter Quillo"_qs);
+    EXPECT_EQ(LocalizationManager(preferences, {u"de"_qs}).locale(), u"fr"_qs);
+    preferences.setValue(LocalizationManager::localeKey, u"tlh"_qs);
+    EXPECT_EQ(LocalizationManager(preferences, {u"de"_qs}).locale(), u"de"_qs);
 }
 
-TEST(LocalizationManager, FollowsTheStoredChoice) {
-    const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
-    LocalizationManager manager(preferences, {QStringLiteral("de")});
+TEST_F(Interface, FollowsTheStoredChoice) {
+    LocalizationManager manager(preferences, {u"de"_qs});
     QStringList announced;
     QObject::connect(&manager, &LocalizationManager::localeChanged, [&] { announced << manager.locale(); });
-    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("ru"));
-    preferences.setValue(QStringLiteral("playSound"), false);
-    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("tlh"));
-    preferences.setValue(LocalizationManager::localeKey, QStringLiteral("zh"));
+    preferences.setValue(LocalizationManager::localeKey, u"ru"_qs);
+    preferences.setValue(u"playSound"_qs, false);
+    preferences.setValue(LocalizationManager::localeKey, u"tlh"_qs);
+    preferences.setValue(LocalizationManager::localeKey, u"zh"_qs);
     preferences.remove(LocalizationManager::localeKey);
-    EXPECT_EQ(announced,
-              QStringList({QStringLiteral("ru"), QStringLiteral("de"), QStringLiteral("zh"), QStringLiteral("de")}));
+    EXPECT_EQ(announced, QStringList({u"ru"_qs, u"de"_qs, u"zh"_qs, u"de"_qs}));
 }
 
-TEST(LocalizationManager, NamesEveryDictationLanguage) {
-    const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+TEST_F(Interface, NamesEveryDictationLanguage) {
     LocalizationManager manager(preferences, {});
     for (const auto& locale : LocalizationStrings::locales()) {
         manager.setLocale(locale);
@@ -97,18 +85,16 @@ TEST(LocalizationManager, NamesEveryDictationLanguage) {
             EXPECT_FALSE(manager.languageName(language.code).isEmpty())
                 << language.code.toStdString() << " in " << locale.toStdString();
     }
-    EXPECT_EQ(manager.languageName(QStringLiteral("ru")), QStringLiteral("俄语"));
-    manager.setLocale(QStringLiteral("de"));
-    EXPECT_EQ(manager.languageName(QStringLiteral("ru")), QStringLiteral("Russisch"));
-    EXPECT_EQ(manager.languageName(QStringLiteral("auto")), QString());
+    EXPECT_EQ(manager.languageName(u"ru"_qs), u"俄语"_qs);
+    manager.setLocale(u"de"_qs);
+    EXPECT_EQ(manager.languageName(u"ru"_qs), u"Russisch"_qs);
+    EXPECT_EQ(manager.languageName(u"auto"_qs), QString());
 }
 
-TEST(LocalizationManager, InsertsArgumentsOnce) {
-    const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+TEST_F(Interface, InsertsArgumentsOnce) {
     const LocalizationManager manager(preferences, {});
-    EXPECT_EQ(manager.t(QStringLiteral("pill.leftOnClipboard"), {QStringLiteral("%1 Ctrl+V %2")}),
-              QStringLiteral("The text is on the clipboard. Press %1 Ctrl+V %2 to paste it."));
+    EXPECT_EQ(manager.t(u"pill.leftOnClipboard"_qs, {u"%1 Ctrl+V %2"_qs}),
+              u"The text is on the clipboard. Press %1 Ctrl+V %2 to paste it."_qs);
 }
 
 } // namespace

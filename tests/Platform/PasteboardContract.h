@@ -57,7 +57,7 @@ protected:
 TYPED_TEST_SUITE_P(PasteboardContract);
 
 TYPED_TEST_P(PasteboardContract, ServesTextInEveryFormAndCountsReads) {
-    const auto text = QStringLiteral("naïve 日本語 😀\nline");
+    const auto text = u"naïve 日本語 😀\nline"_qs;
     const auto offered = this->offer(text, true);
     ASSERT_TRUE(offered && offered->isOwner());
     EXPECT_TRUE(this->s_desktop->listTypes().contains("text/plain;charset=utf-8"));
@@ -79,7 +79,7 @@ TYPED_TEST_P(PasteboardContract, ServesTextInEveryFormAndCountsReads) {
 TYPED_TEST_P(PasteboardContract, LargeContentGoesBothWays) {
     QString text;
     while (text.size() < 1500000)
-        text += QStringLiteral("größer 日本 😀 ") + QString::number(text.size());
+        text += u"größer 日本 😀 "_qs + QString::number(text.size());
     {
         const auto offered = this->offer(text);
         EXPECT_TRUE(this->paste() == text.toUtf8());
@@ -95,24 +95,24 @@ TYPED_TEST_P(PasteboardContract, RestoresWhatWasThere) {
     QByteArray image(300000, '\0');
     for (qsizetype index = 0; index < image.size(); ++index)
         image[index] = static_cast<char>(index * 7);
-    const auto owner = this->copy(image, QStringLiteral("image/png"));
+    const auto owner = this->copy(image, u"image/png"_qs);
     auto contents = this->read(2000);
     ASSERT_TRUE(contents.complete);
     contents.formats[this->m_text] = "caption";
 
-    const auto offered = this->offer(QStringLiteral("dictated"), true);
+    const auto offered = this->offer(u"dictated"_qs, true);
     EXPECT_EQ(this->paste(), "dictated");
     EXPECT_TRUE(this->isRead(*offered, 5000));
     EXPECT_TRUE(await(this->m_pasteboard->restore(contents, offered)));
     EXPECT_FALSE(offered->isOwner());
-    EXPECT_EQ(this->paste(QStringLiteral("image/png")), image);
+    EXPECT_EQ(this->paste(u"image/png"_qs), image);
     EXPECT_EQ(this->paste(), "caption");
     EXPECT_EQ(offered->reads(), 1) << "reads of what was restored are not reads of the text";
     EXPECT_EQ(this->read(500).formats, contents.formats);
 }
 
 TYPED_TEST_P(PasteboardContract, AnotherProgramsCopyIsNotOverwritten) {
-    const auto offered = this->offer(QStringLiteral("dictated"));
+    const auto offered = this->offer(u"dictated"_qs);
     const auto owner = this->copy("the user's own");
     EXPECT_TRUE(waitUntil([&] { return !offered->isOwner(); }));
     EXPECT_FALSE(this->isRead(*offered, 5000)) << "a lost offer is not waited for";
@@ -121,8 +121,8 @@ TYPED_TEST_P(PasteboardContract, AnotherProgramsCopyIsNotOverwritten) {
     EXPECT_FALSE(await(this->m_pasteboard->restore(old, offered)));
     EXPECT_EQ(this->paste(), "the user's own");
     // One text after the other: the first offer learns that it is over.
-    const auto second = this->offer(QStringLiteral("second"));
-    const auto third = this->offer(QStringLiteral("third"));
+    const auto second = this->offer(u"second"_qs);
+    const auto third = this->offer(u"third"_qs);
     EXPECT_FALSE(second->isOwner());
     EXPECT_TRUE(third->isOwner());
     EXPECT_EQ(this->paste(), "third");
@@ -135,7 +135,7 @@ TYPED_TEST_P(PasteboardContract, AHungOwnerCostsTheDeadlineOnly) {
     EXPECT_FALSE(this->read(200).complete);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(400));
     // The clipboard can be taken from it all the same.
-    const auto offered = this->offer(QStringLiteral("free"));
+    const auto offered = this->offer(u"free"_qs);
     EXPECT_EQ(this->paste(), "free");
     ::kill(static_cast<pid_t>(owner->processId()), SIGCONT);
 }
@@ -149,7 +149,7 @@ TYPED_TEST_P(PasteboardContract, CountsEveryChangeOfHands) {
     };
     auto owner = this->copy("one");
     changed("another program copied");
-    const auto offered = this->offer(QStringLiteral("dictated"));
+    const auto offered = this->offer(u"dictated"_qs);
     changed("we took it");
     EXPECT_EQ(this->paste(), "dictated");
     EXPECT_EQ(this->m_pasteboard->changeCount(), count) << "reading changes nothing";

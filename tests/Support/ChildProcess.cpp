@@ -13,9 +13,7 @@ namespace quillo::test {
 
 ChildProcess::ChildProcess(const QString& program, const QStringList& arguments, const QString& output) {
     // End the program even if the test crashes.
-    const auto all =
-        QStringList{QStringLiteral("setpriv"), QStringLiteral("--pdeathsig"), QStringLiteral("KILL"), program} +
-        arguments;
+    const auto all = QStringList{u"setpriv"_qs, u"--pdeathsig"_qs, u"KILL"_qs, program} + arguments;
     std::vector<QByteArray> words;
     std::vector<char*> pointers;
     words.reserve(static_cast<size_t>(all.size()));

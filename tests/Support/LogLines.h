@@ -2,8 +2,8 @@
 
 #include "Concurrency/Executor.h"
 #include "Core/LoggingService.h"
+#include "Support/Files.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <string>
@@ -17,14 +17,13 @@ public:
         // What an earlier test has left in the queue is not this one's.
         EventExecutor::main().drain();
         LoggingService::shared().setConsoleLevel(std::nullopt);
-        LoggingService::shared().open(m_folder.filePath(QStringLiteral("log")));
+        LoggingService::shared().open(m_folder.filePath(u"log"_qs));
     }
 
     /// What is still to be written from the main thread's queue included.
     [[nodiscard]] std::string text() const {
         EventExecutor::main().drain();
-        QFile file(m_folder.filePath(QStringLiteral("log")));
-        return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string("the log cannot be read");
+        return contentOf(m_folder.filePath(u"log"_qs)).toStdString();
     }
 
     /// How often `line` was written.

@@ -14,6 +14,7 @@ public:
     std::vector<KeyCombination> consumed;
     std::vector<KeyCombination> unavailable;
     int starts = 0;
+    int hiddenTaps = 0;
     std::chrono::milliseconds age{0}; ///< the age of events delivered from now on
 
     [[nodiscard]] bool isTrusted() const override { return trusted; }
@@ -29,6 +30,11 @@ public:
     void stop() override { m_onEvent = nullptr; }
     void setConsumed(std::vector<KeyCombination> combinations) override { consumed = std::move(combinations); }
     [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const override { return unavailable; }
+    void hideLoneTap() override { ++hiddenTaps; }
+    [[nodiscard]] std::vector<KeyCombination> freeAmong(std::vector<KeyCombination> candidates) const override {
+        std::erase_if(candidates, [this](const auto& c) { return std::ranges::count(unavailable, c) > 0; });
+        return candidates;
+    }
     [[nodiscard]] bool isPhysicallyDown(uint16_t keyCode) const override { return m_down.contains(keyCode); }
 
     void press(uint16_t keyCode, bool isAutoRepeat = false) {

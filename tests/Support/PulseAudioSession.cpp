@@ -1,8 +1,8 @@
 #include "Support/PulseAudioSession.h"
 
 #include "Support/Async.h"
+#include "Support/Files.h"
 
-#include <QDir>
 #include <QLocalSocket>
 
 #include <algorithm>
@@ -15,11 +15,10 @@ namespace quillo::test {
 PulseAudioSession::PulseAudioSession() {
     for (const auto* name : {"home", "run", "run/pulse"})
         QDir(m_folder.path()).mkdir(QString::fromLatin1(name));
-    QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    m_socket = m_folder.filePath(QStringLiteral("run/pulse/native"));
-    qputenv("HOME", m_folder.filePath(QStringLiteral("home")).toUtf8());
-    qputenv("XDG_RUNTIME_DIR", m_folder.filePath(QStringLiteral("run")).toUtf8());
+    QFile::setPermissions(m_folder.filePath(u"run"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    m_socket = m_folder.filePath(u"run/pulse/native"_qs);
+    qputenv("HOME", m_folder.filePath(u"home"_qs).toUtf8());
+    qputenv("XDG_RUNTIME_DIR", m_folder.filePath(u"run"_qs).toUtf8());
     qputenv("PULSE_SERVER", "unix:" + m_socket.toUtf8());
     for (const auto* name : {"XDG_CONFIG_HOME", "DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "PULSE_RUNTIME_PATH"})
         qunsetenv(name);
@@ -29,12 +28,11 @@ PulseAudioSession::PulseAudioSession() {
 PulseAudioSession::~PulseAudioSession() { kill(); }
 
 void PulseAudioSession::start() {
-    m_server = std::make_unique<ChildProcess>(
-        QStringLiteral("pulseaudio"),
-        QStringList{QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
-                    QStringLiteral("--disable-shm=yes"), QStringLiteral("--use-pid-file=no"), QStringLiteral("-L"),
-                    QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=%1").arg(m_socket),
-                    QStringLiteral("-L"), QStringLiteral("module-null-sink sink_name=speakers rate=48000")});
+    const auto options = u"-n --daemonize=no --exit-idle-time=-1 --disable-shm=yes --use-pid-file=no"_qs.split(u' ');
+    const auto socketModule = u"module-native-protocol-unix auth-anonymous=1 socket=%1"_qs.arg(m_socket);
+    const auto sinkModule = u"module-null-sink sink_name=speakers rate=48000"_qs;
+    m_server = std::make_unique<ChildProcess>(u"pulseaudio"_qs,
+                                              options + QStringList{u"-L"_qs, socketModule, u"-L"_qs, sinkModule});
     const bool answers = waitUntil([this] {
         QLocalSocket socket;
         socket.connectToServer(m_socket);
@@ -54,41 +52,30 @@ void PulseAudioSession::suspend() { m_server->signal(SIGSTOP); }
 void PulseAudioSession::resume() { m_server->signal(SIGCONT); }
 
 QString PulseAudioSession::pactl(const QStringList& arguments) {
-    QFile output(m_folder.filePath(QStringLiteral("pactl.out")));
-    ChildProcess process(QStringLiteral("pactl"), arguments, output.fileName());
+    const auto output = m_folder.filePath(u"pactl.out"_qs);
+    ChildProcess process(u"pactl"_qs, arguments, output);
     if (!waitUntil([&] { return !process.isRunning(); }) || process.exitCode() != 0)
         throw std::runtime_error("pactl failed: " + arguments.join(u' ').toStdString());
-    if (!output.open(QIODevice::ReadOnly))
-        throw std::runtime_error("pactl left no output");
-    return QString::fromUtf8(output.readAll()).trimmed();
+    return QString::fromUtf8(contentOf(output)).trimmed();
 }
 
 QStringList PulseAudioSession::playback(const Microphone& microphone, const QString& format) const {
-    return {QStringLiteral("--playback"),
-            QStringLiteral("--raw"),
-            QStringLiteral("--device=%1-mouth").arg(microphone.name),
-            QStringLiteral("--format=") + format,
-            QStringLiteral("--rate=%1").arg(microphone.rate),
-            QStringLiteral("--channels=%1").arg(microphone.channels)};
+    const auto options = u"--playback --raw --device=%1-mouth --format=%2 --rate=%3 --channels=%4"_qs;
+    return options.arg(microphone.name, format).arg(microphone.rate).arg(microphone.channels).split(u' ');
 }
 
 void PulseAudioSession::addMicrophone(const QString& name, int rate, int channels) {
-    pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"),
-           QStringLiteral("sink_name=%1-mouth").arg(name), QStringLiteral("rate=%1").arg(rate),
-           QStringLiteral("channels=%1").arg(channels)});
+    pactl({u"load-module"_qs, u"module-null-sink"_qs, u"sink_name=%1-mouth"_qs.arg(name), u"rate=%1"_qs.arg(rate),
+           u"channels=%1"_qs.arg(channels)});
     Microphone microphone{name, rate, channels, {}, nullptr};
     microphone.module =
-        pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
-               QStringLiteral("master=%1-mouth.monitor").arg(name), QStringLiteral("source_name=%1").arg(name),
-               QStringLiteral("source_properties='device.description=\"The %1\"'").arg(name)});
-    microphone.silence = std::make_unique<ChildProcess>(
-        QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le"))
-                                     << QStringLiteral("--latency-msec=10") << QStringLiteral("/dev/zero"));
+        pactl({u"load-module"_qs, u"module-remap-source"_qs, u"master=%1-mouth.monitor"_qs.arg(name),
+               u"source_name=%1"_qs.arg(name), u"source_properties='device.description=\"The %1\"'"_qs.arg(name)});
+    microphone.silence = std::make_unique<ChildProcess>(u"pacat"_qs, playback(microphone, u"s16le"_qs)
+                                                                         << u"--latency-msec=10"_qs << u"/dev/zero"_qs);
     m_microphones.push_back(std::move(microphone));
     if (!waitUntil([&] {
-            return pactl({QStringLiteral("list"), QStringLiteral("sink-inputs"), QStringLiteral("short")})
-                           .count(u'\n') +
-                       1 >=
+            return pactl({u"list"_qs, u"sink-inputs"_qs, u"short"_qs}).count(u'\n') + 1 >=
                    static_cast<qsizetype>(m_microphones.size());
         }))
         throw std::runtime_error("the silence does not play");
@@ -99,26 +86,20 @@ PulseAudioSession::Microphone& PulseAudioSession::find(const QString& name) {
                          [&](const Microphone& microphone) { return microphone.name == name; });
 }
 
-void PulseAudioSession::removeMicrophone(const QString& name) {
-    pactl({QStringLiteral("unload-module"), find(name).module});
-}
+void PulseAudioSession::removeMicrophone(const QString& name) { pactl({u"unload-module"_qs, find(name).module}); }
 
-void PulseAudioSession::setDefaultSource(const QString& name) { pactl({QStringLiteral("set-default-source"), name}); }
+void PulseAudioSession::setDefaultSource(const QString& name) { pactl({u"set-default-source"_qs, name}); }
 
 std::unique_ptr<ChildProcess> PulseAudioSession::speak(const QString& name, const std::vector<int16_t>& samples) {
     const auto& microphone = find(name);
-    QFile file(m_folder.filePath(name + QStringLiteral(".raw")));
-    if (!file.open(QIODevice::WriteOnly))
-        throw std::runtime_error("cannot write what is to be spoken");
     std::vector<int16_t> frames;
     frames.reserve(samples.size() * static_cast<size_t>(microphone.channels));
     for (const auto sample : samples)
         frames.insert(frames.end(), static_cast<size_t>(microphone.channels), sample);
     const auto bytes = std::as_bytes(std::span(frames));
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
-    file.close();
-    return std::make_unique<ChildProcess>(QStringLiteral("pacat"), playback(microphone, QStringLiteral("s16le"))
-                                                                       << file.fileName());
+    const auto file = m_folder.filePath(name + u".raw"_qs);
+    writeFile(file, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));
+    return std::make_unique<ChildProcess>(u"pacat"_qs, playback(microphone, u"s16le"_qs) << file);
 }
 
 } // namespace quillo::test

@@ -25,7 +25,7 @@ public:
     }
 
     [[nodiscard]] QUrl url(const QString& scheme) const {
-        return QUrl(QStringLiteral("%1://localhost:%2").arg(scheme).arg(serverPort()));
+        return QUrl(u"%1://localhost:%2"_qs.arg(scheme).arg(serverPort()));
     }
 
     /// An HTTP answer that ends the connection.

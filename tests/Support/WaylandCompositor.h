@@ -4,8 +4,6 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-#include <memory>
-
 namespace quillo::test {
 
 /// A private Wayland compositor without a screen. Everything it started ends with it.

@@ -2,10 +2,9 @@
 
 #include "Platform/Linux/X11/XcbXkb.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 
 #include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QUuid>
@@ -61,11 +60,11 @@ QByteArray readLine(QProcess& process, const char* what) {
 
 XSession::XSession(Bus bus) {
     // The services a bus starts inherit the environment, so the folders come first.
-    QDir(m_directory.path()).mkdir(QStringLiteral("home"));
-    QDir(m_directory.path()).mkdir(QStringLiteral("run"));
-    QFile::setPermissions(path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("HOME", path(QStringLiteral("home")).toUtf8());
-    qputenv("XDG_RUNTIME_DIR", path(QStringLiteral("run")).toUtf8());
+    QDir(m_directory.path()).mkdir(u"home"_qs);
+    QDir(m_directory.path()).mkdir(u"run"_qs);
+    QFile::setPermissions(path(u"run"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("HOME", path(u"home"_qs).toUtf8());
+    qputenv("XDG_RUNTIME_DIR", path(u"run"_qs).toUtf8());
     qputenv("LC_ALL", "C.UTF-8");
     qputenv("QT_QPA_PLATFORM", "xcb");
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "WAYLAND_DISPLAY", "XMODIFIERS",
@@ -88,10 +87,7 @@ XSession::~XSession() {
 }
 
 void XSession::startServer() {
-    m_server =
-        start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                                       QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                                       QStringLiteral("tcp"), QStringLiteral("-noreset")});
+    m_server = start(u"Xvfb"_qs, u"-displayfd 1 -screen 0 1280x800x24 -nolisten tcp -noreset"_qs.split(u' '));
     qputenv("DISPLAY", ":" + readLine(*m_server, "Xvfb"));
     m_connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(m_connection) != 0)
@@ -103,20 +99,15 @@ void XSession::startServer() {
 }
 
 void XSession::startBus() {
-    m_bus = start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+    m_bus = start(u"dbus-daemon"_qs, {u"--session"_qs, u"--nofork"_qs, u"--print-address=1"_qs});
     qputenv("DBUS_SESSION_BUS_ADDRESS", readLine(*m_bus, "dbus-daemon"));
 }
 
 void XSession::startWindowManager() {
     // The default configuration grabs keys.
-    QFile configuration(path(QStringLiteral("openbox.xml")));
-    if (!configuration.open(QIODevice::WriteOnly))
-        throw std::runtime_error("cannot write the window manager's configuration");
-    configuration.write(R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
+    writeFile(path(u"openbox.xml"_qs), R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
 <focus><focusNew>yes</focusNew></focus><keyboard></keyboard></openbox_config>)");
-    configuration.close();
-    m_windowManager = start(QStringLiteral("openbox"), {QStringLiteral("--config-file"), configuration.fileName()});
+    m_windowManager = start(u"openbox"_qs, {u"--config-file"_qs, path(u"openbox.xml"_qs)});
     if (!waitUntil([this] { return !property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(); }))
         throw std::runtime_error("openbox did not start");
 }
@@ -132,8 +123,11 @@ QByteArray XSession::run(const QString& program, const QStringList& arguments) {
     return process->readAllStandardOutput();
 }
 
-void XSession::setLayout(const QString& layout, unsigned group) {
-    run(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), layout, QStringLiteral("-option"), QString()});
+void XSession::setLayout(const QString& layout, unsigned group, const QString& option) {
+    QStringList arguments{u"-layout"_qs, layout, u"-option"_qs, QString()};
+    if (!option.isEmpty())
+        arguments << u"-option"_qs << option;
+    run(u"setxkbmap"_qs, arguments);
     xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<uint8_t>(group), 0, 0, 0);
     (void)isKeyDown(0);
 }
@@ -246,10 +240,9 @@ void XSession::activate(xcb_window_t window) {
 
 TextFieldProgram::TextFieldProgram(XSession& session, const QStringList& arguments)
     : m_report(session.path(QUuid::createUuid().toString(QUuid::WithoutBraces))) {
-    const QString title = QStringLiteral("Notes ") + m_report.right(6);
-    m_process =
-        session.launch(QStringLiteral(QUILLO_TEXT_FIELD),
-                       QStringList{QStringLiteral("--report"), m_report, QStringLiteral("--title"), title} + arguments);
+    const QString title = u"Notes "_qs + m_report.right(6);
+    m_process = session.launch(QStringLiteral(QUILLO_TEXT_FIELD),
+                               QStringList{u"--report"_qs, m_report, u"--title"_qs, title} + arguments);
     m_window = session.waitForActiveWindow(title);
     if (!waitUntil([this] { return QFile(m_report).size() > 0; }))
         throw std::runtime_error("the text field did not get the focus");
@@ -258,14 +251,10 @@ TextFieldProgram::TextFieldProgram(XSession& session, const QStringList& argumen
 TextFieldProgram::~TextFieldProgram() { end(m_process); }
 
 QString TextFieldProgram::text() const {
-    QFile file(m_report);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    const auto lines = file.readAll().split('\n');
     // The last line is complete only when a line end follows it.
-    for (qsizetype index = lines.size() - 2; index >= 0; --index)
-        return QJsonDocument::fromJson(lines[index]).object().value(QStringLiteral("text")).toString();
-    return {};
+    const auto lines = contentOf(m_report).split('\n');
+    const auto line = lines.size() < 2 ? QByteArray() : lines.at(lines.size() - 2);
+    return QJsonDocument::fromJson(line).object().value(u"text"_qs).toString();
 }
 
 bool TextFieldProgram::waitForText(const QString& expected) const {

@@ -34,8 +34,10 @@ public:
     /// A path below the session's own folder.
     [[nodiscard]] QString path(const QString& name) const { return m_directory.filePath(name); }
 
-    /// Loads a keyboard layout as setxkbmap names it ("us", "us,ru") and puts that group into effect.
-    void setLayout(const QString& layout, unsigned group = 0);
+    /// Loads a keyboard layout and option as setxkbmap names them ("us", "us,ru"; "ctrl:nocaps") and puts that group
+    /// into effect.
+    void setLayout(const QString& layout, unsigned group = 0, const QString& option = {});
+
     void setCapsLock(bool on);
     [[nodiscard]] bool capsLock() const;
     /// The whole keyboard mapping, for comparison.

@@ -40,6 +40,8 @@ bool DictationHotkeys::arm() {
 void DictationHotkeys::handle(bool isDown, const RecordingAction& action) {
     if (m_observer)
         m_observer(isDown);
+    else if (isDown && m_isAway())
+        m_service.setRecordingActive(false);
     else
         m_dictation.send(action);
 }

@@ -24,12 +24,16 @@ public:
     /// An empty function ends the trial.
     void observe(std::function<void(bool isDown)> observer) { m_observer = std::move(observer); }
 
+    /// No key starts a dictation while `isAway`: the keys of a locked screen are not for us.
+    void refuseWhile(std::function<bool()> isAway) { m_isAway = std::move(isAway); }
+
 private:
     void handle(bool isDown, const RecordingAction& action);
 
     HotkeyServiceProtocol& m_service;
     Dictation& m_dictation;
     std::function<void(bool isDown)> m_observer;
+    std::function<bool()> m_isAway = [] { return false; };
 };
 
 } // namespace quillo

@@ -7,6 +7,7 @@
 #include "Platform/Linux/PulseAudio/PulseAudioHardware.h"
 #include "Platform/Linux/Reachability/NetlinkPathMonitor.h"
 #include "Platform/Linux/SecretService/SecretStores.h"
+#include "Platform/Linux/Session/LogindSessionWatch.h"
 #include "Platform/Linux/Sounds/PulseAudioSounds.h"
 #include "Platform/Linux/Wayland/DataControlPasteboard.h"
 #include "Platform/Linux/Wayland/DesktopProtocol.h"
@@ -146,6 +147,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
         *authService, clock);
     networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
     metricsService = std::make_unique<MetricsService>();
+    sessionWatch = createLogindSessionWatch();
     loginItem = createAutostartLoginItem(AutostartPlace::ofThisProcess());
 }
 

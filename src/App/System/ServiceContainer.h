@@ -9,6 +9,7 @@
 #include "Platform/KeyInjector.h"
 #include "Platform/LoginItem.h"
 #include "Platform/Pasteboard.h"
+#include "Platform/SessionWatch.h"
 #include "Platform/Sounds.h"
 #include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Auth/KeychainTokenStorage.h"
@@ -46,7 +47,8 @@ struct ServiceContainer {
     std::unique_ptr<Applications> applications;
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Sounds> sounds;
-    std::unique_ptr<LoginItem> loginItem; ///< null with mock services
+    std::unique_ptr<LoginItem> loginItem;       ///< null with mock services
+    std::unique_ptr<SessionWatch> sessionWatch; ///< null with mock services
 
     // The services.
     std::unique_ptr<AudioServiceProtocol> audioService;

@@ -103,6 +103,13 @@ void archiveText(RecordingRun& run, Ending& ending) {
 
 Task<Ending> concludeWithText(RunHandle run) {
     auto ending = endingSoFar(*run);
+    if (run->delivered.isWithheld) {
+        if (!ending.failure)
+            ending.reason = QStringLiteral("completed(user_left)");
+        ending.hint = {QStringLiteral("pill.userLeft")};
+        archiveText(*run, ending);
+        co_return ending;
+    }
     if (!run->services.permissions.isAccessibilityGranted()) {
         recordingLog(QStringLiteral("❌ Accessibility permission missing - cannot inject text, saving recording"),
                      LogLevel::error);

@@ -28,6 +28,7 @@ QString actionName(const RecordingAction& action) {
         "recordingFailed",
         "startRecording",
         "stopRecording",
+        "interruptRecording",
         "cancelRecording",
         "showCancelledMessage",
         "showSavedToHistory",

@@ -86,6 +86,8 @@ struct RecordingFailed {
 // Without a payload.
 struct StartRecording {};
 struct StopRecording {};
+/// The user has left the desktop: stop, and insert no text of any dictation under way.
+struct InterruptRecording {};
 struct CancelRecording {};
 struct ShowCancelledMessage {};
 struct ShowSavedToHistory {};
@@ -116,11 +118,11 @@ using RecordingAction =
                  action::PartialTranscriptReceived, action::FinalTranscriptReceived, action::MeetingTextUpdated,
                  action::SessionEnded, action::TranscriptionError, action::CommandDetected, action::CommandResult,
                  action::TextInjectionFailed, action::RecordingFailed, action::StartRecording, action::StopRecording,
-                 action::CancelRecording, action::ShowCancelledMessage, action::ShowSavedToHistory,
-                 action::ShowMeetingProcessingHint, action::HideSavedToHistory, action::ConnectionEstablished,
-                 action::AudioCaptureStarted, action::CommandProcessing, action::TextInjected,
-                 action::RecordingCompleted, action::Reset, action::SwitchedToOffline, action::ShowHint,
-                 action::TargetApplicationCaptured>;
+                 action::InterruptRecording, action::CancelRecording, action::ShowCancelledMessage,
+                 action::ShowSavedToHistory, action::ShowMeetingProcessingHint, action::HideSavedToHistory,
+                 action::ConnectionEstablished, action::AudioCaptureStarted, action::CommandProcessing,
+                 action::TextInjected, action::RecordingCompleted, action::Reset, action::SwitchedToOffline,
+                 action::ShowHint, action::TargetApplicationCaptured>;
 
 /// The action's case name, for logs.
 [[nodiscard]] QString actionName(const RecordingAction& action);

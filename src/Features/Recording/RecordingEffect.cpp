@@ -12,6 +12,7 @@ EffectIdentity effectIdentity(const RecordingEffect& effect) {
                 return EffectIdentity{.name = "begin dictation", .id = dictation, .cancelsInFlight = true};
             },
             [](const effect::EndDictation&) { return EffectIdentity{.name = "end dictation"}; },
+            [](const effect::InterruptDictation&) { return EffectIdentity{.name = "interrupt dictation"}; },
             [](const effect::CancelDictation&) {
                 return EffectIdentity{.name = "cancel dictation", .id = dictation, .cancelsInFlight = true};
             },

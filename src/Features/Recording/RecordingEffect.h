@@ -15,6 +15,8 @@ namespace effect {
 struct BeginDictation {};
 /// The user has finished speaking.
 struct EndDictation {};
+/// The user has left the desktop: end the dictation, and insert the text of none that has not ended.
+struct InterruptDictation {};
 /// The user cancelled; insert nothing.
 struct CancelDictation {};
 /// The action in `cause` has moved the state away from the dictation. If the dictation has not ended, close its
@@ -24,8 +26,8 @@ struct LeaveDictation {
 };
 } // namespace effect
 
-using RecordingEffect =
-    std::variant<effect::BeginDictation, effect::EndDictation, effect::CancelDictation, effect::LeaveDictation>;
+using RecordingEffect = std::variant<effect::BeginDictation, effect::EndDictation, effect::InterruptDictation,
+                                     effect::CancelDictation, effect::LeaveDictation>;
 
 /// Beginning and cancelling mute the actions of the previous dictation: its late `RecordingCompleted` must not end the
 /// next one.

@@ -135,6 +135,11 @@ struct Transition {
         effect = effect::EndDictation{};
     }
 
+    void operator()(const action::InterruptRecording&) const {
+        (*this)(action::StopRecording{});
+        effect = effect::InterruptDictation{};
+    }
+
     void operator()(const action::CancelRecording&) const {
         state.status = RecordingState::Idle{};
         state.partialText.clear();

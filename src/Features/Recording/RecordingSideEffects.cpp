@@ -55,6 +55,7 @@ Task<ActionStream<RecordingAction>> RecordingSideEffects::handle(RecordingEffect
     std::visit(Overloaded{
                    [&](const effect::BeginDictation&) { actions = begin(); },
                    [&](const effect::EndDictation&) { end(); },
+                   [&](const effect::InterruptDictation&) { interrupt(); },
                    [&](const effect::CancelDictation&) { actions = cancel(); },
                    [&](const effect::LeaveDictation& left) { leave(left.cause); },
                },
@@ -94,6 +95,14 @@ void RecordingSideEffects::end() {
         sessionStop::endDemo(m_run);
     else
         sessionStop::request(m_run, StopCause::person);
+}
+
+void RecordingSideEffects::interrupt() {
+    for (const auto& run : unfinished()) {
+        recordingLog(QStringLiteral("🔒 The user has left — the text goes to the history only"));
+        run->delivered.isWithheld = true;
+    }
+    end();
 }
 
 ActionStream<RecordingAction> RecordingSideEffects::cancel() {

@@ -41,6 +41,7 @@ private:
     static void logFailure(const QString& name, const QString& error);
     ActionStream<RecordingAction> begin();
     void end();
+    void interrupt();
     ActionStream<RecordingAction> cancel();
     void leave(const QString& cause);
     /// All dictations that have not ended, the latest last.

@@ -35,6 +35,7 @@ struct DeliveryResult {
     QString text;
     QString originalText;        ///< before a voice command or clean-up changed it; may be empty
     bool isTried = false;        ///< a text is inserted only once, whatever the result
+    bool isWithheld = false;     ///< the user has left the desktop: the text goes to the history only
     std::optional<Delivery> how; ///< absent when it could not be inserted
 };
 

@@ -3,6 +3,8 @@
 #include "Concurrency/Clock.h"
 #include "Services/Hotkeys/HotkeyConfig.h"
 #include "Services/Hotkeys/HotkeyServiceProtocol.h"
+#include "Services/Hotkeys/HotkeyState.h"
+#include "Services/Hotkeys/KeyCapture.h"
 
 #include <QObject>
 
@@ -18,13 +20,10 @@ namespace quillo {
 /// lost, unless `setRecordingActive(false)` reported that the recording has ended.
 ///
 /// A modifier used in a chord with another key shortly after it went down ("Right Super+L") was not meant for us: the
-/// recording it began is cancelled. Main thread. Restarts itself when the configured hotkeys change.
+/// recording it began is cancelled. A combination that another program holds does nothing here. Main thread. Restarts
+/// itself when the configured hotkeys change.
 class HotkeyService final : public HotkeyServiceProtocol {
 public:
-    static constexpr auto stopDelayForDoubleTap = std::chrono::milliseconds(150);
-    static constexpr auto toggleCooldown = std::chrono::milliseconds(500);
-    static constexpr auto chordInterval = std::chrono::milliseconds(300);
-
     /// The references must outlive the service.
     HotkeyService(KeyEventSource& source, Clock& clock, UserSettings& settings);
     ~HotkeyService() override;
@@ -39,35 +38,48 @@ public:
     /// Escape is withheld from the focused application only during a recording, and the toggle hotkey stops a recording
     /// that was started elsewhere.
     void setRecordingActive(bool active) override;
+    void forgetPressedKeys() override;
 
-    /// Combinations that another program has grabbed.
-    [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const;
+    [[nodiscard]] std::vector<HotkeyConflict> conflicts() const override;
+    [[nodiscard]] bool isFree(const KeyCombination& combination) const override;
+    void captureKey(std::function<void(const KeyCombination&)> onKey) override;
+
     /// Logs every event. Off by default, because what the user types is private.
     void setDebugMode(bool on) { m_debugMode = on; }
 
 private:
-    enum class Ending { stop, cancel };
+    /// The choice of a key that is under way.
+    struct Capture {
+        KeyCapture key;
+        std::function<void(const KeyCombination&)> onKey;
+    };
+    /// The next attempts to get what the desktop or another program denies.
+    struct Retry {
+        Clock::Duration restartDelay = std::chrono::seconds(1);
+        Clock::TimerHandle restart;
+        Clock::TimerHandle grab;
+    };
 
+    // Interpretation of the events (HotkeyService.cpp). For the instants: when the key moved, which may be before now.
     void handle(const KeyEvent& event);
     void handleKeyDown(const KeyEvent& event);
     void handleFlagsChanged(const KeyEvent& event);
-    void handleState(KeyEventSourceState state);
-    // `at`: when the key moved, which may be before now.
+    void capture(const KeyEvent& event);
     void handleHoldKeyDown(Clock::Instant at);
     void handleHoldKeyUp(Clock::Instant at);
-    void handleToggleKeyPress(Clock::Instant at);
-    [[nodiscard]] bool checkDoubleTap(Clock::Instant pressedAt) const;
-    [[nodiscard]] Clock::Duration doubleTapInterval() const;
-    [[nodiscard]] bool isEscapeConsumed() const;
-
-    void begin();
-    void end(Ending ending);
-    void setHandsOff(bool on);
-    void abandon(const QString& reason);
-    void clearRecording();
+    void carryOut(const HotkeyState::Transition& transition);
+    void stateChanged();
     void releaseIfNotDown();
     void watchHeldKey();
+    [[nodiscard]] Clock::Duration doubleTapInterval() const;
+    [[nodiscard]] bool isEscapeConsumed() const;
+    [[nodiscard]] bool isHeldByOther(const KeyCombination& combination) const;
+
+    // Management of the source (HotkeyServiceSource.cpp).
+    void handleState(KeyEventSourceState state);
+    void configurationChanged();
     void scheduleRestart();
+    void scheduleGrab();
     void updateConsumed();
     void deliver(std::function<void()> callback);
 
@@ -78,24 +90,17 @@ private:
     std::shared_ptr<int> m_alive = std::make_shared<int>();
 
     HotkeyConfig m_config;
+    HotkeyState m_state;
     bool m_isRunning = false;
     bool m_debugMode = false;
-    bool m_isHotkeyPressed = false;
-    bool m_isToggleRecording = false;
-    bool m_isHandsOffMode = false;
-    bool m_alreadyStoppedOnKeyDown = false;
-    bool m_isRecording = false; ///< begun and not yet ended, as far as this service knows
     bool m_wasSeenDown = false; ///< the platform has confirmed the press, so its "not down" can be trusted
     bool m_escapeConsumed = false;
     bool m_restartPending = false;
-    int m_startsUnderway = 0;
-    std::optional<Clock::Instant> m_lastKeyUpTime;
-    std::optional<Clock::Instant> m_lastToggleActionTime;
-    Clock::Instant m_pressedAt;
-    Clock::Duration m_restartDelay = std::chrono::seconds(1);
+    int m_startsUnderway = 0; ///< posted and not yet delivered
+    std::optional<Capture> m_capture;
+    Retry m_retry;
     Clock::TimerHandle m_pendingStop;
     Clock::TimerHandle m_heldKeyWatch;
-    Clock::TimerHandle m_restart;
 };
 
 } // namespace quillo

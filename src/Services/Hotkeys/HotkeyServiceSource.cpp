@@ -1,6 +1,7 @@
 // The part of the hotkey service that manages the key event source: when it runs, with which combinations, and how it
 // recovers. HotkeyService.cpp interprets the events.
 
+#include "Services/Hotkeys/HotkeyChoice.h"
 #include "Services/Hotkeys/HotkeyLog.h"
 #include "Services/Hotkeys/HotkeyService.h"
 #include "Services/Settings/KeyCodeLabels.h"
@@ -10,6 +11,7 @@ namespace quillo {
 namespace {
 
 constexpr auto longestRestartDelay = std::chrono::seconds(30);
+constexpr auto grabRetry = std::chrono::seconds(15);
 
 QString word(bool value) { return value ? QStringLiteral("true") : QStringLiteral("false"); }
 
@@ -17,24 +19,28 @@ QString word(bool value) { return value ? QStringLiteral("true") : QStringLitera
 
 HotkeyService::HotkeyService(KeyEventSource& source, Clock& clock, UserSettings& settings)
     : m_source(source), m_clock(clock), m_settings(settings) {
-    const auto reconfigure = [this] {
-        updateConsumed();
-        if (!m_isRunning || m_restartPending || HotkeyConfig::fromSettings(m_settings) == m_config)
+    const auto changed = [this] { configurationChanged(); };
+    QObject::connect(&settings, &UserSettings::changed, &m_context, changed);
+    QObject::connect(&settings, &UserSettings::userChanged, &m_context, changed);
+}
+
+void HotkeyService::configurationChanged() {
+    updateConsumed();
+    if (!m_isRunning || m_restartPending || HotkeyConfig::fromSettings(m_settings) == m_config)
+        return;
+    // Key code and modifiers of a hotkey change one after the other: restart once, when both are set.
+    m_restartPending = true;
+    deliver([this] {
+        m_restartPending = false;
+        if (!m_isRunning || HotkeyConfig::fromSettings(m_settings) == m_config)
             return;
-        // Key code and modifiers of a hotkey change one after the other: restart once, when both are set.
-        m_restartPending = true;
-        deliver([this] {
-            m_restartPending = false;
-            if (!m_isRunning || HotkeyConfig::fromSettings(m_settings) == m_config)
-                return;
-            if (onConfigurationChanged)
-                onConfigurationChanged();
-            stop();
-            start();
-        });
-    };
-    QObject::connect(&settings, &UserSettings::changed, &m_context, reconfigure);
-    QObject::connect(&settings, &UserSettings::userChanged, &m_context, reconfigure);
+        if (onConfigurationChanged)
+            onConfigurationChanged();
+        stop();
+        start();
+        if (onConflictsChanged)
+            onConflictsChanged();
+    });
 }
 
 HotkeyService::~HotkeyService() {
@@ -71,40 +77,63 @@ void HotkeyService::start() {
         return;
     }
     m_isRunning = true;
-    m_restart.reset();
-    m_restartDelay = std::chrono::seconds(1);
+    m_retry = {};
     // A line that readers of the log search for; see docs/compatibility.md.
     hotkeyLog(QStringLiteral("✅ CGEventTap installed and enabled!"));
     hotkeyLog(QStringLiteral("   Listening for: ") + m_config.displayString());
-    for (const auto& taken : m_source.unavailableCombinations())
-        hotkeyLog(
-            QStringLiteral("⚠️ Another program holds %1: it will act on it too. Choose another hotkey in the settings")
-                .arg(keyCombinationToString(taken.keyCode, taken.modifiers)),
-            LogLevel::warn);
+    for (const auto& conflict : conflicts())
+        hotkeyLog(QStringLiteral("⚠️ Another program holds %1: it does nothing here. Choose another hotkey")
+                      .arg(keyCombinationToString(conflict.taken.keyCode, conflict.taken.modifiers)),
+                  LogLevel::warn);
+    scheduleGrab();
 }
 
 void HotkeyService::stop() {
-    m_restart.reset();
+    m_retry = {};
+    m_capture.reset();
     if (!m_isRunning)
         return;
     m_isRunning = false;
     m_source.stop();
-    // Otherwise a running recording would continue without a key to stop it.
-    const bool wasHandsOff = m_isHandsOffMode;
-    if (m_isRecording) {
-        if (wasHandsOff)
-            setHandsOff(false);
-        end(Ending::stop);
-    }
-    clearRecording();
-    m_isHotkeyPressed = false;
-    m_alreadyStoppedOnKeyDown = false;
     m_heldKeyWatch.reset();
-    m_lastKeyUpTime.reset();
+    // Otherwise a running recording would continue without a key to stop it.
+    carryOut(m_state.reset());
 }
 
-std::vector<KeyCombination> HotkeyService::unavailableCombinations() const {
-    return m_isRunning ? m_source.unavailableCombinations() : std::vector<KeyCombination>();
+bool HotkeyService::isHeldByOther(const KeyCombination& combination) const {
+    const auto held = m_source.unavailableCombinations();
+    return std::ranges::find(held, combination) != held.end();
+}
+
+std::vector<HotkeyConflict> HotkeyService::conflicts() const {
+    std::vector<HotkeyConflict> found;
+    const std::pair<Hotkey, KeyCombination> hotkeys[] = {
+        {Hotkey::hold, {m_config.keyCode, m_config.modifiers}},
+        {Hotkey::toggle, {m_config.toggleKeyCode, m_config.toggleModifiers}}};
+    for (const auto& [hotkey, combination] : hotkeys) {
+        if (!m_isRunning || !isHeldByOther(combination))
+            continue;
+        const auto free = m_source.freeAmong(hotkeyChoice::alternatives(hotkey));
+        found.push_back({hotkey, combination, free.empty() ? std::nullopt : std::optional(free.front())});
+    }
+    return found;
+}
+
+bool HotkeyService::isFree(const KeyCombination& combination) const {
+    return modifierKeyBit(combination.keyCode) != 0 || !m_source.freeAmong({combination}).empty();
+}
+
+void HotkeyService::scheduleGrab() {
+    if (conflicts().empty())
+        return;
+    // The other program may end or be set to another key.
+    m_retry.grab = m_clock.callLater(grabRetry, [this] {
+        const auto keepUntilDone = std::move(m_retry.grab);
+        m_source.setConsumed(m_config.consumedCombinations(m_escapeConsumed));
+        if (conflicts().empty() && onConflictsChanged)
+            onConflictsChanged();
+        scheduleGrab();
+    });
 }
 
 void HotkeyService::handleState(KeyEventSourceState state) {
@@ -113,7 +142,7 @@ void HotkeyService::handleState(KeyEventSourceState state) {
         break;
     case KeyEventSourceState::keyboardChanged:
         hotkeyLog(QStringLiteral("🔹 The keyboards changed"), LogLevel::debug);
-        if (m_isHotkeyPressed && !m_source.isPhysicallyDown(m_config.keyCode)) {
+        if (m_state.isHotkeyPressed() && !m_source.isPhysicallyDown(m_config.keyCode)) {
             hotkeyLog(QStringLiteral("⚠️ The keyboard with the pressed hotkey is gone: taken as released"),
                       LogLevel::warn);
             handleHoldKeyUp(m_clock.now());
@@ -136,16 +165,16 @@ void HotkeyService::handleState(KeyEventSourceState state) {
 }
 
 void HotkeyService::scheduleRestart() {
-    m_restart = m_clock.callLater(m_restartDelay, [this] {
-        m_restartDelay = std::min<Clock::Duration>(m_restartDelay * 2, longestRestartDelay);
-        const auto delay = m_restartDelay;
+    m_retry.restart = m_clock.callLater(m_retry.restartDelay, [this] {
+        const auto keepUntilDone = std::move(m_retry.restart);
+        m_retry.restartDelay = std::min<Clock::Duration>(m_retry.restartDelay * 2, longestRestartDelay);
         start();
-        if (!m_isRunning) {
-            m_restartDelay = delay;
+        if (!m_isRunning)
             scheduleRestart();
-        } else if (onKeysReturned) {
+        else if (onKeysReturned)
             onKeysReturned();
-        }
+        if (m_isRunning && onConflictsChanged)
+            onConflictsChanged();
     });
 }
 
@@ -158,6 +187,13 @@ void HotkeyService::updateConsumed() {
     deliver([this] {
         if (m_isRunning)
             m_source.setConsumed(m_config.consumedCombinations(m_escapeConsumed));
+    });
+}
+
+void HotkeyService::deliver(std::function<void()> callback) {
+    m_clock.executor().post([alive = std::weak_ptr(m_alive), callback = std::move(callback)] {
+        if (alive.lock())
+            callback();
     });
 }
 

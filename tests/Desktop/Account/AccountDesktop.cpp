@@ -1,69 +1,60 @@
 #include "AccountDesktop.h"
 
 #include "Support/Async.h"
+#include "Support/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 
 namespace quillo::test {
 
 using namespace std::chrono_literals;
 
-const QString AccountDesktop::email = QStringLiteral("ada@example.org");
-const QString AccountDesktop::password = QStringLiteral("a long enough secret");
+const QString AccountDesktop::email = u"ada@example.org"_qs;
+const QString AccountDesktop::password = u"a long enough secret"_qs;
 
 AccountDesktop::AccountDesktop(DesktopSession::Options options, const QString& serverOptions) : session(options) {
     auto& environment = session.environment();
-    environment.insert(QStringLiteral("QUILLO_SERVER_OPTIONS"), serverOptions);
-    environment.insert(QStringLiteral("PATH"),
-                       QStringLiteral(QUILLO_PROGRAM_FOLDER ":") + environment.value(QStringLiteral("PATH")));
+    environment.insert(u"QUILLO_SERVER_OPTIONS"_qs, serverOptions);
+    environment.insert(u"PATH"_qs, QStringLiteral(QUILLO_PROGRAM_FOLDER ":") + environment.value(u"PATH"_qs));
     // As an installation leaves it.
-    const auto applications = session.path(QStringLiteral("home/.local/share/applications"));
+    const auto applications = session.path(u"home/.local/share/applications"_qs);
     QDir().mkpath(applications);
-    if (!QFile::copy(QStringLiteral(QUILLO_DESKTOP_ENTRY), applications + QStringLiteral("/org.quillo.Quillo.desktop")))
+    if (!QFile::copy(QStringLiteral(QUILLO_DESKTOP_ENTRY), applications + u"/org.quillo.Quillo.desktop"_qs))
         throw DesktopSessionError(QStringLiteral("no desktop entry at " QUILLO_DESKTOP_ENTRY));
-    session.run(QStringLiteral("update-desktop-database"), {applications});
-    session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+    session.run(u"update-desktop-database"_qs, {applications});
+    session.startQuillo({{u"primaryLanguage"_qs, u"en"_qs}});
 
-    static const QRegularExpression start(QStringLiteral("🚀 Starting .* on (127\\.0\\.0\\.1:\\d+)"));
-    const auto host = start.match(QString::fromUtf8(log())).captured(1);
+    static const QRegularExpression start(u"🚀 Starting .* on (127\\.0\\.0\\.1:\\d+)"_qs);
+    const auto host = start.match(QString::fromUtf8(contentOf(session.logFile()))).captured(1);
     if (host.isEmpty() || !waitUntil([this] { return logged("Anonymous session created") > 0; }))
-        throw DesktopSessionError(QStringLiteral("no session at the application's own server"));
-    browser = std::make_unique<Chromium>(session, QUrl(QStringLiteral("http://") + host));
-}
-
-QByteArray AccountDesktop::log() const {
-    QFile file(session.logFile());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        throw DesktopSessionError(u"no session at the application's own server"_qs);
+    browser = std::make_unique<Chromium>(session, QUrl(u"http://"_qs + host));
 }
 
 void AccountDesktop::submitForm(bool asNew) {
     if (asNew)
-        browser->type(QStringLiteral("#full_name"), QStringLiteral("Ada Lovelace"));
-    browser->type(QStringLiteral("#email"), email);
-    browser->type(QStringLiteral("#password"), password);
-    browser->press(QStringLiteral("button[type=submit]"));
+        browser->type(u"#full_name"_qs, u"Ada Lovelace"_qs);
+    browser->type(u"#email"_qs, email);
+    browser->type(u"#password"_qs, password);
+    browser->press(u"button[type=submit]"_qs);
 }
 
 QString AccountDesktop::callback() {
-    const auto link = QStringLiteral("document.querySelector('a.button[href^=\"quillo:\"]')");
-    return browser->waitFor(QStringLiteral("!!") + link)
-               ? browser->evaluate(link + QStringLiteral(".getAttribute('href')")).toString()
-               : QString();
+    const auto link = u"document.querySelector('a.button[href^=\"quillo:\"]')"_qs;
+    return browser->waitFor(u"!!"_qs + link) ? browser->evaluate(link + u".getAttribute('href')"_qs).toString()
+                                             : QString();
 }
 
 bool AccountDesktop::signIn(bool asNew) {
-    session.quillo({asNew ? QStringLiteral("register") : QStringLiteral("sign-in")});
-    if (!browser->waitForPage(asNew ? QStringLiteral("/auth/register?") : QStringLiteral("/auth/login?")))
+    session.quillo({asNew ? u"register"_qs : u"sign-in"_qs});
+    if (!browser->waitForPage(asNew ? u"/auth/register?"_qs : u"/auth/login?"_qs))
         return false;
     submitForm(asNew);
-    return waitForAccount(QStringLiteral("signed in as Ada Lovelace"));
+    return waitForAccount(u"signed in as Ada Lovelace"_qs);
 }
 
 bool AccountDesktop::waitForAccount(const QString& words) {
-    return waitUntil([&] { return account().startsWith(words) && !account().contains(QStringLiteral("waiting")); },
-                     30s);
+    return waitUntil([&] { return account().startsWith(words) && !account().contains(u"waiting"_qs); }, 30s);
 }
 
 } // namespace quillo::test

@@ -24,10 +24,9 @@ public:
     /// The URL that the page which says so opens.
     QString callback();
     /// What the command line says of the account.
-    QString account() { return session.quillo({QStringLiteral("account")}); }
+    QString account() { return session.quillo({u"account"_qs}); }
     bool waitForAccount(const QString& words);
-    [[nodiscard]] QByteArray log() const;
-    [[nodiscard]] int logged(const char* words) const { return static_cast<int>(log().count(words)); }
+    [[nodiscard]] int logged(const char* words) const { return session.logged(QString::fromUtf8(words)); }
 };
 
 } // namespace quillo::test

@@ -1,9 +1,8 @@
 #include "Chromium.h"
 
 #include "Support/Async.h"
+#include "Support/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -22,21 +21,13 @@ constexpr auto pageLimit = 30s;
 std::pair<int, int> makePipe() {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
-        throw DesktopSessionError(QStringLiteral("no pipe for the browser"));
+        throw DesktopSessionError(u"no pipe for the browser"_qs);
     for (int& end : ends) {
         const int moved = ::fcntl(end, F_DUPFD_CLOEXEC, 16);
         ::close(end);
         end = moved;
     }
     return {ends[0], ends[1]};
-}
-
-void writeFile(const QString& path, const QByteArray& content, QFile::Permissions more = {}) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        throw DesktopSessionError(QStringLiteral("%1 could not be written").arg(path));
-    file.setPermissions(file.permissions() | more);
 }
 
 QString quoted(const QString& text) {
@@ -48,24 +39,19 @@ QString quoted(const QString& text) {
 } // namespace
 
 Chromium::Chromium(DesktopSession& session, const QUrl& origin) : m_session(session) {
-    const auto profile = session.path(QStringLiteral("chromium"));
-    writeFile(profile + QStringLiteral("/Default/Preferences"),
-              QJsonDocument(QJsonObject{{QStringLiteral("protocol_handler"),
-                                         QJsonObject{{QStringLiteral("allowed_origin_protocol_pairs"),
-                                                      QJsonObject{{origin.toString(),
-                                                                   QJsonObject{{QStringLiteral("quillo"), true}}}}}}}})
-                  .toJson());
-    const QStringList options{QStringLiteral("--user-data-dir=") + profile, QStringLiteral("--no-sandbox"),
-                              QStringLiteral("--disable-dev-shm-usage")};
+    const auto profile = session.path(u"chromium"_qs);
+    writeFile(profile + u"/Default/Preferences"_qs, R"({"protocol_handler": {"allowed_origin_protocol_pairs": {")" +
+                                                        origin.toString().toUtf8() + R"(": {"quillo": true}}}})");
+    const QStringList options{u"--user-data-dir="_qs + profile, u"--no-sandbox"_qs, u"--disable-dev-shm-usage"_qs};
     // Opening a page in the session uses the running browser.
-    const auto opener = session.path(QStringLiteral("browser"));
+    const auto opener = session.path(u"browser"_qs);
     writeFile(opener, "#!/bin/sh\nexec chromium " + options.join(u' ').toUtf8() + " \"$@\"\n", QFile::ExeOwner);
-    const auto applications = session.path(QStringLiteral("home/.local/share/applications"));
-    writeFile(applications + QStringLiteral("/browser.desktop"),
+    const auto applications = session.path(u"home/.local/share/applications"_qs);
+    writeFile(applications + u"/browser.desktop"_qs,
               "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + opener.toUtf8() +
                   " %u\nMimeType=x-scheme-handler/http;x-scheme-handler/https;\n");
     writeFile(
-        session.path(QStringLiteral("home/.config/mimeapps.list")),
+        session.path(u"home/.config/mimeapps.list"_qs),
         "[Default Applications]\nx-scheme-handler/http=browser.desktop\nx-scheme-handler/https=browser.desktop\n");
 
     const auto [commandsEnd, commands] = makePipe();
@@ -74,27 +60,23 @@ Chromium::Chromium(DesktopSession& session, const QUrl& origin) : m_session(sess
     m_answers = answers;
     m_process.setProcessEnvironment(session.environment());
     m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.setStandardOutputFile(session.path(QStringLiteral("chromium.log")));
+    m_process.setStandardOutputFile(session.path(u"chromium.log"_qs));
     m_process.setChildProcessModifier([in = commandsEnd, out = answersEnd] {
         ::dup2(in, 3);
         ::dup2(out, 4);
     });
-    m_process.start(QStringLiteral("chromium"),
-                    options + QStringList{QStringLiteral("--remote-debugging-pipe"), QStringLiteral("--no-first-run"),
-                                          QStringLiteral("--no-default-browser-check"), QStringLiteral("--disable-gpu"),
-                                          QStringLiteral("--disable-background-networking"),
-                                          QStringLiteral("--disable-component-update"),
-                                          QStringLiteral("--disable-sync"), QStringLiteral("--password-store=basic"),
-                                          QStringLiteral("--window-size=1000,760"), QStringLiteral("about:blank")});
+    const auto quiet = u"--remote-debugging-pipe --no-first-run --no-default-browser-check --disable-gpu "
+                       u"--disable-background-networking --disable-component-update --disable-sync "
+                       u"--password-store=basic --window-size=1000,760 about:blank"_qs;
+    m_process.start(u"chromium"_qs, options + quiet.split(u' '));
     const bool isUp = m_process.waitForStarted();
     ::close(commandsEnd);
     ::close(answersEnd);
     if (!isUp)
-        throw DesktopSessionError(
-            QStringLiteral("the browser (package chromium) did not start: %1").arg(m_process.errorString()));
+        throw DesktopSessionError(u"the browser (package chromium) did not start: %1"_qs.arg(m_process.errorString()));
     m_notifier = std::make_unique<QSocketNotifier>(m_answers, QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this] { read(); });
-    command(QStringLiteral("Target.setDiscoverTargets"), {{QStringLiteral("discover"), true}});
+    command(u"Target.setDiscoverTargets"_qs, {{u"discover"_qs, true}});
 }
 
 Chromium::~Chromium() {
@@ -118,30 +100,29 @@ void Chromium::read() {
 }
 
 void Chromium::receive(const QJsonObject& message) {
-    if (message.contains(QStringLiteral("id"))) {
-        m_results.insert(message.value(QStringLiteral("id")).toInt(), message);
+    if (message.contains(u"id"_qs)) {
+        m_results.insert(message.value(u"id"_qs).toInt(), message);
         return;
     }
-    const auto method = message.value(QStringLiteral("method")).toString();
-    const auto parameters = message.value(QStringLiteral("params")).toObject();
+    const auto method = message.value(u"method"_qs).toString();
+    const auto parameters = message.value(u"params"_qs).toObject();
     if (method == u"Target.targetDestroyed")
-        m_pages.remove(parameters.value(QStringLiteral("targetId")).toString());
-    const auto info = parameters.value(QStringLiteral("targetInfo")).toObject();
-    if (method.startsWith(QStringLiteral("Target.target")) && info.value(QStringLiteral("type")).toString() == u"page")
-        m_pages.insert(info.value(QStringLiteral("targetId")).toString(), info.value(QStringLiteral("url")).toString());
+        m_pages.remove(parameters.value(u"targetId"_qs).toString());
+    const auto info = parameters.value(u"targetInfo"_qs).toObject();
+    if (method.startsWith(u"Target.target"_qs) && info.value(u"type"_qs).toString() == u"page")
+        m_pages.insert(info.value(u"targetId"_qs).toString(), info.value(u"url"_qs).toString());
 }
 
 QJsonObject Chromium::command(const QString& method, const QJsonObject& parameters, const QString& page) {
     const int id = ++m_lastId;
-    QJsonObject message{
-        {QStringLiteral("id"), id}, {QStringLiteral("method"), method}, {QStringLiteral("params"), parameters}};
+    QJsonObject message{{u"id"_qs, id}, {u"method"_qs, method}, {u"params"_qs, parameters}};
     if (!page.isEmpty())
-        message.insert(QStringLiteral("sessionId"), page);
+        message.insert(u"sessionId"_qs, page);
     const auto bytes = QJsonDocument(message).toJson(QJsonDocument::Compact) + '\0';
     if (::write(m_commands, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size() ||
         !waitUntil([&] { return m_results.contains(id); }, pageLimit))
-        throw DesktopSessionError(QStringLiteral("the browser did not answer %1").arg(method));
-    return m_results.take(id).value(QStringLiteral("result")).toObject();
+        throw DesktopSessionError(u"the browser did not answer %1"_qs.arg(method));
+    return m_results.take(id).value(u"result"_qs).toObject();
 }
 
 bool Chromium::waitForPage(const QString& part) {
@@ -155,12 +136,11 @@ bool Chromium::waitForPage(const QString& part) {
         return false;
     if (const auto target = find(); target != m_target) {
         m_target = target;
-        m_attachment = command(QStringLiteral("Target.attachToTarget"),
-                               {{QStringLiteral("targetId"), target}, {QStringLiteral("flatten"), true}})
-                           .value(QStringLiteral("sessionId"))
+        m_attachment = command(u"Target.attachToTarget"_qs, {{u"targetId"_qs, target}, {u"flatten"_qs, true}})
+                           .value(u"sessionId"_qs)
                            .toString();
     }
-    return waitFor(QStringLiteral("document.readyState === 'complete'"));
+    return waitFor(u"document.readyState === 'complete'"_qs);
 }
 
 bool Chromium::waitFor(const QString& script) {
@@ -168,45 +148,44 @@ bool Chromium::waitFor(const QString& script) {
 }
 
 QJsonValue Chromium::evaluate(const QString& script) {
-    return command(QStringLiteral("Runtime.evaluate"),
-                   {{QStringLiteral("expression"), script}, {QStringLiteral("returnByValue"), true}}, m_attachment)
-        .value(QStringLiteral("result"))
+    return command(u"Runtime.evaluate"_qs, {{u"expression"_qs, script}, {u"returnByValue"_qs, true}}, m_attachment)
+        .value(u"result"_qs)
         .toObject()
-        .value(QStringLiteral("value"));
+        .value(u"value"_qs);
 }
 
-QUrl Chromium::address() { return QUrl(evaluate(QStringLiteral("location.href")).toString()); }
+QUrl Chromium::address() { return QUrl(evaluate(u"location.href"_qs).toString()); }
 
 void Chromium::goTo(const QUrl& url) {
-    command(QStringLiteral("Page.navigate"), {{QStringLiteral("url"), url.toString(QUrl::FullyEncoded)}}, m_attachment);
+    command(u"Page.navigate"_qs, {{u"url"_qs, url.toString(QUrl::FullyEncoded)}}, m_attachment);
 }
 
 void Chromium::type(const QString& selector, const QString& text) {
-    evaluate(QStringLiteral("document.querySelector(%1).focus()").arg(quoted(selector)));
-    command(QStringLiteral("Input.insertText"), {{QStringLiteral("text"), text}}, m_attachment);
+    evaluate(u"document.querySelector(%1).focus()"_qs.arg(quoted(selector)));
+    command(u"Input.insertText"_qs, {{u"text"_qs, text}}, m_attachment);
 }
 
 void Chromium::press(const QString& selector) {
-    evaluate(QStringLiteral("document.querySelector(%1).focus()").arg(quoted(selector)));
+    evaluate(u"document.querySelector(%1).focus()"_qs.arg(quoted(selector)));
     for (const auto* const type : {"keyDown", "keyUp"})
-        command(QStringLiteral("Input.dispatchKeyEvent"),
-                {{QStringLiteral("type"), QString::fromLatin1(type)},
-                 {QStringLiteral("key"), QStringLiteral("Enter")},
-                 {QStringLiteral("code"), QStringLiteral("Enter")},
-                 {QStringLiteral("text"), QStringLiteral("\r")},
-                 {QStringLiteral("windowsVirtualKeyCode"), 13}},
+        command(u"Input.dispatchKeyEvent"_qs,
+                {{u"type"_qs, QString::fromLatin1(type)},
+                 {u"key"_qs, u"Enter"_qs},
+                 {u"code"_qs, u"Enter"_qs},
+                 {u"text"_qs, u"\r"_qs},
+                 {u"windowsVirtualKeyCode"_qs, 13}},
                 m_attachment);
 }
 
 void Chromium::closePage() {
-    command(QStringLiteral("Target.closeTarget"), {{QStringLiteral("targetId"), m_target}});
+    command(u"Target.closeTarget"_qs, {{u"targetId"_qs, m_target}});
     const auto closed = std::exchange(m_target, {});
     waitUntil([&] { return !m_pages.contains(closed); });
 }
 
 void Chromium::screenshot(const QString& file) {
-    const auto picture = command(QStringLiteral("Page.captureScreenshot"), {}, m_attachment);
-    writeFile(file, QByteArray::fromBase64(picture.value(QStringLiteral("data")).toString().toLatin1()));
+    const auto picture = command(u"Page.captureScreenshot"_qs, {}, m_attachment);
+    writeFile(file, QByteArray::fromBase64(picture.value(u"data"_qs).toString().toLatin1()));
 }
 
 } // namespace quillo::test

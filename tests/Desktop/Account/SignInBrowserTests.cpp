@@ -18,11 +18,8 @@ const char* const exchange = "Exchanging authorization code for tokens...";
 class SignInBrowserTest : public testing::Test {
 protected:
     void TearDown() override {
-        if (!HasFailure())
-            return;
-        desktop.session.keepFolder();
-        desktop.session.screenshot(desktop.session.path(QStringLiteral("failure.png")));
-        std::cerr << "logs: " << desktop.session.folder().toStdString() << "\n";
+        if (HasFailure())
+            desktop.session.explainFailure();
     }
 
     /// Keeps a picture where the environment asks for them.
@@ -35,29 +32,29 @@ protected:
 };
 
 TEST_F(SignInBrowserTest, FromAnAnonymousStartToAnAccountAndBack) {
-    EXPECT_TRUE(desktop.waitForAccount(QStringLiteral("not signed in")));
-    desktop.session.quillo({QStringLiteral("register")});
-    ASSERT_TRUE(desktop.browser->waitForPage(QStringLiteral("/auth/register?")));
-    keepPicture(QStringLiteral("register.png"));
+    EXPECT_TRUE(desktop.waitForAccount(u"not signed in"_qs));
+    desktop.session.quillo({u"register"_qs});
+    ASSERT_TRUE(desktop.browser->waitForPage(u"/auth/register?"_qs));
+    keepPicture(u"register.png"_qs);
     desktop.submitForm(true);
-    EXPECT_TRUE(desktop.waitForAccount(QStringLiteral("signed in as Ada Lovelace <ada@example.org>")))
+    EXPECT_TRUE(desktop.waitForAccount(u"signed in as Ada Lovelace <ada@example.org>"_qs))
         << desktop.account().toStdString();
-    keepPicture(QStringLiteral("registered.png"));
+    keepPicture(u"registered.png"_qs);
     EXPECT_EQ(desktop.logged("Including anonymous_user_id in OAuth request for account merge"), 1);
     EXPECT_TRUE(waitUntil([&] { return desktop.logged("Device info synced: ") == 1; }));
 
     // The page is still open: its button brings the same answer again, to an application that is done.
     const auto callback = desktop.callback();
-    desktop.browser->press(QStringLiteral("a.button"));
+    desktop.browser->press(u"a.button"_qs);
     desktop.session.quillo({callback});
-    EXPECT_TRUE(desktop.account().startsWith(QStringLiteral("signed in as Ada Lovelace")));
+    EXPECT_TRUE(desktop.account().startsWith(u"signed in as Ada Lovelace"_qs));
     EXPECT_EQ(desktop.logged(exchange), 1);
     desktop.browser->closePage();
 
-    desktop.session.quillo({QStringLiteral("sign-out")});
-    EXPECT_TRUE(desktop.waitForAccount(QStringLiteral("not signed in")));
+    desktop.session.quillo({u"sign-out"_qs});
+    EXPECT_TRUE(desktop.waitForAccount(u"not signed in"_qs));
     EXPECT_TRUE(desktop.signIn(false)) << desktop.account().toStdString();
-    keepPicture(QStringLiteral("signed-in.png"));
+    keepPicture(u"signed-in.png"_qs);
     EXPECT_EQ(desktop.logged(exchange), 2);
     EXPECT_EQ(desktop.logged("State mismatch"), 0);
 }
@@ -65,8 +62,8 @@ TEST_F(SignInBrowserTest, FromAnAnonymousStartToAnAccountAndBack) {
 TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
     ASSERT_TRUE(desktop.signIn(true)) << desktop.account().toStdString();
     desktop.browser->closePage();
-    desktop.session.quillo({QStringLiteral("sign-out")});
-    ASSERT_TRUE(desktop.waitForAccount(QStringLiteral("not signed in")));
+    desktop.session.quillo({u"sign-out"_qs});
+    ASSERT_TRUE(desktop.waitForAccount(u"not signed in"_qs));
     struct Case {
         const char* name;
         std::function<void()> happens; ///< once the page is open
@@ -75,25 +72,24 @@ TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
     };
     const auto deliver = [&](const QString& url) { desktop.session.quillo({url}); };
     for (const auto& test : {
-             Case{"tampered state", [&] { deliver(QStringLiteral("quillo://auth/callback?code=abc&state=mine")); },
+             Case{"tampered state", [&] { deliver(u"quillo://auth/callback?code=abc&state=mine"_qs); },
                   "did not belong to this sign-in", 0},
              Case{"no code",
                   [&] {
-                      const auto state = QUrlQuery(desktop.browser->address()).queryItemValue(QStringLiteral("state"));
-                      deliver(QStringLiteral("quillo://auth/callback?state=") + state);
+                      const auto state = QUrlQuery(desktop.browser->address()).queryItemValue(u"state"_qs);
+                      deliver(u"quillo://auth/callback?state="_qs + state);
                   },
                   "answer was incomplete", 0},
              Case{"a code for another challenge",
                   [&] {
                       auto page = desktop.browser->address();
                       QUrlQuery query(page);
-                      query.removeQueryItem(QStringLiteral("code_challenge"));
-                      query.addQueryItem(QStringLiteral("code_challenge"),
-                                         QStringLiteral("E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM"));
+                      query.removeQueryItem(u"code_challenge"_qs);
+                      query.addQueryItem(u"code_challenge"_qs, u"E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM"_qs);
                       page.setQuery(query);
                       desktop.browser->goTo(page);
                       ASSERT_TRUE(desktop.browser->waitFor(
-                          QStringLiteral("location.href.includes('E9Melhoa') && document.readyState === 'complete'")));
+                          u"location.href.includes('E9Melhoa') && document.readyState === 'complete'"_qs));
                       desktop.submitForm(false);
                   },
                   "did not complete the sign-in", 1},
@@ -101,31 +97,28 @@ TEST_F(SignInBrowserTest, ABadAnswerIsRefusedInWordsAndWithoutARequest) {
                   [&] {
                       const auto lost = desktop.browser->address();
                       desktop.browser->closePage();
-                      desktop.session.quillo({QStringLiteral("sign-in")});
-                      ASSERT_TRUE(desktop.browser->waitForPage(QStringLiteral("/auth/login?")));
-                      const auto state = QUrlQuery(lost).queryItemValue(QStringLiteral("state"));
+                      desktop.session.quillo({u"sign-in"_qs});
+                      ASSERT_TRUE(desktop.browser->waitForPage(u"/auth/login?"_qs));
+                      const auto state = QUrlQuery(lost).queryItemValue(u"state"_qs);
                       desktop.browser->goTo(lost);
                       ASSERT_TRUE(desktop.browser->waitFor(
-                          QStringLiteral("location.href.includes('%1') && document.readyState === 'complete'")
-                              .arg(state)));
+                          u"location.href.includes('%1') && document.readyState === 'complete'"_qs.arg(state)));
                       desktop.submitForm(false);
                   },
                   "did not belong to this sign-in", 0},
-             Case{"turned back on the page", [&] { desktop.browser->press(QStringLiteral("a[href^=\"quillo:\"]")); },
-                  "", 0},
+             Case{"turned back on the page", [&] { desktop.browser->press(u"a[href^=\"quillo:\"]"_qs); }, "", 0},
          }) {
         const auto before = desktop.logged(exchange);
-        desktop.session.quillo({QStringLiteral("sign-in")});
-        ASSERT_TRUE(desktop.browser->waitForPage(QStringLiteral("/auth/login?"))) << test.name;
-        EXPECT_TRUE(desktop.account().contains(QStringLiteral("waiting for the browser")));
+        desktop.session.quillo({u"sign-in"_qs});
+        ASSERT_TRUE(desktop.browser->waitForPage(u"/auth/login?"_qs)) << test.name;
+        EXPECT_TRUE(desktop.account().contains(u"waiting for the browser"_qs));
         test.happens();
-        EXPECT_TRUE(desktop.waitForAccount(QStringLiteral("not signed in"))) << test.name;
+        EXPECT_TRUE(desktop.waitForAccount(u"not signed in"_qs)) << test.name;
         const auto said = desktop.account();
-        EXPECT_TRUE(*test.message ? said.contains(QString::fromUtf8(test.message))
-                                  : !said.contains(QStringLiteral("last attempt")))
+        EXPECT_TRUE(*test.message ? said.contains(QString::fromUtf8(test.message)) : !said.contains(u"last attempt"_qs))
             << test.name << ": " << said.toStdString();
         EXPECT_EQ(desktop.logged(exchange) - before, test.exchanges) << test.name;
-        keepPicture(QString::fromUtf8(test.name).replace(u' ', u'-') + QStringLiteral(".png"));
+        keepPicture(QString::fromUtf8(test.name).replace(u' ', u'-') + u".png"_qs);
         desktop.browser->closePage();
     }
 

@@ -1,6 +1,5 @@
 /// A program that copies a text, a page and a picture at once, says so with a line, and holds them until it is ended.
 
-#include <QByteArray>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QImage>
@@ -11,8 +10,8 @@
 int main(int argc, char** argv) {
     QGuiApplication application(argc, argv);
     auto* const data = new QMimeData; // the clipboard's from now on
-    data->setText(QStringLiteral("mine, not yours: Grüße 日本"));
-    data->setHtml(QStringLiteral("<p><b>mine</b>, not yours</p>"));
+    data->setText(u"mine, not yours: Grüße 日本"_qs);
+    data->setHtml(u"<p><b>mine</b>, not yours</p>"_qs);
     // Large enough to go over in pieces.
     QImage picture(600, 400, QImage::Format_RGB32);
     for (int y = 0; y < picture.height(); ++y) {

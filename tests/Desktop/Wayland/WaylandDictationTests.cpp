@@ -2,70 +2,62 @@
 
 #include "DesktopSession.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Support/WaylandCompositor.h"
 
-#include <QFile>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
-
-#include <iostream>
 
 using namespace quillo::test;
 using namespace std::chrono_literals;
 
 namespace {
 
-const QString spoken =
-    QStringLiteral("Grüße aus Zürich – “naïve” 日本語 привет 😀👩‍👩‍👧 €5.");
+const QString spoken = u"Grüße aus Zürich – “naïve” 日本語 привет 😀👩‍👩‍👧 €5."_qs;
 
 class WaylandDictationTest : public testing::Test {
 protected:
     void TearDown() override {
         if (m_quillo)
             session.end(*m_quillo);
-        if (HasFailure()) {
-            session.keepFolder();
-            std::cerr << "logs: " << session.folder().toStdString() << "\n";
-        }
+        if (HasFailure())
+            session.explainFailure();
     }
 
     /// Moves the session, which is an X11 one so far, into a compositor.
     void enter(WaylandCompositor::Options options) {
         compositor = std::make_unique<WaylandCompositor>(options);
         auto& environment = session.environment();
-        environment.insert(QStringLiteral("XDG_SESSION_TYPE"), QStringLiteral("wayland"));
-        environment.insert(QStringLiteral("WAYLAND_DISPLAY"), compositor->socket());
-        environment.insert(QStringLiteral("SWAYSOCK"), compositor->controlSocket());
+        environment.insert(u"XDG_SESSION_TYPE"_qs, u"wayland"_qs);
+        environment.insert(u"WAYLAND_DISPLAY"_qs, compositor->socket());
+        environment.insert(u"SWAYSOCK"_qs, compositor->controlSocket());
         if (compositor->display().isEmpty())
-            environment.remove(QStringLiteral("DISPLAY"));
+            environment.remove(u"DISPLAY"_qs);
         else
-            environment.insert(QStringLiteral("DISPLAY"), compositor->display());
+            environment.insert(u"DISPLAY"_qs, compositor->display());
         if (options.kind == WaylandCompositor::Kind::sway)
-            environment.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("sway"));
+            environment.insert(u"XDG_CURRENT_DESKTOP"_qs, u"sway"_qs);
     }
 
     void start() {
-        QFile script(session.path(QStringLiteral("script.json")));
-        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-        script.write(R"({"events": [{"at": 0.3, "final": ")" + spoken.toUtf8() + R"("}]})");
-        script.close();
-        session.environment().insert(QStringLiteral("QUILLO_SERVER_OPTIONS"),
-                                     QStringLiteral("--recogniser scripted --script %1").arg(script.fileName()));
-        m_quillo = &session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
+        const auto script = session.path(u"script.json"_qs);
+        writeFile(script, R"({"events": [{"at": 0.3, "final": ")" + spoken.toUtf8() + R"("}]})");
+        session.environment().insert(u"QUILLO_SERVER_OPTIONS"_qs, u"--recogniser scripted --script "_qs + script);
+        m_quillo = &session.startQuillo({{u"primaryLanguage"_qs, u"en"_qs}});
     }
 
     /// Speaks between `begin` and `end` and waits for the outcome.
     void dictate(const std::function<void()>& begin, const std::function<void()>& end) {
-        const auto before = lastRun().value(QStringLiteral("id"));
+        const auto before = session.lastRun().value(u"id"_qs);
         begin();
-        ASSERT_TRUE(session.waitForStatus(QStringLiteral("recording")));
-        session.play(session.synthesize(QStringLiteral("anything at all")));
+        ASSERT_TRUE(session.waitForStatus(u"recording"_qs));
+        session.play(session.synthesize(u"anything at all"_qs));
         end();
-        ASSERT_TRUE(waitUntil([&] { return lastRun().value(QStringLiteral("id")) != before; }, 30s));
-        ASSERT_TRUE(session.waitForStatus(QStringLiteral("idle")));
-        EXPECT_EQ(lastRun().value(QStringLiteral("delivery")).toString(), QStringLiteral("clipboardOnly"));
-        EXPECT_EQ(lastRun().value(QStringLiteral("text")).toString(), spoken);
+        ASSERT_TRUE(waitUntil([&] { return session.lastRun().value(u"id"_qs) != before; }, 30s));
+        ASSERT_TRUE(session.waitForStatus(u"idle"_qs));
+        EXPECT_EQ(session.lastRun().value(u"delivery"_qs).toString(), u"clipboardOnly"_qs);
+        EXPECT_EQ(session.lastRun().value(u"text"_qs).toString(), spoken);
     }
 
     std::function<void()> command(const QString& name) {
@@ -76,18 +68,16 @@ protected:
         };
     }
 
-    QJsonObject lastRun() { return session.status().value(QStringLiteral("lastRun")).toObject(); }
-
     QString paste(const QStringList& arguments = {}) {
-        return session.run(QStringLiteral("wl-paste"), QStringList{QStringLiteral("--no-newline")} + arguments);
+        return session.run(u"wl-paste"_qs, QStringList{u"--no-newline"_qs} + arguments);
     }
 
-    void copy(const QString& text) { session.run(QStringLiteral("wl-copy"), {text}); }
+    void copy(const QString& text) { session.run(u"wl-copy"_qs, {text}); }
 
     /// The lines of "quillo setup-key" under `heading`, without their indentation.
     QStringList guideLines(const QString& heading) {
         QStringList lines;
-        const auto guide = session.quillo({QStringLiteral("setup-key")}).split(u'\n');
+        const auto guide = session.quillo({u"setup-key"_qs}).split(u'\n');
         for (auto line = guide.indexOf(heading) + 1; line > 0 && guide.value(line).startsWith(u"  "); ++line)
             lines << guide.at(line).trimmed();
         return lines;
@@ -98,7 +88,7 @@ protected:
         ASSERT_FALSE(lines.isEmpty());
         for (const auto& line : lines) {
             int code = -1;
-            const auto answer = session.run(QStringLiteral("swaymsg"), {line}, &code);
+            const auto answer = session.run(u"swaymsg"_qs, {line}, &code);
             ASSERT_EQ(code, 0) << line.toStdString() << ": " << answer.toStdString();
         }
     }
@@ -110,50 +100,41 @@ protected:
 
 TEST_F(WaylandDictationTest, CommandsDictateOntoTheClipboard) {
     enter({.xwayland = true});
-    copy(QStringLiteral("from before"));
+    copy(u"from before"_qs);
     start();
-    EXPECT_FALSE(session.status().value(QStringLiteral("hotkeysArmed")).toBool());
-    dictate(command(QStringLiteral("start")), command(QStringLiteral("stop")));
+    EXPECT_FALSE(session.status().value(u"hotkeysArmed"_qs).toBool());
+    dictate(command(u"start"_qs), command(u"stop"_qs));
     EXPECT_EQ(paste(), spoken);
-    EXPECT_EQ(paste({QStringLiteral("--primary")}), spoken);
+    EXPECT_EQ(paste({u"--primary"_qs}), spoken);
 
-    copy(QStringLiteral("the user's own"));
-    EXPECT_EQ(paste(), QStringLiteral("the user's own"));
-    dictate(command(QStringLiteral("toggle")), command(QStringLiteral("toggle")));
+    copy(u"the user's own"_qs);
+    EXPECT_EQ(paste(), u"the user's own"_qs);
+    dictate(command(u"toggle"_qs), command(u"toggle"_qs));
     EXPECT_EQ(paste(), spoken);
 }
 
 // The compositor may run as another user, who cannot reach the session's bus: what it runs is written down instead.
 TEST_F(WaylandDictationTest, TheKeysOfTheGuideRunTheCommands) {
     enter({});
-    const auto program = compositor->path(QStringLiteral("quillo"));
-    QFile relay(program);
-    ASSERT_TRUE(relay.open(QIODevice::WriteOnly));
-    relay.write("#!/bin/sh\necho \"$1\" >>\"$(dirname \"$0\")/commands\"\n");
-    relay.setPermissions(QFile::Permissions(0x7755));
-    relay.close();
-    const auto commands = [this] {
-        QFile file(compositor->path(QStringLiteral("commands")));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
+    const auto program = compositor->path(u"quillo"_qs);
+    writeFile(program, "#!/bin/sh\necho \"$1\" >>\"$(dirname \"$0\")/commands\"\n", QFile::Permissions(0x7755));
+    const auto commands = [this] { return contentOf(compositor->path(u"commands"_qs)); };
     const auto bind = [&](const QString& heading) {
         auto lines = guideLines(heading);
         for (auto& line : lines) {
-            EXPECT_TRUE(line.contains(QStringLiteral("/quillo "))) << line.toStdString();
-            line.replace(QRegularExpression(QStringLiteral("exec \\S+/quillo ")),
-                         QStringLiteral("exec %1 ").arg(program));
+            EXPECT_TRUE(line.contains(u"/quillo "_qs)) << line.toStdString();
+            line.replace(QRegularExpression(u"exec \\S+/quillo "_qs), u"exec %1 "_qs.arg(program));
         }
         configure(lines);
     };
-    bind(QStringLiteral("Hold to talk:"));
-    session.run(QStringLiteral("wtype"), {QStringLiteral("-P"), QStringLiteral("F9"), QStringLiteral("-s"),
-                                          QStringLiteral("900"), QStringLiteral("-p"), QStringLiteral("F9")});
+    bind(u"Hold to talk:"_qs);
+    session.shell(u"wtype -P F9 -s 900 -p F9"_qs);
     EXPECT_TRUE(waitUntil([&] { return commands() == "start\nstop\n"; })) << commands().toStdString();
 
-    configure({QStringLiteral("unbindsym F9"), QStringLiteral("unbindsym --release F9")});
-    bind(QStringLiteral("One press starts, the next stops:"));
+    configure({u"unbindsym F9"_qs, u"unbindsym --release F9"_qs});
+    bind(u"One press starts, the next stops:"_qs);
     for (const auto* expected : {"start\nstop\ntoggle\n", "start\nstop\ntoggle\ntoggle\n"}) {
-        session.run(QStringLiteral("wtype"), {QStringLiteral("-k"), QStringLiteral("F9")});
+        session.shell(u"wtype -k F9"_qs);
         EXPECT_TRUE(waitUntil([&] { return commands() == expected; })) << commands().toStdString();
     }
 }
@@ -161,19 +142,17 @@ TEST_F(WaylandDictationTest, TheKeysOfTheGuideRunTheCommands) {
 TEST_F(WaylandDictationTest, WithoutAnXServerItWorksToo) {
     enter({});
     start();
-    dictate(command(QStringLiteral("start")), command(QStringLiteral("stop")));
+    dictate(command(u"start"_qs), command(u"stop"_qs));
     EXPECT_EQ(paste(), spoken);
 }
 
 TEST_F(WaylandDictationTest, WithoutAnyClipboardItSaysSo) {
     enter({.kind = WaylandCompositor::Kind::weston});
     start();
-    command(QStringLiteral("start"))();
-    EXPECT_TRUE(
-        waitUntil([&] { return !session.status().value(QStringLiteral("message")).toString().isEmpty(); }, 10s));
-    EXPECT_TRUE(session.status().value(QStringLiteral("message")).toString().contains(QStringLiteral("Xwayland")))
-        << session.status().value(QStringLiteral("message")).toString().toStdString();
-    EXPECT_TRUE(session.quillo({QStringLiteral("setup-key")}).contains(QStringLiteral("quillo toggle")));
+    command(u"start"_qs)();
+    EXPECT_TRUE(waitUntil([&] { return session.status("message").contains(u"Xwayland"_qs); }, 10s))
+        << session.status("message").toStdString();
+    EXPECT_TRUE(session.quillo({u"setup-key"_qs}).contains(u"quillo toggle"_qs));
 }
 
 } // namespace

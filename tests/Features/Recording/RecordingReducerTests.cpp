@@ -53,6 +53,7 @@ TEST(RecordingReducer, MovesTheStatusAsTheTableSays) {
     const std::vector<Row> table{
         {action::StartRecording{}, {"connecting", "connecting", ".", ".", ".", "connecting"}},
         {action::StopRecording{}, {".", ".", "processing", "processing", "processing", "."}},
+        {action::InterruptRecording{}, {".", ".", "processing", "processing", "processing", "."}},
         {action::CancelRecording{}, {"idle", "idle", "idle", "idle", "idle", "idle"}},
         {action::SessionStarted{QStringLiteral("s"), false}, {".", ".", "recording", ".", ".", "."}},
         {action::SwitchedToOffline{}, {".", ".", "recordingOffline", "recordingOffline", ".", "."}},
@@ -99,6 +100,7 @@ TEST(RecordingReducer, NamesTheWorkThatAnActionLeadsTo) {
     const std::vector<Row> table{
         {action::StartRecording{}, {"begin", "begin", "-", "-", "-", "begin"}},
         {action::StopRecording{}, {"-", "-", "end", "end", "end", "-"}},
+        {action::InterruptRecording{}, {"interrupt", "interrupt", "interrupt", "interrupt", "interrupt", "interrupt"}},
         {action::CancelRecording{}, {"cancel", "cancel", "cancel", "cancel", "cancel", "cancel"}},
         {action::Reset{}, {"-", "-", "leave", "leave", "leave", "leave"}},
         {action::RecordingCompleted{}, {"-", "-", "leave", "leave", "leave", "leave"}},

@@ -68,6 +68,30 @@ TEST_F(RecordingStopTests, aSecondStartOrStopChangesNothing) {
     expectQuiet();
 }
 
+TEST_F(RecordingStopTests, whenTheUserLeavesTheTextGoesToTheHistoryOnly) {
+    for (const bool isStopped : {false, true}) {
+        SCOPED_TRACE(isStopped ? "after the stop" : "while speaking");
+        const auto before = records().size();
+        record();
+        if (isStopped)
+            stop();
+        store->send(action::InterruptRecording{});
+        settle();
+        EXPECT_FALSE(audio.isCapturing());
+        endSession(QStringLiteral("private"));
+        EXPECT_TRUE(injection.calls.empty());
+        ASSERT_EQ(records().size(), before + 1);
+        EXPECT_EQ(records().back()->text, QStringLiteral("private"));
+        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{QStringLiteral("pill.userLeft")});
+        expectQuiet();
+    }
+    // The next dictation is inserted as always.
+    record();
+    stop();
+    endSession(QStringLiteral("public"));
+    EXPECT_EQ(injection.calls.size(), 1U);
+}
+
 TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEver) {
     struct Case {
         const char* name;

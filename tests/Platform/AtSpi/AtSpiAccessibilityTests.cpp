@@ -22,11 +22,9 @@ protected:
         // Programs started before the switch is on stay out of reach.
         ASSERT_TRUE(waitUntil([] {
             return s_session
-                ->run(QStringLiteral("gdbus"),
-                      {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                       QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"), QStringLiteral("/org/a11y/bus"),
-                       QStringLiteral("--method"), QStringLiteral("org.freedesktop.DBus.Properties.Get"),
-                       QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled")})
+                ->run(u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"--dest"_qs, u"org.a11y.Bus"_qs, u"--object-path"_qs,
+                                    u"/org/a11y/bus"_qs, u"--method"_qs, u"org.freedesktop.DBus.Properties.Get"_qs,
+                                    u"org.a11y.Status"_qs, u"IsEnabled"_qs})
                 .contains("true");
         }));
     }
@@ -53,41 +51,31 @@ std::unique_ptr<Accessibility> AtSpiTest::s_accessibility;
 bool AtSpiTest::s_keyboardIsGrabbed = false;
 
 TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
-    struct Case {
-        QStringList arguments;
-        const char* role;
-        bool isPassword;
-        bool isSettable;
-        bool hasCharacters;
-    };
-    const Case cases[] = {
-        {{}, "AXTextArea", false, true, true},
-        {{QStringLiteral("--line")}, "AXTextField", false, true, true},
-        {{QStringLiteral("--password")}, "AXTextField", true, true, true},
-        {{QStringLiteral("--no-field")}, "AXButton", false, false, false},
-    };
-    for (const Case& expected : cases) {
-        const test::TextFieldProgram program(*s_session, expected.arguments);
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "AXTextArea"}, {"--line", "AXTextField"}, {"--password", "AXTextField"}, {"--no-field", "AXButton"}};
+    for (const auto& [option, role] : cases) {
+        const test::TextFieldProgram program(*s_session, QString::fromLatin1(option).split(u' ', Qt::SkipEmptyParts));
         const auto element = focusedElement();
-        ASSERT_TRUE(element) << expected.role;
-        EXPECT_EQ(element->role.toStdString(), expected.role);
-        EXPECT_EQ(element->isPassword, expected.isPassword) << expected.role;
-        EXPECT_EQ(element->isValueSettable, expected.isSettable) << expected.role;
-        EXPECT_EQ(element->hasNumberOfCharacters, expected.hasCharacters) << expected.role;
+        ASSERT_TRUE(element) << option;
+        EXPECT_EQ(element->role.toStdString(), role) << option;
+        const bool isPassword = QByteArray(option) == "--password";
+        const bool isText = QByteArray(option) != "--no-field";
+        EXPECT_EQ(element->isPassword, isPassword) << option;
+        EXPECT_EQ(element->isValueSettable, isText) << option;
+        EXPECT_EQ(element->hasNumberOfCharacters, isText) << option;
         EXPECT_EQ(await(s_accessibility->secureInput(program.pid(), milliseconds(1000))),
-                  expected.isPassword ? SecureInput::on : SecureInput::off);
+                  isPassword ? SecureInput::on : SecureInput::off);
     }
     EXPECT_TRUE(waitUntil([] { return !await(s_accessibility->focusedElement(milliseconds(300))); }))
         << "the program has gone";
 }
 
 TEST_F(AtSpiTest, AnotherToolkitsEntryIsATextField) {
-    const auto entry =
-        s_session->launch(QStringLiteral("zenity"), {QStringLiteral("--entry"), QStringLiteral("--title=Entry")});
-    s_session->waitForActiveWindow(QStringLiteral("Entry"));
+    const auto entry = s_session->launch(u"zenity"_qs, {u"--entry"_qs, u"--title=Entry"_qs});
+    s_session->waitForActiveWindow(u"Entry"_qs);
     const auto element = focusedElement();
     ASSERT_TRUE(element);
-    EXPECT_EQ(element->role, QStringLiteral("AXTextField"));
+    EXPECT_EQ(element->role, u"AXTextField"_qs);
     entry->kill();
     entry->waitForFinished();
 }
@@ -104,7 +92,7 @@ TEST_F(AtSpiTest, AHungProgramCostsTheDeadline) {
 }
 
 TEST_F(AtSpiTest, FindsFocusThatCameBeforeAnyoneListened) {
-    const test::TextFieldProgram qt(*s_session, {QStringLiteral("--password")});
+    const test::TextFieldProgram qt(*s_session, {u"--password"_qs});
     ASSERT_TRUE(focusedElement());
     const auto late = createAtSpiAccessibility();
     SecureInput answer = SecureInput::unknown;

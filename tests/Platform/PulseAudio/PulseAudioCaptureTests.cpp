@@ -67,7 +67,7 @@ protected:
 };
 
 TEST_F(PulseAudioCaptureTests, EveryFormatArrivesWhole) {
-    const auto nameOf = [](int rate, int channels) { return QStringLiteral("mic-%1-%2").arg(rate).arg(channels); };
+    const auto nameOf = [](int rate, int channels) { return u"mic-%1-%2"_qs.arg(rate).arg(channels); };
     const auto rates = {8000, 44100, 48000, 96000};
     const auto channelCounts = {1, 2, 6};
     for (const int rate : rates)
@@ -113,31 +113,27 @@ TEST_F(PulseAudioCaptureTests, EveryFormatArrivesWhole) {
 TEST_F(PulseAudioCaptureTests, TheLoudspeakersAreNoMicrophone) {
     makeService();
     // The server's own default is the monitor of its only sink here.
-    EXPECT_EQ(session.pactl({QStringLiteral("get-default-source")}), QStringLiteral("speakers.monitor"));
+    EXPECT_EQ(session.pactl({u"get-default-source"_qs}), u"speakers.monitor"_qs);
     EXPECT_FALSE(defaultId());
     EXPECT_TRUE(await(service->getAvailableDevices()).empty());
     EXPECT_THROW(AudioCapture capture(*service), AudioServiceError);
 
-    session.addMicrophone(QStringLiteral("desk"));
-    session.setDefaultSource(QStringLiteral("speakers.monitor"));
-    EXPECT_TRUE(waitUntil([&] { return defaultId() == QStringLiteral("desk"); }));
+    session.addMicrophone(u"desk"_qs);
+    session.setDefaultSource(u"speakers.monitor"_qs);
+    EXPECT_TRUE(waitUntil([&] { return defaultId() == u"desk"_qs; }));
     AudioCapture capture(*service);
-    EXPECT_EQ(service->currentDeviceName(), QStringLiteral("The desk"));
+    EXPECT_EQ(service->currentDeviceName(), u"The desk"_qs);
     EXPECT_TRUE(capture.waitForMore(1600));
 }
 
 TEST_F(PulseAudioCaptureTests, FollowsTheDefaultUnlessToldOtherwise) {
-    session.addMicrophone(QStringLiteral("desk"));
-    session.addMicrophone(QStringLiteral("headset"), 44100, 2);
-    session.setDefaultSource(QStringLiteral("desk"));
+    session.addMicrophone(u"desk"_qs);
+    session.addMicrophone(u"headset"_qs, 44100, 2);
+    session.setDefaultSource(u"desk"_qs);
     makeService();
-    struct Case {
-        std::optional<QString> preferred;
-        const char* name;
-    };
-    for (const auto& [preferred, name] :
-         {Case{std::nullopt, "The desk"}, Case{QStringLiteral("headset"), "The headset"},
-          Case{QStringLiteral("unplugged"), "The desk"}}) {
+    const std::pair<std::optional<QString>, const char*> cases[] = {
+        {{}, "The desk"}, {u"headset"_qs, "The headset"}, {u"unplugged"_qs, "The desk"}};
+    for (const auto& [preferred, name] : cases) {
         service->setPreferredInputDeviceID(preferred);
         AudioCapture capture(*service);
         EXPECT_EQ(service->currentDeviceName(), QString::fromUtf8(name));
@@ -146,28 +142,28 @@ TEST_F(PulseAudioCaptureTests, FollowsTheDefaultUnlessToldOtherwise) {
         service->stopCapture();
         EXPECT_TRUE(capture.waitForEnd());
     }
-    session.setDefaultSource(QStringLiteral("headset"));
-    EXPECT_TRUE(waitUntil([&] { return defaultId() == QStringLiteral("headset"); }));
+    session.setDefaultSource(u"headset"_qs);
+    EXPECT_TRUE(waitUntil([&] { return defaultId() == u"headset"_qs; }));
 }
 
 TEST_F(PulseAudioCaptureTests, ARemovedMicrophoneIsReplacedByTheNext) {
-    session.addMicrophone(QStringLiteral("desk"));
-    session.addMicrophone(QStringLiteral("headset"));
-    session.setDefaultSource(QStringLiteral("headset"));
+    session.addMicrophone(u"desk"_qs);
+    session.addMicrophone(u"headset"_qs);
+    session.setDefaultSource(u"headset"_qs);
     makeService();
     AudioCapture capture(*service);
     ASSERT_TRUE(capture.waitForMore(1600));
-    session.removeMicrophone(QStringLiteral("headset"));
+    session.removeMicrophone(u"headset"_qs);
     ASSERT_TRUE(capture.waitForEnd());
     EXPECT_NE(capture.error().find("The headset"), std::string::npos) << capture.error();
     // Start again at once, before the server has reported that the device is gone.
     AudioCapture next(*service);
-    EXPECT_EQ(service->currentDeviceName(), QStringLiteral("The desk"));
+    EXPECT_EQ(service->currentDeviceName(), u"The desk"_qs);
     EXPECT_TRUE(next.waitForMore(3200));
 }
 
 TEST_F(PulseAudioCaptureTests, OutlivesTheServer) {
-    session.addMicrophone(QStringLiteral("desk"));
+    session.addMicrophone(u"desk"_qs);
     makeService();
     AudioCapture capture(*service);
     ASSERT_TRUE(capture.waitForMore(1600));
@@ -178,16 +174,16 @@ TEST_F(PulseAudioCaptureTests, OutlivesTheServer) {
     EXPECT_THROW(AudioCapture refused(*service), AudioServiceError);
 
     session.start();
-    session.addMicrophone(QStringLiteral("new"));
+    session.addMicrophone(u"new"_qs);
     AudioCapture next(*service);
-    EXPECT_EQ(service->currentDeviceName(), QStringLiteral("The new"));
+    EXPECT_EQ(service->currentDeviceName(), u"The new"_qs);
     EXPECT_TRUE(next.waitForMore(1600));
 }
 
 TEST_F(PulseAudioCaptureTests, AServerThatHangsHoldsNobodyUp) {
-    session.addMicrophone(QStringLiteral("desk"));
+    session.addMicrophone(u"desk"_qs);
     makeService();
-    ASSERT_EQ(defaultId(), QStringLiteral("desk"));
+    ASSERT_EQ(defaultId(), u"desk"_qs);
     session.suspend();
     QElapsedTimer elapsed;
     elapsed.start();
@@ -202,7 +198,7 @@ TEST_F(PulseAudioCaptureTests, AServerThatHangsHoldsNobodyUp) {
 }
 
 TEST_F(PulseAudioCaptureTests, StartsAndStopsOneHundredTimes) {
-    session.addMicrophone(QStringLiteral("desk"));
+    session.addMicrophone(u"desk"_qs);
     makeService();
     for (int i = 0; i < 100; ++i) {
         AudioCapture capture(*service);
@@ -219,8 +215,7 @@ TEST_F(PulseAudioCaptureTests, StartsAndStopsOneHundredTimes) {
         await(service->getAvailableDevices());
     }
     EXPECT_TRUE(waitUntil([&] {
-        return session.pactl({QStringLiteral("list"), QStringLiteral("source-outputs"), QStringLiteral("short")})
-                   .count(QStringLiteral("float32le")) == 0;
+        return session.pactl({u"list"_qs, u"source-outputs"_qs, u"short"_qs}).count(u"float32le"_qs) == 0;
     })) << "a stream was left open";
 }
 

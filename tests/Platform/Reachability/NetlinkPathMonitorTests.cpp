@@ -24,7 +24,7 @@ protected:
     }
 
     static bool ip(const char* arguments) {
-        return QProcess::execute(QStringLiteral("ip"), QString::fromLatin1(arguments).split(u' ')) == 0;
+        return QProcess::execute(u"ip"_qs, QString::fromLatin1(arguments).split(u' ')) == 0;
     }
 
     /// Runs the commands; true when the monitor then reports `expected`.

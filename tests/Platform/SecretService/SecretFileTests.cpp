@@ -1,11 +1,11 @@
 #include "Platform/Linux/SecretService/SecretStores.h"
 #include "Services/Auth/KeychainTokenStorage.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Support/LogLines.h"
 
 #include <QDBusConnection>
 #include <QDBusVirtualObject>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QStringBuilder>
 
@@ -49,14 +49,9 @@ TEST(FileSecretStore, NeverOverwritesWhatItCannotRead) {
     const QTemporaryDir folder;
     const auto path = folder.filePath(u"secrets.json"_qs);
     for (const QByteArray content : {"{\"a\":", "[1]", "{\"a\":1}"}) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
+        writeFile(path, content);
         ASSERT_TRUE(createFileSecretStore(path)->write(u"b"_qs, "new"));
-        QFile kept(path % u".damaged");
-        ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
-        EXPECT_EQ(kept.readAll(), content);
+        EXPECT_EQ(contentOf(path % u".damaged"), content);
         EXPECT_EQ(createFileSecretStore(path)->read(u"b"_qs), "new");
     }
     // A folder where the file should be.

@@ -30,18 +30,17 @@ struct WlClipboard {
         return process;
     }
     static QByteArray paste(const QStringList& arguments) {
-        const auto reader = launch(QStringLiteral("wl-paste"), QStringList{QStringLiteral("--no-newline")} + arguments);
+        const auto reader = launch(u"wl-paste"_qs, QStringList{u"--no-newline"_qs} + arguments);
         EXPECT_TRUE(reader->waitForFinished(15000));
         return reader->readAllStandardOutput();
     }
     static std::unique_ptr<QProcess> launchOwner(const QString& type) {
-        return launch(QStringLiteral("wl-copy"), {QStringLiteral("--foreground"), QStringLiteral("-t"), type});
+        return launch(u"wl-copy"_qs, {u"--foreground"_qs, u"-t"_qs, type});
     }
     static QByteArray paste(const QString& type, bool primary) {
-        return paste(QStringList{QStringLiteral("-t"), type} +
-                     (primary ? QStringList{QStringLiteral("--primary")} : QStringList()));
+        return paste(QStringList{u"-t"_qs, type} + (primary ? QStringList{u"--primary"_qs} : QStringList()));
     }
-    static QByteArray listTypes() { return paste({QStringLiteral("--list-types")}); }
+    static QByteArray listTypes() { return paste({u"--list-types"_qs}); }
 
     WaylandCompositor compositor;
 };
@@ -60,16 +59,15 @@ TEST_F(WaylandPasteboardTest, ReadersThatStallOrHangUpHarmNobody) {
     const auto offered = offer(QString(2000000, u'x'));
     // Stops when the buffers are full, because its output is not read.
     const QTemporaryDir folder;
-    const auto output = folder.filePath(QStringLiteral("output"));
+    const auto output = folder.filePath(u"output"_qs);
     ASSERT_EQ(::mkfifo(output.toLocal8Bit().constData(), 0600), 0);
     const int end = ::open(output.toLocal8Bit().constData(), O_RDWR | O_CLOEXEC);
     QProcess stalled;
     stalled.setStandardOutputFile(output);
-    stalled.start(QStringLiteral("wl-paste"), {});
+    stalled.start(u"wl-paste"_qs, {});
     int arrived = 0;
     EXPECT_TRUE(waitUntil([&] { return ::ioctl(end, FIONREAD, &arrived) == 0 && arrived > 0; }));
-    const auto hungUp =
-        WlClipboard::launch(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("wl-paste | head -c 10")});
+    const auto hungUp = WlClipboard::launch(u"sh"_qs, {u"-c"_qs, u"wl-paste | head -c 10"_qs});
     EXPECT_TRUE(hungUp->waitForFinished(15000));
     EXPECT_EQ(paste().size(), 2000000);
     EXPECT_TRUE(isRead(*offered, 5000));
@@ -96,12 +94,12 @@ TEST(WaylandPasteboardAfterACrash, LosesItsOfferAndSaysNotAvailable) {
     qputenv("WAYLAND_DISPLAY", compositor.socket().toLocal8Bit());
     const auto pasteboard = createDataControlPasteboard();
     ASSERT_TRUE(pasteboard);
-    const auto offered = await(pasteboard->offerText(QStringLiteral("text"), true, ClipboardUse::passing));
+    const auto offered = await(pasteboard->offerText(u"text"_qs, true, ClipboardUse::passing));
     ASSERT_TRUE(offered && offered->isOwner());
     compositor.kill();
     EXPECT_TRUE(waitUntil([&] { return !pasteboard->isAvailable(); }));
     EXPECT_FALSE(offered->isOwner());
-    EXPECT_EQ(await(pasteboard->offerText(QStringLiteral("more"), false, ClipboardUse::passing)), nullptr);
+    EXPECT_EQ(await(pasteboard->offerText(u"more"_qs, false, ClipboardUse::passing)), nullptr);
     EXPECT_TRUE(await(pasteboard->read(milliseconds(100))).isEmpty());
 }
 

@@ -1,19 +1,23 @@
 #include "Platform/Linux/Wayland/KeyBindingGuide.h"
 
+#include "Support/Files.h"
+
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
 namespace quillo {
 namespace {
 
-const QString program = QStringLiteral("/opt/my programs/quillo's %1");
+using test::contentOf;
+using test::writeFile;
+
+const QString program = u"/opt/my programs/quillo's %1"_qs;
 
 QProcessEnvironment desktop(const char* name) {
     QProcessEnvironment result;
-    result.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QString::fromLatin1(name));
+    result.insert(u"XDG_CURRENT_DESKTOP"_qs, QString::fromLatin1(name));
     return result;
 }
 
@@ -28,75 +32,65 @@ TEST(KeyBindingGuideTest, KnowsTheDesktopByItsNames) {
     for (const auto& [name, shell] : cases)
         EXPECT_EQ(desktopShell(desktop(name)), shell) << name;
     QProcessEnvironment bare;
-    bare.insert(QStringLiteral("SWAYSOCK"), QStringLiteral("/run/sway.sock"));
+    bare.insert(u"SWAYSOCK"_qs, u"/run/sway.sock"_qs);
     EXPECT_EQ(desktopShell(bare), DesktopShell::sway);
 }
 
 TEST(KeyBindingGuideTest, AShellReadsTheProgramAsOneWord) {
-    for (const auto& path : {QStringLiteral("/usr/bin/quillo"), program, QStringLiteral("/x/$(touch y)`z`\"\\")}) {
+    for (const auto& path : {u"/usr/bin/quillo"_qs, program, u"/x/$(touch y)`z`\"\\"_qs}) {
         QProcess shell;
-        shell.start(QStringLiteral("sh"),
-                    {QStringLiteral("-c"), QStringLiteral("printf '%s|' ") + shellWord(path) + QStringLiteral(" end")});
+        shell.start(u"sh"_qs, {u"-c"_qs, u"printf '%s|' "_qs + shellWord(path) + u" end"_qs});
         ASSERT_TRUE(shell.waitForFinished());
-        EXPECT_EQ(QString::fromUtf8(shell.readAllStandardOutput()), path + QStringLiteral("|end|"));
+        EXPECT_EQ(QString::fromUtf8(shell.readAllStandardOutput()), path + u"|end|"_qs);
     }
 }
 
 TEST(KeyBindingGuideTest, NamesTheCommandOnEveryDesktopInEveryLanguage) {
     const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
+    Preferences preferences(folder.filePath(u"quillo.ini"_qs));
     for (const auto& locale : LocalizationStrings::locales()) {
         const LocalizationManager texts(preferences, {locale});
         for (const auto shell : {DesktopShell::gnome, DesktopShell::plasma, DesktopShell::sway, DesktopShell::hyprland,
                                  DesktopShell::xfce, DesktopShell::other}) {
             const auto guide = keyBindingGuide(shell, DesktopProtocol::wayland, program, texts);
-            EXPECT_TRUE(guide.contains(shellWord(program) + QStringLiteral(" toggle"))) << guide.toStdString();
+            EXPECT_TRUE(guide.contains(shellWord(program) + u" toggle"_qs)) << guide.toStdString();
         }
     }
 }
 
 // The lines for a terminal, run against a substitute that stores the list in the real program's format.
 TEST(KeyBindingGuideTest, TheLinesForGnomeKeepWhatIsBound) {
-    const auto guide =
-        keyBindingGuide(DesktopShell::gnome, DesktopProtocol::wayland, QStringLiteral("/usr/bin/quillo"));
+    const auto guide = keyBindingGuide(DesktopShell::gnome, DesktopProtocol::wayland, u"/usr/bin/quillo"_qs);
     QString script;
     for (const auto& line : guide.mid(guide.indexOf(u"  keys=")).split(u'\n')) {
         if (!line.startsWith(u"  "))
             break;
         script += line + u'\n';
     }
-    const auto own = QStringLiteral("/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/quillo/");
+    const auto own = u"/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/quillo/"_qs;
     const std::pair<QString, QString> cases[] = {
-        {QStringLiteral("@as []"), QStringLiteral("['%1']").arg(own)},
-        {QStringLiteral("['/a/', '/b/']"), QStringLiteral("['/a/', '/b/', '%1']").arg(own)},
-        {QStringLiteral("['%1', '/b/']").arg(own), QStringLiteral("['%1', '/b/']").arg(own)},
+        {u"@as []"_qs, u"['%1']"_qs.arg(own)},
+        {u"['/a/', '/b/']"_qs, u"['/a/', '/b/', '%1']"_qs.arg(own)},
+        {u"['%1', '/b/']"_qs.arg(own), u"['%1', '/b/']"_qs.arg(own)},
     };
     for (const auto& [before, after] : cases) {
         const QTemporaryDir folder;
-        QFile list(folder.filePath(QStringLiteral("list")));
-        ASSERT_TRUE(list.open(QIODevice::WriteOnly));
-        list.write(before.toUtf8());
-        list.close();
-        QFile tool(folder.filePath(QStringLiteral("gsettings")));
-        ASSERT_TRUE(tool.open(QIODevice::WriteOnly));
-        tool.write("#!/bin/sh\ncd \"$(dirname \"$0\")\"\n"
-                   "case \"$1 $3\" in 'get custom-keybindings') cat list ;; 'set custom-keybindings') printf %s \"$4\" "
-                   ">list ;;\n"
-                   "*) printf '%s\\n' \"$3=$4\" >>keys ;; esac\n");
-        tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        tool.close();
+        writeFile(folder.filePath(u"list"_qs), before.toUtf8());
+        writeFile(folder.filePath(u"gsettings"_qs),
+                  "#!/bin/sh\ncd \"$(dirname \"$0\")\"\n"
+                  "case \"$1 $3\" in 'get custom-keybindings') cat list ;; 'set custom-keybindings') printf %s \"$4\" "
+                  ">list ;;\n"
+                  "*) printf '%s\\n' \"$3=$4\" >>keys ;; esac\n",
+                  QFile::ExeOwner);
         QProcess shell;
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("PATH"), folder.path() + u':' + qEnvironmentVariable("PATH"));
+        environment.insert(u"PATH"_qs, folder.path() + u':' + qEnvironmentVariable("PATH"));
         shell.setProcessEnvironment(environment);
-        shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), script});
+        shell.start(u"sh"_qs, {u"-ec"_qs, script});
         ASSERT_TRUE(shell.waitForFinished());
         EXPECT_EQ(shell.exitCode(), 0) << shell.readAllStandardError().toStdString();
-        ASSERT_TRUE(list.open(QIODevice::ReadOnly));
-        EXPECT_EQ(QString::fromUtf8(list.readAll()), after);
-        QFile keys(folder.filePath(QStringLiteral("keys")));
-        ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
-        EXPECT_EQ(keys.readAll(), "name=Quillo\ncommand=/usr/bin/quillo toggle\nbinding=F9\n");
+        EXPECT_EQ(QString::fromUtf8(contentOf(folder.filePath(u"list"_qs))), after);
+        EXPECT_EQ(contentOf(folder.filePath(u"keys"_qs)), "name=Quillo\ncommand=/usr/bin/quillo toggle\nbinding=F9\n");
     }
 }
 

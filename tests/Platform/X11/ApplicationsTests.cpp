@@ -2,10 +2,8 @@
 #include "Platform/Linux/X11/KeyboardGrabProbe.h"
 #include "Platform/Linux/X11/X11Applications.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Support/XSession.h"
-
-#include <QDir>
-#include <QFile>
 
 #include <gmock/gmock.h>
 
@@ -24,7 +22,7 @@ TEST(X11Applications, FollowsTheActiveWindowAndActivates) {
     ASSERT_TRUE(one);
     EXPECT_EQ(one->pid, first.pid());
     EXPECT_EQ(one->window, first.window());
-    EXPECT_EQ(one->name, QStringLiteral("quillo-text-field"));
+    EXPECT_EQ(one->name, u"quillo-text-field"_qs);
     EXPECT_FALSE(one->isTerminal);
     {
         const test::TextFieldProgram second(session);
@@ -41,8 +39,8 @@ TEST(X11Applications, FollowsTheActiveWindowAndActivates) {
     moved.pid = 999999999;
     EXPECT_FALSE(applications->activate(moved));
 
-    const auto terminal = session.launch(QStringLiteral("xterm"), {QStringLiteral("-T"), QStringLiteral("Terminal")});
-    session.waitForActiveWindow(QStringLiteral("Terminal"));
+    const auto terminal = session.launch(u"xterm"_qs, {u"-T"_qs, u"Terminal"_qs});
+    session.waitForActiveWindow(u"Terminal"_qs);
     EXPECT_TRUE(applications->frontmost()->isTerminal);
     terminal->kill();
     terminal->waitForFinished();
@@ -68,26 +66,23 @@ TEST(X11KeyboardGrab, IsToldWithoutTouchingTheFocus) {
 
 TEST(DesktopEntries, AreFoundByClassIdAndProgram) {
     const QTemporaryDir folder;
-    QDir(folder.path()).mkpath(QStringLiteral("applications/sub"));
     const auto write = [&](const char* name, const QByteArray& text) {
-        QFile file(folder.filePath(QStringLiteral("applications/") + QLatin1String(name)));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("[Desktop Entry]\nType=Application\n" + text);
+        test::writeFile(folder.filePath(u"applications/"_qs + QLatin1String(name)),
+                        "[Desktop Entry]\nType=Application\n" + text);
     };
     write("editor.desktop", "Name=Editor\nName[de]=Texteditor\nStartupWMClass=Gedit-Like\nExec=env A=b /usr/bin/ed-it "
                             "%U\n[Other]\nName=No\n");
     write("sub/term.desktop", "Name=Console\nExec=\"/usr/bin/con sole\"\nCategories=System;TerminalEmulator;\n");
-    const auto entries = DesktopEntries::read({folder.path()}, QStringLiteral("de_DE"));
-    for (const auto& [windowClass, program] : {std::pair{QStringLiteral("gedit-like"), QString()},
-                                               {QStringLiteral("Editor"), QString()},
-                                               {QString(), QStringLiteral("ed-it")}}) {
+    const auto entries = DesktopEntries::read({folder.path()}, u"de_DE"_qs);
+    for (const auto& [windowClass, program] :
+         {std::pair{u"gedit-like"_qs, QString()}, {u"Editor"_qs, QString()}, {QString(), u"ed-it"_qs}}) {
         const auto entry = entries.find(windowClass, program);
         ASSERT_TRUE(entry);
-        EXPECT_EQ(entry->name, QStringLiteral("Texteditor"));
-        EXPECT_EQ(entry->id, QStringLiteral("editor"));
+        EXPECT_EQ(entry->name, u"Texteditor"_qs);
+        EXPECT_EQ(entry->id, u"editor"_qs);
     }
-    EXPECT_TRUE(entries.find(QStringLiteral("sub-term"), {})->isTerminal);
-    EXPECT_FALSE(entries.find(QStringLiteral("nothing"), QStringLiteral("nobody")));
+    EXPECT_TRUE(entries.find(u"sub-term"_qs, {})->isTerminal);
+    EXPECT_FALSE(entries.find(u"nothing"_qs, u"nobody"_qs));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 #include "Platform/Linux/X11/X11KeyEventSource.h"
 #include "Support/Async.h"
+#include "Support/DesktopShell.h"
 #include "Support/XSession.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +33,7 @@ protected:
     static void SetUpTestSuite() { s_session = std::make_unique<test::XSession>(); }
     static void TearDownTestSuite() { s_session.reset(); }
 
-    void SetUp() override { s_session->setLayout(QStringLiteral("us")); }
+    void SetUp() override { s_session->setLayout(u"us"_qs); }
 
     void start(std::vector<KeyCombination> consumed = {}) {
         m_source = createX11KeyEventSource(m_guard);
@@ -93,8 +94,7 @@ TEST_F(KeyEventsTest, ReportsPressReleaseAndSides) {
 
 TEST_F(KeyEventsTest, KnowsPhysicalKeysUnderAnyLayout) {
     start();
-    for (const auto& [layout, group] :
-         {std::pair{QStringLiteral("ru"), 0U}, {QStringLiteral("us,de"), 1U}, {QStringLiteral("fr"), 0U}}) {
+    for (const auto& [layout, group] : {std::pair{u"ru"_qs, 0U}, {u"us,de"_qs, 1U}, {u"fr"_qs, 0U}}) {
         s_session->setLayout(layout, group);
         m_events.clear();
         s_session->tapPhysicalKey(KEY_Q);
@@ -120,31 +120,103 @@ TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
     }
     s_session->setCapsLock(false);
     s_session->tapPhysicalKey(KEY_X);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x"_qs)) << field.text().toStdString();
 
     // Once stopped, nothing is held back.
     m_source->stop();
     s_session->physicalKey(KEY_RIGHTSHIFT, true);
     s_session->tapPhysicalKey(KEY_SPACE);
     s_session->physicalKey(KEY_RIGHTSHIFT, false);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x "))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x "_qs)) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, KindsOfModifiersFollowTheLayout) {
+    const uint64_t alt = keyflag::rightOption | keyflag::option;
+    struct {
+        const char *layout, *option;
+        unsigned group;
+        uint16_t key;
+        uint64_t flags;
+    } const cases[] = {
+        {"us", "", 0, KEY_RIGHTALT, alt},
+        {"de", "", 0, KEY_RIGHTALT, keyflag::rightOption}, // AltGr
+        {"us,de", "", 1, KEY_RIGHTALT, keyflag::rightOption},
+        {"us", "ctrl:nocaps", 0, KEY_CAPSLOCK, keyflag::control},
+        {"us", "altwin:swap_lalt_lwin", 0, KEY_LEFTALT, keyflag::leftOption | keyflag::command},
+    };
+    start();
+    for (const auto& [layout, option, group, key, flags] : cases) {
+        s_session->setLayout(QString::fromLatin1(layout), group, QString::fromLatin1(option));
+        s_session->tapPhysicalKey(KEY_F11);
+        settle();
+        m_events.clear();
+        s_session->physicalKey(key, true);
+        s_session->tapPhysicalKey(KEY_SPACE);
+        s_session->physicalKey(key, false);
+        settle();
+        const uint16_t code = *virtualKeyCodeForEvdev(key);
+        EXPECT_THAT(m_events, ElementsAre(changed(code, flags), down(keycode::space, flags), up(keycode::space, flags),
+                                          changed(code, 0)))
+            << layout << ' ' << option;
+    }
+    // What is grabbed is the combination that the events report.
+    s_session->setLayout(QStringLiteral("us"), 0, QStringLiteral("ctrl:nocaps"));
+    m_source->setConsumed({{keycode::space, keyflag::control}});
+    const test::TextFieldProgram field(*s_session);
+    s_session->physicalKey(KEY_CAPSLOCK, true);
+    s_session->tapPhysicalKey(KEY_SPACE);
+    s_session->physicalKey(KEY_CAPSLOCK, false);
+    s_session->tapPhysicalKey(KEY_X);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, AHiddenTapOpensNoLauncherAndIsNoKey) {
+    const test::TextFieldProgram field(*s_session);
+    test::DesktopShell shell;
+    start();
+    for (const uint16_t key : {KEY_RIGHTMETA, KEY_LEFTALT}) {
+        s_session->physicalKey(key, true);
+        settle();
+        m_events.clear();
+        const int before = shell.launches();
+        m_source->hideLoneTap();
+        s_session->physicalKey(key, false);
+        settle();
+        EXPECT_EQ(m_events.size(), 1U);
+        EXPECT_EQ(shell.launches(), before);
+        s_session->tapPhysicalKey(key);
+        EXPECT_EQ(shell.launches(), before + 1) << "without the hidden tap this shell opens its launcher";
+    }
+    s_session->tapPhysicalKey(KEY_X);
+    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+}
+
+TEST_F(KeyEventsTest, AKeyIsDownWhileItIsDownOnOneOfTwoKeyboards) {
+    start();
+    s_session->physicalKey(KEY_F5, true);
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keydown"), QStringLiteral("71")}); // another device
+    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keyup"), QStringLiteral("71")});
+    settle();
+    EXPECT_THAT(m_events, testing::Not(testing::Contains(up(96))));
+    s_session->physicalKey(KEY_F5, false);
+    settle();
+    EXPECT_EQ(m_events.back(), up(96));
 }
 
 TEST_F(KeyEventsTest, ReportsCombinationsOfOthersAndStillSeesThem) {
-    auto* const other = xcb_connect(nullptr, nullptr);
-    xcb_grab_key(other, 0, s_session->root(), XCB_MOD_MASK_1, KEY_SPACE + x11KeycodeOffset, XCB_GRAB_MODE_ASYNC,
-                 XCB_GRAB_MODE_ASYNC);
-    std::free(xcb_get_input_focus_reply(other, xcb_get_input_focus(other), nullptr)); // NOLINT
+    test::DesktopShell other;
+    other.hold(KEY_SPACE, XCB_MOD_MASK_1);
     const KeyCombination taken{keycode::space, keyflag::option};
     const KeyCombination free{96, keyflag::control | keyflag::command};
     start({taken, free});
     EXPECT_THAT(m_source->unavailableCombinations(), ElementsAre(taken));
+    const KeyCombination unasked{keycode::space, keyflag::control};
+    EXPECT_THAT(m_source->freeAmong({taken, unasked, free}), ElementsAre(unasked, free));
     s_session->physicalKey(KEY_LEFTALT, true);
     s_session->tapPhysicalKey(KEY_SPACE);
     s_session->physicalKey(KEY_LEFTALT, false);
     settle();
     EXPECT_EQ(m_events.size(), 4U);
-    xcb_disconnect(other);
 }
 
 TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
@@ -164,8 +236,7 @@ TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
 
 TEST_F(KeyEventsTest, RepetitionIsMarkedAndNeverARelease) {
     start({{96, 0}});
-    s_session->run(QStringLiteral("xset"),
-                   {QStringLiteral("r"), QStringLiteral("rate"), QStringLiteral("120"), QStringLiteral("50")});
+    s_session->run(u"xset"_qs, {u"r"_qs, u"rate"_qs, u"120"_qs, u"50"_qs});
     s_session->physicalKey(KEY_F5, true);
     ASSERT_TRUE(waitUntil([&] { return m_events.size() >= 4; })) << m_events.size();
     EXPECT_TRUE(m_guard->isOwnGrabActive());
@@ -217,8 +288,8 @@ TEST_F(KeyEventsTest, AnnouncedKeysAreNotTheUsers) {
     settle();
     EXPECT_THAT(m_events, ElementsAre(down(9), up(9)));
     m_events.clear();
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("55")});
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("56")});
+    s_session->run(u"xdotool"_qs, {u"key"_qs, u"55"_qs});
+    s_session->run(u"xdotool"_qs, {u"key"_qs, u"56"_qs});
     settle();
     EXPECT_THAT(m_events, ElementsAre(down(11), up(11))) << "a key of the test device that nobody announced is a key";
 }
@@ -227,7 +298,7 @@ TEST_F(KeyEventsTest, AKeyboardThatComesIsReportedAndHeldKeysAreSettled) {
     s_session->physicalKey(KEY_RIGHTMETA, true);
     start();
     EXPECT_TRUE(m_source->isPhysicallyDown(keycode::rightCommand));
-    s_session->run(QStringLiteral("xinput"), {QStringLiteral("create-master"), QStringLiteral("spare")});
+    s_session->run(u"xinput"_qs, {u"create-master"_qs, u"spare"_qs});
     ASSERT_TRUE(waitUntil([&] { return !m_states.empty(); }));
     EXPECT_EQ(m_states.front(), KeyEventSourceState::keyboardChanged);
     EXPECT_THAT(m_events, IsEmpty()) << "what is still held was not released";
@@ -235,7 +306,7 @@ TEST_F(KeyEventsTest, AKeyboardThatComesIsReportedAndHeldKeysAreSettled) {
     settle();
     EXPECT_THAT(m_events, ElementsAre(changed(keycode::rightCommand, 0)));
     EXPECT_FALSE(m_source->isPhysicallyDown(keycode::rightCommand));
-    s_session->run(QStringLiteral("xinput"), {QStringLiteral("remove-master"), QStringLiteral("spare keyboard")});
+    s_session->run(u"xinput"_qs, {u"remove-master"_qs, u"spare keyboard"_qs});
 }
 
 TEST(KeyEventsWithoutServer, SaysNotAvailable) {

@@ -3,6 +3,7 @@
 #include "Platform/Linux/X11/X11KeyInjector.h"
 #include "Platform/Linux/X11/X11Pasteboard.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Support/XSession.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +27,7 @@ protected:
         // A session each: after many changes of the keyboard mapping openbox was seen to leave a new window unframed
         // and without the focus for 20 seconds; why is not known.
         s_session = std::make_unique<test::XSession>();
-        s_session->setLayout(QStringLiteral("us"));
+        s_session->setLayout(u"us"_qs);
         m_injector = createX11KeyInjector(m_guard);
         ASSERT_TRUE(m_injector && m_injector->isAvailable());
         m_pasteboard = createX11Pasteboard();
@@ -67,7 +68,7 @@ const Layout layouts[] = {{"us", 0}, {"de", 0}, {"fr", 0}, {"ru", 0}, {"us,ru", 
 
 TEST_F(KeyInjectorTest, TypesExactlyTheTextOnEveryLayoutAndLeavesTheMapping) {
     const test::TextFieldProgram field(*s_session);
-    const QString text = mixedText + QStringLiteral("\n\tÄ");
+    const QString text = mixedText + u"\n\tÄ"_qs;
     QString expected;
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
@@ -98,13 +99,13 @@ TEST_F(KeyInjectorTest, PastesOnEveryLayout) {
     QString expected;
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
-        const auto offer = copy(QStringLiteral("naïve 日本語 😀"));
+        const auto offer = copy(u"naïve 日本語 😀"_qs);
         const QByteArray before = s_session->keyboardMapping();
         const auto countField = [offer, pid = field.pid()] { offer->countReadsOf(pid); };
         EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV, countField)), InjectionStatus::delivered);
         EXPECT_TRUE(await(offer->waitUntilRead(std::chrono::seconds(10)))) << layout.name;
         EXPECT_TRUE(offer->knowsReader());
-        expected += QStringLiteral("naïve 日本語 😀");
+        expected += u"naïve 日本語 😀"_qs;
         EXPECT_TRUE(field.waitForText(expected)) << layout.name << ": " << field.text().toStdString();
         EXPECT_TRUE(waitUntil([&] { return s_session->keyboardMapping() == before; })) << layout.name;
     }
@@ -114,21 +115,18 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
     for (const Layout& layout : layouts) {
         s_session->setLayout(QLatin1String(layout.name), layout.group);
         {
-            const QString file = s_session->path(QStringLiteral("typed"));
-            const auto terminal = s_session->launch(
-                QStringLiteral("xterm"),
-                {QStringLiteral("-u8"), QStringLiteral("-T"), QStringLiteral("Terminal"), QStringLiteral("-e"),
-                 QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("cat > '%1'").arg(file)});
-            s_session->waitForActiveWindow(QStringLiteral("Terminal"));
-            paste(PasteChord::shiftInsert, copy(QStringLiteral("eins zwei")));
+            const QString file = s_session->path(u"typed"_qs);
+            const auto terminal = s_session->launch(u"xterm"_qs, {u"-u8"_qs, u"-T"_qs, u"Terminal"_qs, u"-e"_qs,
+                                                                  u"sh"_qs, u"-c"_qs, u"cat > '%1'"_qs.arg(file)});
+            s_session->waitForActiveWindow(u"Terminal"_qs);
+            paste(PasteChord::shiftInsert, copy(u"eins zwei"_qs));
             // It does not answer pings, so we cannot know when it has looked up a temporarily bound key.
-            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語\n")), InjectionStatus::untypable);
-            paste(PasteChord::shiftInsert, copy(QStringLiteral(" drei Ö — я 語")));
-            EXPECT_EQ(type(QStringLiteral("\n")), InjectionStatus::delivered);
+            EXPECT_EQ(type(u" drei Ö — я 語\n"_qs), InjectionStatus::untypable);
+            paste(PasteChord::shiftInsert, copy(u" drei Ö — я 語"_qs));
+            EXPECT_EQ(type(u"\n"_qs), InjectionStatus::delivered);
             QByteArray got;
             EXPECT_TRUE(waitUntil([&] {
-                QFile read(file);
-                got = read.open(QIODevice::ReadOnly) ? read.readAll() : QByteArray();
+                got = test::contentOf(file);
                 return got == "eins zwei drei Ö — я 語\n";
             })) << layout.name
                 << ": " << got.toStdString();
@@ -136,13 +134,11 @@ TEST_F(KeyInjectorTest, ATerminalAndAnotherToolkitReceiveTheSame) {
             terminal->waitForFinished();
         }
         {
-            const auto entry = s_session->launch(QStringLiteral("zenity"),
-                                                 {QStringLiteral("--entry"), QStringLiteral("--title=Entry")});
-            s_session->waitForActiveWindow(QStringLiteral("Entry"));
-            paste(PasteChord::controlV, copy(QStringLiteral("eins zwei")));
-            EXPECT_EQ(type(QStringLiteral(" drei Ö — я 語 😀\n")), InjectionStatus::delivered);
-            const bool ended = waitUntil([&] { return entry->state() == QProcess::NotRunning; });
-            EXPECT_TRUE(ended) << layout.name;
+            const auto entry = s_session->launch(u"zenity"_qs, {u"--entry"_qs, u"--title=Entry"_qs});
+            s_session->waitForActiveWindow(u"Entry"_qs);
+            paste(PasteChord::controlV, copy(u"eins zwei"_qs));
+            EXPECT_EQ(type(u" drei Ö — я 語 😀\n"_qs), InjectionStatus::delivered);
+            EXPECT_TRUE(waitUntil([&] { return entry->state() == QProcess::NotRunning; })) << layout.name;
             EXPECT_EQ(entry->readAllStandardOutput(), "eins zwei drei Ö — я 語 😀\n") << layout.name;
             entry->kill();
             entry->waitForFinished();
@@ -156,14 +152,14 @@ TEST_F(KeyInjectorTest, HeldHotkeyNeitherMixesInNorIsForgotten) {
     ASSERT_TRUE(source->start(
         {}, [&](const KeyEvent& event) { events.push_back(event); }, [](KeyEventSourceState) {}));
     const test::TextFieldProgram field(*s_session);
-    const auto offer = copy(QStringLiteral("held"));
+    const auto offer = copy(u"held"_qs);
     s_session->physicalKey(KEY_RIGHTMETA, true);
     s_session->physicalKey(KEY_LEFTSHIFT, true);
     ASSERT_TRUE(waitUntil([&] { return events.size() == 2; }));
     EXPECT_EQ(await(m_injector->pressChord(PasteChord::controlV)), InjectionStatus::delivered);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("held"))) << field.text().toStdString();
-    EXPECT_EQ(type(QStringLiteral(" ok ö")), InjectionStatus::delivered);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("held ok ö"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"held"_qs)) << field.text().toStdString();
+    EXPECT_EQ(type(u" ok ö"_qs), InjectionStatus::delivered);
+    EXPECT_TRUE(field.waitForText(u"held ok ö"_qs)) << field.text().toStdString();
 
     EXPECT_EQ(events.size(), 2U) << "our own keys came back as the user's";
     EXPECT_TRUE(source->isPhysicallyDown(keycode::rightCommand));
@@ -174,7 +170,7 @@ TEST_F(KeyInjectorTest, HeldHotkeyNeitherMixesInNorIsForgotten) {
     EXPECT_EQ(events.back().flags, 0U);
     EXPECT_FALSE(s_session->isKeyDown(KEY_LEFTSHIFT));
     s_session->tapPhysicalKey(KEY_A);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("held ok öa"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"held ok öa"_qs)) << field.text().toStdString();
 }
 
 TEST_F(KeyInjectorTest, AModifierHeldDuringOneInjectionCostsTheNextNothing) {
@@ -187,16 +183,16 @@ TEST_F(KeyInjectorTest, AModifierHeldDuringOneInjectionCostsTheNextNothing) {
         const auto keycode = static_cast<uint8_t>(key + 8);
         s_session->physicalKey(key, true);
         ASSERT_TRUE(waitUntil([&] { return m_guard->isPhysicallyDown(keycode); }));
-        paste(PasteChord::controlV, copy(QStringLiteral("[Held]")));
-        expected += QStringLiteral("[Held]");
+        paste(PasteChord::controlV, copy(u"[Held]"_qs));
+        expected += u"[Held]"_qs;
         ASSERT_TRUE(field.waitForText(expected)) << field.text().toStdString();
         EXPECT_TRUE(s_session->isKeyDown(key)) << "it is still held";
         s_session->physicalKey(key, false);
         ASSERT_TRUE(waitUntil([&] { return !m_guard->isPhysicallyDown(keycode); }));
         EXPECT_TRUE(waitUntil([&] { return !s_session->isKeyDown(key); }));
-        paste(PasteChord::controlV, copy(QStringLiteral("[Next]")));
-        EXPECT_EQ(type(QStringLiteral("Typed")), InjectionStatus::delivered);
-        expected += QStringLiteral("[Next]Typed");
+        paste(PasteChord::controlV, copy(u"[Next]"_qs));
+        EXPECT_EQ(type(u"Typed"_qs), InjectionStatus::delivered);
+        expected += u"[Next]Typed"_qs;
         ASSERT_TRUE(field.waitForText(expected)) << field.text().toStdString();
     }
 }
@@ -221,7 +217,7 @@ TEST_F(KeyInjectorTest, WhatAKilledProcessLeftIsPutBack) {
     m_injector.reset();
     // The state such a process leaves: a spare key bound, and its number on the root window.
     auto* const connection = s_session->connection();
-    const auto own = XcbConnection::open(QStringLiteral("the test"));
+    const auto own = XcbConnection::open(u"the test"_qs);
     const uint32_t keycode = KeyboardLayout::read(*own)->spareKeys().back();
     const xcb_keysym_t letter = 'q';
     xcb_change_keyboard_mapping(connection, 1, static_cast<uint8_t>(keycode), 1, &letter);

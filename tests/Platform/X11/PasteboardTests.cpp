@@ -14,18 +14,16 @@ struct XClip {
 
     static std::unique_ptr<Pasteboard> create() { return createX11Pasteboard(); }
     static QStringList arguments(const QString& selection, const QString& type, const QString& direction) {
-        return {QStringLiteral("-selection"), selection, QStringLiteral("-t"), type, direction};
+        return {u"-selection"_qs, selection, u"-t"_qs, type, direction};
     }
     std::unique_ptr<QProcess> launchOwner(const QString& type) {
-        return session.launch(QStringLiteral("xclip"),
-                              QStringList{QStringLiteral("-quiet")} +
-                                  arguments(QStringLiteral("clipboard"), type, QStringLiteral("-i")));
+        return session.launch(u"xclip"_qs, QStringList{u"-quiet"_qs} + arguments(u"clipboard"_qs, type, u"-i"_qs));
     }
     QByteArray paste(const QString& type, bool primary) {
-        const auto selection = primary ? QStringLiteral("primary") : QStringLiteral("clipboard");
-        return session.run(QStringLiteral("xclip"), arguments(selection, type, QStringLiteral("-o")));
+        const auto selection = primary ? u"primary"_qs : u"clipboard"_qs;
+        return session.run(u"xclip"_qs, arguments(selection, type, u"-o"_qs));
     }
-    QByteArray listTypes() { return paste(QStringLiteral("TARGETS"), false); }
+    QByteArray listTypes() { return paste(u"TARGETS"_qs, false); }
 
     test::XSession session;
 };
@@ -41,14 +39,13 @@ namespace {
 using X11PasteboardTest = test::PasteboardContract<XClip>;
 
 TEST_F(X11PasteboardTest, CountsTheReadsOfOneProgramAlone) {
-    const auto offered = offer(QStringLiteral("who"));
+    const auto offered = offer(u"who"_qs);
     EXPECT_EQ(paste(privacyHint), "secret") << "managers are asked to keep nothing";
     EXPECT_EQ(offered->reads(), 0);
     offered->countReadsOf(1);
     EXPECT_EQ(paste(), "who");
     EXPECT_FALSE(isRead(*offered, 1)) << "a manager is not the target";
-    auto reader = s_desktop->session.launch(
-        QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("read line; exec xclip -selection clipboard -o")});
+    auto reader = s_desktop->session.launch(u"sh"_qs, {u"-c"_qs, u"read line; exec xclip -selection clipboard -o"_qs});
     offered->countReadsOf(reader->processId());
     reader->write("\n");
     EXPECT_TRUE(isRead(*offered, 5000));

@@ -1,7 +1,6 @@
 #include "FileFixture.h"
+#include "ServerProcess.h"
 #include "SignInFixture.h"
-
-#include <QProcess>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -9,129 +8,102 @@
 #include <unistd.h>
 
 using namespace quillo::test;
-using quillo::server::Json;
 
 namespace {
-
-struct Outcome {
-    int code = -1;
-    QByteArray output;
-    QByteArray errors;
-};
 
 /// The administrator's commands, given while the server runs.
 class AccountsCommands : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(Browser(server).submit("/auth/register", annsForm).status, 200);
-        access = redeem(server, Browser(server).submit("/auth/login", annsForm).code()).body["tokens"]["access_token"];
+        access = accessOf(redeem(server, Browser(server).submit("/auth/login", annsForm).code()));
     }
 
-    QStringList arguments(const QStringList& words) const {
-        const QStringList folder{QStringLiteral("--data"), QString::fromStdString(server.dataFolder().string())};
-        return QStringList{QStringLiteral("accounts")} + words +
-               (words.join(u' ').contains(u"--data") ? QStringList() : folder);
+    QStringList arguments(const QString& command) const {
+        const auto folder = QString::fromStdString(server.dataFolder().string());
+        return words(u"accounts "_qs + command + (command.contains(u"--data") ? u""_qs : u" --data "_qs + folder));
+    }
+    Outcome run(const char* command, const QByteArray& input = {}) const {
+        return runServer(arguments(QString::fromLatin1(command)), input);
     }
 
-    Outcome run(const QStringList& words, const QByteArray& input = {}) const {
-        QProcess process;
-        process.start(qEnvironmentVariable("QUILLO_SERVER"), arguments(words));
-        process.write(input);
-        process.closeWriteChannel();
-        EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-
-    int statusOfSignIn(const char* m_with) const {
-        return Browser(server).submit("/auth/login", {{"email", "ann@example.org"}, {"password", m_with}}).status;
+    int statusOfSignIn(const char* words) const {
+        return Browser(server).submit("/auth/login", {{"email", "ann@example.org"}, {"password", words}}).status;
     }
 
     TestServer server;
     std::string access;
-    const QString ann = QStringLiteral("Ann@example.org");
 };
 
 TEST_F(AccountsCommands, ListsResetsAndDeletesWhileTheServerRuns) {
-    const auto listed = run({QStringLiteral("list")});
+    const auto listed = run("list");
     EXPECT_EQ(listed.code, 0);
     EXPECT_TRUE(listed.output.contains("ann@example.org  Ann")) << listed.output.data();
 
-    EXPECT_EQ(run({QStringLiteral("reset-password"), ann}, "another few words\n").code, 0);
+    EXPECT_EQ(run("reset-password Ann@example.org", "another few words\n").code, 0);
     EXPECT_EQ(statusOfMe(server, access), 401) << "sign-ins end with the old password";
     EXPECT_EQ(statusOfSignIn(password), 401);
     EXPECT_EQ(statusOfSignIn("another few words"), 200);
 
-    EXPECT_EQ(run({QStringLiteral("delete"), ann, QStringLiteral("--yes")}).code, 0);
+    EXPECT_EQ(run("delete Ann@example.org --yes").code, 0);
     EXPECT_EQ(statusOfSignIn("another few words"), 401);
-    EXPECT_FALSE(run({QStringLiteral("list")}).output.contains("ann@"));
+    EXPECT_FALSE(run("list").output.contains("ann@"));
     for (const int code : {0, 1})
-        EXPECT_EQ(run({QStringLiteral("add"), ann}, "quite other words\n").code, code) << "made once";
+        EXPECT_EQ(run("add Ann@example.org", "quite other words\n").code, code) << "made once";
     EXPECT_EQ(statusOfSignIn("quite other words"), 200);
 }
 
 TEST(AccountsCommand, DeletesWhatTheServerIsWorkingOn) {
-    const auto recogniser = std::make_shared<GatedRecogniser>();
-    quillo::server::ServerOptions options;
-    options.fileWorkers = 1;
-    options.maxSpoolBytes = 100000;
-    TestServer server(recogniser, options);
+    auto [recogniser, server, other] = gatedServer({.maxSpoolBytes = 100000, .fileWorkers = 1});
     const auto signedIn = redeem(server, Browser(server).submit("/auth/register", annsForm).code());
-    const auto token = QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>());
+    const auto token = QString::fromStdString(accessOf(signedIn));
     recogniser->hold();
     Form form; // of 32044 bytes
     OpenRequest running(server, uploadRequest("/api/v1/transcription/file", token, form.body()));
-    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
     form.recordingId = "queued";
     OpenRequest queued(server, uploadRequest("/api/v1/transcription/diarize", token, form.body()));
     const QByteArray path = "/transcription/recording/queued/diarization";
     ASSERT_TRUE(waitUntil([&] { return getAs(server, token, path).status == 200; }));
 
-    QProcess process;
-    process.start(qEnvironmentVariable("QUILLO_SERVER"),
-                  {QStringLiteral("accounts"), QStringLiteral("delete"), QStringLiteral("ann@example.org"),
-                   QStringLiteral("--yes"), QStringLiteral("--data"),
-                   QString::fromStdString(server.dataFolder().string())});
-    ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
-    EXPECT_EQ(process.exitCode(), 0);
+    const auto folder = QString::fromStdString(server.dataFolder().string());
+    EXPECT_EQ(runServer(words(u"accounts delete ann@example.org --yes --data "_qs + folder)).code, 0);
     EXPECT_EQ(spooledFiles(server), 0U);
     recogniser->release();
     EXPECT_EQ(running.answer().status, 404);
     EXPECT_EQ(queued.answer().status, 404);
     // The room is there again, although another process took the files away.
     form.file = wav(45000);
-    EXPECT_EQ(upload(server, server.token(), form).status, 200);
+    EXPECT_EQ(upload(server, other, form).status, 200);
 }
 
 struct WrongCommand {
-    QStringList words;
+    const char* command;
     QByteArray input;
     int code;
     const char* said;
 };
 
 TEST_F(AccountsCommands, WhatIsWrongChangesNothingAndIsSaid) {
-    const auto reset = QStringLiteral("reset-password");
-    const auto remove = QStringLiteral("delete");
-    const auto nobody = QStringLiteral("nobody@example.org");
     const WrongCommand cases[] = {
-        {{}, {}, 2, "say list, add EMAIL, reset-password EMAIL or delete EMAIL"},
-        {{QStringLiteral("nonsense")}, {}, 2, "say list"},
-        {{QStringLiteral("list"), ann}, {}, 2, "takes nothing after it"},
-        {{reset}, {}, 2, "give one e-mail address"},
-        {{reset, ann, QStringLiteral("a-password")}, {}, 2, "no password: it is asked for"},
-        {{reset, QStringLiteral("ann")}, {}, 2, "is not an e-mail address"},
-        {{reset, ann, QStringLiteral("--force")}, {}, 2, "--force"},
-        {{reset, nobody}, "another few words\n", 3, "there is no account nobody@example.org"},
-        {{reset, ann}, "short\n", 1, "at least 10 characters"},
-        {{reset, ann}, "", 1, "no password was given"},
-        {{reset, ann}, "\n", 1, "Choose a password"},
-        {{reset, ann}, QByteArray(100000, 'p'), 1, "no password was given"},
-        {{remove, ann}, "ann@example.org\n", 2, "add --yes"},
-        {{remove, nobody, QStringLiteral("--yes")}, {}, 3, "there is no account"},
-        {{QStringLiteral("list"), QStringLiteral("--data=/nonexistent")}, {}, 1, "there are no accounts in"},
+        {"", {}, 2, "say list, add EMAIL, reset-password EMAIL or delete EMAIL"},
+        {"nonsense", {}, 2, "say list"},
+        {"list ann@example.org", {}, 2, "takes nothing after it"},
+        {"reset-password", {}, 2, "give one e-mail address"},
+        {"reset-password ann@example.org a-password", {}, 2, "no password: it is asked for"},
+        {"reset-password ann", {}, 2, "is not an e-mail address"},
+        {"reset-password ann@example.org --force", {}, 2, "--force"},
+        {"reset-password nobody@example.org", "another few words\n", 3, "there is no account nobody@example.org"},
+        {"reset-password ann@example.org", "short\n", 1, "at least 10 characters"},
+        {"reset-password ann@example.org", "", 1, "no password was given"},
+        {"reset-password ann@example.org", "\n", 1, "Choose a password"},
+        {"reset-password ann@example.org", QByteArray(100000, 'p'), 1, "no password was given"},
+        {"delete ann@example.org", "ann@example.org\n", 2, "add --yes"},
+        {"delete nobody@example.org --yes", {}, 3, "there is no account"},
+        {"list --data=/nonexistent", {}, 1, "there are no accounts in"},
     };
-    for (const auto& [words, input, code, said] : cases) {
-        const auto outcome = run(words, input);
+    for (const auto& [command, input, code, said] : cases) {
+        const auto outcome = run(command, input);
         EXPECT_EQ(outcome.code, code) << said << outcome.errors.data();
         EXPECT_TRUE(outcome.errors.contains(said)) << said << " in " << outcome.errors.data();
     }
@@ -191,7 +163,7 @@ private:
 };
 
 TEST_F(AccountsCommands, ATerminalShowsNoPasswordAndIsAskedTwice) {
-    const auto command = arguments({QStringLiteral("reset-password"), ann});
+    const auto command = arguments(u"reset-password Ann@example.org"_qs);
     Terminal differs(command);
     differs.answer("New password", "another few words\n");
     differs.answer("once more", "yet another few words\n");
@@ -212,11 +184,11 @@ TEST_F(AccountsCommands, ATerminalShowsNoPasswordAndIsAskedTwice) {
     }
     EXPECT_EQ(statusOfSignIn("another few words"), 200);
 
-    Terminal declined(arguments({QStringLiteral("delete"), ann}));
+    Terminal declined(arguments(u"delete Ann@example.org"_qs));
     declined.answer("Type the address", "yes\n");
     EXPECT_EQ(declined.end(), 1);
     EXPECT_EQ(statusOfSignIn("another few words"), 200);
-    Terminal confirmed(arguments({QStringLiteral("delete"), ann}));
+    Terminal confirmed(arguments(u"delete Ann@example.org"_qs));
     confirmed.answer("Type the address", "ann@example.org\n");
     EXPECT_EQ(confirmed.end(), 0);
     EXPECT_EQ(statusOfSignIn("another few words"), 401);

@@ -7,12 +7,8 @@ using quillo::server::ServerOptions;
 namespace {
 
 TEST(Diarization, IsAnsweredAndCanBePolledMeanwhile) {
-    ServerOptions options;
-    options.answerTimeout = std::chrono::milliseconds(1);
-    auto recogniser = std::make_shared<GatedRecogniser>();
+    auto [recogniser, server, token] = gatedServer({.answerTimeout = std::chrono::milliseconds(1)});
     recogniser->hold();
-    TestServer server(recogniser, options);
-    const QString token = server.token();
     const auto begun = upload(server, token, {.recordingId = "meeting one"}, "/transcription/diarize");
     ASSERT_EQ(begun.status, 202);
     const QByteArray byTask =
@@ -39,14 +35,12 @@ TEST(Diarization, IsAnsweredAndCanBePolledMeanwhile) {
               R"("text":"heard 16000"})");
     EXPECT_EQ(upload(server, token, {.recordingId = "meeting one"}, "/transcription/diarize").body["plain_text"],
               "heard 16000");
-    EXPECT_EQ(recogniser->opened(), 1);
+    EXPECT_EQ(recogniser->opened, 1);
 }
 
 TEST(Diarization, UnknownTasksAreNotFoundAndFailedOnesSayWhy) {
-    auto recogniser = std::make_shared<GatedRecogniser>();
-    recogniser->refuse(true);
-    TestServer server(recogniser);
-    const QString token = server.token();
+    auto [recogniser, server, token] = gatedServer();
+    recogniser->isRefusing = true;
     // A transcription does not count as a diarization, even of the same recording.
     upload(server, token, {.recordingId = "r1"});
     for (const char* path : {"/transcription/diarization/nothing", "/transcription/recording/r1/diarization",

@@ -11,100 +11,76 @@ using namespace quillo::server;
 class GatedRecogniser::Session final : public RecognitionSession {
 public:
     Session(GatedRecogniser& owner, std::shared_ptr<RecognitionListener> listener)
-        : m_owner(owner), m_held(std::make_shared<Held>()) {
-        m_held->listener = std::move(listener);
-    }
+        : m_owner(owner), m_listener(std::move(listener)) {}
     ~Session() override {
         const std::scoped_lock lock(m_owner.m_mutex);
-        m_held->over = true;
+        std::erase(m_owner.m_finished, this);
     }
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    void push(std::span<const int16_t> samples) override {
-        const std::scoped_lock lock(m_owner.m_mutex);
-        m_held->samples += samples.size();
-    }
+    void push(std::span<const int16_t> samples) override { m_samples += samples.size(); }
     void finish() override {
         const std::scoped_lock lock(m_owner.m_mutex);
-        if (m_owner.m_holding)
-            m_owner.m_finished.push_back(m_held);
+        if (m_owner.m_isHolding)
+            m_owner.m_finished.push_back(this);
         else
-            answer(*m_held);
+            answer();
     }
     [[nodiscard]] double backlogSeconds() const override { return 0; }
 
+    void answer() {
+        Transcript transcript;
+        transcript.text = "heard " + std::to_string(m_samples);
+        transcript.language = "en";
+        transcript.end = static_cast<double>(m_samples) / 16000;
+        m_listener->onFinal(transcript);
+        m_listener->onFinished();
+    }
+
 private:
     GatedRecogniser& m_owner;
-    std::shared_ptr<Held> m_held;
+    std::shared_ptr<RecognitionListener> m_listener;
+    size_t m_samples = 0;
 };
-
-void GatedRecogniser::answer(Held& held) {
-    if (std::exchange(held.over, true))
-        return;
-    Transcript transcript;
-    transcript.text = "heard " + std::to_string(held.samples);
-    transcript.language = "en";
-    transcript.end = static_cast<double>(held.samples) / 16000;
-    held.listener->onFinal(transcript);
-    held.listener->onFinished();
-}
 
 std::unique_ptr<RecognitionSession> GatedRecogniser::open(const RecognitionOptions& options,
                                                           std::shared_ptr<RecognitionListener> listener) {
-    const std::scoped_lock lock(m_mutex);
-    if (m_refusing)
+    if (isRefusing)
         throw RecogniserUnavailable("The test wants no recogniser");
-    ++m_opened;
-    m_last = options;
+    const std::scoped_lock lock(m_mutex);
+    lastOptions = options;
+    ++opened;
     return std::make_unique<Session>(*this, std::move(listener));
 }
 
 std::string GatedRecogniser::name() const {
-    std::unique_lock lock(m_mutex);
-    ++m_blocked;
-    m_unblocked.wait(lock, [this] { return !m_blocking; });
-    --m_blocked;
+    ++blocked;
+    m_isBlocking.wait(true);
+    --blocked;
     return "gated";
 }
 
 void GatedRecogniser::blockNames(bool block) {
-    const std::scoped_lock lock(m_mutex);
-    m_blocking = block;
-    m_unblocked.notify_all();
-}
-
-int GatedRecogniser::blocked() const {
-    const std::scoped_lock lock(m_mutex);
-    return m_blocked;
+    m_isBlocking = block;
+    m_isBlocking.notify_all();
 }
 
 void GatedRecogniser::hold() {
     const std::scoped_lock lock(m_mutex);
-    m_holding = true;
+    m_isHolding = true;
 }
 
 void GatedRecogniser::release() {
     const std::scoped_lock lock(m_mutex);
-    m_holding = false;
-    for (const auto& held : m_finished)
-        answer(*held);
-    m_finished.clear();
+    m_isHolding = false;
+    for (auto* session : std::exchange(m_finished, {}))
+        session->answer();
 }
 
-void GatedRecogniser::refuse(bool refuse) {
-    const std::scoped_lock lock(m_mutex);
-    m_refusing = refuse;
-}
-
-int GatedRecogniser::opened() const {
-    const std::scoped_lock lock(m_mutex);
-    return m_opened;
-}
-
-RecognitionOptions GatedRecogniser::lastOptions() const {
-    const std::scoped_lock lock(m_mutex);
-    return m_last;
+GatedServer gatedServer(const ServerOptions& options) {
+    const auto recogniser = std::make_shared<GatedRecogniser>();
+    return {.recogniser = recogniser, .server = TestServer(recogniser, options)};
 }
 
 QByteArray tone(int frames, int channels) {
@@ -149,9 +125,7 @@ QByteArray Form::body() const {
 
 QByteArray uploadRequest(const QByteArray& path, const QString& token, const QByteArray& body,
                          const QByteArray& contentType, const QByteArray& headers) {
-    return "POST " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nAuthorization: Bearer " +
-           token.toLatin1() + "\r\nContent-Type: " + contentType +
-           "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n" + headers + "\r\n" + body;
+    return requestBytes("POST", path, bearer(token) + "Content-Type: " + contentType + "\r\n" + headers, body);
 }
 
 HttpAnswer upload(const TestServer& server, const QString& token, const Form& form, const QByteArray& path) {
@@ -159,10 +133,11 @@ HttpAnswer upload(const TestServer& server, const QString& token, const Form& fo
 }
 
 HttpAnswer getAs(const TestServer& server, const QString& token, const QByteArray& path) {
-    return parseAnswer(server.exchangeEncrypted("GET /api/v1" + path +
-                                                " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
-                                                "Authorization: Bearer " +
-                                                token.toLatin1() + "\r\n\r\n"));
+    return parseAnswer(server.exchangeEncrypted(requestBytes("GET", "/api/v1" + path, bearer(token))));
+}
+
+HttpAnswer removeAccount(const TestServer& server, const QString& token) {
+    return parseAnswer(server.exchangeEncrypted(requestBytes("DELETE", "/api/v1/users/me", bearer(token))));
 }
 
 size_t spooledFiles(const TestServer& server) {
@@ -171,7 +146,7 @@ size_t spooledFiles(const TestServer& server) {
 }
 
 OpenRequest::OpenRequest(const TestServer& server, const QByteArray& bytes) {
-    socket.connectToHost(QStringLiteral("127.0.0.1"), const_cast<TestServer&>(server)->port());
+    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
     socket.write(bytes);
     EXPECT_TRUE(
         waitUntil([this] { return socket.state() == QAbstractSocket::ConnectedState && socket.bytesToWrite() == 0; }));

@@ -4,12 +4,12 @@
 
 #include <QTcpSocket>
 
-#include <condition_variable>
+#include <atomic>
 #include <mutex>
 
 namespace quillo::test {
 
-/// A recogniser that says how many samples it heard, and answers when the test lets it.
+/// A recogniser that says how many samples it heard, and answers when the test lets it. Thread-safe.
 class GatedRecogniser final : public server::Recogniser {
 public:
     /// Waits while names are blocked.
@@ -22,33 +22,29 @@ public:
     void release();
     /// Blocks every thread that wants the name, as one does that judges an upload on a slow disk.
     void blockNames(bool block);
-    /// Threads that wait for the name.
-    [[nodiscard]] int blocked() const;
-    /// The next sessions fail to open.
-    void refuse(bool refuse);
-    [[nodiscard]] int opened() const;
-    /// What the last session was opened with.
-    [[nodiscard]] server::RecognitionOptions lastOptions() const;
+
+    std::atomic<bool> isRefusing = false; ///< the next sessions fail to open
+    std::atomic<int> opened = 0;
+    mutable std::atomic<int> blocked = 0; ///< threads that wait for the name
+    /// What the last session was opened with; read it when no session is being opened.
+    server::RecognitionOptions lastOptions;
 
 private:
     class Session;
-    struct Held {
-        std::shared_ptr<server::RecognitionListener> listener;
-        size_t samples = 0;
-        bool over = false;
-    };
-    static void answer(Held& held);
 
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable m_unblocked;
-    mutable int m_blocked = 0;
-    bool m_blocking = false;
-    bool m_holding = false;
-    bool m_refusing = false;
-    int m_opened = 0;
-    server::RecognitionOptions m_last;
-    std::vector<std::shared_ptr<Held>> m_finished;
+    std::mutex m_mutex; ///< guards what follows and the sessions
+    bool m_isHolding = false;
+    std::vector<Session*> m_finished;
+    std::atomic<bool> m_isBlocking = false;
 };
+
+/// A server whose recogniser the test holds back, and a user of it.
+struct GatedServer {
+    std::shared_ptr<GatedRecogniser> recogniser;
+    TestServer server;
+    QString token = server.token();
+};
+GatedServer gatedServer(const server::ServerOptions& options = {});
 
 /// A WAV file with a quiet tone.
 QByteArray wav(int frames, int rate = 16000, int channels = 1);
@@ -74,6 +70,7 @@ QByteArray uploadRequest(const QByteArray& path, const QString& token, const QBy
 HttpAnswer upload(const TestServer& server, const QString& token, const Form& form,
                   const QByteArray& path = "/transcription/file");
 HttpAnswer getAs(const TestServer& server, const QString& token, const QByteArray& path);
+HttpAnswer removeAccount(const TestServer& server, const QString& token);
 /// Files that the server holds of uploads.
 size_t spooledFiles(const TestServer& server);
 

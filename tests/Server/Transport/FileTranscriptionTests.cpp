@@ -46,8 +46,8 @@ TEST_F(FileTranscription, ReadsEveryRateAndChannelCount) {
         EXPECT_EQ(answer.body["language_detected"], "en");
         EXPECT_EQ(answer.body["transcription_id"].get<std::string>().size(), 36U);
     }
-    EXPECT_TRUE(recogniser->lastOptions().background);
-    EXPECT_EQ(recogniser->lastOptions().languages, std::vector<std::string>{"en"});
+    EXPECT_TRUE(recogniser->lastOptions.background);
+    EXPECT_EQ(recogniser->lastOptions.languages, std::vector<std::string>{"en"});
     EXPECT_EQ(spooledFiles(server), 0U);
 }
 
@@ -104,13 +104,13 @@ TEST_F(FileTranscription, RefusesWhatIsNoRecordingWithCauseAndNextStep) {
         EXPECT_GT(answer.body.value("detail", "").size(), 20U) << name;
         EXPECT_EQ(spooledFiles(server), 0U) << name;
     }
-    EXPECT_EQ(recogniser->opened(), 0);
+    EXPECT_EQ(recogniser->opened, 0);
 }
 
 TEST_F(FileTranscription, AsksForAToken) {
     for (const char* path : {"/transcription/file", "/api/v1/transcription/diarize"}) {
         const auto answer =
-            parseAnswer(exchange(server->port(), uploadRequest(path, QStringLiteral("x"), Form().body())));
+            parseAnswer(exchange(server.port(), uploadRequest(path, QStringLiteral("x"), Form().body())));
         EXPECT_EQ(answer.status, 401);
         EXPECT_EQ(answer.body["code"], "INVALID_TOKEN");
     }
@@ -121,7 +121,7 @@ TEST_F(FileTranscription, ARetryJoinsTheRunningTaskAndThenItsResult) {
     recogniser->hold();
     const QByteArray request = uploadRequest("/transcription/file", token, Form{.recordingId = "r1"}.body());
     OpenRequest first(server, request);
-    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
     OpenRequest second(server, request);
     // The second has been taken in when its copy of the audio has gone again.
     ASSERT_TRUE(waitUntil([&] { return spooledFiles(server) == 1; }));
@@ -130,7 +130,7 @@ TEST_F(FileTranscription, ARetryJoinsTheRunningTaskAndThenItsResult) {
     ASSERT_EQ(answer.status, 200);
     EXPECT_EQ(second.answer().body, answer.body);
     EXPECT_EQ(upload(server, token, {.recordingId = "r1"}).body, answer.body);
-    EXPECT_EQ(recogniser->opened(), 1);
+    EXPECT_EQ(recogniser->opened, 1);
 }
 
 struct Variation {
@@ -156,9 +156,9 @@ TEST_F(FileTranscription, OnlyTheSameRequestOfTheSameAccountIsARetry) {
         {"another account", {.recordingId = "r1"}, true, true},
     };
     for (const auto& [name, form, otherAccount, isRecognised] : cases) {
-        const int before = recogniser->opened();
+        const int before = recogniser->opened;
         EXPECT_EQ(upload(server, otherAccount ? other : token, form).status, 200) << name;
-        EXPECT_EQ(recogniser->opened() - before, isRecognised ? 1 : 0) << name;
+        EXPECT_EQ(recogniser->opened - before, isRecognised ? 1 : 0) << name;
     }
 }
 
@@ -166,14 +166,14 @@ TEST_F(FileTranscription, WorkGoesOnWhenTheClientHangsUp) {
     recogniser->hold();
     {
         OpenRequest gone(server, uploadRequest("/transcription/file", token, Form{.recordingId = "r1"}.body()));
-        ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+        ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
         gone.socket.abort();
     }
     ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 0; }));
     recogniser->release();
     ASSERT_TRUE(waitUntil([&] { return spooledFiles(server) == 0; }));
     EXPECT_EQ(upload(server, token, {.recordingId = "r1"}).body["text"], "heard 16000");
-    EXPECT_EQ(recogniser->opened(), 1);
+    EXPECT_EQ(recogniser->opened, 1);
 }
 
 TEST_F(FileTranscription, UploadsKeepNobodyFromDictating) {
@@ -182,7 +182,7 @@ TEST_F(FileTranscription, UploadsKeepNobodyFromDictating) {
     for (const char* recording : {"1", "2", "3", "4"})
         uploads.push_back(std::make_unique<OpenRequest>(
             server, uploadRequest("/transcription/file", token, Form{.recordingId = recording}.body())));
-    ASSERT_TRUE(waitUntil([&] { return recogniser->blocked() == 4; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->blocked == 4; }));
     StreamClient client(server.streamUrl(token));
     client.next("connected");
     EXPECT_EQ(get(server.port(), "/health").status, 200);
@@ -192,13 +192,13 @@ TEST_F(FileTranscription, UploadsKeepNobodyFromDictating) {
 }
 
 TEST_F(FileTranscription, AFailureIsToldAndTriedAgain) {
-    recogniser->refuse(true);
+    recogniser->isRefusing = true;
     const auto failed = upload(server, token, {.recordingId = "r1"});
     EXPECT_EQ(failed.status, 503);
     EXPECT_EQ(failed.body["code"], "STT_UNAVAILABLE");
     EXPECT_TRUE(failed.header.contains("Retry-After"));
     EXPECT_EQ(spooledFiles(server), 0U);
-    recogniser->refuse(false);
+    recogniser->isRefusing = false;
     EXPECT_EQ(upload(server, token, {.recordingId = "r1"}).status, 200);
 }
 
@@ -206,20 +206,13 @@ TEST_F(FileTranscription, RemovingTheAccountRemovesAllOfItAndStopsItsWork) {
     recogniser->hold();
     const QByteArray request = uploadRequest("/transcription/diarize", token, Form{.recordingId = "r1"}.body());
     OpenRequest waiting(server, request);
-    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
     const QString other = server.token("another device");
-    const auto remove = [&](const QString& bearer) {
-        return parseAnswer(
-                   server.exchangeEncrypted("DELETE /api/v1/users/me HTTP/1.1\r\nHost: localhost\r\nConnection: "
-                                            "close\r\nAuthorization: Bearer " +
-                                            bearer.toLatin1() + "\r\n\r\n"))
-            .status;
-    };
-    EXPECT_EQ(remove(QStringLiteral("x")), 401);
-    EXPECT_EQ(remove(token), 200);
+    EXPECT_EQ(removeAccount(server, QStringLiteral("x")).status, 401);
+    EXPECT_EQ(removeAccount(server, token).status, 200);
     EXPECT_EQ(waiting.answer().status, 404);
     EXPECT_EQ(spooledFiles(server), 0U);
-    EXPECT_EQ(remove(token), 401);
+    EXPECT_EQ(removeAccount(server, token).status, 401);
     EXPECT_EQ(getAs(server, token, "/users/me").status, 401);
     EXPECT_EQ(getAs(server, other, "/users/me").status, 200);
     const QString again = server.token(); // the same device, a new user
@@ -231,41 +224,33 @@ TEST_F(FileTranscription, WhatWasHeardLiveIsNotRecognisedAgain) {
     StreamClient client(server.streamUrl(token));
     client.next("connected");
     client.send(R"({"type":"start_session","languages":["en"],"client_recording_id":"live"})");
-    client.next("session_started");
-    const QByteArray samples = tone(16000);
-    client.socket.sendTextMessage(QStringLiteral("{\"type\":\"audio_chunk\",\"data\":\"") +
-                                  QString::fromLatin1(samples.toBase64()) + QStringLiteral("\"}"));
-    client.send(R"({"type":"end_session"})");
-    const Json ended = client.next("session_ended");
+    client.sendAudio(tone(16000));
+    const Json ended = client.finish(0);
 
     // The text is kept on another thread than the one that sends; the same audio finds it.
     ASSERT_TRUE(waitUntil([&] {
         return upload(server, token, {.purpose = {}, .recordingId = "live"}).body["transcription_id"] ==
                ended["transcription_id"];
     }));
-    const int before = recogniser->opened();
+    const int before = recogniser->opened;
     EXPECT_EQ(upload(server, token, {.recordingId = "live"}).body["text"], ended["text"]);
-    EXPECT_EQ(recogniser->opened(), before);
-    const Variation cases[] = {
-        {"one sample more", {.file = wav(16001), .recordingId = "live"}, false, true},
-        {"one sample different", {.file = withHeader(wav(16000), 5000, "xy"), .recordingId = "live"}, false, true},
-        {"another language", {.language = "fr", .recordingId = "live"}, false, true},
-        {"a wish for a new text", {.purpose = "retranscribe", .recordingId = "live"}, false, true},
+    EXPECT_EQ(recogniser->opened, before);
+    const std::pair<const char*, Form> cases[] = {
+        {"one sample more", {.file = wav(16001), .recordingId = "live"}},
+        {"one sample different", {.file = withHeader(wav(16000), 5000, "xy"), .recordingId = "live"}},
+        {"another language", {.language = "fr", .recordingId = "live"}},
+        {"a wish for a new text", {.purpose = "retranscribe", .recordingId = "live"}},
     };
-    for (const auto& [name, form, otherAccount, isRecognised] : cases) {
-        const int opened = recogniser->opened();
+    for (const auto& [name, form] : cases) {
+        const int opened = recogniser->opened;
         EXPECT_EQ(upload(server, token, form).status, 200) << name;
-        EXPECT_EQ(recogniser->opened(), opened + 1) << name;
+        EXPECT_EQ(recogniser->opened, opened + 1) << name;
     }
 }
 
 TEST(FileTranscriptionLimits, ALongRecognitionIsAnsweredBeforeTheClientGivesUp) {
-    ServerOptions options;
-    options.answerTimeout = std::chrono::milliseconds(50);
-    auto recogniser = std::make_shared<GatedRecogniser>();
+    auto [recogniser, server, token] = gatedServer({.answerTimeout = std::chrono::milliseconds(50)});
     recogniser->hold();
-    TestServer server(recogniser, options);
-    const QString token = server.token();
     const auto early = upload(server, token, {.recordingId = "r1"});
     EXPECT_EQ(early.status, 202);
     EXPECT_EQ(early.body["status"], "processing");
@@ -273,18 +258,14 @@ TEST(FileTranscriptionLimits, ALongRecognitionIsAnsweredBeforeTheClientGivesUp) 
     recogniser->release();
     ASSERT_TRUE(waitUntil([&] { return spooledFiles(server) == 0; }));
     EXPECT_EQ(upload(server, token, {.recordingId = "r1"}).status, 200);
-    EXPECT_EQ(recogniser->opened(), 1);
+    EXPECT_EQ(recogniser->opened, 1);
 }
 
 TEST(FileTranscriptionLimits, BoundsBytesAndTasks) {
-    ServerOptions options;
-    options.maxUploadBytes = 100000;
-    options.maxSpoolBytes = 120000;
-    options.maxTasksPerUser = 2;
-    options.answerTimeout = std::chrono::milliseconds(1);
-    auto recogniser = std::make_shared<GatedRecogniser>();
-    TestServer server(recogniser, options);
-    const QString token = server.token();
+    auto [recogniser, server, token] = gatedServer({.maxUploadBytes = 100000,
+                                                    .maxSpoolBytes = 120000,
+                                                    .maxTasksPerUser = 2,
+                                                    .answerTimeout = std::chrono::milliseconds(1)});
     EXPECT_EQ(upload(server, token, {.file = wav(60000)}).body["code"], "UPLOAD_TOO_LARGE");
     EXPECT_EQ(upload(server, token, {.file = wav(600000)}).body["code"], "BODY_TOO_LARGE");
     EXPECT_EQ(spooledFiles(server), 0U);
@@ -303,20 +284,20 @@ TEST(FileTranscriptionLimits, BoundsBytesAndTasks) {
     EXPECT_EQ(upload(server, token, {.file = wav(40000)}).status, 200);
 }
 
+/// An upload up to its body, for which it waits to be asked.
+QByteArray headOfUpload(const QString& token) {
+    const auto body = Form().body();
+    return uploadRequest("/transcription/file", token, body, formType, "Expect: 100-continue\r\n").chopped(body.size());
+}
+
 TEST(FileTranscriptionLimits, CutsSlowUploadsAndTakesNotTooManyAtOnce) {
-    ServerOptions options;
-    options.requestTimeout = std::chrono::milliseconds(1500);
-    options.maxUploadsPerUser = 1;
-    TestServer server(std::make_shared<GatedRecogniser>(), options);
-    const QString token = server.token();
-    const QByteArray request = uploadRequest("/transcription/file", token, Form().body());
-    const QByteArray body = Form().body();
-    OpenRequest slow(
-        server,
-        uploadRequest("/transcription/file", token, body, formType, "Expect: 100-continue\r\n").chopped(body.size()));
+    auto [recogniser, server, token] =
+        gatedServer({.maxUploadsPerUser = 1, .requestTimeout = std::chrono::milliseconds(1500)});
+    OpenRequest slow(server, headOfUpload(token));
     ASSERT_TRUE(waitUntil([&] { return slow.socket.readAll().startsWith("HTTP/1.1 100"); }));
-    slow.socket.write(body.left(3000));
-    const auto second = parseAnswer(exchange(server->port(), request));
+    slow.socket.write(Form().body().left(3000));
+    const auto second =
+        parseAnswer(exchange(server.port(), uploadRequest("/transcription/file", token, Form().body())));
     EXPECT_EQ(second.status, 429);
     EXPECT_EQ(second.body["code"], "TOO_MANY_UPLOADS");
     EXPECT_EQ(slow.answer().status, 0); // cut, with nothing said
@@ -326,16 +307,12 @@ TEST(FileTranscriptionLimits, CutsSlowUploadsAndTakesNotTooManyAtOnce) {
 
 TEST(FileTranscriptionLimits, TellsBeforeTheBodyWhenItIsAskedTo) {
     TestServer server(std::make_shared<GatedRecogniser>());
-    const QByteArray body = Form().body();
-    const auto request = [&](const QString& token) {
-        return uploadRequest("/transcription/file", token, body, formType, "Expect: 100-continue\r\n");
-    };
-    OpenRequest refused(server, request(QStringLiteral("x")).chopped(body.size()));
+    OpenRequest refused(server, headOfUpload(QStringLiteral("x")));
     EXPECT_EQ(refused.answer().status, 401);
-    OpenRequest taken(server, request(server.token()).chopped(body.size()));
+    OpenRequest taken(server, headOfUpload(server.token()));
     ASSERT_TRUE(waitUntil([&] { return taken.socket.bytesAvailable() > 0; }));
     EXPECT_TRUE(taken.socket.readAll().startsWith("HTTP/1.1 100"));
-    taken.socket.write(body);
+    taken.socket.write(Form().body());
     EXPECT_EQ(taken.answer().status, 200);
 }
 

@@ -21,12 +21,10 @@ protected:
 
 TEST_F(ServerProcesses, SignalsEndItInOrder) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
-        const auto signedIn = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
-        StreamClient client(
-            QUrl(QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2")
-                     .arg(server.port)
-                     .arg(QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>()))));
+        server.start();
+        const auto token = server.signIn();
+        const auto url = QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2").arg(server.port).arg(token);
+        StreamClient client((QUrl(url)));
         client.next("connected");
         ::kill(static_cast<pid_t>(server.process.processId()), signal);
         EXPECT_TRUE(client.waitClosed());
@@ -34,8 +32,7 @@ TEST_F(ServerProcesses, SignalsEndItInOrder) {
         ASSERT_TRUE(server.finished());
         EXPECT_EQ(server.process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(server.process.exitCode(), 0);
-        const auto log = server.process.readAllStandardError();
-        EXPECT_FALSE(log.contains(signedIn.body["tokens"]["access_token"].get<std::string>().c_str()));
+        EXPECT_FALSE(server.process.readAllStandardError().contains(token.toLatin1()));
     }
 }
 
@@ -46,7 +43,7 @@ TEST_F(ServerProcesses, ARestartedServerKeepsThePortAndTheUsersOnAnInheritedSock
     server.process.setChildProcessModifier([descriptor] { ::dup2(descriptor, 7); });
     std::string user;
     for (int round = 0; round < 2; ++round) {
-        server.start({QStringLiteral("--listen"), QStringLiteral("fd:7"), QStringLiteral("--exit-with-parent")});
+        server.start(QStringLiteral("--listen fd:7 --exit-with-parent"));
         EXPECT_EQ(server.port, held.serverPort());
         // Qt would accept connections itself as soon as its event loop runs.
         held.pauseAccepting();
@@ -74,72 +71,59 @@ TEST_F(ServerProcesses, TakesTheSocketOfTheServiceManager) {
 }
 
 TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
-    server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+    server.start();
     {
         // An upload that is under way.
         QFile file(server.data + QStringLiteral("/uploads/half.audio"));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     }
-    QProcess second;
-    second.start(qEnvironmentVariable("QUILLO_SERVER"),
-                 {QStringLiteral("--recogniser=scripted"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
-                  QStringLiteral("--data"), server.data});
-    ASSERT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }));
-    EXPECT_EQ(second.exitCode(), 3);
-    const auto said = second.readAllStandardError();
+    const auto second =
+        runServer(words(QStringLiteral("--recogniser=scripted --listen 127.0.0.1:0 --data ") + server.data));
+    EXPECT_EQ(second.code, 3);
     for (const auto& part : {QByteArray::number(server.process.processId()), QByteArray::number(server.port),
                              QByteArray("--data"), QByteArray("QUILLO_SERVER_HOST")})
-        EXPECT_TRUE(said.contains(part)) << said.data();
+        EXPECT_TRUE(second.errors.contains(part)) << second.errors.data();
     EXPECT_TRUE(QFile::exists(server.data + QStringLiteral("/uploads/half.audio")));
     // A killed server leaves no lock behind.
     server.process.kill();
     ASSERT_TRUE(server.finished());
-    server.start({QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+    server.start();
     EXPECT_EQ(get(server.port, "/health").status, 200);
 }
 
 struct Refusal {
-    QStringList arguments;
-    int exitCode;
+    QString options;
+    int code;
     const char* text;
 };
 
 TEST_F(ServerProcesses, WrongOptionsAreNamedWithTheNextStep) {
     QTcpServer taken;
     ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
-    const QString takenAddress = QStringLiteral("127.0.0.1:%1").arg(taken.serverPort());
-    const QString nowhere = folder.filePath(QStringLiteral("none.json"));
-    const auto q = [](const char* text) { return QString::fromLatin1(text); };
     const Refusal cases[] = {
-        {{q("--colour")}, 2, "--colour"},
-        {{q("--threads"), q("many")}, 2, "--threads"},
-        {{q("--max-sessions=0")}, 2, "--max-sessions"},
-        {{q("--recogniser"), q("magic")}, 2, "pocketsphinx"},
-        {{q("--recogniser"), q("http")}, 2, "--recogniser-url"},
-        {{q("--listen")}, 2, "ADDRESS:PORT"},
-        {{q("--certificate"), nowhere}, 2, "--key"},
-        {{q("--recogniser=scripted"), q("--certificate"), nowhere, q("--key"), nowhere, q("--listen=127.0.0.1:0")},
-         1,
-         "none.json"},
-        {{q("--trust-proxy"), q("proxy.example")}, 2, "127.0.0.1"},
-        {{q("--registration=maybe")}, 2, "open or closed"},
-        {{q("--recogniser-prompt"), q("Quillo")}, 2, "--recogniser http"},
-        {{q("--recogniser-path=inference")}, 2, "begins with /"},
-        {{q("--recogniser-timeout"), q("0")}, 2, "--recogniser-timeout"},
-        {{q("--recogniser=http"), q("--recogniser-url=https://h"), q("--recogniser-authority"), nowhere},
-         1,
-         "none.json"},
-        {{q("--recogniser=scripted"), q("--script"), nowhere}, 1, "none.json"},
-        {{q("--recogniser=scripted"), q("--listen"), q("nonsense")}, 1, "127.0.0.1:48650"},
-        {{q("--recogniser=scripted"), q("--listen"), q("fd:0")}, 1, "listening"},
-        {{q("--recogniser=scripted"), q("--listen"), takenAddress}, 1, "--listen"},
+        {u"--colour"_qs, 2, "--colour"},
+        {u"--threads many"_qs, 2, "--threads"},
+        {u"--max-sessions=0"_qs, 2, "--max-sessions"},
+        {u"--recogniser magic"_qs, 2, "pocketsphinx"},
+        {u"--recogniser http"_qs, 2, "--recogniser-url"},
+        {u"--listen"_qs, 2, "ADDRESS:PORT"},
+        {u"--certificate /none.pem"_qs, 2, "--key"},
+        {u"--recogniser=scripted --listen=127.0.0.1:0 --certificate /none.pem --key /none.pem"_qs, 1, "none.pem"},
+        {u"--trust-proxy proxy.example"_qs, 2, "127.0.0.1"},
+        {u"--registration=maybe"_qs, 2, "open or closed"},
+        {u"--recogniser-prompt Quillo"_qs, 2, "--recogniser http"},
+        {u"--recogniser-path=inference"_qs, 2, "begins with /"},
+        {u"--recogniser-timeout 0"_qs, 2, "--recogniser-timeout"},
+        {u"--recogniser=http --recogniser-url=https://h --recogniser-authority /none.pem"_qs, 1, "none.pem"},
+        {u"--recogniser=scripted --script /none.json"_qs, 1, "none.json"},
+        {u"--recogniser=scripted --listen nonsense"_qs, 1, "127.0.0.1:48650"},
+        {u"--recogniser=scripted --listen fd:0"_qs, 1, "listening"},
+        {u"--recogniser=scripted --listen 127.0.0.1:%1"_qs.arg(taken.serverPort()), 1, "--listen"},
     };
-    for (const auto& [arguments, exitCode, text] : cases) {
-        QProcess process;
-        process.start(qEnvironmentVariable("QUILLO_SERVER"), arguments + QStringList{q("--data"), server.data});
-        ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
-        EXPECT_EQ(process.exitCode(), exitCode) << text;
-        EXPECT_TRUE(process.readAllStandardError().contains(text)) << text;
+    for (const auto& [options, code, text] : cases) {
+        const auto outcome = runServer(words(options) + QStringList{u"--data"_qs, server.data});
+        EXPECT_EQ(outcome.code, code) << text;
+        EXPECT_TRUE(outcome.errors.contains(text)) << text << " in " << outcome.errors.data();
     }
 }
 

@@ -7,7 +7,6 @@
 #include <sys/resource.h>
 
 using namespace quillo::test;
-using quillo::server::Json;
 
 namespace {
 
@@ -19,14 +18,10 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(R"({"words": ["one", "two"], "words_per_second": 2, "words_per_final": 4, "speed": 20})");
     }
-    void start(const QStringList& more = {}) {
-        server.start(
-            QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), QStringLiteral("--script"), script} +
-            more);
-        if (token.isEmpty()) {
-            const auto signedIn = post(server.port, "/auth/anonymous", R"({"device_id":"d"})");
-            token = QString::fromStdString(signedIn.body["tokens"]["access_token"].get<std::string>());
-        }
+    void start() {
+        server.start(QStringLiteral("--listen 127.0.0.1:0 --script ") + script);
+        if (token.isEmpty())
+            token = server.signIn();
     }
     void killServer() {
         server.process.kill();

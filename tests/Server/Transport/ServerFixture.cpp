@@ -86,15 +86,27 @@ HttpAnswer parseAnswer(const QByteArray& bytes) {
     return answer;
 }
 
+QByteArray requestBytes(const QByteArray& method, const QByteArray& target, const QByteArray& headers,
+                        const QByteArray& body) {
+    const auto length = "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
+    return method + ' ' + target + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + headers +
+           (method == "GET" ? QByteArray() : length) + "\r\n" + body;
+}
+
+QByteArray upgradeRequest(const QString& token) {
+    return "GET /ws/v3/transcribe?token=" + token.toUtf8() +
+           " HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+           "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
+}
+
+QByteArray bearer(const QString& token) { return "Authorization: Bearer " + token.toLatin1() + "\r\n"; }
+
 HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers) {
-    return parseAnswer(
-        exchange(port, "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + headers + "\r\n"));
+    return parseAnswer(exchange(port, requestBytes("GET", path, headers)));
 }
 
 HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body, const QByteArray& contentType) {
-    return parseAnswer(exchange(
-        port, "POST " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nContent-Type: " + contentType +
-                  "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body));
+    return parseAnswer(exchange(port, requestBytes("POST", path, "Content-Type: " + contentType + "\r\n", body)));
 }
 
 StreamClient::StreamClient() {
@@ -114,10 +126,15 @@ StreamClient::StreamClient(const QUrl& url, const QSslConfiguration& tls) : Stre
     socket.open(url);
 }
 
-void StreamClient::sendAudio(int milliseconds) {
-    const QByteArray audio(milliseconds * 32, '\1');
-    socket.sendTextMessage(QStringLiteral("{\"type\":\"audio_chunk\",\"data\":\"") +
-                           QString::fromLatin1(audio.toBase64()) + QStringLiteral("\"}"));
+void StreamClient::sendAudio(const QByteArray& samples) {
+    send((R"({"type":"audio_chunk","data":")" + samples.toBase64() + "\"}").constData());
+}
+
+Json StreamClient::finish(int milliseconds) {
+    for (; milliseconds > 0; milliseconds -= 100)
+        sendAudio(std::min(milliseconds, 100));
+    end();
+    return next("session_ended");
 }
 
 Json StreamClient::next(const std::string& type) {

@@ -42,10 +42,16 @@ struct HttpAnswer {
     server::Json body;
 };
 
+/// A whole request after which the connection closes; `headers` as whole lines.
+QByteArray requestBytes(const QByteArray& method, const QByteArray& target, const QByteArray& headers = {},
+                        const QByteArray& body = {});
+QByteArray bearer(const QString& token);
 /// Sends bytes as they are, in the clear, and reads until the server closes.
 QByteArray exchange(uint16_t port, const QByteArray& bytes);
 /// True when an answer has come to its end, as its length says.
 bool isComplete(const QByteArray& answer);
+/// Asks for a stream.
+QByteArray upgradeRequest(const QString& token);
 HttpAnswer parseAnswer(const QByteArray& bytes);
 HttpAnswer get(uint16_t port, const QByteArray& path, const QByteArray& headers = {});
 HttpAnswer post(uint16_t port, const QByteArray& path, const QByteArray& body,
@@ -59,13 +65,22 @@ public:
     explicit StreamClient(const QUrl& url, const QSslConfiguration& tls = QSslConfiguration::defaultConfiguration());
 
     void send(const char* json) { socket.sendTextMessage(QString::fromUtf8(json)); }
+    /// Awaits the connection and sends the start of a session.
     void start() {
+        if (taken == 0)
+            next("connected");
         send(R"({"type":"start_session","languages":["en"],"mode":"streaming","audio_format":"linear16",)"
              R"("sample_rate":16000,"channels":1,"enhanced_transcription":false,"client_version":"1"})");
     }
-    void sendAudio(int milliseconds);
+    void sendAudio(const QByteArray& samples);
+    void sendAudio(int milliseconds) { sendAudio(QByteArray(milliseconds * 32, '\1')); }
+    void end() { send(R"({"type":"end_session"})"); }
+    /// Speaks in the session for so long, in pieces of 100 ms, ends it and returns what the server says of it.
+    server::Json finish(int milliseconds);
     /// The next message of the type, after those taken before; null when none comes.
     server::Json next(const std::string& type);
+    /// The code of the next error.
+    std::string nextError() { return next("error").value("code", ""); }
     [[nodiscard]] bool waitClosed();
     [[nodiscard]] int count(const std::string& type) const;
 

@@ -6,6 +6,9 @@
 
 namespace quillo::test {
 
+/// The words of a command line, none of which holds a blank.
+inline QStringList words(const QString& line) { return line.split(u' ', Qt::SkipEmptyParts); }
+
 /// The server as a process of its own.
 class ServerProcess {
 public:
@@ -17,15 +20,19 @@ public:
         process.waitForFinished();
     }
 
-    void start(QStringList arguments) {
-        process.setArguments(
-            QStringList{QStringLiteral("--recogniser"), QStringLiteral("scripted"), QStringLiteral("--data"), data} +
-            arguments);
+    void start(const QString& options = QStringLiteral("--listen 127.0.0.1:0")) {
+        process.setArguments(words(QStringLiteral("--recogniser scripted --data %1 ").arg(data) + options));
         process.start();
         EXPECT_TRUE(waitUntil([&] { return process.canReadLine() || process.state() == QProcess::NotRunning; }));
         line = process.readLine();
         EXPECT_TRUE(line.startsWith("quillo-server ready on ")) << process.readAllStandardError().data();
         port = static_cast<uint16_t>(line.trimmed().split(':').last().toUInt());
+    }
+
+    /// An access token of a new anonymous user.
+    [[nodiscard]] QString signIn() const {
+        const auto answer = post(port, "/auth/anonymous", R"({"device_id":"d"})");
+        return QString::fromStdString(answer.body["tokens"]["access_token"].get<std::string>());
     }
 
     bool finished() {
@@ -37,5 +44,21 @@ public:
     QByteArray line;
     uint16_t port = 0;
 };
+
+struct Outcome {
+    int code = -1;
+    QByteArray output;
+    QByteArray errors;
+};
+
+/// Runs the server's program to its end.
+inline Outcome runServer(const QStringList& arguments, const QByteArray& input = {}) {
+    QProcess process;
+    process.start(qEnvironmentVariable("QUILLO_SERVER"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
 
 } // namespace quillo::test

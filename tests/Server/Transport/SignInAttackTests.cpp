@@ -23,12 +23,16 @@ protected:
 
     /// A code for Ann, just given.
     QByteArray code() { return Browser(server).submit("/auth/login", annsForm).code(); }
+    /// The answers to twelve equal requests for tokens, sent at once.
+    std::vector<HttpAnswer> askAtOnce(const Json& body) {
+        const auto request = requestBytes("POST", "/oauth/token", "Content-Type: application/json\r\n",
+                                          QByteArray::fromStdString(body.dump()));
+        return exchangeAtOnce(server, std::vector<QByteArray>(12, request));
+    }
 
     TurnedClocks clocks;
     TestServer server{nullptr, clocks.options()};
 };
-
-std::string access(const HttpAnswer& answer) { return answer.body["tokens"]["access_token"]; }
 
 struct WrongExchange {
     const char* name;
@@ -78,21 +82,18 @@ TEST_F(SignInAttack, ACodeShownAgainEndsTheSignInItGave) {
     ASSERT_EQ(first.status, 200);
     clocks.turn(30min); // long after the code itself has expired
     EXPECT_EQ(redeem(server, given).status, 400);
-    EXPECT_EQ(statusOfMe(server, access(first)), 401);
-    EXPECT_EQ(statusOfMe(server, access(other)), 200) << "another sign-in of the same account goes on";
+    EXPECT_EQ(statusOfMe(server, accessOf(first)), 401);
+    EXPECT_EQ(statusOfMe(server, accessOf(other)), 200) << "another sign-in of the same account goes on";
 }
 
 TEST_F(SignInAttack, OneOfManyWhoShowACodeAtOnceGetsSomethingAndThenLosesIt) {
-    const auto given = code();
-    const auto request = requestBytes("POST", "/oauth/token", "Content-Type: application/json\r\n",
-                                      QByteArray::fromStdString(exchangeOf(given).dump()));
     std::string winner;
     int wins = 0;
-    for (const auto& answer : exchangeAtOnce(server, std::vector<QByteArray>(12, request))) {
+    for (const auto& answer : askAtOnce(exchangeOf(code()))) {
         EXPECT_TRUE(answer.status == 200 || answer.status == 400) << answer.status;
         if (answer.status == 200) {
             ++wins;
-            winner = access(answer);
+            winner = accessOf(answer);
         }
     }
     EXPECT_EQ(wins, 1);
@@ -102,10 +103,8 @@ TEST_F(SignInAttack, OneOfManyWhoShowACodeAtOnceGetsSomethingAndThenLosesIt) {
 TEST_F(SignInAttack, ManyRefreshesOfOneTokenAtOnceGiveOnePairToAll) {
     const auto signedIn = redeem(server, code());
     const Json body{{"grant_type", "refresh_token"}, {"refresh_token", signedIn.body["tokens"]["refresh_token"]}};
-    const auto request = requestBytes("POST", "/oauth/token", "Content-Type: application/json\r\n",
-                                      QByteArray::fromStdString(body.dump()));
     std::set<std::string> pairs;
-    for (const auto& answer : exchangeAtOnce(server, std::vector<QByteArray>(12, request))) {
+    for (const auto& answer : askAtOnce(body)) {
         ASSERT_EQ(answer.status, 200);
         pairs.insert(answer.body["tokens"].dump());
     }
@@ -204,14 +203,14 @@ TEST_F(SignInAttack, FormsOfOtherPagesAreNotTaken) {
     // A time that was put in front of a signature, and a page left open.
     Browser late(server);
     late.open("/auth/login");
+    const auto statusWith = [&](const QByteArray& token) {
+        return late.post("/auth/login", authorization(), formEncode(with(annsForm, {{"form_token", token}}))).status;
+    };
     const auto signature = late.token.mid(late.token.indexOf('.'));
     for (const auto& token : {now + "9" + signature, "0" + late.token, late.token + "x"})
-        EXPECT_EQ(late.post("/auth/login", authorization(), formEncode(with(annsForm, {{"form_token", token}}))).status,
-                  403);
+        EXPECT_EQ(statusWith(token), 403);
     clocks.turn(31min);
-    EXPECT_EQ(
-        late.post("/auth/login", authorization(), formEncode(with(annsForm, {{"form_token", late.token}}))).status,
-        403);
+    EXPECT_EQ(statusWith(late.token), 403);
 }
 
 TEST_F(SignInAttack, ACookieThatWasPlantedIsNotKeptAcrossASignIn) {
@@ -341,7 +340,7 @@ TEST_F(SignInAttack, TheFilesHoldNoSecret) {
     const auto given = code();
     const auto unused = code();
     const auto answer = redeem(server, given);
-    const auto planted = {std::string(password), given.toStdString(), unused.toStdString(), access(answer)};
+    const auto planted = {std::string(password), given.toStdString(), unused.toStdString(), accessOf(answer)};
     for (const char* file : {"accounts.sqlite", "accounts.sqlite-wal"}) {
         const auto content = quillo::server::readFile(server.dataFolder() / file).value_or("");
         ASSERT_FALSE(content.empty());

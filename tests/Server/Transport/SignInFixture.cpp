@@ -49,13 +49,6 @@ QByteArray Page::headerValue(const QByteArray& name) const {
                   : header.mid(at + name.size() + 4, header.indexOf('\r', at + 2) - at - name.size() - 4);
 }
 
-QByteArray requestBytes(const QByteArray& method, const QByteArray& target, const QByteArray& headers,
-                        const QByteArray& body) {
-    return method + ' ' + target + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + headers +
-           (method == "GET" ? QByteArray() : "Content-Length: " + QByteArray::number(body.size()) + "\r\n") + "\r\n" +
-           body;
-}
-
 namespace {
 
 Page parsePage(const QByteArray& bytes) {
@@ -108,9 +101,9 @@ HttpAnswer redeem(const TestServer& server, const QByteArray& code, const Json& 
     return postEncrypted(server, "/auth/oauth/token", exchangeOf(code, changes), headers);
 }
 
-QByteArray bearer(const std::string& token) {
-    return "Authorization: Bearer " + QByteArray::fromStdString(token) + "\r\n";
-}
+std::string accessOf(const HttpAnswer& signedIn) { return signedIn.body["tokens"]["access_token"]; }
+
+QByteArray bearer(const std::string& token) { return bearer(QString::fromStdString(token)); }
 
 int statusOfMe(const TestServer& server, const std::string& accessToken) {
     return parseAnswer(server.exchangeEncrypted(requestBytes("GET", "/api/v1/auth/me", bearer(accessToken)))).status;

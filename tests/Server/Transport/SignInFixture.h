@@ -57,13 +57,13 @@ const Fields annsForm = {{"full_name", "Ann"}, {"email", "ann@example.org"}, {"p
 /// Posts JSON over TLS.
 HttpAnswer postEncrypted(const TestServer& server, const QByteArray& path, const server::Json& body,
                          const QByteArray& headers = {});
-QByteArray requestBytes(const QByteArray& method, const QByteArray& target, const QByteArray& headers,
-                        const QByteArray& body = {});
 
 /// The exchange of a code with what `changes` says in place of the right values.
 server::Json exchangeOf(const QByteArray& code, const server::Json& changes = server::Json::object());
 HttpAnswer redeem(const TestServer& server, const QByteArray& code,
                   const server::Json& changes = server::Json::object(), const QByteArray& headers = {});
+/// The access token in an answer that signs in.
+std::string accessOf(const HttpAnswer& signedIn);
 /// The status of asking who a token belongs to.
 int statusOfMe(const TestServer& server, const std::string& accessToken);
 QByteArray bearer(const std::string& token);

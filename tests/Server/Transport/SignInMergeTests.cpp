@@ -97,7 +97,7 @@ TEST_F(ServerMerge, WhatIsUnderWayIsFinishedForTheAccount) {
     form.recordingId = "under-way";
     OpenRequest waiting(
         server, uploadRequest("/api/v1/transcription/diarize", QString::fromStdString(before.access), form.body()));
-    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
     const auto account = signIn("/auth/login", before.id, bearer(before.access));
     recogniser->release();
     EXPECT_EQ(waiting.answer().status, 200) << "who waited for it gets it";
@@ -111,11 +111,9 @@ TEST_F(ServerMerge, DeletingTheAccountLeavesNothingOfEither) {
     recogniser->hold();
     OpenRequest waiting(server,
                         uploadRequest("/api/v1/transcription/file", QString::fromStdString(account), Form().body()));
-    ASSERT_TRUE(waitUntil([&] { return recogniser->opened() == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 2; }));
     const auto unused = Browser(server).submit("/auth/login", annsForm).code();
-    const auto removed =
-        parseAnswer(server.exchangeEncrypted(requestBytes("DELETE", "/api/v1/users/me", bearer(account))));
-    EXPECT_EQ(removed.status, 200);
+    EXPECT_EQ(removeAccount(server, QString::fromStdString(account)).status, 200);
     recogniser->release();
     EXPECT_EQ(waiting.answer().status, 404);
     EXPECT_EQ(statusOfMe(server, account), 401);

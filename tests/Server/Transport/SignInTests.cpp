@@ -5,8 +5,6 @@ using quillo::server::Json;
 
 namespace {
 
-std::string accessOf(const HttpAnswer& answer) { return answer.body["tokens"]["access_token"]; }
-
 TEST(ServerSignIn, RegistersSignsInAndExchangesTheCode) {
     TestServer server;
     Browser browser(server);
@@ -142,12 +140,11 @@ TEST(ServerSignIn, ThePagesAreGuardedByTheirHeaders) {
 }
 
 TEST(ServerSignIn, InTheClearThePagesAnswerOwnNamesAlone) {
-    quillo::server::ServerOptions options;
-    options.hosts = {"quillo.home"}; // as a proxy on this machine may ask for
-    TestServer server(nullptr, options);
+    // as a proxy on this machine may ask for
+    TestServer server(nullptr, {.hosts = {"quillo.home"}});
     const auto ask = [&](const QByteArray& host) {
-        return exchange(server->port(), "GET /auth/login?" + formEncode(authorization()) +
-                                            " HTTP/1.1\r\nConnection: close\r\nHost: " + host + "\r\n\r\n");
+        return exchange(server.port(), "GET /auth/login?" + formEncode(authorization()) +
+                                           " HTTP/1.1\r\nConnection: close\r\nHost: " + host + "\r\n\r\n");
     };
     for (const char* host : {"127.0.0.1:5", "localhost", "[::1]:80", "quillo.home"}) {
         const auto answer = ask(host);

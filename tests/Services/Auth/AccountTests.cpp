@@ -23,8 +23,8 @@ protected:
         storeSession(secondsLeft);
     }
 
-    QByteArray refreshAnswer = ScriptedTcpServer::http("200 OK", tokensJson);
-    QByteArray deviceAnswer = ScriptedTcpServer::http("200 OK", "{}");
+    QByteArray refreshAnswer = ok(tokensJson);
+    QByteArray deviceAnswer = ok("{}");
 };
 
 TEST_F(AccountTest, AnAccountIsDeletedWithAValidTokenOrStays) {
@@ -35,11 +35,11 @@ TEST_F(AccountTest, AnAccountIsDeletedWithAValidTokenOrStays) {
         QByteArray refresh;
         const char* ending;
     };
-    const auto deleted = ScriptedTcpServer::http("200 OK", R"({"status":"deleted"})");
-    const auto unauthorized = ScriptedTcpServer::http("401 No");
+    const auto deleted = ok(R"({"status":"deleted"})");
+    const auto unauthorized = answerOf("401 No");
     for (const auto& test : {
              Case{"valid token", 60, {deleted}, {}, "ok"},
-             Case{"no content", 60, {ScriptedTcpServer::http("204 No Content")}, {}, "ok"},
+             Case{"no content", 60, {answerOf("204 No Content")}, {}, "ok"},
              Case{"expired token", 0, {deleted}, refreshAnswer, "ok"},
              Case{"token that the server ended", 60, {unauthorized, deleted}, refreshAnswer, "ok"},
              Case{"no more tokens", 0, {}, refusedToken, "authentication: Failed to delete account"},
@@ -48,7 +48,7 @@ TEST_F(AccountTest, AnAccountIsDeletedWithAValidTokenOrStays) {
                   {unauthorized, unauthorized},
                   refreshAnswer,
                   "authentication: Failed to delete account"},
-             Case{"server down", 60, {ScriptedTcpServer::http("503 Busy")}, {}, "Failed to delete account"},
+             Case{"server down", 60, {answerOf("503 Busy")}, {}, "Failed to delete account"},
          }) {
         refreshAnswer = test.refresh;
         restoreSession(test.secondsLeft);
@@ -78,13 +78,12 @@ TEST_F(AccountTest, TokensFromElsewhereAreAUsersOnceTheServerSaysSo) {
     };
     const QByteArray user = R"({"id":"w1","email":"w@example.org","is_anonymous":false})";
     for (const auto& test : {
-             Case{ScriptedTcpServer::http("200 OK", user), "two\r\nlines", "authentication: Not authenticated"},
-             Case{ScriptedTcpServer::http("200 OK", user), "", "authentication: Not authenticated"},
-             Case{ScriptedTcpServer::http("401 No"), "web-access", "authentication: Not authenticated"},
-             Case{ScriptedTcpServer::http("500 Oops"), "web-access", "status 500"},
-             Case{ScriptedTcpServer::http("200 OK", "[]"), "web-access",
-                  "Failed to decode response: the answer is not a JSON object"},
-             Case{ScriptedTcpServer::http("200 OK", user), "web-access", "ok"},
+             Case{ok(user), "two\r\nlines", "authentication: Not authenticated"},
+             Case{ok(user), "", "authentication: Not authenticated"},
+             Case{answerOf("401 No"), "web-access", "authentication: Not authenticated"},
+             Case{answerOf("500 Oops"), "web-access", "status 500"},
+             Case{ok("[]"), "web-access", "Failed to decode response: the answer is not a JSON object"},
+             Case{ok(user), "web-access", "ok"},
          }) {
         restoreSession(600);
         answer = test.answer;
@@ -106,7 +105,7 @@ TEST_F(AccountTest, ADeviceThatCannotBeRecordedIsOnlyLogged) {
     EXPECT_EQ(outcome(service().syncDeviceInfo()), "ok");
     EXPECT_EQ(log.count("Device info sync failed: Not authenticated"), 1);
     storeSession(600);
-    deviceAnswer = ScriptedTcpServer::http("503 Busy");
+    deviceAnswer = answerOf("503 Busy");
     EXPECT_EQ(outcome(service().syncDeviceInfo()), "ok");
     EXPECT_EQ(log.count("Device info sync failed: status 503"), 1);
     EXPECT_EQ(storage->accessToken(), u"old-access"_qs);

@@ -13,10 +13,16 @@
 
 namespace quillo::test {
 
+/// Whole answers of the account server.
+inline QByteArray answerOf(const QByteArray& status, const QByteArray& body = {}) {
+    return ScriptedTcpServer::http(status, body);
+}
+inline QByteArray ok(const QByteArray& body) { return answerOf("200 OK", body); }
+
 inline const QByteArray tokensJson = R"({"access_token":"new-access","refresh_token":"new-refresh","expires_in":3600})";
 
 /// How the account server refuses a refresh token.
-inline const QByteArray refusedToken = ScriptedTcpServer::http("401 Unauthorized", R"({"error":"invalid_grant"})");
+inline const QByteArray refusedToken = answerOf("401 Unauthorized", R"({"error":"invalid_grant"})");
 
 inline QByteArray responseJson(const QByteArray& user, bool isNew = true) {
     return R"({"user":)" + user + R"(,"tokens":)" + tokensJson + R"(,"is_new_user":)" + (isNew ? "true}" : "false}");
@@ -100,8 +106,8 @@ protected:
         return pages.isEmpty() ? QString() : QUrlQuery(pages.back()).queryItemValue(item, QUrl::FullyDecoded);
     }
     /// What the page answers when the user has signed in.
-    [[nodiscard]] QUrl goodCallback() const {
-        return QUrl(u"quillo://auth/callback?code=the-code&state="_qs + shown(u"state"_qs));
+    [[nodiscard]] QUrl goodCallback(const QString& code = u"the-code"_qs) const {
+        return QUrl(u"quillo://auth/callback?code=%1&state=%2"_qs.arg(code, shown(u"state"_qs)));
     }
     /// How often the path was asked for.
     [[nodiscard]] int requestsOf(const QByteArray& path) const {
@@ -109,10 +115,13 @@ protected:
                                               [&](const auto& request) { return request.head.contains(path + " "); }));
     }
     [[nodiscard]] int tokenRequests() const { return requestsOf("/oauth/token"); }
+    [[nodiscard]] bool waitForRequests(qsizetype count) const {
+        return waitUntil([&] { return server.requests.size() == count; });
+    }
 
     LogLines log;
     ManualClock clock{EventExecutor::main()};
-    QByteArray answer = ScriptedTcpServer::http("200 OK", tokensJson);
+    QByteArray answer = ok(tokensJson);
     ScriptedTcpServer::Answer script; ///< instead of the one answer
     ScriptedTcpServer server{[this](const auto& request) { return script ? script(request) : answer; }};
     std::function<Task<>()> loadStorage;

@@ -1,4 +1,5 @@
 #include "Services/Auth/AuthFixture.h"
+#include "Support/Files.h"
 
 #include <QTimer>
 #include <QUuid>
@@ -30,43 +31,34 @@ TEST_F(AuthServiceTest, ARefreshStoresTheNewTokens) {
 }
 
 TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
-    struct Case {
-        QByteArray answer;
-        const char* outcome;
-        bool keepsSession;
+    const char* const rejected = "authentication: Not authenticated";
+    const char* const failed = "Token refresh failed with status: ";
+    const char* const unreadable = "Failed to decode response: ";
+    const std::pair<QByteArray, const char*> cases[] = {
+        {answerOf("400 Bad Request", R"({"error":"invalid_grant"})"), rejected},
+        {refusedToken, rejected},
+        {answerOf("403 Forbidden", R"({"error":"invalid_token"})"), rejected},
+        {answerOf("400 Bad Request", R"({"error":"invalid_request"})"), failed},
+        {ScriptedTcpServer::http("401 Unauthorized", "[1]", "WWW-Authenticate: Basic realm=x\r\n"), failed},
+        {answerOf("403 Forbidden", "<html>This firewall does not like you</html>"), failed},
+        {answerOf("429 Too Many Requests"), failed},
+        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"), failed},
+        {answerOf("500 Oops"), failed},
+        {ok("<html>Please log in to the hotel's network</html>"), unreadable},
+        {ok(R"({"access_token":"a","refresh_token":"","expires_in":1})"), unreadable},
+        {"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n{\"access", failed},
+        {"nonsense\r\n\r\n", failed},
     };
-    const std::vector<Case> cases{
-        {ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_grant"})"),
-         "authentication: Not authenticated", false},
-        {refusedToken, "authentication: Not authenticated", false},
-        {ScriptedTcpServer::http("403 Forbidden", R"({"error":"invalid_token"})"), "authentication: Not authenticated",
-         false},
-        {ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_request"})"),
-         "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("401 Unauthorized", "[1]", "WWW-Authenticate: Basic realm=x\r\n"),
-         "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("403 Forbidden", "<html>This firewall does not like you</html>"),
-         "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("429 Too Many Requests"), "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"),
-         "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("500 Oops"), "Token refresh failed with status: ", true},
-        {ScriptedTcpServer::http("200 OK", "<html>Please log in to the hotel's network</html>"),
-         "Failed to decode response: ", true},
-        {ScriptedTcpServer::http("200 OK", R"({"access_token":"a","refresh_token":"","expires_in":1})"),
-         "Failed to decode response: ", true},
-        {"HTTP/1.1 200 OK\r\nContent-Length: 999\r\n\r\n{\"access", "Token refresh failed with status: ", true},
-        {"nonsense\r\n\r\n", "Token refresh failed with status: ", true},
-    };
-    for (const auto& test : cases) {
-        answer = test.answer;
+    for (const auto& [response, text] : cases) {
+        SCOPED_TRACE(response.toStdString());
+        answer = response;
         storeSession(-1);
-        EXPECT_THAT(outcome(service().refreshAccessToken()), testing::StartsWith(test.outcome))
-            << test.answer.toStdString();
-        EXPECT_EQ(await(service().checkExistingSession()), test.keepsSession) << test.answer.toStdString();
-        EXPECT_EQ(service().isAuthenticated(), test.keepsSession);
-        EXPECT_EQ(service().isSessionExpired(), !test.keepsSession) << "that it ended is there to be said";
-        EXPECT_EQ(storage->refreshToken(), test.keepsSession ? std::optional(u"old-refresh"_qs) : std::nullopt);
+        EXPECT_THAT(outcome(service().refreshAccessToken()), testing::StartsWith(text));
+        const bool isKept = text != rejected;
+        EXPECT_EQ(await(service().checkExistingSession()), isKept);
+        EXPECT_EQ(service().isAuthenticated(), isKept);
+        EXPECT_EQ(service().isSessionExpired(), !isKept) << "that it ended is there to be said";
+        EXPECT_EQ(storage->refreshToken(), isKept ? std::optional(u"old-refresh"_qs) : std::nullopt);
     }
     server.close();
     storeSession(-1);
@@ -82,8 +74,8 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
         storeSession(0);
         const std::array ends{Ending(service().refreshAccessToken()), Ending(service().refreshAccessToken()),
                               Ending(service().refreshAccessToken())};
-        ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
-        server.answerAll(succeeds ? ScriptedTcpServer::http("200 OK", tokensJson) : refusedToken);
+        ASSERT_TRUE(waitForRequests(1));
+        server.answerAll(succeeds ? ok(tokensJson) : refusedToken);
         for (const auto& end : ends)
             EXPECT_EQ(end.text(), succeeds ? "ok" : "authentication: Not authenticated");
         EXPECT_EQ(server.requests.size(), 1);
@@ -93,19 +85,19 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
 TEST_F(AuthServiceTest, AHotkeyDuringTheFirstSignInMakesNoSecondUser) {
     answer.clear();
     const std::array ends{Ending(service().createAnonymousSession()), Ending(service().createAnonymousSession())};
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
-    server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+    ASSERT_TRUE(waitForRequests(1));
+    server.answerAll(ok(anonymousJson));
     for (const auto& end : ends)
         EXPECT_EQ(end.text(), "ok");
     EXPECT_EQ(server.requests.size(), 1);
 
     // Who asks after a logout must not get the session of before.
     const Ending before(service().createAnonymousSession());
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 2; }));
+    ASSERT_TRUE(waitForRequests(2));
     service().logout();
     const Ending after(service().createAnonymousSession());
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 3; }));
-    server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+    ASSERT_TRUE(waitForRequests(3));
+    server.answerAll(ok(anonymousJson));
     EXPECT_EQ(after.text(), "ok");
     EXPECT_TRUE(waitUntil([&] { return before.isThere(); }));
     EXPECT_TRUE(service().isAuthenticated());
@@ -115,9 +107,9 @@ TEST_F(AuthServiceTest, AnAnswerThatComesAfterTheLogoutIsNotStored) {
     answer.clear();
     storeSession(0);
     const Ending end(service().refreshAccessToken());
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
+    ASSERT_TRUE(waitForRequests(1));
     service().logout();
-    server.answerAll(ScriptedTcpServer::http("200 OK", tokensJson));
+    server.answerAll(ok(tokensJson));
     EXPECT_EQ(end.text(), "authentication: Not authenticated");
     EXPECT_EQ(storage->accessToken(), std::nullopt);
 }
@@ -141,7 +133,7 @@ TEST_F(AuthServiceTest, AStoredSessionIsRestored) {
 }
 
 TEST_F(AuthServiceTest, AnAnonymousSessionKeepsItsDeviceAcrossALogout) {
-    answer = ScriptedTcpServer::http("200 OK", anonymousJson);
+    answer = ok(anonymousJson);
     int changes = 0;
     const auto connection =
         QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
@@ -171,7 +163,7 @@ TEST_F(AuthServiceTest, AnAnonymousSessionKeepsItsDeviceAcrossALogout) {
     EXPECT_THAT(log.text(), Not(HasSubstr(device->toStdString())));
     QObject::disconnect(connection);
 
-    answer = ScriptedTcpServer::http("503 Busy");
+    answer = answerOf("503 Busy");
     EXPECT_EQ(outcome(service().createAnonymousSession()), "Anonymous authentication failed: status 503");
 }
 
@@ -187,7 +179,7 @@ TEST_F(AuthServiceTest, AnAnswerThatTricklesHasAnEnd) {
     });
     drip.start(20);
     EXPECT_THAT(outcome(service().refreshAccessToken()), HasSubstr("Token refresh failed with status: "));
-    answer = ScriptedTcpServer::http("200 OK", tokensJson);
+    answer = ok(tokensJson);
     server.stopsReading = false;
     EXPECT_EQ(outcome(service().refreshAccessToken()), "ok") << "nobody waits for the one that trickled";
 }
@@ -211,10 +203,7 @@ TEST_F(AuthServiceTest, ADeviceCannotBeComputedByOthersOnTheMachine) {
     const QTemporaryDir folder;
     const auto path = folder.filePath(u"machine-id"_qs);
     const auto identity = [&](const QByteArray& content, const QByteArray& secret = "s", const QString& host = {}) {
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
+        writeFile(path, content);
         return DeviceIdentity({.machineIdPath = path, .homeSecret = secret, .server = host});
     };
     const QByteArray machine = "0123456789abcdef0123456789abcdef\n";
@@ -238,11 +227,11 @@ TEST_F(AuthServiceTest, ADeviceCannotBeComputedByOthersOnTheMachine) {
     // One that an earlier version computed from the machine alone serves no longer.
     (void)identity(machine);
     machineIdPath = path;
-    const auto computable = QStringLiteral("c157f4be-61eb-4752-841a-508eba57e630");
+    const auto computable = u"c157f4be-61eb-4752-841a-508eba57e630"_qs;
     EXPECT_TRUE(one.isComputable(computable));
     EXPECT_FALSE(one.isComputable(*id));
     storage->setDeviceId(computable);
-    answer = ScriptedTcpServer::http("200 OK", anonymousJson);
+    answer = ok(anonymousJson);
     EXPECT_EQ(outcome(service().createAnonymousSession()), "ok");
     EXPECT_NE(storage->deviceId(), computable);
 }

@@ -20,16 +20,16 @@ protected:
                 return anonymousAnswer;
             if (request.head.contains("/oauth/token "))
                 return request.body.contains("refresh_token") ? refreshAnswer : exchangeAnswer;
-            return ScriptedTcpServer::http("200 OK", "{}");
+            return ok("{}");
         };
     }
 
     Ending begin() { return Ending(service().startLogin()); }
 
     // An empty one leaves the client waiting.
-    QByteArray anonymousAnswer = ScriptedTcpServer::http("200 OK", anonymousJson);
-    QByteArray exchangeAnswer = ScriptedTcpServer::http("200 OK", accountJson);
-    QByteArray refreshAnswer = ScriptedTcpServer::http("200 OK", tokensJson);
+    QByteArray anonymousAnswer = ok(anonymousJson);
+    QByteArray exchangeAnswer = ok(accountJson);
+    QByteArray refreshAnswer = ok(tokensJson);
 };
 
 TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
@@ -95,42 +95,36 @@ TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
 }
 
 TEST_F(SignInTest, ABadAnswerEndsTheSignInWithoutATokenRequest) {
-    struct Case {
-        const char* url; ///< STATE is replaced by the correct state
-        const char* refusal;
-        const char* ending; ///< empty: the sign-in still waits
-    };
-    for (const auto& test : {
-             Case{"quillo://auth/callback?code=c&state=other", "Security validation failed",
-                  "Security validation failed"},
-             {"quillo://auth/callback?code=c", "Security validation failed", "Security validation failed"},
-             {"quillo://auth/callback?code=c&state=STATEx", "Security validation failed", "Security validation failed"},
-             {"quillo://auth/callback?state=STATE", "No authorization code received", "No authorization code received"},
-             {"quillo://auth/callback?code=&state=STATE", "No authorization code received",
-              "No authorization code received"},
-             {"quillo://auth/callback?error=server_error&error_description=Come+back%20later.&state=STATE",
-              "Server returned error: Come back later.", "Server returned error: Come back later."},
-             {"quillo://auth/callback?error=server_error&state=STATE&code=c", "Server returned error: server_error",
-              "Server returned error: server_error"},
-             {"quillo://auth/callback?error=e&error_description=Call+this+number&state=other",
-              "Security validation failed", "Security validation failed"},
-             {"quillo://auth/callback?error=access_denied&state=STATE", "cancelled: The sign-in was cancelled",
-              "cancelled: The sign-in was cancelled"},
-             {"quillo://auth/callback?access_token=a&refresh_token=b&state=STATE", "No authorization code received",
-              "No authorization code received"},
-             {"quillo://auth/elsewhere?code=c&state=STATE", "Invalid callback URL", ""},
-             {"quillo://evil/callback?code=c&state=STATE", "Invalid callback URL", ""},
-             {"https://auth/callback?code=c&state=STATE", "Invalid callback URL", ""},
-             {"quillo://auth/callback?code=c&code=d&state=STATE", "Invalid callback URL", ""},
+    const char* const foreign = "Security validation failed";
+    const char* const incomplete = "No authorization code received";
+    const char* const cancelled = "cancelled: The sign-in was cancelled";
+    const char* const unread = "Invalid callback URL"; // the sign-in still waits
+    // With the query of the callback, in which STATE is replaced by the correct state; else the whole URL.
+    for (const auto& [text, refusal] : std::vector<std::pair<const char*, const char*>>{
+             {"?code=c&state=other", foreign},
+             {"?code=c", foreign},
+             {"?code=c&state=STATEx", foreign},
+             {"?state=STATE", incomplete},
+             {"?code=&state=STATE", incomplete},
+             {"?access_token=a&refresh_token=b&state=STATE", incomplete},
+             {"?error=server_error&error_description=Come+back%20later.&state=STATE",
+              "Server returned error: Come back later."},
+             {"?error=server_error&state=STATE&code=c", "Server returned error: server_error"},
+             {"?error=e&error_description=Call+this+number&state=other", foreign},
+             {"?error=access_denied&state=STATE", cancelled},
+             {"?code=c&code=d&state=STATE", unread},
+             {"quillo://evil/callback?code=c&state=STATE", unread},
          }) {
+        SCOPED_TRACE(text);
         const auto ending = begin();
-        const auto url = QString::fromUtf8(test.url).replace(u"STATE"_qs, shown(u"state"_qs));
-        EXPECT_EQ(describe(service().handleCallback(QUrl(url))), test.refusal) << test.url;
+        const QString base = *text == '?' ? u"quillo://auth/callback"_qs : QString();
+        const auto url = base + QString::fromUtf8(text).replace(u"STATE"_qs, shown(u"state"_qs));
+        EXPECT_EQ(describe(service().handleCallback(QUrl(url))), refusal);
         EventExecutor::main().drain();
-        EXPECT_EQ(ending.isThere(), *test.ending != '\0') << test.url;
+        EXPECT_EQ(ending.isThere(), refusal != unread);
         service().cancelLogin();
-        EXPECT_EQ(ending.text(), *test.ending ? test.ending : "cancelled: The sign-in was cancelled") << test.url;
-        EXPECT_EQ(describe(service().handleCallback(goodCallback())), "Security validation failed") << "it has ended";
+        EXPECT_EQ(ending.text(), refusal == unread ? cancelled : refusal);
+        EXPECT_EQ(describe(service().handleCallback(goodCallback())), foreign) << "it has ended";
     }
     EXPECT_TRUE(server.requests.isEmpty());
     EXPECT_EQ(storage->accessToken(), std::nullopt);
@@ -169,7 +163,7 @@ TEST_F(SignInTest, ACallbackIsUsedOnceAndOnlyWhileASignInWaits) {
                 HasSubstr("by-hand"));
 }
 
-TEST_F(SignInTest, WhoeverComesTooLateOrGivesUpIsToldSo) {
+TEST_F(SignInTest, ComingTooLateOrGivingUpIsSaid) {
     auto ending = begin();
     clock.advance(std::chrono::seconds(119));
     EXPECT_FALSE(ending.isThere());
@@ -222,12 +216,11 @@ TEST_F(SignInTest, AnAnonymousHistoryIsTakenAlongByWhoCanProveIt) {
     };
     for (const auto& test :
          {Case{"valid", 60, {}, "Authorization: Bearer old-access\r\n"},
-          Case{"expired", 0, ScriptedTcpServer::http("200 OK", tokensJson), "Authorization: Bearer new-access\r\n"},
-          Case{"rejected", 0, ScriptedTcpServer::http("401 No"), ""},
-          Case{"unreachable", 0, ScriptedTcpServer::http("503 Busy"), ""}}) {
+          Case{"expired", 0, ok(tokensJson), "Authorization: Bearer new-access\r\n"},
+          Case{"rejected", 0, answerOf("401 No"), ""}, Case{"unreachable", 0, answerOf("503 Busy"), ""}}) {
         server.requests.clear();
         m_service.reset();
-        refreshAnswer = ScriptedTcpServer::http("503 Busy");
+        refreshAnswer = answerOf("503 Busy");
         storeSession(test.secondsLeft, true);
         ASSERT_TRUE(await(service().checkExistingSession()));
         server.requests.clear();
@@ -257,14 +250,12 @@ TEST_F(SignInTest, ARefusedExchangeLeavesTheSessionAsItWas) {
         QByteArray answer;
         const char* text;
     };
-    for (const auto& test : {Case{ScriptedTcpServer::http("400 Bad Request", R"({"error":"invalid_grant"})"),
-                                  "Token exchange failed with status: 400"},
-                             Case{ScriptedTcpServer::http("500 Oops"), "Token exchange failed with status: 500"},
-                             Case{ScriptedTcpServer::http("409 Conflict", R"({"error":"already_linked"})"),
-                                  "Account is already linked to an email"},
-                             Case{ScriptedTcpServer::http("409 Conflict"), "Failed to link account: status 409"},
-                             Case{ScriptedTcpServer::http("200 OK", "<html>"),
-                                  "Failed to decode response: the answer is not a JSON object"}}) {
+    for (const auto& test :
+         {Case{answerOf("400 Bad Request", R"({"error":"invalid_grant"})"), "Token exchange failed with status: 400"},
+          Case{answerOf("500 Oops"), "Token exchange failed with status: 500"},
+          Case{answerOf("409 Conflict", R"({"error":"already_linked"})"), "Account is already linked to an email"},
+          Case{answerOf("409 Conflict"), "Failed to link account: status 409"},
+          Case{ok("<html>"), "Failed to decode response: the answer is not a JSON object"}}) {
         exchangeAnswer = test.answer;
         const auto ending = begin();
         service().handleCallback(goodCallback());
@@ -292,7 +283,7 @@ TEST_F(SignInTest, WhatEndsASignInEndsItsExchangeToo) {
         interrupt();
         // The one who waits hears of it now, whenever the server answers.
         EXPECT_THAT(ending.text(), testing::AnyOf("cancelled: The sign-in was cancelled", "No callback received"));
-        server.answerAll(ScriptedTcpServer::http("200 OK", accountJson));
+        server.answerAll(ok(accountJson));
         ASSERT_TRUE(waitUntil([&] { return server.findChildren<QTcpSocket*>().isEmpty(); }));
         EventExecutor::main().drain();
         EXPECT_EQ(storage->accessToken(), std::nullopt) << name;
@@ -305,7 +296,7 @@ TEST_F(SignInTest, WhatEndsASignInEndsItsExchangeToo) {
     ASSERT_TRUE(waitUntil([&] { return tokenRequests() == 2; }));
     EXPECT_EQ(outcome(service().createAnonymousSession()), "ok");
     EXPECT_TRUE(service().currentUser()->isAnonymous);
-    server.answerAll(ScriptedTcpServer::http("200 OK", accountJson));
+    server.answerAll(ok(accountJson));
     EXPECT_EQ(ending.text(), "ok");
     EXPECT_EQ(service().currentUser()->id, u"a1"_qs);
 }
@@ -317,11 +308,11 @@ TEST_F(SignInTest, ASignInOutlivesWhatWasAskedForTheAnonymousSession) {
     anonymousAnswer.clear();
     const Ending refreshed(service().refreshAccessToken());
     const Ending made(service().createAnonymousSession());
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 2; }));
+    ASSERT_TRUE(waitForRequests(2));
     const auto ending = begin();
     service().handleCallback(goodCallback());
     EXPECT_EQ(ending.text(), "ok");
-    server.answerAll(ScriptedTcpServer::http("200 OK", responseJson(R"({"id":"late","is_anonymous":true})")));
+    server.answerAll(ok(responseJson(R"({"id":"late","is_anonymous":true})")));
     // Neither is an error for who waits: there is a session, a better one.
     EXPECT_EQ(refreshed.text(), "ok");
     EXPECT_EQ(made.text(), "ok");

@@ -73,7 +73,7 @@ private:
 
 class StoredSessionTest : public AuthFixture {
 protected:
-    StoredSessionTest() { answer = ScriptedTcpServer::http("200 OK", anonymousJson); }
+    StoredSessionTest() { answer = ok(anonymousJson); }
     ~StoredSessionTest() override { close(); }
 
     /// Begins a run of the program, whose server is `host`.
@@ -146,7 +146,7 @@ TEST_F(StoredSessionTest, ALockedKeyringKeepsItsSessionWhateverIsMadeMeanwhile) 
         keyring.set([this] { keyring.isLocked = keyring.isSilent = false; });
         // Nothing tells that a keyring has become quicker; it is asked again.
         ASSERT_TRUE(waitUntil([&] { return !keychain->isLocked() && restored && restored->isThere(); }));
-        server.answerAll(ScriptedTcpServer::http("200 OK", anonymousJson));
+        server.answerAll(ok(anonymousJson));
         EXPECT_EQ(anonymous.text(), "ok");
         EXPECT_EQ(user(), u"a@example.org"_qs);
         close();
@@ -157,37 +157,29 @@ TEST_F(StoredSessionTest, ALockedKeyringKeepsItsSessionWhateverIsMadeMeanwhile) 
 }
 
 TEST_F(StoredSessionTest, OfWhatWasSetBeforeTheStoreWasReadOneSessionWinsWhole) {
-    struct Case {
-        const char* name;
-        std::function<void()> meanwhile;
-        const char* access;
-        const char* refresh;
+    const auto store = [this](const char* access, bool isAnonymous) {
+        return [this, access, isAnonymous] {
+            storeSession(60, isAnonymous);
+            storage->setAccessToken(QString::fromLatin1(access));
+        };
     };
-    for (const auto& test : std::vector<Case>{
-             {"nothing", [] {}, "old-access", "old-refresh"},
-             {"an anonymous session",
-              [this] {
-                  storeSession(60, true);
-                  storage->setAccessToken(u"anonymous"_qs);
-              },
-              "old-access", "old-refresh"},
-             {"one value", [this] { storage->setRefreshToken(u"newer"_qs); }, "old-access", "old-refresh"},
-             {"an account",
-              [this] {
-                  storeSession(60);
-                  storage->setAccessToken(u"account"_qs);
-              },
-              "account", "old-refresh"},
-             {"a sign-out", [this] { storage->clear(); }, "", ""},
-         }) {
+    // What happens meanwhile, and the tokens that win.
+    const std::tuple<const char*, std::function<void()>, const char*, const char*> cases[] = {
+        {"nothing", [] {}, "old-access", "old-refresh"},
+        {"an anonymous session", store("anonymous", true), "old-access", "old-refresh"},
+        {"one value", [this] { storage->setRefreshToken(u"newer"_qs); }, "old-access", "old-refresh"},
+        {"an account", store("account", false), "account", "old-refresh"},
+        {"a sign-out", [this] { storage->clear(); }, "", ""},
+    };
+    for (const auto& [name, happens, access, refresh] : cases) {
         storeAccount();
         auto& opened = open();
-        test.meanwhile();
+        happens();
         await(opened.load());
-        EXPECT_EQ(opened.accessToken().value_or(QString()), QString::fromLatin1(test.access)) << test.name;
+        EXPECT_EQ(opened.accessToken().value_or(QString()), QString::fromLatin1(access)) << name;
         close();
-        EXPECT_EQ(stored(tokenKey::accessToken), test.access) << test.name;
-        EXPECT_EQ(stored(tokenKey::refreshToken), test.refresh) << test.name;
+        EXPECT_EQ(stored(tokenKey::accessToken), access) << name;
+        EXPECT_EQ(stored(tokenKey::refreshToken), refresh) << name;
     }
 }
 
@@ -241,7 +233,7 @@ TEST_F(StoredSessionTest, TheUserIsThereBeforeItsTokenIsRefreshed) {
     ASSERT_TRUE(waitUntil([&] { return tokenRequests() == 1; }));
     EXPECT_EQ(user(), u"a@example.org"_qs);
     EXPECT_TRUE(service().isAuthenticated());
-    server.answerAll(ScriptedTcpServer::http("200 OK", tokensJson));
+    server.answerAll(ok(tokensJson));
     EXPECT_EQ(check.text(), "ok");
 }
 

@@ -24,51 +24,41 @@ public:
 private:
     void set(Status status) {
         if (refuses)
-            throw LoginItemError(QStringLiteral("the disk is read-only; remount it"));
+            throw LoginItemError(u"the disk is read-only; remount it"_qs);
         changes += status != current;
         current = status;
     }
 };
 
-struct Case {
-    const char* name;
-    std::optional<bool> chosen;
-    Status before;
-    bool setting; ///< what the setting should say afterwards
-    Status after;
-    std::string log; ///< an expected log line; empty: no line
-};
-
-class Reconcile : public testing::TestWithParam<Case> {};
-
-TEST_P(Reconcile, MatchesTheChoiceUnlessANewerOneWasMadeInTheSession) {
-    const auto& given = GetParam();
-    const LogLines log;
-    ScriptedLoginItem item;
-    item.current = given.before;
-    EXPECT_EQ(LaunchAtLogin(item).reconcile(given.chosen), given.setting);
-    EXPECT_EQ(item.current, given.after);
-    if (given.log.empty())
-        EXPECT_EQ(log.count("Launch at Login"), 0);
-    else
-        EXPECT_EQ(log.count(given.log), 1) << log.text();
+TEST(LaunchAtLogin, TheStartMatchesTheChoiceUnlessANewerOneWasMadeInTheSession) {
+    using enum LoginItemStatus;
+    struct Case {
+        std::optional<bool> chosen;
+        Status before;
+        bool setting; ///< what the setting should say afterwards
+        Status after;
+        std::string log; ///< an expected log line; empty: no line
+    };
+    for (const auto& given : std::vector<Case>{
+             {{}, notRegistered, false, notRegistered, ""},
+             {{}, enabled, true, enabled, ""}, // arranged by the administrator
+             {true, notRegistered, true, enabled, "✅ Launch at Login registered, new status=enabled"},
+             {true, enabled, true, enabled, "Launch at Login: desired=true"},
+             {true, requiresApproval, false, requiresApproval, "switched off in the session's settings"},
+             {false, enabled, false, notRegistered, "✅ Launch at Login unregistered, new status=notRegistered"},
+             {false, requiresApproval, false, requiresApproval, "Launch at Login: desired=false"},
+         }) {
+        const LogLines log;
+        ScriptedLoginItem item;
+        item.current = given.before;
+        EXPECT_EQ(LaunchAtLogin(item).reconcile(given.chosen), given.setting) << given.log;
+        EXPECT_EQ(item.current, given.after) << given.log;
+        if (given.log.empty())
+            EXPECT_EQ(log.count("Launch at Login"), 0);
+        else
+            EXPECT_EQ(log.count(given.log), 1) << log.text();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    , Reconcile,
-    testing::Values(Case{"NothingChosen", {}, Status::notRegistered, false, Status::notRegistered, ""},
-                    Case{"ArrangedByTheAdministrator", {}, Status::enabled, true, Status::enabled, ""},
-                    Case{"Wanted", true, Status::notRegistered, true, Status::enabled,
-                         "[AppDelegate] ✅ Launch at Login registered, new status=enabled"},
-                    Case{"WantedAndThere", true, Status::enabled, true, Status::enabled,
-                         "[AppDelegate] Launch at Login: desired=true"},
-                    Case{"SwitchedOffInTheSession", true, Status::requiresApproval, false, Status::requiresApproval,
-                         "switched off in the session's settings"},
-                    Case{"Unwanted", false, Status::enabled, false, Status::notRegistered,
-                         "[AppDelegate] ✅ Launch at Login unregistered, new status=notRegistered"},
-                    Case{"UnwantedAndSwitchedOff", false, Status::requiresApproval, false, Status::requiresApproval,
-                         "[AppDelegate] Launch at Login: desired=false"}),
-    [](const auto& info) { return info.param.name; });
 
 TEST(LaunchAtLogin, AChoiceOverrulesTheSessionsSettings) {
     ScriptedLoginItem item;

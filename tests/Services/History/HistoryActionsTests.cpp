@@ -1,10 +1,8 @@
 #include "Services/History/HistoryActions.h"
 
 #include "Data/DataContainer.h"
+#include "Support/Files.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -47,37 +45,33 @@ protected:
 };
 
 TEST_F(HistoryActionsTest, ARecordIsFoundByAnUnambiguousBeginning) {
-    const auto first = QStringLiteral("1a2b3c4d-0000-4000-8000-000000000001");
-    const auto second = QStringLiteral("1a2b0000-0000-4000-8000-000000000002");
+    const auto first = u"1a2b3c4d-0000-4000-8000-000000000001"_qs;
+    const auto second = u"1a2b0000-0000-4000-8000-000000000002"_qs;
     add(first);
     add(second);
     using namespace historyActions;
-    EXPECT_EQ(recordBeginningWith(history, QStringLiteral("1a2b3"))->id, QUuid(first));
+    EXPECT_EQ(recordBeginningWith(history, u"1a2b3"_qs)->id, QUuid(first));
     EXPECT_EQ(recordBeginningWith(history, second)->id, QUuid(second));
-    const auto ambiguous = refusal([&] { static_cast<void>(recordBeginningWith(history, QStringLiteral("1a2b"))); });
+    const auto ambiguous = refusal([&] { static_cast<void>(recordBeginningWith(history, u"1a2b"_qs)); });
     ASSERT_TRUE(ambiguous);
     EXPECT_EQ(ambiguous->code(), HistoryError::Code::ambiguousId);
     EXPECT_TRUE(ambiguous->message().arguments.at(1).contains(first));
     EXPECT_TRUE(ambiguous->message().arguments.at(1).contains(second));
-    const auto unknown = refusal([&] { static_cast<void>(recordBeginningWith(history, QStringLiteral("ff"))); });
+    const auto unknown = refusal([&] { static_cast<void>(recordBeginningWith(history, u"ff"_qs)); });
     ASSERT_TRUE(unknown);
     EXPECT_EQ(unknown->code(), HistoryError::Code::noRecord);
 }
 
 TEST_F(HistoryActionsTest, OnlyKeptAudioIsPlayed) {
-    const auto record = add(QStringLiteral("1a2b3c4d-0000-4000-8000-000000000001"));
+    const auto record = add(u"1a2b3c4d-0000-4000-8000-000000000001"_qs);
     FakePlayback playback;
     const auto refused = refusal([&] { historyActions::play(*record, playback); });
     ASSERT_TRUE(refused);
     EXPECT_EQ(refused->code(), HistoryError::Code::audioNotKept);
-    record->audioRetainedId = QStringLiteral("kept");
-    QDir().mkpath(QFileInfo(audioPath(QStringLiteral("kept"))).path());
-    QFile file(audioPath(QStringLiteral("kept")));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(3200, '\1'));
-    file.close();
+    record->audioRetainedId = u"kept"_qs;
+    quillo::test::writeFile(audioPath(u"kept"_qs), QByteArray(3200, '\1'));
     historyActions::play(*record, playback);
-    EXPECT_EQ(playback.played, QStringList(file.fileName()));
+    EXPECT_EQ(playback.played, QStringList(audioPath(u"kept"_qs)));
 }
 
 } // namespace

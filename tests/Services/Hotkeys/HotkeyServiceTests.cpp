@@ -1,3 +1,4 @@
+#include "Services/Hotkeys/HotkeyChoice.h"
 #include "Services/Hotkeys/HotkeyFixture.h"
 #include "Services/Settings/KeyCodeLabels.h"
 
@@ -26,6 +27,8 @@ void HotkeyFixture::play(const QString& script) {
             keys.announce(KeyEventSourceState::keyboardChanged);
         else if (step == QLatin1String("ended"))
             service.setRecordingActive(false);
+        else if (step == QLatin1String("locked"))
+            service.forgetPressedKeys();
         else if (step == QLatin1String("begun"))
             service.setRecordingActive(true);
         else if (step.startsWith(u'+'))
@@ -122,8 +125,93 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"EndedByItselfWhileHeldLeavesNothingToRelease", "+hold 500 ended 500 -hold 1000 +hold 500 -hold 500",
              "down down up"},
         Case{"StartedElsewhereIsStoppedByToggle", "begun +alt +space -space -alt 900", "handsOn up"},
+        Case{"LeftAloneAfterAToggleRecordingTheHeldKeyBeginsNothing",
+             "+alt +space -space -alt 900 +hold 100 ended +shift -shift 900 -hold 900", "down handsOff"},
+        Case{"ALockedSessionForgetsThePress", "+hold 500 locked +shift -shift 900 -hold 900 +hold 500 -hold 900",
+             "down down up"},
         Case{"LateStartWhileHeldIsStoppedByItsRelease", "+hold 500 ended begun 500 -hold 500", "down up"}),
     [](const auto& info) { return std::string(info.param.name); });
+
+TEST(HotkeyService, HidesTheLoneTapOfAKeyThatOpensMenus) {
+    const std::pair<int, int> cases[] = {
+        {keycode::rightCommand, 1}, {keycode::leftOption, 1}, {keycode::rightControl, 0}, {101, 0}};
+    for (const auto& [code, taps] : cases) {
+        HotkeyFixture fixture;
+        fixture.set("hotkeyKeyCode", code);
+        fixture.service.start();
+        fixture.keys.press(static_cast<uint16_t>(code));
+        EXPECT_EQ(fixture.keys.hiddenTaps, taps) << code;
+        fixture.keys.release(static_cast<uint16_t>(code));
+        EXPECT_EQ(fixture.keys.hiddenTaps, taps) << code;
+    }
+}
+
+TEST(HotkeyService, LeavesACombinationOfAnotherProgramAloneUntilItIsFree) {
+    HotkeyFixture fixture;
+    fixture.keys.unavailable = {{keycode::space, keyflag::option},
+                                {keycode::space, keyflag::control | keyflag::option}};
+    int changes = 0;
+    fixture.service.onConflictsChanged = [&] { ++changes; };
+    fixture.service.start();
+    const QString press = QStringLiteral("+alt +space -space -alt 900");
+    fixture.play(press);
+    EXPECT_EQ(fixture.called().toStdString(), "");
+    const KeyCombination offered{keycode::space, keyflag::control | keyflag::command};
+    EXPECT_EQ(fixture.service.conflicts(),
+              (std::vector<HotkeyConflict>{{Hotkey::toggle, {keycode::space, keyflag::option}, offered}}));
+    fixture.keys.unavailable.clear();
+    fixture.pass(20'000);
+    EXPECT_EQ(changes, 1);
+    EXPECT_TRUE(fixture.service.conflicts().empty());
+    fixture.play(press);
+    EXPECT_EQ(fixture.called().toStdString(), "down handsOff");
+}
+
+TEST(HotkeyService, CapturesTheKeyThatIsPressedAndActsOnNone) {
+    struct {
+        const char* script;
+        KeyCombination expected;
+    } const cases[] = {{"+f9", {101, 0}},
+                       {"+hold 100 -hold", {keycode::rightCommand, 0}},
+                       {"+alt +space", {keycode::space, keyflag::option}},
+                       {"+alt +shift -shift -alt +f9", {101, 0}}};
+    for (const auto& [script, expected] : cases) {
+        HotkeyFixture fixture;
+        fixture.service.start();
+        std::vector<KeyCombination> captured;
+        fixture.service.captureKey([&](const KeyCombination& key) { captured.push_back(key); });
+        fixture.play(QString::fromLatin1(script));
+        EXPECT_EQ(captured, std::vector{expected}) << script;
+        EXPECT_EQ(fixture.called().toStdString(), "") << script;
+        fixture.play(QStringLiteral("-f9 -space -shift -alt 900 +hold"));
+        EXPECT_EQ(fixture.called().toStdString(), "down") << script;
+    }
+}
+
+TEST(HotkeyChoice, RefusesWhatWouldTakeAKeyFromTheUser) {
+    using hotkeyChoice::Problem;
+    struct {
+        Hotkey hotkey;
+        KeyCombination combination;
+        Problem problem;
+    } const cases[] = {{Hotkey::hold, {keycode::rightControl, 0}, Problem::none},
+                       {Hotkey::hold, {101, 0}, Problem::none},
+                       {Hotkey::hold, {keycode::space, 0}, Problem::neededForTyping},
+                       {Hotkey::toggle, {0, keyflag::shift}, Problem::neededForTyping},
+                       {Hotkey::toggle, {0, keyflag::control}, Problem::none},
+                       {Hotkey::toggle, {keycode::rightControl, 0}, Problem::loneModifier},
+                       {Hotkey::hold, {keycode::space, keyflag::option}, Problem::otherHotkey}};
+    HotkeyFixture fixture;
+    for (const auto& [hotkey, combination, problem] : cases)
+        EXPECT_EQ(hotkeyChoice::problemOf(hotkey, combination, HotkeyConfig()), problem) << combination.keyCode;
+    hotkeyChoice::store(Hotkey::toggle, {0, keyflag::control}, fixture.settings);
+    const auto stored = HotkeyConfig::fromSettings(fixture.settings);
+    EXPECT_EQ(stored.toggleKeyCode, 0);
+    EXPECT_EQ(stored.toggleModifiers, keyflag::control);
+    for (const auto hotkey : {Hotkey::hold, Hotkey::toggle})
+        for (const auto& offered : hotkeyChoice::alternatives(hotkey))
+            EXPECT_EQ(hotkeyChoice::problemOf(hotkey, offered, HotkeyConfig()), Problem::none) << offered.keyCode;
+}
 
 TEST(HotkeyService, StaysStoppedWithoutPermissionAndStartsWhenItIsGranted) {
     HotkeyFixture fixture;

@@ -20,19 +20,11 @@ std::pair<std::optional<AudioServiceError::Code>, std::string> failedStart(Audio
 }
 
 TEST(AUHALAudioServiceTests, EveryFailingStepNamesItselfAndDisposesOnce) {
-    struct Case {
-        const char* step;
-        const char* message;
-    };
-    const std::vector<Case> cases{
-        {"makeInputUnit", "❌ AudioComponentInstanceNew failed (status=560947818('!obj'))"},
-        {"enableInput", "❌ EnableIO(input) failed (status=560947818('!obj'))"},
-        {"setCurrentDevice", "❌ Set CurrentDevice failed (status=560947818('!obj'))"},
-        {"getDeviceFormat", "❌ Get device stream format failed (status=560947818('!obj'))"},
-        {"setClientFormat", "❌ Set client stream format failed (status=560947818('!obj'))"},
-        {"setInputCallback", "❌ SetInputCallback failed (status=560947818('!obj'))"},
-        {"initialize", "❌ AudioUnitInitialize failed (status=560947818('!obj'))"},
-        {"start", "❌ AudioOutputUnitStart failed (status=560947818('!obj'))"},
+    const std::pair<const char*, const char*> cases[] = {
+        {"makeInputUnit", "AudioComponentInstanceNew"},  {"enableInput", "EnableIO(input)"},
+        {"setCurrentDevice", "Set CurrentDevice"},       {"getDeviceFormat", "Get device stream format"},
+        {"setClientFormat", "Set client stream format"}, {"setInputCallback", "SetInputCallback"},
+        {"initialize", "AudioUnitInitialize"},           {"start", "AudioOutputUnitStart"},
     };
     for (const auto& [step, message] : cases) {
         SCOPED_TRACE(step);
@@ -41,9 +33,9 @@ TEST(AUHALAudioServiceTests, EveryFailingStepNamesItselfAndDisposesOnce) {
         hardware.failures[QString::fromUtf8(step)] = 560947818;
         const auto [code, text] = failedStart(service);
         EXPECT_EQ(code, AudioServiceError::Code::deviceSetupFailed);
-        EXPECT_EQ(text, message);
-        EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 1);
-        EXPECT_EQ(hardware.calls().last(), QStringLiteral("dispose"));
+        EXPECT_EQ(text, std::string("❌ ") + message + " failed (status=560947818('!obj'))");
+        EXPECT_EQ(hardware.calls().count(u"dispose"_qs), 1);
+        EXPECT_EQ(hardware.calls().last(), u"dispose"_qs);
         // A failure does not affect the next attempt.
         hardware.failures.clear();
         const AudioCapture capture(service);
@@ -59,7 +51,7 @@ TEST(AUHALAudioServiceTests, FailsWithoutAStatus) {
     hardware.hasUnit = true;
     hardware.sampleRate = 0;
     EXPECT_EQ(failedStart(service).second, "❌ Failed to create AVAudioConverter for AUHAL pipeline");
-    EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 1);
+    EXPECT_EQ(hardware.calls().count(u"dispose"_qs), 1);
     hardware.standard.reset();
     EXPECT_EQ(failedStart(service).second, "❌ Could not determine default input device");
 }
@@ -67,17 +59,17 @@ TEST(AUHALAudioServiceTests, FailsWithoutAStatus) {
 TEST(AUHALAudioServiceTests, ARefusedMicrophoneIsAMatterOfPermission) {
     FakeAudioHardware hardware;
     AUHALAudioService service(hardware);
-    hardware.refused = hardware.failures[QStringLiteral("start")] = 7;
+    hardware.refused = hardware.failures[u"start"_qs] = 7;
     const auto [code, text] = failedStart(service);
     EXPECT_EQ(code, AudioServiceError::Code::permissionDenied);
     EXPECT_EQ(text, "Microphone permission denied");
-    EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 1);
+    EXPECT_EQ(hardware.calls().count(u"dispose"_qs), 1);
 }
 
 TEST(AUHALAudioServiceTests, AnOutputThatStaysOnIsNoObstacle) {
     FakeAudioHardware hardware;
     AUHALAudioService service(hardware);
-    hardware.failures[QStringLiteral("disableOutput")] = -50;
+    hardware.failures[u"disableOutput"_qs] = -50;
     AudioCapture capture(service);
     EXPECT_TRUE(hardware.feed(std::vector<float>(480)));
     service.stopCapture();
@@ -88,12 +80,8 @@ TEST(AUHALAudioServiceTests, AnOutputThatStaysOnIsNoObstacle) {
 }
 
 TEST(AUHALAudioServiceTests, DeliversWhatItHeardToTheLastSample) {
-    struct Case {
-        int callbacks; ///< of 10 ms
-        size_t chunks;
-        qsizetype lastBytes;
-    };
-    for (const auto& [callbacks, chunks, lastBytes] : {Case{100, 10, 3200}, Case{105, 11, 1600}}) {
+    // Callbacks are of 10 ms.
+    for (const auto& [callbacks, chunks, lastBytes] : {std::tuple(100, 10U, 3200), {105, 11U, 1600}}) {
         FakeAudioHardware hardware;
         AUHALAudioService service(hardware);
         EXPECT_FALSE(service.firstSampleAt());
@@ -103,7 +91,7 @@ TEST(AUHALAudioServiceTests, DeliversWhatItHeardToTheLastSample) {
         for (int i = 0; i < callbacks; ++i)
             ASSERT_TRUE(hardware.feed(std::vector<float>(480, 0.25F)));
         EXPECT_TRUE(service.firstSampleAt());
-        EXPECT_EQ(service.currentDeviceName(), QStringLiteral("Microphone"));
+        EXPECT_EQ(service.currentDeviceName(), u"Microphone"_qs);
         service.stopCapture();
         service.stopCapture();
         ASSERT_TRUE(capture.waitForEnd());
@@ -111,7 +99,7 @@ TEST(AUHALAudioServiceTests, DeliversWhatItHeardToTheLastSample) {
         ASSERT_EQ(capture.chunks().size(), chunks);
         EXPECT_EQ(capture.chunks().back().data.size(), lastBytes);
         EXPECT_EQ(capture.chunks().back().sequence, static_cast<int64_t>(chunks) - 1);
-        EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 1);
+        EXPECT_EQ(hardware.calls().count(u"dispose"_qs), 1);
     }
 }
 
@@ -127,13 +115,13 @@ TEST(AUHALAudioServiceTests, ASecondStartLeavesTheFirstAlone) {
     service.stopCapture();
     ASSERT_TRUE(capture.waitForEnd());
     EXPECT_EQ(capture.sampleCount(), 3200U);
-    EXPECT_EQ(hardware.calls().count(QStringLiteral("makeInputUnit")), 1);
+    EXPECT_EQ(hardware.calls().count(u"makeInputUnit"_qs), 1);
 }
 
 TEST(AUHALAudioServiceTests, AConsumerThatGoesStopsTheDevice) {
     FakeAudioHardware hardware;
     AUHALAudioService service(hardware);
-    const auto isDisposed = [&] { return hardware.calls().last() == QStringLiteral("dispose"); };
+    const auto isDisposed = [&] { return hardware.calls().last() == u"dispose"_qs; };
     { const AudioCapture capture(service); }
     EXPECT_TRUE(waitUntil(isDisposed));
     // Nor does a device stay open whose stream was never taken.
@@ -153,7 +141,7 @@ TEST(AUHALAudioServiceTests, ALostDeviceFailsTheStreamByName) {
     AUHALAudioService service(hardware);
     AudioCapture capture(service);
     hardware.feed(std::vector<float>(2400, 0.25F));
-    hardware.loseDevice(QStringLiteral("Entity killed"));
+    hardware.loseDevice(u"Entity killed"_qs);
     ASSERT_TRUE(capture.waitForEnd());
     EXPECT_NE(capture.error().find("'Microphone' is gone (Entity killed)"), std::string::npos) << capture.error();
     EXPECT_EQ(capture.sampleCount(), 800U) << "what was heard before is delivered";
@@ -163,7 +151,7 @@ TEST(AUHALAudioServiceTests, ALostDeviceFailsTheStreamByName) {
     ASSERT_TRUE(next.waitForEnd());
     EXPECT_EQ(next.error(), "");
     EXPECT_EQ(next.chunks().at(0).sequence, 0);
-    EXPECT_EQ(hardware.calls().count(QStringLiteral("dispose")), 2);
+    EXPECT_EQ(hardware.calls().count(u"dispose"_qs), 2);
 }
 
 TEST(AUHALAudioServiceTests, StoppingDoesNotWaitForADeviceThatHangs) {
@@ -182,32 +170,27 @@ TEST(AUHALAudioServiceTests, StoppingDoesNotWaitForADeviceThatHangs) {
     AudioCapture capture(await(std::move(start)));
     EXPECT_TRUE(capture.waitForEnd());
     EXPECT_EQ(capture.error(), "");
-    EXPECT_TRUE(waitUntil([&] { return hardware.calls().last() == QStringLiteral("dispose"); }));
+    EXPECT_TRUE(waitUntil([&] { return hardware.calls().last() == u"dispose"_qs; }));
 }
 
 TEST(AUHALAudioServiceTests, ChoosesThePreferredDeviceWhenItIsThere) {
     FakeAudioHardware hardware;
-    hardware.devices = {{QStringLiteral("mic"), QStringLiteral("Microphone"), false},
-                        {QStringLiteral("usb"), QStringLiteral("Headset"), false},
-                        {QStringLiteral("out.monitor"), QStringLiteral("Monitor"), true}};
-    struct Case {
-        std::optional<QString> preferred;
-        const char* device;
-    };
-    for (const auto& [preferred, device] :
-         {Case{std::nullopt, "mic"}, Case{QStringLiteral("usb"), "usb"}, Case{QStringLiteral("absent"), "mic"},
-          Case{QStringLiteral("out.monitor"), "out.monitor"}}) {
+    hardware.devices = {{u"mic"_qs, u"Microphone"_qs, false},
+                        {u"usb"_qs, u"Headset"_qs, false},
+                        {u"out.monitor"_qs, u"Monitor"_qs, true}};
+    const std::pair<std::optional<QString>, const char*> cases[] = {
+        {{}, "mic"}, {u"usb"_qs, "usb"}, {u"absent"_qs, "mic"}, {u"out.monitor"_qs, "out.monitor"}};
+    for (const auto& [preferred, device] : cases) {
         AUHALAudioService service(hardware);
         service.setPreferredInputDeviceID(preferred);
         const AudioCapture capture(service);
-        EXPECT_EQ(hardware.calls().filter(QStringLiteral("setCurrentDevice")).last(),
-                  QStringLiteral("setCurrentDevice ") + QString::fromUtf8(device));
+        EXPECT_EQ(hardware.calls().filter(u"setCurrentDevice"_qs).last(),
+                  u"setCurrentDevice "_qs + QString::fromUtf8(device));
     }
     AUHALAudioService service(hardware);
     EXPECT_EQ(await(service.getAvailableDevices()),
-              (std::vector<AudioDevice>{{QStringLiteral("mic"), QStringLiteral("Microphone"), true},
-                                        {QStringLiteral("usb"), QStringLiteral("Headset"), false}}));
-    EXPECT_EQ(await(service.getDefaultInputDevice())->id, QStringLiteral("mic"));
+              (std::vector<AudioDevice>{{u"mic"_qs, u"Microphone"_qs, true}, {u"usb"_qs, u"Headset"_qs, false}}));
+    EXPECT_EQ(await(service.getDefaultInputDevice())->id, u"mic"_qs);
     hardware.standard.reset();
     EXPECT_FALSE(await(service.getDefaultInputDevice()));
 }

@@ -19,12 +19,7 @@ std::vector<float> sine(double rate, double seconds, double hertz = 440, double 
 }
 
 TEST(AudioLevelTests, MapsDecibelsLinearly) {
-    struct Case {
-        const char* name;
-        std::vector<float> samples;
-        float level;
-    };
-    const std::vector<Case> cases{
+    const std::vector<std::tuple<const char*, std::vector<float>, float>> cases{
         {"nothing", {}, 0.0F},
         {"silence", std::vector<float>(480, 0.0F), 0.0F},
         {"full-scale square", {1, -1, 1, -1}, 1.0F},
@@ -140,7 +135,7 @@ TEST(AudioPipelineTests, IgnoresImpossibleCallbacks) {
     EXPECT_EQ(context.statsSummary(), untouched);
     EXPECT_FALSE(context.firstSampleAt());
     context.handleInput(samples.data(), AUHALCaptureContext::maxFramesPerCallback);
-    EXPECT_TRUE(context.statsSummary().startsWith(QStringLiteral("callbacks=1 renderedFrames=16384 yieldedChunks=3 ")));
+    EXPECT_TRUE(context.statsSummary().startsWith(u"callbacks=1 renderedFrames=16384 yieldedChunks=3 "_qs));
     EXPECT_TRUE(context.firstSampleAt());
 }
 

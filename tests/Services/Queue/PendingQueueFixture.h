@@ -23,14 +23,13 @@ protected:
         posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                                   [this](const QString& name, const QVariantMap& info) {
                                       if (name == notification::pendingRecordRecovered)
-                                          recovered.append(info.value(QStringLiteral("recordId")).toString());
+                                          recovered.append(info.value(u"recordId"_qs).toString());
                                   });
     }
     ~PendingQueueFixture() override {
         QObject::disconnect(posted);
         manager.reset();
-        client.release();
-        EventExecutor::main().drain();
+        release();
     }
 
     ModelContext& context() const { return container->mainContext(); }
@@ -40,25 +39,41 @@ protected:
         manager.reset();
         container.reset();
         container = DataContainer::create();
+        makeManager();
+        manager->start(&context());
+    }
+    void makeManager() {
         manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
             .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
-        manager->start(&context());
     }
 
     /// A waiting recording with its record; returns the record's id.
-    QUuid addPending(const QString& audioId, const std::function<void(RecordFields&)>& change = {}) {
-        folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), QByteArray(32'000, '\x01'));
+    QUuid addPending(const QString& audio, const std::function<void(RecordFields&)>& change = {}) {
+        folder.add(RecordingsFolder::metadata(audio, clock.wallTime().addSecs(-60)), QByteArray(32'000, '\x01'));
         const auto record = std::make_shared<TranscriptionRecord>();
-        record->userId = QStringLiteral("user-1");
+        record->userId = u"user-1"_qs;
         record->createdAt = clock.wallTime().addSecs(-60);
         record->status = RecordStatus::pendingTranscription;
-        record->pendingAudioId = audioId;
-        record->clientRecordingId = audioId;
+        record->pendingAudioId = audio;
+        record->clientRecordingId = audio;
         if (change)
             change(*record);
         context().insert(record);
         context().save();
         return record->id;
+    }
+
+    /// Ends what `addPending` began.
+    void removePending(const QUuid& id, const QString& audio) {
+        context().remove(context().record(id));
+        context().save();
+        pendingAudioFiles::deleteFiles(audio);
+    }
+
+    /// Lets the calls that `client` holds end.
+    void release() {
+        client.release();
+        EventExecutor::main().drain();
     }
 
     /// As the file has it.
@@ -81,12 +96,13 @@ protected:
         client.onTranscribe = [text](const auto&) { return TranscriptionFileResponse{.text = text}; };
     }
 
+    const QString audioId = u"5f7c1c1e-0000-4000-8000-000000000001"_qs;
     RecordingsFolder folder;
     ManualClock clock{EventExecutor::main()};
     MockAuthService auth;
     MockNetworkMonitor network;
     MockTranscriptionFileClient client;
-    Preferences preferences{folder.outside(QStringLiteral("settings.ini"))};
+    Preferences preferences{folder.outside(u"settings.ini"_qs)};
     std::unique_ptr<ModelContainer> container;
     std::unique_ptr<PendingTranscriptionManager> manager;
     QStringList recovered; ///< record ids that were announced

@@ -1,13 +1,9 @@
 #include "PendingQueueFixture.h"
 
-#include <QFileInfo>
-
 #include <gmock/gmock.h>
 
 namespace quillo::test {
 namespace {
-
-const QString audioId = QStringLiteral("5f7c1c1e-0000-4000-8000-000000000001");
 
 /// What the last run left behind, and what the start makes of it. Without a network, so that nothing is sent yet.
 class PendingRepairTest : public PendingQueueFixture {
@@ -26,41 +22,41 @@ protected:
 
 TEST_F(PendingRepairTest, AKillWhileRecordingLosesNothing) {
     auto metadata = RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-100));
-    metadata.clientRecordingId = QStringLiteral("client-1");
-    metadata.primaryLanguage = QStringLiteral("fr");
-    metadata.reason = QStringLiteral("in_progress"); // early metadata: no counts yet
-    folder.add(metadata, audio + "x");               // cut within a sample
-    auto meeting = RecordingsFolder::metadata(QStringLiteral("meeting"), clock.wallTime().addSecs(-50));
-    meeting.systemAudioId = QStringLiteral("meeting-system");
+    metadata.clientRecordingId = u"client-1"_qs;
+    metadata.primaryLanguage = u"fr"_qs;
+    metadata.reason = u"in_progress"_qs; // early metadata: no counts yet
+    folder.add(metadata, audio + "x");   // cut within a sample
+    auto meeting = RecordingsFolder::metadata(u"meeting"_qs, clock.wallTime().addSecs(-50));
+    meeting.systemAudioId = u"meeting-system"_qs;
     folder.add(meeting, audio);
-    folder.write(QStringLiteral("meeting-system.pcm"), audio);
+    folder.write(u"meeting-system.pcm"_qs, audio);
     start();
     const auto records = all();
     ASSERT_EQ(records.size(), 2);
     const RecordFields record = *records.back();
     EXPECT_EQ(record.status, RecordStatus::pendingTranscription);
     EXPECT_EQ(record.pendingAudioId, audioId);
-    EXPECT_EQ(record.clientRecordingId, QStringLiteral("client-1"));
+    EXPECT_EQ(record.clientRecordingId, u"client-1"_qs);
     EXPECT_EQ(record.createdAt, metadata.createdAt);
     EXPECT_EQ(record.durationMs, 2000);
-    EXPECT_EQ(record.sourceApp, QStringLiteral("Text Editor"));
-    EXPECT_EQ(record.userId, QStringLiteral("user-1"));
+    EXPECT_EQ(record.sourceApp, u"Text Editor"_qs);
+    EXPECT_EQ(record.userId, u"user-1"_qs);
     EXPECT_FALSE(record.isMeetingMode);
     EXPECT_TRUE(records.front()->isMeetingMode);
     start();
     EXPECT_EQ(all().size(), 2) << "adopted once";
     network.setConnected(true);
-    EXPECT_EQ(client.calls.front().language, QStringLiteral("fr"));
+    EXPECT_EQ(client.calls.front().language, u"fr"_qs);
     EXPECT_EQ(recovered.size(), 2);
 }
 
 TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
-    folder.write(QStringLiteral("bare.pcm"), audio);
-    folder.write(QStringLiteral("broken.pcm"), audio);
-    folder.write(QStringLiteral("broken.json"), "{\"id\":");
-    folder.write(QStringLiteral("empty.pcm"), "x");
-    age(QStringLiteral("bare.pcm"), 1s);
-    AudioFileWriter writer(QStringLiteral("running"));
+    folder.write(u"bare.pcm"_qs, audio);
+    folder.write(u"broken.pcm"_qs, audio);
+    folder.write(u"broken.json"_qs, "{\"id\":");
+    folder.write(u"empty.pcm"_qs, "x");
+    age(u"bare.pcm"_qs, 1s);
+    AudioFileWriter writer(u"running"_qs);
     writer.startWriting();
     writer.writeChunk(audio);
     start();
@@ -68,12 +64,12 @@ TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
     for (const auto& record : all()) {
         adopted << *record->pendingAudioId;
         EXPECT_EQ(record->durationMs, 2000);
-        EXPECT_EQ(record->userId, QStringLiteral("user-1"));
+        EXPECT_EQ(record->userId, u"user-1"_qs);
         EXPECT_EQ(record->clientRecordingId, record->pendingAudioId);
     }
-    EXPECT_THAT(adopted, testing::UnorderedElementsAre(QStringLiteral("bare"), QStringLiteral("broken")));
+    EXPECT_THAT(adopted, testing::UnorderedElementsAre(u"bare"_qs, u"broken"_qs));
     // Its start follows from its end and its length.
-    EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("bare")).createdAt, clock.wallTime().addSecs(-3));
+    EXPECT_EQ(pendingAudioFiles::readMetadata(u"bare"_qs).createdAt, clock.wallTime().addSecs(-3));
     network.setConnected(true);
     EXPECT_EQ(recovered.size(), 2);
 }
@@ -81,7 +77,7 @@ TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
 TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
     using Change = std::function<void(RecordFields&)>;
     const Change none;
-    const auto text = QStringLiteral("the text");
+    const auto text = u"the text"_qs;
     struct Case {
         const char* name;
         Change record; ///< the difference from a record without audio and text; empty: no record
@@ -99,9 +95,9 @@ TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
             link(record);
         };
     };
-    const auto pendingId = [](RecordFields& record) { record.pendingAudioId = audioId; };
-    const auto retainedId = [](RecordFields& record) { record.audioRetainedId = audioId; };
-    const auto clientId = [](RecordFields& record) { record.clientRecordingId = audioId; };
+    const auto pendingId = [this](RecordFields& record) { record.pendingAudioId = audioId; };
+    const auto retainedId = [this](RecordFields& record) { record.audioRetainedId = audioId; };
+    const auto clientId = [this](RecordFields& record) { record.clientRecordingId = audioId; };
     const auto nothing = [](RecordFields&) {};
     const auto waiting = RecordStatus::pendingTranscription;
     const Case cases[] = {
@@ -137,7 +133,7 @@ TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
             addPending(audioId, change);
         QDir(folder.path()).removeRecursively();
         if (hasAudio)
-            folder.write(audioId + QStringLiteral(".pcm"), audio);
+            folder.write(audioId + u".pcm"_qs, audio);
         if (hasMetadata)
             pendingAudioFiles::writeMetadata(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)));
         start();
@@ -156,11 +152,10 @@ TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {
 
 TEST_F(PendingRepairTest, RecordingsOfThisRunAreNotLeftOver) {
     // Started late: a recording of this run has ended and waits for its text.
-    manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
-        .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+    makeManager();
     clock.advance(10s);
     folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-5)), audio);
-    const auto record = TranscriptionRecord::recordingInProgress(QStringLiteral("user-1"), {}, false);
+    const auto record = TranscriptionRecord::recordingInProgress(u"user-1"_qs, {}, false);
     record->clientRecordingId = audioId;
     context().insert(record);
     context().save();
@@ -171,8 +166,7 @@ TEST_F(PendingRepairTest, RecordingsOfThisRunAreNotLeftOver) {
 
 TEST_F(PendingRepairTest, OnlyOldFilesOfNothingAreRemoved) {
     folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), audio);
-    const QStringList unmatched{QStringLiteral("gone.json"), QStringLiteral("empty.pcm"), QStringLiteral("a.json.new"),
-                                QStringLiteral("a_retranscribe.wav")};
+    const QStringList unmatched{u"gone.json"_qs, u"empty.pcm"_qs, u"a.json.new"_qs, u"a_retranscribe.wav"_qs};
     for (const auto& name : unmatched) {
         folder.write(name, "x");
         age(name, 299s);
@@ -181,18 +175,16 @@ TEST_F(PendingRepairTest, OnlyOldFilesOfNothingAreRemoved) {
     EXPECT_EQ(folder.names().size(), 6);
     for (const auto& name : unmatched)
         age(name, 300s);
-    folder.write(QStringLiteral("notes.txt"), "not ours");
-    age(QStringLiteral("notes.txt"), 10'000s);
+    folder.write(u"notes.txt"_qs, "not ours");
+    age(u"notes.txt"_qs, 10'000s);
     start();
-    EXPECT_EQ(folder.names(), QStringList({audioId + QStringLiteral(".json"), audioId + QStringLiteral(".pcm"),
-                                           QStringLiteral("notes.txt")}));
+    EXPECT_EQ(folder.names(), QStringList({audioId + u".json"_qs, audioId + u".pcm"_qs, u"notes.txt"_qs}));
 }
 
 TEST_F(PendingRepairTest, WithoutAHistoryEverythingStaysOnDisk) {
     folder.add(RecordingsFolder::metadata(audioId, clock.wallTime().addSecs(-60)), audio);
     network.setConnected(true);
-    manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
-        .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+    makeManager();
     manager->start(nullptr);
     post(notification::pendingRecordingSaved);
     post(notification::transcriptionSucceeded);

@@ -5,19 +5,19 @@
 namespace quillo::test {
 namespace {
 
-const QString audioId = QStringLiteral("5f7c1c1e-0000-4000-8000-000000000001");
-const QString german = QStringLiteral("de");
+const QString german = u"de"_qs;
 
 /// Requests for audio that the history keeps.
 class RetranscriptionTest : public PendingQueueFixture {
 protected:
     /// A finished recording, older than any that may still wait.
-    QUuid addFinished(const QString& audio = audioId) {
+    QUuid addFinished() { return addFinished(audioId); }
+    QUuid addFinished(const QString& audio) {
         const auto createdAt = clock.wallTime().addDays(-30);
         const auto id = addPending(audio, [&](RecordFields& record) {
             record.createdAt = createdAt;
             record.status = RecordStatus::completed;
-            record.text = QStringLiteral("as it was");
+            record.text = u"as it was"_qs;
             record.pendingAudioId.reset();
             record.audioRetainedId = audio;
             record.retryCount = 3;
@@ -35,15 +35,14 @@ protected:
 TEST_F(RetranscriptionTest, AsksForTheOtherLanguageAndKeepsTheOldText) {
     const auto id = addFinished();
     start();
-    post(notification::retranscribeRequest,
-         {{QStringLiteral("pendingAudioId"), audioId}, {QStringLiteral("language"), german}});
+    post(notification::retranscribeRequest, {{u"pendingAudioId"_qs, audioId}, {u"language"_qs, german}});
     ASSERT_EQ(client.calls.size(), 1);
     EXPECT_EQ(client.calls.front().language, german);
     EXPECT_EQ(client.calls.front().purpose, transcriptionPurpose::retranscribe);
     const auto record = stored(id);
     EXPECT_EQ(record.status, RecordStatus::completed);
-    EXPECT_EQ(record.text, QStringLiteral("Hello there"));
-    EXPECT_EQ(TranscriptionRecord(record).persistedVersions().value(0).text, QStringLiteral("as it was"));
+    EXPECT_EQ(record.text, u"Hello there"_qs);
+    EXPECT_EQ(TranscriptionRecord(record).persistedVersions().value(0).text, u"as it was"_qs);
     EXPECT_EQ(record.audioRetainedId, audioId);
     EXPECT_EQ(recovered.size(), 1);
     // The language stays the recording's own.
@@ -55,12 +54,11 @@ TEST_F(RetranscriptionTest, AnotherRequestOvertakesTheOneOnItsWay) {
     const auto id = addFinished();
     client.holds = true;
     start();
-    EXPECT_TRUE(manager->retranscribeRecording(audioId, QStringLiteral("fr")));
+    EXPECT_TRUE(manager->retranscribeRecording(audioId, u"fr"_qs));
     EXPECT_TRUE(manager->retranscribeRecording(audioId, german));
     client.onTranscribe = [](const auto& call) { return TranscriptionFileResponse{.text = call.language}; };
     client.holds = false;
-    client.release();
-    EventExecutor::main().drain();
+    release();
     EXPECT_EQ(client.calls.size(), 2);
     EXPECT_EQ(stored(id).text, german);
     EXPECT_EQ(recovered.size(), 1);
@@ -76,11 +74,11 @@ TEST_F(RetranscriptionTest, ItOutlivesARestartWithItsLanguageAndCounts) {
     EXPECT_EQ(stored(id).retryCount, 0);
     EXPECT_EQ(stored(id).emptyResultCount, 0);
     start();
-    EXPECT_EQ(stored(id).text, QStringLiteral("as it was")) << "to be read until there is another";
+    EXPECT_EQ(stored(id).text, u"as it was"_qs) << "to be read until there is another";
     network.setConnected(true);
     ASSERT_EQ(client.calls.size(), 1);
     EXPECT_EQ(client.calls.front().language, german);
-    EXPECT_EQ(stored(id).text, QStringLiteral("Hello there"));
+    EXPECT_EQ(stored(id).text, u"Hello there"_qs);
 }
 
 TEST_F(RetranscriptionTest, WhenItComesToNothingTheOldTextStands) {
@@ -95,14 +93,14 @@ TEST_F(RetranscriptionTest, WhenItComesToNothingTheOldTextStands) {
     };
     int number = 0;
     for (const auto& [name, arrange, time] : cases) {
-        const auto audio = QStringLiteral("audio-%1").arg(++number);
+        const auto audio = u"audio-%1"_qs.arg(++number);
         const auto id = addFinished(audio);
         arrange();
         start();
         EXPECT_TRUE(manager->retranscribeRecording(audio, german));
         clock.advance(time);
         EXPECT_EQ(stored(id).status, RecordStatus::completed) << name;
-        EXPECT_EQ(stored(id).text, QStringLiteral("as it was")) << name;
+        EXPECT_EQ(stored(id).text, u"as it was"_qs) << name;
         EXPECT_EQ(stored(id).audioRetainedId, audio) << name;
         EXPECT_EQ(clock.pending(), 0U) << name;
     }
@@ -111,8 +109,8 @@ TEST_F(RetranscriptionTest, WhenItComesToNothingTheOldTextStands) {
 TEST_F(RetranscriptionTest, RequestsThatCannotBeServedChangeNothing) {
     addFinished();
     start();
-    folder.add(RecordingsFolder::metadata(QStringLiteral("unknown"), clock.wallTime()), QByteArray(320, 'a'));
-    AudioFileWriter writer(QStringLiteral("running"));
+    folder.add(RecordingsFolder::metadata(u"unknown"_qs, clock.wallTime()), QByteArray(320, 'a'));
+    AudioFileWriter writer(u"running"_qs);
     writer.startWriting();
     writer.writeChunk(QByteArray(320, 'a'));
     for (const auto* const audio : {"gone", "unknown", "running", "../escape", ""})
@@ -123,10 +121,10 @@ TEST_F(RetranscriptionTest, RequestsThatCannotBeServedChangeNothing) {
 
 TEST_F(RetranscriptionTest, TheStorageLimitLeavesItsAudioAlone) {
     addFinished();
-    addFinished(QStringLiteral("other"));
-    folder.write(QStringLiteral("other.pcm"), QByteArray(3'000'000, 'a'));
-    folder.write(audioId + QStringLiteral(".pcm"), QByteArray(3'000'000, 'a'));
-    UserSettings settings(preferences, QStringLiteral("en_US"));
+    addFinished(u"other"_qs);
+    folder.write(u"other.pcm"_qs, QByteArray(3'000'000, 'a'));
+    folder.write(audioId + u".pcm"_qs, QByteArray(3'000'000, 'a'));
+    UserSettings settings(preferences, u"en_US"_qs);
     AudioStorageManager storage(settings);
     storage.setStorageLimitMB(1);
     client.holds = true;
@@ -134,9 +132,8 @@ TEST_F(RetranscriptionTest, TheStorageLimitLeavesItsAudioAlone) {
     EXPECT_TRUE(manager->retranscribeRecording(audioId, german));
     storage.enforceStorageLimit();
     EXPECT_TRUE(pendingAudioFiles::audioFilesExist(audioId));
-    EXPECT_FALSE(pendingAudioFiles::audioFilesExist(QStringLiteral("other")));
-    client.release();
-    EventExecutor::main().drain();
+    EXPECT_FALSE(pendingAudioFiles::audioFilesExist(u"other"_qs));
+    release();
     // Done: it is like any other kept recording again.
     storage.enforceStorageLimit();
     EXPECT_FALSE(pendingAudioFiles::audioFilesExist(audioId));

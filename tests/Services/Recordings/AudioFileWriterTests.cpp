@@ -12,7 +12,7 @@
 namespace quillo::test {
 namespace {
 
-const QString recordingId = QStringLiteral("5f7c1c1e-0000-4000-8000-000000000001");
+const QString recordingId = u"5f7c1c1e-0000-4000-8000-000000000001"_qs;
 const QByteArray chunk(3200, '\x21');
 
 TEST(AudioFileWriter, AppendsChunksThatOnlyTheOwnerReads) {
@@ -24,7 +24,7 @@ TEST(AudioFileWriter, AppendsChunksThatOnlyTheOwnerReads) {
     EXPECT_TRUE(writer.writeChunk(chunk));
     EXPECT_TRUE(writer.writeChunk(QByteArray(100, '\x05')));
     // With the kernel when the call returns.
-    EXPECT_EQ(folder.read(recordingId + QStringLiteral(".pcm")), chunk + QByteArray(100, '\x05'));
+    EXPECT_EQ(folder.read(recordingId + u".pcm"_qs), chunk + QByteArray(100, '\x05'));
     writer.saveMetadata(RecordingsFolder::metadata(recordingId, QDateTime::currentDateTimeUtc()));
     writer.finalize();
     EXPECT_FALSE(AudioFileWriter::isActive(recordingId));
@@ -89,8 +89,8 @@ TEST(AudioFileWriter, AFullDiskStopsWritingAndKeepsWholeSamples) {
     }
     EXPECT_FALSE(writer.writeChunk(chunk)) << "room again, but there would be a gap";
     EXPECT_EQ(failures.size(), 1);
-    EXPECT_TRUE(failures.value(0).contains(QStringLiteral("file size limit"))) << failures.value(0).toStdString();
-    EXPECT_EQ(folder.read(recordingId + QStringLiteral(".pcm")).size(), 3 * 3200 + 1600);
+    EXPECT_TRUE(failures.value(0).contains(u"file size limit"_qs)) << failures.value(0).toStdString();
+    EXPECT_EQ(folder.read(recordingId + u".pcm"_qs).size(), 3 * 3200 + 1600);
     EXPECT_EQ(writer.totalBytes(), 3 * 3200 + 1600);
     EXPECT_EQ(log.count(" bytes). No more chunks will be written."), 1) << log.text();
     EXPECT_EQ(log.count("(after 11200 bytes)"), 1) << log.text();
@@ -107,10 +107,10 @@ TEST(AudioFileWriter, AFolderThatVanishesIsNoticed) {
     QDir(folder.path()).removeRecursively();
     writer.writeChunk(chunk);
     ASSERT_TRUE(waitUntil([&] { return !failures.isEmpty(); }));
-    EXPECT_TRUE(failures.first().contains(QStringLiteral("was removed"))) << failures.first().toStdString();
+    EXPECT_TRUE(failures.first().contains(u"was removed"_qs)) << failures.first().toStdString();
     EXPECT_FALSE(writer.writeChunk(chunk));
     // The next recording creates it again.
-    AudioFileWriter next(QStringLiteral("next"));
+    AudioFileWriter next(u"next"_qs);
     next.startWriting();
     EXPECT_TRUE(next.writeChunk(chunk));
 }
@@ -130,14 +130,14 @@ TEST(AudioFileWriter, AWriterDestroyedByItsFailureOrBeforeItIsLeftAlone) {
     EXPECT_EQ(writer, nullptr);
 
     int failures = 0;
-    writer = std::make_unique<AudioFileWriter>(QStringLiteral("second"));
+    writer = std::make_unique<AudioFileWriter>(u"second"_qs);
     writer->onFailure = [&](const FileError&) { ++failures; };
     writer->startWriting();
     writer->writeChunk(chunk);
-    QFile::remove(folder.path(QStringLiteral("second.pcm")));
+    QFile::remove(folder.path(u"second.pcm"_qs));
     writer.reset();
     // The queue is in order: once a later file is confirmed, the notice of the earlier one has been posted.
-    AudioFileWriter last(QStringLiteral("last"));
+    AudioFileWriter last(u"last"_qs);
     last.startWriting();
     last.writeChunk(chunk);
     EXPECT_TRUE(waitUntil([&] { return last.diskSyncs() == 1; }));
@@ -147,7 +147,7 @@ TEST(AudioFileWriter, AWriterDestroyedByItsFailureOrBeforeItIsLeftAlone) {
 
 TEST(AudioFileWriter, AFolderThatCannotBeMadeIsReported) {
     const RecordingsFolder folder;
-    QFile inTheWay(folder.outside(QStringLiteral("QuilloSpeech")));
+    QFile inTheWay(folder.outside(u"QuilloSpeech"_qs));
     ASSERT_TRUE(inTheWay.open(QIODevice::WriteOnly));
     AudioFileWriter writer(recordingId);
     EXPECT_THROW(writer.startWriting(), FileError);

@@ -7,7 +7,7 @@
 namespace quillo::test {
 namespace {
 
-const QDateTime now = QDateTime::fromString(QStringLiteral("2026-05-04T10:11:12.013Z"), Qt::ISODateWithMs);
+const QDateTime now = QDateTime::fromString(u"2026-05-04T10:11:12.013Z"_qs, Qt::ISODateWithMs);
 
 class AudioStorageManagerTest : public testing::Test {
 protected:
@@ -25,22 +25,22 @@ protected:
     }
 
     RecordingsFolder m_folder;
-    Preferences m_preferences{m_folder.outside(QStringLiteral("settings.ini"))};
-    UserSettings m_settings{m_preferences, QStringLiteral("en_US")};
+    Preferences m_preferences{m_folder.outside(u"settings.ini"_qs)};
+    UserSettings m_settings{m_preferences, u"en_US"_qs};
     AudioStorageManager m_manager{m_settings};
 };
 
 TEST_F(AudioStorageManagerTest, TheOldestRetainedRecordingGoesFirstAndPendingOnesNever) {
     m_manager.setStorageLimitMB(2);
     EXPECT_EQ(m_settings.audioStorageLimitMB(), 2);
-    add(QStringLiteral("pending"), 6, false, 800'000);
-    add(QStringLiteral("oldest"), 5, true, 700'000);
-    add(QStringLiteral("older"), 4, true, 700'000);
-    add(QStringLiteral("newest"), 3, true, 700'000);
+    add(u"pending"_qs, 6, false, 800'000);
+    add(u"oldest"_qs, 5, true, 700'000);
+    add(u"older"_qs, 4, true, 700'000);
+    add(u"newest"_qs, 3, true, 700'000);
     QList<qint64> published;
     QObject::connect(&m_manager, &AudioStorageManager::usageChanged, [&](qint64 bytes) { published << bytes; });
     m_manager.enforceStorageLimit();
-    EXPECT_EQ(ids(), QStringList({QStringLiteral("pending"), QStringLiteral("newest")}));
+    EXPECT_EQ(ids(), QStringList({u"pending"_qs, u"newest"_qs}));
     EXPECT_EQ(published.size(), 1);
     qint64 onDisk = 0;
     for (const auto& file : QDir(m_folder.path()).entryInfoList(QDir::Files))
@@ -51,24 +51,24 @@ TEST_F(AudioStorageManagerTest, TheOldestRetainedRecordingGoesFirstAndPendingOne
 
     // Pending recordings alone may be above the limit.
     m_manager.setStorageLimitMB(1);
-    add(QStringLiteral("pending-2"), 1, false, 800'000);
+    add(u"pending-2"_qs, 1, false, 800'000);
     await(m_manager.enforceStorageLimitAsync());
-    EXPECT_EQ(ids(), QStringList({QStringLiteral("pending"), QStringLiteral("pending-2")}));
+    EXPECT_EQ(ids(), QStringList({u"pending"_qs, u"pending-2"_qs}));
     EXPECT_GT(m_manager.usageRatio(), 1.5);
 }
 
 TEST_F(AudioStorageManagerTest, WhatSomebodyHasInHandStays) {
-    add(QStringLiteral("replayed"), 5, true, 700'000);
-    add(QStringLiteral("kept"), 4, true, 700'000);
-    add(QStringLiteral("pending"), 4, false, 700'000);
+    add(u"replayed"_qs, 5, true, 700'000);
+    add(u"kept"_qs, 4, true, 700'000);
+    add(u"pending"_qs, 4, false, 700'000);
     m_manager.setStorageLimitMB(1);
     {
-        const RecordingsInUse::Lease lease(QStringLiteral("replayed"), RecordingsInUse::Purpose::queued);
+        const RecordingsInUse::Lease lease(u"replayed"_qs, RecordingsInUse::Purpose::queued);
         m_manager.enforceStorageLimit();
-        EXPECT_EQ(ids(), QStringList({QStringLiteral("replayed"), QStringLiteral("pending")}));
+        EXPECT_EQ(ids(), QStringList({u"replayed"_qs, u"pending"_qs}));
     }
     m_manager.clearAllAudio();
-    EXPECT_EQ(ids(), QStringList(QStringLiteral("pending")));
+    EXPECT_EQ(ids(), QStringList(u"pending"_qs));
 }
 
 TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptNoneStaysThatEndedWithoutAText) {
@@ -80,14 +80,14 @@ TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptNoneStaysThatEndedWithoutAText
     }
     m_manager.enforceStorageLimit();
     EXPECT_EQ(ids().size(), 3);
-    m_settings.setValue(QStringLiteral("keepAudio"), false);
+    m_settings.setValue(u"keepAudio"_qs, false);
     m_manager.enforceStorageLimit();
     for (const auto& [reason, stays] : recordings)
         EXPECT_EQ(ids().contains(QString::fromLatin1(reason)), stays) << reason;
 }
 
 TEST_F(AudioStorageManagerTest, ItMayGoWhileItsWorkRuns) {
-    add(QStringLiteral("retained"), 5, true, 2'000'000);
+    add(u"retained"_qs, 5, true, 2'000'000);
     auto manager = std::make_unique<AudioStorageManager>(m_settings);
     m_manager.setStorageLimitMB(1);
     auto task = manager->enforceStorageLimitAsync();

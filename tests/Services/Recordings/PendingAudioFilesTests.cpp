@@ -3,12 +3,11 @@
 #include "Services/Recordings/RecordingsFolder.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace quillo::test {
 namespace {
 
-const QDateTime now = QDateTime::fromString(QStringLiteral("2026-05-04T10:11:12.013Z"), Qt::ISODateWithMs);
+const QDateTime now = QDateTime::fromString(u"2026-05-04T10:11:12.013Z"_qs, Qt::ISODateWithMs);
 const QByteArray audio(320, '\x11');
 
 QStringList ids(const std::vector<PendingAudioMetadata>& recordings) {
@@ -19,7 +18,7 @@ QStringList ids(const std::vector<PendingAudioMetadata>& recordings) {
 }
 
 TEST(PendingAudioMetadata, IsWrittenInTheFixedOrderAndReadBack) {
-    auto metadata = RecordingsFolder::metadata(QStringLiteral("a-1"), now);
+    auto metadata = RecordingsFolder::metadata(u"a-1"_qs, now);
     metadata.durationMs = 60'000;
     metadata.targetApp = QString::fromUtf8("Ünïcode \"editor\" \xF0\x9F\x8E\x99");
     metadata.targetAppPid = 4711;
@@ -29,37 +28,22 @@ TEST(PendingAudioMetadata, IsWrittenInTheFixedOrderAndReadBack) {
     EXPECT_EQ(PendingAudioMetadata::decode(bare), metadata);
     EXPECT_FALSE(bare.contains("completedAt"));
 
-    metadata.systemAudioId = QStringLiteral("a-1-system");
+    metadata.systemAudioId = u"a-1-system"_qs;
     metadata.systemAudioChunkCount = 5;
     metadata.systemAudioTotalBytes = 16'000;
     metadata.completedAt = now.addSecs(5);
-    metadata.clientRecordingId = QStringLiteral("client");
+    metadata.clientRecordingId = u"client"_qs;
     metadata.emptyResultCount = 1;
     const auto full = metadata.encode();
     EXPECT_EQ(PendingAudioMetadata::decode(full), metadata);
+    const auto order =
+        u"id createdAt durationMs primaryLanguage secondaryLanguage targetApp targetAppPid userId sampleRate channels "
+        u"bitDepth chunkCount totalBytes reason systemAudioId systemAudioChunkCount systemAudioTotalBytes completedAt "
+        u"clientRecordingId emptyResultCount"_qs;
     qsizetype last = 0;
-    for (const auto* const key : {"id",
-                                  "createdAt",
-                                  "durationMs",
-                                  "primaryLanguage",
-                                  "secondaryLanguage",
-                                  "targetApp",
-                                  "targetAppPid",
-                                  "userId",
-                                  "sampleRate",
-                                  "channels",
-                                  "bitDepth",
-                                  "chunkCount",
-                                  "totalBytes",
-                                  "reason",
-                                  "systemAudioId",
-                                  "systemAudioChunkCount",
-                                  "systemAudioTotalBytes",
-                                  "completedAt",
-                                  "clientRecordingId",
-                                  "emptyResultCount"}) {
-        const auto position = full.indexOf('"' + QByteArray(key) + '"');
-        EXPECT_GT(position, last) << key;
+    for (const auto& key : order.split(u' ')) {
+        const auto position = full.indexOf('"' + key.toUtf8() + '"');
+        EXPECT_GT(position, last) << key.toStdString();
         last = position;
     }
     // Half a surrogate pair in a window's name, and a process that is not known.
@@ -74,33 +58,32 @@ TEST(PendingAudioMetadata, RejectsWhatIsNone) {
     };
     EXPECT_NO_THROW(PendingAudioMetadata::decode(with("")));
     EXPECT_NO_THROW(PendingAudioMetadata::decode(with(R"(,"completedAt":null,"unknown":[1])")));
-    for (const auto& json : {QByteArray(),
-                             QByteArray("{"),
-                             QByteArray("[]"),
-                             QByteArray("null"),
-                             QByteArray("\"a\""),
-                             QByteArray(R"({"createdAt":"2026-05-04T10:11:12.013Z"})"),
-                             QByteArray(R"({"id":"a"})"),
-                             QByteArray(R"({"id":7,"createdAt":"2026-05-04T10:11:12.013Z"})"),
-                             QByteArray(R"({"id":"a","createdAt":"yesterday"})"),
-                             QByteArray(R"({"id":"a","createdAt":1})"),
-                             QByteArray(R"({"id":"a","createdAt":"-4000-05-04T10:11:12.013Z"})"),
-                             QByteArray("\xFF\xFE"),
-                             with(R"(,"durationMs":-1)"),
-                             with(R"(,"durationMs":"1")"),
-                             with(R"(,"durationMs":1.5)"),
-                             with(R"(,"chunkCount":99999999999)"),
-                             with(R"(,"totalBytes":18446744073709551615)"),
-                             with(R"(,"userId":{})"),
-                             with(R"(,"completedAt":true)"),
-                             with(R"(,"emptyResultCount":[])"),
-                             QByteArray(100'000, '[')})
+    const char* const rejected[] = {"",
+                                    "{",
+                                    "[]",
+                                    "null",
+                                    "\"a\"",
+                                    "\xFF\xFE",
+                                    R"({"createdAt":"2026-05-04T10:11:12.013Z"})",
+                                    R"({"id":"a"})",
+                                    R"({"id":7,"createdAt":"2026-05-04T10:11:12.013Z"})",
+                                    R"({"id":"a","createdAt":"yesterday"})",
+                                    R"({"id":"a","createdAt":1})",
+                                    R"({"id":"a","createdAt":"-4000-05-04T10:11:12.013Z"})"};
+    QByteArrayList cases{QByteArray(100'000, '[')};
+    for (const auto* const json : rejected)
+        cases << json;
+    for (const auto* const field : {R"("durationMs":-1)", R"("durationMs":"1")", R"("durationMs":1.5)",
+                                    R"("chunkCount":99999999999)", R"("totalBytes":18446744073709551615)",
+                                    R"("userId":{})", R"("completedAt":true)", R"("emptyResultCount":[])"})
+        cases << with(QByteArray(",") + field);
+    for (const auto& json : cases)
         EXPECT_THROW(PendingAudioMetadata::decode(json), std::runtime_error) << json.left(100).toStdString();
 }
 
 TEST(PendingAudioFiles, NoIdLeadsOutOfTheFolder) {
     const RecordingsFolder folder;
-    folder.write(QStringLiteral("good.pcm"), audio);
+    folder.write(u"good.pcm"_qs, audio);
     for (const auto* const bad : {"../secret", "..", ".", "a/b", "/etc/passwd", "a/../../b", "", ".hidden", "a..b",
                                   "a b", "a\nb", "\xC3\xA4"}) {
         const auto id = QString::fromUtf8(bad);
@@ -113,64 +96,61 @@ TEST(PendingAudioFiles, NoIdLeadsOutOfTheFolder) {
         auto metadata = RecordingsFolder::metadata(id, now);
         EXPECT_THROW(pendingAudioFiles::writeMetadata(metadata), FileError) << bad;
         // The same as a meeting's second channel: the meeting remains, without it.
-        metadata = RecordingsFolder::metadata(QStringLiteral("good"), now);
+        metadata = RecordingsFolder::metadata(u"good"_qs, now);
         metadata.systemAudioId = id;
         pendingAudioFiles::writeMetadata(metadata);
         const auto listed = pendingAudioFiles::listPendingRecordings();
-        ASSERT_EQ(ids(listed), QStringList(QStringLiteral("good")));
+        ASSERT_EQ(ids(listed), QStringList(u"good"_qs));
         EXPECT_EQ(listed.front().systemAudioId, std::nullopt) << bad;
     }
     EXPECT_FALSE(pendingAudioFiles::isRecordingId(QString(129, u'a')));
-    EXPECT_FALSE(pendingAudioFiles::isRecordingId(QStringLiteral("a") + QChar(0) + u'b'));
+    EXPECT_FALSE(pendingAudioFiles::isRecordingId(u"a"_qs + QChar(0) + u'b'));
     EXPECT_TRUE(pendingAudioFiles::isRecordingId(QUuid::createUuid().toString(QUuid::WithoutBraces)));
 }
 
 TEST(PendingAudioFiles, ListsWhatCanBeUsedTheOldestFirst) {
     const RecordingsFolder folder;
     EXPECT_TRUE(pendingAudioFiles::listPendingRecordings().empty()) << "no folder yet";
-    folder.add(RecordingsFolder::metadata(QStringLiteral("young"), now), audio);
-    folder.add(RecordingsFolder::metadata(QStringLiteral("old"), now.addDays(-3)), audio);
-    auto done = RecordingsFolder::metadata(QStringLiteral("done"), now.addDays(-9));
+    folder.add(RecordingsFolder::metadata(u"young"_qs, now), audio);
+    folder.add(RecordingsFolder::metadata(u"old"_qs, now.addDays(-3)), audio);
+    auto done = RecordingsFolder::metadata(u"done"_qs, now.addDays(-9));
     done.completedAt = now;
     folder.add(done, audio);
 
-    folder.write(QStringLiteral("broken.json"), "{");
-    folder.write(QStringLiteral("broken.pcm"), audio);
-    folder.write(QStringLiteral("huge.json"), QByteArray(1'000'000, ' '));
-    folder.write(QStringLiteral("huge.pcm"), audio);
-    pendingAudioFiles::writeMetadata(RecordingsFolder::metadata(QStringLiteral("gone"), now));
-    folder.add(RecordingsFolder::metadata(QStringLiteral("silent"), now), {});
-    folder.add(RecordingsFolder::metadata(QStringLiteral("half"), now), "x");
+    folder.write(u"broken.json"_qs, "{");
+    folder.write(u"broken.pcm"_qs, audio);
+    folder.write(u"huge.json"_qs, QByteArray(1'000'000, ' '));
+    folder.write(u"huge.pcm"_qs, audio);
+    pendingAudioFiles::writeMetadata(RecordingsFolder::metadata(u"gone"_qs, now));
+    folder.add(RecordingsFolder::metadata(u"silent"_qs, now), {});
+    folder.add(RecordingsFolder::metadata(u"half"_qs, now), "x");
     // Names another recording's audio.
-    folder.write(QStringLiteral("impostor.json"), folder.read(QStringLiteral("old.json")));
-    folder.write(QStringLiteral("impostor.pcm"), audio);
+    folder.write(u"impostor.json"_qs, folder.read(u"old.json"_qs));
+    folder.write(u"impostor.pcm"_qs, audio);
     // Audio that is a link to another file, a pipe that would block its reader, or a folder.
-    folder.write(QStringLiteral("link.json"), RecordingsFolder::metadata(QStringLiteral("link"), now).encode());
-    QFile elsewhere(folder.outside(QStringLiteral("private.txt")));
-    ASSERT_TRUE(elsewhere.open(QIODevice::WriteOnly) && elsewhere.write("secret") == 6 && elsewhere.flush());
-    ASSERT_TRUE(QFile::link(elsewhere.fileName(), folder.path(QStringLiteral("link.pcm"))));
-    ASSERT_EQ(::mkfifo(QFile::encodeName(folder.path(QStringLiteral("pipe.json"))).constData(), 0600), 0);
-    QDir().mkpath(folder.path(QStringLiteral("folder.json")));
+    folder.write(u"link.json"_qs, RecordingsFolder::metadata(u"link"_qs, now).encode());
+    writeFile(folder.outside(u"private.txt"_qs), "secret");
+    ASSERT_TRUE(QFile::link(folder.outside(u"private.txt"_qs), folder.path(u"link.pcm"_qs)));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(folder.path(u"pipe.json"_qs)).constData(), 0600), 0);
+    QDir().mkpath(folder.path(u"folder.json"_qs));
 
-    EXPECT_EQ(ids(pendingAudioFiles::listPendingRecordings()),
-              QStringList({QStringLiteral("old"), QStringLiteral("young")}));
-    EXPECT_EQ(ids(pendingAudioFiles::listRecordings()),
-              QStringList({QStringLiteral("done"), QStringLiteral("old"), QStringLiteral("young")}));
+    EXPECT_EQ(ids(pendingAudioFiles::listPendingRecordings()), QStringList({u"old"_qs, u"young"_qs}));
+    EXPECT_EQ(ids(pendingAudioFiles::listRecordings()), QStringList({u"done"_qs, u"old"_qs, u"young"_qs}));
     QStringList stray;
     for (const auto& found : pendingAudioFiles::listAudioWithoutMetadata()) {
         stray << found.recordingId;
         EXPECT_EQ(found.bytes, audio.size());
     }
-    EXPECT_EQ(stray, QStringList({QStringLiteral("broken"), QStringLiteral("huge"), QStringLiteral("impostor")}));
+    EXPECT_EQ(stray, QStringList({u"broken"_qs, u"huge"_qs, u"impostor"_qs}));
 }
 
 TEST(PendingAudioFiles, MarksCountsAndDeletes) {
     const RecordingsFolder folder;
-    const auto id = QStringLiteral("meeting");
+    const auto id = u"meeting"_qs;
     auto metadata = RecordingsFolder::metadata(id, now);
-    metadata.systemAudioId = QStringLiteral("meeting-system");
+    metadata.systemAudioId = u"meeting-system"_qs;
     folder.add(metadata, audio);
-    folder.write(QStringLiteral("meeting-system.pcm"), audio);
+    folder.write(u"meeting-system.pcm"_qs, audio);
     EXPECT_TRUE(pendingAudioFiles::listAudioWithoutMetadata().empty()) << "the second channel is part of the meeting";
 
     EXPECT_EQ(pendingAudioFiles::diskEmptyResultCount(id), 0);
@@ -185,14 +165,14 @@ TEST(PendingAudioFiles, MarksCountsAndDeletes) {
     EXPECT_FALSE(pendingAudioFiles::markCompleted(id));
 
     // Audio whose metadata never came is kept as well once its text is there.
-    folder.write(QStringLiteral("bare.pcm"), QByteArray(32'000, '\0'));
-    EXPECT_TRUE(pendingAudioFiles::markCompleted(QStringLiteral("bare"), now));
-    EXPECT_EQ(pendingAudioFiles::readMetadata(QStringLiteral("bare")).durationMs, 1000);
+    folder.write(u"bare.pcm"_qs, QByteArray(32'000, '\0'));
+    EXPECT_TRUE(pendingAudioFiles::markCompleted(u"bare"_qs, now));
+    EXPECT_EQ(pendingAudioFiles::readMetadata(u"bare"_qs).durationMs, 1000);
     // A meeting that names another recording's audio as its own does not take it along.
-    metadata.systemAudioId = QStringLiteral("bare");
+    metadata.systemAudioId = u"bare"_qs;
     folder.add(metadata, audio);
     EXPECT_TRUE(pendingAudioFiles::deleteFiles(id));
-    EXPECT_TRUE(pendingAudioFiles::audioFilesExist(QStringLiteral("bare")));
+    EXPECT_TRUE(pendingAudioFiles::audioFilesExist(u"bare"_qs));
 }
 
 TEST(PendingAudioFiles, CleanupDeletesOnlyWhatHasWaitedTooLong) {
@@ -203,30 +183,29 @@ TEST(PendingAudioFiles, CleanupDeletesOnlyWhatHasWaitedTooLong) {
             metadata.completedAt = createdAt;
         folder.add(metadata, audio);
     };
-    add(QStringLiteral("expired"), now.addDays(-8), false);
-    add(QStringLiteral("retained"), now.addDays(-8), true);
-    add(QStringLiteral("last-moment"), now.addSecs(-604'800), false);
-    add(QStringLiteral("from-the-future"), now.addDays(400), false);
-    add(QStringLiteral("in-hand"), now.addDays(-8), false);
-    const RecordingsInUse::Lease lease(QStringLiteral("in-hand"), RecordingsInUse::Purpose::writing);
+    add(u"expired"_qs, now.addDays(-8), false);
+    add(u"retained"_qs, now.addDays(-8), true);
+    add(u"last-moment"_qs, now.addSecs(-604'800), false);
+    add(u"from-the-future"_qs, now.addDays(400), false);
+    add(u"in-hand"_qs, now.addDays(-8), false);
+    const RecordingsInUse::Lease lease(u"in-hand"_qs, RecordingsInUse::Purpose::writing);
     EXPECT_EQ(pendingAudioFiles::cleanupOldPendingFiles(now), 1);
-    EXPECT_FALSE(pendingAudioFiles::audioFilesExist(QStringLiteral("expired")));
+    EXPECT_FALSE(pendingAudioFiles::audioFilesExist(u"expired"_qs));
     EXPECT_EQ(pendingAudioFiles::listRecordings().size(), 4);
 }
 
 TEST(PendingAudioFiles, StaleFilesAreThoseThatBelongToNoAudio) {
     const RecordingsFolder folder;
-    folder.add(RecordingsFolder::metadata(QStringLiteral("good"), now), audio);
-    folder.write(QStringLiteral("empty.pcm"), {});
-    folder.write(QStringLiteral("alone.json"), "{}");
-    folder.write(QStringLiteral("good.json.new"), "{");
-    folder.write(QStringLiteral("good_retranscribe.wav"), "RIFF");
-    folder.write(QStringLiteral("notes.txt"), "not ours");
-    AudioFileWriter writer(QStringLiteral("just-begun"));
+    folder.add(RecordingsFolder::metadata(u"good"_qs, now), audio);
+    folder.write(u"empty.pcm"_qs, {});
+    folder.write(u"alone.json"_qs, "{}");
+    folder.write(u"good.json.new"_qs, "{");
+    folder.write(u"good_retranscribe.wav"_qs, "RIFF");
+    folder.write(u"notes.txt"_qs, "not ours");
+    AudioFileWriter writer(u"just-begun"_qs);
     writer.startWriting();
     EXPECT_EQ(pendingAudioFiles::listStaleFiles(),
-              QStringList({QStringLiteral("alone.json"), QStringLiteral("empty.pcm"), QStringLiteral("good.json.new"),
-                           QStringLiteral("good_retranscribe.wav")}));
+              QStringList({u"alone.json"_qs, u"empty.pcm"_qs, u"good.json.new"_qs, u"good_retranscribe.wav"_qs}));
 }
 
 } // namespace

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "Services/Recordings/AudioFileWriter.h"
+#include "Support/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtEndian>
 
@@ -24,36 +23,28 @@ public:
     RecordingsFolder& operator=(const RecordingsFolder&) = delete;
 
     [[nodiscard]] QString path(const QString& name = {}) const {
-        return m_home.filePath(QStringLiteral("QuilloSpeech/pending-audio/") + name);
+        return m_home.filePath(u"QuilloSpeech/pending-audio/"_qs + name);
     }
     /// What lies outside, beside the folder.
     [[nodiscard]] QString outside(const QString& name) const { return m_home.filePath(name); }
 
-    void write(const QString& name, const QByteArray& content) const {
-        QDir().mkpath(path());
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << file.errorString().toStdString();
-        file.write(content);
-    }
-    [[nodiscard]] QByteArray read(const QString& name) const {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("the file cannot be read");
-    }
+    void write(const QString& name, const QByteArray& content) const { writeFile(path(name), content); }
+    [[nodiscard]] QByteArray read(const QString& name) const { return contentOf(path(name)); }
     [[nodiscard]] QStringList names() const { return QDir(path()).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
 
     static PendingAudioMetadata metadata(const QString& recordingId, const QDateTime& createdAt) {
         PendingAudioMetadata metadata;
         metadata.id = recordingId;
         metadata.createdAt = createdAt;
-        metadata.primaryLanguage = QStringLiteral("en");
-        metadata.targetApp = QStringLiteral("Text Editor");
-        metadata.userId = QStringLiteral("user-1");
-        metadata.reason = QStringLiteral("test");
+        metadata.primaryLanguage = u"en"_qs;
+        metadata.targetApp = u"Text Editor"_qs;
+        metadata.userId = u"user-1"_qs;
+        metadata.reason = u"test"_qs;
         return metadata;
     }
     /// A whole recording of `audio`.
     void add(const PendingAudioMetadata& metadata, const QByteArray& audio) const {
-        write(metadata.id + QStringLiteral(".pcm"), audio);
+        write(metadata.id + u".pcm"_qs, audio);
         pendingAudioFiles::writeMetadata(metadata);
     }
 

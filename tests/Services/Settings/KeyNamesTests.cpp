@@ -12,17 +12,13 @@ namespace {
 struct Interface {
     explicit Interface(const QString& locale) : texts(preferences, {locale}) {}
     QTemporaryDir folder;
-    Preferences preferences{folder.filePath(QStringLiteral("quillo.ini"))};
+    Preferences preferences{folder.filePath(u"quillo.ini"_qs)};
     LocalizationManager texts;
 };
 
 TEST(KeyNames, AreReadInEnglishAndInTheInterfaceLanguage) {
-    const Interface german(QStringLiteral("de"));
-    struct Case {
-        const char* text;
-        std::optional<KeyCombination> combination;
-    };
-    const Case cases[] = {
+    const Interface german(u"de"_qs);
+    const std::pair<const char*, std::optional<KeyCombination>> cases[] = {
         {"Right Ctrl", KeyCombination{62, 0}},
         {" right  CTRL ", KeyCombination{62, 0}},
         {"Strg rechts", KeyCombination{62, 0}},
@@ -40,9 +36,9 @@ TEST(KeyNames, AreReadInEnglishAndInTheInterfaceLanguage) {
     };
     for (const auto& [text, combination] : cases)
         EXPECT_EQ(keyNames::parse(QString::fromUtf8(text), german.texts), combination) << text;
-    EXPECT_EQ(keyNames::parseModifiers(QStringLiteral("alt+STRG"), german.texts), keyflag::option | keyflag::control);
-    EXPECT_EQ(keyNames::parseModifiers(QStringLiteral("None"), german.texts), uint64_t{0});
-    EXPECT_EQ(keyNames::parseModifiers(QStringLiteral("Ctrl+F9"), german.texts), std::nullopt);
+    EXPECT_EQ(keyNames::parseModifiers(u"alt+STRG"_qs, german.texts), keyflag::option | keyflag::control);
+    EXPECT_EQ(keyNames::parseModifiers(u"None"_qs, german.texts), uint64_t{0});
+    EXPECT_EQ(keyNames::parseModifiers(u"Ctrl+F9"_qs, german.texts), std::nullopt);
 }
 
 TEST(KeyNames, TellEveryKeyFromEveryOtherInEachLanguage) {
@@ -54,8 +50,7 @@ TEST(KeyNames, TellEveryKeyFromEveryOtherInEachLanguage) {
             EXPECT_EQ(keyNames::parse(name, shown.texts), combination) << name.toStdString();
         }
     }
-    EXPECT_EQ(keyNames::of({200, keyflag::control}, Interface(QStringLiteral("de")).texts),
-              QStringLiteral("Strg+Taste 200"));
+    EXPECT_EQ(keyNames::of({200, keyflag::control}, Interface(u"de"_qs).texts), u"Strg+Taste 200"_qs);
 }
 
 } // namespace

@@ -7,7 +7,7 @@
 namespace quillo::test {
 namespace {
 
-const QString anna = QStringLiteral("anna");
+const QString anna = u"anna"_qs;
 
 class Settings : public testing::Test {
 protected:
@@ -18,23 +18,18 @@ protected:
     void set(const char* key, const QVariant& value) { settings.setValue(QString::fromLatin1(key), value); }
 
     QTemporaryDir folder;
-    Preferences preferences{folder.filePath(QStringLiteral("quillo.ini"))};
-    UserSettings settings{preferences, QStringLiteral("de_DE")};
+    Preferences preferences{folder.filePath(u"quillo.ini"_qs)};
+    UserSettings settings{preferences, u"de_DE"_qs};
 };
 
 TEST_F(Settings, HaveTheirDefaults) {
-    EXPECT_EQ(settings.primaryLanguage(), QStringLiteral("de"));
-    EXPECT_EQ(settings.secondaryLanguage(), QStringLiteral("none"));
-    EXPECT_EQ(settings.insertionMode(), InjectionMode::paste);
-    EXPECT_EQ(settings.meetingModePreference(), MeetingModePreference::manual);
-    EXPECT_EQ(settings.audioStorageLimitMB(), 4096);
-    EXPECT_TRUE(settings.playSound() && settings.showFloatingPill() && settings.restoreClipboard());
-    EXPECT_FALSE(settings.cancelRecordingOnEscape() || settings.useDemoMode() || settings.onboardingCompleted() ||
-                 settings.enhancedTranscriptionEnabled() || settings.hasChosenLanguage());
-    EXPECT_FALSE(settings.selectedMicrophoneId() || settings.pillPositionX() || settings.enhancedConsentTimestamp());
-    EXPECT_EQ(settings.value(QStringLiteral("hotkeyKeyCode")), 54);
-    EXPECT_EQ(settings.value(QStringLiteral("toggleHotkeyModifiers")), 0x80000);
-    EXPECT_EQ(settings.value(QStringLiteral("doubleTapInterval")), 0.3);
+    EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
+    EXPECT_EQ(settings.secondaryLanguage(), u"none"_qs);
+    EXPECT_FALSE(settings.enhancedTranscriptionEnabled() || settings.hasChosenLanguage());
+    EXPECT_FALSE(settings.selectedMicrophoneId() || settings.enhancedConsentTimestamp());
+    EXPECT_EQ(settings.value(u"hotkeyKeyCode"_qs), 54);
+    EXPECT_EQ(settings.value(u"toggleHotkeyModifiers"_qs), 0x80000);
+    EXPECT_EQ(settings.value(u"doubleTapInterval"_qs), 0.3);
     EXPECT_TRUE(preferences.keys().isEmpty()) << "reading stores nothing";
 }
 
@@ -43,11 +38,11 @@ TEST_F(Settings, BelongToTheSignedInUser) {
     set("hotkeyKeyCode", 101);
     settings.setUserId(anna);
     EXPECT_TRUE(settings.playSound());
-    EXPECT_EQ(settings.value(QStringLiteral("hotkeyKeyCode")), 101) << "the machine's";
+    EXPECT_EQ(settings.value(u"hotkeyKeyCode"_qs), 101) << "the machine's";
     set("playSound", false);
     set("restoreClipboard", false);
-    EXPECT_EQ(stored("anna_playSound"), QStringLiteral("false"));
-    settings.setUserId(QStringLiteral("bert"));
+    EXPECT_EQ(stored("anna_playSound"), u"false"_qs);
+    settings.setUserId(u"bert"_qs);
     EXPECT_TRUE(settings.playSound() && settings.restoreClipboard());
     settings.setUserId(std::nullopt);
     EXPECT_FALSE(settings.playSound());
@@ -55,23 +50,19 @@ TEST_F(Settings, BelongToTheSignedInUser) {
 }
 
 TEST_F(Settings, ThatAreNoValueReadAsTheDefault) {
-    const std::pair<const char*, QVariant> nonsense[] = {{"hotkeyKeyCode", 65536},
-                                                         {"hotkeyKeyCode", -1},
-                                                         {"hotkeyKeyCode", QStringLiteral("space")},
-                                                         {"hotkeyModifiers", -1},
-                                                         {"doubleTapInterval", -0.1},
-                                                         {"playSound", QStringLiteral("maybe")},
-                                                         {"insertionMode", QStringLiteral("telepathy")},
-                                                         {"meetingDetectionHistory", QStringLiteral("[1]")},
-                                                         {"audioStorageLimitMB", 0},
-                                                         {"secondaryLanguage", QStringLiteral("xx")}};
+    const std::pair<const char*, QVariant> nonsense[] = {
+        {"hotkeyKeyCode", 65536},           {"hotkeyKeyCode", -1},
+        {"hotkeyKeyCode", u"space"_qs},     {"hotkeyModifiers", -1},
+        {"doubleTapInterval", -0.1},        {"playSound", u"maybe"_qs},
+        {"insertionMode", u"telepathy"_qs}, {"meetingDetectionHistory", u"[1]"_qs},
+        {"audioStorageLimitMB", 0},         {"secondaryLanguage", u"xx"_qs}};
     for (const auto& [key, value] : nonsense) {
         store(key, value);
         const auto& setting = settingForKey(QString::fromLatin1(key));
         EXPECT_EQ(settings.value(setting.key), setting.defaultValue) << key;
     }
-    store("primaryLanguage", QStringLiteral("klingon"));
-    EXPECT_EQ(settings.primaryLanguage(), QStringLiteral("de"));
+    store("primaryLanguage", u"klingon"_qs);
+    EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
 }
 
 TEST_F(Settings, TellTheChangesThatCount) {
@@ -80,32 +71,31 @@ TEST_F(Settings, TellTheChangesThatCount) {
     set("playSound", false);
     settings.setUserId(anna);
     set("hotkeyKeyCode", 101);
-    set("insertionMode", QStringLiteral("type"));
+    set("insertionMode", u"type"_qs);
     store("playSound", true); // not effective while Anna is signed in
-    EXPECT_EQ(told, QStringList({QStringLiteral("playSound"), QStringLiteral("hotkeyKeyCode"),
-                                 QStringLiteral("insertionMode")}));
+    EXPECT_EQ(told, QStringList({u"playSound"_qs, u"hotkeyKeyCode"_qs, u"insertionMode"_qs}));
 }
 
 TEST_F(Settings, GateTheFirstRecordingUntilALanguageIsChosen) {
     settings.runMigrations();
-    EXPECT_EQ(stored("primaryLanguage"), QStringLiteral("de"));
-    EXPECT_EQ(stored("secondaryLanguage"), QStringLiteral("none"));
+    EXPECT_EQ(stored("primaryLanguage"), u"de"_qs);
+    EXPECT_EQ(stored("secondaryLanguage"), u"none"_qs);
     EXPECT_FALSE(settings.hasChosenLanguage());
-    EXPECT_THROW(settings.chooseLanguages(QStringLiteral("xx")), SettingsError);
+    EXPECT_THROW(settings.chooseLanguages(u"xx"_qs), SettingsError);
     EXPECT_FALSE(settings.hasChosenLanguage());
-    settings.chooseLanguages(QStringLiteral("de"), QStringLiteral("en"));
+    settings.chooseLanguages(u"de"_qs, u"en"_qs);
     EXPECT_TRUE(settings.hasChosenLanguage());
-    EXPECT_EQ(settings.dictationLanguages(), QStringList({QStringLiteral("de"), QStringLiteral("en")}));
-    settings.chooseLanguages(QStringLiteral("auto"), QStringLiteral("en"));
+    EXPECT_EQ(settings.dictationLanguages(), QStringList({u"de"_qs, u"en"_qs}));
+    settings.chooseLanguages(u"auto"_qs, u"en"_qs);
     EXPECT_EQ(settings.dictationLanguages(), QStringList());
 }
 
 TEST_F(Settings, OfAnExistingInstallKeepTheirLanguages) {
     store("onboardingCompleted", true);
-    store("primaryLanguage", QStringLiteral("fr"));
+    store("primaryLanguage", u"fr"_qs);
     settings.runMigrations();
     EXPECT_TRUE(settings.hasChosenLanguage());
-    EXPECT_EQ(settings.primaryLanguage(), QStringLiteral("fr"));
+    EXPECT_EQ(settings.primaryLanguage(), u"fr"_qs);
 }
 
 TEST_F(Settings, AreInheritedByTheFirstAccountOnly) {
@@ -121,18 +111,17 @@ TEST_F(Settings, AreInheritedByTheFirstAccountOnly) {
     set("playSound", true);
     settings.runMigrations();
     EXPECT_TRUE(settings.playSound()) << "once";
-    settings.setUserId(QStringLiteral("bert"));
+    settings.setUserId(u"bert"_qs);
     settings.runMigrations();
     EXPECT_TRUE(settings.playSound());
 }
 
-TEST_F(Settings, MigrateTheLegacyMeetingSwitch) {
-    store("meetingModeEnabled", false);
-    settings.migrateMeetingModeFromLegacy();
-    EXPECT_EQ(stored("meetingModePreference"), QStringLiteral("off"));
-    store("meetingModeEnabled", true);
-    settings.migrateMeetingModeFromLegacy();
-    EXPECT_EQ(stored("meetingModePreference"), QStringLiteral("off"));
+TEST_F(Settings, MigrateTheLegacyMeetingSwitchOnce) {
+    for (const bool isOn : {false, true}) {
+        store("meetingModeEnabled", isOn);
+        settings.migrateMeetingModeFromLegacy();
+        EXPECT_EQ(stored("meetingModePreference"), u"off"_qs);
+    }
 }
 
 TEST_F(Settings, KeepConsentsByVersion) {
@@ -140,20 +129,20 @@ TEST_F(Settings, KeepConsentsByVersion) {
     settings.migrateEnhancedConsentIfNeeded();
     EXPECT_TRUE(settings.hasValidEnhancedConsent());
     EXPECT_TRUE(QDateTime::fromString(*settings.enhancedConsentTimestamp(), Qt::ISODateWithMs).isValid());
-    store("enhancedConsentVersion", QStringLiteral("0"));
+    store("enhancedConsentVersion", u"0"_qs);
     settings.migrateEnhancedConsentIfNeeded();
     EXPECT_FALSE(settings.hasValidEnhancedConsent()) << "an outdated consent is not renewed by itself";
-    settings.setUserId(QStringLiteral("u2"));
+    settings.setUserId(u"u2"_qs);
     settings.runMigrations();
-    settings.setValue(QStringLiteral("playSound"), true);
+    settings.setValue(u"playSound"_qs, true);
     EXPECT_FALSE(settings.hasValidEnhancedConsent());
-    settings.setValue(QStringLiteral("enhancedTranscriptionEnabled"), true);
+    settings.setValue(u"enhancedTranscriptionEnabled"_qs, true);
     EXPECT_TRUE(settings.hasValidEnhancedConsent()) << "who switches it on gives it";
     const auto given = settings.enhancedConsentTimestamp();
     settings.runMigrations();
     EXPECT_EQ(settings.enhancedConsentTimestamp(), given);
     // A consent that was taken away is not made up at the next start.
-    settings.setValue(QStringLiteral("enhancedConsentVersion"), {});
+    settings.setValue(u"enhancedConsentVersion"_qs, {});
     settings.runMigrations();
     EXPECT_FALSE(settings.hasValidEnhancedConsent());
     EXPECT_FALSE(settings.hasValidSyncConsent());
@@ -162,37 +151,33 @@ TEST_F(Settings, KeepConsentsByVersion) {
 }
 
 TEST_F(Settings, RememberMeetingAnswers) {
-    settings.rememberMeetingDecision(QStringLiteral("us.zoom.xos"), true);
-    settings.rememberMeetingDecision(QStringLiteral("org.jitsi = \"x\""), false);
+    settings.rememberMeetingDecision(u"us.zoom.xos"_qs, true);
+    settings.rememberMeetingDecision(u"org.jitsi = \"x\""_qs, false);
     settings.rememberMeetingDecision(std::nullopt, true);
-    EXPECT_EQ(settings.meetingDecision(QStringLiteral("us.zoom.xos")), true);
-    EXPECT_EQ(settings.meetingDecision(QStringLiteral("org.jitsi = \"x\"")), false);
-    EXPECT_EQ(settings.meetingDecision(QStringLiteral("other")), std::nullopt);
-    EXPECT_EQ(settings.value(QStringLiteral("meetingDetectionHistory")).toMap().size(), 2);
+    EXPECT_EQ(settings.meetingDecision(u"us.zoom.xos"_qs), true);
+    EXPECT_EQ(settings.meetingDecision(u"org.jitsi = \"x\""_qs), false);
+    EXPECT_EQ(settings.meetingDecision(u"other"_qs), std::nullopt);
+    EXPECT_EQ(settings.value(u"meetingDetectionHistory"_qs).toMap().size(), 2);
 }
 
 TEST(SettingsSchema, ParsesWhatAPersonTypes) {
-    struct Case {
-        const char* key;
-        const char* text;
-        QVariant value; ///< invalid: refused
-    };
-    const Case cases[] = {{"playSound", "Off", false},
-                          {"playSound", "1", true},
-                          {"playSound", "ja", {}},
-                          {"playSound", "", {}},
-                          {"hotkeyKeyCode", "101", 101},
-                          {"hotkeyKeyCode", "65536", {}},
-                          {"toggleHotkeyModifiers", "0xC0000", 0xC0000},
-                          {"toggleHotkeyModifiers", "0x", {}},
-                          {"doubleTapInterval", "0.25", 0.25},
-                          {"doubleTapInterval", "nan", {}},
-                          {"doubleTapInterval", "6", {}},
-                          {"insertionMode", "type", QStringLiteral("type")},
-                          {"insertionMode", "Type", {}},
-                          {"primaryLanguage", "auto", QStringLiteral("auto")},
-                          {"primaryLanguage", "none", {}},
-                          {"audioStorageLimitMB", "1e3", {}}};
+    // An invalid value: the text is refused.
+    const std::tuple<const char*, const char*, QVariant> cases[] = {{"playSound", "Off", false},
+                                                                    {"playSound", "1", true},
+                                                                    {"playSound", "ja", {}},
+                                                                    {"playSound", "", {}},
+                                                                    {"hotkeyKeyCode", "101", 101},
+                                                                    {"hotkeyKeyCode", "65536", {}},
+                                                                    {"toggleHotkeyModifiers", "0xC0000", 0xC0000},
+                                                                    {"toggleHotkeyModifiers", "0x", {}},
+                                                                    {"doubleTapInterval", "0.25", 0.25},
+                                                                    {"doubleTapInterval", "nan", {}},
+                                                                    {"doubleTapInterval", "6", {}},
+                                                                    {"insertionMode", "type", u"type"_qs},
+                                                                    {"insertionMode", "Type", {}},
+                                                                    {"primaryLanguage", "auto", u"auto"_qs},
+                                                                    {"primaryLanguage", "none", {}},
+                                                                    {"audioStorageLimitMB", "1e3", {}}};
     for (const auto& [key, text, value] : cases) {
         const auto& setting = settingForKey(QString::fromLatin1(key));
         SCOPED_TRACE(std::string(key) + " " + text);
@@ -205,7 +190,7 @@ TEST(SettingsSchema, ParsesWhatAPersonTypes) {
             ADD_FAILURE() << "accepted";
         } catch (const SettingsError& error) {
             EXPECT_TRUE(error.message().contains(setting.key)) << error.what();
-            EXPECT_TRUE(error.message().contains(QStringLiteral("expected"))) << error.what();
+            EXPECT_TRUE(error.message().contains(u"expected"_qs)) << error.what();
         }
     }
 }
@@ -222,8 +207,8 @@ TEST(SettingsSchema, PrintsWhatItParses) {
 
 TEST(SettingsSchema, TakesKeysByNameAndByNumber) {
     using Values = std::vector<std::pair<QString, QVariant>>;
-    const auto key = QStringLiteral("toggleHotkeyKeyCode");
-    const auto modifiers = QStringLiteral("toggleHotkeyModifiers");
+    const auto key = u"toggleHotkeyKeyCode"_qs;
+    const auto modifiers = u"toggleHotkeyModifiers"_qs;
     const std::tuple<QString, const char*, Values> cases[] = {
         {key, "101", {{key, 101}}}, // a number leaves the modifiers alone
         {key, "0x65", {{key, 101}}},
@@ -235,20 +220,20 @@ TEST(SettingsSchema, TakesKeysByNameAndByNumber) {
     };
     for (const auto& [setting, text, values] : cases)
         EXPECT_EQ(parseSettingInput(settingForKey(setting), QString::fromLatin1(text)), values) << text;
-    EXPECT_EQ(printSettingValue(settingForKey(key), 101), QStringLiteral("101 (F9)"));
-    EXPECT_EQ(printSettingValue(settingForKey(modifiers), 0xC0000), QStringLiteral("786432 (Ctrl+Alt)"));
-    EXPECT_EQ(settingForStorage(settingForKey(key), 101), QStringLiteral("101"));
-    EXPECT_EQ(settingForStorage(settingForKey(modifiers), 0xC0000), QStringLiteral("786432"));
+    EXPECT_EQ(printSettingValue(settingForKey(key), 101), u"101 (F9)"_qs);
+    EXPECT_EQ(printSettingValue(settingForKey(modifiers), 0xC0000), u"786432 (Ctrl+Alt)"_qs);
+    EXPECT_EQ(settingForStorage(settingForKey(key), 101), u"101"_qs);
+    EXPECT_EQ(settingForStorage(settingForKey(modifiers), 0xC0000), u"786432"_qs);
     for (const auto& setting : {key, modifiers})
-        EXPECT_THROW(parseSettingInput(settingForKey(setting), QStringLiteral("Any Key")), SettingsError);
+        EXPECT_THROW(parseSettingInput(settingForKey(setting), u"Any Key"_qs), SettingsError);
 }
 
 TEST(SettingsSchema, SuggestsSimilarKeys) {
     try {
-        settingForKey(QStringLiteral("hotkey"));
+        settingForKey(u"hotkey"_qs);
         ADD_FAILURE();
     } catch (const SettingsError& error) {
-        EXPECT_TRUE(error.message().contains(QStringLiteral("hotkeyKeyCode"))) << error.what();
+        EXPECT_TRUE(error.message().contains(u"hotkeyKeyCode"_qs)) << error.what();
     }
     EXPECT_THROW(settingForKey(QString()), SettingsError);
 }

@@ -7,8 +7,6 @@
 #include <QWebSocket>
 #include <QWebSocketServer>
 
-#include <memory>
-
 namespace quillo::test {
 
 /// A real WebSocket server in this process that does as its test says. One client at a time counts: the latest.
@@ -16,8 +14,7 @@ class TranscriptionServer : public QObject {
 public:
     /// With `certificate` it speaks TLS.
     explicit TranscriptionServer(const TestCertificate* certificate = nullptr)
-        : m_server(QStringLiteral("test"),
-                   certificate ? QWebSocketServer::SecureMode : QWebSocketServer::NonSecureMode) {
+        : m_server(u"test"_qs, certificate ? QWebSocketServer::SecureMode : QWebSocketServer::NonSecureMode) {
         if (certificate)
             m_server.setSslConfiguration(certificate->serverConfiguration());
         if (!m_server.listen(QHostAddress::LocalHost))
@@ -27,9 +24,8 @@ public:
 
     [[nodiscard]] QUrl url() const {
         const bool secure = m_server.secureMode() == QWebSocketServer::SecureMode;
-        return QUrl(QStringLiteral("%1://localhost:%2/ws/v3/transcribe")
-                        .arg(secure ? QStringLiteral("wss") : QStringLiteral("ws"))
-                        .arg(m_server.serverPort()));
+        return QUrl(
+            u"%1://localhost:%2/ws/v3/transcribe"_qs.arg(secure ? u"wss"_qs : u"ws"_qs).arg(m_server.serverPort()));
     }
 
     void send(const QString& frame) const { client->sendTextMessage(frame); }

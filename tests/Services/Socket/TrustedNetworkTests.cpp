@@ -4,6 +4,7 @@
 #include "Services/Socket/TranscriptionServer.h"
 #include "Services/Socket/WebSocketService.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 #include "Support/LogLines.h"
 
 #include <gmock/gmock.h>
@@ -12,12 +13,6 @@ using namespace quillo;
 using namespace quillo::test;
 
 namespace {
-
-void write(const QString& path, const QByteArray& content) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(content);
-}
 
 /// The text of the failure of a connect over TLS; empty when it succeeded.
 std::string connectTo(const TranscriptionServer& server, const std::shared_ptr<TrustedNetwork>& trust) {
@@ -45,20 +40,20 @@ TEST(TrustedNetwork, AnAuthorityIsTrustedFromTheMomentItsFileIsThere) {
     const auto trust = std::make_shared<TrustedNetwork>(path);
     EXPECT_THAT(connectTo(server, trust), testing::HasSubstr("Connection failed: "));
     EXPECT_EQ(server.connections, 0);
-    write(path, certificate.authorityPem());
+    writeFile(path, certificate.authorityPem());
     EXPECT_EQ(connectTo(server, trust), "");
     // A server that made itself a new authority.
-    write(path, TestCertificate().authorityPem() + "\n\n");
+    writeFile(path, TestCertificate().authorityPem() + "\n\n");
     EXPECT_NE(connectTo(server, trust), "");
 
-    write(path, certificate.authorityPem());
+    writeFile(path, certificate.authorityPem());
     EXPECT_EQ(connectTo(server, std::make_shared<TrustedNetwork>(folder.filePath(u"none"_qs), path)), "");
 }
 
 TEST(TrustedNetwork, TheLocalAuthorityVouchesForThisMachineAlone) {
     const QTemporaryDir folder;
     const auto path = folder.filePath(u"authority.pem"_qs);
-    write(path, TestCertificate().authorityPem());
+    writeFile(path, TestCertificate().authorityPem());
     const TrustedNetwork trust(path);
     const auto added = [&](const char* url) {
         for (const auto& certificate : trust.configuration(QUrl(QString::fromLatin1(url))).caCertificates())
@@ -77,7 +72,7 @@ TEST(TrustedNetwork, TheLocalAuthorityVouchesForThisMachineAlone) {
 TEST(TrustedNetwork, AnAddedAuthorityTakesNothingFromTheSystems) {
     const QTemporaryDir folder;
     const auto path = folder.filePath(u"authority.pem"_qs);
-    write(path, TestCertificate().authorityPem());
+    writeFile(path, TestCertificate().authorityPem());
     const TrustedNetwork trust(folder.filePath(u"none"_qs), path);
     const auto trusted = trust.configuration(QUrl(u"https://example.org"_qs)).caCertificates();
     const auto system = QSslConfiguration::systemCaCertificates();
@@ -91,7 +86,7 @@ TEST(TrustedNetwork, AFileWithoutAuthorityIsNamed) {
     const auto path = folder.filePath(u"authority.pem"_qs);
     const TrustedNetwork missing(folder.filePath(u"none"_qs), path);
     EXPECT_EQ(log.count(path.toStdString() + " named by QUILLO_CA_FILE does not exist"), 1);
-    write(path, "no certificate");
+    writeFile(path, "no certificate");
     for (int request = 0; request < 3; ++request)
         EXPECT_TRUE(missing.configuration(QUrl(u"https://example.org"_qs)) ==
                     QSslConfiguration::defaultConfiguration());

@@ -1,117 +1,15 @@
-#include "Services/Socket/WebSocketService.h"
-
 #include "Services/Protocol/ServerResponse.h"
-
-#include "Services/Auth/InMemoryTokenStorage.h"
-#include "Services/Socket/TranscriptionServer.h"
-#include "Support/Async.h"
-#include "Support/LogLines.h"
-#include "Support/ScriptedTcpServer.h"
+#include "WebSocketFixture.h"
 
 #include <QCryptographicHash>
 #include <QStringBuilder>
 
-#include <gmock/gmock.h>
-
 using namespace quillo;
 using namespace quillo::test;
-using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::Not;
-using Code = WebSocketError::Code;
 
 namespace {
-
-/// Logged when a second connect begins to wait for the first.
-const std::string waiting = "⏳ Connection in progress, waiting...";
-
-/// A task under way and how it ended.
-struct Running {
-    bool ended = false;
-    std::optional<Code> error;
-    int httpStatus = 0;
-    std::string text;
-};
-
-Task<> watch(Task<> task, std::shared_ptr<Running> running) {
-    try {
-        co_await task;
-    } catch (const WebSocketError& error) {
-        running->error = error.code();
-        running->httpStatus = error.httpStatus();
-        running->text = error.what();
-    }
-    running->ended = true;
-}
-
-std::shared_ptr<Running> start(Task<> task) {
-    auto running = std::make_shared<Running>();
-    watch(std::move(task), running);
-    return running;
-}
-
-std::shared_ptr<Running> finish(Task<> task) {
-    auto running = start(std::move(task));
-    EXPECT_TRUE(waitUntil([&] { return running->ended; })) << "the watchdog ended the wait";
-    return running;
-}
-
-Task<> collect(AsyncStream<ServerMessage> stream, std::shared_ptr<std::vector<ServerMessage>> messages,
-               std::shared_ptr<bool> ended) {
-    while (auto message = co_await stream.next())
-        messages->push_back(*std::move(message));
-    *ended = true;
-}
-
-/// Reads a stream to its end.
-struct Collected {
-    explicit Collected(AsyncStream<ServerMessage> stream) { collect(std::move(stream), messages, ended); }
-    bool waitForEnd() const {
-        return waitUntil([this] { return *ended; });
-    }
-    bool waitForCount(size_t count) const {
-        return waitUntil([this, count] { return messages->size() >= count; });
-    }
-    template <class Message>
-    [[nodiscard]] int count() const {
-        return static_cast<int>(std::ranges::count_if(
-            *messages, [](const auto& message) { return std::holds_alternative<Message>(message); }));
-    }
-    std::shared_ptr<std::vector<ServerMessage>> messages = std::make_shared<std::vector<ServerMessage>>();
-    std::shared_ptr<bool> ended = std::make_shared<bool>(false);
-};
-
-class WebSocketServiceTest : public testing::Test {
-protected:
-    WebSocketServiceTest() {
-        tokens->setAccessToken(u"secret+token/%41&x"_qs);
-        config = {.serverURL = [this] { return url; }, .tokenStorage = tokens, .clientVersion = u"1.2"_qs};
-    }
-
-    WebSocketService& service() {
-        if (!m_service)
-            m_service = std::make_unique<WebSocketService>(config, clock);
-        return *m_service;
-    }
-
-    /// Connects to `server` and returns the events of the connection.
-    Collected connected(const TranscriptionServer& server) {
-        url = server.url();
-        EXPECT_FALSE(finish(service().connect())->error);
-        return Collected(service().receiveMessages());
-    }
-
-    void stopService() { m_service.reset(); }
-
-    LogLines log;
-    ManualClock clock{EventExecutor::main()};
-    std::shared_ptr<InMemoryTokenStorage> tokens = std::make_shared<InMemoryTokenStorage>();
-    QUrl url;
-    WebSocketService::Config config;
-
-private:
-    std::unique_ptr<WebSocketService> m_service;
-};
 
 TEST_F(WebSocketServiceTest, ADictationFromConnectToDisconnect) {
     TranscriptionServer server;
@@ -141,10 +39,10 @@ TEST_F(WebSocketServiceTest, ADictationFromConnectToDisconnect) {
     ASSERT_TRUE(events.waitForCount(3));
     EXPECT_FALSE(finish(service().disconnect())->error);
     ASSERT_TRUE(events.waitForEnd());
-    ASSERT_EQ(events.messages->size(), 3U);
-    EXPECT_TRUE(std::holds_alternative<server::Connected>((*events.messages)[0]));
-    EXPECT_EQ(std::get<server::SessionStarted>((*events.messages)[1]).sessionId, u"s");
-    EXPECT_EQ(std::get<server::SessionEnded>((*events.messages)[2]).text, u"done");
+    ASSERT_EQ(events.messages().size(), 3U);
+    EXPECT_TRUE(std::holds_alternative<server::Connected>(events.messages()[0]));
+    EXPECT_EQ(std::get<server::SessionStarted>(events.messages()[1]).sessionId, u"s");
+    EXPECT_EQ(std::get<server::SessionEnded>(events.messages()[2]).text, u"done");
     ASSERT_TRUE(waitUntil([&] { return server.disconnections == 1; }));
     EXPECT_EQ(server.closeCode, QWebSocketProtocol::CloseCodeGoingAway);
     EXPECT_EQ(server.closeReason, u"");
@@ -190,7 +88,7 @@ TEST_F(WebSocketServiceTest, BadFramesAreDroppedAndTheSessionLivesOn) {
         server.send(uR"({"type":"final_transcript","data":{"text":7}})"_qs);
     server.send(uR"({"type":"final_transcript","data":{"text":"alive"}})"_qs);
     ASSERT_TRUE(events.waitForCount(4));
-    EXPECT_EQ(std::get<server::FinalTranscript>(events.messages->back()).result.text, u"alive");
+    EXPECT_EQ(std::get<server::FinalTranscript>(events.messages().back()).result.text, u"alive");
     EXPECT_EQ(log.count("[WebSocket] ⚠️ Failed to parse message"), 4);
     EXPECT_EQ(log.count("[WebSocket] 📩 Binary data received (ignored)"), 1);
     EXPECT_EQ(log.count("text: expected string"), 1);
@@ -211,8 +109,8 @@ TEST_F(WebSocketServiceTest, ALostConnectionIsReportedOnceAndItsTextKept) {
         end(*server.client);
         ASSERT_TRUE(events.waitForEnd()) << name;
         EXPECT_EQ(events.count<server::ConnectionLost>(), 1) << name;
-        EXPECT_TRUE(
-            std::get<server::ConnectionLost>(events.messages->back()).error.startsWith(u"Failed to receive message: "));
+        EXPECT_TRUE(std::get<server::ConnectionLost>(events.messages().back())
+                        .error.startsWith(u"Failed to receive message: "));
         EXPECT_FALSE(service().isConnected()) << name;
         EXPECT_TRUE(service().texts().hasRecoveredText) << name;
         EXPECT_EQ(service().texts().savedTextFromDisconnect, u"kept") << name;
@@ -232,147 +130,6 @@ TEST_F(WebSocketServiceTest, AnEndAfterEndSessionIsQuiet) {
     ASSERT_TRUE(events.waitForEnd());
     EXPECT_EQ(events.count<server::ConnectionLost>(), 0);
     EXPECT_THAT(log.text(), HasSubstr("[WebSocket] ℹ️ Receive loop ended due to graceful disconnect/cancel"));
-}
-
-TEST_F(WebSocketServiceTest, ARejectedUpgradeTellsItsStatus) {
-    const std::vector<std::pair<QByteArray, int>> answers{
-        {ScriptedTcpServer::http("401 Unauthorized", "{}", "WWW-Authenticate: Bearer\r\n"), 401},
-        {ScriptedTcpServer::http("429 Too Many Requests", {}, "Retry-After: 5\r\n"), 429},
-        {ScriptedTcpServer::http("302 Found", {}, "Location: ws://localhost/\r\n"), 302},
-        {ScriptedTcpServer::http("200 OK", "<html></html>"), 200},
-        {"garbage\r\n\r\n", 0},
-    };
-    for (const auto& [answer, status] : answers) {
-        const ScriptedTcpServer server([&answer = answer](const auto&) { return answer; });
-        url = server.url(u"ws"_qs);
-        const auto running = finish(service().connect());
-        EXPECT_EQ(running->error, Code::connectionFailed) << answer.toStdString();
-        EXPECT_EQ(running->httpStatus, status) << answer.toStdString();
-        // Nothing is stuck: the next one is a new attempt.
-        EXPECT_FALSE(service().isConnected());
-    }
-    EXPECT_THAT(log.text(), HasSubstr("❌ NSError domain=HTTP code=401"));
-    EXPECT_THAT(log.text(), HasSubstr("❌ URLError failingURL: ws://localhost:"));
-    EXPECT_THAT(log.text(), Not(HasSubstr("secret")));
-}
-
-TEST_F(WebSocketServiceTest, AFirstMessageOtherThanConnectedFailsTheConnect) {
-    for (const auto& greeting : {uR"({"type":"error","data":{"message":"full"}})"_qs, u"hello"_qs}) {
-        TranscriptionServer server;
-        server.greeting = greeting;
-        url = server.url();
-        const auto running = finish(service().connect());
-        EXPECT_EQ(running->error, Code::connectionFailed);
-        EXPECT_THAT(running->text, HasSubstr("Unexpected response type"));
-    }
-    TranscriptionServer server;
-    connected(server);
-    EXPECT_TRUE(service().isConnected());
-}
-
-TEST_F(WebSocketServiceTest, WithoutTokenOrAddressNothingIsSent) {
-    TranscriptionServer server;
-    url = server.url();
-    tokens->setAccessToken(std::nullopt);
-    EXPECT_EQ(finish(service().connect())->error, Code::notAuthenticated);
-    EXPECT_THAT(log.text(), HasSubstr("🔒 No token provided for WebSocket connection. Forcing re-auth."));
-    tokens->setAccessToken(u"t"_qs);
-    for (const auto& bad : {QUrl(), QUrl(u"https://localhost/"_qs), QUrl(u"ws:///path"_qs)}) {
-        url = bad;
-        EXPECT_EQ(finish(service().connect())->error, Code::invalidURL) << bad.toString().toStdString();
-    }
-    EXPECT_EQ(server.connections, 0);
-
-    stopService();
-    url = server.url();
-    tokens->setAccessToken(std::nullopt);
-    config.allowsMissingToken = true;
-    EXPECT_FALSE(finish(service().connect())->error);
-    EXPECT_FALSE(server.requestUrl.hasQuery());
-
-    stopService();
-    config.staticToken = u"fixed"_qs;
-    EXPECT_FALSE(finish(service().connect())->error);
-    EXPECT_EQ(server.requestUrl.query(), u"token=fixed");
-    EXPECT_THAT(log.text(), HasSubstr("Token provided for connection (from static)"));
-}
-
-TEST_F(WebSocketServiceTest, AServerThatNeverAnswersEndsAtTheDeadline) {
-    ScriptedTcpServer server([](const auto&) { return QByteArray(); });
-    url = server.url(u"ws"_qs);
-    const auto running = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
-    clock.advance(59s);
-    EXPECT_FALSE(running->ended);
-    clock.advance(1s);
-    ASSERT_TRUE(waitUntil([&] { return running->ended; }));
-    EXPECT_EQ(running->text, "Connection failed: The request timed out.");
-    EXPECT_EQ(running->httpStatus, 0);
-}
-
-TEST_F(WebSocketServiceTest, ADisconnectCancelsTheConnectAndThoseThatWaitForIt) {
-    ScriptedTcpServer silent([](const auto&) { return QByteArray(); });
-    url = silent.url(u"ws"_qs);
-    const auto first = start(service().connect());
-    const auto second = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return silent.requests.size() == 1 && log.count(waiting) == 1; }));
-    EXPECT_FALSE(finish(service().disconnect())->error);
-    ASSERT_TRUE(waitUntil([&] { return first->ended; }));
-    EXPECT_EQ(first->error, Code::connectionCancelled);
-    clock.advance(100ms);
-    ASSERT_TRUE(waitUntil([&] { return second->ended; }));
-    EXPECT_EQ(second->error, Code::connectionCancelled);
-    EXPECT_EQ(silent.requests.size(), 1);
-    EXPECT_THAT(log.text(), HasSubstr("⚠️ Connection cancelled by user (quick tap)"));
-    // And the service is as new.
-    TranscriptionServer server;
-    connected(server);
-}
-
-TEST_F(WebSocketServiceTest, ASecondConnectWaitsForTheFirstThirtyChecks) {
-    TranscriptionServer server;
-    server.greeting.clear();
-    url = server.url();
-    const auto first = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return server.connections == 1; }));
-    const auto patient = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return log.count(waiting) == 1; }));
-    clock.advance(2900ms);
-    EXPECT_FALSE(patient->ended);
-    clock.advance(100ms);
-    ASSERT_TRUE(waitUntil([&] { return patient->ended; }));
-    EXPECT_EQ(patient->error, Code::connectionFailed);
-
-    const auto lucky = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return log.count(waiting) == 2; }));
-    server.send(uR"({"type":"connected"})"_qs);
-    ASSERT_TRUE(waitUntil([&] { return first->ended; }));
-    clock.advance(100ms);
-    ASSERT_TRUE(waitUntil([&] { return lucky->ended; }));
-    EXPECT_FALSE(first->error);
-    EXPECT_FALSE(lucky->error);
-    EXPECT_EQ(server.connections, 1);
-    EXPECT_THAT(log.text(), HasSubstr("✅ Connection completed while waiting"));
-    EXPECT_FALSE(finish(service().connect())->error);
-    EXPECT_THAT(log.text(), HasSubstr("Already connected, skipping"));
-}
-
-TEST_F(WebSocketServiceTest, ASecondConnectTriesItselfWhenTheFirstFailed) {
-    TranscriptionServer server;
-    server.greeting.clear();
-    url = server.url();
-    const auto first = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return server.connections == 1; }));
-    const auto second = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return log.count(waiting) == 1; }));
-    server.greeting = uR"({"type":"connected"})"_qs;
-    server.client->abort();
-    ASSERT_TRUE(waitUntil([&] { return first->ended; }));
-    EXPECT_EQ(first->error, Code::connectionFailed);
-    clock.advance(100ms);
-    ASSERT_TRUE(waitUntil([&] { return second->ended; }));
-    EXPECT_FALSE(second->error);
-    EXPECT_EQ(server.connections, 2);
 }
 
 /// The answer that accepts an upgrade (RFC 6455, section 4.2.2), and the greeting in one text frame.
@@ -424,7 +181,7 @@ TEST_F(WebSocketServiceTest, ASilentConnectionIsLostAfterAnHourAndAnyAfterSixtyF
             clock.advance(60s);
             ASSERT_TRUE(service().isConnected()) << minute;
         }
-        EXPECT_FALSE(*events.ended);
+        EXPECT_FALSE(events.hasEnded());
         clock.advance(60s);
         ASSERT_TRUE(events.waitForEnd()) << talks;
         EXPECT_EQ(events.count<server::ConnectionLost>(), 1);
@@ -440,26 +197,6 @@ TEST_F(WebSocketServiceTest, WhoStopsReadingEndsTheLoopNotTheConnection) {
     server.client->close();
     ASSERT_TRUE(waitUntil([&] { return !service().isConnected(); }));
     EXPECT_FALSE(service().texts().hasRecoveredText);
-}
-
-TEST_F(WebSocketServiceTest, TheServiceMayGoInTheMiddleOfAnything) {
-    TranscriptionServer server;
-    ScriptedTcpServer silent([](const auto&) { return QByteArray(); });
-    url = silent.url(u"ws"_qs);
-    const auto first = start(service().connect());
-    const auto second = start(service().connect());
-    ASSERT_TRUE(waitUntil([&] { return log.count(waiting) == 1; }));
-    stopService();
-    ASSERT_TRUE(waitUntil([&] { return first->ended; }));
-    clock.advance(100ms);
-    ASSERT_TRUE(waitUntil([&] { return second->ended; }));
-    EXPECT_EQ(first->error, Code::connectionCancelled);
-    EXPECT_EQ(second->error, Code::connectionCancelled);
-
-    const auto events = connected(server);
-    stopService();
-    EXPECT_TRUE(events.waitForEnd());
-    EXPECT_EQ(events.count<server::ConnectionLost>(), 0);
 }
 
 } // namespace

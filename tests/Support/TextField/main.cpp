@@ -32,9 +32,8 @@ public:
             return;
         const auto now = std::chrono::steady_clock::now().time_since_epoch();
         const QJsonObject line{
-            {QStringLiteral("monotonic_ms"), std::chrono::duration<double, std::milli>(now).count()},
-            {QStringLiteral("wall_time"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
-            {QStringLiteral("text"), text},
+            {u"monotonic_ms"_qs, std::chrono::duration<double, std::milli>(now).count()},
+            {u"text"_qs, text},
         };
         m_file.write(QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n');
         m_file.flush();
@@ -48,17 +47,15 @@ private:
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("quillo-text-field"));
+    QApplication::setApplicationName(u"quillo-text-field"_qs);
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("A text field that reports what it receives."));
+    parser.setApplicationDescription(u"A text field that reports what it receives."_qs);
     parser.addHelpOption();
-    const QCommandLineOption report(QStringLiteral("report"), QStringLiteral("Append each change to <file>."),
-                                    QStringLiteral("file"));
-    const QCommandLineOption password(QStringLiteral("password"), QStringLiteral("Show a password field."));
-    const QCommandLineOption line(QStringLiteral("line"), QStringLiteral("Show a field of one line."));
-    const QCommandLineOption noField(QStringLiteral("no-field"), QStringLiteral("Show only a button."));
-    const QCommandLineOption title(QStringLiteral("title"), QStringLiteral("Title of the window."),
-                                   QStringLiteral("text"), QStringLiteral("Notes"));
+    const QCommandLineOption report(u"report"_qs, u"Append each change to <file>."_qs, u"file"_qs);
+    const QCommandLineOption password(u"password"_qs, u"Show a password field."_qs);
+    const QCommandLineOption line(u"line"_qs, u"Show a field of one line."_qs);
+    const QCommandLineOption noField(u"no-field"_qs, u"Show only a button."_qs);
+    const QCommandLineOption title(u"title"_qs, u"Title of the window."_qs, u"text"_qs, u"Notes"_qs);
     parser.addOptions({report, password, line, noField, title});
     parser.process(application);
 
@@ -86,12 +83,11 @@ int main(int argc, char** argv) {
     layout->setContentsMargins(36, 28, 36, 28);
     layout->setSpacing(6);
     auto* const heading = new QLabel(parser.value(title));
-    heading->setObjectName(QStringLiteral("heading"));
-    auto* const date =
-        new QLabel(QLocale(QLocale::English).toString(QDate::currentDate(), QStringLiteral("dddd, d MMMM yyyy")));
-    date->setObjectName(QStringLiteral("date"));
+    heading->setObjectName(u"heading"_qs);
+    auto* const date = new QLabel(QLocale(QLocale::English).toString(QDate::currentDate(), u"dddd, d MMMM yyyy"_qs));
+    date->setObjectName(u"date"_qs);
     auto* const rule = new QFrame;
-    rule->setObjectName(QStringLiteral("rule"));
+    rule->setObjectName(u"rule"_qs);
     rule->setFixedHeight(1);
     layout->addWidget(heading);
     layout->addWidget(date);
@@ -100,13 +96,13 @@ int main(int argc, char** argv) {
     layout->addSpacing(10);
 
     if (parser.isSet(noField)) {
-        auto* const button = new QPushButton(QStringLiteral("Continue"));
+        auto* const button = new QPushButton(u"Continue"_qs);
         layout->addWidget(button, 0, Qt::AlignLeft);
         layout->addStretch();
         button->setFocus();
     } else if (parser.isSet(password) || parser.isSet(line)) {
         auto* const field = new QLineEdit;
-        field->setPlaceholderText(parser.isSet(password) ? QStringLiteral("Password") : QStringLiteral("Search"));
+        field->setPlaceholderText(parser.isSet(password) ? u"Password"_qs : u"Search"_qs);
         if (parser.isSet(password))
             field->setEchoMode(QLineEdit::Password);
         QObject::connect(field, &QLineEdit::textChanged, field, [&](const QString& text) { changes.write(text); });

@@ -3,61 +3,8 @@
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 
 #include <algorithm>
-#include <span>
-
-#include <linux/input-event-codes.h>
-#include <xkbcommon/xkbcommon-keysyms.h>
 
 namespace quillo {
-
-namespace {
-
-bool producesKeysym(const XcbConnection& connection, xcb_keycode_t keycode, uint32_t keysym) {
-    const auto reply = adopt(xcb_get_keyboard_mapping_reply(
-        connection.get(), xcb_get_keyboard_mapping(connection.get(), keycode, 1), nullptr));
-    if (!reply)
-        return false;
-    const std::span keysyms(xcb_get_keyboard_mapping_keysyms(reply.get()),
-                            static_cast<size_t>(xcb_get_keyboard_mapping_keysyms_length(reply.get())));
-    return std::find(keysyms.begin(), keysyms.end(), keysym) != keysyms.end();
-}
-
-} // namespace
-
-KeyGrabs::Masks KeyGrabs::readMasks() const {
-    Masks masks;
-    uint16_t numLock = 0;
-    uint16_t scrollLock = 0;
-    auto* const connection = m_connection.get();
-    const auto reply = adopt(xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr));
-    if (reply) {
-        const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(reply.get());
-        const int perModifier = reply->keycodes_per_modifier;
-        for (int index = 0; index < 8 * perModifier; ++index) {
-            const xcb_keycode_t keycode = keycodes[index];
-            const auto mask = static_cast<uint16_t>(1U << static_cast<unsigned>(index / perModifier));
-            if (keycode == 0 || mask == XCB_MOD_MASK_SHIFT || mask == XCB_MOD_MASK_LOCK || mask == XCB_MOD_MASK_CONTROL)
-                continue;
-            if (keycode == KEY_LEFTALT + x11KeycodeOffset)
-                masks.option = mask;
-            else if (keycode == KEY_LEFTMETA + x11KeycodeOffset)
-                masks.command = mask;
-            else if (producesKeysym(m_connection, keycode, XKB_KEY_Num_Lock))
-                numLock = mask;
-            else if (producesKeysym(m_connection, keycode, XKB_KEY_Scroll_Lock))
-                scrollLock = mask;
-        }
-    }
-    masks.locks = {0};
-    for (const uint16_t lock : {static_cast<uint16_t>(XCB_MOD_MASK_LOCK), numLock, scrollLock}) {
-        if (lock == 0)
-            continue;
-        const size_t count = masks.locks.size();
-        for (size_t index = 0; index < count; ++index)
-            masks.locks.push_back(masks.locks[index] | lock);
-    }
-    return masks;
-}
 
 bool KeyGrabs::grabOne(const KeyCombination& combination) {
     uint16_t modifiers = 0;
@@ -66,15 +13,15 @@ bool KeyGrabs::grabOne(const KeyCombination& combination) {
     if ((combination.modifiers & keyflag::control) != 0)
         modifiers |= XCB_MOD_MASK_CONTROL;
     if ((combination.modifiers & keyflag::option) != 0)
-        modifiers |= m_masks.option;
+        modifiers |= m_map.option;
     if ((combination.modifiers & keyflag::command) != 0)
-        modifiers |= m_masks.command;
+        modifiers |= m_map.command;
 
     std::vector<std::pair<Grabbed, xcb_void_cookie_t>> asked;
     for (const uint16_t evdev : evdevCodesForVirtualKeyCode(combination.keyCode)) {
         if (evdev + x11KeycodeOffset > 255)
             continue;
-        for (const uint16_t locks : m_masks.locks) {
+        for (const uint16_t locks : m_map.locks) {
             const Grabbed grab{static_cast<xcb_keycode_t>(evdev + x11KeycodeOffset),
                                static_cast<uint16_t>(modifiers | locks)};
             asked.emplace_back(grab, xcb_grab_key_checked(m_connection.get(), 0, m_connection.root(), grab.modifiers,
@@ -102,24 +49,38 @@ bool KeyGrabs::grabOne(const KeyCombination& combination) {
 void KeyGrabs::grab(std::vector<KeyCombination> combinations) {
     release();
     m_wanted = std::move(combinations);
-    m_masks = readMasks();
+    m_map = ModifierMap::read(m_connection);
     for (const KeyCombination& combination : m_wanted) {
-        if (flagsOfModifierKey(combination.keyCode) == 0 && !grabOne(combination))
+        if (sideBitOfModifierKey(combination.keyCode) == 0 && !grabOne(combination))
             m_unavailable.push_back(combination);
     }
     m_connection.flush();
 }
 
+bool KeyGrabs::isFree(const KeyCombination& combination) {
+    const auto isIn = [&](const auto& list) { return std::ranges::find(list, combination) != list.end(); };
+    if (isIn(m_wanted))
+        return !isIn(m_unavailable);
+    const size_t before = m_grabbed.size();
+    const bool free = grabOne(combination);
+    releaseFrom(before);
+    return free;
+}
+
 void KeyGrabs::release() {
-    for (const Grabbed& grab : m_grabbed)
-        xcb_ungrab_key(m_connection.get(), grab.keycode, m_connection.root(), grab.modifiers);
-    m_connection.flush();
-    m_grabbed.clear();
+    releaseFrom(0);
     m_unavailable.clear();
 }
 
-void KeyGrabs::modifierMappingChanged() {
-    if (readMasks() != m_masks)
+void KeyGrabs::releaseFrom(size_t first) {
+    for (size_t index = first; index < m_grabbed.size(); ++index)
+        xcb_ungrab_key(m_connection.get(), m_grabbed[index].keycode, m_connection.root(), m_grabbed[index].modifiers);
+    m_connection.flush();
+    m_grabbed.resize(first);
+}
+
+void KeyGrabs::modifierMappingChanged(const ModifierMap& map) {
+    if (map.option != m_map.option || map.command != m_map.command || map.locks != m_map.locks)
         grab(std::move(m_wanted));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/KeyEvents.h"
+#include "Platform/Linux/X11/ModifierMap.h"
 #include "Platform/Linux/X11/XcbConnection.h"
 
 #include <vector>
@@ -17,27 +18,22 @@ public:
     /// modifier is never grabbed: while it is held, every other key would come to us.
     void grab(std::vector<KeyCombination> combinations);
     void release();
-    /// Renews the grabs if the modifier mapping has changed.
-    void modifierMappingChanged();
+    /// Renews the grabs if `map`, the present modifier mapping, differs in what they depend on.
+    void modifierMappingChanged(const ModifierMap& map);
     [[nodiscard]] const std::vector<KeyCombination>& unavailable() const { return m_unavailable; }
+    /// Whether no other client has grabbed it.
+    [[nodiscard]] bool isFree(const KeyCombination& combination);
 
 private:
-    /// The server's modifier bits for ours, which depend on the keyboard mapping.
-    struct Masks {
-        uint16_t option = XCB_MOD_MASK_1;
-        uint16_t command = XCB_MOD_MASK_4;
-        std::vector<uint16_t> locks; ///< every combination of the lock keys; the first is "no lock"
-        bool operator==(const Masks&) const = default;
-    };
     struct Grabbed {
-        xcb_keycode_t keycode;
-        uint16_t modifiers;
+        xcb_keycode_t keycode = 0;
+        uint16_t modifiers = 0;
     };
-    [[nodiscard]] Masks readMasks() const;
+    void releaseFrom(size_t first);
     [[nodiscard]] bool grabOne(const KeyCombination& combination);
 
     XcbConnection& m_connection;
-    Masks m_masks;
+    ModifierMap m_map;
     std::vector<KeyCombination> m_wanted;
     std::vector<KeyCombination> m_unavailable;
     std::vector<Grabbed> m_grabbed;

@@ -1,5 +1,7 @@
 #include "Platform/Linux/X11/KeyboardLayout.h"
 
+#include "Platform/Linux/X11/ModifierMap.h"
+
 #include <algorithm>
 #include <span>
 
@@ -100,6 +102,9 @@ std::optional<KeyboardLayout> KeyboardLayout::read(const XcbConnection& connecti
                 !layout.isModifierKey(keycode))
                 layout.m_spareKeys.push_back(keycode);
         }
+        // The last one stays without a symbol: the key event source presses it for its lack of effect.
+        if (!layout.m_spareKeys.empty() && layout.m_spareKeys.back() == neutralKey(connection))
+            layout.m_spareKeys.pop_back();
     }
     return layout;
 }

@@ -34,7 +34,7 @@ public:
     /// A key that sets the modifier of that index (`XCB_MAP_INDEX_...`).
     [[nodiscard]] xcb_keycode_t modifierKey(xcb_map_index_t modifier) const;
     [[nodiscard]] bool isModifierKey(xcb_keycode_t keycode) const;
-    /// Keys that produce nothing and set no modifier.
+    /// Keys that produce nothing and set no modifier, without the one of `neutralKey`.
     [[nodiscard]] const std::vector<xcb_keycode_t>& spareKeys() const { return m_spareKeys; }
 
 private:

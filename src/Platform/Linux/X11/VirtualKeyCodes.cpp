@@ -177,24 +177,24 @@ std::vector<uint16_t> evdevCodesForVirtualKeyCode(uint16_t virtualKeyCode) {
     return codes;
 }
 
-uint64_t flagsOfModifierKey(uint16_t virtualKeyCode) {
+uint64_t sideBitOfModifierKey(uint16_t virtualKeyCode) {
     switch (virtualKeyCode) {
     case keycode::rightCommand:
-        return keyflag::command | keyflag::rightCommand;
+        return keyflag::rightCommand;
     case keycode::leftCommand:
-        return keyflag::command | keyflag::leftCommand;
+        return keyflag::leftCommand;
     case keycode::leftShift:
-        return keyflag::shift | keyflag::leftShift;
+        return keyflag::leftShift;
     case keycode::rightShift:
-        return keyflag::shift | keyflag::rightShift;
+        return keyflag::rightShift;
     case keycode::leftOption:
-        return keyflag::option | keyflag::leftOption;
+        return keyflag::leftOption;
     case keycode::rightOption:
-        return keyflag::option | keyflag::rightOption;
+        return keyflag::rightOption;
     case keycode::leftControl:
-        return keyflag::control | keyflag::leftControl;
+        return keyflag::leftControl;
     case keycode::rightControl:
-        return keyflag::control | keyflag::rightControl;
+        return keyflag::rightControl;
     case keycode::function:
         return keyflag::function;
     default:

@@ -16,8 +16,8 @@ inline constexpr uint16_t x11KeycodeOffset = 8;
 /// The kernel key codes for a virtual key code, the usual one first; empty when there is none.
 [[nodiscard]] std::vector<uint16_t> evdevCodesForVirtualKeyCode(uint16_t virtualKeyCode);
 
-/// The bits (`keyflag`) that are set while the modifier key with this virtual key code is down: its kind and its side;
-/// 0 for any other key.
-[[nodiscard]] uint64_t flagsOfModifierKey(uint16_t virtualKeyCode);
+/// The bit (`keyflag`) that is set while the very modifier key with this virtual key code is down; 0 for any other key.
+/// Which kind of modifier the key is, depends on the layout: see `ModifierMap`.
+[[nodiscard]] uint64_t sideBitOfModifierKey(uint16_t virtualKeyCode);
 
 } // namespace quillo

@@ -3,6 +3,7 @@
 #include "Concurrency/Executor.h"
 #include "Core/Log.h"
 #include "Platform/Linux/X11/KeyGrabs.h"
+#include "Platform/Linux/X11/ModifierMap.h"
 #include "Platform/Linux/X11/ServerTime.h"
 #include "Platform/Linux/X11/VirtualKeyCodes.h"
 #include "Platform/Linux/X11/XcbConnection.h"
@@ -47,12 +48,14 @@ public:
         m_handler = std::move(onEvent);
         m_stateHandler = std::move(onState);
         readTestDevices();
+        m_modifiers = ModifierMap::read(*m_query);
         m_down = readKeymap();
+        m_pressedOn = {};
         for (size_t keycode = 0; keycode < m_down.size(); ++keycode)
             m_guard->setPhysicallyDown(static_cast<uint8_t>(keycode), m_down[keycode]);
         m_guard->setSourceRunning(true);
 
-        askForDetectableAutoRepeat();
+        useKeyboardExtension();
         m_grabs = std::make_unique<KeyGrabs>(*m_grab);
         m_grabs->grab(std::move(consumed));
         for (const KeyCombination& combination : m_grabs->unavailable())
@@ -91,6 +94,23 @@ public:
 
     [[nodiscard]] std::vector<KeyCombination> unavailableCombinations() const override {
         return m_grabs ? m_grabs->unavailable() : std::vector<KeyCombination>{};
+    }
+
+    [[nodiscard]] std::vector<KeyCombination> freeAmong(std::vector<KeyCombination> candidates) const override {
+        std::erase_if(candidates, [this](const auto& candidate) { return !m_grabs || !m_grabs->isFree(candidate); });
+        return candidates;
+    }
+
+    void hideLoneTap() override {
+        const xcb_keycode_t key = m_raw ? neutralKey(*m_query) : 0;
+        if (key == 0)
+            return;
+        for (const bool press : {true, false}) {
+            m_guard->expect(key, press);
+            xcb_test_fake_input(m_query->get(), press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, key, XCB_CURRENT_TIME,
+                                XCB_WINDOW_NONE, 0, 0, 0);
+        }
+        m_query->flush();
     }
 
     [[nodiscard]] bool isPhysicallyDown(uint16_t keyCode) const override {
@@ -152,12 +172,19 @@ private:
         return !m_raw->isBroken();
     }
 
-    void askForDetectableAutoRepeat() {
+    /// Repetitions without releases, and word of another keyboard mapping.
+    void useKeyboardExtension() {
         auto* const connection = m_grab->get();
         adopt(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
         const uint32_t flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
         adopt(xcb_xkb_per_client_flags_reply(
             connection, xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0), nullptr));
+        // A client that uses the extension gets no core notification of a mapping that setxkbmap or a desktop loads.
+        constexpr uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+        constexpr uint16_t modifiers = XCB_XKB_MAP_PART_MODIFIER_MAP;
+        xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, events, 0, XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY,
+                              modifiers, modifiers, nullptr);
+        m_keyboardEvent = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
     }
 
     void readTestDevices() {
@@ -212,16 +239,23 @@ private:
         const auto keycode = static_cast<uint8_t>(event.detail);
         if (m_testDevices.contains(event.sourceid) && m_guard->consume(keycode, press))
             return;
-        if (press)
+        auto& keyboards = m_pressedOn[keycode];
+        if (press) {
             m_pressTime[keycode] = event.time;
-        else if (!m_down[keycode])
+            keyboards.insert(event.sourceid);
+        } else if (!m_down[keycode]) {
             return; // Ignore the release of a key that was never pressed.
+        } else if (keyboards.erase(event.sourceid) > 0 && !keyboards.empty()) {
+            return; // The same key of another keyboard is still down.
+        }
         keyChanged(keycode, press, m_serverTime.ageOf(event.time, std::chrono::steady_clock::now()));
     }
 
     void keyChanged(uint8_t keycode, bool press, std::chrono::milliseconds age = {}) {
         const bool repeat = press && m_down[keycode];
         m_down[keycode] = press;
+        if (!press)
+            m_pressedOn[keycode].clear();
         m_guard->setPhysicallyDown(keycode, press);
         if (!press && keycode == m_grabbedKeycode)
             grabEnded();
@@ -241,7 +275,7 @@ private:
         const auto virtualKey = virtualKeyCodeForEvdev(static_cast<uint16_t>(keycode - x11KeycodeOffset));
         if (!virtualKey || !m_handler)
             return;
-        const bool isModifier = flagsOfModifierKey(*virtualKey) != 0;
+        const bool isModifier = (m_modifiers.kinds[keycode] | sideBitOfModifierKey(*virtualKey)) != 0;
         if (isModifier && repeat)
             return;
         KeyEvent event;
@@ -258,8 +292,9 @@ private:
     [[nodiscard]] uint64_t flags() const {
         uint64_t bits = 0;
         for (size_t keycode = m_down._Find_first(); keycode < m_down.size(); keycode = m_down._Find_next(keycode)) {
+            bits |= m_modifiers.kinds[keycode];
             if (const auto key = virtualKeyCodeForEvdev(static_cast<uint16_t>(keycode - x11KeycodeOffset)))
-                bits |= flagsOfModifierKey(*key);
+                bits |= sideBitOfModifierKey(*key);
         }
         return bits;
     }
@@ -303,6 +338,7 @@ private:
 
     void readGrabEvents() {
         const std::weak_ptr alive(m_alive);
+        bool isMappingNew = false;
         while (!alive.expired() && m_grab) {
             const auto event = m_grab->poll();
             if (!event)
@@ -314,14 +350,19 @@ private:
             case XCB_KEY_RELEASE:
                 grabEnded();
                 break;
-            case XCB_MAPPING_NOTIFY:
-                m_grabs->modifierMappingChanged();
-                break;
             default:
+                isMappingNew =
+                    isMappingNew || eventType(*event) == XCB_MAPPING_NOTIFY || eventType(*event) == m_keyboardEvent;
                 break;
             }
         }
-        if (!alive.expired() && m_grab && m_grab->isBroken())
+        if (alive.expired() || !m_grab)
+            return;
+        if (isMappingNew) {
+            m_modifiers = ModifierMap::read(*m_query);
+            m_grabs->modifierMappingChanged(m_modifiers);
+        }
+        if (m_grab->isBroken())
             connectionLost();
     }
 
@@ -362,9 +403,12 @@ private:
     StateHandler m_stateHandler;
     std::set<uint16_t> m_testDevices;
     Keymap m_down;
+    std::array<std::set<uint16_t>, 256> m_pressedOn; ///< for each key that is down, the keyboards it was pressed on
+    ModifierMap m_modifiers;
     std::array<xcb_timestamp_t, 256> m_pressTime{};
     ServerTime m_serverTime;
     uint8_t m_grabbedKeycode = 0;
+    uint8_t m_keyboardEvent = 0; ///< the number of all events of the keyboard extension
 };
 
 } // namespace

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Services/Hotkeys/HotkeyConfig.h"
+#include "Services/Hotkeys/HotkeyServiceProtocol.h"
+
+namespace quillo {
+
+/// The choice of a combination for a hotkey by the user.
+namespace hotkeyChoice {
+
+enum class Problem {
+    none,
+    neededForTyping, ///< nobody could type the key any more
+    loneModifier,    ///< the toggle hotkey is no modifier key alone
+    otherHotkey,     ///< it is the combination of the other hotkey
+};
+
+[[nodiscard]] Problem problemOf(Hotkey hotkey, const KeyCombination& combination, const HotkeyConfig& config);
+/// Combinations to offer when another program holds the configured one, the best first.
+[[nodiscard]] std::vector<KeyCombination> alternatives(Hotkey hotkey);
+/// Stores the combination in the settings.
+void store(Hotkey hotkey, const KeyCombination& combination, UserSettings& settings);
+
+} // namespace hotkeyChoice
+
+} // namespace quillo
