@@ -23,7 +23,6 @@ public:
 
     /// Processes the next frame of `frameSamples` samples. True during speech.
     bool process(std::span<const int16_t> frame);
-    [[nodiscard]] bool inSpeech() const { return m_inSpeech; }
 
 private:
     void followBackground(double level);

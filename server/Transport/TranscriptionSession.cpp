@@ -1,15 +1,8 @@
 #include "Transport/TranscriptionSession.h"
 
-#include "Foundation/Encoding.h"
 #include "Foundation/Log.h"
 
 namespace quillo::server {
-namespace {
-
-constexpr int64_t samplesPerMillisecond = 16;
-
-} // namespace
-
 /// Posts the recogniser's calls to the strand, which drops them when their session has ended.
 class TranscriptionSession::Listener : public RecognitionListener {
 public:
@@ -61,7 +54,7 @@ TranscriptionSession::TranscriptionSession(Channel channel, std::shared_ptr<Reco
     : m_channel(std::move(channel)), m_recogniser(std::move(recogniser)), m_bounds(bounds),
       m_userId(std::move(userId)) {}
 
-std::string TranscriptionSession::label() const { return "session " + m_sessionId; }
+std::string TranscriptionSession::label() const { return "session " + m_transcript.id(); }
 
 void TranscriptionSession::begin() { m_channel.send(connectedMessage()); }
 
@@ -82,27 +75,8 @@ void TranscriptionSession::handle(const message::StartSession& start) {
         m_channel.send(errorMessage("SESSION_EXISTS", "A session is running on this socket; end it first"));
         return;
     }
-    m_sessionId = randomUuid();
-    m_sampleCount = 0;
-    m_recordingId = start.recordingId;
-    m_sampleHash.reset();
-    if (!m_recordingId.empty())
-        m_sampleHash.emplace();
-    m_languages.clear();
-    for (const auto& language : start.options.languages)
-        m_languages += (m_languages.empty() ? "" : ",") + language;
-    m_confidenceSum = 0;
-    m_finalCount = 0;
+    m_transcript = SessionTranscript(start, m_recogniser->name());
     m_toldNoSession = false;
-    const auto& languages = start.options.languages;
-    m_detectsLanguage = languages.size() != 1 || languages.front() == "auto";
-    m_summary = {};
-    m_text = {};
-    m_summary.metricsId = randomUuid();
-    m_summary.transcriptionId = randomUuid();
-    m_summary.provider = m_recogniser->name();
-    // The server receives one channel of audio, whatever the sources.
-    m_summary.micOnlyFallback = start.isMeeting;
     m_state = State::opening;
     m_opening = std::make_shared<Opening>();
     m_opening->options = start.options;
@@ -151,7 +125,7 @@ bool TranscriptionSession::blockingWorkDone() {
     m_state = State::running;
     m_deadline = std::chrono::steady_clock::now() + m_bounds.session;
     log(LogLevel::info, "session", label() + " of user " + m_userId + " started");
-    m_channel.send(sessionStartedMessage(m_sessionId));
+    m_channel.send(sessionStartedMessage(m_transcript.id()));
     return true;
 }
 
@@ -171,9 +145,7 @@ void TranscriptionSession::handle(const message::AudioChunk& chunk) {
             m_channel.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
         return;
     }
-    m_sampleCount += static_cast<int64_t>(chunk.samples.size());
-    if (m_sampleHash)
-        m_sampleHash->update(chunk.samples);
+    m_transcript.addAudio(chunk.samples);
     m_recognition->push(chunk.samples);
 }
 
@@ -221,45 +193,21 @@ void TranscriptionSession::onPartial(const Transcript& transcript) {
 }
 
 void TranscriptionSession::onFinal(const Transcript& transcript) {
-    if (!transcript.text.empty()) {
-        m_text.append(transcript);
-        m_confidenceSum += transcript.confidence;
-        ++m_finalCount;
-    }
-    if (m_summary.language.empty() && !transcript.language.empty()) {
-        m_summary.language = transcript.language;
-        if (m_detectsLanguage)
-            m_channel.send(languageDetectedMessage(transcript.language, transcript.confidence));
-    }
+    if (m_transcript.append(transcript))
+        m_channel.send(languageDetectedMessage(transcript.language, transcript.confidence));
     m_channel.send(finalTranscriptMessage(transcript));
 }
 
 void TranscriptionSession::onFinished() {
-    m_summary.text = m_text.text();
-    m_summary.durationMs = m_sampleCount / samplesPerMillisecond;
-    m_summary.confidence = m_finalCount > 0 ? m_confidenceSum / m_finalCount : 0;
+    const auto& summary = m_transcript.summarise();
     log(LogLevel::info, "session",
-        label() + " ended: " + std::to_string(m_summary.durationMs) + " ms of audio, " +
-            std::to_string(countWords(m_summary.text)) + " words");
-    if (m_sampleHash)
-        keep();
-    const std::string frame = sessionEndedMessage(m_summary);
+        label() + " ended: " + std::to_string(summary.durationMs) + " ms of audio, " +
+            std::to_string(countWords(summary.text)) + " words");
+    const std::string frame = sessionEndedMessage(summary);
+    if (auto live = m_transcript.takeLive(m_userId))
+        m_channel.keep(std::move(*live));
     release();
     m_channel.send(frame);
-}
-
-void TranscriptionSession::keep() {
-    LiveTranscript live;
-    live.userId = m_userId;
-    live.recordingId = m_recordingId;
-    live.id = m_summary.transcriptionId;
-    live.text = m_summary.text;
-    live.language = m_summary.language;
-    live.languages = m_languages;
-    live.provider = m_summary.provider;
-    live.sampleCount = m_sampleCount;
-    live.sampleHash = m_sampleHash->finish();
-    m_channel.keep(std::move(live));
 }
 
 void TranscriptionSession::onFailed(bool unavailable, const std::string& message) {
@@ -302,8 +250,7 @@ void TranscriptionSession::release() {
     m_state = State::idle;
     m_deadline.reset();
     m_nextSign.reset();
-    m_summary.text.clear();
-    m_sampleHash.reset();
+    m_transcript = {};
     if (m_recognition)
         m_channel.dispose(std::move(m_recognition));
 }

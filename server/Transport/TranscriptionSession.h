@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Tasks/Task.h"
-#include "Transcription/TranscriptAssembler.h"
 #include "Transport/ProtocolMessages.h"
+#include "Transport/SessionTranscript.h"
 
 #include <chrono>
 #include <functional>
@@ -83,7 +83,6 @@ private:
     void onFailed(bool unavailable, const std::string& message);
     void finish();
     void planSign();
-    void keep();
     void fail(const std::string& code, const std::string& text, const std::string& details);
     void release();
     [[nodiscard]] std::string label() const;
@@ -100,16 +99,7 @@ private:
     std::optional<Time> m_deadline;
     std::optional<Time> m_nextSign; ///< always before `m_deadline`
     bool m_toldNoSession = false;
-    bool m_detectsLanguage = false;
-    std::string m_sessionId;
-    int64_t m_sampleCount = 0;
-    std::string m_recordingId;
-    std::string m_languages;
-    std::optional<Sha256> m_sampleHash; ///< of a named recording
-    TranscriptAssembler m_text;         ///< of the pieces so far
-    SessionSummary m_summary;
-    double m_confidenceSum = 0;
-    int m_finalCount = 0;
+    SessionTranscript m_transcript; ///< of the running session; empty when idle
 };
 
 } // namespace quillo::server

@@ -8,6 +8,7 @@
 #include "App/History/RecordingQueue.h"
 #include "App/Interface/Notices.h"
 #include "App/Remote/ControlService.h"
+#include "App/System/InstanceLock.h"
 #include "App/System/InterfaceAdapters.h"
 #include "App/System/LoginItemSetting.h"
 #include "App/System/ServerChoice.h"
@@ -21,8 +22,9 @@
 
 namespace quillo {
 
-/// The parts of the running application, in the order in which `startUp` creates them; they are destroyed in reverse
-/// order. Without services, the members after `services` stay empty except `commands` and `control`.
+/// The parts of the running application. A part may use those above it, and is destroyed before them; `startUp` gives
+/// the order in which they are created. Without services, the members after `services` stay empty except `commands` and
+/// `control`.
 struct Application {
     SystemClock clock{EventExecutor::main()};
     TaskRunner tasks;

@@ -64,9 +64,6 @@ public:
     /// The running side effects by their identifier.
     [[nodiscard]] const std::map<QUuid, TaskHandle>& activeTasks() const { return m_activeTasks; }
 
-    /// Stops the running side effects: none forwards another action.
-    void cancelActiveTasks() { m_runner->cancelAll(); }
-
     /// Observes inside `send`, before it returns.
     [[nodiscard]] Observation observe(Observer observer) { return add(&Store::m_observers, std::move(observer)); }
 

@@ -16,8 +16,6 @@ void TaskHandle::cancel() const {
 
 bool TaskHandle::isRunning() const { return m_control && m_control->running; }
 
-bool TaskHandle::isCancelled() const { return m_control && m_control->stop.stop_requested(); }
-
 TaskRunner::TaskRunner(Report report) : m_shared(std::make_shared<Shared>()) { m_shared->report = std::move(report); }
 
 TaskRunner::~TaskRunner() { cancelAll(); }

@@ -19,7 +19,6 @@ public:
     /// Requests a stop through the task's token; the task ends at its next check.
     void cancel() const;
     [[nodiscard]] bool isRunning() const;
-    [[nodiscard]] bool isCancelled() const;
 
 private:
     friend class TaskRunner;

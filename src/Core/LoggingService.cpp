@@ -1,5 +1,7 @@
 #include "Core/LoggingService.h"
 
+#include "Core/PrivateFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -32,18 +34,10 @@ constexpr std::array<LevelWords, 4> levelWords{{
 
 const LevelWords& wordsOf(LogLevel level) { return levelWords.at(static_cast<size_t>(level)); }
 
+/// A full disk loses the line, never the dictation.
 void writeAll(int descriptor, const QByteArray& bytes) {
-    const char* at = bytes.constData();
-    qsizetype left = bytes.size();
-    while (left > 0) {
-        const ssize_t written = ::write(descriptor, at, static_cast<size_t>(left));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return; // a full disk loses the line, never the dictation
-        at += written;
-        left -= written;
-    }
+    qint64 written = 0;
+    privateFile::writeAll(descriptor, bytes.constData(), bytes.size(), written);
 }
 
 QByteArray fileName(const std::source_location& where) {

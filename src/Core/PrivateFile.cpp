@@ -1,6 +1,5 @@
 #include "Core/PrivateFile.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -103,13 +102,18 @@ QString describe(int error) {
     }
 }
 
+void addFolder(const QString& path) {
+    if (QFileInfo(path).isDir())
+        return;
+    const auto parent = QFileInfo(path).absolutePath();
+    if (parent != path)
+        addFolder(parent);
+    if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
+        throw failure(QStringLiteral("make the folder"), path, errno);
+}
+
 void makeFolder(const QString& path) {
-    const QFileInfo info(path);
-    if (!info.isDir()) {
-        QDir().mkpath(info.absolutePath());
-        if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
-            throw failure(QStringLiteral("make the folder"), path, errno);
-    }
+    addFolder(path);
     if (::chmod(QFile::encodeName(path).constData(), S_IRWXU) != 0)
         throw failure(QStringLiteral("make the folder"), path, errno);
 }

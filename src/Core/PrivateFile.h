@@ -58,7 +58,9 @@ namespace privateFile {
 /// What an `errno` means to the user, with the next step where one helps: "the disk is full; free some space".
 QString describe(int error);
 
-/// Creates the folder and its parents.
+/// Creates the folder and its parents; existing ones are not changed.
+void addFolder(const QString& path);
+/// The same, and closes an existing folder to others.
 void makeFolder(const QString& path);
 /// Opens or creates a file for appending.
 Descriptor openForAppending(const QString& path);

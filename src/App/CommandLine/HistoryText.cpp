@@ -1,12 +1,12 @@
 #include "App/CommandLine/HistoryText.h"
 
-#include <nlohmann/json.hpp>
+#include "Core/Json.h"
 
 namespace quillo::historyText {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using json::Json;
 
 constexpr qsizetype applicationWidth = 18;
 constexpr qsizetype titleWidth = 64;
@@ -39,22 +39,11 @@ QString line(const RecordSummary& record, const QTimeZone& zone) {
              elided(plain(record.sourceApp).simplified(), applicationWidth).leftJustified(applicationWidth), title);
 }
 
-Json jsonOf(const QString& text) { return text.toStdString(); }
-
-Json jsonOf(const std::optional<QString>& text) { return text ? jsonOf(*text) : Json(nullptr); }
-
-Json jsonOf(const QDateTime& date) { return jsonOf(date.toUTC().toString(Qt::ISODateWithMs)); }
-
-Json jsonOf(const QStringList& texts) {
-    auto array = Json::array();
-    for (const auto& text : texts)
-        array.push_back(jsonOf(text));
-    return array;
-}
+Json jsonOf(const std::optional<QString>& text) { return text ? json::of(*text) : Json(nullptr); }
 
 Json objectOf(const TranscriptionRecord& record) {
     return {{"id", jsonOf(record.id.toString(QUuid::WithoutBraces))},
-            {"created_at", jsonOf(record.createdAt)},
+            {"created_at", json::of(record.createdAt.toUTC().toString(Qt::ISODateWithMs))},
             {"status", jsonOf(record.status)},
             {"title", jsonOf(record.title)},
             {"text", jsonOf(record.text)},
@@ -62,14 +51,14 @@ Json objectOf(const TranscriptionRecord& record) {
             {"source_app", jsonOf(record.sourceApp)},
             {"duration_ms", record.durationMs},
             {"word_count", record.wordCount},
-            {"tags", jsonOf(record.tagNames())},
+            {"tags", json::of(record.tagNames())},
             {"is_favorite", record.isFavorite},
             {"is_meeting", record.isMeetingMode},
             {"speaker_count", record.speakerCount},
             {"audio_id", jsonOf(record.effectiveAudioId())}};
 }
 
-QByteArray written(const Json& json) { return QByteArray::fromStdString(json.dump(2)) + '\n'; }
+QByteArray written(const Json& json) { return json::encode(json, 2) + '\n'; }
 
 QString speakerOf(const MeetingSegment& segment, const QMap<QString, QString>& names) {
     return names.value(segment.speakerId, segment.speakerLabel);

@@ -6,8 +6,6 @@
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
 
-#include <QDir>
-
 namespace quillo {
 
 namespace {
@@ -41,15 +39,6 @@ std::unique_ptr<ModelContainer> createOrFallBack() {
 }
 
 } // namespace
-
-InstanceLock::InstanceLock() {
-    const auto folder = DataContainer::storeDirectory();
-    QDir().mkpath(folder);
-    m_lock = std::make_unique<QLockFile>(folder + QStringLiteral("/quillo.lock"));
-    m_lock->setStaleLockTime(0); // the lock of a program that runs for weeks is not stale
-}
-
-bool InstanceLock::acquire() { return m_lock->tryLock(0) || m_lock->error() != QLockFile::LockFailedError; }
 
 std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments) {
     auto container = createOrFallBack();

@@ -1,5 +1,5 @@
+#include "Core/Json.h"
 #include "Data/Models/ChannelSegment.h"
-#include "Data/Models/JsonCoding.h"
 #include "Data/Models/MeetingSegment.h"
 #include "Data/Models/PersistedTextVersion.h"
 
@@ -9,13 +9,13 @@ namespace quillo {
 
 namespace {
 
-using jsonCoding::Json;
+using json::Json;
 
 const QString microphone = QStringLiteral("microphone");
 const QString systemAudio = QStringLiteral("system");
 
 std::optional<ChannelSegment::Channel> decodeChannel(const Json& item) {
-    if (const auto name = jsonCoding::string(item, "channel")) {
+    if (const auto name = json::value<QString>(item, "channel")) {
         if (*name == microphone)
             return ChannelSegment::Channel::microphone;
         if (*name == systemAudio)
@@ -23,7 +23,7 @@ std::optional<ChannelSegment::Channel> decodeChannel(const Json& item) {
         return std::nullopt;
     }
     // Written by number in older files: 0 is the microphone.
-    if (const auto number = jsonCoding::number(item, "channel"); number == 0.0 || number == 1.0)
+    if (const auto number = json::value<double>(item, "channel"); number == 0.0 || number == 1.0)
         return number == 0.0 ? ChannelSegment::Channel::microphone : ChannelSegment::Channel::system;
     return std::nullopt;
 }
@@ -32,7 +32,7 @@ std::optional<ChannelSegment::Channel> decodeChannel(const Json& item) {
 double finite(double seconds) { return std::isfinite(seconds) ? seconds : 0; }
 
 Json encodeChannel(ChannelSegment::Channel channel) {
-    return jsonCoding::value(channel == ChannelSegment::Channel::microphone ? microphone : systemAudio);
+    return json::of(channel == ChannelSegment::Channel::microphone ? microphone : systemAudio);
 }
 
 } // namespace
@@ -50,20 +50,20 @@ QByteArray encodeChannelSegments(const QList<ChannelSegment>& segments) {
     Json array = Json::array();
     for (const auto& segment : segments)
         array.push_back({{"channel", encodeChannel(segment.channel)},
-                         {"channelLabel", jsonCoding::value(segment.channelLabel)},
-                         {"text", jsonCoding::value(segment.text)},
+                         {"channelLabel", json::of(segment.channelLabel)},
+                         {"text", json::of(segment.text)},
                          {"start", finite(segment.start)},
                          {"end", finite(segment.end)}});
-    return jsonCoding::encode(array);
+    return json::encode(array);
 }
 
 std::optional<QList<ChannelSegment>> decodeChannelSegments(const QByteArray& json) {
-    return jsonCoding::decodeArray<ChannelSegment>(json, [](const Json& item) -> std::optional<ChannelSegment> {
+    return json::decodeArray<ChannelSegment>(json, [](const Json& item) -> std::optional<ChannelSegment> {
         const auto channel = decodeChannel(item);
-        const auto label = jsonCoding::string(item, "channelLabel");
-        const auto text = jsonCoding::string(item, "text");
-        const auto start = jsonCoding::number(item, "start");
-        const auto end = jsonCoding::number(item, "end");
+        const auto label = json::value<QString>(item, "channelLabel");
+        const auto text = json::value<QString>(item, "text");
+        const auto start = json::value<double>(item, "start");
+        const auto end = json::value<double>(item, "end");
         if (!channel || !label || !text || !start || !end)
             return std::nullopt;
         return ChannelSegment{*channel, *label, *text, *start, *end};
@@ -73,21 +73,21 @@ std::optional<QList<ChannelSegment>> decodeChannelSegments(const QByteArray& jso
 QByteArray encodeMeetingSegments(const QList<MeetingSegment>& segments) {
     Json array = Json::array();
     for (const auto& segment : segments)
-        array.push_back({{"speakerId", jsonCoding::value(segment.speakerId)},
-                         {"speakerLabel", jsonCoding::value(segment.speakerLabel)},
-                         {"text", jsonCoding::value(segment.text)},
+        array.push_back({{"speakerId", json::of(segment.speakerId)},
+                         {"speakerLabel", json::of(segment.speakerLabel)},
+                         {"text", json::of(segment.text)},
                          {"start", finite(segment.start)},
                          {"end", finite(segment.end)}});
-    return jsonCoding::encode(array);
+    return json::encode(array);
 }
 
 std::optional<QList<MeetingSegment>> decodeMeetingSegments(const QByteArray& json) {
-    return jsonCoding::decodeArray<MeetingSegment>(json, [](const Json& item) -> std::optional<MeetingSegment> {
-        const auto id = jsonCoding::string(item, "speakerId");
-        const auto label = jsonCoding::string(item, "speakerLabel");
-        const auto text = jsonCoding::string(item, "text");
-        const auto start = jsonCoding::number(item, "start");
-        const auto end = jsonCoding::number(item, "end");
+    return json::decodeArray<MeetingSegment>(json, [](const Json& item) -> std::optional<MeetingSegment> {
+        const auto id = json::value<QString>(item, "speakerId");
+        const auto label = json::value<QString>(item, "speakerLabel");
+        const auto text = json::value<QString>(item, "text");
+        const auto start = json::value<double>(item, "start");
+        const auto end = json::value<double>(item, "end");
         if (!id || !label || !text || !start || !end)
             return std::nullopt;
         return MeetingSegment{*id, *label, *text, *start, *end};
@@ -97,22 +97,21 @@ std::optional<QList<MeetingSegment>> decodeMeetingSegments(const QByteArray& jso
 QByteArray encodeTextVersions(const QList<PersistedTextVersion>& versions) {
     Json array = Json::array();
     for (const auto& version : versions)
-        array.push_back({{"text", jsonCoding::value(version.text)},
-                         {"label", jsonCoding::value(version.label)},
-                         {"createdAt", jsonCoding::value(version.createdAt.toUTC().toString(Qt::ISODateWithMs))}});
-    return jsonCoding::encode(array);
+        array.push_back({{"text", json::of(version.text)},
+                         {"label", json::of(version.label)},
+                         {"createdAt", json::of(version.createdAt.toUTC().toString(Qt::ISODateWithMs))}});
+    return json::encode(array);
 }
 
 std::optional<QList<PersistedTextVersion>> decodeTextVersions(const QByteArray& json) {
-    return jsonCoding::decodeArray<PersistedTextVersion>(
-        json, [](const Json& item) -> std::optional<PersistedTextVersion> {
-            const auto text = jsonCoding::string(item, "text");
-            const auto label = jsonCoding::string(item, "label");
-            const auto createdAt = jsonCoding::string(item, "createdAt");
-            if (!text || !label || !createdAt)
-                return std::nullopt;
-            return PersistedTextVersion{*text, *label, QDateTime::fromString(*createdAt, Qt::ISODateWithMs)};
-        });
+    return json::decodeArray<PersistedTextVersion>(json, [](const Json& item) -> std::optional<PersistedTextVersion> {
+        const auto text = json::value<QString>(item, "text");
+        const auto label = json::value<QString>(item, "label");
+        const auto createdAt = json::value<QString>(item, "createdAt");
+        if (!text || !label || !createdAt)
+            return std::nullopt;
+        return PersistedTextVersion{*text, *label, QDateTime::fromString(*createdAt, Qt::ISODateWithMs)};
+    });
 }
 
 } // namespace quillo

@@ -1,6 +1,6 @@
 #include "Data/Models/TranscriptionRecord.h"
 
-#include "Data/Models/JsonCoding.h"
+#include "Core/Json.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -139,23 +139,23 @@ void TranscriptionRecord::setTagNames(const QStringList& names) {
 }
 
 QMap<QString, QString> TranscriptionRecord::speakerNames() const {
-    const auto json = speakerNamesData ? jsonCoding::parse(*speakerNamesData) : std::nullopt;
+    const auto json = speakerNamesData ? json::parse(*speakerNamesData) : std::nullopt;
     if (!json || !json->is_object())
         return {};
     QMap<QString, QString> names;
     for (const auto& [id, name] : json->items()) {
         if (!name.is_string())
             return {};
-        names.insert(QString::fromStdString(id), QString::fromStdString(name.get_ref<const std::string&>()));
+        names.insert(QString::fromStdString(id), json::textOf(name));
     }
     return names;
 }
 
 void TranscriptionRecord::setSpeakerNames(const QMap<QString, QString>& names) {
-    auto json = jsonCoding::Json::object();
+    auto json = json::Json::object();
     for (auto name = names.begin(); name != names.end(); ++name)
-        json[name.key().toStdString()] = jsonCoding::value(name.value());
-    speakerNamesData = orNothing(jsonCoding::encode(json), names.isEmpty());
+        json[name.key().toStdString()] = json::of(name.value());
+    speakerNamesData = orNothing(json::encode(json), names.isEmpty());
 }
 
 std::optional<QList<MeetingSegment>> TranscriptionRecord::meetingSegments() const {
@@ -215,21 +215,15 @@ bool TranscriptionRecord::isBusy() const {
 }
 
 QStringList decodeTagNames(const QByteArray& json) {
-    const auto names =
-        jsonCoding::decodeArray<QString>(json, [](const jsonCoding::Json& item) -> std::optional<QString> {
-            if (!item.is_string())
-                return std::nullopt;
-            return QString::fromStdString(item.get_ref<const std::string&>());
-        });
+    const auto names = json::decodeArray<QString>(json, [](const json::Json& item) -> std::optional<QString> {
+        if (!item.is_string())
+            return std::nullopt;
+        return json::textOf(item);
+    });
     return names.value_or(QStringList());
 }
 
-QByteArray encodeTagNames(const QStringList& names) {
-    auto json = jsonCoding::Json::array();
-    for (const auto& name : names)
-        json.push_back(jsonCoding::value(name));
-    return jsonCoding::encode(json);
-}
+QByteArray encodeTagNames(const QStringList& names) { return json::encode(json::of(names)); }
 
 int64_t countWords(const QString& text) {
     int64_t words = 0;

@@ -1,17 +1,16 @@
 #include "Data/Repository/StoreFile.h"
 
 #include "Core/Log.h"
+#include "Core/PrivateFile.h"
 #include "Data/Repository/StoreSchema.h"
 #include "Data/Storage/SQLiteHelper.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,30 +24,26 @@ const std::array companions{QString(), QStringLiteral("-shm"), QStringLiteral("-
 
 void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("DataContainer")); }
 
-QString describe(int error) {
-    return QString::fromLocal8Bit(std::strerror(error)); // NOLINT(concurrency-mt-unsafe): glibc's is safe
+[[noreturn]] void fail(const QString& path, FileError::Cause cause, const QString& detail) {
+    throw StoreError(cause == FileError::Cause::diskFull ? StoreError::Cause::diskFull : StoreError::Cause::unwritable,
+                     QStringLiteral("The history (%1) cannot be written: %2.%3")
+                         .arg(path, detail,
+                              cause == FileError::Cause::other
+                                  ? QStringLiteral(" Check the permissions of the file and its folder.")
+                                  : QString()));
 }
 
 [[noreturn]] void fail(const QString& path, int error) {
-    const bool isFull = error == ENOSPC || error == EDQUOT;
-    throw StoreError(isFull ? StoreError::Cause::diskFull : StoreError::Cause::unwritable,
-                     QStringLiteral("The history (%1) cannot be written: %2. %3.")
-                         .arg(path, describe(error),
-                              isFull ? QStringLiteral("Free some space")
-                                     : QStringLiteral("Check the permissions of the file and its folder")));
+    fail(path, FileError::causeOf(error), privateFile::describe(error));
 }
 
 /// SQLite gives the log files the mode of the database, so create the file as private before opening it.
 void makePrivateFile(const QString& path) {
-    const int descriptor =
-        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR);
-    if (descriptor < 0)
+    // Not privateFile::create: a user may have put the history elsewhere behind a link.
+    const Descriptor file(
+        ::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR));
+    if (!file || ::fchmod(file.get(), S_IRUSR | S_IWUSR) != 0)
         fail(path, errno);
-    const int result = ::fchmod(descriptor, S_IRUSR | S_IWUSR);
-    const int error = errno;
-    ::close(descriptor);
-    if (result != 0)
-        fail(path, error);
     for (const auto& companion : companions)
         if (!companion.isEmpty())
             ::chmod(QFile::encodeName(path + companion).constData(), S_IRUSR | S_IWUSR);
@@ -122,13 +117,11 @@ QString setAside(const QString& path, const QString& word) {
 } // namespace
 
 void makeFolder(const QString& path) {
-    if (!QFileInfo(path).isDir()) {
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
-            fail(path, errno);
+    try {
+        privateFile::makeFolder(path);
+    } catch (const FileError& error) {
+        fail(path, error.cause(), error.message());
     }
-    if (::chmod(QFile::encodeName(path).constData(), S_IRWXU) != 0)
-        fail(path, errno);
 }
 
 void migrateLegacy(const QString& legacyPath, const QString& path) {

@@ -67,7 +67,6 @@ struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
     void yield(RecordingAction action) const;
     /// The next dictation has begun while this one is finishing.
     void fallBehind() { m_isBehind = true; }
-    [[nodiscard]] bool isBehind() const { return m_isBehind; }
 
     /// Runs `body` for this run. An unexpected failure ends the dictation: the audio is kept, the user is notified, the
     /// state is left, and the failure is reported.

@@ -1,9 +1,8 @@
+#include "Core/Json.h"
 #include "Services/Auth/AuthFailure.h"
 #include "Services/Auth/AuthSession.h"
 
 #include <QStringBuilder>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo {
 
@@ -12,22 +11,21 @@ namespace {
 constexpr int statusConflict = 409;
 
 QByteArray exchangeBody(const QString& code, const QString& verifier) {
-    nlohmann::ordered_json json;
+    json::Json json;
     json["grant_type"] = "authorization_code";
-    json["code"] = code.toStdString();
-    json["code_verifier"] = verifier.toStdString();
-    json["redirect_uri"] = AuthConfig::redirectURI.toStdString();
-    json["client_id"] = AuthConfig::clientId.toStdString();
-    return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    json["code"] = json::of(code);
+    json["code_verifier"] = json::of(verifier);
+    json["redirect_uri"] = json::of(AuthConfig::redirectURI);
+    json["client_id"] = json::of(AuthConfig::clientId);
+    return json::encode(json);
 }
 
 /// A conflict status means that anonymous session and account cannot be merged.
 AuthError conflict(const AuthHTTPAnswer& answer) {
-    const auto json = nlohmann::json::parse(answer.body.begin(), answer.body.end(), nullptr, false);
-    const auto error = json.is_object() && json.contains("error") && json["error"].is_string()
-                           ? json["error"].get<std::string>()
-                           : std::string();
-    return error == "already_linked" ? authFailure::alreadyLinked() : authFailure::linkFailed(answer.description());
+    const auto json = json::parse(answer.body);
+    const auto error = json ? json::value<QString>(*json, "error") : std::nullopt;
+    return error == QStringLiteral("already_linked") ? authFailure::alreadyLinked()
+                                                     : authFailure::linkFailed(answer.description());
 }
 
 AuthError missingVerifier() {
@@ -42,19 +40,15 @@ Task<> AuthSession::exchange(Self session, QString code) {
     if (!answered || answered->hasCallback)
         throw missingVerifier();
     answered->hasCallback = true;
-    std::optional<AuthError> failure;
-    try {
-        co_await requestTokens(session, answered, std::move(code));
-    } catch (const AuthError& error) {
-        failure = error;
-    }
-    if (session->flow == answered)
-        session->endFlow(failure);
-    if (failure)
+    if (const auto failure = co_await redeem(session, answered, std::move(code)))
         throw AuthError(*failure);
 }
 
 Task<> AuthSession::finish(Self session, std::shared_ptr<Flow> answered, QString code) {
+    co_await redeem(session, answered, std::move(code));
+}
+
+Task<std::optional<AuthError>> AuthSession::redeem(Self session, std::shared_ptr<Flow> answered, QString code) {
     std::optional<AuthError> failure;
     try {
         co_await requestTokens(session, answered, std::move(code));
@@ -63,6 +57,7 @@ Task<> AuthSession::finish(Self session, std::shared_ptr<Flow> answered, QString
     }
     if (session->flow == answered)
         session->endFlow(failure);
+    co_return failure;
 }
 
 Task<QString> AuthSession::mergeToken(Self session, std::shared_ptr<Flow> answered) {

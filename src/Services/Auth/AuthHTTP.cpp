@@ -1,11 +1,10 @@
 #include "Services/Auth/AuthHTTP.h"
 
 #include "Concurrency/AsyncStream.h"
+#include "Core/Json.h"
 
 #include <QNetworkReply>
 #include <QTimer>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo {
 
@@ -36,9 +35,9 @@ QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiter
 bool AuthHTTPAnswer::isTokenRejection() const {
     if (!isRejection())
         return false;
-    const auto json = nlohmann::json::parse(body.begin(), body.end(), nullptr, false);
-    const auto error = json.is_object() ? json.find("error") : json.end();
-    return error != json.end() && (*error == "invalid_grant" || *error == "invalid_token");
+    const auto json = json::parse(body);
+    const auto error = json ? json::value<QString>(*json, "error") : std::nullopt;
+    return error == QStringLiteral("invalid_grant") || error == QStringLiteral("invalid_token");
 }
 
 Task<AuthHTTPAnswer> AuthHTTP::send(AuthHTTPRequest request, std::chrono::milliseconds timeout) {

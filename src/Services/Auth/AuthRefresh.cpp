@@ -1,20 +1,19 @@
+#include "Core/Json.h"
 #include "Services/Auth/AuthFailure.h"
 #include "Services/Auth/AuthSession.h"
 
 #include <QStringBuilder>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo {
 
 namespace {
 
 QByteArray refreshBody(const QString& refreshToken) {
-    nlohmann::ordered_json json;
+    json::Json json;
     json["grant_type"] = "refresh_token";
-    json["refresh_token"] = refreshToken.toStdString();
-    json["client_id"] = AuthConfig::clientId.toStdString();
-    return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    json["refresh_token"] = json::of(refreshToken);
+    json["client_id"] = json::of(AuthConfig::clientId);
+    return json::encode(json);
 }
 
 } // namespace

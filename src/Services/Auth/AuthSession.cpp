@@ -1,12 +1,11 @@
 #include "Services/Auth/AuthSession.h"
 
+#include "Core/Json.h"
 #include "Core/NotificationCenter.h"
 #include "Services/Auth/AuthFailure.h"
 
 #include <QStringBuilder>
 #include <QSysInfo>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo {
 
@@ -133,14 +132,14 @@ QString AuthSession::deviceId() const {
 
 QByteArray AuthSession::deviceRecord() const {
     const auto id = deviceId();
-    nlohmann::ordered_json json;
-    json["device_id"] = id.toStdString();
+    json::Json json;
+    json["device_id"] = json::of(id);
     // The word by which the servers know the desktop program; see docs/compatibility.md.
     json["platform"] = "macos";
-    json["app_version"] = config.clientVersion.toStdString();
-    json["os_version"] = QSysInfo::prettyProductName().toStdString();
-    json["device_fingerprint"] = config.device.fingerprint(id).toStdString();
-    return QByteArray::fromStdString(json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    json["app_version"] = json::of(config.clientVersion);
+    json["os_version"] = json::of(QSysInfo::prettyProductName());
+    json["device_fingerprint"] = json::of(config.device.fingerprint(id));
+    return json::encode(json);
 }
 
 Task<> AuthSession::share(Self session, Shared AuthSession::*slot, Task<> (*request)(Self)) {

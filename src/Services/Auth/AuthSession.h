@@ -118,7 +118,8 @@ struct AuthSession : std::enable_shared_from_this<AuthSession> {
     static Task<> refresh(Self session) { return share(std::move(session), &AuthSession::refreshing, requestRefresh); }
 
     static Task<> signIn(Self session, QString page);
-    /// Redeems the code and ends the flow with the result.
+    /// Redeems the code and ends the flow with the result, which is why it failed, if it did.
+    static Task<std::optional<AuthError>> redeem(Self session, std::shared_ptr<Flow> answered, QString code);
     static Task<> finish(Self session, std::shared_ptr<Flow> answered, QString code);
     static Task<> requestTokens(Self session, std::shared_ptr<Flow> answered, QString code);
     /// The token that proves that the flow's anonymous session is ours, so that its history may be merged; empty

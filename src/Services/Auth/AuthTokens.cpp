@@ -1,60 +1,42 @@
 #include "Services/Auth/AuthTokens.h"
 
-#include <nlohmann/json.hpp>
+#include "Core/Json.h"
 
 namespace quillo::authCoding {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using json::Json;
 
-Json parse(const QByteArray& bytes) {
-    auto json = Json::parse(bytes.begin(), bytes.end(), nullptr, false);
-    if (!json.is_object())
-        throw std::runtime_error("the answer is not a JSON object");
-    return json;
-}
+constexpr int64_t longestLifetime = 10'000'000'000; // seconds
 
 const Json& object(const Json& json, const char* key) {
-    const auto found = json.find(key);
-    if (found == json.end() || !found->is_object())
-        throw std::runtime_error(std::string("\"") + key + "\" is not an object");
+    const auto* const found = json::find(json, key);
+    if (!found || !found->is_object())
+        json::reject(key, "an object");
     return *found;
 }
 
 QString text(const Json& json, const char* key) {
-    const auto found = json.find(key);
-    if (found == json.end() || !found->is_string() || found->get_ref<const std::string&>().empty())
-        throw std::runtime_error(std::string("\"") + key + "\" is not a text");
-    return QString::fromStdString(found->get_ref<const std::string&>());
-}
-
-std::optional<QString> optionalText(const Json& json, const char* key) {
-    const auto found = json.find(key);
-    if (found == json.end() || !found->is_string())
-        return std::nullopt;
-    return QString::fromStdString(found->get_ref<const std::string&>());
-}
-
-bool flag(const Json& json, const char* key) {
-    const auto found = json.find(key);
-    return found != json.end() && found->is_boolean() && found->get<bool>();
+    QString text;
+    json::readRequired(json, key, text);
+    if (text.isEmpty())
+        json::reject(key, "a text that is not empty");
+    return text;
 }
 
 AuthUser user(const Json& json) {
     return {.id = text(json, "id"),
-            .email = optionalText(json, "email"),
-            .fullName = optionalText(json, "full_name"),
-            .isAnonymous = flag(json, "is_anonymous")};
+            .email = json::value<QString>(json, "email"),
+            .fullName = json::value<QString>(json, "full_name"),
+            .isAnonymous = json::value<bool>(json, "is_anonymous").value_or(false)};
 }
 
 AuthTokens tokens(const Json& json) {
     AuthTokens tokens{.accessToken = text(json, "access_token"), .refreshToken = text(json, "refresh_token")};
-    const auto expiry = json.find("expires_in");
-    if (expiry == json.end() || !expiry->is_number_integer() || expiry->get<double>() < 0 ||
-        expiry->get<double>() > 1e10)
-        throw std::runtime_error("\"expires_in\" is not a number of seconds");
-    tokens.expiresIn = expiry->get<int64_t>();
+    json::readRequired(json, "expires_in", tokens.expiresIn);
+    if (tokens.expiresIn < 0 || tokens.expiresIn > longestLifetime)
+        json::reject("expires_in", "a number of seconds");
     return tokens;
 }
 
@@ -62,26 +44,26 @@ AuthTokens tokens(const Json& json) {
 
 QByteArray encode(const AuthUser& user) {
     Json json;
-    json["id"] = user.id.toStdString();
+    json["id"] = json::of(user.id);
     if (user.email)
-        json["email"] = user.email->toStdString();
+        json["email"] = json::of(*user.email);
     if (user.fullName)
-        json["full_name"] = user.fullName->toStdString();
+        json["full_name"] = json::of(*user.fullName);
     json["is_anonymous"] = user.isAnonymous;
-    return QByteArray::fromStdString(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    return json::encode(json);
 }
 
-AuthUser decodeUser(const QByteArray& json) { return user(parse(json)); }
+AuthUser decodeUser(const QByteArray& json) { return user(json::parseObject(json, "the answer")); }
 
 AuthResponse decodeResponse(const QByteArray& json) {
-    const auto answer = parse(json);
+    const auto answer = json::parseObject(json, "the answer");
     return {.user = user(object(answer, "user")),
             .tokens = tokens(object(answer, "tokens")),
-            .isNewUser = flag(answer, "is_new_user")};
+            .isNewUser = json::value<bool>(answer, "is_new_user").value_or(false)};
 }
 
 AuthTokens decodeTokens(const QByteArray& json) {
-    const auto answer = parse(json);
+    const auto answer = json::parseObject(json, "the answer");
     return tokens(answer.contains("tokens") ? object(answer, "tokens") : answer);
 }
 

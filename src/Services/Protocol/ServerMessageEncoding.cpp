@@ -1,27 +1,17 @@
 #include "Services/Protocol/ServerMessageEncoding.h"
 
 #include "Core/AudioChunk.h"
+#include "Core/Json.h"
 
 #include <QStringBuilder>
-
-#include <nlohmann/json.hpp>
 
 namespace quillo::encoding {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using json::Json;
 
-Json list(const QStringList& texts) {
-    auto array = Json::array();
-    for (const auto& text : texts)
-        array.push_back(text.toStdString());
-    return array;
-}
-
-QString dump(const Json& message) {
-    return QString::fromStdString(message.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
+QString dump(const Json& message) { return QString::fromUtf8(json::encode(message)); }
 
 Json message(const char* type) {
     Json json;
@@ -40,31 +30,31 @@ QString sessionMode(const SessionRequest& request) {
 
 QString startSession(const SessionRequest& request, const QString& clientVersion) {
     auto json = message("start_session");
-    json["languages"] = list(request.languages);
-    json["mode"] = sessionMode(request).toStdString();
+    json["languages"] = json::of(request.languages);
+    json["mode"] = json::of(sessionMode(request));
     json["audio_format"] = "linear16";
     json["sample_rate"] = static_cast<int>(AudioFormat::sampleRate);
     json["channels"] = AudioFormat::channels;
     if (request.appContext)
-        json["app_context"] = request.appContext->toStdString();
+        json["app_context"] = json::of(*request.appContext);
     if (request.audioSources)
-        json["audio_sources"] = list(*request.audioSources);
+        json["audio_sources"] = json::of(*request.audioSources);
     if (request.commands) {
         auto& commands = json["commands"] = Json::array();
         for (const auto& command : *request.commands) {
             Json entry;
-            entry["trigger"] = command.trigger.toStdString();
-            entry["prompt"] = command.prompt.toStdString();
-            entry["type"] = command.type.toStdString();
+            entry["trigger"] = json::of(command.trigger);
+            entry["prompt"] = json::of(command.prompt);
+            entry["type"] = json::of(command.type);
             commands.push_back(std::move(entry));
         }
     }
     json["enhanced_transcription"] = request.enhancedTranscription;
     if (request.enhancedConsentAt)
-        json["enhanced_consent_at"] = request.enhancedConsentAt->toStdString();
-    json["client_version"] = clientVersion.toStdString();
+        json["enhanced_consent_at"] = json::of(*request.enhancedConsentAt);
+    json["client_version"] = json::of(clientVersion);
     if (request.clientRecordingId)
-        json["client_recording_id"] = request.clientRecordingId->toStdString();
+        json["client_recording_id"] = json::of(*request.clientRecordingId);
     return dump(json);
 }
 
@@ -79,13 +69,13 @@ QString endSession() { return dump(message("end_session")); }
 QString switchToMeeting(double switchTimestamp, const QStringList& audioSources) {
     auto json = message("switch_to_meeting");
     json["switch_timestamp"] = switchTimestamp;
-    json["audio_sources"] = list(audioSources);
+    json["audio_sources"] = json::of(audioSources);
     return dump(json);
 }
 
 QString systemAudioStatus(const QString& status) {
     auto json = message("system_audio_status");
-    json["status"] = status.toStdString();
+    json["status"] = json::of(status);
     return dump(json);
 }
 

@@ -1,49 +1,12 @@
 #include "Services/Protocol/ServerResponse.h"
 
-#include "Core/JsonNesting.h"
-
-#include <nlohmann/json.hpp>
-
-#include <cmath>
-#include <limits>
+#include "Core/Json.h"
 
 namespace quillo {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-bool convert(const Json& value, QString& field) {
-    if (!value.is_string())
-        return false;
-    field = QString::fromStdString(value.get_ref<const std::string&>());
-    return true;
-}
-
-bool convert(const Json& value, double& field) {
-    if (!value.is_number())
-        return false;
-    field = value.get<double>();
-    return true;
-}
-
-bool convert(const Json& value, bool& field) {
-    if (!value.is_boolean())
-        return false;
-    field = value.get<bool>();
-    return true;
-}
-
-bool convert(const Json& value, int& field) {
-    // Some writers send whole numbers as 12.0. Reading through double checks type and range in one place.
-    if (!value.is_number())
-        return false;
-    const auto number = value.get<double>();
-    if (std::trunc(number) != number || std::abs(number) > std::numeric_limits<int>::max())
-        return false;
-    field = static_cast<int>(number);
-    return true;
-}
+using json::Json;
 
 const char* nameOf(const QString&) { return "string"; }
 const char* nameOf(double) { return "number"; }
@@ -59,7 +22,7 @@ public:
     void read(const char* key, std::optional<T>& field) {
         T value{};
         if (const auto* const found = find(key)) {
-            if (convert(*found, value))
+            if (json::convert(*found, value))
                 field = std::move(value);
             else
                 fault(key, nameOf(value));
@@ -74,10 +37,7 @@ public:
             field = std::move(*value);
     }
 
-    const Json* find(const char* key) const {
-        const auto found = m_object.find(key);
-        return found == m_object.end() || found->is_null() ? nullptr : &*found;
-    }
+    const Json* find(const char* key) const { return json::find(m_object, key); }
 
     void fault(const char* key, const char* expected) {
         m_faults.append(QStringLiteral("%1: expected %2").arg(QLatin1String(key), QLatin1String(expected)));
@@ -201,17 +161,15 @@ ResponseData readData(const Json& object, QStringList& faults) {
 } // namespace
 
 std::optional<ServerResponse> ServerResponse::decode(const QByteArray& frame) {
-    if (frame.size() > longestFrame || isNestedTooDeep(frame, ServerResponse::deepestNesting))
+    if (frame.size() > longestFrame)
         return std::nullopt;
-    const auto json = Json::parse(frame.begin(), frame.end(), nullptr, false);
-    if (!json.is_object())
-        return std::nullopt;
-    const auto type = json.find("type");
-    if (type == json.end() || !type->is_string())
+    const auto message = json::parse(frame);
+    const auto type = message ? json::value<QString>(*message, "type") : std::nullopt;
+    if (!type)
         return std::nullopt;
     ServerResponse response;
-    response.type = QString::fromStdString(type->get_ref<const std::string&>());
-    if (const auto data = json.find("data"); data != json.end() && !data->is_null()) {
+    response.type = *type;
+    if (const auto* const data = json::find(*message, "data")) {
         if (data->is_object())
             response.data = readData(*data, response.typeFaults);
         else

@@ -34,8 +34,6 @@ struct ServerResponse {
     /// A longer frame, in bytes, is dropped unread. The longest real one, the end of an eight-hour meeting with its
     /// segments, is about 4 MiB.
     static constexpr qsizetype longestFrame = 8LL * 1024 * 1024;
-    /// Deeper nesting is refused before the text is parsed; the protocol's own messages reach five.
-    static constexpr int deepestNesting = 32;
 
     QString type;
     ResponseData data;

@@ -42,7 +42,6 @@ public:
     [[nodiscard]] const QString& recordingId() const { return m_recordingId; }
     [[nodiscard]] int chunkCount() const { return m_chunkCount; }
     [[nodiscard]] qint64 totalBytes() const { return m_totalBytes; }
-    [[nodiscard]] bool isWriting() const { return m_file != nullptr; }
     /// How often the disk has confirmed written data. For tests and benchmarks.
     [[nodiscard]] int diskSyncs() const;
 

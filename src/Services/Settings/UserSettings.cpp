@@ -185,12 +185,6 @@ MeetingModePreference UserSettings::meetingModePreference() const {
     return word == QStringLiteral("auto") ? MeetingModePreference::automatic : MeetingModePreference::manual;
 }
 
-std::optional<bool> UserSettings::meetingDecision(const QString& appBundleId) const {
-    const auto decisions = value(QStringLiteral("meetingDetectionHistory")).toMap();
-    const auto found = decisions.constFind(appBundleId);
-    return found != decisions.constEnd() ? std::optional(found->toBool()) : std::nullopt;
-}
-
 void UserSettings::rememberMeetingDecision(const std::optional<QString>& appBundleId, bool accepted) {
     if (!appBundleId || appBundleId->isEmpty())
         return;

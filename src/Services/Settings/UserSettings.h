@@ -87,8 +87,7 @@ public:
 
     // Meetings
     [[nodiscard]] MeetingModePreference meetingModePreference() const;
-    /// The last answer to the meeting prompt; nothing when there was none.
-    [[nodiscard]] std::optional<bool> meetingDecision(const QString& appBundleId) const;
+    /// Stores the answer to the meeting prompt under "meetingDetectionHistory".
     void rememberMeetingDecision(const std::optional<QString>& appBundleId, bool accepted);
 
     /// Runs the migrations below in order, then sets the language defaults; call it at start and after each sign-in.

@@ -34,8 +34,6 @@ public:
 
     [[nodiscard]] Code code() const { return m_code; }
     [[nodiscard]] int httpStatus() const { return m_httpStatus; }
-    /// The server answered the upgrade with a status other than 101.
-    [[nodiscard]] bool isRejectedUpgrade() const { return m_httpStatus != 0; }
 
 private:
     Code m_code;

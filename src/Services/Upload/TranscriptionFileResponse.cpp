@@ -1,87 +1,23 @@
 #include "Services/Upload/TranscriptionFileResponse.h"
 
-#include "Core/JsonNesting.h"
+#include "Core/Json.h"
 
 #include <QStringList>
-
-#include <nlohmann/json.hpp>
-
-#include <cmath>
-#include <stdexcept>
 
 namespace quillo {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using json::find;
+using json::Json;
+using json::readOptional;
+using json::readRequired;
 
-constexpr int deepestNesting = 32;           // real answers reach three levels
-constexpr qsizetype longestMessage = 500;    // characters
-constexpr double largestInteger = 1LL << 53; // a double holds every whole number up to here
-
-[[noreturn]] void reject(const char* key, const char* expected) {
-    throw std::runtime_error(std::string("\"") + key + "\" must be " + expected);
-}
-
-void read(const Json& value, const char* key, QString& field) {
-    if (!value.is_string())
-        reject(key, "a text");
-    field = QString::fromStdString(value.get_ref<const std::string&>());
-}
-
-void read(const Json& value, const char* key, double& field) {
-    if (!value.is_number())
-        reject(key, "a number");
-    field = value.get<double>();
-}
-
-void read(const Json& value, const char* key, int64_t& field) {
-    double number = 0;
-    read(value, key, number);
-    // Some writers send whole numbers as 12.0.
-    if (std::trunc(number) != number || std::abs(number) > largestInteger)
-        reject(key, "a whole number");
-    field = static_cast<int64_t>(number);
-}
-
-/// The value of `key`; null when it is absent or null.
-const Json* find(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    return found == object.end() || found->is_null() ? nullptr : &*found;
-}
-
-template <class T>
-void readOptional(const Json& object, const char* key, T& field) {
-    if (const auto* const value = find(object, key))
-        read(*value, key, field);
-}
-
-template <class T>
-void readOptional(const Json& object, const char* key, std::optional<T>& field) {
-    if (const auto* const value = find(object, key))
-        read(*value, key, field.emplace());
-}
-
-template <class T>
-void readRequired(const Json& object, const char* key, T& field) {
-    const auto* const value = find(object, key);
-    if (!value)
-        throw std::runtime_error(std::string("\"") + key + "\" is missing");
-    read(*value, key, field);
-}
-
-Json parseObject(const QByteArray& json) {
-    if (isNestedTooDeep(json, deepestNesting))
-        throw std::runtime_error("it nests too deep");
-    auto object = Json::parse(json.begin(), json.end(), nullptr, false);
-    if (!object.is_object())
-        throw std::runtime_error("it is not a JSON object");
-    return object;
-}
+constexpr qsizetype longestMessage = 500; // characters
 
 DiarizeSegment readSegment(const Json& object) {
     if (!object.is_object())
-        reject("segments", "objects");
+        json::reject("segments", "objects");
     DiarizeSegment segment;
     readRequired(object, "text", segment.text);
     readOptional(object, "speaker_label", segment.speakerLabel);
@@ -104,7 +40,7 @@ DiarizeResponse readDiarization(const Json& object) {
     response.processedText = processedText ? *processedText : *plainText;
     if (const auto* const segments = find(object, "segments")) {
         if (!segments->is_array())
-            reject("segments", "a list");
+            json::reject("segments", "a list");
         response.segments.reserve(segments->size());
         for (const auto& segment : *segments)
             response.segments.push_back(readSegment(segment));
@@ -127,8 +63,7 @@ QString messageIn(const Json& object, const char* key) {
         for (const auto* const inner : {"message", "msg", "detail"})
             if (const auto* const text = find(*value, inner); text && text->is_string())
                 value = text;
-    return value && value->is_string() ? QString::fromStdString(value->get_ref<const std::string&>()).simplified()
-                                       : QString();
+    return value && value->is_string() ? json::textOf(*value).simplified() : QString();
 }
 
 } // namespace
@@ -148,7 +83,7 @@ bool DiarizationPollResponse::hasFailed() const {
 namespace transcriptionFileCoding {
 
 TranscriptionFileResponse decodeTranscription(const QByteArray& json) {
-    const auto object = parseObject(json);
+    const auto object = json::parseObject(json);
     TranscriptionFileResponse response;
     readRequired(object, "text", response.text);
     readOptional(object, "language_detected", response.languageDetected);
@@ -158,10 +93,10 @@ TranscriptionFileResponse decodeTranscription(const QByteArray& json) {
     return response;
 }
 
-DiarizeResponse decodeDiarization(const QByteArray& json) { return readDiarization(parseObject(json)); }
+DiarizeResponse decodeDiarization(const QByteArray& json) { return readDiarization(json::parseObject(json)); }
 
 DiarizationPollResponse decodePoll(const QByteArray& json) {
-    const auto object = parseObject(json);
+    const auto object = json::parseObject(json);
     DiarizationPollResponse response;
     readRequired(object, "status", response.status);
     readOptional(object, "task_id", response.taskId);
@@ -175,7 +110,7 @@ DiarizationPollResponse decodePoll(const QByteArray& json) {
 
 QString errorMessage(const QByteArray& body) {
     try {
-        const auto object = parseObject(body);
+        const auto object = json::parseObject(body);
         for (const auto* const key : {"detail", "message", "error", "code"})
             if (const auto text = messageIn(object, key); !text.isEmpty())
                 return text.left(longestMessage);

@@ -1,5 +1,6 @@
 #include "Platform/Linux/LoginItem/AutostartLoginItem.h"
 
+#include "Core/PrivateFile.h"
 #include "Platform/Linux/LoginItem/AutostartEntry.h"
 
 #include <QCoreApplication>
@@ -9,14 +10,13 @@
 #include <QSaveFile>
 
 #include <cerrno>
-#include <cstring>
-#include <sys/stat.h>
 
 namespace quillo {
 
 namespace {
 
 const QString entryName = QStringLiteral("/autostart/org.quillo.Quillo.desktop");
+const QString makeRoom = QStringLiteral("make its folder writable for you, or free some space");
 /// Far larger than any entry; a larger file is something else.
 constexpr qint64 largestEntry = 256 * 1024;
 
@@ -31,14 +31,6 @@ QStringList absoluteOnly(const QString& folders) {
 
 LoginItemError refused(const QString& action, const QString& path, const QString& cause, const QString& nextStep) {
     return LoginItemError(QStringLiteral("could not %1 %2: %3; %4").arg(action, path, cause, nextStep));
-}
-
-LoginItemError notWritable(const QString& action, const QString& path, const QString& cause) {
-    return refused(action, path, cause, QStringLiteral("make its folder writable for you, or free some space"));
-}
-
-QString describe(int error) {
-    return QString::fromLocal8Bit(std::strerror(error)); // NOLINT(concurrency-mt-unsafe): glibc's is safe
 }
 
 class AutostartLoginItem final : public LoginItem {
@@ -88,7 +80,8 @@ public:
             return; // starts nothing
         if (entry->isPlain() && !systemStarts()) {
             if (!QFile::remove(m_path))
-                throw notWritable(QStringLiteral("remove"), m_path, describe(errno));
+                throw LoginItemError(
+                    QStringLiteral("could not remove %1: %2").arg(m_path, privateFile::describe(errno)));
             return;
         }
         if (!entry->isSwitchedOff(m_place.desktops)) {
@@ -155,23 +148,17 @@ private:
         if (const auto old = existing ? AutostartEntry::parse(*existing) : std::nullopt;
             old && old->content() == content)
             return;
-        const auto action = QStringLiteral("write");
-        makeFolder(QFileInfo(m_path).absolutePath());
-        // Replaces the old file atomically, also behind a symbolic link.
+        try {
+            privateFile::addFolder(QFileInfo(m_path).absolutePath());
+        } catch (const FileError& error) {
+            throw error.cause() == FileError::Cause::other
+                ? LoginItemError(QStringLiteral("%1; %2").arg(error.message(), makeRoom))
+                : LoginItemError(error.message());
+        }
+        // Replaces the old file atomically, also behind a symbolic link, and keeps its mode: it is no private file.
         QSaveFile file(m_path);
         if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
-            throw notWritable(action, m_path, file.errorString());
-    }
-
-    /// New folders are accessible to the user only, as the base directory specification requires.
-    static void makeFolder(const QString& path) {
-        if (QFileInfo(path).isDir())
-            return;
-        const auto parent = QFileInfo(path).absolutePath();
-        if (parent != path)
-            makeFolder(parent);
-        if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0 && errno != EEXIST)
-            throw notWritable(QStringLiteral("make the folder"), path, describe(errno));
+            throw refused(QStringLiteral("write"), m_path, file.errorString(), makeRoom);
     }
 
     AutostartPlace m_place;

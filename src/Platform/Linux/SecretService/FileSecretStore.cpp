@@ -1,18 +1,14 @@
+#include "Core/Json.h"
 #include "Core/Log.h"
+#include "Core/PrivateFile.h"
 #include "Platform/Linux/SecretService/SecretStores.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QStringBuilder>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace quillo {
 
@@ -25,34 +21,30 @@ void warn(const QString& message) {
 }
 
 std::optional<Values> parse(const QByteArray& content) {
-    const auto json = nlohmann::json::parse(content.begin(), content.end(), nullptr, false);
-    if (!json.is_object())
+    const auto json = json::parse(content);
+    if (!json || !json->is_object())
         return std::nullopt;
     Values values;
-    for (const auto& [key, value] : json.items()) {
+    for (const auto& [key, value] : json->items()) {
         if (!value.is_string())
             return std::nullopt;
-        const auto bytes = QByteArray::fromStdString(value.get_ref<const std::string&>());
-        values.emplace(QString::fromStdString(key), QByteArray::fromBase64(bytes));
+        values.emplace(QString::fromStdString(key), QByteArray::fromBase64(json::textOf(value).toLatin1()));
     }
     return values;
-}
-
-/// Creates the folder for its owner only. An existing one is not changed, because the file itself is closed to others.
-bool makeFolder(const QString& path) {
-    if (QFileInfo(path).isDir())
-        return true;
-    const auto parent = QFileInfo(path).path();
-    if (parent != path && !makeFolder(parent))
-        return false;
-    return ::mkdir(QFile::encodeName(path).constData(), 0700) == 0 || errno == EEXIST;
 }
 
 class FileSecretStore final : public SecretStore {
 public:
     explicit FileSecretStore(QString path) : m_path(std::move(path)) {}
 
-    bool isAvailable() override { return makeFolder(QFileInfo(m_path).path()); }
+    bool isAvailable() override {
+        try {
+            privateFile::addFolder(folder());
+            return true;
+        } catch (const FileError&) {
+            return false;
+        }
+    }
 
     std::optional<QByteArray> read(const QString& key) override {
         const auto values = load();
@@ -97,32 +89,21 @@ private:
         return Values();
     }
 
-    bool save(const Values& values) {
-        nlohmann::json json = nlohmann::json::object();
+    [[nodiscard]] bool save(const Values& values) const {
+        auto object = json::Json::object();
         for (const auto& [key, value] : values)
-            json[key.toStdString()] = value.toBase64().toStdString();
-        const auto content = QByteArray::fromStdString(json.dump());
-        if (makeFolder(QFileInfo(m_path).path()) && replace(content))
+            object[key.toStdString()] = value.toBase64().toStdString();
+        try {
+            privateFile::addFolder(folder());
+            privateFile::replace(m_path, json::encode(object), privateFile::Durability::disk);
             return true;
-        warn(QStringLiteral("%1 cannot be written: %2").arg(m_path, QString::fromLocal8Bit(std::strerror(errno))));
-        return false;
+        } catch (const FileError& error) {
+            warn(error.message());
+            return false;
+        }
     }
 
-    /// Writes a new file that is closed to others before it contains any data.
-    [[nodiscard]] bool replace(const QByteArray& content) const {
-        QByteArray name = QFile::encodeName(m_path % QStringLiteral(".XXXXXX"));
-        const int descriptor = ::mkostemp(name.data(), O_CLOEXEC); // mode 0600
-        if (descriptor < 0)
-            return false;
-        bool written =
-            ::write(descriptor, content.constData(), static_cast<size_t>(content.size())) == content.size() &&
-            ::fsync(descriptor) == 0;
-        written = ::close(descriptor) == 0 && written;
-        written = written && ::rename(name.constData(), QFile::encodeName(m_path).constData()) == 0;
-        if (!written)
-            ::unlink(name.constData());
-        return written;
-    }
+    [[nodiscard]] QString folder() const { return QFileInfo(m_path).absolutePath(); }
 
     QString m_path;
 };

@@ -37,7 +37,6 @@ public:
     [[nodiscard]] QString fault() const;
     /// How often the clipboard's owner has changed since the connection was made.
     [[nodiscard]] uint64_t changeCount() const { return m_changes; }
-    [[nodiscard]] bool hasPrimary() const { return m_hasPrimary; }
 
     /// Takes over the selection; true once the compositor has confirmed it. The handlers' `cancelled` is called when
     /// another client takes it.
