@@ -2,6 +2,7 @@
 
 #include "App/Account/AccountController.h"
 #include "App/Commands/ApplicationCommands.h"
+#include "App/Commands/StatusReport.h"
 #include "App/Commands/UnavailableCommands.h"
 #include "App/Dictation/Dictation.h"
 #include "App/History/RecordingQueue.h"
@@ -90,6 +91,16 @@ protected:
                                      .quit = [] {}};
     ApplicationCommands commands{parts};
 };
+
+TEST(StatusReport, NamesAHotkeyThatAnotherProgramHolds) {
+    const HotkeyConflict conflict{
+        Hotkey::toggle, {keycode::space, keyflag::option}, KeyCombination{keycode::space, keyflag::control}};
+    const auto report = statusReport(RecordingState(), std::nullopt, {.conflicts = {conflict}});
+    const auto shown = QJsonDocument::fromJson(report.toUtf8())[QStringLiteral("unavailableHotkeys")][0].toObject();
+    EXPECT_EQ(shown.value(QStringLiteral("key")), QStringLiteral("Alt+Space"));
+    EXPECT_EQ(shown.value(QStringLiteral("free")), QStringLiteral("Ctrl+Space"));
+    EXPECT_TRUE(shown.value(QStringLiteral("message")).toString().contains(QStringLiteral("Ctrl+Space")));
+}
 
 TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
     EXPECT_TRUE(commands.lastText().isEmpty());

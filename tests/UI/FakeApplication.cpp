@@ -29,6 +29,20 @@ FakeApplication::FakeApplication(RecordingStore* store) : windowHints(createX11W
         return QStringLiteral("In the keyboard settings, bind a key to this command:\n  quillo toggle");
     };
     hooks.observeHotkey = [this](std::function<void(bool)> observer) { hotkeyObserver = std::move(observer); };
+    hooks.toggleHotkeyName = [this] { return toggleHotkey; };
+    hooks.hotkeyConflict = [this] { return hotkeyConflict; };
+    hooks.takeFreeHotkey = [this] {
+        toggleHotkey = QStringLiteral("Ctrl+Alt+Space");
+        hotkeyConflict.reset();
+    };
+    hooks.chooseHotkey = [this](bool isToggle, std::function<void(QString)> answer) {
+        hotkeyChosen = [this, isToggle, answer = std::move(answer)](const QString& name, const QString& problem) {
+            if (problem.isEmpty())
+                (isToggle ? toggleHotkey : hotkey) = name;
+            answer(problem);
+        };
+    };
+    hooks.stopChoosingHotkey = [this] { hotkeyChosen = nullptr; };
     hooks.startMicrophoneTest = [this](std::function<void(float)> onLevel, std::function<void(QString)> onFailure) {
         isUnbalanced = isUnbalanced || isMicrophoneOpen;
         isMicrophoneOpen = true;

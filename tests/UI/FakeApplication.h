@@ -60,6 +60,10 @@ public:
     QStringList accountRequests; ///< the names of the commands
 
     QString hotkey = QStringLiteral("Right Super");
+    QString toggleHotkey = QStringLiteral("Alt+Space");
+    std::optional<InterfaceConflict> hotkeyConflict;
+    /// While a key is chosen: the user has pressed it; with its name, or why it cannot be.
+    std::function<void(const QString& name, const QString& problem)> hotkeyChosen;
     std::function<void(bool)> hotkeyObserver; ///< empty while no trial runs
 
     bool isMicrophoneOpen = false;

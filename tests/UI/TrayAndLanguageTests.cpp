@@ -105,6 +105,17 @@ TEST_F(TrayTest, AccountIsCalledByItsName) {
     EXPECT_EQ(signIn->text(), u"tray.signIn");
 }
 
+TEST_F(TrayTest, AHotkeyOfAnotherProgramIsShownWhileItIsOne) {
+    application.hotkeyConflict = {QStringLiteral("taken"), QStringLiteral("Use it")};
+    Q_EMIT tray.menu().aboutToShow();
+    auto* offer = entry(tray.menu(), QStringLiteral("Use it"));
+    ASSERT_TRUE(offer && offer->isVisible() && entry(tray.menu(), QStringLiteral("taken"))->isVisible());
+    offer->trigger();
+    EXPECT_FALSE(application.hotkeyConflict);
+    Q_EMIT tray.menu().aboutToShow();
+    EXPECT_FALSE(offer->isVisible());
+}
+
 TEST(LanguageListTest, FindsByEveryName) {
     FakeApplication application;
     LanguageListModel model(application.hooks.listLanguages());

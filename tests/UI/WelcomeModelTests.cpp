@@ -53,6 +53,42 @@ TEST_F(WelcomeModelTest, KeyThatDoesNotComeIsSpokenOfUntilItComes) {
     EXPECT_FALSE(trial.isOverdue());
 }
 
+TEST_F(WelcomeModelTest, TheKeyThatIsPressedBecomesTheHotkey) {
+    auto welcome = welcomeAt("hotkey");
+    auto& trial = welcome->hotkey();
+    application.hotkeyObserver(true);
+    application.hotkeyObserver(false);
+    trial.choose(false);
+    EXPECT_TRUE(trial.isChoosing());
+    application.hotkeyChosen({}, QStringLiteral("needed for typing"));
+    EXPECT_FALSE(trial.isChoosing());
+    EXPECT_EQ(trial.problem(), QStringLiteral("needed for typing"));
+    EXPECT_TRUE(trial.hasReleased());
+    trial.choose(false);
+    application.hotkeyChosen(QStringLiteral("F9"), {});
+    EXPECT_EQ(trial.name(), QStringLiteral("F9"));
+    EXPECT_EQ(trial.problem(), QString());
+    EXPECT_FALSE(trial.hasReleased()) << "another key has yet to be proven";
+    trial.choose(true);
+    application.hotkeyChosen(QStringLiteral("Ctrl+F9"), {});
+    EXPECT_EQ(trial.toggleName(), QStringLiteral("Ctrl+F9"));
+    trial.choose(true);
+    welcome->next();
+    EXPECT_FALSE(application.hotkeyChosen) << "the step was left, and the next key is a key again";
+}
+
+TEST_F(WelcomeModelTest, AHotkeyOfAnotherProgramIsShownWithAFreeOne) {
+    application.hotkeyConflict = {QStringLiteral("taken"), QStringLiteral("Use Ctrl+Alt+Space")};
+    const auto welcome = welcomeAt("hotkey");
+    auto& trial = welcome->hotkey();
+    EXPECT_EQ(trial.conflict(), QStringLiteral("taken"));
+    EXPECT_EQ(trial.offer(), QStringLiteral("Use Ctrl+Alt+Space"));
+    trial.takeOffer();
+    EventExecutor::main().drain();
+    EXPECT_EQ(trial.conflict(), QString());
+    EXPECT_EQ(trial.toggleName(), QStringLiteral("Ctrl+Alt+Space"));
+}
+
 /// Whatever ends a step: the hotkey dictates again and the microphone is let go, once.
 TEST_F(WelcomeModelTest, EveryWayOutEndsWhatRuns) {
     struct Way {

@@ -3,6 +3,7 @@
 #include "App/CommandLine/HistoryCommand.h"
 #include "App/Remote/ControlClient.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
@@ -51,6 +52,8 @@ void printError(const QString& text) { QTextStream(stderr) << "quillo: " << text
 QString describe(const QString& status) {
     const auto object = QJsonDocument::fromJson(status.toUtf8()).object();
     auto line = object.value(QStringLiteral("status")).toString();
+    for (const auto& conflict : object.value(QStringLiteral("unavailableHotkeys")).toArray())
+        line += u'\n' + conflict.toObject().value(QStringLiteral("message")).toString();
     const auto run = object.value(QStringLiteral("lastRun")).toObject();
     if (!run.isEmpty())
         line += QStringLiteral("\nlast dictation: %1").arg(run.value(QStringLiteral("reason")).toString());

@@ -1,5 +1,10 @@
 #include "App/Commands/StatusReport.h"
 
+#include "Localization/LocalizationManager.h"
+#include "Services/Hotkeys/HotkeyChoice.h"
+#include "Services/Settings/KeyCodeLabels.h"
+
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -36,6 +41,23 @@ QJsonObject runObject(const RecordingReport& report) {
     return run;
 }
 
+QString nameOf(const KeyCombination& combination) {
+    return keyCombinationToString(combination.keyCode, combination.modifiers);
+}
+
+QJsonArray conflictArray(const std::vector<HotkeyConflict>& conflicts) {
+    QJsonArray array;
+    for (const auto& conflict : conflicts)
+        array.append(QJsonObject{
+            {QStringLiteral("hotkey"),
+             conflict.hotkey == Hotkey::hold ? QStringLiteral("hold") : QStringLiteral("toggle")},
+            {QStringLiteral("key"), nameOf(conflict.taken)},
+            {QStringLiteral("free"), conflict.free ? nameOf(*conflict.free) : QString()},
+            {QStringLiteral("message"), LocalizationManager::shared().t(hotkeyChoice::messageOf(conflict))},
+        });
+    return array;
+}
+
 } // namespace
 
 QString statusReport(const RecordingState& state, const std::optional<RecordingReport>& lastRun,
@@ -53,6 +75,8 @@ QString statusReport(const RecordingState& state, const std::optional<RecordingR
         object.insert(QStringLiteral("message"), error->errorDescription());
         object.insert(QStringLiteral("detail"), error->detail());
     }
+    if (!surroundings.conflicts.empty())
+        object.insert(QStringLiteral("unavailableHotkeys"), conflictArray(surroundings.conflicts));
     if (lastRun)
         object.insert(QStringLiteral("lastRun"), runObject(*lastRun));
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));

@@ -2,6 +2,7 @@
 
 #include "Features/Recording/RecordingSideEffects.h"
 #include "Features/Recording/RecordingState.h"
+#include "Services/Hotkeys/HotkeyServiceProtocol.h"
 
 namespace quillo {
 
@@ -9,6 +10,7 @@ namespace quillo {
 struct StatusSurroundings {
     QString server; ///< "HOST" or "HOST:PORT"
     bool hotkeysArmed = false;
+    std::vector<HotkeyConflict> conflicts{};
     QString microphone; ///< its name; empty when none is known
 };
 

@@ -1,10 +1,8 @@
 #include "App/Interface/InterfaceHooks.h"
 
-#include "App/Interface/HotkeySetup.h"
+#include "App/Interface/HotkeyHooks.h"
 #include "Core/SupportedLanguages.h"
 #include "Localization/LocalizationManager.h"
-#include "Services/Hotkeys/HotkeyConfig.h"
-#include "Services/Settings/KeyNames.h"
 
 namespace quillo {
 
@@ -48,13 +46,6 @@ void addPill(UserInterfaceHooks& hooks, UserSettings& settings) {
 }
 
 void addWelcome(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
-    hooks.hotkeyName = [parts] {
-        const auto hotkeys = HotkeyConfig::fromSettings(parts.settings);
-        return parts.services.hotkeyService->isRunning() ? keyNames::of({hotkeys.keyCode, hotkeys.modifiers})
-                                                         : QString();
-    };
-    hooks.hotkeySteps = [] { return hotkeySetup::guide(); };
-    hooks.observeHotkey = [parts](std::function<void(bool)> observer) { parts.hotkeys.observe(std::move(observer)); };
     hooks.startMicrophoneTest = [parts](MicrophoneProbe::OnLevel onLevel, MicrophoneProbe::OnFailure onFailure) {
         if (parts.dictation.effects().isBusy())
             onFailure(text(QStringLiteral("welcome.microphone.dictating")));
@@ -75,6 +66,7 @@ UserInterfaceHooks interfaceHooks(InterfaceParts parts) {
     UserInterfaceHooks hooks;
     addChoices(hooks, parts);
     addPill(hooks, parts.settings);
+    addHotkeyHooks(hooks, parts);
     addWelcome(hooks, parts);
     return hooks;
 }

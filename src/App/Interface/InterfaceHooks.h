@@ -1,20 +1,9 @@
 #pragma once
 
-#include "App/Account/AccountSession.h"
-#include "App/Dictation/DictationHotkeys.h"
+#include "App/Interface/InterfaceParts.h"
 #include "UI/Foundation/UserInterfaceHooks.h"
 
 namespace quillo {
-
-/// The objects on which the interface's hooks act.
-struct InterfaceParts {
-    ServiceContainer& services;
-    UserSettings& settings;
-    Dictation& dictation;
-    DictationHotkeys& hotkeys;
-    AccountSession& account;
-    TaskRunner& tasks;
-};
 
 /// The hooks of the application. The parts must outlive them. Main thread.
 [[nodiscard]] UserInterfaceHooks interfaceHooks(InterfaceParts parts);

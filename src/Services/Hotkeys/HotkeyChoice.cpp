@@ -1,6 +1,7 @@
 #include "Services/Hotkeys/HotkeyChoice.h"
 
 #include "Services/Settings/KeyCodeLabels.h"
+#include "Services/Settings/KeyNames.h"
 
 #include <algorithm>
 
@@ -42,6 +43,12 @@ std::vector<KeyCombination> alternatives(Hotkey hotkey) {
             {keycode::space, keyflag::option | keyflag::shift},
             {f9, keyflag::control},
             {pauseKey, 0}};
+}
+
+UserMessage messageOf(const HotkeyConflict& conflict) {
+    if (!conflict.free)
+        return {QStringLiteral("hotkey.unavailable"), {keyNames::of(conflict.taken)}};
+    return {QStringLiteral("hotkey.unavailableUse"), {keyNames::of(conflict.taken), keyNames::of(*conflict.free)}};
 }
 
 void store(Hotkey hotkey, const KeyCombination& combination, UserSettings& settings) {

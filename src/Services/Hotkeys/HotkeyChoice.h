@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Core/UserMessage.h"
 #include "Services/Hotkeys/HotkeyConfig.h"
 #include "Services/Hotkeys/HotkeyServiceProtocol.h"
 
@@ -18,6 +19,8 @@ enum class Problem {
 [[nodiscard]] Problem problemOf(Hotkey hotkey, const KeyCombination& combination, const HotkeyConfig& config);
 /// Combinations to offer when another program holds the configured one, the best first.
 [[nodiscard]] std::vector<KeyCombination> alternatives(Hotkey hotkey);
+/// What to tell the user about a hotkey that another program holds.
+[[nodiscard]] UserMessage messageOf(const HotkeyConflict& conflict);
 /// Stores the combination in the settings.
 void store(Hotkey hotkey, const KeyCombination& combination, UserSettings& settings);
 

@@ -20,6 +20,12 @@ struct InterfaceChoice {
 };
 using InterfaceChoices = std::vector<InterfaceChoice>;
 
+/// A hotkey that another program holds.
+struct InterfaceConflict {
+    QString message;
+    QString offer; ///< on the button that takes a free combination instead; empty when there is none
+};
+
 /// Functions that only the interface needs, besides `Commands`. Every function is called on the main thread and may be
 /// empty: the interface then hides or disables the dependent parts.
 struct UserInterfaceHooks {
@@ -40,6 +46,15 @@ struct UserInterfaceHooks {
 
     /// The name of the hold hotkey ("Right Super"); empty where hotkeys are not available.
     std::function<QString()> hotkeyName;
+    std::function<QString()> toggleHotkeyName;
+    /// The first hotkey that another program holds.
+    std::function<std::optional<InterfaceConflict>()> hotkeyConflict;
+    /// Takes what the conflict offers.
+    std::function<void()> takeFreeHotkey;
+    /// Waits for the key that the user presses and stores it. Answers with the reason why not, empty when it was stored
+    /// or the user pressed Escape.
+    std::function<void(bool isToggle, std::function<void(QString problem)> answer)> chooseHotkey;
+    std::function<void()> stopChoosingHotkey;
     /// How to bind a key in this desktop, as plain text; offered only while `hotkeyName` is empty.
     std::function<QString()> hotkeySteps;
     /// While set, presses (true) and releases (false) of the hold hotkey go to the observer and do not start a

@@ -64,6 +64,7 @@ void TrayController::translateAgain() {
         if (const auto key = entry->property(textKey).toString(); !key.isEmpty())
             entry->setText(m_translate(key));
     presentAccount();
+    presentConflict();
     present(m_store.state());
 }
 
@@ -85,9 +86,15 @@ void TrayController::build() {
         m_languages->addAction(QStringLiteral("…"))->setEnabled(false);
     }
     m_menu.addSeparator();
+    m_conflict = m_menu.addAction(QString());
+    m_conflict->setEnabled(false);
+    m_takeFree = m_menu.addAction(QString(), this, [this] { m_hooks.takeFreeHotkey(); });
+    presentConflict();
     addApplicationEntries();
-    connect(&m_menu, &QMenu::aboutToShow, this,
-            [this] { m_insertAgain->setEnabled(!m_commands.lastText().isEmpty()); });
+    connect(&m_menu, &QMenu::aboutToShow, this, [this] {
+        m_insertAgain->setEnabled(!m_commands.lastText().isEmpty());
+        presentConflict();
+    });
 }
 
 void TrayController::addApplicationEntries() {
@@ -108,6 +115,16 @@ void TrayController::addApplicationEntries() {
 void TrayController::presentAccount() {
     m_accountEntry->setText(m_account.isSignedIn() ? entryText(m_account.title())
                                                    : m_translate(QStringLiteral("tray.signIn")));
+}
+
+void TrayController::presentConflict() {
+    const auto conflict = m_hooks.hotkeyConflict ? m_hooks.hotkeyConflict() : std::nullopt;
+    const auto show = [](QAction& entry, const QString& text) {
+        entry.setVisible(!text.isEmpty());
+        entry.setText(QString(text).replace(u'&', QStringLiteral("&&")));
+    };
+    show(*m_conflict, conflict ? conflict->message : QString());
+    show(*m_takeFree, conflict && m_hooks.takeFreeHotkey ? conflict->offer : QString());
 }
 
 void TrayController::buildMicrophones() {

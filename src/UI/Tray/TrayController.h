@@ -40,6 +40,8 @@ private:
     void showIcon();
     void present(const RecordingState& state);
     void presentAccount();
+    /// Shows or hides the entry about a hotkey that another program holds.
+    void presentConflict();
     QMenu* addSubmenu(const QString& key);
     /// Takes all texts again, in the language that is the interface's now.
     void translateAgain();
@@ -60,6 +62,8 @@ private:
     QAction* m_cancel = nullptr;
     QAction* m_insertAgain = nullptr;
     QAction* m_accountEntry = nullptr;
+    QAction* m_conflict = nullptr;
+    QAction* m_takeFree = nullptr;
     TrayPresentation m_shown;
     std::unique_ptr<QSystemTrayIcon> m_icon; // after the menu it refers to
     Observation m_observation;

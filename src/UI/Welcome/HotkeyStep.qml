@@ -10,6 +10,22 @@ Item {
 
     implicitHeight: offered ? trial.implicitHeight : guide.implicitHeight
 
+    function choose(isToggle) {
+        keyCatcher.forceActiveFocus()
+        hotkey.choose(isToggle)
+    }
+
+    // The chosen key may reach this window too, before or after it has been taken: here it does nothing.
+    Item {
+        id: keyCatcher
+        Keys.onPressed: event => event.accepted = hotkey.choosing || (event.key !== Qt.Key_Tab && event.key !== Qt.Key_Backtab)
+        Keys.onReleased: event => {
+            event.accepted = true
+            if (!hotkey.choosing)
+                chooseHold.forceActiveFocus()
+        }
+    }
+
     component Arrival: Row {
         property bool arrived: false
         property string text
@@ -76,8 +92,33 @@ Item {
         Words {
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
-            tone: hotkey.overdue ? "notice" : "quiet"
-            text: Texts.t(hotkey.overdue ? "welcome.hotkey.nothing" : "welcome.hotkey.doubleTap")
+            tone: hotkey.problem !== "" || hotkey.overdue ? "notice" : "quiet"
+            text: hotkey.choosing ? Texts.t("welcome.hotkey.pressKey") : hotkey.problem !== "" ? hotkey.problem
+                : Texts.t(hotkey.overdue ? "welcome.hotkey.nothing" : "welcome.hotkey.doubleTap")
+        }
+        Words {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            visible: text !== ""
+            tone: hotkey.conflict !== "" ? "notice" : "quiet"
+            text: hotkey.conflict !== "" ? hotkey.conflict
+                : hotkey.toggleName !== "" ? Texts.t("welcome.hotkey.toggle").arg(hotkey.toggleName) : ""
+        }
+        Flow {
+            anchors.horizontalCenter: parent.horizontalCenter
+            width: Math.min(parent.width, chooseHold.width + spacing + chooseToggle.width
+                            + (takeFree.visible ? takeFree.width + spacing : 0))
+            spacing: Math.round(12 * Theme.unit)
+            visible: hotkey.choosable
+            PushButton {
+                id: takeFree
+                text: hotkey.offer
+                kind: "primary"
+                visible: text !== ""
+                onClicked: hotkey.takeOffer()
+            }
+            PushButton { id: chooseHold; text: Texts.t("welcome.hotkey.chooseHold"); onClicked: step.choose(false) }
+            PushButton { id: chooseToggle; text: Texts.t("welcome.hotkey.chooseToggle"); onClicked: step.choose(true) }
         }
     }
 

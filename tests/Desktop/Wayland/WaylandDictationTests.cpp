@@ -131,7 +131,7 @@ TEST_F(WaylandDictationTest, TheKeysOfTheGuideRunTheCommands) {
     session.shell(u"wtype -P F9 -s 900 -p F9"_qs);
     EXPECT_TRUE(waitUntil([&] { return commands() == "start\nstop\n"; })) << commands().toStdString();
 
-    configure({u"unbindsym F9"_qs, u"unbindsym --release F9"_qs});
+    configure({u"unbindsym F9"_qs, u"unbindsym --release --locked F9"_qs});
     bind(u"One press starts, the next stops:"_qs);
     for (const auto* expected : {"start\nstop\ntoggle\n", "start\nstop\ntoggle\ntoggle\n"}) {
         session.shell(u"wtype -k F9"_qs);

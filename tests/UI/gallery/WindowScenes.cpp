@@ -17,7 +17,7 @@ const QString steps = QStringLiteral("Sway. In ~/.config/sway/config, one of the
                                      "One press starts, the next stops:\n"
                                      "  bindsym --no-repeat F9 exec /usr/bin/quillo toggle\n\nHold to talk:\n"
                                      "  bindsym --no-repeat F9 exec /usr/bin/quillo start\n"
-                                     "  bindsym --release F9 exec /usr/bin/quillo stop\n");
+                                     "  bindsym --release --locked F9 exec /usr/bin/quillo stop\n");
 
 void press(QWindow& window, int key) {
     for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {

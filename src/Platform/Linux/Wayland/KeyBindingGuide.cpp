@@ -23,7 +23,7 @@ const QString gnomeLines = QStringLiteral(R"(  keys=org.gnome.settings-daemon.pl
 )");
 const QString swayToggle = QStringLiteral("  bindsym --no-repeat F9 exec %1 toggle\n");
 const QString swayHold =
-    QStringLiteral("  bindsym --no-repeat F9 exec %1 start\n  bindsym --release F9 exec %1 stop\n");
+    QStringLiteral("  bindsym --no-repeat F9 exec %1 start\n  bindsym --release --locked F9 exec %1 stop\n");
 const QString hyprlandToggle = QStringLiteral("  bind = , F9, exec, %1 toggle\n");
 const QString hyprlandHold = QStringLiteral("  bind = , F9, exec, %1 start\n  bindr = , F9, exec, %1 stop\n");
 const QString toggleCommand = QStringLiteral("  %1 toggle\n");
@@ -105,6 +105,8 @@ void writeSteps(GuideWriter& writer, DesktopShell shell) {
         writer.linesUnder("guide.toggle", swayToggle);
         writer.space();
         writer.linesUnder("guide.hold", swayHold);
+        writer.space();
+        writer.prose("guide.sway.limits");
         break;
     case DesktopShell::hyprland:
         writer.prose("guide.hyprland.steps");
