@@ -1,6 +1,7 @@
 #include "CampaignSession.h"
 
 #include "Support/Async.h"
+#include "Support/CommandLine.h"
 
 #include <QDir>
 #include <QFile>
@@ -72,7 +73,7 @@ DesktopSession::Options sessionOptions() {
 
 } // namespace
 
-CampaignSession::CampaignSession(uint64_t seed) : desktop(sessionOptions()), m_seed(seed) {
+CampaignSession::CampaignSession(uint64_t seed) : desktop(sessionOptions()) {
     const auto dataFolder = desktop.environment().value(QStringLiteral("XDG_DATA_HOME"));
     m_disk = std::make_unique<FullDisk>(dataFolder, desktop.path(QStringLiteral("disk-budget")));
     m_serverPort = freePort();
@@ -103,9 +104,8 @@ void CampaignSession::startApplication(Start start) {
     if (start.movableClock) {
         environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(QUILLO_FAKETIME));
         environment.insert(QStringLiteral("FAKETIME_TIMESTAMP_FILE"), desktop.path(QStringLiteral("clock")));
-        environment.insert(QStringLiteral("FAKETIME_NO_CACHE"), QStringLiteral("1"));
-        environment.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
-        environment.insert(QStringLiteral("DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        for (const char* name : {"FAKETIME_NO_CACHE", "FAKETIME_DONT_FAKE_MONOTONIC", "DONT_FAKE_MONOTONIC"})
+            environment.insert(QString::fromLatin1(name), QStringLiteral("1"));
     }
     m_disk->apply(environment);
     m_start = start;
@@ -156,11 +156,11 @@ void CampaignSession::endApplication() {
 }
 
 void CampaignSession::startServer() {
-    m_server = &desktop.launch(QStringLiteral("server"), program("quillo-server"),
-                               {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:%1").arg(m_serverPort),
-                                QStringLiteral("--recogniser"), QStringLiteral("scripted"), QStringLiteral("--script"),
-                                desktop.path(QStringLiteral("script.json")), QStringLiteral("--max-anonymous-per-hour"),
-                                QStringLiteral("100000")});
+    const auto options = QStringLiteral("--listen 127.0.0.1:%1 --recogniser scripted --max-anonymous-per-hour 100000");
+    m_server =
+        &desktop.launch(QStringLiteral("server"), program("quillo-server"),
+                        words(options.arg(m_serverPort)) +
+                            QStringList{QStringLiteral("--script"), desktop.path(QStringLiteral("script.json"))});
     const auto answers = [&] {
         QTcpSocket socket;
         socket.connectToHost(QHostAddress::LocalHost, m_serverPort);
@@ -176,24 +176,22 @@ void CampaignSession::killServer() { killAndWait(*m_server); }
 QString CampaignSession::word(int number) { return QStringLiteral("w%1").arg(number % differentWords); }
 
 QString CampaignSession::writeScript() {
-    QStringList words;
+    QStringList all;
     for (int i = 0; i < differentWords; ++i)
-        words.append(u'"' + word(i) + u'"');
+        all.append(u'"' + word(i) + u'"');
     QFile script(desktop.path(QStringLiteral("script.json")));
     if (script.open(QIODevice::WriteOnly))
         script.write(QStringLiteral(R"({"words": [%1], "words_per_second": %2, "words_per_final": 10})")
-                         .arg(words.join(u','))
+                         .arg(all.join(u','))
                          .arg(wordsPerSecond)
                          .toUtf8());
     return script.fileName();
 }
 
 void CampaignSession::play() {
+    const auto options = QStringLiteral("-p -d mouth --raw --format=s16le --rate=%1 --channels=1 --latency-msec=200");
     m_player = &desktop.launch(QStringLiteral("player"), QStringLiteral("pacat"),
-                               {QStringLiteral("-p"), QStringLiteral("-d"), QStringLiteral("mouth"),
-                                QStringLiteral("--raw"), QStringLiteral("--format=s16le"),
-                                QStringLiteral("--rate=%1").arg(samplesPerSecond), QStringLiteral("--channels=1"),
-                                QStringLiteral("--latency-msec=200"), desktop.path(QStringLiteral("signal.pcm"))});
+                               words(options.arg(samplesPerSecond)) << desktop.path(QStringLiteral("signal.pcm")));
     const auto sounds = [this] {
         const auto now = reference.position();
         const auto latest = reference.read(now - 100, now);
@@ -229,8 +227,8 @@ void CampaignSession::startSoundServer() {
                            .toUtf8());
     commands.close();
     desktop.launch(QStringLiteral("pulseaudio"), QStringLiteral("pulseaudio"),
-                   {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
-                    QStringLiteral("--disable-shm=yes"), QStringLiteral("-F"), commands.fileName()});
+                   words(QStringLiteral("-n --daemonize=no --exit-idle-time=-1 --disable-shm=yes -F"))
+                       << commands.fileName());
     const auto answers = [this] {
         return desktop.run(QStringLiteral("pactl"), {QStringLiteral("info")}).contains(QStringLiteral("Server Name"));
     };
@@ -251,8 +249,8 @@ void CampaignSession::startBus() {
     const auto socket = desktop.path(QStringLiteral("run/bus"));
     QFile::remove(socket);
     desktop.launch(QStringLiteral("bus"), QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                    QStringLiteral("--address=unix:path=%1").arg(socket)});
+                   words(QStringLiteral("--session --nofork --nopidfile"))
+                       << QStringLiteral("--address=unix:path=") + socket);
     if (!waitUntil([&] { return listenerOf(socket) > 0; }, startLimit))
         throw DesktopSessionError(QStringLiteral("the session bus did not come back"));
     m_keyring = std::make_unique<QProcess>();
@@ -260,16 +258,14 @@ void CampaignSession::startBus() {
     m_keyring->setProcessChannelMode(QProcess::MergedChannels);
     m_keyring->setStandardOutputFile(desktop.path(QStringLiteral("keyring.log")), QIODevice::Append);
     m_keyring->start(QStringLiteral("gnome-keyring-daemon"),
-                     {QStringLiteral("--foreground"), QStringLiteral("--unlock"),
-                      QStringLiteral("--components=secrets"), QStringLiteral("--replace")});
+                     words(QStringLiteral("--foreground --unlock --components=secrets --replace")));
     m_keyring->write("\n");
     m_keyring->closeWriteChannel();
     const auto answers = [this] {
         return desktop
-            .run(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--print-reply"),
-                                               QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
-                                               QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
-                                               QStringLiteral("string:org.freedesktop.secrets")})
+            .run(QStringLiteral("dbus-send"),
+                 words(QStringLiteral("--session --print-reply --dest=org.freedesktop.DBus / "
+                                      "org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets")))
             .contains(QStringLiteral("boolean true"));
     };
     if (!waitUntil(answers, startLimit))

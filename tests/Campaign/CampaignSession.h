@@ -75,7 +75,6 @@ private:
     void suspendKeyring();
     void play();
 
-    uint64_t m_seed;
     quint16 m_serverPort = 0;
     std::unique_ptr<FaultProxy> m_proxy;
     std::unique_ptr<FullDisk> m_disk;

@@ -2,8 +2,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
+#include <functional>
+#include <list>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 namespace quillo::test {
 
@@ -21,13 +24,11 @@ public:
     /// that byte.
     struct Trap {
         Traffic traffic = Traffic::any;
-        int64_t bytes = 0; ///< from the client, counted from the connection's beginning or from the trap's, see `fresh`
-        bool fresh = false; ///< counts from the beginning, and only connections made after the trap was set
+        int64_t bytes = 0; ///< from the client, counted from when the trap was set
         /// How the connection ends; without a value it stays open but transfers nothing more.
         std::optional<Ending> ending;
     };
     struct Counts {
-        int64_t connections = 0; ///< accepted since the start
         int64_t open = 0;
         int64_t trapped = 0;   ///< traps that closed
         int64_t bytesUp = 0;   ///< forwarded from clients
@@ -40,7 +41,7 @@ public:
     FaultProxy(const FaultProxy&) = delete;
     FaultProxy& operator=(const FaultProxy&) = delete;
 
-    [[nodiscard]] uint16_t port() const;
+    [[nodiscard]] uint16_t port() const { return m_port; }
 
     /// Refuses new connections, or accepts them again, on the same port. Open connections stay.
     void refuse(bool refused);
@@ -53,15 +54,38 @@ public:
     /// Ends every connection.
     void cut(Ending ending);
     void set(Trap trap);
-    void clearTrap();
     /// Removes all faults; connections stalled by a trap continue.
     void heal();
 
-    [[nodiscard]] Counts counts() const;
+    [[nodiscard]] Counts counts();
 
 private:
-    class Worker;
-    std::unique_ptr<Worker> m_worker;
+    struct Connection;
+    struct Pipe;
+
+    /// Runs `call` between two turns of the loop.
+    void change(const std::function<void()>& call);
+    void run();
+    void listen();
+    void accept();
+    void serve(Connection& connection, short client, short server);
+    void sendUp(Connection& connection);
+    [[nodiscard]] bool flows(const Connection& connection) const;
+    [[nodiscard]] short interest(const Connection& connection, bool isClient) const;
+    [[nodiscard]] bool applies(const Connection& connection) const;
+
+    const uint16_t m_serverPort;
+    uint16_t m_port = 0;
+    int m_listener = -1;
+    int m_wakeup = -1;
+    std::mutex m_mutex; ///< guards everything; the loop holds it except while it waits
+    std::list<Connection> m_connections;
+    std::optional<Trap> m_trap;
+    Counts m_counts;
+    bool m_isStalled = false;
+    bool m_holdsAnswers = false;
+    bool m_isStopping = false;
+    std::thread m_thread;
 };
 
 } // namespace quillo::test

@@ -1,6 +1,7 @@
 #include "Campaign.h"
 
 #include "Support/Async.h"
+#include "Support/CommandLine.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -34,8 +35,7 @@ bool isDone(const Record& record, const QStringList& wanted) {
 
 std::vector<Record> historyOf(DesktopSession& session) {
     std::vector<Record> records;
-    const auto answer = session.quillo(
-        {QStringLiteral("history"), QStringLiteral("--json"), QStringLiteral("--limit"), QStringLiteral("all")});
+    const auto answer = session.quillo(words(QStringLiteral("history --json --limit all")));
     const auto list = QJsonDocument::fromJson(answer.toUtf8()).array();
     for (const auto& entry : list) {
         const auto object = entry.toObject();

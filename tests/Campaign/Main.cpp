@@ -37,14 +37,12 @@ std::optional<Options> parse(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Dictates, breaks something, and looks for every sample."));
     parser.addHelpOption();
-    parser.addOption({QStringLiteral("runs"), QStringLiteral("How many dictations (default 14)."), QStringLiteral("N"),
-                      QStringLiteral("14")});
-    parser.addOption(
-        {QStringLiteral("seed"), QStringLiteral("Which campaign; a random one if not given."), QStringLiteral("N")});
-    parser.addOption({QStringLiteral("only"), QStringLiteral("This run of the campaign alone."), QStringLiteral("K")});
-    parser.addOption({QStringLiteral("fault"), QStringLiteral("This fault in every run."), QStringLiteral("NAME")});
-    parser.addOption({QStringLiteral("keep"), QStringLiteral("Keeps the session's folder in any case.")});
-    parser.addOption({QStringLiteral("no-texts"), QStringLiteral("Compares the audio and does not await the texts.")});
+    parser.addOptions({{u"runs"_qs, u"How many dictations (default 14)."_qs, u"N"_qs},
+                       {u"seed"_qs, u"Which campaign; a random one if not given."_qs, u"N"_qs},
+                       {u"only"_qs, u"This run of the campaign alone."_qs, u"K"_qs},
+                       {u"fault"_qs, u"This fault in every run."_qs, u"NAME"_qs},
+                       {u"keep"_qs, u"Keeps the session's folder in any case."_qs},
+                       {u"no-texts"_qs, u"Compares the audio and does not await the texts."_qs}});
     parser.process(application);
     Options options;
     bool good = true;
@@ -65,12 +63,11 @@ std::optional<Options> parse(const QCoreApplication& application) {
     options.texts = !parser.isSet(QStringLiteral("no-texts"));
     if (const auto wanted = parser.value(QStringLiteral("fault")); !wanted.isEmpty()) {
         QStringList names;
-        for (const auto fault : allFaults()) {
-            names.append(nameOf(fault));
-            if (nameOf(fault) == wanted)
-                options.fault = fault;
-        }
-        if (!options.fault) {
+        for (size_t i = 0; i < faultCount; ++i)
+            names.append(nameOf(static_cast<Fault>(i)));
+        if (const auto found = names.indexOf(wanted); found >= 0)
+            options.fault = static_cast<Fault>(found);
+        else {
             std::cerr << "--fault: give one of " << names.join(QStringLiteral(", ")).toStdString() << "\n";
             good = false;
         }

@@ -1,6 +1,8 @@
 #include "Plan.h"
 
-#include <algorithm>
+#include <QStringList>
+
+#include <array>
 #include <random>
 
 namespace quillo::test {
@@ -29,14 +31,13 @@ private:
 };
 
 Fault faultOf(uint64_t seed, int run) {
-    auto order = allFaults();
-    const auto round = run / static_cast<int>(order.size());
-    Dice dice(seed, 1'000'000 + static_cast<uint64_t>(round));
-    std::ranges::remove(order, Fault::none);
-    order.back() = Fault::none;
-    for (size_t i = order.size() - 2; i > 0; --i)
+    std::array<Fault, faultCount> order{};
+    for (size_t i = 0; i < faultCount; ++i)
+        order[i] = static_cast<Fault>((i + 1) % faultCount);
+    Dice dice(seed, 1'000'000 + static_cast<uint64_t>(run) / faultCount);
+    for (size_t i = faultCount - 2; i > 0; --i)
         std::swap(order[i], order[static_cast<size_t>(dice.between(0, static_cast<int64_t>(i)))]);
-    return order[static_cast<size_t>(run) % order.size()];
+    return order[static_cast<size_t>(run) % faultCount];
 }
 
 void schedule(Plan& plan, Dice& dice) {
@@ -106,47 +107,11 @@ void schedule(Plan& plan, Dice& dice) {
 } // namespace
 
 QString nameOf(Fault fault) {
-    switch (fault) {
-    case Fault::none:
-        return QStringLiteral("none");
-    case Fault::killConnecting:
-        return QStringLiteral("kill-connecting");
-    case Fault::killRecording:
-        return QStringLiteral("kill-recording");
-    case Fault::killProcessing:
-        return QStringLiteral("kill-processing");
-    case Fault::killUploading:
-        return QStringLiteral("kill-uploading");
-    case Fault::killServer:
-        return QStringLiteral("kill-server");
-    case Fault::cutConnection:
-        return QStringLiteral("cut-connection");
-    case Fault::stallConnection:
-        return QStringLiteral("stall-connection");
-    case Fault::refuseConnection:
-        return QStringLiteral("refuse-connection");
-    case Fault::cutUpload:
-        return QStringLiteral("cut-upload");
-    case Fault::killSound:
-        return QStringLiteral("kill-sound");
-    case Fault::fillDisk:
-        return QStringLiteral("fill-disk");
-    case Fault::moveClock:
-        return QStringLiteral("move-clock");
-    case Fault::killBus:
-        return QStringLiteral("kill-bus");
-    }
-    return {};
-}
-
-const std::vector<Fault>& allFaults() {
-    static const std::vector<Fault> all{
-        Fault::none,          Fault::killConnecting, Fault::killRecording,    Fault::killProcessing,
-        Fault::killUploading, Fault::killServer,     Fault::cutConnection,    Fault::stallConnection,
-        Fault::cutUpload,     Fault::killSound,      Fault::refuseConnection, Fault::fillDisk,
-        Fault::moveClock,     Fault::killBus,
-    };
-    return all;
+    static const QStringList names =
+        QStringLiteral("none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
+                       "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus")
+            .split(u' ');
+    return names.at(static_cast<int>(fault));
 }
 
 Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {

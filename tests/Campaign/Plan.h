@@ -6,7 +6,6 @@
 #include <QString>
 
 #include <chrono>
-#include <vector>
 
 namespace quillo::test {
 
@@ -27,8 +26,8 @@ enum class Fault {
     moveClock,        ///< the time of day jumps, and later back
     killBus,          ///< the session bus
 };
+constexpr size_t faultCount = static_cast<size_t>(Fault::killBus) + 1;
 QString nameOf(Fault fault);
-const std::vector<Fault>& allFaults();
 
 /// What happens in a run. Times count from the press of the key.
 struct Plan {

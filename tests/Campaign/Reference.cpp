@@ -1,6 +1,7 @@
 #include "Reference.h"
 
 #include "Support/Async.h"
+#include "Support/CommandLine.h"
 
 #include <QFileInfo>
 
@@ -15,11 +16,9 @@ void Reference::begin() {
     auto& piece = m_pieces.emplace_back();
     piece.begin = start;
     piece.file = m_session.path(QStringLiteral("reference-%1.pcm").arg(m_pieces.size()));
-    piece.recorder =
-        &m_session.launch(QStringLiteral("reference"), QStringLiteral("parec"),
-                          {QStringLiteral("-d"), QStringLiteral("microphone"), QStringLiteral("--raw"),
-                           QStringLiteral("--format=s16le"), QStringLiteral("--rate=%1").arg(samplesPerSecond),
-                           QStringLiteral("--channels=1"), QStringLiteral("--latency-msec=10"), piece.file});
+    const auto options = QStringLiteral("-d microphone --raw --format=s16le --rate=%1 --channels=1 --latency-msec=10");
+    piece.recorder = &m_session.launch(QStringLiteral("reference"), QStringLiteral("parec"),
+                                       words(options.arg(samplesPerSecond)) << piece.file);
     if (!waitUntil([&] { return position() > start; }, 20s))
         throw DesktopSessionError(QStringLiteral("the microphone delivers nothing"));
 }

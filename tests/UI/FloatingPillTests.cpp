@@ -1,35 +1,20 @@
-// The real pill on a real X server with a window manager.
-
-#include "Support/Async.h"
-#include "UI/DesktopClient.h"
-#include "UI/FakeApplication.h"
-#include "UI/Pill/FloatingPill.h"
-#include "UI/RecordingFixture.h"
+#include "UI/PillFixture.h"
 
 #include <QScreen>
-
-#include <gtest/gtest.h>
 
 using namespace quillo;
 using namespace quillo::test;
 
 namespace {
 
-struct FloatingPillTest : testing::Test, RecordingFixture {
-    FakeApplication application;
-    QmlEngineHost host;
-    PillViewModel viewModel{store, clock, [](const QString& key) { return key; }, application.hooks.pillEnabled};
-    FloatingPill pill{viewModel, host, application.hooks, *application.windowHints};
-    DesktopClient other;
-
+struct FloatingPillTest : PillFixture {
     void SetUp() override {
         other.movePointer({10, 10});
         ASSERT_TRUE(waitUntil([this] { return other.activeWindow() == other.window(); }));
     }
     void show() {
         pill.prepare();
-        send({action::StartRecording{}, action::ConnectionFailed{QStringLiteral("refused")}});
-        ASSERT_TRUE(waitUntil([this] { return pill.window()->isExposed(); }));
+        showError();
     }
     QPoint centre() const {
         auto place = pill.window()->geometry().center();
@@ -56,7 +41,7 @@ struct FloatingPillTest : testing::Test, RecordingFixture {
 TEST_F(FloatingPillTest, NeverTakesTheFocus) {
     show();
     expectFocusUntouched();
-    const auto states = other.states(static_cast<xcb_window_t>(pill.window()->winId()));
+    const auto states = other.states(windowId());
     EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_ABOVE")));
     EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_SKIP_TASKBAR")));
 
@@ -67,7 +52,7 @@ TEST_F(FloatingPillTest, NeverTakesTheFocus) {
     ASSERT_TRUE(waitUntil([this] { return !store.state().status.error(); }));
     expectFocusUntouched();
     other.movePointer({10, 10});
-    ASSERT_TRUE(waitUntil([this] { return !pill.window()->isVisible(); }));
+    waitUntilHidden();
     expectFocusUntouched();
 }
 
@@ -109,7 +94,7 @@ TEST_F(FloatingPillTest, StaysWhereItIsDragged) {
 
     viewModel.dismiss();
     other.movePointer({10, 10});
-    ASSERT_TRUE(waitUntil([this] { return !pill.window()->isVisible(); }));
+    waitUntilHidden();
     show();
     EXPECT_EQ(pill.window()->position(), before + QPoint(-120, -200));
 }

@@ -1,12 +1,12 @@
 #include "Support/Async.h"
 #include "UI/FakeApplication.h"
+#include "UI/Keys.h"
 #include "UI/Language/LanguageListModel.h"
 #include "UI/Language/LanguagePickerWindow.h"
 #include "UI/RecordingFixture.h"
 #include "UI/Tray/TrayController.h"
 
 #include <QGuiApplication>
-#include <QKeyEvent>
 #include <QPalette>
 #include <QQmlComponent>
 
@@ -63,18 +63,18 @@ TEST_F(TrayTest, EntriesFollowTheRecording) {
 }
 
 TEST_F(TrayTest, IconTellsTheStates) {
-    const auto icon = [this] { return presentTray(store.state(), &identity).icon; };
-    EXPECT_EQ(icon(), TrayIcon::idle);
-    record();
-    EXPECT_EQ(icon(), TrayIcon::recording);
-    send({action::SwitchedToOffline{}});
-    EXPECT_EQ(icon(), TrayIcon::offline);
-    send({action::StopRecording{}});
-    EXPECT_EQ(icon(), TrayIcon::processing);
-    send({action::TranscriptionError{QStringLiteral("m")}});
-    EXPECT_EQ(icon(), TrayIcon::error);
-    send({action::ShowCancelledMessage{}});
-    EXPECT_EQ(icon(), TrayIcon::idle) << "who cancels has not met an error";
+    const std::vector<std::pair<RecordingAction, TrayIcon>> steps{
+        {action::Reset{}, TrayIcon::idle},
+        {action::StartRecording{}, TrayIcon::recording},
+        {action::SwitchedToOffline{}, TrayIcon::offline},
+        {action::StopRecording{}, TrayIcon::processing},
+        {action::TranscriptionError{QStringLiteral("m")}, TrayIcon::error},
+        {action::ShowCancelledMessage{}, TrayIcon::idle}, // who cancels has not met an error
+    };
+    for (const auto& [action, icon] : steps) {
+        send({action});
+        EXPECT_EQ(presentTray(store.state(), &identity).icon, icon) << actionName(action).toStdString();
+    }
 }
 
 TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
@@ -138,36 +138,20 @@ TEST(LanguageListTest, FindsByEveryName) {
     }
 }
 
-void press(QWindow& window, int key, const QString& text = {}) {
-    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        QKeyEvent event(type, key, Qt::NoModifier, text);
-        QCoreApplication::sendEvent(&window, &event);
-    }
-}
-
 TEST(LanguagePickerTest, WorksFromTheKeyboard) {
     FakeApplication application;
     QmlEngineHost host;
-    LanguagePickerWindow picker(host, application.hooks);
-    picker.present();
-    ASSERT_TRUE(waitUntil([&] { return picker.isActive() && picker.activeFocusItem(); }));
-    press(picker, Qt::Key_Down); // from German to the next
-    press(picker, Qt::Key_Return);
-    EXPECT_EQ(application.chosenLanguage, u"ru");
-    EXPECT_FALSE(picker.isVisible());
-}
-
-TEST(LanguagePickerTest, SearchesWhatIsTyped) {
-    FakeApplication application;
-    QmlEngineHost host;
-    LanguagePickerWindow picker(host, application.hooks);
-    picker.present();
-    ASSERT_TRUE(waitUntil([&] { return picker.isActive() && picker.activeFocusItem(); }));
-    press(picker, Qt::Key_F, QStringLiteral("f"));
-    press(picker, Qt::Key_I, QStringLiteral("i"));
-    press(picker, Qt::Key_N, QStringLiteral("n"));
-    press(picker, Qt::Key_Return);
-    EXPECT_EQ(application.chosenLanguage, u"fi");
+    const auto choose = [&](const std::function<void(QWindow&)>& search) {
+        LanguagePickerWindow picker(host, application.hooks);
+        picker.present();
+        EXPECT_TRUE(waitUntil([&] { return picker.isActive() && picker.activeFocusItem(); }));
+        search(picker);
+        press(picker, Qt::Key_Return);
+        EXPECT_FALSE(picker.isVisible());
+        return application.chosenLanguage;
+    };
+    EXPECT_EQ(choose([](QWindow& picker) { press(picker, Qt::Key_Down); }), u"ru") << "from German to the next";
+    EXPECT_EQ(choose([](QWindow& picker) { type(picker, QStringLiteral("fin")); }), u"fi");
 }
 
 /// Contrast ratio of the Web Content Accessibility Guidelines 2.1.

@@ -5,13 +5,13 @@
 #include "Support/Async.h"
 #include "UI/Account/AccountWindow.h"
 #include "UI/FakeApplication.h"
+#include "UI/Keys.h"
 #include "UI/RecordingFixture.h"
 #include "UI/UserInterface.h"
 #include "UI/Welcome/WelcomeWindow.h"
 
 #include <QAccessible>
 #include <QGuiApplication>
-#include <QKeyEvent>
 #include <QQuickItem>
 
 #include <gtest/gtest.h>
@@ -20,13 +20,6 @@ using namespace quillo;
 using namespace quillo::test;
 
 namespace {
-
-void press(QWindow& window, int key, const QString& text = {}, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-        QKeyEvent event(type, key, modifiers, text);
-        QCoreApplication::sendEvent(&window, &event);
-    }
-}
 
 /// Calls `visit` for every item that can be seen in `window`.
 void visitItems(const QQuickWindow& window, const std::function<void(QQuickItem&)>& visit) {
@@ -87,8 +80,7 @@ struct WelcomeWindowTest : testing::Test {
 };
 
 TEST_F(WelcomeWindowTest, IsGoneThroughWithTheKeyboardAlone) {
-    for (const auto letter : QStringLiteral("fin"))
-        press(*window, letter.toUpper().unicode(), letter);
+    type(*window, QStringLiteral("fin"));
     press(*window, Qt::Key_Return);
     EXPECT_EQ(application.chosenLanguage, u"fi");
     ASSERT_TRUE(arriveAt("hotkey"));

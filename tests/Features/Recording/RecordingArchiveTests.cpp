@@ -42,10 +42,6 @@ protected:
         EXPECT_EQ(audioOnDisk(all.front()->effectiveAudioId().value_or(QString())), said);
         return all.front();
     }
-    void loseConnection() {
-        webSocket.lose(QStringLiteral("gone"));
-        settle();
-    }
 
 private:
     int m_spoken = 0;
@@ -54,65 +50,42 @@ private:
 TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
     struct Case {
         const char* name;
-        std::function<void()> end;
         QString status;
-        QString text;
-        QString reason;
+        const char* text;
+        const char* reason;
+        std::function<void()> end;
     };
     const QString pending = RecordStatus::pendingTranscription;
-    const QString soFar = QStringLiteral("so far");
+    const QString completed = RecordStatus::completed;
     const std::vector<Case> cases{
-        {"text", [&] { stop(), endSession(QStringLiteral("hello there")); }, RecordStatus::completed,
-         QStringLiteral("hello there"), QStringLiteral("completed")},
-        {"zero words",
-         [&] { stop(), endSession({}); },
-         RecordStatus::unrecognized,
-         {},
-         QStringLiteral("completed(empty_result_zero_words)")},
-        {"no answer",
-         [&] { stop(), clock.advance(9s); },
-         pending,
-         {},
-         QStringLiteral("completed(empty_text_from_server)")},
-        {"no last word",
+        {"text", completed, "hello there", "completed", [&] { stop(), endSession(QStringLiteral("hello there")); }},
+        {"zero words", RecordStatus::unrecognized, "", "completed(empty_result_zero_words)",
+         [&] { stop(), endSession({}); }},
+        {"no answer", pending, "", "completed(empty_text_from_server)", [&] { stop(), clock.advance(9s); }},
+        {"no last word", pending, "so far", "completed",
          [&] {
-             webSocket.currentTexts.accumulatedText = soFar;
+             webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
              stop(), clock.advance(9s);
-         },
-         pending, soFar, QStringLiteral("completed")},
-        {"connection lost while stopping",
-         [&] { stop(), loseConnection(); },
-         pending,
-         {},
-         QStringLiteral("completed(empty_text_from_server)")},
-        {"connection lost while recording",
-         [&] { loseConnection(), stop(); },
-         pending,
-         {},
-         QStringLiteral("completed(offline_stop)")},
-        {"recogniser out of order",
-         [&] {
-             serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QString()}), stop();
-         },
-         pending,
-         {},
-         QStringLiteral("fatal_stt_error(STT_UNAVAILABLE)")},
-        {"cancelled after the stop", [&] { stop(), cancel(); }, pending, {}, QStringLiteral("cancelled(user_cancel)")},
-        {"reset from outside", [&] { send(action::Reset{}); }, pending, {}, QStringLiteral("cancelled(reset)")},
-        {"text not inserted",
+         }},
+        {"connection lost while stopping", pending, "", "completed(empty_text_from_server)",
+         [&] { stop(), loseConnection(); }},
+        {"connection lost while recording", pending, "", "completed(offline_stop)", [&] { loseConnection(), stop(); }},
+        {"recogniser out of order", pending, "", "fatal_stt_error(STT_UNAVAILABLE)",
+         [&] { serverFails("STT_UNAVAILABLE"), stop(); }},
+        {"cancelled after the stop", pending, "", "cancelled(user_cancel)", [&] { stop(), cancel(); }},
+        {"reset from outside", pending, "", "cancelled(reset)", [&] { send(action::Reset{}); }},
+        {"text not inserted", completed, "a secret", "failed(text_injection)",
          [&] {
              injection.failure = TextInjectionError::Code::secureInput;
              stop(), endSession(QStringLiteral("a secret"));
              injection.failure.reset();
-         },
-         RecordStatus::completed, QStringLiteral("a secret"), QStringLiteral("failed(text_injection)")},
-        {"accessibility taken away",
+         }},
+        {"accessibility taken away", completed, "kept", "failed(accessibility_missing_injection)",
          [&] {
              permissions.accessibility = false;
              stop(), endSession(QStringLiteral("kept"));
              permissions.accessibility = true;
-         },
-         RecordStatus::completed, QStringLiteral("kept"), QStringLiteral("failed(accessibility_missing_injection)")},
+         }},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
@@ -122,18 +95,16 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
         const auto said = QByteArray(5 * AudioFormat::chunkByteSize, '\0') + say(2);
         test.end();
         expectQuiet();
-        EXPECT_EQ(effects->lastReport()->reason, test.reason);
+        EXPECT_EQ(effects->lastReport()->reason, QString::fromLatin1(test.reason));
         if (const auto kept = onlyRecord(said)) {
             EXPECT_EQ(kept->status, test.status);
-            EXPECT_EQ(kept->text, test.text);
+            EXPECT_EQ(kept->text, QString::fromLatin1(test.text));
             EXPECT_EQ(kept->durationMs, 700);
             EXPECT_EQ(kept->userId, QStringLiteral("user-1"));
             EXPECT_EQ(notifications.contains(notification::pendingRecordingSaved), test.status == pending);
             // What the queue finds on the disk says the same.
             EXPECT_EQ(AudioFileWriter::listPendingRecordings().size(), test.status == pending ? 1U : 0U);
-            AudioFileWriter::deleteFiles(kept->effectiveAudioId().value_or(QString()));
-            history->remove(kept);
-            history->save();
+            forgetRecords();
         }
     }
 }
@@ -211,7 +182,7 @@ TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
         {"session restarted",
          [&] {
              record();
-             serverSays(server::Error{QStringLiteral("NO_SESSION"), QString()});
+             serverFails("NO_SESSION");
              startSession();
          }},
         {"more than the buffer holds before the session",
@@ -232,8 +203,7 @@ TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
         ASSERT_EQ(records().size(), 1);
         EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
         EXPECT_EQ(records().front()->text, QStringLiteral("the end of it"));
-        history->remove(records().front());
-        history->save();
+        forgetRecords();
     }
 }
 

@@ -98,7 +98,7 @@ TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTh
         webSocket.currentTexts.accumulatedText = QStringLiteral("heard before");
         if (isStopping)
             stop();
-        serverSays(server::Error{QStringLiteral("STT_UNAVAILABLE"), QStringLiteral("broken")});
+        serverFails("STT_UNAVAILABLE");
         EXPECT_EQ(audio.isCapturing(), !isStopping);
         stop();
         ASSERT_TRUE(failedWith<RecordingError::TranscriptionFailed>()) << description();
@@ -119,7 +119,7 @@ TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAnd
     const auto gone = [&] {
         webSocket.currentTexts.accumulatedText = QStringLiteral("first half");
         for (int i = 0; i < 3; ++i)
-            serverSays(server::Error{QStringLiteral("NO_SESSION"), QStringLiteral("gone")});
+            serverFails("NO_SESSION");
     };
     const std::vector<std::tuple<const char*, std::function<void()>, size_t>> ends{
         {"gone", gone, 2U},
@@ -148,8 +148,7 @@ TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAnd
         stop();
         EXPECT_TRUE(injection.calls.empty()) << "the second session's text was not awaited";
         endSession(QStringLiteral("second half"));
-        ASSERT_EQ(injection.calls.size(), 1U);
-        EXPECT_EQ(injection.calls.front().text, QStringLiteral("first half second half"));
+        expectInserted(QStringLiteral("first half second half"));
         EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
         expectQuiet();
     }
@@ -171,10 +170,8 @@ TEST_F(RecordingDeliveryTests, ACommandsResultIsUsedWhenTheLastWordNeverComes) {
     webSocket.currentTexts.accumulatedText = QStringLiteral("make it formal hi");
     stop();
     serverSays(server::CommandResult{QStringLiteral("Dear Sir"), QStringLiteral("hi"), std::nullopt});
-    webSocket.lose(QStringLiteral("gone"));
-    settle();
-    ASSERT_EQ(injection.calls.size(), 1U);
-    EXPECT_EQ(injection.calls.front().text, QStringLiteral("Dear Sir"));
+    loseConnection();
+    expectInserted(QStringLiteral("Dear Sir"));
     EXPECT_EQ(records().back()->rawText, QStringLiteral("hi"));
 }
 
@@ -190,8 +187,7 @@ TEST_F(RecordingDeliveryTests, ACommandsTextReplacesTheRawOne) {
     ended.text = QStringLiteral("Dear Sir or Madam");
     ended.commandApplied = true;
     serverSays(ended);
-    ASSERT_EQ(injection.calls.size(), 1U);
-    EXPECT_EQ(injection.calls.front().text, QStringLiteral("Dear Sir or Madam"));
+    expectInserted(QStringLiteral("Dear Sir or Madam"));
 }
 
 } // namespace

@@ -68,6 +68,18 @@ protected:
         webSocket.yield(std::move(message));
         settle();
     }
+    void serverFails(const char* code) { serverSays(server::Error{QString::fromLatin1(code), QStringLiteral("why")}); }
+    void loseConnection() {
+        webSocket.lose(QStringLiteral("gone"));
+        settle();
+    }
+    /// The microphone goes; another cannot be opened unless `isReplaceable`.
+    void loseMicrophone(bool isReplaceable = false) {
+        if (!isReplaceable)
+            audio.nextStartError = AudioServiceError(AudioServiceError::Code::deviceSetupFailed);
+        audio.loseDevice();
+        settle();
+    }
     void speak(int chunks = 1) {
         for (int i = 0; i < chunks; ++i) {
             audio.speak();
@@ -79,6 +91,11 @@ protected:
         server::SessionEnded ended;
         ended.text = text;
         serverSays(ended);
+    }
+    /// The dictation has ended with exactly this text in the target.
+    void expectInserted(const QString& text) {
+        ASSERT_EQ(injection.calls.size(), 1U);
+        EXPECT_EQ(injection.calls.front().text, text);
     }
     /// Up to a recording with five chunks heard, half a second after the key.
     void record() {
@@ -95,8 +112,7 @@ protected:
         ASSERT_TRUE(is<Status::Recording>()) << description();
         stop();
         endSession(QStringLiteral("works"));
-        ASSERT_EQ(injection.calls.size(), 1U);
-        EXPECT_EQ(injection.calls.front().text, QStringLiteral("works"));
+        expectInserted(QStringLiteral("works"));
         expectQuiet();
         EXPECT_TRUE(is<Status::Idle>()) << description();
     }
@@ -121,6 +137,14 @@ protected:
 
     /// The history's records, oldest first.
     [[nodiscard]] QList<RecordPointer> records() const { return history->fetch(RecordQuery{}); }
+    /// Removes all records and their audio.
+    void forgetRecords() {
+        for (const auto& record : records()) {
+            AudioFileWriter::deleteFiles(record->effectiveAudioId().value_or(QString()));
+            history->remove(record);
+        }
+        history->save();
+    }
     /// The audio on disk of `recordingId`.
     [[nodiscard]] static QByteArray audioOnDisk(const QString& recordingId) {
         QFile file(AudioFileWriter::pendingAudioDirectory() + QLatin1Char('/') + recordingId + QStringLiteral(".pcm"));

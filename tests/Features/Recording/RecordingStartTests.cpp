@@ -25,8 +25,7 @@ TEST_F(RecordingStartTests, aDictationGoesFromTheKeyToTheText) {
     EXPECT_FALSE(audio.isCapturing());
     EXPECT_EQ(webSocket.endedSessions, 1);
     endSession(QStringLiteral("hello"));
-    ASSERT_EQ(injection.calls.size(), 1U);
-    EXPECT_EQ(injection.calls.front().text, QStringLiteral("hello"));
+    expectInserted(QStringLiteral("hello"));
     EXPECT_TRUE(is<Status::Idle>()) << description();
     expectQuiet();
     ASSERT_TRUE(effects->lastReport());
@@ -82,9 +81,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
         std::function<bool()> shown;
     };
     const auto noAnswer = [] {};
-    const auto error = [this](const char* code) {
-        return [this, code] { serverSays(server::Error{QString::fromLatin1(code), QStringLiteral("why")}); };
-    };
+    const auto error = [this](const char* code) { return [this, code] { serverFails(code); }; };
     const auto refused = [this](int status) {
         return [this, status] {
             for (int i = 0; i < 2; ++i)
@@ -109,8 +106,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
          noAnswer, "completed(offline_stop)", idle},
         {"start_session not sent", [this] { webSocket.sendError = WebSocketError(WebSocketError::Code::notConnected); },
          noAnswer, "completed(offline_stop)", idle},
-        {"closed at once", noAnswer, [this] { webSocket.lose(QStringLiteral("gone")), settle(); },
-         "completed(offline_stop)", idle},
+        {"closed at once", noAnswer, [this] { loseConnection(); }, "completed(offline_stop)", idle},
         {"recogniser out of order", noAnswer, error("STT_UNAVAILABLE"), "fatal_stt_error(STT_UNAVAILABLE)", failed},
         {"language", noAnswer, error("LANGUAGE_NOT_SERVED"), "fatal_stt_error(LANGUAGE_NOT_SERVED)", failed},
         {"transcription error", noAnswer, error("TRANSCRIPTION_ERROR"), "fatal_stt_error(TRANSCRIPTION_ERROR)", failed},
@@ -133,16 +129,14 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
         ASSERT_EQ(records().size(), 1);
         EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
         EXPECT_EQ(records().front()->durationMs, 500);
-        history->remove(records().front());
-        history->save();
+        forgetRecords();
         expectQuiet();
         tokens.setAccessToken(QStringLiteral("token"));
         auth.onAnonymousSession = nullptr;
         webSocket.connectErrors.clear();
         webSocket.sendError.reset();
         expectDictationWorks();
-        history->remove(records().front());
-        history->save();
+        forgetRecords();
     }
 }
 
@@ -186,11 +180,7 @@ TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) 
         injection.fault.reset();
         report = strict;
         expectDictationWorks();
-        for (const auto& kept : records()) {
-            AudioFileWriter::deleteFiles(kept->effectiveAudioId().value_or(QString()));
-            history->remove(kept);
-        }
-        history->save();
+        forgetRecords();
     }
 }
 

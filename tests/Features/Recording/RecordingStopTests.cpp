@@ -117,40 +117,24 @@ TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEv
         }
         EXPECT_TRUE(injection.calls.empty());
         clock.advance(1100ms);
-        ASSERT_EQ(injection.calls.size(), 1U);
-        EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
+        expectInserted(QStringLiteral("so far"));
         EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{QStringLiteral("pill.incomplete")});
         expectQuiet();
     }
 }
 
 TEST_F(RecordingStopTests, whatWasRecognisedIsDeliveredWhenTheLastWordWillNotCome) {
-    const std::vector<std::pair<const char*, std::function<void()>>> cases{
-        {"transcription error",
-         [&] {
-             serverSays(server::Error{QStringLiteral("TRANSCRIPTION_ERROR"), QString()});
-         }},
-        {"internal error",
-         [&] {
-             serverSays(server::Error{QStringLiteral("INTERNAL_ERROR"), QString()});
-         }},
-        {"no session",
-         [&] {
-             serverSays(server::Error{QStringLiteral("NO_SESSION"), QString()});
-         }},
-        {"connection lost", [&] {
-             webSocket.lose(QStringLiteral("gone"));
-             settle();
-         }}};
-    for (const auto& [name, end] : cases) {
-        SCOPED_TRACE(name);
+    for (const char* failure : {"TRANSCRIPTION_ERROR", "INTERNAL_ERROR", "NO_SESSION", "connection lost"}) {
+        SCOPED_TRACE(failure);
         injection.calls.clear();
         record();
         webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
         stop();
-        end();
-        ASSERT_EQ(injection.calls.size(), 1U);
-        EXPECT_EQ(injection.calls.front().text, QStringLiteral("so far"));
+        if (failure == std::string_view("connection lost"))
+            loseConnection();
+        else
+            serverFails(failure);
+        expectInserted(QStringLiteral("so far"));
         expectQuiet();
     }
 }
@@ -158,8 +142,7 @@ TEST_F(RecordingStopTests, whatWasRecognisedIsDeliveredWhenTheLastWordWillNotCom
 TEST_F(RecordingStopTests, aConnectionLostWhileRecordingLeavesTheAudioForTheQueue) {
     record();
     webSocket.currentTexts.accumulatedText = QStringLiteral("recovered");
-    webSocket.lose(QStringLiteral("gone"));
-    settle();
+    loseConnection();
     EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
     EXPECT_TRUE(audio.isCapturing());
     stop();
@@ -179,10 +162,7 @@ TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsTex
         SCOPED_TRACE(static_cast<int>(replacement));
         injection.calls.clear();
         record();
-        if (replacement == Replacement::none)
-            audio.nextStartError = AudioServiceError(AudioServiceError::Code::deviceSetupFailed);
-        audio.loseDevice();
-        settle();
+        loseMicrophone(replacement != Replacement::none);
         EXPECT_EQ(audio.isCapturing(), replacement != Replacement::none);
         if (replacement == Replacement::speaks) {
             speak(1);
@@ -208,9 +188,7 @@ TEST_F(RecordingStopTests, aMicrophoneLostAtOnceIsNoTap) {
         start();
         startSession();
         speak(chunks);
-        audio.nextStartError = AudioServiceError(AudioServiceError::Code::deviceSetupFailed);
-        audio.loseDevice();
-        settle();
+        loseMicrophone();
         clock.advance(9s);
         EXPECT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
         EXPECT_EQ(records().size(), chunks);
@@ -219,16 +197,11 @@ TEST_F(RecordingStopTests, aMicrophoneLostAtOnceIsNoTap) {
 }
 
 TEST_F(RecordingStopTests, aCancelAtAnyStageInsertsNothingAndFreesTheMicrophone) {
-    const std::vector<std::pair<const char*, std::function<void()>>> stages{{"connecting",
-                                                                             [&] {
-                                                                                 start();
-                                                                                 speak();
-                                                                             }},
-                                                                            {"recording", [&] { record(); }},
-                                                                            {"processing", [&] {
-                                                                                 record();
-                                                                                 stop();
-                                                                             }}};
+    const std::vector<std::pair<const char*, std::function<void()>>> stages{
+        {"connecting", [&] { start(), speak(); }},
+        {"recording", [&] { record(); }},
+        {"processing", [&] { record(), stop(); }},
+    };
     for (const auto& [name, reach] : stages) {
         SCOPED_TRACE(name);
         injection.calls.clear();

@@ -68,15 +68,13 @@ TEST_F(Accounts, RefreshesAtOnceAllGetTheSamePair) {
     const auto first = store.refresh(session.tokens.refresh);
     ASSERT_TRUE(first);
     now += 5s;
-    for (int i = 0; i < 20; ++i) {
-        const auto again = store.refresh(session.tokens.refresh);
-        ASSERT_TRUE(again) << i;
+    AccountStore reopened(file, [this] { return now; });
+    for (auto* either : {&store, &reopened}) { // also when the server was restarted in between
+        const auto again = either->refresh(session.tokens.refresh);
+        ASSERT_TRUE(again);
         EXPECT_EQ(again->tokens.access, first->tokens.access);
         EXPECT_EQ(again->tokens.refresh, first->tokens.refresh);
     }
-    AccountStore reopened(file, [this] { return now; });
-    EXPECT_EQ(reopened.refresh(session.tokens.refresh)->tokens.refresh, first->tokens.refresh)
-        << "also when the server was restarted in between";
     EXPECT_TRUE(store.userOf(first->tokens.access));
     now += 6s;
     ASSERT_TRUE(store.refresh(first->tokens.refresh));
@@ -129,16 +127,6 @@ TEST_F(Accounts, RefreshingExtendsASignInAndDisuseEndsIt) {
     now += 91 * 24h;
     EXPECT_FALSE(store.refresh(session.tokens.refresh));
     EXPECT_EQ(store.signInAnonymously("device").user.id, session.user.id) << "the user outlives the tokens";
-}
-
-TEST_F(Accounts, TheFileHoldsNeitherTokensNorDeviceIds) {
-    const auto session = store.signInAnonymously("a-recognisable-device");
-    for (const char* suffix : {"", "-wal"}) {
-        const auto content = readFile(file + suffix).value_or("");
-        ASSERT_FALSE(content.empty());
-        for (const auto& secret : {session.tokens.access, session.tokens.refresh, std::string("a-recognisable-device")})
-            EXPECT_EQ(content.find(secret), std::string::npos) << suffix;
-    }
 }
 
 TEST_F(Accounts, KeepsWhatVersionOneHeld) {

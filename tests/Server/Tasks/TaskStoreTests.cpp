@@ -21,6 +21,13 @@ protected:
     }
     ~TaskStoreTest() override { std::filesystem::remove_all(folder); }
 
+    void keepLive(const char* user, const char* text) {
+        LiveTranscript live;
+        live.userId = user;
+        live.recordingId = "r";
+        live.id = live.text = text;
+        store->keepLive(live);
+    }
     Task add(const char* user, const char* file) {
         TaskRequest request;
         request.userId = user;
@@ -57,11 +64,7 @@ TEST_F(TaskStoreTest, ForgetsResultsAndGivesUpOldWork) {
 TEST_F(TaskStoreTest, KeepsUsersApartAndRemovesAllOfOne) {
     const auto mine = add("u", "mine");
     const auto other = add("v", "other");
-    LiveTranscript live;
-    live.userId = "u";
-    live.recordingId = "r";
-    live.text = "words";
-    store->keepLive(live);
+    keepLive("u", "words");
     EXPECT_FALSE(store->find("v", mine.id));
     EXPECT_FALSE(store->findLive("v", "r"));
     EXPECT_EQ(store->findLive("u", "r")->text, "words");
@@ -85,22 +88,14 @@ TEST_F(TaskStoreTest, CountsAttemptsThatWereTheTasksFault) {
 }
 
 TEST_F(TaskStoreTest, WhatIsBegunForAUserWhoWasMovedBelongsToTheSuccessor) {
-    const auto keep = [this](const char* user, const char* text) {
-        LiveTranscript live;
-        live.userId = user;
-        live.recordingId = "r";
-        live.id = text;
-        live.text = text;
-        store->keepLive(live);
-    };
     const auto early = add("anonymous", "early");
     const auto own = add("account", "own");
-    keep("anonymous", "theirs");
-    keep("account", "own");
+    keepLive("anonymous", "theirs");
+    keepLive("account", "own");
     EXPECT_THAT(store->moveUser("anonymous", "account"), IsEmpty());
     EXPECT_EQ(store->findLive("account", "r")->text, "own") << "what both have, the account keeps";
     const auto late = add("anonymous", "late");
-    keep("anonymous", "late");
+    keepLive("anonymous", "late");
     EXPECT_EQ(store->findLive("account", "r")->text, "late");
     for (const auto& task : {early, own, late}) {
         EXPECT_EQ(store->find("account", task.id)->request.userId, "account");
@@ -113,7 +108,7 @@ TEST_F(TaskStoreTest, WhatIsBegunForAUserWhoWasMovedBelongsToTheSuccessor) {
         TaskRequest request;
         request.userId = user;
         EXPECT_FALSE(store->add(request)) << user;
-        keep(user, "after the end");
+        keepLive(user, "after the end");
         EXPECT_FALSE(store->findLive(user, "r")) << user;
     }
     add("another", "stray");

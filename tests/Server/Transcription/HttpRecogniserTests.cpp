@@ -30,33 +30,43 @@ HttpRecogniserSettings settingsFor(const StandInService& service) {
     return settings;
 }
 
-/// Something loud enough to count as speech.
-Samples voice(double seconds) {
-    Samples samples = noise(seconds);
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<int16_t>(samples[i] + (i % 64 < 32 ? 4000 : -4000));
-    return samples;
-}
+/// An open session and what it says.
+struct Dictation {
+    explicit Dictation(Recogniser& recogniser, const std::vector<std::string>& languages = {})
+        : session(recogniser.open({languages, false}, listener)) {}
+    void push(const std::vector<Samples>& pieces) const {
+        for (const Samples& piece : pieces)
+            session->push(piece);
+    }
+    /// Ends it and returns its text.
+    std::string finish() const {
+        session->finish();
+        return listener->awaitText();
+    }
+
+    std::shared_ptr<CollectingListener> listener = std::make_shared<CollectingListener>();
+    std::unique_ptr<RecognitionSession> session;
+};
 
 std::string recognise(Recogniser& recogniser, const std::vector<Samples>& pieces,
                       const std::vector<std::string>& languages = {}) {
-    const auto listener = std::make_shared<CollectingListener>();
-    const auto session = recogniser.open({languages, false}, listener);
-    for (const Samples& piece : pieces)
-        session->push(piece);
-    session->finish();
-    return listener->awaitText();
+    const Dictation dictation(recogniser, languages);
+    dictation.push(pieces);
+    return dictation.finish();
 }
+
+Reply text(const std::string& said) { return {200, R"({"text":")" + said + "\"}", {}, false}; }
+const Reply never{200, {}, {}, true};
 
 TEST(HttpRecogniser, SendsEachUtteranceAsAFileAndJoinsTheAnswers) {
     std::vector<Request> requests;
     StandInService service([&](const Request& request) -> Reply {
         requests.push_back(request);
-        return {200, R"({"text":" Piece )" + std::to_string(request.number) + R"(."})", {}, false};
+        return text(" Piece " + std::to_string(request.number) + ".");
     });
     const auto recogniser = makeHttpRecogniser(settingsFor(service));
     EXPECT_EQ(recogniser->name(), "whisper-1");
-    EXPECT_EQ(recognise(*recogniser, {noise(1), voice(1), noise(2), voice(0.5)}, {"de"}), "Piece 1. Piece 2.");
+    EXPECT_EQ(recognise(*recogniser, {noise(1), buzz(1), noise(2), buzz(0.5)}, {"de"}), "Piece 1. Piece 2.");
     ASSERT_EQ(requests.size(), 2U);
     EXPECT_THAT(requests[0].head, AllOf(StartsWith("POST /v1/audio/transcriptions HTTP/1.1"),
                                         HasSubstr("Authorization: Bearer sk-secret-key")));
@@ -74,63 +84,50 @@ TEST(HttpRecogniser, RepliesWithTimesOfTheSession) {
         return {200, R"({"text":"Hi","words":[{"word":"Hi","start":0.4,"end":0.9}]})", {}, false};
     });
     const auto recogniser = makeHttpRecogniser(settingsFor(service));
-    const auto listener = std::make_shared<CollectingListener>();
-    const auto session = recogniser->open({}, listener);
-    session->push(noise(3));
-    session->push(voice(1));
-    session->finish();
-    ASSERT_EQ(listener->awaitText(), "Hi");
-    EXPECT_NEAR(listener->finals().front().words.front().start, 3.05, 0.1);
-    EXPECT_NEAR(listener->finals().front().end, 4, 0.05);
+    const Dictation dictation(*recogniser);
+    dictation.push({noise(3), buzz(1)});
+    ASSERT_EQ(dictation.finish(), "Hi");
+    EXPECT_NEAR(dictation.listener->finals().front().words.front().start, 3.05, 0.1);
+    EXPECT_NEAR(dictation.listener->finals().front().end, 4, 0.05);
 }
 
 TEST(HttpRecogniser, ShowsWhatIsBeingSpoken) {
-    StandInService service([](const Request& request) -> Reply {
-        return {200, R"({"text":"Bytes )" + std::to_string(request.body.size() / 10000) + "\"}", {}, false};
-    });
+    StandInService service(
+        [](const Request& request) { return text("Bytes " + std::to_string(request.body.size() / 10000)); });
     HttpRecogniserSettings settings = settingsFor(service);
     settings.partialInterval = std::chrono::milliseconds(500);
     const auto recogniser = makeHttpRecogniser(settings);
-    const auto listener = std::make_shared<CollectingListener>();
-    const auto session = recogniser->open({}, listener);
-    session->push(noise(1));
-    session->push(voice(1));
-    ASSERT_TRUE(listener->awaitPartials(1));
-    session->push(voice(1));
-    ASSERT_TRUE(listener->awaitPartials(2));
-    EXPECT_TRUE(listener->finals().empty());
-    session->finish();
-    EXPECT_THAT(listener->awaitText(), StartsWith("Bytes "));
-    EXPECT_NE(listener->partials()[0].text, listener->partials()[1].text);
+    const Dictation dictation(*recogniser);
+    dictation.push({noise(1), buzz(1)});
+    ASSERT_TRUE(dictation.listener->awaitPartials(1));
+    dictation.push({buzz(1)});
+    ASSERT_TRUE(dictation.listener->awaitPartials(2));
+    EXPECT_TRUE(dictation.listener->finals().empty());
+    EXPECT_THAT(dictation.finish(), StartsWith("Bytes "));
+    EXPECT_NE(dictation.listener->partials()[0].text, dictation.listener->partials()[1].text);
 }
 
 TEST(HttpRecogniser, CancelsAStalePartialInsteadOfWaitingForIt) {
-    StandInService service([](const Request& request) -> Reply {
-        return request.number == 1 ? Reply{200, {}, {}, true} : Reply{200, R"({"text":"Whole"})", {}, false};
-    });
+    StandInService service([](const Request& request) { return request.number == 1 ? never : text("Whole"); });
     HttpRecogniserSettings settings = settingsFor(service);
     settings.partialInterval = std::chrono::milliseconds(500);
     const auto recogniser = makeHttpRecogniser(settings);
-    const auto listener = std::make_shared<CollectingListener>();
-    const auto session = recogniser->open({}, listener);
-    session->push(noise(1));
-    session->push(voice(1));
+    const Dictation dictation(*recogniser);
+    dictation.push({noise(1), buzz(1)});
     ASSERT_TRUE(service.awaitRequests(1));
-    session->push(noise(2));
-    session->finish();
-    EXPECT_EQ(listener->awaitText(), "Whole");
+    dictation.push({noise(2)});
+    EXPECT_EQ(dictation.finish(), "Whole");
 }
 
 TEST(HttpRecogniser, AsksForLessWhenTheServiceRefusesDetails) {
     StandInService service([](const Request& request) -> Reply {
         const bool detailed = request.body.find("verbose_json") != std::string::npos;
-        return detailed ? Reply{400, R"({"error":"response_format"})", {}, false}
-                        : Reply{200, R"({"text":"ok"})", {}, false};
+        return detailed ? Reply{400, R"({"error":"response_format"})", {}, false} : text("ok");
     });
     const auto recogniser = makeHttpRecogniser(settingsFor(service));
-    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "ok");
+    EXPECT_EQ(recognise(*recogniser, {buzz(1)}), "ok");
     EXPECT_EQ(service.requests(), 3);
-    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "ok");
+    EXPECT_EQ(recognise(*recogniser, {buzz(1)}), "ok");
     EXPECT_EQ(service.requests(), 4); // and remembers it
 }
 
@@ -138,11 +135,10 @@ TEST(HttpRecogniser, TriesAgainWhatMayPass) {
     StandInService service([](const Request& request) -> Reply {
         if (request.number == 1)
             return {503, "busy", {}, false};
-        return request.number == 2 ? Reply{429, "{}", "Retry-After: 0\r\n", false}
-                                   : Reply{200, R"({"text":"at last"})", {}, false};
+        return request.number == 2 ? Reply{429, "{}", "Retry-After: 0\r\n", false} : text("at last");
     });
     const auto recogniser = makeHttpRecogniser(settingsFor(service));
-    EXPECT_EQ(recognise(*recogniser, {voice(1)}), "at last");
+    EXPECT_EQ(recognise(*recogniser, {buzz(1)}), "at last");
     EXPECT_EQ(service.requests(), 3);
 }
 
@@ -163,7 +159,7 @@ TEST_P(Failures, AreExplainedWithoutTheKey) {
     if (failure.reply.never)
         settings.requestTimeout = std::chrono::milliseconds(50);
     const auto recogniser = makeHttpRecogniser(settings);
-    const std::string text = recognise(*recogniser, {voice(0.5)});
+    const std::string text = recognise(*recogniser, {buzz(0.5)});
     EXPECT_THAT(text, AllOf(HasSubstr(failure.message), HasSubstr("http"), Not(HasSubstr(key))));
     EXPECT_EQ(service.requests(), failure.requests);
 }
@@ -201,31 +197,28 @@ TEST(HttpRecogniser, SaysThatNothingListens) {
         const StandInService gone([](const Request&) { return Reply(); });
         settings = settingsFor(gone);
     }
-    EXPECT_THAT(recognise(*makeHttpRecogniser(settings), {voice(1)}),
+    EXPECT_THAT(recognise(*makeHttpRecogniser(settings), {buzz(1)}),
                 StartsWith("failed: unavailable: The transcription service at " + settings.url));
 }
 
 TEST(HttpRecogniser, AbandonsARequestWithItsSession) {
-    StandInService service([](const Request&) { return Reply{200, {}, {}, true}; });
+    StandInService service([](const Request&) { return never; });
     auto recogniser = makeHttpRecogniser(settingsFor(service));
-    const auto listener = std::make_shared<CollectingListener>();
-    auto session = recogniser->open({}, listener);
-    session->push(voice(1));
-    session->finish();
-    session.reset();
+    Dictation dictation(*recogniser);
+    dictation.push({buzz(1)});
+    dictation.session->finish();
+    dictation.session.reset();
     recogniser.reset();
-    EXPECT_TRUE(listener->finals().empty());
+    EXPECT_TRUE(dictation.listener->finals().empty());
 }
 
 TEST(HttpRecogniser, HoldsBackAClientThatIsFasterThanTheService) {
-    StandInService service([](const Request&) { return Reply{200, {}, {}, true}; });
+    StandInService service([](const Request&) { return never; });
     const auto recogniser = makeHttpRecogniser(settingsFor(service));
-    const auto session = recogniser->open({}, std::make_shared<CollectingListener>());
-    for (int i = 0; i < 6; ++i) {
-        session->push(voice(1));
-        session->push(noise(2));
-    }
-    EXPECT_GT(session->backlogSeconds(), 5);
+    const Dictation dictation(*recogniser);
+    for (int i = 0; i < 6; ++i)
+        dictation.push({buzz(1), noise(2)});
+    EXPECT_GT(dictation.session->backlogSeconds(), 5);
 }
 
 TEST(HttpRecogniser, RefusesSettingsThatCannotWork) {
@@ -247,12 +240,10 @@ TEST(HttpRecogniser, NamesTheLimitOfSessions) {
     HttpRecogniserSettings settings = settingsFor(service);
     settings.maxSessions = 1;
     const auto recogniser = makeHttpRecogniser(settings);
-    const auto listener = std::make_shared<CollectingListener>();
-    const auto session = recogniser->open({}, listener);
-    EXPECT_THROW(recogniser->open({}, listener), RecogniserUnavailable);
-    session->finish();
-    EXPECT_EQ(listener->awaitText(), "");
-    EXPECT_NO_THROW(recogniser->open({}, listener));
+    const Dictation first(*recogniser);
+    EXPECT_THROW(Dictation{*recogniser}, RecogniserUnavailable);
+    EXPECT_EQ(first.finish(), "");
+    EXPECT_NO_THROW(Dictation{*recogniser});
 }
 
 } // namespace

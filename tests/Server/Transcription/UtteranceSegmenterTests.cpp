@@ -29,13 +29,6 @@ public:
     void silence(int64_t /*position*/) override {}
 };
 
-Samples tone(double seconds, int amplitude) {
-    Samples samples = noise(seconds);
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<int16_t>(samples[i] + (i % 64 < 32 ? amplitude : -amplitude));
-    return samples;
-}
-
 Recording segment(const std::vector<Samples>& pieces) {
     Recording recording;
     UtteranceSegmenter segmenter(recording);
@@ -46,7 +39,7 @@ Recording segment(const std::vector<Samples>& pieces) {
 }
 
 TEST(UtteranceSegmenter, FindsSpeechWithWhatPrecededIt) {
-    const Recording recording = segment({noise(2), tone(1, 3000), noise(2), tone(0.5, 3000)});
+    const Recording recording = segment({noise(2), buzz(1, 3000), noise(2), buzz(0.5, 3000)});
     ASSERT_EQ(recording.utterances.size(), 2U);
     const auto& first = recording.utterances[0];
     EXPECT_NEAR(static_cast<double>(first.start) / 16000, 2 - 0.35, 0.1);
@@ -57,7 +50,7 @@ TEST(UtteranceSegmenter, FindsSpeechWithWhatPrecededIt) {
 }
 
 TEST(UtteranceSegmenter, HearsADictationThatBeginsWithAWord) {
-    const Recording recording = segment({tone(0.4, 3000), noise(2)});
+    const Recording recording = segment({buzz(0.4, 3000), noise(2)});
     ASSERT_EQ(recording.utterances.size(), 1U);
     EXPECT_EQ(recording.utterances[0].start, 0);
 }
@@ -65,7 +58,7 @@ TEST(UtteranceSegmenter, HearsADictationThatBeginsWithAWord) {
 TEST(UtteranceSegmenter, LearnsALoudRoomAndStillHearsSpeechInIt) {
     Samples room = noise(8);
     std::ranges::transform(room, room.begin(), [](int16_t sample) { return static_cast<int16_t>(sample * 60); });
-    Samples speech = tone(1, 8000);
+    Samples speech = buzz(1, 8000);
     const Recording recording = segment({room, speech, room});
     ASSERT_GE(recording.utterances.size(), 1U);
     ASSERT_LE(recording.utterances.size(), 2U); // the first moments of the room may be taken for speech

@@ -47,35 +47,35 @@ TEST(ServerCertificates, EveryHostIsCoveredAndKeysArePrivate) {
 
 struct Renewal {
     const char* name;
-    std::function<void(const CertificateFiles&)> damage;
     std::chrono::hours later;
     std::vector<std::string> hosts;
     bool authorityChanges;
     bool serverChanges;
+    std::function<void(const CertificateFiles&)> damage = [](const auto&) {};
 };
 
 TEST(ServerCertificates, RenewsWhatCannotBeUsedAndKeepsTheRest) {
     const Renewal cases[] = {
-        {"nothing is wrong", {}, 0h, {}, false, false},
-        {"months later", {}, 24h * 300, {}, false, false},
-        {"about to expire", {}, 24h * 340, {}, false, true},
-        {"expired", {}, 24h * 800, {}, false, true},
-        {"a new host", {}, 0h, {"new.example"}, false, true},
-        {"the key is lost", [](const auto& files) { std::filesystem::remove(files.key); }, 0h, {}, false, true},
-        {"the chain is damaged", [](const auto& files) { writeFileAtomically(files.chain, "x"); }, 0h, {}, false, true},
+        {"nothing is wrong", 0h, {}, false, false},
+        {"months later", 24h * 300, {}, false, false},
+        {"about to expire", 24h * 340, {}, false, true},
+        {"expired", 24h * 800, {}, false, true},
+        {"ten years later", 24h * 3649, {}, true, true},
+        {"a new host", 0h, {"new.example"}, false, true},
+        {"the key is lost", 0h, {}, false, true, [](const auto& files) { std::filesystem::remove(files.key); }},
+        {"the chain is damaged", 0h, {}, false, true, [](const auto& files) { writeFileAtomically(files.chain, "x"); }},
         {"the keys are swapped",
-         [](const auto& files) { writeFileAtomically(files.key, *readFile(files.authorityKey)); },
          0h,
          {},
          false,
-         true},
+         true,
+         [](const auto& files) { writeFileAtomically(files.key, *readFile(files.authorityKey)); }},
         {"the authority's key is lost",
-         [](const auto& files) { std::filesystem::remove(files.authorityKey); },
          0h,
          {},
          true,
-         true},
-        {"ten years later", {}, 24h * 3649, {}, true, true},
+         true,
+         [](const auto& files) { std::filesystem::remove(files.authorityKey); }},
     };
     for (const auto& test : cases) {
         const QTemporaryDir folder;
@@ -84,8 +84,7 @@ TEST(ServerCertificates, RenewsWhatCannotBeUsedAndKeepsTheRest) {
         EXPECT_TRUE(files.changed);
         const auto authority = readFile(files.authority);
         const auto chain = readFile(files.chain);
-        if (test.damage)
-            test.damage(files);
+        test.damage(files);
         const auto again = ensureCertificates(data, test.hosts, Clock::now() + test.later);
         EXPECT_EQ(again.changed, test.serverChanges || test.authorityChanges) << test.name;
         EXPECT_EQ(readFile(files.authority) != authority, test.authorityChanges) << test.name;

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "ServerFixture.h"
+#include "Support/CommandLine.h"
 
 #include <QProcess>
 
 namespace quillo::test {
-
-/// The words of a command line, none of which holds a blank.
-inline QStringList words(const QString& line) { return line.split(u' ', Qt::SkipEmptyParts); }
 
 /// The server as a process of its own.
 class ServerProcess {

@@ -1,17 +1,18 @@
 // Shows every state of the interface on made-up data and saves a picture of each, for designers and for a look after a
 // change:  quillo-ui-gallery --output pictures [--dark] [--locale de]
-// With --windows it shows the windows alone. With --idle it stays with a prepared, hidden pill, to have its memory and
-// wake-ups measured.
 
-#include "Features/Recording/RecordingReducer.h"
 #include "Localization/LocalizationManager.h"
+#include "UI/Account/AccountWindow.h"
 #include "UI/FakeApplication.h"
 #include "UI/Foundation/ApplicationIcon.h"
 #include "UI/Foundation/Texts.h"
+#include "UI/Keys.h"
+#include "UI/Language/LanguagePickerWindow.h"
 #include "UI/Pill/FloatingPill.h"
+#include "UI/RecordingFixture.h"
 #include "UI/Tray/TrayIcons.h"
 #include "UI/UserInterface.h"
-#include "WindowScenes.h"
+#include "UI/Welcome/WelcomeWindow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -19,61 +20,27 @@
 #include <QPainter>
 #include <QPalette>
 #include <QScreen>
+#include <QTimer>
 
 #include <cmath>
 
 using namespace quillo;
+using namespace std::chrono_literals;
 
 namespace {
 
+const AccountState anonymous{.kind = AccountState::Kind::anonymous};
+const AccountState failing{.kind = AccountState::Kind::anonymous,
+                           .message = u"The browser could not be opened. Open https://quillo.example/auth/login."_qs};
+const AccountState signedIn{
+    .kind = AccountState::Kind::signedIn, .name = u"Ada Lovelace"_qs, .email = u"ada@example.org"_qs};
+
+/// A window in one of its states, which stays on the screen until the next scene.
 struct Scene {
-    QString name;
-    std::vector<RecordingAction> actions;
+    const char* name;
+    std::function<QQuickWindow*()> show;
+    std::chrono::milliseconds duration{500};
 };
-
-QString words(const char* text) { return QString::fromUtf8(text); }
-
-std::vector<Scene> scenes() {
-    using namespace action;
-    const auto partial = [](const char* text) { return PartialTranscriptReceived{words(text), 0.9F, {}, {}}; };
-    const std::vector<RecordingAction> start{Reset{}, StartRecording{}};
-    const std::vector<RecordingAction> started{Reset{}, StartRecording{}, SessionStarted{QStringLiteral("s"), false}};
-    const auto with = [](std::vector<RecordingAction> actions, std::vector<RecordingAction> more) {
-        actions.insert(actions.end(), more.begin(), more.end());
-        return actions;
-    };
-    const auto failed = [](RecordingError::Kind kind) { return RecordingFailed{RecordingError(std::move(kind))}; };
-    return {
-        {QStringLiteral("connecting"), start},
-        {QStringLiteral("recording"), started},
-        {QStringLiteral("recording-target"), with(started, {TargetApplicationCaptured{QStringLiteral("Text Editor")}})},
-        {QStringLiteral("recording-short"), with(started, {partial("Dear Ada,")})},
-        {QStringLiteral("recording-long"),
-         with(started, {SetHandsOff{true}, partial("thank you for the letter that came on Monday; I have read it twice "
-                                                   "and think that we should meet before the end of the month")})},
-        {QStringLiteral("recording-hover"), with(started, {SetHovering{true}, partial("Dear Ada, thank you")})},
-        {QStringLiteral("recording-arabic"),
-         with(started,
-              {partial("شكرا جزيلا على الرسالة التي وصلت يوم الاثنين وقد قرأتها مرتين وأعتقد أننا يجب أن نلتقي "
-                       "قبل نهاية الشهر الحالي")})},
-        {QStringLiteral("recording-chinese"),
-         with(started,
-              {partial(
-                  "谢谢你星期一寄来的信我已经读了两遍我认为我们应该在月底之前见一次面讨论一下接下来的计划和安排以及其"
-                  "他的事情还有明年的工作")})},
-        {QStringLiteral("recording-offline"), with(started, {SwitchedToOffline{}})},
-        {QStringLiteral("processing"), with(started, {StopRecording{}})},
-        {QStringLiteral("command"),
-         with(started, {StopRecording{}, CommandDetected{QStringLiteral("make this sound friendlier"), {}}})},
-        {QStringLiteral("cancelled"), with(started, {ShowCancelledMessage{}})},
-        {QStringLiteral("error"), with(started, {failed(RecordingError::AudioCaptureFailed{})})},
-        {QStringLiteral("error-long"), with(started, {failed(RecordingError::AccessibilityPermissionDenied{})})},
-        {QStringLiteral("hint-history"), with(started, {StopRecording{}, ShowSavedToHistory{}, RecordingCompleted{}})},
-        {QStringLiteral("hint-meeting"),
-         with(started, {StopRecording{}, ShowMeetingProcessingHint{}, RecordingCompleted{}})},
-        {QStringLiteral("ready"), {Reset{}, RecordingCompleted{}, SetHovering{true}}},
-    };
-}
 
 QPalette darkPalette() {
     QPalette palette(QColor(0x2b, 0x2d, 0x34), QColor(0x24, 0x26, 0x2c));
@@ -84,51 +51,170 @@ QPalette darkPalette() {
 
 class Gallery final : public QObject {
 public:
-    Gallery(QDir output, bool windowsOnly) : m_output(std::move(output)) {
-        if (windowsOnly) {
-            nextWindow();
-            return;
-        }
-        m_levels.start(std::chrono::milliseconds(50));
-        connect(&m_levels, &QTimer::timeout, this, [this] {
-            ++m_step;
-            // Syllables in words: fast swells under a slow one.
-            const auto time = static_cast<float>(m_step) * 0.05F;
-            const float level = std::abs(std::sin(time * 8)) * (0.55F + 0.45F * std::sin(time * 2.1F));
-            if (m_store.state().status.isActive() && !m_store.state().status.is<RecordingState::Connecting>())
-                m_store.send(action::AudioLevelUpdated{std::clamp(level, 0.0F, 1.0F)});
-        });
+    explicit Gallery(QDir output) : m_output(std::move(output)) {
+        connect(&m_levels, &QTimer::timeout, this, [this] { speak(); });
+        m_levels.start(50ms);
         next();
     }
 
 private:
+    std::vector<Scene> scenes() {
+        auto all = pillScenes();
+        for (const auto& more : {windowScenes(), accountScenes()})
+            all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+
+    std::vector<Scene> pillScenes() {
+        using namespace action;
+        const auto after = [this](std::vector<RecordingAction> first) {
+            return [this, first](std::vector<RecordingAction> actions) {
+                return [this, first, actions]() -> QQuickWindow* {
+                    for (const auto& list : {first, actions})
+                        for (const auto& action : list)
+                            m_recording.store.send(action);
+                    return m_pill.window();
+                };
+            };
+        };
+        const auto idle = after({Reset{}});
+        const auto started = after({Reset{}, StartRecording{}, SessionStarted{u"s"_qs, false}});
+        const auto heard = [](const char* text) {
+            return PartialTranscriptReceived{QString::fromUtf8(text), 0.9F, {}, {}};
+        };
+        const auto failed = [](RecordingError::Kind kind) { return RecordingFailed{RecordingError(std::move(kind))}; };
+        const char* const english = "thank you for the letter that came on Monday; I have read it twice and think that "
+                                    "we should meet before the end of the month";
+        const char* const arabic =
+            "شكرا جزيلا على الرسالة التي وصلت يوم الاثنين وقد قرأتها مرتين وأعتقد أننا يجب أن نلتقي "
+            "قبل نهاية الشهر الحالي";
+        const char* const chinese = "谢谢你星期一寄来的信我已经读了两遍我认为我们应该在月底之前见一次面讨论一下接下来的"
+                                    "计划和安排以及其他的事情还有明年的工作";
+        return {
+            {"connecting", idle({StartRecording{}}), 1300ms},
+            {"recording", started({}), 1300ms},
+            {"recording-target", started({TargetApplicationCaptured{u"Text Editor"_qs}}), 1300ms},
+            {"recording-short", started({heard("Dear Ada,")}), 1300ms},
+            {"recording-long", started({SetHandsOff{true}, heard(english)}), 1300ms},
+            {"recording-hover", started({SetHovering{true}, heard("Dear Ada, thank you")}), 1300ms},
+            {"recording-arabic", started({heard(arabic)}), 1300ms},
+            {"recording-chinese", started({heard(chinese)}), 1300ms},
+            {"recording-offline", started({SwitchedToOffline{}}), 1300ms},
+            {"processing", started({StopRecording{}}), 1300ms},
+            {"command", started({StopRecording{}, CommandDetected{u"make this sound friendlier"_qs, {}}}), 1300ms},
+            {"cancelled", started({ShowCancelledMessage{}}), 1300ms},
+            {"error", started({failed(RecordingError::AudioCaptureFailed{})}), 1300ms},
+            {"error-long", started({failed(RecordingError::AccessibilityPermissionDenied{})}), 1300ms},
+            {"hint-history", started({StopRecording{}, ShowSavedToHistory{}, RecordingCompleted{}}), 1300ms},
+            {"hint-meeting", started({StopRecording{}, ShowMeetingProcessingHint{}, RecordingCompleted{}}), 1300ms},
+            {"ready", idle({RecordingCompleted{}, SetHovering{true}}), 1300ms},
+        };
+    }
+
+    std::vector<Scene> windowScenes() {
+        const auto at = [this](const char* step, std::function<void()> then = {}) {
+            return [this, step, then] { return welcomeAt(step, then); };
+        };
+        const auto same = [this](const std::function<void()>& change) {
+            return [this, change] {
+                change();
+                return m_welcome.get();
+            };
+        };
+        return {
+            {"language-picker", [this] { return show(m_picker, m_host, m_application.hooks); }},
+            {"welcome-1-language", at("language")},
+            {"welcome-2-hotkey", at("hotkey")},
+            {"welcome-2-hotkey-overdue", at("hotkey"), HotkeyTrial::patience + 500ms},
+            {"welcome-2-hotkey-held", at("hotkey", [this] { m_application.hotkeyObserver(true); })},
+            {"welcome-2-hotkey-works", same([this] { m_application.hotkeyObserver(false); })},
+            {"welcome-2-hotkey-unavailable",
+             [this] {
+                 const auto key = std::exchange(m_application.hotkey, {});
+                 auto* const window = welcomeAt("hotkey");
+                 m_application.hotkey = key;
+                 return window;
+             }},
+            {"welcome-3-microphone-quiet", at("microphone"), MicrophoneTest::patience + 700ms},
+            {"welcome-3-microphone-listening", at("microphone")},
+            {"welcome-3-microphone-heard", same([this] { m_isSpeaking = true; }), 3000ms},
+            {"welcome-3-microphone-failed",
+             same([this] { m_application.microphoneFailure(u"No sound server answers: connection refused."_qs); })},
+            {"welcome-4-account", at("account")},
+            {"welcome-4-account-waiting", same([this] { m_account.signIn(); })},
+            {"welcome-4-account-failed", same([this] { become(failing); })},
+            {"welcome-4-account-signed-in", same([this] { become(signedIn); })},
+            {"welcome-5-ready", at("ready")},
+        };
+    }
+
+    std::vector<Scene> accountScenes() {
+        const auto of = [this](const AccountState& state, std::function<void()> then = {}) {
+            return [this, state, then] {
+                become(state);
+                auto* const window = show(m_accountWindow, m_host, m_account);
+                if (then)
+                    then();
+                return window;
+            };
+        };
+        return {
+            {"account-none", of({})},
+            {"account-anonymous", of(anonymous)},
+            {"account-failed", of(failing)},
+            {"account-waiting", of(anonymous, [this] { m_account.signIn(); })},
+            {"account-signed-in", of(signedIn)},
+            {"account-delete", of(signedIn,
+                                  [this] {
+                                      for (const auto key : {Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Return})
+                                          test::press(*m_accountWindow, key);
+                                  })},
+            {"account-busy", of(signedIn, [this] { m_account.deleteAccount(); })},
+        };
+    }
+
+    template <class Window, class... Arguments>
+    QQuickWindow* show(std::unique_ptr<Window>& window, Arguments&... arguments) {
+        m_picker.reset();
+        m_welcome.reset();
+        m_accountWindow.reset();
+        window = std::make_unique<Window>(arguments...);
+        window->present();
+        return window.get();
+    }
+    QQuickWindow* welcomeAt(const char* step, const std::function<void()>& then = {}) {
+        auto* const window = show(m_welcome, m_host, m_application.hooks, m_account, m_clock);
+        m_welcome->viewModel().setShown(true);
+        m_welcome->viewModel().goTo(QString::fromLatin1(step));
+        if (then)
+            then();
+        return window;
+    }
+    void become(const AccountState& state) {
+        m_application.accountState = state;
+        m_account.refresh();
+    }
+
+    /// Syllables in words: fast swells under a slow one.
+    void speak() {
+        m_time += 0.05F;
+        const float level = std::abs(std::sin(m_time * 8)) * (0.55F + 0.45F * std::sin(m_time * 2.1F));
+        if (m_recording.store.state().status.isActive())
+            m_recording.store.send(action::AudioLevelUpdated{level});
+        if (m_application.isMicrophoneOpen)
+            m_application.microphoneLevel(m_isSpeaking ? level : 0.06F);
+    }
+
     void next() {
-        if (m_scene == m_scenes.size())
-            return finish();
-        for (const auto& action : m_scenes[m_scene].actions)
-            m_store.send(action);
-        QTimer::singleShot(std::chrono::milliseconds(1300), this, [this] {
-            save(*m_pill.window(), m_scenes[m_scene].name);
-            ++m_scene;
-            next();
-        });
-    }
-
-    void finish() {
-        m_levels.stop();
-        saveTrayIcons();
-        nextWindow();
-    }
-
-    void nextWindow() {
-        if (m_windowScene == m_windowScenes.size())
+        if (m_scene == m_scenes.size()) {
+            saveIcons();
             return QCoreApplication::quit();
-        const auto& scene = m_windowScenes[m_windowScene];
-        auto* window = scene.show();
-        QTimer::singleShot(scene.duration, this, [this, window, name = scene.name] {
+        }
+        const auto& scene = m_scenes[m_scene++];
+        auto* const window = scene.show();
+        QTimer::singleShot(scene.duration, this, [this, window, name = QString::fromLatin1(scene.name)] {
             save(*window, name);
-            ++m_windowScene;
-            nextWindow();
+            next();
         });
     }
 
@@ -138,11 +224,11 @@ private:
         const auto picture = QGuiApplication::platformName() == u"xcb"
                                  ? window.screen()->grabWindow(0, area.x(), area.y(), area.width(), area.height())
                                  : QPixmap::fromImage(window.grabWindow());
-        if (!picture.save(m_output.filePath(name + QStringLiteral(".png"))))
+        if (!picture.save(m_output.filePath(name + u".png"_qs)))
             qFatal("The picture %s could not be written to %s.", qPrintable(name), qPrintable(m_output.path()));
     }
 
-    void saveTrayIcons() {
+    void saveIcons() {
         QPixmap sheet(5 * 60 + 20, 2 * 150);
         sheet.fill(QColor(0xf2, 0xf2, 0xf2));
         QPainter painter(&sheet);
@@ -157,52 +243,27 @@ private:
                 }
             }
         painter.end();
-        sheet.save(m_output.filePath(QStringLiteral("tray-icons.png")));
-        applicationIcon().pixmap(64).save(m_output.filePath(QStringLiteral("application-icon.png")));
+        sheet.save(m_output.filePath(u"tray-icons.png"_qs));
+        applicationIcon().pixmap(64).save(m_output.filePath(u"application-icon.png"_qs));
     }
 
     QDir m_output;
-    quillo::test::FakeApplication m_fakes;
+    test::FakeApplication m_application;
+    test::RecordingFixture m_recording;
     SystemClock m_clock{EventExecutor::main()};
-    RecordingReducer m_reducer{[] { return QDateTime::currentDateTimeUtc().addSecs(-73); }};
-    RecordingStore m_store{
-        EventExecutor::main(),
-        RecordingState(),
-        [this](const RecordingState& state, const RecordingAction& action) { return m_reducer.reduce(state, action); },
-        {},
-        [](const QString&, const QString&) {}};
     QmlEngineHost m_host;
-    PillViewModel m_viewModel{m_store, m_clock, &Texts::lookUp, m_fakes.hooks.pillEnabled};
-    FloatingPill m_pill{m_viewModel, m_host, m_fakes.hooks, *m_fakes.windowHints};
-    WindowGallery m_windows{m_host, m_fakes, m_clock};
-    std::vector<WindowScene> m_windowScenes = m_windows.scenes();
-    size_t m_windowScene = 0;
+    PillViewModel m_viewModel{m_recording.store, m_clock, &Texts::lookUp, m_application.hooks.pillEnabled};
+    FloatingPill m_pill{m_viewModel, m_host, m_application.hooks, *m_application.windowHints};
+    AccountModel m_account{m_application};
+    std::unique_ptr<LanguagePickerWindow> m_picker;
+    std::unique_ptr<WelcomeWindow> m_welcome;
+    std::unique_ptr<AccountWindow> m_accountWindow;
     std::vector<Scene> m_scenes = scenes();
     size_t m_scene = 0;
-    int m_step = 0;
     QTimer m_levels;
+    float m_time = 0;
+    bool m_isSpeaking = false;
 };
-
-int runIdle(bool afterWindows) {
-    quillo::test::FakeApplication fakes;
-    RecordingStore store(
-        EventExecutor::main(), RecordingState(),
-        [](const RecordingState& state, const RecordingAction&) { return state; }, {},
-        [](const QString&, const QString&) {});
-    const auto interface = createUserInterface(store, fakes, fakes.hooks, *fakes.windowHints);
-    interface->prepare();
-    if (afterWindows) {
-        interface->showWelcome();
-        QTimer::singleShot(std::chrono::seconds(1), [&] {
-            interface->showAccount();
-            QTimer::singleShot(std::chrono::seconds(1), [] {
-                for (auto* window : QGuiApplication::topLevelWindows())
-                    window->close();
-            });
-        });
-    }
-    return QApplication::exec();
-}
 
 } // namespace
 
@@ -212,29 +273,20 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     QCommandLineParser options;
     options.addHelpOption();
-    options.addOptions(
-        {{QStringLiteral("output"), QStringLiteral("Folder for the pictures."), QStringLiteral("folder"),
-          QStringLiteral("quillo-ui-gallery")},
-         {QStringLiteral("dark"), QStringLiteral("Use a dark palette.")},
-         {QStringLiteral("locale"), QStringLiteral("Interface language."), QStringLiteral("code"),
-          QStringLiteral("en")},
-         {QStringLiteral("font-scale"), QStringLiteral("Size of the text."), QStringLiteral("factor"),
-          QStringLiteral("1")},
-         {QStringLiteral("windows"), QStringLiteral("Show the windows alone.")},
-         {QStringLiteral("idle"), QStringLiteral("Wait with a hidden pill.")},
-         {QStringLiteral("after-windows"), QStringLiteral("Before --idle open and close the windows.")}});
+    options.addOptions({{u"output"_qs, u"Folder for the pictures."_qs, u"folder"_qs, u"quillo-ui-gallery"_qs},
+                        {u"dark"_qs, u"Use a dark palette."_qs},
+                        {u"locale"_qs, u"Interface language."_qs, u"code"_qs, u"en"_qs},
+                        {u"font-scale"_qs, u"Size of the text."_qs, u"factor"_qs, u"1"_qs}});
     options.process(application);
-    if (options.isSet(QStringLiteral("dark")))
+    if (options.isSet(u"dark"_qs))
         QApplication::setPalette(darkPalette());
     auto font = QApplication::font();
-    font.setPointSizeF(font.pointSizeF() * options.value(QStringLiteral("font-scale")).toDouble());
+    font.setPointSizeF(font.pointSizeF() * options.value(u"font-scale"_qs).toDouble());
     QApplication::setFont(font);
-    LocalizationManager::shared().setLocale(options.value(QStringLiteral("locale")));
-    if (options.isSet(QStringLiteral("idle")))
-        return runIdle(options.isSet(QStringLiteral("after-windows")));
-    const QDir output(options.value(QStringLiteral("output")));
-    if (!output.mkpath(QStringLiteral(".")))
+    LocalizationManager::shared().setLocale(options.value(u"locale"_qs));
+    const QDir output(options.value(u"output"_qs));
+    if (!output.mkpath(u"."_qs))
         qFatal("The folder %s cannot be made.", qPrintable(output.path()));
-    const Gallery gallery(output, options.isSet(QStringLiteral("windows")));
+    const Gallery gallery(output);
     return QApplication::exec();
 }

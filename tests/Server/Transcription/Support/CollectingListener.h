@@ -51,11 +51,6 @@ public:
         return m_changed.wait_for(lock, watchdog, [&] { return m_partials.size() >= count || !m_failure.empty(); }) &&
                m_failure.empty();
     }
-    bool awaitFinals(size_t count) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, watchdog, [&] { return m_finals.size() >= count || !m_failure.empty(); }) &&
-               m_failure.empty();
-    }
     std::vector<Transcript> partials() {
         const std::scoped_lock lock(m_mutex);
         return m_partials;

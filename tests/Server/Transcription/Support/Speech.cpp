@@ -99,6 +99,13 @@ Samples noise(double seconds) {
     return samples;
 }
 
+Samples buzz(double seconds, int amplitude) {
+    Samples samples = noise(seconds);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<int16_t>(samples[i] + (i % 64 < 32 ? amplitude : -amplitude));
+    return samples;
+}
+
 Samples speak(const std::string& voice, std::string_view text) {
     std::string file = (std::filesystem::temp_directory_path() / "speech-XXXXXX").string();
     const int descriptor = mkstemp(file.data());

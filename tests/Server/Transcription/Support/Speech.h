@@ -24,6 +24,8 @@ using Samples = std::vector<int16_t>;
 Samples speak(const std::string& voice, std::string_view text);
 /// Faint white noise; the same on every call.
 Samples noise(double seconds);
+/// Something loud enough to count as speech: a square wave of 250 Hz over the noise.
+Samples buzz(double seconds, int amplitude = 4000);
 /// The samples of a 16-bit mono WAV file, or of a headerless one.
 Samples readSamples(const std::filesystem::path& file);
 
