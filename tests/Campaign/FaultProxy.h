@@ -82,6 +82,7 @@ private:
     std::list<Connection> m_connections;
     std::optional<Trap> m_trap;
     Counts m_counts;
+    std::chrono::milliseconds m_delay{0};
     bool m_isStalled = false;
     bool m_holdsAnswers = false;
     bool m_isStopping = false;
