@@ -50,6 +50,7 @@ Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& 
         if (key == QStringLiteral("selectedMicrophoneId"))
             applyMicrophone();
     });
+    QObject::connect(&m_settings, &UserSettings::userChanged, &m_context, [this] { applyMicrophone(); });
 }
 
 RecordingServices Dictation::recordingServices(Clock& clock, ArchiveStores stores) {

@@ -18,7 +18,7 @@ ConnectFailure unreachable(const QString& error) { return {error, std::nullopt};
 
 /// The server refused: the user has to act.
 ConnectFailure rejected(const QString& error, const QString& reason, bool needsSignIn) {
-    return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error},
+    return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error, needsSignIn},
                                  .reason = QStringLiteral("failed(%1)").arg(reason),
                                  .pendingReason = QStringLiteral("connection_failed"),
                                  .needsSignIn = needsSignIn}};

@@ -1,8 +1,11 @@
 #include "Features/Recording/SessionMessages.h"
 
+#include "Core/DictatedText.h"
+#include "Core/NotificationCenter.h"
 #include "Features/Recording/AudioUplink.h"
 #include "Features/Recording/ServerLoss.h"
 #include "Features/Recording/SessionRequests.h"
+#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionMessages {
 
@@ -92,6 +95,8 @@ public:
         else if (event.code == QStringLiteral("STT_UNAVAILABLE"))
             refuse(event, QStringLiteral("STT provider is currently unavailable on the server. Please try again later "
                                          "or contact the administrator."));
+        else if (event.code == QStringLiteral("SERVER_STOPPING"))
+            warnOfServerStop();
         else if (isStopping && isOver(event.code))
             fallBackToAvailableText(event.code);
         else if (event.code == QStringLiteral("LANGUAGE_NOT_SERVED") ||
@@ -113,7 +118,7 @@ public:
 
     void operator()(const server::CommandDetected& event) const {
         progress();
-        recordingLog(QStringLiteral("📨 Command detected: '%1'").arg(event.commandText));
+        recordingLog(QStringLiteral("📨 Command detected: '%1'").arg(dictated(event.commandText)));
         m_run->yield(action::CommandDetected{event.commandText, event.commandType});
     }
 
@@ -148,6 +153,14 @@ private:
     [[nodiscard]] Clock::Instant now() const { return m_run->services.clock.now(); }
     [[nodiscard]] ServerSession& session() const { return *m_run->server.session; }
     void progress() const { session().lastProgressAt = now(); }
+
+    /// The user may still finish the sentence; the pill shows the recording meanwhile.
+    static void warnOfServerStop() {
+        recordingLog(QStringLiteral("⚠️ The server is about to stop"), LogLevel::warn);
+        NotificationCenter::shared().post(
+            notification::userNotice,
+            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("error.serverStopping"))}});
+    }
 
     /// After these codes the server's session has ended without a result.
     static bool isOver(const QString& code) {

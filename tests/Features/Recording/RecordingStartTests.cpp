@@ -251,10 +251,22 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
             stop();
         EXPECT_EQ(notifications.contains(notification::authRequired), test.asksToSignIn);
         EXPECT_EQ(failedWith<RecordingError::ConnectionFailed>(), test.asksToSignIn) << description();
+        if (test.asksToSignIn)
+            EXPECT_EQ(store->state().status.error()->userMessage().key, QStringLiteral("error.signInNeeded"));
         expectQuiet();
         tokens.setAccessTokenExpiresAt({});
         expectDictationWorks();
     }
+}
+
+TEST_F(RecordingStartTests, aServerThatIsAboutToStopIsAnnouncedAndTheDictationGoesOn) {
+    record();
+    notifications.clear();
+    serverSays(server::Error{QStringLiteral("SERVER_STOPPING"), QStringLiteral("soon")});
+    EXPECT_TRUE(notifications.contains(notification::userNotice));
+    EXPECT_TRUE(is<Status::Recording>()) << description();
+    cancel();
+    expectQuiet();
 }
 
 TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {

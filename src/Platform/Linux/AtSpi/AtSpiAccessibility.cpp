@@ -4,6 +4,7 @@
 #include "Platform/Linux/AtSpi/AtSpiCalls.h"
 #include "Platform/Linux/AtSpi/AtSpiFocus.h"
 #include "Platform/Linux/AtSpi/AtSpiSearch.h"
+#include "Platform/Linux/AtSpi/AtSpiSwitch.h"
 
 #include <algorithm>
 
@@ -105,8 +106,9 @@ Task<SecureInput> answer(SecureInput value) { co_return value; }
 
 class AtSpiAccessibility final : public Accessibility {
 public:
-    explicit AtSpiAccessibility(std::function<bool()> keyboardIsGrabbed)
-        : m_keyboardIsGrabbed(std::move(keyboardIsGrabbed)) {
+    AtSpiAccessibility(std::function<bool()> keyboardIsGrabbed, AtSpiSwitchMemory memory)
+        : m_keyboardIsGrabbed(std::move(keyboardIsGrabbed)), m_switch(std::move(memory)) {
+        m_switch.turnOn();
         m_focus->start();
     }
 
@@ -126,13 +128,15 @@ public:
 
 private:
     std::function<bool()> m_keyboardIsGrabbed;
+    AtSpiSwitch m_switch;
     std::shared_ptr<AtSpiFocus> m_focus = std::make_shared<AtSpiFocus>();
 };
 
 } // namespace
 
-std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed) {
-    return std::make_unique<AtSpiAccessibility>(std::move(keyboardIsGrabbed));
+std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed,
+                                                        AtSpiSwitchMemory memory) {
+    return std::make_unique<AtSpiAccessibility>(std::move(keyboardIsGrabbed), std::move(memory));
 }
 
 } // namespace quillo

@@ -21,7 +21,7 @@ public:
     AtSpiFocus(const AtSpiFocus&) = delete;
     AtSpiFocus& operator=(const AtSpiFocus&) = delete;
 
-    /// Enables accessibility for the session, obtains the address of the bus and connects to it; failures are logged.
+    /// Obtains the address of the bus and connects to it; failures are logged.
     void start();
     [[nodiscard]] const AtSpiObject& focused() const { return m_focused; }
     /// Sets the focused element that was found in `process` without an event.
