@@ -25,7 +25,7 @@ public:
         std::function<void(const QString& name, std::function<Task<>()> body)> launch;
         /// A chunk is on the disk and in the backlog.
         std::function<void(const AudioChunk&)> captured;
-        /// The device was lost and could not be replaced: no more chunks follow.
+        /// The device was lost and could not be replaced by one that delivers: no more chunks follow.
         std::function<void(const QString& reason)> lost;
         /// The device takes its time to deliver; called once, and the wait goes on.
         std::function<void(const QString& device)> waiting;
@@ -49,8 +49,8 @@ public:
 
     /// Opens the device, starting inside the call, and begins to read it. `*failure` says why it failed.
     static Task<OpenResult> open(Handle channel, std::shared_ptr<Failure> failure);
-    /// Restarts a device once if it delivers no chunk within 0.6 s, then reports it as silent. A device that starts
-    /// slowly is not restarted but waited for, 3 s in all.
+    /// Restarts the present device once if it delivers no chunk within 0.6 s, then reports it as silent. A device that
+    /// starts slowly is not restarted but waited for, 3 s in all. A device that replaces a lost one is watched too.
     static Task<> watchFirstChunk(Handle channel);
     /// Closes the device, unless another dictation has opened it since. Audio captured so far still arrives; `drain`
     /// awaits it.

@@ -130,6 +130,7 @@ TEST(ServerHttp, ATrustedProxyNamesItsClients) {
 }
 
 TEST(ServerHttp, CannotTellWhoAsksWithoutTheKernelsTables) {
+    using namespace quillo::server;
     const Tcp::endpoint here(asio::ip::address_v4::loopback(), 1);
     EXPECT_EQ(ownerOfPeer(here, here, ::geteuid(), "/nonexistent"), PeerOwner::unknown);
     EXPECT_EQ(ownerOfPeer(here, here, ::geteuid()), PeerOwner::other) << "there is no such connection";
