@@ -153,9 +153,10 @@ Task<> CaptureChannel::watchFirstChunk(Handle channel) {
 Task<> CaptureChannel::watchSlowDevice(Handle channel, QString device) {
     recordingLog(QStringLiteral("⏳ Waiting for '%1', which starts slowly").arg(device));
     channel->hooks.waiting(device);
-    const auto token = channel->m_stop.get_token();
-    const bool came = co_await channel->m_firstChunk.wait(channel->m_clock, slowDevicePatience, token);
-    if (!came && channel->isOpen())
+    const int generation = channel->m_generation;
+    const auto firstChunk = channel->m_firstChunk;
+    const bool came = co_await firstChunk.wait(channel->m_clock, slowDevicePatience, channel->m_stop.get_token());
+    if (!came && channel->isOpen() && generation == channel->m_generation)
         channel->giveUp(device);
 }
 
