@@ -51,7 +51,7 @@ QString actionName(const RecordingAction& action) {
         "targetApplicationCaptured",
         "microphoneAwaited",
     };
-    static_assert(names.size() == std::variant_size_v<RecordingAction>);
+    static_assert(names.size() == std::variant_size_v<RecordingAction::variant>);
     return QString::fromLatin1(names.at(action.index()));
 }
 
