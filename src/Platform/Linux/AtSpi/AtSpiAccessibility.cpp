@@ -19,6 +19,10 @@ using Element = std::optional<FocusedElement>;
 
 // Time limit for a program whose previous answer is known.
 constexpr milliseconds confirmationTime(60);
+// A search without a result counts this long: a program may join the bus, or be given a focus, without any event.
+constexpr std::chrono::seconds unknownTime(5);
+// Time limit for repeating such a search, which may come when the text is ready.
+constexpr milliseconds repeatedSearchTime(300);
 // The focus may move during the query; if it moves more often than this, the user is not dictating.
 constexpr int mostMoves = 3;
 
@@ -62,8 +66,11 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
         co_return SecureInput::unknown;
     for (int move = 0; move < mostMoves; ++move) {
         const uint64_t changes = focus->changes();
-        if (focus->settled(process) == SecureInput::unknown)
-            co_return SecureInput::unknown; // The search failed, and nothing has changed since.
+        const bool wasUnknown = focus->settled(process) == SecureInput::unknown;
+        if (wasUnknown && !focus->isSettledSince(steady_clock::now() - unknownTime))
+            until = std::min(until, steady_clock::now() + repeatedSearchTime);
+        else if (wasUnknown)
+            co_return SecureInput::unknown;
         if (co_await focusIsIn(focus, process, until)) {
             const auto answer = co_await askFocused(focus, process, until);
             if (focus->changes() != changes)
@@ -86,7 +93,7 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
             continue;
         }
         if (found.isLate)
-            co_return SecureInput::unanswered;
+            co_return wasUnknown ? SecureInput::unknown : SecureInput::unanswered;
         // A program may join the bus at any time; checking for it costs little.
         if (found.isOnBus)
             focus->settle({process, SecureInput::unknown});

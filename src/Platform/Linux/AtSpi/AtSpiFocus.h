@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 namespace quillo {
@@ -33,8 +34,12 @@ public:
     struct Settled {
         int64_t process = 0;
         SecureInput answer = SecureInput::unknown;
+        std::chrono::steady_clock::time_point at = std::chrono::steady_clock::now();
     };
     void settle(Settled settled) { m_settled = settled; }
+    [[nodiscard]] bool isSettledSince(std::chrono::steady_clock::time_point time) const {
+        return m_settled && m_settled->at >= time;
+    }
     [[nodiscard]] std::optional<SecureInput> settled(int64_t process) const {
         return m_settled && m_settled->process == process ? std::optional(m_settled->answer) : std::nullopt;
     }
