@@ -108,6 +108,11 @@ Task<> attemptConnect(RunHandle run, std::shared_ptr<ConnectAttempt> attempt) {
         co_await run->services.webSocket.connect();
     } catch (const WebSocketError& error) {
         attempt->error = error;
+    } catch (const std::exception& error) {
+        // A fault in the connection must not end a recording.
+        const auto reason = QString::fromUtf8(error.what());
+        run->context->report(QStringLiteral("connect"), reason);
+        attempt->error.emplace(WebSocketError::Code::connectionFailed, reason);
     }
     attempt->done.set();
 }

@@ -29,6 +29,9 @@ public:
         }
         run.yield(action::SessionStarted{event.sessionId, false});
         recordingLog(QStringLiteral("✅ sessionStarted action yielded"));
+        if (run.stopping())
+            recordingLog(QStringLiteral("🛑 Stop requested before session_started — flushing buffered audio and "
+                                        "finalizing..."));
         audioUplink::send(m_run);
     }
 
@@ -40,6 +43,9 @@ public:
             run.services.metrics.track(QStringLiteral("first_partial_transcript"));
         }
         const auto& result = event.result;
+        // The log holds no dictated text, only its length.
+        recordingLog(QStringLiteral("📨 Partial transcript (ignored for v3 UI): %1 characters").arg(result.text.size()),
+                     LogLevel::debug);
         run.yield(action::PartialTranscriptReceived{result.text, static_cast<float>(result.confidence.value_or(0)),
                                                     result.speaker, result.sourceChannel});
     }
@@ -51,6 +57,7 @@ public:
             run.timing.firstFinalTranscriptAt = now();
             run.services.metrics.track(QStringLiteral("first_final_transcript"));
         }
+        recordingLog(QStringLiteral("📨 FINAL transcript (ignored for v3 UI)"));
         if (event.result.language)
             run.server.detectedLanguage = *event.result.language;
         run.yield(action::FinalTranscriptReceived{event.result});
