@@ -55,6 +55,22 @@ uint64_t megabytes(const char* name, const std::string& text) {
     return static_cast<uint64_t>(number(name, text, 1, 1000000)) * 1000 * 1000;
 }
 
+std::vector<std::string> languageList(const char* name, const std::string& text) {
+    std::vector<std::string> codes(1);
+    for (const char letter : text) {
+        if (letter == ',')
+            codes.emplace_back();
+        else if (letter >= 'a' && letter <= 'z')
+            codes.back() += letter;
+        else
+            badValue(name, text, "a list of codes such as en,de");
+    }
+    for (const auto& code : codes)
+        if (code.size() < 2 || code.size() > 3)
+            badValue(name, text, "a list of codes such as en,de");
+    return codes;
+}
+
 RecogniserKind recogniserKind(const std::string& text) {
     if (text == "pocketsphinx")
         return RecogniserKind::pocketSphinx;
@@ -128,6 +144,11 @@ const std::vector<Option>& options() {
          [](CommandLine& line, const std::string& text) { line.recogniser.keyFile = text; }},
         {"--recogniser-model", "NAME", "the model that service should use, or the folder of the embedded one",
          [](CommandLine& line, const std::string& text) { line.recogniser.model = text; }},
+        {"--recogniser-languages", "LIST",
+         "the languages that service understands, such as \"en,de\"; the application then warns of others",
+         [](CommandLine& line, const std::string& text) {
+             line.recogniser.languages = languageList("--recogniser-languages", text);
+         }},
         {"--recogniser-path", "PATH",
          "of the service at the URL (default /v1/audio/transcriptions; /inference for an unconfigured whisper.cpp)",
          [](CommandLine& line, const std::string& text) {
@@ -255,8 +276,10 @@ CommandLine parseCommandLine(std::span<const char* const> arguments) {
     if (line.server.certificateFile.empty() != line.server.keyFile.empty())
         throw UsageError("--certificate and --key: give both, or neither");
     if (line.recogniser.kind != RecogniserKind::http &&
-        !(line.recogniser.path + line.recogniser.prompt + line.recogniser.authorityFile.string()).empty())
-        throw UsageError("--recogniser-path, --recogniser-prompt and --recogniser-authority: need --recogniser http");
+        (!(line.recogniser.path + line.recogniser.prompt + line.recogniser.authorityFile.string()).empty() ||
+         !line.recogniser.languages.empty()))
+        throw UsageError("--recogniser-path, --recogniser-prompt, --recogniser-languages and --recogniser-authority: "
+                         "need --recogniser http");
     if (!line.recogniser.script.empty() && line.recogniser.kind != RecogniserKind::scripted)
         throw UsageError("--script: needs --recogniser scripted");
     return line;

@@ -47,6 +47,7 @@ HttpRecogniserSettings httpSettings(const RecogniserOptions& options) {
     settings.url = options.url;
     settings.model = options.model;
     settings.prompt = options.prompt;
+    settings.languages = options.languages;
     settings.authorityFile = options.authorityFile;
     if (!options.path.empty())
         settings.path = options.path;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quillo::server {
 
@@ -22,6 +23,7 @@ struct RecogniserOptions {
     std::optional<std::chrono::seconds> requestTimeout;
     std::optional<size_t> sessions; ///< at once; the embedded recogniser has a decoder for each
     std::filesystem::path keyFile;
+    std::vector<std::string> languages; ///< that the service understands; empty when not known
     std::string model;
     std::filesystem::path script;
 };

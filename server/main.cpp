@@ -51,7 +51,7 @@ int serve(CommandLine line) {
     if (const auto inherited = inheritedSocket(); inherited && !line.listenGiven)
         line.server.listen = *inherited;
 
-    Server server(line.server, makeRecogniser(line.recogniser));
+    Server server(line.server, [options = line.recogniser] { return makeRecogniser(options); });
     server.start();
     std::printf("quillo-server ready on %s\n", server.address().c_str());
     std::fflush(stdout);

@@ -62,7 +62,12 @@ constexpr std::string_view version3 = R"(
 CREATE INDEX tasks_crashed ON tasks(audio_hash) WHERE error_code = 'RECOGNITION_CRASHED';
 )";
 
-constexpr std::array migrations = {version1, version2, version3};
+/// The version of the server that gave the task up: another one may be able to recognise the audio.
+constexpr std::string_view version4 = R"(
+ALTER TABLE tasks ADD COLUMN failed_by TEXT;
+)";
+
+constexpr std::array migrations = {version1, version2, version3, version4};
 
 } // namespace
 

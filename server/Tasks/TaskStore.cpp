@@ -23,8 +23,8 @@ int64_t number(TaskStatus status) { return static_cast<int64_t>(status); }
 
 } // namespace
 
-TaskStore::TaskStore(const std::filesystem::path& file, WallClock clock)
-    : m_clock(std::move(clock)), m_database(file, taskMigrations()) {}
+TaskStore::TaskStore(const std::filesystem::path& file, WallClock clock, std::string version)
+    : m_clock(std::move(clock)), m_version(std::move(version)), m_database(file, taskMigrations()) {}
 
 int64_t TaskStore::now() const { return duration_cast<milliseconds>(m_clock().time_since_epoch()).count(); }
 
@@ -77,8 +77,9 @@ std::optional<Task> TaskStore::match(const TaskRequest& request) {
 std::optional<Task> TaskStore::crashed(const TaskRequest& request) {
     const std::scoped_lock lock(m_mutex);
     Statement query(m_database,
-                    select("audio_hash = ? AND provider = ? AND error_code = 'RECOGNITION_CRASHED' LIMIT 1"));
-    query.bindBlob(1, request.audioHash).bind(2, request.provider);
+                    select("audio_hash = ? AND provider = ? AND error_code = 'RECOGNITION_CRASHED' AND failed_by = ? "
+                           "LIMIT 1"));
+    query.bindBlob(1, request.audioHash).bind(2, request.provider).bind(3, m_version);
     return findOne(query);
 }
 
@@ -173,9 +174,9 @@ void TaskStore::complete(const std::string& id, const std::string& result) {
 void TaskStore::fail(const std::string& id, int status, const std::string& code, const std::string& error) {
     const std::scoped_lock lock(m_mutex);
     Statement update(m_database, "UPDATE tasks SET status = ?, error_status = ?, error_code = ?, error = ?, "
-                                 "audio_file = NULL, updated_at = ? WHERE id = ?");
+                                 "audio_file = NULL, failed_by = ?, updated_at = ? WHERE id = ?");
     update.bind(1, number(TaskStatus::failed)).bind(2, int64_t{status}).bind(3, code).bind(4, error);
-    update.bind(5, now()).bind(6, id).step();
+    update.bind(5, m_version).bind(6, now()).bind(7, id).step();
 }
 
 void TaskStore::keepLive(const LiveTranscript& transcript) {

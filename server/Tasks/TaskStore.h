@@ -19,11 +19,13 @@ public:
     /// A repeated request for a new result within this time counts as a retry of the first.
     static constexpr std::chrono::minutes retryWindow{10};
 
-    TaskStore(const std::filesystem::path& file, WallClock clock);
+    /// `version` is that of this server.
+    TaskStore(const std::filesystem::path& file, WallClock clock, std::string version = QUILLO_VERSION);
 
     /// An existing task, running or finished, for the same request; empty when there is none.
     std::optional<Task> match(const TaskRequest& request);
-    /// The task, of any user, whose recognition of the same audio by the same recogniser crashed the server.
+    /// The task, of any user, whose recognition of the same audio by the same recogniser crashed this version of the
+    /// server.
     std::optional<Task> crashed(const TaskRequest& request);
     /// Empty when the user has been removed.
     std::optional<Task> add(const TaskRequest& request);
@@ -75,6 +77,7 @@ private:
 
     std::mutex m_mutex;
     WallClock m_clock;
+    std::string m_version;
     Database m_database;
 };
 

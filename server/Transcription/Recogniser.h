@@ -92,6 +92,8 @@ public:
     [[nodiscard]] virtual std::string name() const = 0;
     /// False while sessions are known to fail, as far as can be determined without trying one.
     [[nodiscard]] virtual bool isAvailable() const { return true; }
+    /// The languages it understands (ISO 639-1); nullopt when that is not known.
+    [[nodiscard]] virtual std::optional<std::vector<std::string>> languages() const { return std::nullopt; }
     /// Starts a recognition. Throws RecogniserUnavailable.
     virtual std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                                      std::shared_ptr<RecognitionListener> listener) = 0;

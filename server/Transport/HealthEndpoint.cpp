@@ -25,6 +25,8 @@ HttpResponse healthOf(ConnectionContext& context) {
     response.body["version"] = QUILLO_VERSION;
     response.body["database"] = database ? "ok" : "failing";
     response.body["recogniser"] = recogniser ? "ok" : "unavailable";
+    if (const auto languages = context.recogniser->languages())
+        response.body["languages"] = *languages;
     return response;
 }
 

@@ -84,10 +84,10 @@ void setKeepAlive(int descriptor) {
 
 class Server::Implementation {
 public:
-    Implementation(ServerOptions options, std::shared_ptr<Recogniser> recogniser)
+    Implementation(ServerOptions options, MakeRecogniser makeRecogniser)
         : m_context(std::make_shared<ConnectionContext>(std::move(options))), m_strand(asio::make_strand(m_io)),
-          m_acceptor(m_strand), m_pause(m_strand), m_renewal(m_strand), m_signInCheck(m_strand) {
-        m_context->recogniser = std::move(recogniser);
+          m_acceptor(m_strand), m_pause(m_strand), m_renewal(m_strand), m_signInCheck(m_strand),
+          m_makeRecogniser(std::move(makeRecogniser)) {
         const ServerOptions& set = m_context->options;
         m_context->connections = std::make_shared<Limits>(set.maxConnections, set.maxConnectionsPerAddress);
         m_context->sessions = std::make_shared<Limits>(set.maxSessions, set.maxSessionsPerUser);
@@ -111,6 +111,8 @@ private:
     void accept();
     void admit(Tcp::socket socket);
     void renewLater();
+    /// On the acceptor's strand.
+    bool isOtherUser(const Tcp::endpoint& remote, const Tcp::endpoint& local);
     void forEachConnection(const std::function<void(ConnectionControl&)>& call);
     bool waitForConnections(std::chrono::milliseconds time);
 
@@ -127,6 +129,8 @@ private:
     std::condition_variable m_ended;
     std::unordered_map<uint64_t, std::shared_ptr<ConnectionControl>> m_open;
     uint64_t m_lastId = 0;
+    bool m_warnedOfPeers = false;
+    MakeRecogniser m_makeRecogniser;
 };
 
 void Server::Implementation::start() {
@@ -140,8 +144,11 @@ void Server::Implementation::start() {
     m_address += ":" + std::to_string(m_port);
 
     makePrivateFolder(options.dataFolder);
-    m_folderLock =
-        std::make_unique<DataFolderLock>(options.dataFolder, m_address + (options.onlyUser ? " own-user" : ""));
+    // Applications look here for a server that they can use instead of their own.
+    const std::string note = options.onlyUser ? " own-user" : options.certificateFile.empty() ? "" : " own-certificate";
+    m_folderLock = std::make_unique<DataFolderLock>(options.dataFolder, m_address + note);
+    // Only now: a recogniser can take long to load, and a second server must end before that.
+    m_context->recogniser = m_makeRecogniser();
     loadCertificate(true);
     m_context->accounts = std::make_shared<AccountStore>(options.dataFolder / "accounts.sqlite", options.wallClock);
     if (!options.servesAnonymous)
@@ -242,7 +249,7 @@ void Server::Implementation::admit(Tcp::socket socket) {
     state->admission = isProxy ? m_context->connections->admitWithoutKey()
                                : m_context->connections->admit(networkOf(state->peer.address));
     if (options.onlyUser)
-        state->isOtherUser = userOfPeer(remote, socket.local_endpoint(error)) != options.onlyUser;
+        state->isOtherUser = isOtherUser(remote, socket.local_endpoint(error));
     if (state->admission.verdict != Limits::Verdict::admitted &&
         m_context->connections->count() > m_context->options.maxConnections + refusedConnections)
         return;
@@ -266,6 +273,16 @@ void Server::Implementation::admit(Tcp::socket socket) {
                        });
     };
     asio::post(strand, std::move(begin));
+}
+
+bool Server::Implementation::isOtherUser(const Tcp::endpoint& remote, const Tcp::endpoint& local) {
+    const auto owner = ownerOfPeer(remote, local, *m_context->options.onlyUser);
+    // Refusing everyone would make the server useless in a sandbox that shows no tables, and accounts still protect
+    // what belongs to a user.
+    if (owner == PeerOwner::unknown && !std::exchange(m_warnedOfPeers, true))
+        log(LogLevel::warning, "server",
+            "cannot read /proc/net/tcp to see whose program connects: serving every user of this machine");
+    return owner == PeerOwner::other;
 }
 
 void Server::Implementation::renewLater() {
@@ -370,7 +387,10 @@ void Server::Implementation::stop() {
 }
 
 Server::Server(ServerOptions options, std::shared_ptr<Recogniser> recogniser)
-    : m_implementation(std::make_unique<Implementation>(std::move(options), std::move(recogniser))) {}
+    : Server(std::move(options), [recogniser = std::move(recogniser)] { return recogniser; }) {}
+
+Server::Server(ServerOptions options, MakeRecogniser makeRecogniser)
+    : m_implementation(std::make_unique<Implementation>(std::move(options), std::move(makeRecogniser))) {}
 
 Server::~Server() { stop(); }
 

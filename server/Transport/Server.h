@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -15,7 +16,11 @@ class Recogniser;
 /// its own threads. Several may live in one process.
 class Server {
 public:
+    using MakeRecogniser = std::function<std::shared_ptr<Recogniser>()>;
+
     Server(ServerOptions options, std::shared_ptr<Recogniser> recogniser);
+    /// `makeRecogniser` is called in `start`, once the data folder is this server's. What it throws, `start` throws.
+    Server(ServerOptions options, MakeRecogniser makeRecogniser);
     /// Stops.
     ~Server();
     Server(const Server&) = delete;

@@ -11,6 +11,8 @@
 #include "App/System/InstanceLock.h"
 #include "App/System/InterfaceAdapters.h"
 #include "App/System/LoginItemSetting.h"
+#include "App/System/PreferencesWatcher.h"
+#include "App/System/ServedLanguages.h"
 #include "App/System/ServerChoice.h"
 #include "App/System/ServiceContainer.h"
 #include "Features/Application/Commands.h"
@@ -31,10 +33,13 @@ struct Application {
     std::function<void()> quit; ///< the implementation of `Commands::quit`
     InstanceLock instance;
     Notices notices;
+    std::optional<PreferencesWatcher> preferencesWatcher;
     InterfaceAdapters adapters;
     std::optional<ServerChoice> server;
     std::unique_ptr<ModelContainer> history; ///< null when even a store in memory failed
     std::unique_ptr<ServiceContainer> services;
+    std::optional<LastUser> lastUser;
+    std::optional<ServedLanguages> servedLanguages;
     std::optional<LoginItemSetting> loginItem;
     std::optional<AccountSession> account;
     std::optional<RecordingQueue> queue;

@@ -34,7 +34,18 @@ void buildServices(Application& app) {
     const auto& environment = app.server->environment();
     log(QStringLiteral("[ServiceContainer] Server host: %1").arg(environment.host()));
     log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(environment.wsTranscribeURL().toString()));
+    app.lastUser.emplace(Preferences::shared(), environment.identity());
+    app.lastUser->applyTo(UserSettings::shared());
     app.services = std::make_unique<ServiceContainer>(app.clock, UserSettings::shared(), environment);
+    auto health = environment.webBaseURL();
+    health.setPath(QStringLiteral("/health"));
+    app.servedLanguages.emplace(
+        health,
+        [trust = app.services->trust](QNetworkRequest& request) {
+            if (trust)
+                trust->prepare(request);
+        },
+        app.clock, app.tasks);
     log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
 }
 
@@ -53,7 +64,7 @@ bool goOnWithoutServices(Application& app, const QString& reason) {
 void setupAccount(Application& app) {
     auto& services = *app.services;
     app.account.emplace(
-        *services.authService, services.keychain.get(), UserSettings::shared(), app.clock, app.tasks,
+        *services.authService, services.keychain.get(), UserSettings::shared(), *app.lastUser, app.clock, app.tasks,
         AccountSession::Hooks{.accountDidChange =
                                   [&app] {
                                       if (app.interface)
@@ -110,10 +121,10 @@ void setupHotkeys(Application& app) {
 }
 
 void setupInterface(Application& app) {
-    app.interface = createUserInterface(
-        app.dictation->store(), *app.commands,
-        interfaceHooks({*app.services, UserSettings::shared(), *app.dictation, *app.hotkeys, *app.account, app.tasks}),
-        *app.adapters.windowHints, std::move(app.statusItem));
+    app.interface = createUserInterface(app.dictation->store(), *app.commands,
+                                        interfaceHooks({*app.services, UserSettings::shared(), *app.dictation,
+                                                        *app.hotkeys, *app.account, *app.servedLanguages, app.tasks}),
+                                        *app.adapters.windowHints, std::move(app.statusItem));
 }
 
 /// Shows the welcome to a new user, and starts the session check in any case.
@@ -165,9 +176,12 @@ bool startUp(Application& app) {
     // From here on nothing delays a first dictation.
     setupInterface(app);
     app.server->start();
+    if (!ServiceContainer::usesMockServices())
+        app.servedLanguages->ask();
     if (app.services->loginItem)
         app.loginItem.emplace(*app.services->loginItem, UserSettings::shared());
     app.services->networkMonitor->startMonitoring();
+    app.preferencesWatcher.emplace(Preferences::shared());
     openFirstWindow(app);
     deliverNotices(app);
     return true;

@@ -66,6 +66,7 @@ int runApplication(int argc, char** argv, const std::optional<UserMessage>& noti
     if (ServiceContainer::usesMockServices())
         QStandardPaths::setTestModeEnabled(true);
     LoggingService::shared().open();
+    logQtMessages();
     translateToolkit(LocalizationManager::shared());
     // Treat a write beyond the user's file size limit as an error like a full disk, not as the end of the program.
     std::signal(SIGXFSZ, SIG_IGN);

@@ -1,5 +1,6 @@
 #include "Core/LoggingService.h"
 
+#include "Core/DictatedText.h"
 #include "Core/PrivateFile.h"
 
 #include <QDir>
@@ -55,6 +56,41 @@ QByteArray functionName(const std::source_location& where) {
     return name.mid(name.lastIndexOf(' ') + 1);
 }
 
+// Noncharacters of Unicode: no text that is exchanged holds them.
+constexpr char16_t dictationBegins = 0xfdd0;
+constexpr char16_t dictationEnds = 0xfdd1;
+
+QString withoutMarks(QString text) { return text.remove(QChar(dictationBegins)).remove(QChar(dictationEnds)); }
+
+QString withLengthsOnly(const QString& text) {
+    QString result;
+    for (qsizetype at = 0;;) {
+        const auto begin = text.indexOf(QChar(dictationBegins), at);
+        const auto end = begin < 0 ? -1 : text.indexOf(QChar(dictationEnds), begin);
+        if (end < 0)
+            return result + withoutMarks(text.mid(at));
+        result += text.mid(at, begin - at) + QStringLiteral("<%1 characters>").arg(end - begin - 1);
+        at = end + 1;
+    }
+}
+
+/// Text from outside must not forge a log line, nor send commands to the terminal that shows it.
+QString onOneLine(const QString& text) {
+    QString result;
+    result.reserve(text.size());
+    for (const auto character : text) {
+        if (character == u'\n')
+            result += QLatin1String("\\n");
+        else if (character == u'\r')
+            result += QLatin1String("\\r");
+        else if (character.category() == QChar::Other_Control && character != u'\t')
+            result += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            result += character;
+    }
+    return result;
+}
+
 void appendField(QByteArray& datagram, const char* name, const QByteArray& value) {
     datagram.append(name).append('=').append(value).append('\n');
 }
@@ -88,7 +124,9 @@ LoggingService& LoggingService::shared() {
 QString LoggingService::defaultPath() {
     // Qt 6.4 has no name for the state folder.
     QString state = qEnvironmentVariable("XDG_STATE_HOME");
-    if (!state.startsWith(u'/'))
+    if (QStandardPaths::isTestModeEnabled())
+        state = QDir::homePath() + QStringLiteral("/.qttest/state");
+    else if (!state.startsWith(u'/'))
         state = QDir::homePath() + QStringLiteral("/.local/state");
     return state + QStringLiteral("/QuilloSpeech/quillo-speech.log");
 }
@@ -106,38 +144,49 @@ LoggingService::~LoggingService() {
 }
 
 bool LoggingService::open(const QString& path) {
-    const QFileInfo info(path);
-    const QByteArray folder = QFile::encodeName(info.absolutePath());
-    QString failure;
-    if (!QDir().mkpath(info.absolutePath())) {
-        failure = QStringLiteral("its folder cannot be made");
-    } else {
-        ::chmod(folder.constData(), 0700);
-        const int file = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-        if (file < 0) {
-            failure = QString::fromLocal8Bit(std::strerror(errno));
-        } else {
-            ::fchmod(file, 0600);
-            const std::lock_guard lock(m_mutex);
-            if (m_file >= 0)
-                ::close(m_file);
-            m_file = file;
-            m_path = path;
-            struct stat status {};
-            m_size = ::fstat(file, &status) == 0 ? status.st_size : 0;
-            const QByteArray bar(60, '=');
-            const auto started = QDateTime::currentDateTime().toString(u"yyyy-MM-dd HH:mm:ss.zzz").toUtf8();
-            writeLocked(bar + "\nQuillo Log - Started at " + started + "\n" + bar + "\n");
-        }
+    bool isOpen = false;
+    int reason = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        isOpen = openLocked(path);
+        reason = errno;
     }
-    if (!failure.isEmpty()) {
+    if (!isOpen)
         appLog(QStringLiteral("[LoggingService] ⚠️ Cannot open the log file %1: %2. Logging to the console only; make "
                               "the folder writable or set XDG_STATE_HOME")
-                   .arg(path, failure),
+                   .arg(path, QString::fromLocal8Bit(std::strerror(reason))),
                LogLevel::warn, QStringLiteral("LoggingService"));
+    return isOpen;
+}
+
+bool LoggingService::openLocked(const QString& path) {
+    const auto folder = QFileInfo(path).absolutePath();
+    if (!QDir().mkpath(folder)) {
+        errno = ENOTDIR;
         return false;
     }
+    ::chmod(QFile::encodeName(folder).constData(), 0700);
+    const int file = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (file < 0)
+        return false;
+    ::fchmod(file, 0600);
+    if (m_file >= 0)
+        ::close(m_file);
+    m_file = file;
+    m_path = path;
+    struct stat status {};
+    m_size = ::fstat(file, &status) == 0 ? status.st_size : 0;
+    const QByteArray bar(60, '=');
+    const auto started = QDateTime::currentDateTime().toString(u"yyyy-MM-dd HH:mm:ss.zzz").toUtf8();
+    writeLocked(bar + "\nQuillo Log - Started at " + started + "\n" + bar + "\n");
     return true;
+}
+
+void LoggingService::reopenIfRemovedLocked() {
+    struct stat status {};
+    // If it cannot be created now, the open file without a name takes the lines.
+    if (m_file >= 0 && ::fstat(m_file, &status) == 0 && status.st_nlink == 0)
+        openLocked(QString(m_path));
 }
 
 void LoggingService::setConsoleLevel(std::optional<LogLevel> level) {
@@ -151,10 +200,9 @@ QString LoggingService::path() const {
 
 LoggingService::Renderings LoggingService::render(const QString& message, LogLevel level, const QString& category,
                                                   const std::source_location& where, const QDateTime& time) {
-    QString clean = redactSecrets(message);
-    // Text from outside must not be able to forge a log line.
-    clean.replace(u'\r', QLatin1String("\\r")).replace(u'\n', QLatin1String("\\n"));
-    const QByteArray text = clean.toUtf8();
+    const QString clean = onOneLine(redactSecrets(message));
+    const QByteArray text = withoutMarks(clean).toUtf8();
+    const QByteArray publicText = withLengthsOnly(clean).toUtf8();
     const auto& words = wordsOf(level);
     const QByteArray head = "[" + time.toString(u"yyyy-MM-dd HH:mm:ss.zzz").toUtf8() + "] [" + words.name + "] [" +
                             category.toUtf8() + "] ";
@@ -162,8 +210,8 @@ LoggingService::Renderings LoggingService::render(const QString& message, LogLev
     lines.file = head + text;
     lines.detailed = head + "[" + fileName(where) + ":" + QByteArray::number(where.line()) + "] " +
                      functionName(where) + " - " + text;
-    lines.console = QByteArray(words.emoji) + " " + lines.file;
-    lines.journal = "[" + category.toUtf8() + "] " + text;
+    lines.console = QByteArray(words.emoji) + " " + head + publicText;
+    lines.journal = "[" + category.toUtf8() + "] " + publicText;
     return lines;
 }
 
@@ -175,6 +223,7 @@ void LoggingService::log(const QString& message, LogLevel level, const QString& 
     const std::lock_guard lock(m_mutex);
     if (static_cast<int>(level) >= m_consoleLevel)
         writeAll(STDERR_FILENO, lines.console + "\n");
+    reopenIfRemovedLocked();
     if (m_file >= 0) {
         writeLocked(lines.file + "\n");
         if (m_size > largestFile)
@@ -209,6 +258,27 @@ void LoggingService::writeLocked(const QByteArray& line) {
     m_size += line.size();
 }
 
+bool LoggingService::replaceLocked(const QByteArray& content) {
+    const QByteArray path = QFile::encodeName(m_path);
+    const QByteArray fresh = path + ".rotating";
+    const int file = ::open(fresh.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
+    if (file < 0)
+        return false;
+    writeAll(file, content);
+    struct stat status {};
+    // Only a complete copy may replace the old file.
+    if (::fstat(file, &status) != 0 || status.st_size != content.size() ||
+        ::rename(fresh.constData(), path.constData())) {
+        ::close(file);
+        ::unlink(fresh.constData());
+        return false;
+    }
+    ::close(m_file);
+    m_file = file;
+    m_size = content.size();
+    return true;
+}
+
 void LoggingService::rotateLocked() {
     QFile old(m_path);
     if (!old.open(QIODevice::ReadOnly) || old.size() <= keptByRotation) {
@@ -220,30 +290,43 @@ void LoggingService::rotateLocked() {
     old.seek(before - keptByRotation);
     QByteArray kept = old.readAll();
     kept.remove(0, kept.indexOf('\n') + 1); // the first line is most likely incomplete
-    const QByteArray path = QFile::encodeName(m_path);
-    const QByteArray fresh = path + ".rotating";
-    const int file = ::open(fresh.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
-    if (file < 0) {
-        m_size = 0; // do not try again before another five million bytes
+    if (!replaceLocked(kept)) {
+        m_size = 0; // not again before another five million bytes
         return;
     }
-    writeAll(file, kept);
-    struct stat status {};
-    // Only a complete copy may replace the old file.
-    if (::fstat(file, &status) != 0 || status.st_size != kept.size() || ::rename(fresh.constData(), path.constData())) {
-        ::close(file);
-        ::unlink(fresh.constData());
-        m_size = 0;
-        return;
-    }
-    ::close(m_file);
-    m_file = file;
-    m_size = kept.size();
     const QString message = QStringLiteral("[LoggingService] Rotated: %1 bytes to %2").arg(before).arg(kept.size());
     writeLocked(render(message, LogLevel::info, QStringLiteral("LoggingService"), std::source_location::current(),
                        QDateTime::currentDateTime())
                     .file +
                 "\n");
+}
+
+void LoggingService::forget(const QString& dictation) {
+    const auto text = onOneLine(redactSecrets(dictation)).toUtf8();
+    const std::lock_guard lock(m_mutex);
+    QFile file(m_path);
+    if (text.trimmed().isEmpty() || m_file < 0 || !file.open(QIODevice::ReadOnly))
+        return;
+    // A dictation is logged at the end of a line, after ": " or "]\\n". The same words elsewhere are something else.
+    const auto before = file.readAll();
+    auto content = before;
+    for (const QByteArray lead : {": ", "]\\n"})
+        content.replace(lead + text + "\n", lead + "<deleted>\n");
+    if (content != before)
+        replaceLocked(content);
+}
+
+QString dictated(const QString& text) { return QChar(dictationBegins) + withoutMarks(text) + QChar(dictationEnds); }
+
+void forgetDictated(const QString& text) { LoggingService::shared().forget(text); }
+
+void logQtMessages() {
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
+        const auto level = type == QtDebugMsg || type == QtInfoMsg ? LogLevel::debug
+                           : type == QtWarningMsg                  ? LogLevel::warn
+                                                                   : LogLevel::error;
+        appLog(QStringLiteral("[Qt] ") + message, level, QStringLiteral("Qt"));
+    });
 }
 
 void appLog(const QString& message, LogLevel level, const QString& category, std::source_location where) {

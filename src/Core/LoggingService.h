@@ -16,6 +16,9 @@ namespace quillo {
 /// a signed token (three base64url groups, the first beginning with "eyJ").
 [[nodiscard]] QString redactSecrets(const QString& text);
 
+/// From now on the messages of Qt and QML go to the log too. Main thread, once.
+void logQtMessages();
+
 /// The one logger of the process: log file, console and journal. Every function may be called from any thread.
 ///
 /// Without a file (before `open`, or when it cannot be opened) lines go only to the console and the journal.
@@ -33,7 +36,8 @@ public:
     static constexpr qint64 keptByRotation = 2'000'000; ///< bytes
 
     static LoggingService& shared();
-    /// "quillo-speech.log" in the folder QuilloSpeech of the user's state folder.
+    /// "quillo-speech.log" in the folder QuilloSpeech of the user's state folder; in Qt's test mode, which mock
+    /// services use, in the state folder of that.
     static QString defaultPath();
 
     /// `journalSocket` is the socket of the journal; nothing is sent if it does not exist.
@@ -52,15 +56,23 @@ public:
 
     void log(const QString& message, LogLevel level, const QString& category, const std::source_location& where);
 
-    /// Redacts tokens and keeps the message on one line.
+    /// Puts "<deleted>" wherever the file holds this dictation. The file stays as it is when it cannot be rewritten.
+    void forget(const QString& dictation);
+
+    /// Redacts tokens, keeps the message on one line and makes control characters visible.
     static Renderings render(const QString& message, LogLevel level, const QString& category,
                              const std::source_location& where, const QDateTime& time);
 
 private:
     void sendToJournal(const Renderings& lines, LogLevel level, const QString& category,
                        const std::source_location& where) const;
+    bool openLocked(const QString& path);
+    /// Creates the file again when it was removed.
+    void reopenIfRemovedLocked();
     void writeLocked(const QByteArray& line);
     void rotateLocked();
+    /// Replaces the content of the file; false, with the file unchanged, when that fails.
+    bool replaceLocked(const QByteArray& content);
 
     QByteArray m_journalPath;
     int m_journal = -1;

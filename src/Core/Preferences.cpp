@@ -2,6 +2,7 @@
 
 #include "Core/Log.h"
 #include "Core/PrivateFile.h"
+#include "Core/SettingsSyntax.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -21,9 +22,9 @@ constexpr mode_t ownerOnly = 0600;
 
 void log(const QString& message, LogLevel level) { appLog(message, level, QStringLiteral("Preferences")); }
 
-// Why `bytes` are not a settings file; empty when they are one. QSettings skips lines it does not understand, and its
-// next write would delete them for good.
-QString whyUnreadable(const QByteArray& bytes) {
+} // namespace
+
+QString whyNoSettings(const QByteArray& bytes) {
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString text = decoder(bytes);
     if (decoder.hasError())
@@ -44,8 +45,6 @@ QString whyUnreadable(const QByteArray& bytes) {
     }
     return {};
 }
-
-} // namespace
 
 Preferences& Preferences::shared() {
     // Lives as long as the process, as QSettings' own caches do.
@@ -74,7 +73,7 @@ void Preferences::setAsideUnlessReadable() {
         return;
     }
     ::fchmod(file.handle(), ownerOnly);
-    const QString reason = whyUnreadable(file.readAll());
+    const QString reason = whyNoSettings(file.readAll());
     file.close();
     if (reason.isEmpty())
         return;

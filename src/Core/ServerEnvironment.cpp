@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 #include <QStringBuilder>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <stdexcept>
 
@@ -27,6 +28,21 @@ QByteArray numericAddress(const QString& name, int family) {
 bool isLoopbackAddress(const QString& name) {
     const auto version4 = numericAddress(name, AF_INET);
     return version4.startsWith('\x7f') || numericAddress(name, AF_INET6) == QByteArray(15, '\0') + '\1';
+}
+
+uint8_t byteOf(const QByteArray& address, int index) { return static_cast<uint8_t>(address.at(index)); }
+
+/// Private (RFC 1918) or link-local (RFC 3927).
+bool isPrivate4(const QByteArray& address) {
+    const auto first = byteOf(address, 0);
+    const auto second = byteOf(address, 1);
+    return first == 10 || (first == 172 && second >= 16 && second < 32) || (first == 192 && second == 168) ||
+           (first == 169 && second == 254);
+}
+
+/// Unique local (RFC 4193) or link-local (RFC 4291).
+bool isPrivate6(const QByteArray& address) {
+    return (byteOf(address, 0) & 0xfe) == 0xfc || (byteOf(address, 0) == 0xfe && (byteOf(address, 1) & 0xc0) == 0x80);
 }
 
 bool isHostName(const QString& name) {
@@ -102,6 +118,22 @@ bool ServerEnvironment::isLoopback() const {
         name.chop(1);
     return name == QStringLiteral("localhost") || name.endsWith(QStringLiteral(".localhost")) ||
            isLoopbackAddress(name);
+}
+
+bool ServerEnvironment::isOnLocalNetwork() const {
+    auto name = split(m_host).name.toLower();
+    if (!m_isCustomHost)
+        return false;
+    if (const auto address = numericAddress(name, AF_INET); !address.isEmpty())
+        return isPrivate4(address);
+    if (const auto address = numericAddress(name, AF_INET6); !address.isEmpty())
+        return isPrivate6(address);
+    if (name.endsWith(u'.'))
+        name.chop(1);
+    static const QStringList zones{QStringLiteral(".local"), QStringLiteral(".lan"), QStringLiteral(".home.arpa"),
+                                   QStringLiteral(".internal")};
+    return !name.contains(u'.') ||
+           std::any_of(zones.begin(), zones.end(), [&](const QString& zone) { return name.endsWith(zone); });
 }
 
 QUrl ServerEnvironment::apiBaseURL() const {

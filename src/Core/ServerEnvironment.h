@@ -24,6 +24,10 @@ public:
     /// True for loopback hosts, where the application trusts the authority that the local server made.
     [[nodiscard]] bool isLoopback() const;
 
+    /// True for a custom host that a network without a way out can hold: a private or link-local address, a name
+    /// without a dot, or one below ".local", ".lan", ".home.arpa" or ".internal".
+    [[nodiscard]] bool isOnLocalNetwork() const;
+
     [[nodiscard]] QUrl apiBaseURL() const;      ///< https://host/api/v1
     [[nodiscard]] QUrl authBaseURL() const;     ///< https://host/auth
     [[nodiscard]] QUrl webBaseURL() const;      ///< https://host

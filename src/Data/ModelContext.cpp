@@ -1,5 +1,6 @@
 #include "Data/ModelContext.h"
 
+#include "Core/DictatedText.h"
 #include "Data/Repository/EntityTable.h"
 #include "Data/Repository/ObjectMap.h"
 #include "Data/Repository/RecordSelect.h"
@@ -38,6 +39,18 @@ const EntityTable<RecordFields>& summaryTable() {
     return table;
 }
 
+/// Whether the dictation itself differs, apart from fields about its processing.
+bool differsForItsOwner(const RecordFields& before, RecordFields now) {
+    now.metricsServerId = before.metricsServerId;
+    now.metricsReported = before.metricsReported;
+    now.diarizationTaskId = before.diarizationTaskId;
+    now.retryCount = before.retryCount;
+    now.lastRetryAt = before.lastRetryAt;
+    now.emptyResultCount = before.emptyResultCount;
+    now.syncedAt = before.syncedAt;
+    return !(now == before);
+}
+
 } // namespace
 
 struct ModelContext::Implementation {
@@ -49,6 +62,28 @@ struct ModelContext::Implementation {
     ObjectMap<AppSettings, AppSettingsFields, QString> settings{appSettingsTable(), &AppSettingsFields::userId};
 
     [[nodiscard]] bool hasChanges() const { return records.hasChanges() || tags.hasChanges() || settings.hasChanges(); }
+
+    /// Sets the time of every change by the user, unless the caller has set it, as a synchronisation does.
+    void stampChanges() {
+        records.forEachChanged([now = QDateTime::currentDateTimeUtc()](auto& entry) {
+            if (!entry.isNew && !entry.isRemoved && entry.stored.updatedAt == entry.object->updatedAt &&
+                differsForItsOwner(entry.stored, entry.current()))
+                entry.object->updatedAt = now;
+        });
+    }
+
+    /// What the records said that are to be removed, in every version.
+    QStringList removedTexts() {
+        QStringList texts;
+        records.forEachChanged([&](const auto& entry) {
+            if (!entry.isRemoved)
+                return;
+            texts << entry.stored.text << entry.stored.rawText.value_or(QString());
+            for (const auto& version : TranscriptionRecord(entry.stored).persistedVersions())
+                texts << version.text;
+        });
+        return texts;
+    }
 
     void writeChanges() {
         const auto write = [this](const auto& objects, const auto& table) {
@@ -116,9 +151,13 @@ void ModelContext::save() {
     auto& self = *m_implementation;
     if (!self.hasChanges())
         return;
+    self.stampChanges();
+    const auto removedTexts = self.removedTexts();
     Transaction transaction(*self.database);
     self.writeChanges();
     transaction.commit();
+    for (const auto& text : removedTexts)
+        forgetDictated(text);
     const auto records = self.records.settle();
     SavedChanges changes{records.inserted, records.updated, records.removed};
     changes.tagsChanged = !self.tags.settle().isEmpty();

@@ -39,6 +39,8 @@ void TagManager::setContext(ModelContext* context) {
 }
 
 void TagManager::loadTags() {
+    if (!m_context)
+        return;
     try {
         auto tags = m_context->tags();
         const auto order = nameOrder();
@@ -121,9 +123,11 @@ void TagManager::applyMeetingAutoTag(const RecordPointer& record, const QString&
 }
 
 void TagManager::addAutoTag(const RecordPointer& record, const QString& name) {
-    if (name.isEmpty() || record->tagNames().contains(name) || !createTag(name, true))
+    // The catalogue may have it in another spelling; a record has the catalogue's.
+    const auto tag = createTag(name, true);
+    if (!tag || record->tagNames().contains(tag->name))
         return;
-    record->addTag(name);
+    record->addTag(tag->name);
     saveContext();
 }
 

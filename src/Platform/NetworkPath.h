@@ -7,6 +7,12 @@ namespace quillo {
 /// Whether the machine has a route to other machines.
 enum class NetworkPathStatus { unsatisfied, satisfied };
 
+/// How far the way has to lead.
+enum class NetworkReach {
+    internet,     ///< to any machine: a default route is needed
+    localNetwork, ///< to those of the same network: an address is enough
+};
+
 /// Watches the network. `start` may be called from any thread; updates arrive on the monitor's own thread.
 class NetworkPathMonitor {
 public:

@@ -41,6 +41,12 @@ public:
     [[nodiscard]] virtual bool knowsReader() const = 0;
 };
 
+/// How long a text is meant to stay on the clipboard.
+enum class ClipboardUse {
+    passing, ///< for one paste: clipboard managers are asked to keep nothing of it
+    lasting, ///< the user will paste it: managers may keep it
+};
+
 /// The desktop's clipboard. Called on the main thread; an owner that never answers costs a deadline, not a hang.
 class Pasteboard {
 public:
@@ -52,7 +58,7 @@ public:
     /// Increases whenever the clipboard gets a new owner; nothing when the desktop does not report that.
     [[nodiscard]] virtual std::optional<uint64_t> changeCount() const { return std::nullopt; }
     /// Offers `text` on the clipboard, with `alsoPrimary` on the primary selection too.
-    virtual Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) = 0;
+    virtual Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse use) = 0;
     /// Restores what `read` returned, unless another application has taken the clipboard since `offer` was made.
     virtual Task<bool> restore(PasteboardContents contents, std::shared_ptr<PasteboardOffer> offer) = 0;
 };

@@ -38,7 +38,7 @@ class NoPasteboard final : public Pasteboard {
 public:
     [[nodiscard]] bool isAvailable() const override { return false; }
     Task<PasteboardContents> read(std::chrono::milliseconds) override { co_return PasteboardContents{}; }
-    Task<std::shared_ptr<PasteboardOffer>> offerText(QString, bool) override { co_return std::make_shared<NoOffer>(); }
+    Task<std::shared_ptr<PasteboardOffer>> offerText(QString, bool, ClipboardUse) override { co_return std::make_shared<NoOffer>(); }
     Task<bool> restore(PasteboardContents, std::shared_ptr<PasteboardOffer>) override { co_return false; }
 };
 

@@ -28,6 +28,7 @@ public:
           m_pillModel(store, m_clock, &Texts::lookUp, m_hooks.pillEnabled), m_pill(m_pillModel, m_host, m_hooks, hints),
           m_account(commands), m_tray(
                                    store, commands, m_hooks, &Texts::lookUp, m_account, [this] { showAccount(); },
+                                   [this] { showLanguagePicker(); },
                                    statusItem ? std::move(statusItem) : std::make_unique<TrayHost>(hints)) {
         QGuiApplication::setWindowIcon(applicationIcon());
         // Closing the last window must not quit: the application stays in the panel.
@@ -37,7 +38,7 @@ public:
             QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                              [this](const QString& name, const QVariantMap&) {
                                  if (name == notification::firstRecordingLanguageGateRequested)
-                                     showLanguagePicker();
+                                     askForLanguage();
                                  else if (name == notification::showAuthWindow || name == notification::authRequired)
                                      askForAccount();
                              });
@@ -100,6 +101,13 @@ private:
                 Qt::QueuedConnection);
         }
         window->present();
+    }
+
+    void askForLanguage() {
+        // The welcome asks the same question first.
+        if (m_welcome && m_welcome->isVisible() && !m_welcome->viewModel().hasPassed(QStringLiteral("language")))
+            return m_welcome->present();
+        showLanguagePicker();
     }
 
     void askForAccount() {

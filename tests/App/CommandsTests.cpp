@@ -11,11 +11,14 @@
 #include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryError.h"
 #include "Services/Mock/MockServices.h"
+#include "Services/Recordings/PendingAudioFiles.h"
 #include "Support/Async.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -76,7 +79,7 @@ protected:
     std::unique_ptr<ModelContainer> container = DataContainer::createInMemory();
     ServiceContainer services{clock, settings, ServerEnvironment::fromEnvironment(u"localhost"_qs)};
     int signIns = 0;
-    AccountController account{*services.authService, tasks, [] {}, [this] { ++signIns; }};
+    AccountController account{*services.authService, tasks, [] {}, [this] { ++signIns; }, [] {}};
     RecordingQueue queue{services, &history(), clock, tasks};
     Dictation dictation{services, settings, clock, tasks, {&history(), nullptr}, [] {}};
     ApplicationCommands::Parts parts{.services = services,
@@ -121,6 +124,31 @@ TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
     EXPECT_TRUE(mock::transcript().startsWith(commands.lastText().section(u' ', 0, 1)));
     EXPECT_EQ(status().value(u"lastRun"_qs).toObject().value(u"text"_qs), commands.lastText());
     commands.insertAgain();
+}
+
+TEST_F(CommandsTest, SettingsOfTheAudioThatIsKeptHoldAtOnce) {
+    const auto folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                        QStringLiteral("/QuilloSpeech/pending-audio/");
+    ASSERT_TRUE(QDir().mkpath(folder));
+    const auto keep = [&](const QString& id) {
+        QFile audio(folder + id + QStringLiteral(".pcm"));
+        EXPECT_TRUE(audio.open(QIODevice::WriteOnly) && audio.resize(1'500'000));
+        PendingAudioMetadata metadata;
+        metadata.id = id;
+        metadata.reason = pendingAudioFiles::unrecognizedReason;
+        metadata.createdAt = QDateTime::currentDateTimeUtc();
+        metadata.completedAt = metadata.createdAt;
+        pendingAudioFiles::writeMetadata(metadata);
+        return audio.fileName();
+    };
+    for (const auto& [key, changed, before] :
+         {std::tuple(QStringLiteral("audioStorageLimitMB"), QVariant(1), QVariant(4096)),
+          std::tuple(QStringLiteral("keepAudio"), QVariant(false), QVariant(true))}) {
+        const auto path = keep(QStringLiteral("kept"));
+        settings.setValue(key, changed);
+        EXPECT_TRUE(waitUntil([&] { return !QFile::exists(path); })) << key.toStdString();
+        settings.setValue(key, before);
+    }
 }
 
 TEST_F(CommandsTest, ToggleStartsAndStopsAndCancelDiscards) {

@@ -29,6 +29,9 @@ constexpr int64_t deviceLatency = samplesPerSecond * 30 / 1000;
 /// after the start.
 constexpr int64_t startLimit = samplesPerSecond * 600 / 1000;
 
+/// An error is shown for 4 s; the log must have been watched within this time to see it.
+constexpr auto messageTime = 1s;
+
 const QString endOfDictation = QStringLiteral("🏁 Recording END");
 
 QString milliText(int64_t samples) {
@@ -41,12 +44,14 @@ struct Campaign::Observed {
     int64_t pressed = 0;
     std::chrono::nanoseconds pressedAt{};
     int64_t released = 0;
-    std::optional<int64_t> killed;  ///< the application
-    std::optional<int64_t> ended;   ///< the application ended on its own
-    std::optional<int64_t> gaveUp;  ///< the application ended the dictation and notified the user
-    std::optional<int64_t> seam;    ///< the sound server ended
-    std::optional<int64_t> busGone; ///< the session bus was killed
-    qint64 logBegin = 0;            ///< the end of the log before the run
+    std::optional<int64_t> killed;        ///< the application
+    std::optional<int64_t> ended;         ///< the application ended on its own
+    std::optional<int64_t> gaveUp;        ///< the application ended the dictation and notified the user
+    std::optional<int64_t> seam;          ///< the sound server ended
+    std::optional<int64_t> busGone;       ///< the session bus was killed
+    qint64 logBegin = 0;                  ///< the end of the log before the run
+    std::chrono::nanoseconds watchedAt{}; ///< the latest look at the log
+    std::optional<QJsonObject> atEnd;     ///< the status right after the dictation's end; empty when seen too late
     int64_t trappedBefore = 0;
 };
 
@@ -73,18 +78,22 @@ QSet<QString> Campaign::recordings() const {
     return names;
 }
 
-bool Campaign::isQuiet() {
-    const auto status = m_session.desktop.status().value(QStringLiteral("status")).toString();
-    return status == QStringLiteral("idle") || status == QStringLiteral("error");
+bool Campaign::isQuiet(QJsonObject& status) {
+    status = m_session.desktop.status();
+    const auto word = status.value(QStringLiteral("status")).toString();
+    return word == QStringLiteral("idle") || word == QStringLiteral("error");
 }
 
 void Campaign::prepare(const Plan& plan) {
     m_session.keepSounding();
-    const bool movableClock = plan.fault == Fault::moveClock;
-    if (m_session.isApplicationRunning() && m_session.hasMovableClock() != movableClock)
+    const CampaignSession::Start start{.movableClock = plan.fault == Fault::moveClock,
+                                       .german = plan.situation.german,
+                                       .slowKeyring = plan.situation.slowKeyring};
+    if (m_session.isApplicationRunning() && (start.slowKeyring || m_session.lastStart() != start))
         m_session.endApplication();
     if (!m_session.isApplicationRunning())
-        m_session.startApplication(movableClock);
+        m_session.startApplication(start);
+    m_surroundings.begin(plan.situation);
     waitUntil([&] { return monotonicNow() - m_released > doubleTap; });
 }
 
@@ -156,8 +165,11 @@ std::vector<Campaign::Moment> Campaign::faultOf(const Plan& plan, Observed& obse
     return {};
 }
 
-/// Records the time when the application ends a dictation or itself without a command.
+/// Records the time when the application ends a dictation or itself without a command, and what it then shows.
 void Campaign::watch(Observed& observed) {
+    const auto before = std::exchange(observed.watchedAt, monotonicNow());
+    if (!observed.atEnd && m_session.isApplicationRunning() && m_session.isLogged(endOfDictation, observed.logBegin))
+        observed.atEnd = monotonicNow() - before < messageTime ? m_session.desktop.status() : QJsonObject();
     if (!observed.killed && !observed.ended && !m_session.isApplicationRunning())
         observed.ended = m_session.reference.position();
     if (!observed.gaveUp && m_session.isLogged(endOfDictation + QStringLiteral(".*reason=failed"), observed.logBegin))
@@ -187,11 +199,12 @@ RunResult Campaign::run(const Plan& plan) {
     auto moments = faultOf(plan, observed);
     moments.push_back({0ms, [&] {
                            observed.pressed = m_session.reference.position();
-                           observed.pressedAt = m_session.desktop.pressKey(DesktopSession::rightSuper);
+                           observed.pressedAt = monotonicNow();
+                           m_surroundings.pressHoldKey();
                        }});
     moments.push_back({plan.hold, [&] {
                            observed.released = m_session.reference.position();
-                           m_session.desktop.releaseKey(DesktopSession::rightSuper);
+                           m_surroundings.releaseHoldKey();
                            m_released = monotonicNow();
                        }});
     play(std::move(moments), observed);
@@ -237,10 +250,28 @@ void Campaign::settle(RunResult& result, Observed& observed) {
     } else if (observed.ended) {
         result.faults.append(QStringLiteral("the application ended by itself"));
     }
+    m_session.wakeKeyring();
     if (!m_session.isApplicationRunning())
-        m_session.startApplication();
-    if (!waitUntil([&] { return isQuiet(); }, settleLimit))
+        m_session.startApplication({.german = m_session.isGerman()});
+    QJsonObject status;
+    if (!waitUntil([&] { return isQuiet(status); }, settleLimit))
         result.faults.append(QStringLiteral("the application does not come to rest"));
+    checkSurroundings(result, observed, status);
+}
+
+void Campaign::checkSurroundings(RunResult& result, const Observed& observed, const QJsonObject& status) {
+    m_surroundings.end();
+    const bool interrupted = observed.killed || observed.ended || observed.busGone;
+    const auto lastRun = status.value(QStringLiteral("lastRun")).toObject();
+    result.faults += m_surroundings.check(lastRun, interrupted);
+    const auto shown = observed.atEnd.value_or(status);
+    result.faults += m_surroundings.checkMessage(shown);
+    const auto reason = lastRun.value(QStringLiteral("reason")).toString();
+    if (!interrupted)
+        result.notes.append(QStringLiteral("%1 %2").arg(reason, lastRun.value(QStringLiteral("delivery")).toString()));
+    if (!interrupted && reason.startsWith(u"failed") && !shown.isEmpty() &&
+        shown.value(QStringLiteral("message")).toString().isEmpty())
+        result.faults.append(QStringLiteral("it ended as \"%1\" and said nothing").arg(reason));
 }
 
 void Campaign::compare(RunResult& result, const Observed& observed, const QSet<QString>& known) {

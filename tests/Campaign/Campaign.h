@@ -2,6 +2,7 @@
 
 #include "CampaignSession.h"
 #include "Plan.h"
+#include "Surroundings.h"
 #include "Verdict.h"
 
 #include <QSet>
@@ -59,9 +60,11 @@ private:
     void compare(RunResult& result, const Observed& observed, const QSet<QString>& known);
     void keepEvidence(const RunResult& result, SampleView held, SampleView reference);
     [[nodiscard]] QSet<QString> recordings() const;
-    [[nodiscard]] bool isQuiet();
+    [[nodiscard]] bool isQuiet(QJsonObject& status);
+    void checkSurroundings(RunResult& result, const Observed& observed, const QJsonObject& status);
 
     CampaignSession m_session;
+    Surroundings m_surroundings{m_session};
     std::chrono::nanoseconds m_released{};
     std::vector<Expected> m_expected;
     QSet<QString> m_settledRecords; ///< ids of history records that have been checked

@@ -89,26 +89,52 @@ CampaignSession::CampaignSession(uint64_t seed) : desktop(sessionOptions()) {
 }
 
 CampaignSession::~CampaignSession() {
+    wakeKeyring();
     if (m_keyring)
         desktop.end(*m_keyring);
 }
 
-void CampaignSession::startApplication(bool movableClock) {
+void CampaignSession::startApplication(Start start) {
     auto& environment = desktop.environment();
     const auto before = environment;
-    if (movableClock) {
+    if (start.german) {
+        for (const auto* name : {"LANG", "LC_ALL"})
+            environment.insert(QString::fromLatin1(name), QStringLiteral("de_DE.UTF-8"));
+    }
+    if (start.movableClock) {
         environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(QUILLO_FAKETIME));
         environment.insert(QStringLiteral("FAKETIME_TIMESTAMP_FILE"), desktop.path(QStringLiteral("clock")));
         for (const char* name : {"FAKETIME_NO_CACHE", "FAKETIME_DONT_FAKE_MONOTONIC", "DONT_FAKE_MONOTONIC"})
             environment.insert(QString::fromLatin1(name), QStringLiteral("1"));
     }
     m_disk->apply(environment);
-    m_hasMovableClock = movableClock;
+    m_start = start;
+    const auto launched = logEnd();
+    if (start.slowKeyring)
+        suspendKeyring();
     m_application = &desktop.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")}});
     environment = before;
+    if (start.slowKeyring)
+        return; // no sign-in before it answers
     // Wait for the first sign-in: a dictation in that second is not part of the campaign.
-    if (!waitUntil([this] { return isLogged(QStringLiteral("User data stored"), 0); }, startLimit))
+    if (!waitUntil([&] { return isLogged(QStringLiteral("User data (re)?stored"), launched); }, startLimit))
         throw DesktopSessionError(QStringLiteral("the application did not sign in; see %1").arg(desktop.logFile()));
+}
+
+void CampaignSession::suspendKeyring() {
+    const auto answer =
+        desktop.run(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--print-reply=literal"),
+                                                  QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
+                                                  QStringLiteral("org.freedesktop.DBus.GetConnectionUnixProcessID"),
+                                                  QStringLiteral("string:org.freedesktop.secrets")});
+    m_sleepingKeyring = answer.simplified().section(u' ', -1).toInt();
+    if (m_sleepingKeyring <= 0 || ::kill(m_sleepingKeyring, SIGSTOP) != 0)
+        throw DesktopSessionError(QStringLiteral("the keyring cannot be suspended: %1").arg(answer));
+}
+
+void CampaignSession::wakeKeyring() {
+    if (const auto process = std::exchange(m_sleepingKeyring, 0); process > 0)
+        ::kill(process, SIGCONT);
 }
 
 int64_t CampaignSession::killApplication() {

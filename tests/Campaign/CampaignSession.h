@@ -26,12 +26,20 @@ public:
     FaultProxy& proxy() { return *m_proxy; }
     FullDisk& disk() { return *m_disk; }
 
-    /// Starts the application; with `movable` its wall-clock time can be changed.
-    void startApplication(bool movableClock = false);
+    /// Circumstances of a start.
+    struct Start {
+        bool movableClock = false; ///< the wall-clock time can be changed
+        bool german = false;       ///< the language of the desktop
+        bool slowKeyring = false;  ///< it answers only after `wakeKeyring`
+        bool operator==(const Start&) const = default;
+    };
+    void startApplication(Start start);
+    [[nodiscard]] const Start& lastStart() const { return m_start; }
+    [[nodiscard]] bool isGerman() const { return m_start.german; }
+    void wakeKeyring();
     /// Returns where in the reference it was killed.
     int64_t killApplication();
     [[nodiscard]] bool isApplicationRunning() const;
-    [[nodiscard]] bool hasMovableClock() const { return m_hasMovableClock; }
     void endApplication();
 
     void startServer();
@@ -64,6 +72,7 @@ public:
 
 private:
     QString writeScript();
+    void suspendKeyring();
     void play();
 
     quint16 m_serverPort = 0;
@@ -73,7 +82,8 @@ private:
     QProcess* m_server = nullptr;
     QProcess* m_player = nullptr;
     std::unique_ptr<QProcess> m_keyring;
-    bool m_hasMovableClock = false;
+    Start m_start;
+    pid_t m_sleepingKeyring = 0;
 };
 
 } // namespace quillo::test

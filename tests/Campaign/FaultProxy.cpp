@@ -157,6 +157,10 @@ void FaultProxy::stallAnswers(bool stalled) {
     change([&] { m_holdsAnswers = stalled; });
 }
 
+void FaultProxy::delay(std::chrono::milliseconds time) {
+    change([&] { m_delay = time; });
+}
+
 void FaultProxy::cut(Ending ending) {
     change([&] {
         for (auto& connection : m_connections)
@@ -213,6 +217,11 @@ void FaultProxy::run() {
         lock.unlock();
         ::poll(descriptors.data(), descriptors.size(), -1);
         lock.lock();
+        if (const auto pause = m_delay; pause.count() > 0) {
+            lock.unlock();
+            ::poll(nullptr, 0, static_cast<int>(pause.count()));
+            lock.lock();
+        }
         uint64_t ignored = 0;
         [[maybe_unused]] const auto drained = ::read(m_wakeup, &ignored, sizeof ignored);
         // The list has not changed since, because only this thread modifies it.

@@ -49,6 +49,8 @@ public:
     void stall(bool stalled);
     /// Stops traffic from the server to the client only.
     void stallAnswers(bool stalled);
+    /// Every exchange waits this long, as over a slow line; 0 for none. `heal` leaves it.
+    void delay(std::chrono::milliseconds time);
     /// Ends every connection.
     void cut(Ending ending);
     void set(Trap trap);
@@ -80,6 +82,7 @@ private:
     std::list<Connection> m_connections;
     std::optional<Trap> m_trap;
     Counts m_counts;
+    std::chrono::milliseconds m_delay{0};
     bool m_isStalled = false;
     bool m_holdsAnswers = false;
     bool m_isStopping = false;

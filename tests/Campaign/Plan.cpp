@@ -123,6 +123,7 @@ Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
     plan.hold = 500ms + dice.between(0ms, milliseconds(dice.between(300, 3500)));
     plan.ending = dice.between(0, 1) ? FaultProxy::Ending::finish : FaultProxy::Ending::reset;
     schedule(plan, dice);
+    plan.situation = makeSituation(seed, run);
     return plan;
 }
 
@@ -134,6 +135,8 @@ QString Plan::summary() const {
         text += QStringLiteral(", after %1 bytes").arg(bytes);
     if (clockShift.count() != 0)
         text += QStringLiteral(", clock by %1 s").arg(clockShift.count());
+    if (const auto names = situation.names(); !names.isEmpty())
+        text += QStringLiteral(", with ") + names.join(u' ');
     return text;
 }
 

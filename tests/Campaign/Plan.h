@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FaultProxy.h"
+#include "Situation.h"
 
 #include <QString>
 
@@ -38,6 +39,7 @@ struct Plan {
     int64_t bytes = 0;                   ///< sent before a connection breaks, or left on the disk
     FaultProxy::Ending ending = FaultProxy::Ending::finish;
     std::chrono::seconds clockShift{0};
+    Situation situation;
 
     [[nodiscard]] QString summary() const;
 };

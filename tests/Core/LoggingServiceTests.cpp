@@ -1,5 +1,6 @@
 #include "Core/LoggingService.h"
 
+#include "Core/DictatedText.h"
 #include "Support/Files.h"
 
 #include <QTemporaryDir>
@@ -43,10 +44,21 @@ TEST(LogRenderings, HaveTheirThreeForms) {
     EXPECT_EQ(lines.console.toStdString(), "⚠️ " + lines.file.toStdString());
 }
 
-TEST(LogRenderings, KeepAMessageOnOneLine) {
-    const auto lines = LoggingService::render(u"a\n[2026-01-01] [INFO] forged\r"_qs, LogLevel::info, u"Test"_qs,
-                                              std::source_location::current(), QDateTime());
-    EXPECT_EQ(lines.file.count('\n') + lines.file.count('\r'), 0);
+TEST(LogRenderings, KeepAMessageOnOneLineThatCommandsNoTerminal) {
+    const auto lines = LoggingService::render(
+        QStringLiteral("a\n[2026-01-01] [INFO] forged\r\x1b]0;x\x07 \u009b1m\ttab") + QChar(u'\0'), LogLevel::info,
+        QStringLiteral("Test"), std::source_location::current(), QDateTime());
+    EXPECT_THAT(lines.file.toStdString(),
+                EndsWith("a\\n[2026-01-01] [INFO] forged\\r\\x1b]0;x\\x07 \\x9b1m\ttab\\x00"));
+}
+
+TEST(LogRenderings, ShowADictationToItsOwnerAlone) {
+    const auto lines = LoggingService::render(
+        QStringLiteral("Text: %1; again: %2").arg(dictated(QStringLiteral("my secret")), dictated({})), LogLevel::info,
+        QStringLiteral("Test"), std::source_location::current(), QDateTime());
+    EXPECT_THAT(lines.file.toStdString(), EndsWith("Text: my secret; again: "));
+    for (const auto& line : {lines.journal, lines.console})
+        EXPECT_THAT(line.toStdString(), EndsWith("Text: <9 characters>; again: <0 characters>"));
 }
 
 TEST(RedactSecrets, HidesTokensAndNothingElse) {
@@ -110,6 +122,23 @@ TEST_F(LogFile, KeepsLinesOfSeveralThreadsWhole) {
     ASSERT_EQ(lines.size(), 2003);
     for (const auto& line : lines.mid(3))
         ASSERT_THAT(line.toStdString(), EndsWith(" end"));
+}
+
+TEST_F(LogFile, ForgetsADeletedDictationAndReturnsWhenItIsRemoved) {
+    ASSERT_TRUE(service.open(path));
+    for (const auto* const text : {"one\ntwo", "yes", "other"})
+        write(service, QStringLiteral("Text to inject: ") + dictated(QString::fromUtf8(text)));
+    write(service, QStringLiteral("yes, a line"));
+    service.forget(QStringLiteral("one\ntwo"));
+    service.forget(QStringLiteral("yes"));
+    service.forget({});
+    write(service, QStringLiteral("later"));
+    EXPECT_THAT(contentOf(path).toStdString(),
+                testing::MatchesRegex("(=|\n|Q[^\n]*)*[^\n]*Text to inject: <deleted>\n[^\n]*Text to inject: "
+                                      "<deleted>\n[^\n]*other\n[^\n]*yes, a line\n[^\n]*later\n"));
+    ASSERT_TRUE(QFile::remove(path));
+    write(service, QStringLiteral("still here"));
+    EXPECT_THAT(contentOf(path).toStdString(), EndsWith("still here\n"));
 }
 
 TEST_F(LogFile, ThatCannotBeOpenedIsNoFailure) {

@@ -38,6 +38,18 @@ TEST(ServerEnvironment, AddressesFollowFromTheHost) {
     }
 }
 
+TEST(ServerEnvironment, AServerInTheHouseNeedsNoWayOut) {
+    const std::pair<const char*, bool> hosts[] = {
+        {"192.168.1.5:48650", true}, {"10.1.2.3", true},      {"172.31.0.1", true},      {"172.32.0.1", false},
+        {"169.254.3.4", true},       {"[fd00::7]:443", true}, {"[fe80::7]", true},       {"[2001:db8::7]", false},
+        {"home:48650", true},        {"speech.lan.", true},   {"Speech.local", true},    {"192.0.2.7", false},
+        {"speech.home.arpa", true},  {"a.internal", true},    {"internal.org:1", false}, {"lan.example.org", false},
+    };
+    for (const auto& [host, isLocal] : hosts)
+        EXPECT_EQ(ServerEnvironment(QString::fromLatin1(host), true).isOnLocalNetwork(), isLocal) << host;
+    EXPECT_FALSE(ServerEnvironment(QStringLiteral("home"), false).isOnLocalNetwork());
+}
+
 TEST(ServerEnvironment, ABadHostIsNamed) {
     const char* const bad[] = {" ",
                                "https://example.org",

@@ -156,6 +156,32 @@ TEST_F(Context, TellsWhatASaveWrote) {
     EXPECT_EQ(told.at(2).removed, QList<QUuid>{a->id});
 }
 
+TEST_F(Context, StampsTheChangesOfItsOwnerAlone) {
+    auto& context = open();
+    const auto record = newRecord(QStringLiteral("said"));
+    context.insert(record);
+    context.save();
+    EXPECT_EQ(record->updatedAt, std::nullopt) << "it is as it was made";
+    const auto given = QDateTime::fromMSecsSinceEpoch(1'790'000'000'000, Qt::UTC);
+    const std::pair<std::function<void()>, bool> changes[] = {
+        {[&] { record->toggleFavorite(); }, true},
+        {[&] { record->addTag(QStringLiteral("work")); }, true},
+        {[&] { record->text = QStringLiteral("corrected"); }, true},
+        {[&] { record->title = QStringLiteral("title"); }, true},
+        {[&] { record->markRetryAttempt(); }, false},
+        {[&] { record->syncedAt = given.addDays(1); }, false},
+        {[&] { record->markMetricsReported(QStringLiteral("m")); }, false},
+    };
+    for (const auto& [change, isStamped] : changes) {
+        record->updatedAt = given;
+        context.save();
+        change();
+        const auto before = QDateTime::currentDateTimeUtc();
+        context.save();
+        EXPECT_EQ(record->updatedAt.value_or(given) >= before, isStamped);
+    }
+}
+
 TEST_F(Context, AFailedSaveWritesNothingAndKeepsTheChanges) {
     open();
     container.reset();

@@ -99,6 +99,33 @@ TEST_F(StoreFile, OpensALegacyStoreWithAllItsRows) {
     EXPECT_EQ(open().count(), 6);
 }
 
+TEST_F(StoreFile, OfAnyEarlierVersionRemembersWhatIsDeletedFromNowOn) {
+    const QUuid id(QStringLiteral("{00112233-4455-6677-8899-aabbccddeeff}"));
+    for (const bool isLegacy : {true, false}) {
+        if (isLegacy)
+            makeFromFixture(legacy());
+        else
+            Database(store()).execute("DROP TABLE QuilloDeleted; DROP TRIGGER QuilloDeletionNoted;"
+                                      "DROP TRIGGER QuilloDeletionUndone; PRAGMA user_version = 1");
+        auto& context = open();
+        auto record = context.record(id);
+        ASSERT_TRUE(record);
+        const RecordFields fields = *record;
+        context.remove(record);
+        EXPECT_EQ(context.count(), 4) << "which writes, and takes it back";
+        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), QStringLiteral("0"));
+        context.save();
+        EXPECT_EQ(cell("SELECT hex(id) FROM QuilloDeleted"), QStringLiteral("00112233445566778899AABBCCDDEEFF"));
+        EXPECT_EQ(cell("SELECT abs(deleted_at - 1000 * strftime('%s', 'now')) < 60000 FROM QuilloDeleted"),
+                  QStringLiteral("1"));
+        context.insert(std::make_shared<TranscriptionRecord>(fields));
+        context.save();
+        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), QStringLiteral("0"));
+        record.reset();
+        container.reset();
+    }
+}
+
 TEST_F(StoreFile, TakesOverTheLogOfALegacyStore) {
     makeFromFixture(legacy());
     // The rows that the program was killed before it had put them into the file itself.

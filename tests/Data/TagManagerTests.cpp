@@ -63,6 +63,11 @@ TEST_F(Tags, OfAnApplicationAreMadeOnce) {
     manager.applyMeetingAutoTag(meeting, u" Zoom "_qs);
     manager.applyMeetingAutoTag(meeting, u"  "_qs);
     EXPECT_EQ(meeting->tagNames(), (QStringList{u"own"_qs, u"Zoom"_qs}));
+    // One that differs in case or blanks is the catalogue's.
+    const auto shouted = add({});
+    shouted->sourceApp = QStringLiteral(" FIREFOX ");
+    manager.applyAutoTag(shouted);
+    EXPECT_EQ(shouted->tagNames(), QStringList{QStringLiteral("Firefox")});
     EXPECT_FALSE(container->mainContext().hasChanges());
 }
 

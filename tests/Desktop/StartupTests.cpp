@@ -89,6 +89,36 @@ TEST_F(Startup, WithoutASecretServiceTheTokensAreInAFileOfTheOwner) {
     EXPECT_EQ(m_session->logged(u"Anonymous session created"_qs), 1);
 }
 
+TEST_F(Startup, TheSettingsOfWhoIsSignedInHoldFromTheFirstMoment) {
+    begin({.secrets = DesktopSession::Secrets::none});
+    const auto preferences = m_session->path(u"home/.config/quillo/quillo.ini"_qs);
+    writeFile(preferences,
+              contentOf(preferences) +
+                  "launchAtLogin=true\nselectedMicrophoneId=of-nobody\nu1_launchAtLogin=false\n"
+                  "u1_selectedMicrophoneId=of-u1\nu1_onboardingCompleted=true\nmigration.userScope.v1=true\n");
+    const auto entry = [](const char* key, const QByteArray& value) {
+        return QByteArray("\"com.quillospeech.") + key + "\": \"" + value.toBase64() + "\"";
+    };
+    const auto secrets = m_session->path(u"home/.local/share/quillo/secrets.json"_qs);
+    QDir().mkpath(QFileInfo(secrets).path());
+    writeFile(secrets, "{" + entry("accessToken", "access") + "," + entry("refreshToken", "refresh") + "," +
+                           entry("userData",
+                                 R"({"id":"u1","email":"anna@example.org","full_name":"Anna","is_anonymous":false})") +
+                           "}");
+    const auto nobodys = u"Preferred input device set to: of-nobody"_qs;
+    const auto annas = u"Preferred input device set to: of-u1"_qs;
+    const auto login = u"Launch at Login: desired=true"_qs;
+    auto& first = start();
+    EXPECT_TRUE(logs(annas)) << "as soon as it is known who it is";
+    m_session->end(first);
+    const auto before = std::tuple(m_session->logged(nobodys), m_session->logged(login), m_session->logged(annas) + 1);
+    const auto restored = u"Token expires at: "_qs;
+    const int restoredBefore = m_session->logged(restored);
+    start();
+    EXPECT_TRUE(logs(restored, restoredBefore + 1));
+    EXPECT_EQ(std::tuple(m_session->logged(nobodys), m_session->logged(login), m_session->logged(annas)), before);
+}
+
 TEST_F(Startup, ALockedKeyringIsWaitedForAndItsSessionComesBack) {
     begin({});
     auto& first = start();

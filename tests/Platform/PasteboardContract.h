@@ -43,7 +43,7 @@ protected:
         return await(m_pasteboard->read(std::chrono::milliseconds(milliseconds)));
     }
     std::shared_ptr<PasteboardOffer> offer(const QString& text, bool alsoPrimary = false) {
-        return await(m_pasteboard->offerText(text, alsoPrimary));
+        return await(m_pasteboard->offerText(text, alsoPrimary, ClipboardUse::passing));
     }
     static bool isRead(PasteboardOffer& offer, int milliseconds) {
         return await(offer.waitUntilRead(std::chrono::milliseconds(milliseconds)));

@@ -85,7 +85,7 @@ public:
             co_await m_clock.sleep(readDelay);
         co_return contents;
     }
-    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) override {
+    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse) override {
         copy(text);
         auto offer = std::make_shared<MockPasteboardOffer>(m_clock, text, alsoPrimary);
         offers.push_back(offer);

@@ -15,8 +15,6 @@
 #include <stdexcept>
 
 #include <sys/prctl.h>
-#include <xcb/xinput.h>
-#include <xcb/xtest.h>
 
 namespace quillo::test {
 
@@ -76,10 +74,11 @@ XSession::XSession(Bus bus) {
     if (bus == Bus::session)
         startBus();
     startWindowManager();
-    findKeyboard();
+    m_keyboard = std::make_unique<PhysicalKeyboard>(qEnvironmentVariable("DISPLAY"));
 }
 
 XSession::~XSession() {
+    m_keyboard.reset();
     if (m_connection != nullptr)
         xcb_disconnect(m_connection);
     end(m_windowManager);
@@ -111,23 +110,6 @@ void XSession::startWindowManager() {
     m_windowManager = start(u"openbox"_qs, {u"--config-file"_qs, path(u"openbox.xml"_qs)});
     if (!waitUntil([this] { return !property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(); }))
         throw std::runtime_error("openbox did not start");
-}
-
-void XSession::findKeyboard() {
-    std::free(xcb_input_xi_query_version_reply(m_connection, xcb_input_xi_query_version(m_connection, 2, 2),
-                                               nullptr)); // NOLINT
-    m_firstDeviceEvent = xcb_get_extension_data(m_connection, &xcb_input_id)->first_event;
-    const auto reply = adopt(xcb_input_xi_query_device_reply(
-        m_connection, xcb_input_xi_query_device(m_connection, XCB_INPUT_DEVICE_ALL), nullptr));
-    for (auto infos = xcb_input_xi_query_device_infos_iterator(reply.get()); infos.rem > 0;
-         xcb_input_xi_device_info_next(&infos)) {
-        const auto name =
-            QByteArray(xcb_input_xi_device_info_name(infos.data), xcb_input_xi_device_info_name_length(infos.data));
-        if (infos.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD && name.startsWith("Xvfb"))
-            m_keyboard = static_cast<uint8_t>(infos.data->deviceid);
-    }
-    if (m_keyboard == 0)
-        throw std::runtime_error("the X server has no keyboard");
 }
 
 std::unique_ptr<QProcess> XSession::launch(const QString& program, const QStringList& arguments) {
@@ -181,16 +163,7 @@ bool XSession::isKeyDown(uint16_t evdevCode) const {
     return reply && (reply->keys[keycode / 8] >> (keycode % 8) & 1) != 0;
 }
 
-void XSession::physicalKey(uint16_t evdevCode, bool press) {
-    // Device events of the first version of the extension: press is the second of them, release the third.
-    const auto type =
-        static_cast<uint8_t>(m_firstDeviceEvent + (press ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE));
-    const auto error = adopt(xcb_request_check(
-        m_connection, xcb_test_fake_input_checked(m_connection, type, static_cast<uint8_t>(evdevCode + 8),
-                                                  XCB_CURRENT_TIME, 0, 0, 0, m_keyboard)));
-    if (error)
-        throw std::runtime_error("the X server refused a key");
-}
+void XSession::physicalKey(uint16_t evdevCode, bool press) { m_keyboard->key(evdevCode + 8, press); }
 
 void XSession::tapPhysicalKey(uint16_t evdevCode) {
     physicalKey(evdevCode, true);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Support/PhysicalKeyboard.h"
+
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -59,7 +61,6 @@ private:
     void startServer();
     void startBus();
     void startWindowManager();
-    void findKeyboard();
     [[nodiscard]] std::vector<uint32_t> property(xcb_window_t window, const char* name) const;
 
     QTemporaryDir m_directory;
@@ -68,8 +69,7 @@ private:
     std::unique_ptr<QProcess> m_windowManager;
     xcb_connection_t* m_connection = nullptr;
     xcb_window_t m_root = 0;
-    uint8_t m_keyboard = 0;
-    uint8_t m_firstDeviceEvent = 0;
+    std::unique_ptr<PhysicalKeyboard> m_keyboard;
 };
 
 /// The text field of tests/Support/TextField in the session, and what it has received.

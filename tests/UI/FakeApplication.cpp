@@ -12,12 +12,14 @@ FakeApplication::FakeApplication(RecordingStore* store) : windowHints(createX11W
     hooks.pillEnabled = [this] { return pillWanted; };
     hooks.loadPillPosition = [this] { return pillPosition; };
     hooks.savePillPosition = [this](QPointF position) { pillPosition = position; };
-    hooks.listLanguages = [] {
+    hooks.listLanguages = [this] {
         InterfaceChoices choices;
         for (const auto& language : SupportedLanguages::all())
-            choices.push_back({language.code, language.nativeName, language.name, language.code == u"de"});
+            choices.push_back({language.code, language.nativeName, language.name, language.code == u"de",
+                               servedLanguages.isEmpty() || servedLanguages.contains(language.code)});
         return choices;
     };
+    hooks.followLanguages = [this](QObject*, std::function<void()> update) { languagesChanged = std::move(update); };
     hooks.selectLanguage = [this](const QString& code) { chosenLanguage = code; };
     hooks.listMicrophones = [](const auto& answer) {
         answer({{QStringLiteral("usb"), QStringLiteral("Desk & Chair Microphone"), {}, true},

@@ -54,6 +54,8 @@ public:
     bool pillWanted = true;
     std::optional<QPointF> pillPosition;
     QString chosenLanguage;
+    QStringList servedLanguages; ///< empty: all
+    std::function<void()> languagesChanged;
     QStringList chosenMicrophones; ///< "" for the system's default
 
     AccountState accountState{.kind = AccountState::Kind::anonymous};

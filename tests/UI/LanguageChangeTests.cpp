@@ -32,7 +32,7 @@ struct LanguageChange : testing::Test, RecordingFixture {
 TEST_F(LanguageChange, ReachesTheMenu) {
     AccountModel account(application);
     TrayController tray(
-        store, application, application.hooks, &Texts::lookUp, account, [] {},
+        store, application, application.hooks, &Texts::lookUp, account, [] {}, [] {},
         std::make_unique<TrayHost>(*application.windowHints));
     const auto entries = [&tray] {
         QStringList texts;

@@ -32,12 +32,14 @@ struct TrayTest : testing::Test, RecordingFixture {
     FakeApplication application{&store};
     AccountModel account{application};
     int accountsShown = 0;
+    int languageListsShown = 0;
     TrayController tray{store,
                         application,
                         application.hooks,
                         &identity,
                         account,
                         [this] { ++accountsShown; },
+                        [this] { ++languageListsShown; },
                         std::make_unique<TrayHost>(*application.windowHints)};
 };
 
@@ -90,6 +92,22 @@ TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
     desk->trigger();
     standard->trigger();
     EXPECT_EQ(chosen, (std::vector<std::optional<QString>>{QStringLiteral("usb"), std::nullopt}));
+}
+
+TEST_F(TrayTest, ShowsTheLikelyLanguagesAndLeadsToTheOthers) {
+    application.servedLanguages = QStringList(QStringLiteral("en"));
+    auto* submenu = entry(tray.menu(), QStringLiteral("tray.language"))->menu();
+    Q_EMIT submenu->aboutToShow();
+    EXPECT_LT(submenu->actions().size(), 7);
+    auto* german = entry(*submenu, QStringLiteral("Deutsch – languagePicker.notServed"));
+    auto* english = entry(*submenu, QStringLiteral("English"));
+    auto* others = entry(*submenu, QStringLiteral("tray.moreLanguages"));
+    ASSERT_TRUE(german && english && others);
+    EXPECT_TRUE(german->isChecked());
+    english->trigger();
+    EXPECT_EQ(application.chosenLanguage, u"en");
+    others->trigger();
+    EXPECT_EQ(languageListsShown, 1);
 }
 
 TEST_F(TrayTest, AccountIsCalledByItsName) {

@@ -115,6 +115,31 @@ TEST_F(WelcomeWindowTest, IsGoneThroughWithTheKeyboardAlone) {
     EXPECT_FALSE(application.isUnbalanced);
 }
 
+TEST_F(WelcomeWindowTest, ALanguageThatTheServerDoesNotUnderstandIsChosenTwice) {
+    application.servedLanguages = QStringList(QStringLiteral("en"));
+    application.languagesChanged(); // the server answers while the list is open
+    const auto shows = [this](const char* key, const QString& language) {
+        bool found = false;
+        visitItems(*window, [&](QQuickItem& item) {
+            found = found || (item.isVisible() &&
+                              item.property("text").toString() == text(key).replace(QStringLiteral("%1"), language));
+        });
+        return found;
+    };
+    EXPECT_TRUE(shows("languagePicker.served", LocalizationManager::shared().languageName(QStringLiteral("en"))));
+    press(*window, Qt::Key_Return); // on German, the system's language
+    EXPECT_TRUE(shows("languagePicker.confirm", LocalizationManager::shared().languageName(QStringLiteral("de"))));
+    press(*window, Qt::Key_Down);
+    press(*window, Qt::Key_Return); // another one asks again
+    press(*window, Qt::Key_Up);
+    press(*window, Qt::Key_Return);
+    EXPECT_EQ(step(), u"language");
+    EXPECT_TRUE(application.chosenLanguage.isEmpty());
+    press(*window, Qt::Key_Return);
+    EXPECT_EQ(application.chosenLanguage, u"de");
+    ASSERT_TRUE(arriveAt("hotkey"));
+}
+
 TEST_F(WelcomeWindowTest, LeadsPastTheGuideWhereThereAreNoHotkeys) {
     window.reset();
     application.hotkey.clear();
@@ -222,8 +247,8 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
                 if (steps.isLast())
                     break;
             }
-            for (const auto kind :
-                 {AccountState::Kind::none, AccountState::Kind::anonymous, AccountState::Kind::signedIn})
+            for (const auto kind : {AccountState::Kind::none, AccountState::Kind::anonymous,
+                                    AccountState::Kind::signedIn, AccountState::Kind::expired})
                 for (const bool isBusy : {false, true}) {
                     application.accountState = {.kind = kind, .isBusy = isBusy, .message = QStringLiteral("refused")};
                     account.refresh();

@@ -229,6 +229,11 @@ public:
 
     [[nodiscard]] bool isAvailable() const override { return m_service.isAvailable; }
 
+    [[nodiscard]] std::optional<std::vector<std::string>> languages() const override {
+        const auto& languages = m_service.settings.languages;
+        return languages.empty() ? std::nullopt : std::optional(languages);
+    }
+
     std::unique_ptr<RecognitionSession> open(const RecognitionOptions& options,
                                              std::shared_ptr<RecognitionListener> listener) override {
         std::shared_ptr<void> place = takePlace();

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace quillo::server {
 
@@ -13,6 +14,7 @@ struct HttpRecogniserSettings {
     std::string path = "/v1/audio/transcriptions"; ///< "/inference" for an unconfigured whisper.cpp server
     std::string key;                               ///< sent as a bearer token; empty for none
     std::string model;                             ///< empty to leave the choice to the service
+    std::vector<std::string> languages;            ///< that the service understands; empty when not known
     std::string prompt;                            ///< words and names the service should expect; may be empty
     std::filesystem::path authorityFile;           ///< PEM certificates to trust instead of the system's
     size_t maxSessions = 64;

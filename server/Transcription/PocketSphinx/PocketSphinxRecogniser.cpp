@@ -177,6 +177,8 @@ public:
 
     [[nodiscard]] std::string name() const override { return "pocketsphinx"; }
 
+    [[nodiscard]] std::optional<std::vector<std::string>> languages() const override { return {{"en"}}; }
+
     [[nodiscard]] bool isAvailable() const override {
         return ::access((m_settings.modelFolder / "en-us.lm.bin").c_str(), R_OK) == 0;
     }

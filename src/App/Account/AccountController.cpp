@@ -6,8 +6,9 @@
 namespace quillo {
 
 AccountController::AccountController(AuthServiceProtocol& auth, TaskRunner& tasks, std::function<void()> changed,
-                                     std::function<void()> signedIn)
-    : m_auth(auth), m_tasks(tasks), m_changed(std::move(changed)), m_signedIn(std::move(signedIn)) {
+                                     std::function<void()> signedIn, std::function<void()> signedOut)
+    : m_auth(auth), m_tasks(tasks), m_changed(std::move(changed)), m_signedIn(std::move(signedIn)),
+      m_signedOut(std::move(signedOut)) {
     m_observation = m_auth.observe([this] { m_changed(); });
 }
 
@@ -18,6 +19,8 @@ AccountState AccountController::state() const {
         state.name = user->fullName.value_or(QString());
         state.email = user->email.value_or(QString());
     }
+    if (m_auth.isSessionExpired())
+        state.kind = AccountState::Kind::expired;
     state.isBusy = m_attempts > 0;
     state.message = m_failure;
     return state;
@@ -53,6 +56,7 @@ void AccountController::run(std::function<Task<>(AuthServiceProtocol&)> attempt,
 }
 
 void AccountController::continueAnonymously() {
+    m_signedOut();
     m_changed();
     m_tasks.run(QStringLiteral("anonymous session"), [this](std::stop_token) -> Task<> {
         try {

@@ -14,7 +14,7 @@ public:
     /// The references must outlive the controller. `changed` is called whenever `state` may have changed, `signedIn`
     /// after each successful sign-in.
     AccountController(AuthServiceProtocol& auth, TaskRunner& tasks, std::function<void()> changed,
-                      std::function<void()> signedIn);
+                      std::function<void()> signedIn, std::function<void()> signedOut);
 
     [[nodiscard]] AccountState state() const;
 
@@ -41,6 +41,7 @@ private:
     TaskRunner& m_tasks;
     std::function<void()> m_changed;
     std::function<void()> m_signedIn;
+    std::function<void()> m_signedOut;
     QString m_failure;
     int m_attempts = 0; ///< running attempts
     Observation m_observation;

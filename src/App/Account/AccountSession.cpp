@@ -7,10 +7,11 @@
 namespace quillo {
 
 AccountSession::AccountSession(AuthServiceProtocol& auth, KeychainTokenStorage* keychain, UserSettings& settings,
-                               Clock& clock, TaskRunner& tasks, Hooks hooks)
-    : m_auth(auth), m_keychain(keychain), m_settings(settings), m_tasks(tasks), m_hooks(std::move(hooks)),
-      m_controller(
-          auth, tasks, [this] { m_hooks.accountDidChange(); }, [this] { userDidSignIn(); }),
+                               LastUser& lastUser, Clock& clock, TaskRunner& tasks, Hooks hooks)
+    : m_auth(auth), m_keychain(keychain), m_settings(settings), m_lastUser(lastUser), m_tasks(tasks),
+      m_hooks(std::move(hooks)), m_controller(
+                                     auth, tasks, [this] { m_hooks.accountDidChange(); }, [this] { userDidSignIn(); },
+                                     [this] { userDidSignOut(); }),
       m_check(auth, clock, tasks,
               [this](SessionCheck::Outcome outcome, const QString&) { sessionDidSettle(outcome); }) {
     m_notifications = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
@@ -31,12 +32,21 @@ AccountSession::~AccountSession() {
 void AccountSession::restoreUnlockedSession() {
     m_tasks.run(QStringLiteral("session of the unlocked keyring"), [this](std::stop_token) -> Task<> {
         co_await m_auth.checkExistingSession();
+        sayIfExpired();
         m_hooks.accountDidChange();
     });
 }
 
+void AccountSession::sayIfExpired() {
+    if (m_auth.isSessionExpired())
+        NotificationCenter::shared().post(
+            notification::userNotice,
+            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("account.expired"))}});
+}
+
 void AccountSession::sessionDidSettle(SessionCheck::Outcome outcome) {
     const auto user = m_auth.currentUser();
+    sayIfExpired();
     if (m_keychain && m_keychain->isLocked())
         NotificationCenter::shared().post(
             notification::userNotice,
@@ -62,10 +72,21 @@ void AccountSession::finishOnboarding() { m_settings.setValue(QStringLiteral("on
 void AccountSession::userDidChange() {
     appLog(QStringLiteral("🔄 Auth user changed — disconnecting WebSocket so next recording uses new token"),
            LogLevel::info, QStringLiteral("App"));
-    const auto user = m_auth.currentUser();
-    m_settings.setUserId(user && !user->isAnonymous ? std::optional(user->id) : std::nullopt);
-    m_settings.runMigrations();
+    applyUser();
     m_hooks.dropConnection();
+}
+
+void AccountSession::applyUser() {
+    const auto user = m_auth.currentUser();
+    if (!user || user->isAnonymous)
+        return;
+    m_lastUser.remember(user->id);
+    m_lastUser.applyTo(m_settings);
+}
+
+void AccountSession::userDidSignOut() {
+    m_lastUser.remember({});
+    m_lastUser.applyTo(m_settings);
 }
 
 } // namespace quillo

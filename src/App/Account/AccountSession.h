@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/Account/AccountController.h"
+#include "App/Account/LastUser.h"
 #include "App/Account/SessionCheck.h"
 #include "Services/Auth/KeychainTokenStorage.h"
 #include "Services/Settings/UserSettings.h"
@@ -25,8 +26,8 @@ public:
     };
 
     /// The references must outlive the session. `keychain` is null when the tokens are not in a keychain.
-    AccountSession(AuthServiceProtocol& auth, KeychainTokenStorage* keychain, UserSettings& settings, Clock& clock,
-                   TaskRunner& tasks, Hooks hooks);
+    AccountSession(AuthServiceProtocol& auth, KeychainTokenStorage* keychain, UserSettings& settings,
+                   LastUser& lastUser, Clock& clock, TaskRunner& tasks, Hooks hooks);
     ~AccountSession();
     AccountSession(const AccountSession&) = delete;
     AccountSession& operator=(const AccountSession&) = delete;
@@ -40,11 +41,17 @@ private:
     void sessionDidSettle(SessionCheck::Outcome outcome);
     void userDidSignIn();
     void userDidChange();
+    void userDidSignOut();
+    /// Switches to the settings of the signed-in account. Without one, those of the last account stay in effect: its
+    /// keyring may be locked, or the server may have ended its session.
+    void applyUser();
     void restoreUnlockedSession();
+    void sayIfExpired();
 
     AuthServiceProtocol& m_auth;
     KeychainTokenStorage* m_keychain;
     UserSettings& m_settings;
+    LastUser& m_lastUser;
     TaskRunner& m_tasks;
     Hooks m_hooks;
     AccountController m_controller;

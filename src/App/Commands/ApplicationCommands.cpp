@@ -91,7 +91,7 @@ void ApplicationCommands::retranscribeRecord(const QString& id, const QString& l
 void ApplicationCommands::copyRecord(const QString& id) {
     m_parts.tasks.run(QStringLiteral("copy"),
                       [this, text = historyActions::idleRecord(history(), id)->text](std::stop_token) -> Task<> {
-                          co_await m_parts.services.pasteboard->offerText(text, false);
+                          co_await m_parts.services.pasteboard->offerText(text, false, ClipboardUse::lasting);
                       });
 }
 

@@ -9,8 +9,13 @@ namespace quillo {
 namespace {
 
 RecordingStore::ReduceFunction reducer(Clock& clock) {
-    return [reducer = RecordingReducer([&clock] { return clock.wallTime(); })](
-               const RecordingState& state, const RecordingAction& action) { return reducer.reduce(state, action); };
+    return [reducer = RecordingReducer([&clock] { return clock.wallTime(); })](const RecordingState& state,
+                                                                               const RecordingAction& action) {
+        if (std::holds_alternative<action::StartRecording>(action) && state.status.isActive())
+            appLog(QStringLiteral("⚠️ startRecording already in progress, ignoring duplicate call"), LogLevel::warn,
+                   QStringLiteral("Recording"));
+        return reducer.reduce(state, action);
+    };
 }
 
 } // namespace
@@ -45,6 +50,7 @@ Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& 
         if (key == QStringLiteral("selectedMicrophoneId"))
             applyMicrophone();
     });
+    QObject::connect(&m_settings, &UserSettings::userChanged, &m_context, [this] { applyMicrophone(); });
 }
 
 RecordingServices Dictation::recordingServices(Clock& clock, ArchiveStores stores) {

@@ -4,6 +4,7 @@
 #include "Core/NotificationCenter.h"
 #include "Data/TagManager.h"
 #include "Services/Recordings/AudioStorageManager.h"
+#include "Services/Settings/UserSettings.h"
 
 namespace quillo {
 
@@ -14,9 +15,16 @@ RecordingQueue::RecordingQueue(ServiceContainer& services, ModelContext* history
                                            if (name == notification::pendingRecordRecovered)
                                                recordDidRecover(userInfo.value(QStringLiteral("recordId")).toString());
                                        });
+    m_settings = QObject::connect(&UserSettings::shared(), &UserSettings::changed, [this](const QString& key) {
+        if (key == QStringLiteral("audioStorageLimitMB") || key == QStringLiteral("keepAudio"))
+            enforceStorageLimit();
+    });
 }
 
-RecordingQueue::~RecordingQueue() { QObject::disconnect(m_notifications); }
+RecordingQueue::~RecordingQueue() {
+    QObject::disconnect(m_notifications);
+    QObject::disconnect(m_settings);
+}
 
 void RecordingQueue::start() {
     m_manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{

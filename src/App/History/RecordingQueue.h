@@ -36,6 +36,7 @@ private:
     TaskRunner& m_tasks;
     std::unique_ptr<PendingTranscriptionManager> m_manager;
     QMetaObject::Connection m_notifications;
+    QMetaObject::Connection m_settings;
 };
 
 } // namespace quillo

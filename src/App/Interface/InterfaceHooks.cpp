@@ -10,11 +10,12 @@ namespace {
 
 QString text(const QString& key) { return LocalizationManager::shared().t(key); }
 
-InterfaceChoices languageChoices(const QString& chosen) {
+InterfaceChoices languageChoices(const QString& chosen, const ServedLanguages& served) {
     const auto automatic = QStringLiteral("auto");
     InterfaceChoices choices{{automatic, text(QStringLiteral("languagePicker.automatic")), {}, chosen == automatic}};
     for (const auto& language : SupportedLanguages::all())
-        choices.push_back({language.code, language.nativeName, language.name, language.code == chosen});
+        choices.push_back({language.code, language.nativeName, language.name, language.code == chosen,
+                           served.understands(language.code)});
     return choices;
 }
 
@@ -31,7 +32,13 @@ void addChoices(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
     hooks.selectMicrophone = [&settings = parts.settings](const std::optional<QString>& id) {
         settings.setSelectedMicrophoneId(id);
     };
-    hooks.listLanguages = [&settings = parts.settings] { return languageChoices(settings.primaryLanguage()); };
+    hooks.listLanguages = [parts] {
+        parts.servedLanguages.ask(); // the server may have got another recogniser since
+        return languageChoices(parts.settings.primaryLanguage(), parts.servedLanguages);
+    };
+    hooks.followLanguages = [&served = parts.servedLanguages](QObject* receiver, const std::function<void()>& update) {
+        QObject::connect(&served, &ServedLanguages::changed, receiver, update);
+    };
     hooks.selectLanguage = [&settings = parts.settings](const QString& code) { settings.chooseLanguages(code); };
 }
 

@@ -2,6 +2,7 @@
 
 #include "App/Account/AccountSession.h"
 #include "App/Dictation/DictationHotkeys.h"
+#include "App/System/ServedLanguages.h"
 
 namespace quillo {
 
@@ -12,6 +13,7 @@ struct InterfaceParts {
     Dictation& dictation;
     DictationHotkeys& hotkeys;
     AccountSession& account;
+    ServedLanguages& servedLanguages;
     TaskRunner& tasks;
 };
 

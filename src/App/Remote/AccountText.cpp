@@ -11,6 +11,9 @@ QString accountText(const AccountState& account) {
     case AccountState::Kind::anonymous:
         text = QStringLiteral("not signed in: dictating without an account");
         break;
+    case AccountState::Kind::expired:
+        text = QStringLiteral("signed out by the server: sign in again with quillo sign-in");
+        break;
     case AccountState::Kind::signedIn:
         text = account.name.isEmpty() ? QStringLiteral("signed in as %1").arg(account.email)
                                       : QStringLiteral("signed in as %1 <%2>").arg(account.name, account.email);

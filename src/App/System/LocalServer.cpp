@@ -37,6 +37,8 @@ constexpr Clock::Duration stableAfter = 30s;
 constexpr int folderInUse = 3;
 /// With the delays above these take half a minute: the server of an earlier start has finished by then.
 constexpr int attemptsOnUsedFolder = 6;
+/// How often to look whether the user's own server still runs.
+constexpr Clock::Duration lookInterval = 3s;
 
 void log(const QString& message, LogLevel level = LogLevel::info) {
     appLog(QStringLiteral("[LocalServer] ") + message, level, QStringLiteral("LocalServer"));
@@ -51,7 +53,8 @@ QString hostOfRunningServer() {
                QStringLiteral("/quillo/server/server.lock"));
     if (!lock.open(QIODevice::ReadOnly) || ::flock(lock.handle(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK)
         return {};
-    // "PROCESS ADDRESS:PORT", and a third word when it belongs to an application.
+    // "PROCESS ADDRESS:PORT", and a third word when we cannot use it: it belongs to an application, or its
+    // certificate is for another name than this address.
     const auto words = QString::fromLatin1(lock.readLine()).simplified().split(QLatin1Char(' '));
     if (words.size() != 2)
         return {};
@@ -62,13 +65,18 @@ QString hostOfRunningServer() {
     return QStringLiteral("127.0.0.1:") + words[1].section(QLatin1Char(':'), -1);
 }
 
+/// `port` 0 means any free one, and becomes the one that was bound.
 int bindLoopback(quint16& port) {
     const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    // The port of a server that ended may still have connections that wait for their last packets.
+    const int reuse = port == 0 ? 0 : 1;
     socklen_t length = sizeof address;
-    if (descriptor < 0 || ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+    if (descriptor < 0 || ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse) != 0 ||
+        ::bind(descriptor, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
         ::listen(descriptor, pendingConnections) != 0 ||
         ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         const int error = errno;
@@ -103,14 +111,36 @@ QString LocalServer::findProgram() {
 }
 
 void LocalServer::start(const QString& program, const QString& logFile) {
-    if (m_socket < 0) {
-        log(QStringLiteral("✅ Using the server that runs already at %1").arg(m_host));
-        return;
-    }
     m_program = program;
     m_logFile = logFile;
     m_wanted = true;
-    launch();
+    if (m_socket >= 0)
+        return launch();
+    log(QStringLiteral("✅ Using the server that runs already at %1").arg(m_host));
+    lookLater();
+}
+
+void LocalServer::lookLater() {
+    m_restart = m_clock.callLater(lookInterval, [this] {
+        const bool isMissing = hostOfRunningServer() != m_host;
+        // Twice, because it may be restarting.
+        if (isMissing && m_wasMissing && replaceEndedServer())
+            return launch();
+        m_wasMissing = isMissing;
+        lookLater();
+    });
+}
+
+bool LocalServer::replaceEndedServer() {
+    // The clients keep the address, and the folder has the same certificates and accounts.
+    auto port = static_cast<quint16>(m_host.section(QLatin1Char(':'), -1).toUInt());
+    try {
+        m_socket = bindLoopback(port);
+    } catch (const std::system_error&) {
+        return false; // it is just restarting, or its last connections are still open
+    }
+    log(QStringLiteral("⚠️ The server that ran at %1 has ended").arg(m_host), LogLevel::warn);
+    return true;
 }
 
 void LocalServer::launch() {

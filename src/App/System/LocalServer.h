@@ -20,7 +20,7 @@ class LocalServer final : public QObject {
     Q_OBJECT
 public:
     /// Binds the port; throws std::system_error when the machine gives none. Nothing runs yet. Where the user runs a
-    /// server on the same data folder already, that one is used and none is started: a folder has one server.
+    /// server on the same data folder already, that one is used as long as it runs: a folder has one server.
     explicit LocalServer(Clock& clock);
     ~LocalServer() override;
 
@@ -38,6 +38,10 @@ private:
     void launch();
     void handleFinished(int exitCode, QProcess::ExitStatus status);
     void giveUpTheFolder();
+    /// Waits for the end of the server that is used instead of our own.
+    void lookLater();
+    /// Binds its address; false while that is not possible.
+    bool replaceEndedServer();
 
     Clock& m_clock;
     int m_socket = -1;
@@ -49,6 +53,7 @@ private:
     Clock::Instant m_startedAt{};
     int m_failures = 0;
     bool m_wanted = false;
+    bool m_wasMissing = false; ///< the server that is used instead of our own, at the last look
 };
 
 } // namespace quillo

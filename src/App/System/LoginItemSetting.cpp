@@ -10,15 +10,20 @@ const QString settingKey = QStringLiteral("launchAtLogin");
 
 LoginItemSetting::LoginItemSetting(LoginItem& item, UserSettings& settings)
     : m_settings(settings), m_launchAtLogin(item) {
-    const bool isChosen = settings.isStored(settingKey);
-    const bool chosen = settings.launchAtLogin();
-    m_isEnabled = m_launchAtLogin.reconcile(isChosen ? std::optional(chosen) : std::nullopt);
-    if (isChosen && m_isEnabled != chosen)
-        settings.setValue(settingKey, m_isEnabled);
+    reconcile();
+    QObject::connect(&settings, &UserSettings::userChanged, &m_context, [this] { reconcile(); });
     QObject::connect(&settings, &UserSettings::changed, &m_context, [this](const QString& key) {
         if (key == settingKey)
             settingDidChange();
     });
+}
+
+void LoginItemSetting::reconcile() {
+    const bool isChosen = m_settings.isStored(settingKey);
+    const bool chosen = m_settings.launchAtLogin();
+    m_isEnabled = m_launchAtLogin.reconcile(isChosen ? std::optional(chosen) : std::nullopt);
+    if (isChosen && m_isEnabled != chosen)
+        m_settings.setValue(settingKey, m_isEnabled);
 }
 
 void LoginItemSetting::settingDidChange() {

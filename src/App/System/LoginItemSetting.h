@@ -14,6 +14,8 @@ public:
     LoginItemSetting(LoginItem& item, UserSettings& settings);
 
 private:
+    /// Compares the setting with the desktop, because another user's setting may now be in effect.
+    void reconcile();
     void settingDidChange();
 
     UserSettings& m_settings;

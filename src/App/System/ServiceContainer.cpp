@@ -69,6 +69,18 @@ DeviceIdentity thisDevice(const ServerEnvironment& environment) {
     });
 }
 
+AtSpiSwitchMemory switchMemory() {
+    const auto key = QStringLiteral("accessibilitySwitchedOn");
+    return {
+        [key] { return Preferences::shared().value(key).toBool(); },
+        [key](bool isOurs) { isOurs ? Preferences::shared().setValue(key, true) : Preferences::shared().remove(key); }};
+}
+
+/// A site that has a server of its own need not have a way to the internet.
+NetworkReach reachOf(const ServerEnvironment& environment) {
+    return environment.isOnLocalNetwork() ? NetworkReach::localNetwork : NetworkReach::internet;
+}
+
 std::shared_ptr<KeychainTokenStorage> makeTokenStorage(const ServerEnvironment& environment) {
     const auto folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo");
@@ -145,7 +157,8 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
             .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
         },
         *authService, clock);
-    networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(), environment.isLoopback());
+    networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(reachOf(environment)),
+                                                             environment.isLoopback());
     metricsService = std::make_unique<MetricsService>();
     sessionWatch = createLogindSessionWatch();
     loginItem = createAutostartLoginItem(AutostartPlace::ofThisProcess());
@@ -183,7 +196,7 @@ void ServiceContainer::connectX11() {
     keyInjector = orElse(createX11KeyInjector(guard), makeUnavailableKeyInjector);
     pasteboard = orElse(createX11Pasteboard(), makeUnavailablePasteboard);
     applications = orElse(createX11Applications(), makeUnavailableApplications);
-    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); });
+    accessibility = createAtSpiAccessibility([guard] { return x11KeyboardIsGrabbed(*guard); }, switchMemory());
 }
 
 void ServiceContainer::connectWayland() {
@@ -197,7 +210,7 @@ void ServiceContainer::connectWayland() {
     if (!pasteboard && !qEnvironmentVariableIsEmpty("DISPLAY"))
         pasteboard = createX11Pasteboard();
     pasteboard = orElse(std::move(pasteboard), makeUnavailablePasteboard);
-    accessibility = createAtSpiAccessibility([] { return false; });
+    accessibility = createAtSpiAccessibility([] { return false; }, switchMemory());
 }
 
 } // namespace quillo

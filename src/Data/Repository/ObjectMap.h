@@ -63,6 +63,14 @@ public:
                            [](const auto& item) { return item.second.isChanged(); });
     }
 
+    /// Calls `visit` with the entry of each object that has unsaved changes.
+    template <typename Visit>
+    void forEachChanged(Visit visit) {
+        for (auto& item : m_entries)
+            if (item.second.isChanged())
+                visit(item.second);
+    }
+
     /// Writes everything unsaved, removals first.
     void write(Database& database, const std::function<int64_t()>& takeKey, int64_t entityNumber) const {
         for (const auto& [key, entry] : m_entries)

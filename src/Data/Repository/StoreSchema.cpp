@@ -42,6 +42,18 @@ CREATE INDEX IF NOT EXISTS QuilloRecordByClientId ON ZTRANSCRIPTIONRECORD (ZCLIE
 CREATE UNIQUE INDEX IF NOT EXISTS QuilloTagById ON ZTAG (ZID);
 )";
 
+// What other devices must still hear of: nothing but the identity of a deleted record is kept, and when it was deleted
+// (milliseconds since 1970). A record that comes back is no longer deleted.
+constexpr auto deletions = R"(
+CREATE TABLE IF NOT EXISTS QuilloDeleted (id BLOB PRIMARY KEY, deleted_at INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TRIGGER IF NOT EXISTS QuilloDeletionNoted AFTER DELETE ON ZTRANSCRIPTIONRECORD BEGIN
+ INSERT OR REPLACE INTO QuilloDeleted VALUES (OLD.ZID, CAST(round((julianday('now') - 2440587.5) * 86400000) AS INTEGER));
+END;
+CREATE TRIGGER IF NOT EXISTS QuilloDeletionUndone AFTER INSERT ON ZTRANSCRIPTIONRECORD BEGIN
+ DELETE FROM QuilloDeleted WHERE id = NEW.ZID;
+END;
+)";
+
 QSet<QString> columnsOf(const Database& database, const char* table) {
     QSet<QString> names;
     Statement statement(database, std::string("SELECT upper(name) FROM pragma_table_info('") + table + "')");
@@ -116,6 +128,7 @@ void prepare(Database& database) {
         searchIndex::drop(database);
         database.execute(rowRepairs);
         database.execute(indexes);
+        database.execute(deletions);
     }
     searchIndex::build(database);
     database.execute("PRAGMA user_version = " + std::to_string(version));

@@ -5,8 +5,8 @@
 namespace quillo::storeSchema {
 
 /// The version of the files that this program writes (SQLite's "user_version"). Files of the earlier object store have
-/// 0.
-inline constexpr int64_t version = 1;
+/// 0; version 2 added "QuilloDeleted".
+inline constexpr int64_t version = 2;
 
 /// Upgrades the file to `version` in one transaction, or creates everything in an empty one. Missing tables and columns
 /// are added, rows without identity, date or status get one, and unknown content is preserved. Our own tables and

@@ -10,6 +10,7 @@ struct AccountState {
         none,      ///< no session: the application could not get one, or the user signed out
         anonymous, ///< a session without an account
         signedIn,
+        expired, ///< the server ended the session of the account; signing in again restores it
     };
     Kind kind = Kind::none;
     QString name;        ///< full name; may be empty

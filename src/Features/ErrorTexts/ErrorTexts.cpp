@@ -69,6 +69,8 @@ UserMessage of(const AuthError& error) {
         return {QStringLiteral("auth.unreachable")};
     case Code::anonymousFailed:
         return {QStringLiteral("auth.anonymousFailed")};
+    case Code::accountRequired:
+        return {QStringLiteral("auth.accountRequired")};
     case Code::deletionFailed:
         return {QStringLiteral("auth.deletionFailed")};
     case Code::cancelled:

@@ -78,6 +78,7 @@ void CaptureChannel::take(AudioChunk chunk) {
 /// Opens the device again; on failure returns false and the reason.
 Task<bool> CaptureChannel::restart(Handle channel, std::shared_ptr<QString> failure) {
     const int generation = ++channel->m_generation;
+    channel->m_firstChunk = AsyncEvent();
     channel->m_source.stopCapture();
     std::optional<AsyncStream<AudioChunk>> stream;
     try {
@@ -104,6 +105,8 @@ Task<> CaptureChannel::replaceDevice(Handle channel, QString reason) {
     const auto failure = std::make_shared<QString>();
     if (co_await restart(channel, failure)) {
         recordingLog(QStringLiteral("🔄 Recording continues on '%1'").arg(channel->m_source.currentDeviceName()));
+        // The replacement may be as dead as the one before it.
+        co_await watchFirstChunk(channel);
         co_return;
     }
     channel->m_state = State::closed;
@@ -112,10 +115,13 @@ Task<> CaptureChannel::replaceDevice(Handle channel, QString reason) {
 }
 
 Task<> CaptureChannel::watchFirstChunk(Handle channel) {
-    for (int attempt = 1;
-         !co_await channel->m_firstChunk.wait(channel->m_clock, firstAudioChunkTimeout, channel->m_stop.get_token());
-         ++attempt) {
-        if (!channel->isOpen())
+    for (int attempt = 1;; ++attempt) {
+        const int generation = channel->m_generation;
+        const auto firstChunk = channel->m_firstChunk;
+        if (co_await firstChunk.wait(channel->m_clock, firstAudioChunkTimeout, channel->m_stop.get_token()))
+            co_return;
+        // A replaced device has a watch of its own.
+        if (!channel->isOpen() || generation != channel->m_generation)
             co_return;
         const auto device = channel->m_source.currentDeviceName();
         if (attempt > maxFirstAudioChunkRestartAttempts) {
@@ -141,7 +147,10 @@ void CaptureChannel::giveUp(const QString& device) {
     recordingLog(QStringLiteral("🧯 Aborting recording: no audio callbacks detected"), LogLevel::error);
     close();
     m_drained.set();
-    hooks.silent(device);
+    if (isSilent())
+        hooks.silent(device);
+    else
+        hooks.lost(QStringLiteral("No audio from microphone '%1'").arg(device));
 }
 
 void CaptureChannel::close() {

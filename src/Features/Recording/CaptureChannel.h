@@ -24,7 +24,7 @@ public:
         std::function<void(const QString& name, std::function<Task<>()> body)> launch;
         /// A chunk is on the disk and in the backlog.
         std::function<void(const AudioChunk&)> captured;
-        /// The device was lost and could not be replaced: no more chunks follow.
+        /// The device was lost and could not be replaced by one that delivers: no more chunks follow.
         std::function<void(const QString& reason)> lost;
         /// The device was opened twice and delivered nothing; the capture has been closed.
         std::function<void(const QString& device)> silent;
@@ -42,7 +42,8 @@ public:
 
     /// Opens the device, starting inside the call, and begins to read it. `*failure` says why it failed.
     static Task<OpenResult> open(Handle channel, std::shared_ptr<QString> failure);
-    /// Restarts a device once if it delivers no chunk within 0.6 s, then reports it as silent.
+    /// Restarts the present device once if it delivers no chunk within 0.6 s, then reports it as silent. A device that
+    /// replaces a lost one is watched too.
     static Task<> watchFirstChunk(Handle channel);
     /// Closes the device, unless another dictation has opened it since. Audio captured so far still arrives; `drain`
     /// awaits it.

@@ -1,5 +1,6 @@
 #include "Features/Recording/Conclusion.h"
 
+#include "Core/DictatedText.h"
 #include "Core/NotificationCenter.h"
 #include "Features/Recording/TextDelivery.h"
 
@@ -119,7 +120,7 @@ Task<Ending> concludeWithText(RunHandle run) {
         recordingLog(QStringLiteral("💾 Recording saved (no accessibility): %1 accessibility_missing").arg(run->id));
         co_return ending;
     }
-    recordingLog(QStringLiteral("📝 Text to inject: %1").arg(run->delivered.text));
+    recordingLog(QStringLiteral("📝 Text to inject: %1").arg(dictated(run->delivered.text)));
     const auto outcome = co_await textDelivery::deliver(run);
     if (run->isOver()) // cancelled or ended meanwhile, which has settled the archive
         co_return ending;
@@ -152,8 +153,8 @@ void chooseText(RecordingRun& run) {
     if (chosen.original.isEmpty())
         return;
     recordingLog(QStringLiteral("💾 Original text saved (before AI processing)"));
-    recordingLog(QStringLiteral("📝 [Original]\\n%1").arg(chosen.original));
-    recordingLog(QStringLiteral("✨ [AI Processed]\\n%1").arg(chosen.text));
+    recordingLog(QStringLiteral("📝 [Original]\\n%1").arg(dictated(chosen.original)));
+    recordingLog(QStringLiteral("✨ [AI Processed]\\n%1").arg(dictated(chosen.text)));
 }
 
 ArchivedText archivedText(const RecordingRun& run) {

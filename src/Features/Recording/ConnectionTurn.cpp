@@ -17,6 +17,7 @@ Task<> leave(RunHandle run) {
         ~Release() { released.set(); }
     } const onReturn{link.released};
     if (link.turnAt) {
+        recordingLog(QStringLiteral("✅ Message receiving stopped"));
         try {
             co_await run->services.webSocket.disconnect();
             recordingLog(QStringLiteral("✅ WebSocket disconnected"));

@@ -97,6 +97,8 @@ void RecordingArchive::complete(const ArchivedText& text, bool keepAudio) {
         return;
     }
     recordingLog(QStringLiteral("✅ Active record finalized: %1").arg(record->id.toString(QUuid::WithoutBraces)));
+    recordingLog(QStringLiteral("✅ Transcription saved locally "));
+    recordingLog(QStringLiteral("🔒 Text stays on device "));
     recordingLog(text.metricsId
                      ? QStringLiteral("✅ Local record updated with metricsId %1").arg(*text.metricsId)
                      : QStringLiteral("ℹ️ No metricsId received from server; leaving local record unlinked "));

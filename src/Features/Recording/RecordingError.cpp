@@ -25,26 +25,29 @@ QString RecordingError::messageKey() const {
 }
 
 UserMessage RecordingError::userMessage() const {
-    return std::visit(Overloaded{
-                          [this](const AudioCaptureFailed& error) {
-                              return error.silentDevice.isEmpty()
-                                         ? UserMessage{messageKey()}
-                                         : UserMessage{QStringLiteral("error.microphoneSilent"), {error.silentDevice}};
-                          },
-                          [this](const TranscriptionFailed& error) {
-                              if (error.code == QStringLiteral("STT_UNAVAILABLE"))
-                                  return UserMessage{QStringLiteral("error.recogniserUnavailable")};
-                              if (error.code == QStringLiteral("LANGUAGE_NOT_SERVED"))
-                                  return UserMessage{QStringLiteral("error.languageNotServed")};
-                              return UserMessage{messageKey()};
-                          },
-                          [](const Unknown& error) {
-                              return error.words.isEmpty() ? UserMessage{QStringLiteral("error.unexpected")}
-                                                           : error.words;
-                          },
-                          [this](const auto&) { return UserMessage{messageKey()}; },
-                      },
-                      m_kind);
+    return std::visit(
+        Overloaded{
+            [this](const ConnectionFailed& error) {
+                return UserMessage{error.needsSignIn ? QStringLiteral("error.signInNeeded") : messageKey()};
+            },
+            [this](const AudioCaptureFailed& error) {
+                return error.silentDevice.isEmpty()
+                           ? UserMessage{messageKey()}
+                           : UserMessage{QStringLiteral("error.microphoneSilent"), {error.silentDevice}};
+            },
+            [this](const TranscriptionFailed& error) {
+                if (error.code == QStringLiteral("STT_UNAVAILABLE"))
+                    return UserMessage{QStringLiteral("error.recogniserUnavailable")};
+                if (error.code == QStringLiteral("LANGUAGE_NOT_SERVED"))
+                    return UserMessage{QStringLiteral("error.languageNotServed")};
+                return UserMessage{messageKey()};
+            },
+            [](const Unknown& error) {
+                return error.words.isEmpty() ? UserMessage{QStringLiteral("error.unexpected")} : error.words;
+            },
+            [this](const auto&) { return UserMessage{messageKey()}; },
+        },
+        m_kind);
 }
 
 QString RecordingError::errorDescription() const { return LocalizationManager::shared().t(userMessage()); }

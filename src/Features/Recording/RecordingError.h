@@ -15,6 +15,7 @@ class RecordingError {
 public:
     struct ConnectionFailed {
         QString reason;
+        bool needsSignIn = false; ///< the server was reached, and accepts no session that there is
         bool operator==(const ConnectionFailed&) const = default;
     };
     struct ConnectionLost {

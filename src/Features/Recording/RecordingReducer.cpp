@@ -1,5 +1,6 @@
 #include "Features/Recording/RecordingReducer.h"
 
+#include "Core/DictatedText.h"
 #include "Core/Log.h"
 
 namespace quillo {
@@ -34,7 +35,7 @@ struct Transition {
         log(QStringLiteral("[Reducer] ⚠️ Connection lost! Error: %1").arg(action.error), LogLevel::warn);
         if (action.recoveredText.isEmpty())
             return;
-        log(QStringLiteral("[Reducer] 💾 Recovered text: %1").arg(action.recoveredText));
+        log(QStringLiteral("[Reducer] 💾 Recovered text: %1").arg(dictated(action.recoveredText)));
         state.finalText = action.recoveredText;
         log(QStringLiteral("[Reducer] ✅ Recovered text saved to state"));
     }

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <vector>
 
 namespace quillo {
 
@@ -27,6 +28,8 @@ struct RunContext {
     /// Called at the end of each dictation, to release shared resources.
     std::function<void(const std::shared_ptr<RecordingRun>&)> ended;
     TaskRunner tasks;
+    /// Dictations that have ended while their audio was still being stored; each event is set when that is done.
+    std::vector<AsyncEvent> keeping;
 
     RunContext(RecordingServices owner, TaskRunner::Report reporter)
         : services(std::move(owner)), report(reporter), tasks(std::move(reporter)) {}

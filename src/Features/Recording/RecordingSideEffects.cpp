@@ -9,6 +9,13 @@
 
 namespace quillo {
 
+namespace {
+
+/// Draining a microphone is limited to 2 s; this covers the writes after it.
+constexpr Clock::Duration keepingLimit = std::chrono::seconds(4);
+
+} // namespace
+
 void RecordingSideEffects::logFailure(const QString& name, const QString& error) {
     recordingLog(QStringLiteral("❌ Unexpected failure in '%1': %2").arg(name, error), LogLevel::error);
 }
@@ -57,6 +64,10 @@ Task<ActionStream<RecordingAction>> RecordingSideEffects::handle(RecordingEffect
 }
 
 ActionStream<RecordingAction> RecordingSideEffects::begin() {
+    if (m_isShuttingDown) {
+        recordingLog(QStringLiteral("ℹ️ No recording starts while the program ends"));
+        return AsyncStream<RecordingAction>::of(m_context->services.clock.executor(), {action::Reset{}});
+    }
     auto [stream, sink] = AsyncStream<RecordingAction>::make(m_context->services.clock.executor());
     // There is only one microphone, so a dictation that still uses it releases it.
     if (m_run && m_run->microphone->isOpen())
@@ -112,8 +123,12 @@ void RecordingSideEffects::leave(const QString& cause) {
 }
 
 Task<> RecordingSideEffects::shutDown() {
+    m_isShuttingDown = true;
     for (const auto& run : unfinished())
         co_await runAbandonment::keepAndWait(run, QStringLiteral("cancelled(quit)"));
+    // A dictation cancelled a moment ago may still be storing its audio.
+    for (const auto& kept : std::vector(m_context->keeping))
+        co_await kept.wait(m_context->services.clock, keepingLimit);
 }
 
 } // namespace quillo

@@ -30,7 +30,8 @@ public:
 
     Task<ActionStream<RecordingAction>> handle(RecordingEffect effect) override;
 
-    /// Ends all running dictations and returns when their audio is on the disk; for the end of the program.
+    /// Ends all running dictations and returns when their audio and that of earlier ones is on the disk. No dictation
+    /// starts afterwards; for the end of the program.
     Task<> shutDown();
     /// True while a microphone, a socket or a delivery of a dictation is in use.
     [[nodiscard]] bool isBusy() const;
@@ -48,6 +49,7 @@ private:
 
     std::shared_ptr<RunContext> m_context;
     RunHandle m_run;                 ///< the latest
+    bool m_isShuttingDown = false;   ///< no dictation starts any more
     std::vector<RunHandle> m_behind; ///< earlier ones that have not ended yet
     std::optional<RecordingReport> m_lastReport;
 };

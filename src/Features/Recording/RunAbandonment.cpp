@@ -6,11 +6,26 @@ namespace quillo::runAbandonment {
 
 namespace {
 
+void logRecord(const RecordingRun& run, const RecordPointer& record) {
+    if (record)
+        recordingLog(QStringLiteral("🗑️ Active record cancelled/downgraded: %1 (%2)")
+                         .arg(record->id.toString(QUuid::WithoutBraces), run.log.endReason()));
+}
+
 /// The last chunks are still on their way when a capture is closed; they belong to the recording like the others.
 Task<> keepRemains(RunHandle run, QString reason) {
+    // Set however this ends: the end of the program waits for it.
+    struct Kept {
+        AsyncEvent done;
+        ~Kept() { done.set(); }
+    } const kept;
+    std::erase_if(run->context->keeping, [](const AsyncEvent& event) { return event.isSet(); });
+    run->context->keeping.push_back(kept.done);
     co_await CaptureChannel::drain(run->microphone);
-    if (run->archive)
-        run->archive->keepPending(reason, conclusion::archivedText(*run));
+    if (!run->archive)
+        co_return;
+    run->archive->keepPending(reason, conclusion::archivedText(*run));
+    logRecord(*run, run->archive->record());
 }
 
 } // namespace
@@ -33,9 +48,11 @@ void cancel(const RunHandle& run) {
         return;
     }
     run->microphone->discard();
+    const auto record = run->archive ? run->archive->record() : nullptr;
     if (run->archive)
         run->archive->discard();
     run->finish(reason);
+    logRecord(*run, record);
 }
 
 } // namespace quillo::runAbandonment

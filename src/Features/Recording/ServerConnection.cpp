@@ -18,7 +18,7 @@ ConnectFailure unreachable(const QString& error) { return {error, std::nullopt};
 
 /// The server refused: the user has to act.
 ConnectFailure rejected(const QString& error, const QString& reason, bool needsSignIn) {
-    return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error},
+    return {error, ServerRefusal{.error = RecordingError::ConnectionFailed{error, needsSignIn},
                                  .reason = QStringLiteral("failed(%1)").arg(reason),
                                  .pendingReason = QStringLiteral("connection_failed"),
                                  .needsSignIn = needsSignIn}};
@@ -108,6 +108,11 @@ Task<> attemptConnect(RunHandle run, std::shared_ptr<ConnectAttempt> attempt) {
         co_await run->services.webSocket.connect();
     } catch (const WebSocketError& error) {
         attempt->error = error;
+    } catch (const std::exception& error) {
+        // A fault in the connection must not end a recording.
+        const auto reason = QString::fromUtf8(error.what());
+        run->context->report(QStringLiteral("connect"), reason);
+        attempt->error.emplace(WebSocketError::Code::connectionFailed, reason);
     }
     attempt->done.set();
 }

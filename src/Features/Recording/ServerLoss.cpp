@@ -1,5 +1,6 @@
 #include "Features/Recording/ServerLoss.h"
 
+#include "Core/DictatedText.h"
 #include "Features/Recording/ConnectionTurn.h"
 
 namespace quillo::serverLoss {
@@ -37,7 +38,7 @@ void goOffline(const RunHandle& run, const QString& error, std::optional<ServerR
     run->delivered.text = recovered.text;
     run->delivered.originalText = recovered.original;
     if (!recovered.text.isEmpty())
-        recordingLog(QStringLiteral("📨 Recovered text: %1").arg(recovered.text));
+        recordingLog(QStringLiteral("📨 Recovered text: %1").arg(dictated(recovered.text)));
     run->yield(action::ConnectionLost{error, recovered.text});
     run->yield(action::SwitchedToOffline{});
     connectionTurn::release(run);

@@ -1,8 +1,11 @@
 #include "Features/Recording/SessionMessages.h"
 
+#include "Core/DictatedText.h"
+#include "Core/NotificationCenter.h"
 #include "Features/Recording/AudioUplink.h"
 #include "Features/Recording/ServerLoss.h"
 #include "Features/Recording/SessionRequests.h"
+#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionMessages {
 
@@ -26,6 +29,9 @@ public:
         }
         run.yield(action::SessionStarted{event.sessionId, false});
         recordingLog(QStringLiteral("✅ sessionStarted action yielded"));
+        if (run.stopping())
+            recordingLog(QStringLiteral("🛑 Stop requested before session_started — flushing buffered audio and "
+                                        "finalizing..."));
         audioUplink::send(m_run);
     }
 
@@ -37,6 +43,9 @@ public:
             run.services.metrics.track(QStringLiteral("first_partial_transcript"));
         }
         const auto& result = event.result;
+        // The log holds no dictated text, only its length.
+        recordingLog(QStringLiteral("📨 Partial transcript (ignored for v3 UI): %1 characters").arg(result.text.size()),
+                     LogLevel::debug);
         run.yield(action::PartialTranscriptReceived{result.text, static_cast<float>(result.confidence.value_or(0)),
                                                     result.speaker, result.sourceChannel});
     }
@@ -48,6 +57,7 @@ public:
             run.timing.firstFinalTranscriptAt = now();
             run.services.metrics.track(QStringLiteral("first_final_transcript"));
         }
+        recordingLog(QStringLiteral("📨 FINAL transcript (ignored for v3 UI)"));
         if (event.result.language)
             run.server.detectedLanguage = *event.result.language;
         run.yield(action::FinalTranscriptReceived{event.result});
@@ -85,6 +95,8 @@ public:
         else if (event.code == QStringLiteral("STT_UNAVAILABLE"))
             refuse(event, QStringLiteral("STT provider is currently unavailable on the server. Please try again later "
                                          "or contact the administrator."));
+        else if (event.code == QStringLiteral("SERVER_STOPPING"))
+            warnOfServerStop();
         else if (isStopping && isOver(event.code))
             fallBackToAvailableText(event.code);
         else if (event.code == QStringLiteral("LANGUAGE_NOT_SERVED") ||
@@ -106,7 +118,7 @@ public:
 
     void operator()(const server::CommandDetected& event) const {
         progress();
-        recordingLog(QStringLiteral("📨 Command detected: '%1'").arg(event.commandText));
+        recordingLog(QStringLiteral("📨 Command detected: '%1'").arg(dictated(event.commandText)));
         m_run->yield(action::CommandDetected{event.commandText, event.commandType});
     }
 
@@ -141,6 +153,14 @@ private:
     [[nodiscard]] Clock::Instant now() const { return m_run->services.clock.now(); }
     [[nodiscard]] ServerSession& session() const { return *m_run->server.session; }
     void progress() const { session().lastProgressAt = now(); }
+
+    /// The user may still finish the sentence; the pill shows the recording meanwhile.
+    static void warnOfServerStop() {
+        recordingLog(QStringLiteral("⚠️ The server is about to stop"), LogLevel::warn);
+        NotificationCenter::shared().post(
+            notification::userNotice,
+            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("error.serverStopping"))}});
+    }
 
     /// After these codes the server's session has ended without a result.
     static bool isOver(const QString& code) {

@@ -156,9 +156,25 @@ Task<> prepareInjection(RunHandle run) {
     }
 }
 
+/// Whatever goes wrong here, the recording continues without the server.
+Task<std::optional<ConnectFailure>> openConnection(RunHandle run) {
+    QString unexpected;
+    try {
+        co_return co_await serverConnection::open(run);
+    } catch (const std::exception& error) {
+        unexpected = QString::fromUtf8(error.what());
+    }
+    run->context->report(QStringLiteral("open connection"), unexpected);
+    co_return ConnectFailure{unexpected, std::nullopt};
+}
+
 /// Connects, reads the events and starts a session. On failure the recording continues on disk only.
 Task<> connect(RunHandle run) {
-    const auto failure = co_await serverConnection::open(run);
+    const auto failure = co_await openConnection(run);
+    if (failure && run->isOver()) {
+        recordingLog(QStringLiteral("⚠️ Ignoring connection error after cancel %1").arg(failure->error), LogLevel::warn);
+        co_return;
+    }
     if (run->isOver())
         co_return;
     if (failure) {
@@ -174,6 +190,9 @@ Task<> connect(RunHandle run) {
         co_return;
     } catch (const WebSocketError& sending) {
         error = QString::fromUtf8(sending.what());
+    } catch (const std::exception& unexpected) {
+        error = QString::fromUtf8(unexpected.what());
+        run->context->report(QStringLiteral("start session"), error);
     }
     serverLoss::goOffline(run, error);
 }

@@ -26,6 +26,9 @@ Task<> AuthSession::requestAnonymous(Self session) {
             co_return;
         throw anonymousFailed(AuthError::Kind::authentication, QStringLiteral("signed out meanwhile"));
     }
+    if (answer.status == 403 && answer.hasCode(QStringLiteral("ANONYMOUS_REFUSED")))
+        throw AuthError(AuthError::Kind::authentication, AuthError::Code::accountRequired,
+                        QStringLiteral("Anonymous authentication failed: the server serves accounts only"));
     if (answer.status != 200 && answer.status != 201)
         throw anonymousFailed(answer.isRejection() ? AuthError::Kind::authentication : AuthError::Kind::transport,
                               answer.description());

@@ -32,6 +32,11 @@ AuthHTTPAnswer readAnswer(QNetworkReply& reply) {
 
 QString AuthHTTPAnswer::description() const { return isAnswered() ? QStringLiteral("status %1").arg(status) : failure; }
 
+bool AuthHTTPAnswer::hasCode(const QString& code) const {
+    const auto json = json::parse(body);
+    return json && json::value<QString>(*json, "code") == code;
+}
+
 bool AuthHTTPAnswer::isTokenRejection() const {
     if (!isRejection())
         return false;

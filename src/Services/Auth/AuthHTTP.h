@@ -27,6 +27,8 @@ struct AuthHTTPAnswer {
     /// The account server refused the very token: "error" is "invalid_grant" (RFC 6749, section 5.2) or "invalid_token"
     /// (RFC 6750, section 3.1). A 403 may also come from a proxy or a firewall, so it does not end the session.
     [[nodiscard]] bool isTokenRejection() const;
+    /// "code" of the server's error.
+    [[nodiscard]] bool hasCode(const QString& code) const;
     /// For a message: "status 404", or the failure.
     [[nodiscard]] QString description() const;
     /// The same to follow the word "status": the number alone, or the failure.

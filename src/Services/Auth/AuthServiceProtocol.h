@@ -30,6 +30,7 @@ public:
         cancelled,      ///< cancelled or replaced by another sign-in: nothing to show
     };
     enum class Code {
+        accountRequired, ///< the server serves no anonymous users
         accountUnreadable,
         alreadyLinked,
         anonymousFailed,

@@ -98,6 +98,7 @@ void KeychainTokenStorage::retryWrites() {
 }
 
 void KeychainTokenStorage::clear() {
+    m_hasSignedOut = m_hasSignedOut || !m_isRead;
     InMemoryTokenStorage::clear();
     m_executor.post([] { log(QStringLiteral("Auth tokens cleared from keychain (deviceId preserved)")); });
 }
@@ -147,10 +148,10 @@ KeychainTokenStorage::Contents KeychainTokenStorage::read(SecretStore& store, co
 
 void KeychainTokenStorage::merge(const Contents& contents) {
     const auto present = values();
-    const auto isRemoved = [&](const QString& key) { return present.contains(key) && !present.value(key); };
     const bool isStored = contents.values.contains(tokenKey::refreshToken);
-    // Respect a sign-in or sign-out in the meantime; an anonymous session was only a stopgap.
-    const bool staysPresent = !isStored || holdsAccount(userData()) || isRemoved(tokenKey::refreshToken);
+    // Respect a sign-in or sign-out in the meantime, also when an anonymous session followed it. Any other anonymous
+    // session was only a stopgap.
+    const bool staysPresent = !isStored || holdsAccount(userData()) || m_hasSignedOut;
     m_isRead = true;
     m_isOwned = contents.isOwned;
     m_suffix = contents.suffix;

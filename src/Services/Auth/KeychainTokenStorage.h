@@ -71,6 +71,7 @@ private:
     DeviceIdMirror m_mirror;
     QString m_issuer;
     bool m_isRead = false;
+    bool m_hasSignedOut = false; ///< before the store was read
     bool m_isLocked = false;
     bool m_isOwned = false;
     bool m_isLooking = false;

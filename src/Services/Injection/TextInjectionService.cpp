@@ -15,9 +15,12 @@ namespace {
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
 // Reading ahead may take as long as the first words; an earlier text waits for its end.
 constexpr auto lookAheadDeadline = std::chrono::seconds(5);
-constexpr auto readAheadDeadline = std::chrono::seconds(2);
+// An owner that says nothing is given up much earlier; this is for one that is slow, or on a busy machine.
+constexpr auto readAheadDeadline = std::chrono::seconds(5);
 // For a program that was too busy to answer while the user spoke; others have already answered.
 constexpr auto secureInputDeadline = std::chrono::milliseconds(1500);
+// Within this time a program that is going to join the accessibility bus has usually done so.
+constexpr auto joiningTime = std::chrono::seconds(1);
 constexpr auto focusDeadline = std::chrono::milliseconds(100);
 constexpr auto caretDeadline = std::chrono::milliseconds(300);
 constexpr auto longestGrace = std::chrono::seconds(2);
@@ -74,6 +77,7 @@ struct TextInjectionService::State {
     std::optional<Saved> pendingRestore;
     std::optional<AsyncEvent> restoring; ///< set while the clipboard is being restored
     TaskHandle restoreTask;
+    std::stop_source ended;
     std::function<void(const QString&)>* onSecretsUnknown = nullptr; ///< the service's, null once it has ended
     QSet<QString> unknownApplications;                               ///< those about which the user has been warned
 
@@ -84,6 +88,7 @@ struct TextInjectionService::State {
     static Task<Delivery> leaveOnClipboard(std::shared_ptr<State> self, QString text, const char* reason);
     static Task<SecureInput> secureInput(std::shared_ptr<State> self, std::optional<RunningApplication> application,
                                          std::chrono::milliseconds deadline);
+    static Task<> lookForSecrets(std::shared_ptr<State> self);
     static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
     static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
     static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
@@ -103,6 +108,7 @@ TextInjectionService::TextInjectionService(Pasteboard& pasteboard, KeyInjector& 
 
 TextInjectionService::~TextInjectionService() {
     m_state->onSecretsUnknown = nullptr;
+    m_state->ended.request_stop();
     m_state->runner.cancelAll();
 }
 
@@ -253,7 +259,7 @@ Task<Delivery> TextInjectionService::State::leaveOnClipboard(std::shared_ptr<Sta
     self->restoreTask.cancel();
     self->pendingRestore.reset();
     // Offer it on the primary selection too, for pasting with the middle mouse button.
-    if (!co_await self->pasteboard.offerText(text, true))
+    if (!co_await self->pasteboard.offerText(text, true, ClipboardUse::lasting))
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     log(QStringLiteral("⚠️ %1: the text is on the clipboard").arg(QLatin1String(reason)), LogLevel::warn);
     co_return Delivery::clipboardOnly;
@@ -270,7 +276,8 @@ Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State
     self->pendingRestore.reset();
     self->prepared.reset();
 
-    const auto offer = co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert);
+    const auto offer =
+        co_await self->pasteboard.offerText(text, chord == PasteChord::shiftInsert, ClipboardUse::passing);
     if (!offer)
         throw TextInjectionError(TextInjectionError::Code::eventSource);
     // Clipboard managers read every text, some at once and some late: only the target's reads after the keys count.
@@ -304,8 +311,9 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
         co_await restored.wait(self->clock, clipboardDeadline);
     }
     if (self->preparing) {
+        // The clipboard cannot be taken before that reading has ended: its result is worth the wait.
         const AsyncEvent ready = *self->preparing;
-        co_await ready.wait(self->clock, clipboardDeadline);
+        co_await ready.wait(self->clock, readAheadDeadline);
     }
     // The clipboard may still contain the last dictation, with the earlier content waiting to be restored.
     if (self->pendingRestore && self->pendingRestore->offer->isOwner())
@@ -347,9 +355,20 @@ Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> sel
 }
 
 Task<> TextInjectionService::State::prepare(std::shared_ptr<State> self) {
-    auto looking = secureInput(self, self->applications.frontmost(), lookAheadDeadline);
+    auto looking = lookForSecrets(self);
     co_await readClipboardAhead(self);
     co_await looking;
+}
+
+Task<> TextInjectionService::State::lookForSecrets(std::shared_ptr<State> self) {
+    const auto application = self->applications.frontmost();
+    const auto process = application ? application->pid : 0;
+    // A program that has just started, or was started before us, may not have joined the bus yet: ask a second time
+    // before warning of it. If the text is ready earlier, `inject` warns.
+    if (co_await self->accessibility.secureInput(process, lookAheadDeadline) != SecureInput::unknown ||
+        !co_await self->clock.sleep(joiningTime, self->ended.get_token()))
+        co_return;
+    co_await secureInput(self, application, lookAheadDeadline);
 }
 
 Task<> TextInjectionService::State::readClipboardAhead(std::shared_ptr<State> self) {

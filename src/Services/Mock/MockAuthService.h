@@ -34,6 +34,7 @@ public:
     }
     [[nodiscard]] bool isAuthenticated() const override { return user.has_value(); }
     [[nodiscard]] bool isLoading() const override { return loading; }
+    [[nodiscard]] bool isSessionExpired() const override { return expired; }
     [[nodiscard]] bool isNewUser() const override { return newUser; }
     [[nodiscard]] std::optional<AuthUser> currentUser() const override { return user; }
     [[nodiscard]] Observation observe(std::function<void()> changed) override {
@@ -59,6 +60,7 @@ public:
     std::function<void()> onDelete;                    ///< may throw AuthError
     bool loading = false;
     bool newUser = false;
+    bool expired = false;
     int cancellations = 0;
     int refreshes = 0;
     int anonymousSessions = 0;

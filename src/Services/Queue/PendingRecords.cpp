@@ -102,7 +102,6 @@ void PendingRecords::makePending(const QList<RecordPointer>& records, const QStr
         record->retryCount = 0;
         record->lastRetryAt.reset();
         record->emptyResultCount = 0;
-        record->updatedAt = m_clock.wallTime();
     }
 }
 
@@ -145,7 +144,6 @@ void PendingRecords::finish(TranscriptionRecord& record, const QString& text) {
     record.retryCount = 0;
     record.lastRetryAt.reset();
     record.emptyResultCount = 0;
-    record.updatedAt = m_clock.wallTime();
     record.migratePendingAudioToRetainedIfNeeded();
 }
 

@@ -154,7 +154,8 @@ void WebSocketServiceActor::receivedFirst(const QString& frame) {
 }
 
 void WebSocketServiceActor::decode(const QString& frame) {
-    logFromMain(QStringLiteral("[WebSocket] 📩 Raw message: ") % frame.left(100), LogLevel::debug);
+    // Its size alone: most frames hold what somebody is saying.
+    logFromMain(QStringLiteral("[WebSocket] 📩 Raw message: %1 characters").arg(frame.size()), LogLevel::debug);
     const auto response = ServerResponse::decode(frame.toUtf8());
     if (!response) {
         logFromMain(QStringLiteral("[WebSocket] ⚠️ Failed to parse message"), LogLevel::warn);

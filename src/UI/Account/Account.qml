@@ -129,7 +129,7 @@ FocusScope {
                 onClicked: dialog.dismiss()
             }
             PushButton {
-                visible: account.phase === "signedIn" && !root.confirming
+                visible: (account.phase === "signedIn" || account.phase === "expired") && !root.confirming
                 text: Texts.t("account.signOut")
                 onClicked: account.signOut()
             }

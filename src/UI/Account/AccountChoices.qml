@@ -6,7 +6,7 @@ Column {
     id: choices
 
     property bool goesWithout: false
-    readonly property bool open: account.phase === "none" || account.phase === "anonymous"
+    readonly property bool open: ["none", "anonymous", "expired"].includes(account.phase)
     readonly property Item initialFocus: open ? signIn : cancel.visible ? cancel : null
     signal without()
 

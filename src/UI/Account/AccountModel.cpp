@@ -18,6 +18,8 @@ QString AccountModel::phase() const {
         return QStringLiteral("anonymous");
     case AccountState::Kind::signedIn:
         return QStringLiteral("signedIn");
+    case AccountState::Kind::expired:
+        return QStringLiteral("expired");
     }
     return QStringLiteral("none");
 }
@@ -28,6 +30,8 @@ QString AccountModel::title() const {
             return m_state.name.simplified();
         return m_state.email.isEmpty() ? Texts::lookUp(QStringLiteral("account.signedIn")) : m_state.email;
     }
+    if (m_state.kind == AccountState::Kind::expired)
+        return Texts::lookUp(QStringLiteral("account.expired"));
     return Texts::lookUp(m_state.kind == AccountState::Kind::anonymous ? QStringLiteral("account.anonymous")
                                                                        : QStringLiteral("account.none"));
 }

@@ -21,7 +21,7 @@ public:
     /// `commands` must outlive the model.
     explicit AccountModel(Commands& commands);
 
-    /// "none", "anonymous", "signedIn", "waiting" for the browser, or "busy" with anything else.
+    /// "none", "anonymous", "signedIn", "expired", "waiting" for the browser, or "busy" with anything else.
     [[nodiscard]] QString phase() const;
     /// The signed-in user in one line: the name, otherwise the e-mail address; or a placeholder when signed out.
     [[nodiscard]] QString title() const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QPointF>
 #include <QString>
 
@@ -15,6 +16,7 @@ struct InterfaceChoice {
     QString name;   ///< as shown: a device's name, a language's own name
     QString detail; ///< second line or search term, such as a language's English name; may be empty
     bool isCurrent = false;
+    bool isServed = true; ///< false for a language that the server in use does not understand
 
     bool operator==(const InterfaceChoice&) const = default;
 };
@@ -35,6 +37,8 @@ struct UserInterfaceHooks {
     std::function<void(std::optional<QString> id)> selectMicrophone;
     /// The dictation languages, "auto" first when it is offered. Called when a list opens.
     std::function<InterfaceChoices()> listLanguages;
+    /// Calls `update` whenever `listLanguages` would answer otherwise because of the server, while `receiver` lives.
+    std::function<void(QObject* receiver, std::function<void()> update)> followLanguages;
     /// Stores the dictation language chosen by the user.
     std::function<void(const QString& code)> selectLanguage;
 

@@ -11,9 +11,26 @@ FocusScope {
     signal clicked(string code)
     signal dismissed()
 
-    implicitHeight: field.height + Math.round(170 * Theme.unit)
+    implicitHeight: field.height + Math.round(170 * Theme.unit) + (notice.visible ? notice.height : 0)
+
+    // A language that the server does not understand has to be chosen twice: `asked` once, `confirmed` twice.
+    property string asked: ""
+    property string confirmed: ""
 
     function highlighted() { return languages.codeAt(list.currentIndex) }
+    function mayChoose(code) {
+        if (languages.isServed(code) || code === confirmed)
+            return true
+        if (code === asked)
+            confirmed = code
+        asked = code === confirmed ? "" : code
+        return code === confirmed
+    }
+    function accept() {
+        const code = highlighted()
+        if (mayChoose(code))
+            accepted(code)
+    }
 
     Rectangle {
         id: field
@@ -56,8 +73,8 @@ FocusScope {
             }
             Keys.onUpPressed: list.decrementCurrentIndex()
             Keys.onDownPressed: list.incrementCurrentIndex()
-            Keys.onReturnPressed: root.accepted(root.highlighted())
-            Keys.onEnterPressed: root.accepted(root.highlighted())
+            Keys.onReturnPressed: root.accept()
+            Keys.onEnterPressed: root.accept()
             Keys.onEscapePressed: text.length > 0 ? clear() : root.dismissed()
             Keys.onPressed: event => {
                 if (event.key !== Qt.Key_PageUp && event.key !== Qt.Key_PageDown)
@@ -83,7 +100,7 @@ FocusScope {
         id: list
         readonly property int rowHeight: Math.round(38 * Theme.unit)
         anchors {
-            left: parent.left; right: parent.right; top: field.bottom; bottom: parent.bottom
+            left: parent.left; right: parent.right; top: field.bottom; bottom: notice.visible ? notice.top : parent.bottom
             leftMargin: Math.max(0, root.margin - Math.round(8 * Theme.unit))
             rightMargin: Math.max(0, root.margin - Math.round(8 * Theme.unit))
             topMargin: Math.round(10 * Theme.unit)
@@ -95,6 +112,7 @@ FocusScope {
         Accessible.role: Accessible.List
         Accessible.name: Texts.t("tray.language")
         currentIndex: languages.currentRow
+        onCurrentIndexChanged: if (root.highlighted() !== root.asked) root.asked = ""
         highlightMoveDuration: 0
         onHeightChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
         Component.onCompleted: {
@@ -114,6 +132,8 @@ FocusScope {
             required property string nativeName
             required property string translatedName
             required property bool current
+            required property bool served
+            readonly property string shownName: translatedName === nativeName ? "" : translatedName
             readonly property bool selected: ListView.isCurrentItem
             width: list.width
             height: list.rowHeight
@@ -140,7 +160,8 @@ FocusScope {
                 }
                 horizontalAlignment: Text.AlignRight
                 elide: Text.ElideRight
-                text: row.translatedName === row.nativeName ? "" : row.translatedName
+                text: row.served ? row.shownName
+                                 : (row.shownName === "" ? "" : row.shownName + " – ") + Texts.t("languagePicker.notServed")
                 textFormat: Text.PlainText
                 color: row.selected ? Theme.surface : Theme.secondaryText
                 font.pixelSize: Theme.smallFontSize
@@ -159,7 +180,8 @@ FocusScope {
                 hoverEnabled: true
                 onClicked: {
                     list.currentIndex = row.index
-                    root.clicked(row.code)
+                    if (root.mayChoose(row.code))
+                        root.clicked(row.code)
                 }
             }
         }
@@ -167,6 +189,18 @@ FocusScope {
         ScrollMark { flickable: list }
     }
 
+    Words {
+        id: notice
+        anchors {
+            left: parent.left; right: parent.right; bottom: parent.bottom
+            leftMargin: root.margin; rightMargin: root.margin
+        }
+        visible: text !== ""
+        topPadding: Math.round(8 * Theme.unit)
+        tone: root.asked === "" ? "quiet" : "notice"
+        text: root.asked !== "" ? Texts.t("languagePicker.confirm").arg(languages.nameOf(root.asked))
+              : languages.servedNames !== "" ? Texts.t("languagePicker.served").arg(languages.servedNames) : ""
+    }
     Text {
         anchors.centerIn: list
         width: list.width - Math.round(40 * Theme.unit)

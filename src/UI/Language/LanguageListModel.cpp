@@ -26,6 +26,7 @@ LanguageListModel::LanguageListModel(InterfaceChoices languages) : m_all(std::mo
         foldNames();
         if (!m_matching.empty())
             Q_EMIT dataChanged(index(0), index(rowCount() - 1), {NativeNameRole, NameRole});
+        Q_EMIT servedChanged();
     });
 }
 
@@ -97,6 +98,37 @@ void LanguageListModel::setCurrent(const QString& code) {
         Q_EMIT dataChanged(index(0), index(rowCount() - 1), {CurrentRole});
 }
 
+QString LanguageListModel::servedNames() const {
+    if (std::ranges::all_of(m_all, &InterfaceChoice::isServed))
+        return {};
+    QStringList names;
+    for (const auto& language : m_all)
+        if (language.isServed && language.id != SupportedLanguages::automatic)
+            names << translatedName(language);
+    return names.join(QStringLiteral(", "));
+}
+
+bool LanguageListModel::isServed(const QString& code) const {
+    const auto found = std::ranges::find(m_all, code, &InterfaceChoice::id);
+    return found == m_all.end() || found->isServed;
+}
+
+QString LanguageListModel::nameOf(const QString& code) const {
+    const auto found = std::ranges::find(m_all, code, &InterfaceChoice::id);
+    return found == m_all.end() ? code : translatedName(*found);
+}
+
+void LanguageListModel::setServed(const InterfaceChoices& languages) {
+    for (auto* own : {&m_all, &m_matching})
+        for (auto& language : *own)
+            if (const auto found = std::ranges::find(languages, language.id, &InterfaceChoice::id);
+                found != languages.end())
+                language.isServed = found->isServed;
+    if (!m_matching.empty())
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1), {ServedRole});
+    Q_EMIT servedChanged();
+}
+
 int LanguageListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_matching.size());
 }
@@ -115,13 +147,19 @@ QVariant LanguageListModel::data(const QModelIndex& index, int role) const {
         return translatedName(language);
     case CurrentRole:
         return language.isCurrent;
+    case ServedRole:
+        return language.isServed;
     default:
         return {};
     }
 }
 
 QHash<int, QByteArray> LanguageListModel::roleNames() const {
-    return {{CodeRole, "code"}, {NativeNameRole, "nativeName"}, {NameRole, "translatedName"}, {CurrentRole, "current"}};
+    return {{CodeRole, "code"},
+            {NativeNameRole, "nativeName"},
+            {NameRole, "translatedName"},
+            {CurrentRole, "current"},
+            {ServedRole, "served"}};
 }
 
 } // namespace quillo

@@ -14,9 +14,11 @@ class LanguageListModel final : public QAbstractListModel {
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
     /// Row of the current language; 0 when the filter hides it, -1 when there is no row.
     Q_PROPERTY(int currentRow READ currentRow NOTIFY filterChanged)
+    /// The names of the languages that the server understands; empty when it understands all or cannot tell.
+    Q_PROPERTY(QString servedNames READ servedNames NOTIFY servedChanged)
 
 public:
-    enum Role { CodeRole = Qt::UserRole, NativeNameRole, NameRole, CurrentRole };
+    enum Role { CodeRole = Qt::UserRole, NativeNameRole, NameRole, CurrentRole, ServedRole };
 
     explicit LanguageListModel(InterfaceChoices languages);
 
@@ -28,12 +30,20 @@ public:
     /// Marks `code` as the current language.
     void setCurrent(const QString& code);
 
+    [[nodiscard]] QString servedNames() const;
+    Q_INVOKABLE bool isServed(const QString& code) const;
+    /// The name of `code` in the interface language.
+    Q_INVOKABLE QString nameOf(const QString& code) const;
+    /// Takes over which of the same languages the server understands.
+    void setServed(const InterfaceChoices& languages);
+
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
 Q_SIGNALS:
     void filterChanged();
+    void servedChanged();
 
 private:
     struct FoldedNames {

@@ -7,6 +7,8 @@ LanguagePickerWindow::LanguagePickerWindow(QmlEngineHost& host, const UserInterf
       m_languages(hooks.listLanguages ? hooks.listLanguages() : InterfaceChoices()) {
     fill(host, QStringLiteral("Language/LanguagePicker.qml"),
          {{QStringLiteral("languages"), &m_languages}, {QStringLiteral("picker"), this}});
+    if (hooks.followLanguages)
+        hooks.followLanguages(this, [this] { m_languages.setServed(m_hooks.listLanguages()); });
 }
 
 LanguagePickerWindow::~LanguagePickerWindow() { clear(); }

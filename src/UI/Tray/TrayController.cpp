@@ -1,11 +1,13 @@
 #include "UI/Tray/TrayController.h"
 
 #include "Core/Log.h"
+#include "Core/SupportedLanguages.h"
 #include "UI/Foundation/Texts.h"
 #include "UI/Tray/TrayDialogs.h"
 #include "UI/Tray/TrayIcons.h"
 
 #include <QActionGroup>
+#include <QLocale>
 #include <QPointer>
 
 namespace quillo {
@@ -23,13 +25,19 @@ QString entryText(QString text) {
     return text.replace(u'&', QStringLiteral("&&"));
 }
 
+/// Sixty languages would fill the screen; the window has them all.
+bool isLikely(const InterfaceChoice& language) {
+    return language.isCurrent || language.id == SupportedLanguages::automatic || language.id == QStringLiteral("en") ||
+           language.id == SupportedLanguages::codeForLocale(QLocale::system().name());
+}
+
 } // namespace
 
 TrayController::TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks,
                                Translate translate, const AccountModel& account, std::function<void()> showAccount,
-                               std::unique_ptr<TrayHost> host)
+                               std::function<void()> showLanguages, std::unique_ptr<TrayHost> host)
     : m_store(store), m_commands(commands), m_hooks(hooks), m_translate(std::move(translate)), m_account(account),
-      m_showAccount(std::move(showAccount)), m_host(std::move(host)) {
+      m_showAccount(std::move(showAccount)), m_showLanguages(std::move(showLanguages)), m_host(std::move(host)) {
     build();
     present(m_store.state());
     m_observation =
@@ -154,8 +162,12 @@ void TrayController::buildMicrophones() {
 void TrayController::buildLanguages() {
     m_languages->clear();
     auto* group = new QActionGroup(m_languages);
+    const auto note = QStringLiteral(" – ") + m_translate(QStringLiteral("languagePicker.notServed"));
     for (const auto& choice : m_hooks.listLanguages()) {
-        auto* entry = m_languages->addAction(entryText(choice.name), this, [this, code = choice.id] {
+        if (!isLikely(choice))
+            continue;
+        const auto name = choice.isServed ? choice.name : QString(choice.name + note);
+        auto* entry = m_languages->addAction(entryText(name), this, [this, code = choice.id] {
             if (m_hooks.selectLanguage)
                 m_hooks.selectLanguage(code);
         });
@@ -163,6 +175,8 @@ void TrayController::buildLanguages() {
         entry->setChecked(choice.isCurrent);
         group->addAction(entry);
     }
+    m_languages->addSeparator();
+    m_languages->addAction(m_translate(QStringLiteral("tray.moreLanguages")), this, [this] { m_showLanguages(); });
 }
 
 void TrayController::showIcon() {

@@ -20,10 +20,12 @@ namespace quillo {
 class TrayController final : public QObject {
     Q_OBJECT
 public:
-    /// The references must outlive the controller. `showAccount` opens the account window. `host` may already be
+    /// The references must outlive the controller. `showAccount` opens the account window, `showLanguages`
+    /// the list of all dictation languages. `host` may already be
     /// looking for its place.
     TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks, Translate translate,
-                   const AccountModel& account, std::function<void()> showAccount, std::unique_ptr<TrayHost> host);
+                   const AccountModel& account, std::function<void()> showAccount, std::function<void()> showLanguages,
+                   std::unique_ptr<TrayHost> host);
     ~TrayController() override;
 
     /// Looks for a host and shows the icon when there is one.
@@ -54,6 +56,7 @@ private:
     Translate m_translate;
     const AccountModel& m_account;
     std::function<void()> m_showAccount;
+    std::function<void()> m_showLanguages;
     std::unique_ptr<TrayHost> m_host;
     QMenu m_menu;
     QMenu* m_microphones = nullptr;

@@ -29,8 +29,8 @@ FocusScope {
     function next() {
         if (!forward.visible)
             return
-        if (stepLoader.item.leave)
-            stepLoader.item.leave()
+        if (stepLoader.item.leave && !stepLoader.item.leave())
+            return
         welcome.next()
     }
     function placeFocus() {

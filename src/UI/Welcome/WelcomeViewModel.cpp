@@ -24,6 +24,8 @@ WelcomeViewModel::WelcomeViewModel(const UserInterfaceHooks& hooks, AccountModel
     add(hooks.startMicrophoneTest && hooks.stopMicrophoneTest, microphoneStep);
     add(true, accountStep);
     add(true, readyStep);
+    if (hooks.followLanguages)
+        hooks.followLanguages(this, [this] { m_languages.setServed(m_hooks.listLanguages()); });
 }
 
 WelcomeViewModel::~WelcomeViewModel() = default;

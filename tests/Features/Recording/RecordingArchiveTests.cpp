@@ -223,6 +223,11 @@ TEST_F(RecordingArchiveTests, theLastChunkIsKeptWhenTheProgramEnds) {
     const auto kept = onlyRecord(QByteArray(5 * AudioFormat::chunkByteSize, '\0') + last);
     ASSERT_TRUE(kept);
     EXPECT_EQ(kept->status, RecordStatus::pendingTranscription);
+    const int starts = audio.starts();
+    send(action::Reset{});
+    start();
+    EXPECT_EQ(audio.starts(), starts) << "a dictation began while the program ends";
+    EXPECT_TRUE(is<Status::Idle>()) << description();
 }
 
 TEST_F(RecordingArchiveTests, aDiskThatRefusesDoesNotStopTheDictation) {

@@ -151,11 +151,6 @@ TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) 
              audio.beforeStart = fault;
              start();
          }},
-        {"connection",
-         [&] {
-             webSocket.beforeConnect = fault;
-             start();
-         }},
         {"audio",
          [&] {
              webSocket.beforeAudio = fault;
@@ -181,13 +176,32 @@ TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) 
         expectQuiet();
         EXPECT_EQ(static_cast<size_t>(records().size()), AudioFileWriter::listPendingRecordings().size());
         audio.beforeStart = nullptr;
-        webSocket.beforeConnect = nullptr;
         webSocket.beforeAudio = nullptr;
         injection.fault.reset();
         report = strict;
         expectDictationWorks();
         forgetRecords();
     }
+}
+
+TEST_F(RecordingStartTests, aFaultInTheConnectionCostsNothingThatIsSaid) {
+    QStringList reported;
+    const auto strict = std::exchange(report, [&](const QString&, const QString& error) { reported << error; });
+    webSocket.beforeConnect = []() -> Task<> {
+        throw std::runtime_error("unforeseen");
+        co_return;
+    };
+    start();
+    speak(4);
+    EXPECT_EQ(reported, QStringList{QStringLiteral("unforeseen")});
+    EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
+    clock.advance(500ms);
+    stop();
+    ASSERT_EQ(records().size(), 1);
+    EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
+    webSocket.beforeConnect = nullptr;
+    report = strict;
+    expectDictationWorks();
 }
 
 TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
@@ -237,10 +251,22 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
             stop();
         EXPECT_EQ(notifications.contains(notification::authRequired), test.asksToSignIn);
         EXPECT_EQ(failedWith<RecordingError::ConnectionFailed>(), test.asksToSignIn) << description();
+        if (test.asksToSignIn)
+            EXPECT_EQ(store->state().status.error()->userMessage().key, QStringLiteral("error.signInNeeded"));
         expectQuiet();
         tokens.setAccessTokenExpiresAt({});
         expectDictationWorks();
     }
+}
+
+TEST_F(RecordingStartTests, aServerThatIsAboutToStopIsAnnouncedAndTheDictationGoesOn) {
+    record();
+    notifications.clear();
+    serverSays(server::Error{QStringLiteral("SERVER_STOPPING"), QStringLiteral("soon")});
+    EXPECT_TRUE(notifications.contains(notification::userNotice));
+    EXPECT_TRUE(is<Status::Recording>()) << description();
+    cancel();
+    expectQuiet();
 }
 
 TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {

@@ -157,19 +157,27 @@ TEST_F(RecordingStopTests, aConnectionLostWhileRecordingLeavesTheAudioForTheQueu
 }
 
 TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsText) {
-    for (const bool replaceable : {true, false}) {
-        SCOPED_TRACE(replaceable);
+    enum class Replacement { speaks, isSilent, none };
+    for (const auto replacement : {Replacement::speaks, Replacement::isSilent, Replacement::none}) {
+        SCOPED_TRACE(static_cast<int>(replacement));
         injection.calls.clear();
         record();
-        loseMicrophone(replaceable);
-        EXPECT_EQ(audio.isCapturing(), replaceable);
-        if (replaceable) {
+        loseMicrophone(replacement != Replacement::none);
+        EXPECT_EQ(audio.isCapturing(), replacement != Replacement::none);
+        if (replacement == Replacement::speaks) {
             speak(1);
+            clock.advance(1s);
+            EXPECT_TRUE(audio.isCapturing());
             stop();
+        } else if (replacement == Replacement::isSilent) {
+            clock.advance(600ms);
+            clock.advance(600ms);
+            EXPECT_FALSE(audio.isCapturing()) << "a dead microphone is listened to";
         }
         endSession(QStringLiteral("heard"));
         EXPECT_EQ(injection.calls.size(), 1U);
-        EXPECT_EQ(failedWith<RecordingError::AudioCaptureFailed>(), !replaceable) << description();
+        EXPECT_EQ(failedWith<RecordingError::AudioCaptureFailed>(), replacement != Replacement::speaks)
+            << description();
         expectQuiet();
     }
 }

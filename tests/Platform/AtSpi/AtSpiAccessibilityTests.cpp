@@ -14,19 +14,28 @@ using std::chrono::milliseconds;
 using test::await;
 using test::waitUntil;
 
+/// Gets or sets a property of the desktop's accessibility switch.
+QByteArray property(test::XSession& session, const QString& method, const QStringList& arguments) {
+    return session.run(QStringLiteral("gdbus"),
+                       QStringList{QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                                   QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"),
+                                   QStringLiteral("/org/a11y/bus"), QStringLiteral("--method"),
+                                   QStringLiteral("org.freedesktop.DBus.Properties.") + method,
+                                   QStringLiteral("org.a11y.Status")} +
+                           arguments);
+}
+
+bool isSwitchedOn(test::XSession& session) {
+    return property(session, QStringLiteral("Get"), {QStringLiteral("IsEnabled")}).contains("true");
+}
+
 class AtSpiTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_session = std::make_unique<test::XSession>(test::XSession::Bus::session);
         s_accessibility = createAtSpiAccessibility([] { return s_keyboardIsGrabbed; });
         // Programs started before the switch is on stay out of reach.
-        ASSERT_TRUE(waitUntil([] {
-            return s_session
-                ->run(u"gdbus"_qs, {u"call"_qs, u"--session"_qs, u"--dest"_qs, u"org.a11y.Bus"_qs, u"--object-path"_qs,
-                                    u"/org/a11y/bus"_qs, u"--method"_qs, u"org.freedesktop.DBus.Properties.Get"_qs,
-                                    u"org.a11y.Status"_qs, u"IsEnabled"_qs})
-                .contains("true");
-        }));
+        ASSERT_TRUE(waitUntil([] { return isSwitchedOn(*s_session); }));
     }
     static void TearDownTestSuite() {
         s_accessibility.reset();
@@ -120,6 +129,36 @@ TEST_F(AtSpiTest, TellsWhatIsBeforeTheCaretOfAnEditorFoundWithoutAnEvent) {
     EXPECT_TRUE(
         waitUntil([&] { return await(late->secureInput(editor.pid(), milliseconds(1000))) == SecureInput::off; }));
     EXPECT_EQ(await(late->characterBeforeCaret(milliseconds(1000))), QString());
+}
+
+TEST_F(AtSpiTest, LeavesTheDesktopsSwitchAsItFoundIt) {
+    struct Case {
+        const char* name;
+        bool wasOn;
+        bool isOurs; ///< as an earlier run remembered
+        bool readerStarts;
+        bool isOnAfter;
+    };
+    for (const auto& test : {Case{"off", false, false, false, false}, Case{"on", true, false, false, true},
+                             Case{"left on by a killed run", true, true, false, false},
+                             Case{"a screen reader was started", false, false, true, true}}) {
+        const auto set = [](const char* name, bool on) {
+            property(*s_session, QStringLiteral("Set"),
+                     {QString::fromLatin1(name), on ? QStringLiteral("<true>") : QStringLiteral("<false>")});
+        };
+        set("IsEnabled", test.wasOn);
+        bool isOurs = test.isOurs;
+        int stored = 0;
+        auto accessibility =
+            createAtSpiAccessibility({}, {[&] { return isOurs; }, [&](bool ours) { isOurs = ours, ++stored; }});
+        ASSERT_TRUE(waitUntil([&] { return stored == 1 && isSwitchedOn(*s_session); })) << test.name;
+        set("ScreenReaderEnabled", test.readerStarts);
+        accessibility.reset();
+        EXPECT_EQ(isSwitchedOn(*s_session), test.isOnAfter) << test.name;
+        EXPECT_FALSE(isOurs) << test.name;
+    }
+    property(*s_session, QStringLiteral("Set"), {QStringLiteral("ScreenReaderEnabled"), QStringLiteral("<false>")});
+    property(*s_session, QStringLiteral("Set"), {QStringLiteral("IsEnabled"), QStringLiteral("<true>")});
 }
 
 TEST_F(AtSpiTest, AGrabbedKeyboardIsSecureInput) {

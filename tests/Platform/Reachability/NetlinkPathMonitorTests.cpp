@@ -50,14 +50,21 @@ TEST_F(NetlinkPathMonitorTest, SatisfiedMeansAnAddressAndADefaultRouteOverAnInte
     });
     EXPECT_EQ(status, unsatisfied);
     EXPECT_EQ(updates, 1);
+    std::atomic<NetworkPathStatus> local = satisfied;
+    const auto inTheHouse = createNetlinkPathMonitor(NetworkReach::localNetwork);
+    inTheHouse->start([&](NetworkPathStatus now) { local = now; });
+    EXPECT_EQ(local, unsatisfied);
     EXPECT_TRUE(leadsTo(satisfied, {"link set lo up", "link set right up", "link set left up",
                                     "addr add 192.0.2.2/24 dev left", "route add default via 192.0.2.1"}));
     EXPECT_EQ(updates, 2) << "what leads to no other state is no update";
     EXPECT_TRUE(leadsTo(unsatisfied, {"route del default"}));
+    EXPECT_EQ(local, satisfied) << "without a gateway";
     EXPECT_TRUE(leadsTo(satisfied, {"route add default via 192.0.2.1"}));
     EXPECT_TRUE(leadsTo(unsatisfied, {"link set right down"})); // the cable is pulled at the other end
     EXPECT_TRUE(leadsTo(satisfied, {"link set right up"}));
     EXPECT_TRUE(leadsTo(unsatisfied, {"addr flush dev left"}));
+    EXPECT_TRUE(waitUntil([&] { return local == unsatisfied; }));
+    inTheHouse->stop();
     EXPECT_TRUE(
         leadsTo(satisfied, {"-6 addr add 2001:db8::2/64 dev left nodad", "-6 route add default via 2001:db8::1"}));
     // A route that refuses leads nowhere.

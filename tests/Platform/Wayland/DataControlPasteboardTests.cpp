@@ -94,12 +94,12 @@ TEST(WaylandPasteboardAfterACrash, LosesItsOfferAndSaysNotAvailable) {
     qputenv("WAYLAND_DISPLAY", compositor.socket().toLocal8Bit());
     const auto pasteboard = createDataControlPasteboard();
     ASSERT_TRUE(pasteboard);
-    const auto offered = await(pasteboard->offerText(u"text"_qs, true));
+    const auto offered = await(pasteboard->offerText(u"text"_qs, true, ClipboardUse::passing));
     ASSERT_TRUE(offered && offered->isOwner());
     compositor.kill();
     EXPECT_TRUE(waitUntil([&] { return !pasteboard->isAvailable(); }));
     EXPECT_FALSE(offered->isOwner());
-    EXPECT_EQ(await(pasteboard->offerText(u"more"_qs, false)), nullptr);
+    EXPECT_EQ(await(pasteboard->offerText(u"more"_qs, false, ClipboardUse::passing)), nullptr);
     EXPECT_TRUE(await(pasteboard->read(milliseconds(100))).isEmpty());
 }
 

@@ -34,7 +34,7 @@ protected:
     }
 
     /// Puts text on the clipboard and the primary selection.
-    std::shared_ptr<PasteboardOffer> copy(const QString& text) { return await(m_pasteboard->offerText(text, true)); }
+    std::shared_ptr<PasteboardOffer> copy(const QString& text) { return await(m_pasteboard->offerText(text, true, ClipboardUse::passing)); }
 
     /// Pastes and waits until the program has the text: keys typed before would come before it.
     void paste(PasteChord chord, const std::shared_ptr<PasteboardOffer>& offer) {

@@ -74,6 +74,15 @@ TEST_F(TaskStoreTest, KeepsUsersApartAndRemovesAllOfOne) {
     EXPECT_TRUE(store->find("v", other.id));
 }
 
+TEST_F(TaskStoreTest, AudioThatEndedThisVersionIsTriedByTheNext) {
+    const auto task = add("u", "a");
+    store->fail(task.id, 422, "RECOGNITION_CRASHED", "no");
+    EXPECT_TRUE(store->crashed(task.request));
+    store.emplace(
+        folder / "tasks.sqlite", [this] { return now; }, "999");
+    EXPECT_FALSE(store->crashed(task.request));
+}
+
 TEST_F(TaskStoreTest, CountsAttemptsThatWereTheTasksFault) {
     const auto task = add("u", "a");
     store->begin(task.id);

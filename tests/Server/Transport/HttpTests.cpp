@@ -1,4 +1,5 @@
 #include "ServerFixture.h"
+#include "Transport/PeerUser.h"
 
 #include <QNetworkInterface>
 #include <QTcpSocket>
@@ -128,9 +129,22 @@ TEST(ServerHttp, ATrustedProxyNamesItsClients) {
     }
 }
 
+TEST(ServerHttp, CannotTellWhoAsksWithoutTheKernelsTables) {
+    using namespace quillo::server;
+    const Tcp::endpoint here(asio::ip::address_v4::loopback(), 1);
+    EXPECT_EQ(ownerOfPeer(here, here, ::geteuid(), "/nonexistent"), PeerOwner::unknown);
+    EXPECT_EQ(ownerOfPeer(here, here, ::geteuid()), PeerOwner::other) << "there is no such connection";
+}
+
 TEST(ServerHttp, ServesOnlyWhomItIsToldToServe) {
     TestServer own(nullptr, {.onlyUser = ::geteuid()});
     EXPECT_EQ(get(own->port(), "/health").status, 200);
+    // The same program over a socket of the newer family, whose addresses are in the other table.
+    QTcpSocket mapped;
+    mapped.connectToHost(QHostAddress(QStringLiteral("::ffff:127.0.0.1")), own->port());
+    mapped.write("GET /health HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    ASSERT_TRUE(waitUntil([&] { return isComplete(mapped.peek(10000)); }));
+    EXPECT_EQ(parseAnswer(mapped.readAll()).status, 200);
     TestServer foreign(nullptr, {.onlyUser = ::geteuid() + 1});
     EXPECT_EQ(get(foreign->port(), "/health").body["code"], "OTHER_USER");
 

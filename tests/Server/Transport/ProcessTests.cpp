@@ -78,8 +78,8 @@ TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     }
     const auto second =
-        runServer(words(QStringLiteral("--recogniser=scripted --listen 127.0.0.1:0 --data ") + server.data));
-    EXPECT_EQ(second.code, 3);
+        runServer(words(u"--recogniser=scripted --script /nonexistent --listen 127.0.0.1:0 --data "_qs + server.data));
+    EXPECT_EQ(second.code, 3) << "it must look at the folder before it makes its recogniser";
     for (const auto& part : {QByteArray::number(server.process.processId()), QByteArray::number(server.port),
                              QByteArray("--data"), QByteArray("QUILLO_SERVER_HOST")})
         EXPECT_TRUE(second.errors.contains(part)) << second.errors.data();
@@ -89,6 +89,21 @@ TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
     ASSERT_TRUE(server.finished());
     server.start();
     EXPECT_EQ(get(server.port, "/health").status, 200);
+}
+
+TEST_F(ServerProcesses, SaysWhichLanguagesItUnderstands) {
+    const std::pair<QString, Json> cases[] = {
+        {u"--recogniser=pocketsphinx"_qs, Json::array({"en"})},
+        {u"--recogniser=http --recogniser-url=http://localhost:9 --recogniser-languages=en,de"_qs,
+         Json::array({"en", "de"})},
+        {u"--recogniser=http --recogniser-url=http://localhost:9"_qs, Json()},
+    };
+    for (const auto& [options, languages] : cases) {
+        server.start(u"--listen 127.0.0.1:0 "_qs + options);
+        EXPECT_EQ(get(server.port, "/health").body.value("languages", Json()), languages);
+        server.process.kill();
+        ASSERT_TRUE(server.finished());
+    }
 }
 
 struct Refusal {
@@ -104,6 +119,8 @@ TEST_F(ServerProcesses, WrongOptionsAreNamedWithTheNextStep) {
         {u"--colour"_qs, 2, "--colour"},
         {u"--threads many"_qs, 2, "--threads"},
         {u"--max-sessions=0"_qs, 2, "--max-sessions"},
+        {u"--recogniser-languages English"_qs, 2, "en,de"},
+        {u"--recogniser-languages en"_qs, 2, "--recogniser http"},
         {u"--recogniser magic"_qs, 2, "pocketsphinx"},
         {u"--recogniser http"_qs, 2, "--recogniser-url"},
         {u"--listen"_qs, 2, "ADDRESS:PORT"},

@@ -82,6 +82,25 @@ TEST_F(AuthServiceTest, ConcurrentRefreshesShareOneRequest) {
     }
 }
 
+TEST_F(AuthServiceTest, AServerForAccountsOnlySaysSo) {
+    using Code = AuthError::Code;
+    const std::pair<QByteArray, Code> cases[] = {
+        {R"({"code":"ANONYMOUS_REFUSED","error":"access_denied"})", Code::accountRequired},
+        {R"({"code":"OTHER_USER"})", Code::anonymousFailed},
+        {"<html>firewall</html>", Code::anonymousFailed},
+    };
+    for (const auto& [body, code] : cases) {
+        answer = ScriptedTcpServer::http("403 Forbidden", body);
+        std::optional<Code> found;
+        try {
+            await(service().createAnonymousSession());
+        } catch (const AuthError& error) {
+            found = error.code();
+        }
+        EXPECT_EQ(found, code) << body.data();
+    }
+}
+
 TEST_F(AuthServiceTest, AHotkeyDuringTheFirstSignInMakesNoSecondUser) {
     answer.clear();
     const std::array ends{Ending(service().createAnonymousSession()), Ending(service().createAnonymousSession())};

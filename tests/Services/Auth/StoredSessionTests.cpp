@@ -170,6 +170,12 @@ TEST_F(StoredSessionTest, OfWhatWasSetBeforeTheStoreWasReadOneSessionWinsWhole) 
         {"one value", [this] { storage->setRefreshToken(u"newer"_qs); }, "old-access", "old-refresh"},
         {"an account", store("account", false), "account", "old-refresh"},
         {"a sign-out", [this] { storage->clear(); }, "", ""},
+        {"an anonymous session after a sign-out",
+         [this, anonymous = store("anonymous", true)] {
+             storage->clear();
+             anonymous();
+         },
+         "anonymous", "old-refresh"},
     };
     for (const auto& [name, happens, access, refresh] : cases) {
         storeAccount();

@@ -4,6 +4,7 @@
 #include "Platform/Linux/AtSpi/AtSpiCalls.h"
 #include "Platform/Linux/AtSpi/AtSpiFocus.h"
 #include "Platform/Linux/AtSpi/AtSpiSearch.h"
+#include "Platform/Linux/AtSpi/AtSpiSwitch.h"
 
 #include <algorithm>
 
@@ -18,6 +19,10 @@ using Element = std::optional<FocusedElement>;
 
 // Time limit for a program whose previous answer is known.
 constexpr milliseconds confirmationTime(60);
+// A search without a result counts this long: a program may join the bus, or be given a focus, without any event.
+constexpr std::chrono::seconds unknownTime(5);
+// Time limit for repeating such a search, which may come when the text is ready.
+constexpr milliseconds repeatedSearchTime(300);
 // The focus may move during the query; if it moves more often than this, the user is not dictating.
 constexpr int mostMoves = 3;
 
@@ -61,8 +66,11 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
         co_return SecureInput::unknown;
     for (int move = 0; move < mostMoves; ++move) {
         const uint64_t changes = focus->changes();
-        if (focus->settled(process) == SecureInput::unknown)
-            co_return SecureInput::unknown; // The search failed, and nothing has changed since.
+        const bool wasUnknown = focus->settled(process) == SecureInput::unknown;
+        if (wasUnknown && !focus->isSettledSince(steady_clock::now() - unknownTime))
+            until = std::min(until, steady_clock::now() + repeatedSearchTime);
+        else if (wasUnknown)
+            co_return SecureInput::unknown;
         if (co_await focusIsIn(focus, process, until)) {
             const auto answer = co_await askFocused(focus, process, until);
             if (focus->changes() != changes)
@@ -85,7 +93,7 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
             continue;
         }
         if (found.isLate)
-            co_return SecureInput::unanswered;
+            co_return wasUnknown ? SecureInput::unknown : SecureInput::unanswered;
         // A program may join the bus at any time; checking for it costs little.
         if (found.isOnBus)
             focus->settle({process, SecureInput::unknown});
@@ -98,8 +106,9 @@ Task<SecureInput> answer(SecureInput value) { co_return value; }
 
 class AtSpiAccessibility final : public Accessibility {
 public:
-    explicit AtSpiAccessibility(std::function<bool()> keyboardIsGrabbed)
-        : m_keyboardIsGrabbed(std::move(keyboardIsGrabbed)) {
+    AtSpiAccessibility(std::function<bool()> keyboardIsGrabbed, AtSpiSwitchMemory memory)
+        : m_keyboardIsGrabbed(std::move(keyboardIsGrabbed)), m_switch(std::move(memory)) {
+        m_switch.turnOn();
         m_focus->start();
     }
 
@@ -119,13 +128,15 @@ public:
 
 private:
     std::function<bool()> m_keyboardIsGrabbed;
+    AtSpiSwitch m_switch;
     std::shared_ptr<AtSpiFocus> m_focus = std::make_shared<AtSpiFocus>();
 };
 
 } // namespace
 
-std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed) {
-    return std::make_unique<AtSpiAccessibility>(std::move(keyboardIsGrabbed));
+std::unique_ptr<Accessibility> createAtSpiAccessibility(std::function<bool()> keyboardIsGrabbed,
+                                                        AtSpiSwitchMemory memory) {
+    return std::make_unique<AtSpiAccessibility>(std::move(keyboardIsGrabbed), std::move(memory));
 }
 
 } // namespace quillo

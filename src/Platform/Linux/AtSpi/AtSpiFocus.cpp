@@ -4,7 +4,6 @@
 
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusVariant>
 #include <QUuid>
 
 namespace quillo {
@@ -13,14 +12,6 @@ namespace {
 
 const QString category = QStringLiteral("Accessibility");
 constexpr int answerMilliseconds = 5000;
-
-QDBusMessage propertySet(const QString& name, bool value) {
-    auto message =
-        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                       QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
-    message << QStringLiteral("org.a11y.Status") << name << QVariant::fromValue(QDBusVariant(value));
-    return message;
-}
 
 } // namespace
 
@@ -37,8 +28,6 @@ void AtSpiFocus::start() {
         appLog(QStringLiteral("⚠️ No session bus: the focused element cannot be told"), LogLevel::warn, category);
         return;
     }
-    // Qt programs check this when they start, and are inaccessible otherwise.
-    session.asyncCall(propertySet(QStringLiteral("IsEnabled"), true), answerMilliseconds);
     const auto ask = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
                                                     QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
     auto* const watcher = new QDBusPendingCallWatcher(session.asyncCall(ask, answerMilliseconds), this);

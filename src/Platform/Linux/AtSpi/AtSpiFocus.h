@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 namespace quillo {
@@ -20,7 +21,7 @@ public:
     AtSpiFocus(const AtSpiFocus&) = delete;
     AtSpiFocus& operator=(const AtSpiFocus&) = delete;
 
-    /// Enables accessibility for the session, obtains the address of the bus and connects to it; failures are logged.
+    /// Obtains the address of the bus and connects to it; failures are logged.
     void start();
     [[nodiscard]] const AtSpiObject& focused() const { return m_focused; }
     /// Sets the focused element that was found in `process` without an event.
@@ -33,8 +34,12 @@ public:
     struct Settled {
         int64_t process = 0;
         SecureInput answer = SecureInput::unknown;
+        std::chrono::steady_clock::time_point at = std::chrono::steady_clock::now();
     };
     void settle(Settled settled) { m_settled = settled; }
+    [[nodiscard]] bool isSettledSince(std::chrono::steady_clock::time_point time) const {
+        return m_settled && m_settled->at >= time;
+    }
     [[nodiscard]] std::optional<SecureInput> settled(int64_t process) const {
         return m_settled && m_settled->process == process ? std::optional(m_settled->answer) : std::nullopt;
     }

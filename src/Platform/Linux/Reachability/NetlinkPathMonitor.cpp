@@ -35,6 +35,7 @@ int openSubscription() {
 
 class NetlinkPathMonitor final : public NetworkPathMonitor {
 public:
+    explicit NetlinkPathMonitor(NetworkReach reach) : m_reach(reach) {}
     ~NetlinkPathMonitor() override { stop(); }
 
     void start(Update update) override {
@@ -44,12 +45,13 @@ public:
         // Subscribe before the first query, so that no change is missed between the two.
         m_changes = openSubscription();
         m_wake = ::eventfd(0, EFD_CLOEXEC);
-        const auto first = netlink::currentStatus();
+        const auto first = netlink::currentStatus(m_reach);
         update(first);
-        m_thread = std::thread([changes = m_changes, wake = m_wake, update = std::move(update), first] {
-            ::pthread_setname_np(::pthread_self(), "network-monitor"); // the kernel keeps fifteen characters
-            watch(changes, wake, update, first);
-        });
+        m_thread =
+            std::thread([changes = m_changes, wake = m_wake, reach = m_reach, update = std::move(update), first] {
+                ::pthread_setname_np(::pthread_self(), "network-monitor"); // the kernel keeps fifteen characters
+                watch(changes, wake, reach, update, first);
+            });
     }
 
     void stop() override {
@@ -64,7 +66,7 @@ public:
     }
 
 private:
-    static void watch(int changes, int wake, const Update& update, NetworkPathStatus status) {
+    static void watch(int changes, int wake, NetworkReach reach, const Update& update, NetworkPathStatus status) {
         std::array<pollfd, 2> descriptors{pollfd{wake, POLLIN, 0}, pollfd{changes, POLLIN, 0}};
         for (;;) {
             if (::poll(descriptors.data(), descriptors.size(), -1) < 0 && errno != EINTR)
@@ -75,7 +77,7 @@ private:
                 continue;
             discard(changes);
             try {
-                const auto now = netlink::currentStatus();
+                const auto now = netlink::currentStatus(reach);
                 if (std::exchange(status, now) != now)
                     update(now);
             } catch (const std::system_error& error) {
@@ -95,6 +97,7 @@ private:
             errno = 0;
     }
 
+    NetworkReach m_reach;
     std::mutex m_mutex;
     std::thread m_thread;
     int m_changes = -1;
@@ -103,6 +106,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<NetworkPathMonitor> createNetlinkPathMonitor() { return std::make_unique<NetlinkPathMonitor>(); }
+std::unique_ptr<NetworkPathMonitor> createNetlinkPathMonitor(NetworkReach reach) {
+    return std::make_unique<NetlinkPathMonitor>(reach);
+}
 
 } // namespace quillo

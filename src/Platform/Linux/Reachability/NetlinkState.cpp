@@ -111,9 +111,9 @@ bool hasDefaultRoute(const Interfaces& interfaces) {
 
 } // namespace
 
-NetworkPathStatus currentStatus() {
+NetworkPathStatus currentStatus(NetworkReach reach) {
     const auto interfaces = interfacesWithAddress();
-    const bool satisfied = !interfaces.empty() && hasDefaultRoute(interfaces);
+    const bool satisfied = !interfaces.empty() && (reach == NetworkReach::localNetwork || hasDefaultRoute(interfaces));
     return satisfied ? NetworkPathStatus::satisfied : NetworkPathStatus::unsatisfied;
 }
 

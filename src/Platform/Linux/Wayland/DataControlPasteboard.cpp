@@ -149,7 +149,7 @@ public:
                        [worker = m_worker, until = steady_clock::now() + deadline] { return worker->read(until); });
     }
 
-    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) override {
+    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse) override {
         return perform(m_executor, EventExecutor::main(), [worker = m_worker, text = std::move(text), alsoPrimary] {
             return worker->offer(text, alsoPrimary);
         });

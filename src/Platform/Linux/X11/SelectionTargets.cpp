@@ -4,15 +4,16 @@
 
 namespace quillo {
 
-SelectionFormats textFormats(const QString& text) {
+SelectionFormats textFormats(const QString& text, bool isSecret) {
     const QByteArray utf8 = text.toUtf8();
     SelectionFormats formats{
         {QStringLiteral("UTF8_STRING"), utf8},
         {QStringLiteral("TEXT"), utf8},
         {QStringLiteral("text/plain;charset=utf-8"), utf8},
         {QStringLiteral("text/plain"), utf8},
-        {privacyHint, "secret"},
     };
+    if (isSecret)
+        formats.emplace(privacyHint, "secret");
     // STRING is Latin-1 by definition; other characters are lost for a program that requests it.
     formats.emplace(QStringLiteral("STRING"), text.toLatin1());
     return formats;

@@ -14,8 +14,8 @@ using SelectionFormats = std::map<QString, QByteArray>;
 /// follow).
 inline const QString privacyHint = QStringLiteral("x-kde-passwordManagerHint");
 
-/// A text in all targets that programs request for text.
-[[nodiscard]] SelectionFormats textFormats(const QString& text);
+/// A text in all targets that programs request for text, with the privacy hint if it `isSecret`.
+[[nodiscard]] SelectionFormats textFormats(const QString& text, bool isSecret);
 /// Whether a target is part of the protocol rather than a format of the content.
 [[nodiscard]] bool isProtocolTarget(const QString& target);
 /// Whether a target is text; text is saved first in case time is short.

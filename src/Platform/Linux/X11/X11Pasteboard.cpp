@@ -54,9 +54,9 @@ public:
         return contents;
     }
 
-    void offer(const QString& text, bool alsoPrimary, std::shared_ptr<PasteboardOfferState> state) {
+    void offer(const QString& text, bool alsoPrimary, ClipboardUse use, std::shared_ptr<PasteboardOfferState> state) {
         replaceOffer(std::move(state));
-        const auto formats = textFormats(text);
+        const auto formats = textFormats(text, use == ClipboardUse::passing);
         const xcb_timestamp_t time = m_reader.serverTime();
         if (!m_owner.own(m_clipboard, formats, time))
             replaceOffer(nullptr);
@@ -159,11 +159,12 @@ public:
             m_executor, [worker = m_worker, until = steady_clock::now() + deadline] { return worker->read(until); });
     }
 
-    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary) override {
+    Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse use) override {
         return runOn<std::shared_ptr<PasteboardOffer>>(
-            m_executor, [worker = m_worker, text = std::move(text), alsoPrimary]() -> std::shared_ptr<PasteboardOffer> {
+            m_executor,
+            [worker = m_worker, text = std::move(text), alsoPrimary, use]() -> std::shared_ptr<PasteboardOffer> {
                 auto state = std::make_shared<PasteboardOfferState>();
-                worker->offer(text, alsoPrimary, state);
+                worker->offer(text, alsoPrimary, use, state);
                 return std::make_shared<SharedPasteboardOffer>(std::move(state));
             });
     }

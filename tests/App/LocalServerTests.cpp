@@ -1,0 +1,81 @@
+// The server on this machine: our own, or one that the user runs on the same folder.
+
+#include "App/System/LocalServer.h"
+#include "Support/Async.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <sys/file.h>
+
+using namespace quillo;
+using namespace quillo::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+QString dataFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo/server");
+}
+
+/// Whether a server answers at `host`.
+bool answers(const QString& host) {
+    QTcpSocket socket;
+    socket.connectToHost(host.section(u':', 0, 0), static_cast<quint16>(host.section(u':', 1).toUInt()));
+    socket.write("GET /health HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    return waitUntil([&] { return socket.peek(1000).contains("\"recogniser\""); });
+}
+
+TEST(LocalServerTest, UsesOnlyAServerThatServesThisAddress) {
+    ASSERT_TRUE(QDir().mkpath(dataFolder()));
+    QFile lock(dataFolder() + QStringLiteral("/server.lock"));
+    ASSERT_TRUE(lock.open(QIODevice::ReadWrite | QIODevice::Truncate));
+    ASSERT_EQ(::flock(lock.handle(), LOCK_EX), 0);
+    ManualClock clock(EventExecutor::main());
+    const std::pair<QByteArray, bool> cases[] = {
+        {"1 127.0.0.1:48650\n", true},
+        {"1 0.0.0.0:48650\n", true},
+        {"1 [::]:48650\n", true},
+        {"1 192.168.1.5:48650\n", false},
+        {"1 127.0.0.1:48650 own-user\n", false},
+        {"1 0.0.0.0:48650 own-certificate\n", false},
+        {"", false},
+    };
+    for (const auto& [content, isUsed] : cases) {
+        lock.resize(0);
+        lock.seek(0);
+        lock.write(content);
+        lock.flush();
+        EXPECT_EQ(LocalServer(clock).host() == u"127.0.0.1:48650", isUsed) << content.data();
+    }
+    lock.remove();
+}
+
+TEST(LocalServerTest, ReplacesAUsersServerThatEnds) {
+    const auto program = qEnvironmentVariable("QUILLO_SERVER");
+    const QStringList options{QStringLiteral("--recogniser=scripted"), QStringLiteral("--listen=127.0.0.1:0")};
+    qputenv("QUILLO_SERVER_OPTIONS", "--recogniser scripted");
+    QProcess users;
+    users.start(program, options);
+    ASSERT_TRUE(waitUntil([&] { return users.canReadLine(); }));
+    ManualClock clock(EventExecutor::main());
+    LocalServer server(clock);
+    ASSERT_TRUE(users.readLine().trimmed().endsWith(server.host().toUtf8())) << "another one would be started";
+    server.start(program, dataFolder() + QStringLiteral("/../server.log"));
+    clock.advance(10s);
+    EXPECT_TRUE(answers(server.host()));
+    users.kill();
+    ASSERT_TRUE(waitUntil([&] { return users.state() == QProcess::NotRunning; }));
+    clock.advance(3s); // it may just be restarting
+    clock.advance(3s);
+    EXPECT_TRUE(answers(server.host()));
+    server.stop();
+    qunsetenv("QUILLO_SERVER_OPTIONS");
+}
+
+} // namespace

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+struct xcb_connection_t;
+
+namespace quillo::test {
+
+/// The keyboard of an Xvfb server, as a device of its own beside the one that programs send keys through: what its user
+/// holds and what a program presses are different keys, as on a real desktop.
+class PhysicalKeyboard {
+public:
+    /// `display` as in DISPLAY. Throws std::runtime_error.
+    explicit PhysicalKeyboard(const QString& display);
+    ~PhysicalKeyboard();
+    PhysicalKeyboard(const PhysicalKeyboard&) = delete;
+    PhysicalKeyboard& operator=(const PhysicalKeyboard&) = delete;
+
+    /// Presses or releases a key by its X key code; returns once the server has processed it.
+    void key(int keycode, bool press);
+    /// The key codes that are down on any device.
+    [[nodiscard]] std::vector<int> keysDown() const;
+
+private:
+    xcb_connection_t* m_connection;
+    uint8_t m_device = 0;
+    uint8_t m_firstEvent = 0;
+};
+
+} // namespace quillo::test
