@@ -70,7 +70,7 @@ void SelectionOwner::serve(const xcb_selection_request_event_t& request) {
     // Obsolete clients do not name a property; the target's name is used instead.
     const xcb_atom_t property = request.property != XCB_ATOM_NONE ? request.property : request.target;
     bool done = false;
-    m_read = false;
+    m_reader.reset();
     if (found != m_held.end()) {
         done = request.target == m_connection.atom("MULTIPLE")
                    ? convertMultiple(found->second, request)
@@ -86,15 +86,15 @@ void SelectionOwner::serve(const xcb_selection_request_event_t& request) {
     xcb_send_event(m_connection.get(), 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char*>(&notify));
     m_connection.flush();
-    if (m_read)
-        reportRead(request.selection, request.requestor);
+    if (m_reader)
+        reportRead(request.selection, *m_reader);
 }
 
-void SelectionOwner::reportRead(xcb_atom_t selection, xcb_window_t reader) {
+void SelectionOwner::reportRead(xcb_atom_t selection, int64_t reader) {
     // Keys pressed after a read are sent over another connection. Wait until the X server has passed on the answer,
     // or those keys could reach the reader before its text.
     adopt(xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
-    m_onRead(selection, m_connection.processOfWindow(reader));
+    m_onRead(selection, reader);
 }
 
 bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event_t& request, xcb_atom_t target,
@@ -123,7 +123,7 @@ bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, request.requestor, property, type, 8,
                             static_cast<uint32_t>(data.size()), data.constData());
         if (name != privacyHint)
-            m_read = true;
+            m_reader = m_connection.processOfWindow(request.requestor);
         return true;
     }
     const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
@@ -133,7 +133,8 @@ bool SelectionOwner::convert(const Held& held, const xcb_selection_request_event
                         1, &size);
     if (m_transfers.size() >= mostTransfers)
         m_transfers.pop_front();
-    m_transfers.push_back({request.requestor, property, type, request.selection, data});
+    m_transfers.push_back(
+        {request.requestor, property, type, request.selection, data, m_connection.processOfWindow(request.requestor)});
     return true;
 }
 
@@ -170,7 +171,7 @@ bool SelectionOwner::continueTransfer(const xcb_property_notify_event_t& event) 
     if (size == 0) {
         const Transfer done = std::move(*transfer);
         m_transfers.erase(transfer);
-        reportRead(done.selection, done.requestor);
+        reportRead(done.selection, done.reader);
     }
     return true;
 }

@@ -37,13 +37,14 @@ private:
         xcb_atom_t type;
         xcb_atom_t selection;
         QByteArray data;
+        int64_t reader = 0;
         qsizetype sent = 0;
     };
     void serve(const xcb_selection_request_event_t& request);
     bool convert(const Held& held, const xcb_selection_request_event_t& request, xcb_atom_t target,
                  xcb_atom_t property);
     bool convertMultiple(const Held& held, const xcb_selection_request_event_t& request);
-    void reportRead(xcb_atom_t selection, xcb_window_t reader);
+    void reportRead(xcb_atom_t selection, int64_t reader);
     bool continueTransfer(const xcb_property_notify_event_t& event);
     [[nodiscard]] qsizetype pieceSize() const;
 
@@ -53,7 +54,9 @@ private:
     LostHandler m_onLost;
     std::map<xcb_atom_t, Held> m_held;
     std::list<Transfer> m_transfers;
-    bool m_read = false; ///< the request being served read content, not only the list of formats
+    /// Set if the request being served reads content, not only the list of formats: the process that asks. Asked for
+    /// before the answer, because a program may end as soon as it has it.
+    std::optional<int64_t> m_reader;
 };
 
 } // namespace quillo
