@@ -243,10 +243,10 @@ private:
         if (press) {
             m_pressTime[keycode] = event.time;
             keyboards.insert(event.sourceid);
-        } else if (!m_down[keycode]) {
-            return; // Ignore the release of a key that was never pressed.
-        } else if (keyboards.erase(event.sourceid) > 0 && !keyboards.empty()) {
-            return; // The same key of another keyboard is still down.
+        } else {
+            const bool stillDownElsewhere = keyboards.erase(event.sourceid) > 0 && !keyboards.empty();
+            if (!m_down[keycode] || stillDownElsewhere)
+                return; // Ignore the release of a key that was never pressed, or is still down on another keyboard.
         }
         keyChanged(keycode, press, m_serverTime.ageOf(event.time, std::chrono::steady_clock::now()));
     }
