@@ -97,9 +97,8 @@ TEST(HistoryText, IsOneLineForEachRecord) {
     const auto text = historyText::list({summary(), RecordSummary()}, QTimeZone::utc());
     const auto lines = text.split(u'\n');
     ASSERT_EQ(lines.size(), 3);
-    EXPECT_EQ(lines.at(0),
-              QStringLiteral("1a2b3c4d  2026-09-21 14:13  1:02:05  An application of…  ★ "
-                             "(pending_transcription) first line second [31mline with controls  #work  #ü"));
+    EXPECT_EQ(lines.at(0), u"1a2b3c4d  2026-09-21 14:13  1:02:05  An application of…  ★ "
+                           "(pending_transcription) first line second [31mline with controls  #work  #ü"_qs);
     EXPECT_FALSE(hasControls(text));
     auto emoji = summary();
     emoji.title = u"a"_qs + u"😀"_qs.repeated(100);

@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 namespace {
 
 QString dataFolder() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo/server");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/quillo/server"_qs;
 }
 
 /// Whether a server answers at `host`.
@@ -33,7 +33,7 @@ bool answers(const QString& host) {
 
 TEST(LocalServerTest, UsesOnlyAServerThatServesThisAddress) {
     ASSERT_TRUE(QDir().mkpath(dataFolder()));
-    QFile lock(dataFolder() + QStringLiteral("/server.lock"));
+    QFile lock(dataFolder() + u"/server.lock"_qs);
     ASSERT_TRUE(lock.open(QIODevice::ReadWrite | QIODevice::Truncate));
     ASSERT_EQ(::flock(lock.handle(), LOCK_EX), 0);
     ManualClock clock(EventExecutor::main());
@@ -58,7 +58,7 @@ TEST(LocalServerTest, UsesOnlyAServerThatServesThisAddress) {
 
 TEST(LocalServerTest, ReplacesAUsersServerThatEnds) {
     const auto program = qEnvironmentVariable("QUILLO_SERVER");
-    const QStringList options{QStringLiteral("--recogniser=scripted"), QStringLiteral("--listen=127.0.0.1:0")};
+    const QStringList options{u"--recogniser=scripted"_qs, u"--listen=127.0.0.1:0"_qs};
     qputenv("QUILLO_SERVER_OPTIONS", "--recogniser scripted");
     QProcess users;
     users.start(program, options);
@@ -66,7 +66,7 @@ TEST(LocalServerTest, ReplacesAUsersServerThatEnds) {
     ManualClock clock(EventExecutor::main());
     LocalServer server(clock);
     ASSERT_TRUE(users.readLine().trimmed().endsWith(server.host().toUtf8())) << "another one would be started";
-    server.start(program, dataFolder() + QStringLiteral("/../server.log"));
+    server.start(program, dataFolder() + u"/../server.log"_qs);
     clock.advance(10s);
     EXPECT_TRUE(answers(server.host()));
     users.kill();
