@@ -21,7 +21,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 using namespace quillo;
 using namespace quillo::test;
@@ -221,12 +221,7 @@ TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
-        try {
-            (commands.*command)();
-            ADD_FAILURE() << "did something";
-        } catch (const std::exception& error) {
-            EXPECT_STREQ(error.what(), "no such server");
-        }
+        EXPECT_THAT([&] { (commands.*command)(); }, testing::ThrowsMessage<std::exception>("no such server"));
     EXPECT_THROW(commands.deleteRecord({}), std::exception);
     EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(u"message"_qs), u"no such server"_qs);
     commands.quit();

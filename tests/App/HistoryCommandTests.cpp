@@ -1,7 +1,7 @@
 #include "App/CommandLine/HistoryArguments.h"
 #include "App/CommandLine/HistoryText.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace quillo::test {
@@ -48,12 +48,9 @@ TEST(HistoryArguments, ThatAreWrongAreExplained) {
                                                          {"delete 1a --language de", "\"--language\""},
                                                          {"show 1a --json --text", "exclude"}};
     for (const auto& [line, expected] : cases)
-        try {
-            parseHistoryArguments(words(line));
-            ADD_FAILURE() << line;
-        } catch (const HistoryUsageError& error) {
-            EXPECT_NE(std::string(error.what()).find(expected), std::string::npos) << line << ": " << error.what();
-        }
+        EXPECT_THAT([&line = line] { parseHistoryArguments(words(line)); },
+                    testing::ThrowsMessage<HistoryUsageError>(testing::HasSubstr(expected)))
+            << line;
 }
 
 RecordFields meeting() {

@@ -2,6 +2,7 @@
 #include "Data/Storage/SQLiteHelper.h"
 #include "StoreFixture.h"
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 namespace quillo::test {
@@ -276,12 +277,8 @@ TEST_F(StoreFile, SaysWhyThereCanBeNone) {
     };
     for (const auto& [what, prepare] : cases) {
         prepare();
-        try {
-            open();
-            FAIL() << what;
-        } catch (const StoreError& error) {
-            EXPECT_TRUE(error.message().contains(u"Check the permissions"_qs)) << what << error.what();
-        }
+        EXPECT_THAT([&] { open(); }, testing::ThrowsMessage<StoreError>(testing::HasSubstr("Check the permissions")))
+            << what;
         QFile::remove(DataContainer::storeDirectory());
         QDir(DataContainer::storeDirectory()).removeRecursively();
     }

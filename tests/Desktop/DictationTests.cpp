@@ -4,6 +4,7 @@
 #include "Server/Transcription/Support/Speech.h"
 #include "Server/Transcription/Support/StandInService.h"
 #include "Support/Async.h"
+#include "Support/Files.h"
 
 #include <gtest/gtest.h>
 

@@ -5,13 +5,13 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <map>
 
 namespace quillo::server::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::ThrowsMessage;
 
 PocketSphinxSettings plainWords() {
     PocketSphinxSettings settings;
@@ -30,16 +30,6 @@ std::string recognise(Recogniser& recogniser, const std::vector<Samples>& pieces
 }
 
 std::string_view sentence(size_t index) { return sentences()[index].text; }
-
-/// What the reason says for which `open` finds no recogniser.
-std::string refusal(const std::function<void()>& open) {
-    try {
-        open();
-        return "accepted";
-    } catch (const RecogniserUnavailable& error) {
-        return error.what();
-    }
-}
 
 /// Every fourth sentence, so that the parts can run side by side.
 class SpeechPart : public testing::TestWithParam<size_t> {};
@@ -208,7 +198,7 @@ TEST(PocketSphinxRecogniser, NamesTheLimitAndFreesAPlaceWhenASessionEnds) {
     const auto listener = std::make_shared<CollectingListener>();
     const auto session = recogniser->open({}, listener);
     const auto another = [&] { recogniser->open({}, std::make_shared<CollectingListener>()); };
-    EXPECT_THAT(refusal(another), HasSubstr("All 1 sessions"));
+    EXPECT_THAT(another, ThrowsMessage<RecogniserUnavailable>(HasSubstr("All 1 sessions")));
     session->finish();
     EXPECT_EQ(listener->awaitText(), "");
     EXPECT_NO_THROW(another());
@@ -220,17 +210,17 @@ TEST(PocketSphinxRecogniser, KnowsEnglishOnly) {
     for (const std::vector<std::string>& languages :
          {std::vector<std::string>{"en"}, {"auto"}, {""}, {"en-GB"}, {"de", "en"}, {}})
         EXPECT_NO_THROW(recogniser->open({languages, false}, listener));
-    EXPECT_THAT(refusal([&] {
-                    recogniser->open({{"de"}, false}, listener);
-                }),
-                testing::AllOf(HasSubstr("\"de\""), HasSubstr("--recogniser-url")));
+    const auto german = [&] { recogniser->open({{"de"}, false}, listener); };
+    EXPECT_THAT(german, ThrowsMessage<RecogniserUnavailable>(
+                            testing::AllOf(HasSubstr("\"de\""), HasSubstr("--recogniser-url"))));
 }
 
 TEST(PocketSphinxRecogniser, NamesThePackageOfAMissingModel) {
     PocketSphinxSettings settings;
     settings.modelFolder = "/nowhere";
-    EXPECT_THAT(refusal([&] { makePocketSphinxRecogniser(settings); }),
-                testing::AllOf(HasSubstr("/nowhere/en-us"), HasSubstr("pocketsphinx-en-us")));
+    EXPECT_THAT([&] { makePocketSphinxRecogniser(settings); },
+                ThrowsMessage<RecogniserUnavailable>(
+                    testing::AllOf(HasSubstr("/nowhere/en-us"), HasSubstr("pocketsphinx-en-us"))));
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace quillo::test {
 namespace {
@@ -221,12 +221,8 @@ TEST(SettingsSchema, TakesKeysByNameAndByNumber) {
 }
 
 TEST(SettingsSchema, SuggestsSimilarKeys) {
-    try {
-        settingForKey(u"hotkey"_qs);
-        ADD_FAILURE();
-    } catch (const SettingsError& error) {
-        EXPECT_TRUE(error.message().contains(u"hotkeyKeyCode"_qs)) << error.what();
-    }
+    EXPECT_THAT([] { settingForKey(u"hotkey"_qs); },
+                testing::ThrowsMessage<SettingsError>(testing::HasSubstr("hotkeyKeyCode")));
     EXPECT_THROW(settingForKey(QString()), SettingsError);
 }
 
