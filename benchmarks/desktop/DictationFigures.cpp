@@ -179,10 +179,10 @@ void printSlowOwners(QTextStream& out, int rounds) {
         std::vector<double> times;
         int kept = 0;
         for (int i = 0; i < rounds; ++i) {
-            auto& owner = session.launch(QStringLiteral("owner"), QStringLiteral("xclip"),
-                                         QStringLiteral("-selection clipboard -quiet -i").split(u' '));
-            owner.write("theirs");
-            owner.closeWriteChannel();
+            auto& owner = session.launch(
+                QStringLiteral("owner"), QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("printf theirs >$HOME/theirs; "
+                                                      "exec xclip -selection clipboard -quiet -i $HOME/theirs")});
             const auto content = [&] { return session.shell(u"timeout 15 xclip -selection clipboard -o"_qs); };
             waitUntil([&] { return content() == u"theirs"; }, 5s);
             const auto command = u"kill -STOP %1; sleep %2; kill -CONT %1"_qs.arg(owner.processId()).arg(seconds);
