@@ -235,7 +235,7 @@ TEST(ServerStreaming, AStopLetsADictationComeToItsEndWithinTheDrain) {
         client.start();
         client.next("session_started");
         // The server answers on its own threads, but the clients need this one to turn.
-        std::thread stopper([&] { server->stop(); });
+        std::jthread stopper([&] { server->stop(); });
         if (drain > 0s) {
             EXPECT_EQ(client.nextError(), "SERVER_STOPPING");
             EXPECT_TRUE(idle.waitClosed());
