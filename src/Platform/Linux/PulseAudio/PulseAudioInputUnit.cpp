@@ -93,6 +93,8 @@ public:
             auto* const context = m_connection->readyContext();
             if (!m_stream || !context)
                 return PA_ERR_BADSTATE;
+            if (std::exchange(m_isPaused, false))
+                return cork(false) ? 0 : failureOf(context);
             pa_buffer_attr attributes{};
             attributes.maxlength = attributes.tlength = attributes.prebuf = attributes.minreq = UINT32_MAX;
             attributes.fragsize =
@@ -110,6 +112,14 @@ public:
         if (!m_changed.wait_for(lock, deadline, [this] { return m_isOpen || m_failure != 0; }))
             return PA_ERR_TIMEOUT;
         return m_failure;
+    }
+
+    AudioStatus pause() override {
+        const PulseAudioLock lock(m_connection->loop());
+        if (!m_stream || pa_stream_get_state(m_stream) != PA_STREAM_READY)
+            return PA_ERR_BADSTATE;
+        m_isPaused = true;
+        return cork(true) ? 0 : failureOf(pa_stream_get_context(m_stream));
     }
 
     AudioStatus stop() override {
@@ -164,11 +174,19 @@ private:
             m_lost(QString::fromUtf8(pa_strerror(m_failure)));
     }
 
+    /// With the lock held.
+    bool cork(bool corked) {
+        auto* const operation = pa_stream_cork(m_stream, corked ? 1 : 0, nullptr, nullptr);
+        if (operation)
+            pa_operation_unref(operation);
+        return operation != nullptr;
+    }
+
     void takeReadable() {
         const void* data = nullptr;
         size_t bytes = 0;
         while (pa_stream_peek(m_stream, &data, &bytes) == 0 && bytes > 0) {
-            const size_t frames = bytes / sizeof(float);
+            const size_t frames = m_isPaused ? 0 : bytes / sizeof(float);
             // After a stall a lot of audio arrives at once: pass it on in portions.
             for (size_t at = 0; at < frames; at += portionFrames)
                 m_input(data ? static_cast<const float*>(data) + at : silence.data(),
@@ -183,6 +201,7 @@ private:
     InputCallback m_input;
     LostCallback m_lost;
     pa_stream* m_stream = nullptr;
+    bool m_isPaused = false; ///< guarded by the loop's lock
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
