@@ -2,6 +2,7 @@
 
 #include "Support/Async.h"
 #include "Support/CommandLine.h"
+#include "Support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -91,6 +92,22 @@ CampaignSession::~CampaignSession() {
     wakeKeyring();
     if (m_keyring)
         desktop.end(*m_keyring);
+}
+
+void CampaignSession::makeHome(bool account) {
+    m_hasAccount = account;
+    // A browser in which somebody fills in the form at once and follows the link at its end.
+    writeFile(desktop.path(u"home/.local/share/applications/browser.desktop"_qs),
+              "[Desktop Entry]\nType=Application\nName=Browser\nExec=" QUILLO_SIGN_IN_SCRIPT " %u\n");
+    writeFile(desktop.path(u"home/.config/mimeapps.list"_qs),
+              "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
+    desktop.environment().insert(u"QUILLO_PROGRAM"_qs, program("quillo"));
+    startApplication({});
+    if (!account)
+        return;
+    desktop.quillo({u"register"_qs});
+    if (!waitUntil([this] { return isSignedIn(); }, startLimit))
+        throw DesktopSessionError(u"nobody could sign in; see %1"_qs.arg(desktop.logFile()));
 }
 
 void CampaignSession::startApplication(Start start) {

@@ -47,6 +47,10 @@ void Surroundings::begin(const Situation& situation) {
     desktop.quillo({u"settings"_qs, u"set"_qs, u"insertionMode"_qs, situation.typing ? u"type"_qs : u"paste"_qs});
     m_before = fieldText();
     m_session.proxy().delay(situation.slowServer ? slowness : 0ms);
+    if (situation.slowHeadset)
+        m_headset = desktop.shell(u"pactl load-module module-remap-source master=mouth.monitor source_name=headset "
+                                  "source_properties=device.bus=bluetooth; pactl set-default-source headset; pactl "
+                                  "suspend-source headset 1"_qs);
     for (int core = 0; situation.isBusy && core < 2; ++core)
         m_load.push_back(&desktop.launch(u"load"_qs, u"sh"_qs, {u"-c"_qs, u"while :; do :; done"_qs}));
 }
@@ -68,8 +72,12 @@ void Surroundings::releaseHoldKey() {
         m_session.desktop.releaseKey(DesktopSession::rightSuper);
 }
 
+void Surroundings::wakeHeadset() { m_session.desktop.shell(u"pactl suspend-source headset 0"_qs); }
+
 void Surroundings::end() {
     auto& desktop = m_session.desktop;
+    if (m_situation.slowHeadset)
+        desktop.shell(u"pactl set-default-source microphone; pactl unload-module %1"_qs.arg(m_headset.trimmed()));
     if (m_situation.heldControl)
         m_keyboard.key(controlKey, false);
     for (auto* const process : std::exchange(m_load, {}))

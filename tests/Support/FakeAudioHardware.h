@@ -103,7 +103,7 @@ private:
         }
         AudioStatus pause() override {
             silence();
-            return m_hardware.record(QStringLiteral("pause"));
+            return m_hardware.record(u"pause"_qs);
         }
         AudioStatus stop() override {
             silence();
