@@ -100,11 +100,10 @@ int main(int argc, char** argv) {
     authority.close();
     const TrustedNetwork trust(authority.fileName());
     qint64 received = 0;
-    test::ScriptedServer server(
-        certificate.serverConfiguration(), [&](const auto& request, QSslSocket& connection) {
-            received = request.bodyBytes;
-            test::ScriptedServer::answer(connection, "200 OK", R"({"plain_text":"heard"})");
-        });
+    test::ScriptedServer server(certificate.serverConfiguration(), [&](const auto& request, QSslSocket& connection) {
+        received = request.bodyBytes;
+        test::ScriptedServer::answer(connection, "200 OK", R"({"plain_text":"heard"})");
+    });
     server.keepsBodies = false;
     const auto tokens = std::make_shared<InMemoryTokenStorage>();
     tokens->setAccessToken(QStringLiteral("token"));
