@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 /// How long the server may take to open the device.
 constexpr auto openDeadline = 1000ms;
 /// A headset changes its profile first.
-constexpr auto slowOpenDeadline = 3000ms;
+constexpr auto slowOpenDeadline = 5000ms;
 /// Audio per delivery: short, so that the first word and the waveform appear without delay.
 constexpr auto fragment = 10ms;
 /// The largest portion passed to one callback.
