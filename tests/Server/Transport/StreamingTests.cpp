@@ -226,6 +226,23 @@ TEST(ServerStreaming, AStartWaitsAWhileForABusyRecogniser) {
     EXPECT_EQ(refused.nextError(), "STT_UNAVAILABLE");
 }
 
+class ForeignRecogniser final : public Recogniser {
+public:
+    [[nodiscard]] std::string name() const override { return "foreign"; }
+    std::unique_ptr<RecognitionSession> open(const RecognitionOptions&, std::shared_ptr<RecognitionListener>) override {
+        throw LanguageNotServed("English only");
+    }
+};
+
+TEST(ServerStreaming, ALanguageThatIsNotServedIsNamedAsTheReason) {
+    const TestServer server(std::make_shared<ForeignRecogniser>());
+    StreamClient client(server);
+    for (int round = 0; round < 2; ++round) {
+        client.start();
+        EXPECT_EQ(client.nextError(), "LANGUAGE_NOT_SERVED") << "it would be kept for a recogniser that returns";
+    }
+}
+
 TEST(ServerStreaming, AStopLetsADictationComeToItsEndWithinTheDrain) {
     for (const auto drain : {60s, 0s}) {
         TestServer server(nullptr, {.drainTime = drain});
