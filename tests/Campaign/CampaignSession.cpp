@@ -2,6 +2,7 @@
 
 #include "Support/Async.h"
 #include "Support/CommandLine.h"
+#include "Support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -92,6 +93,22 @@ CampaignSession::~CampaignSession() {
     wakeKeyring();
     if (m_keyring)
         desktop.end(*m_keyring);
+}
+
+void CampaignSession::makeHome(bool account) {
+    m_hasAccount = account;
+    // A browser in which somebody fills in the form at once and follows the link at its end.
+    writeFile(desktop.path(QStringLiteral("home/.local/share/applications/browser.desktop")),
+              "[Desktop Entry]\nType=Application\nName=Browser\nExec=" QUILLO_SIGN_IN_SCRIPT " %u\n");
+    writeFile(desktop.path(QStringLiteral("home/.config/mimeapps.list")),
+              "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
+    desktop.environment().insert(QStringLiteral("QUILLO_PROGRAM"), program("quillo"));
+    startApplication({});
+    if (!account)
+        return;
+    desktop.quillo({QStringLiteral("register")});
+    if (!waitUntil([this] { return isSignedIn(); }, startLimit))
+        throw DesktopSessionError(QStringLiteral("nobody could sign in; see %1").arg(desktop.logFile()));
 }
 
 void CampaignSession::startApplication(Start start) {

@@ -19,7 +19,7 @@ namespace {
 
 struct Options {
     uint64_t seed = 0;
-    int runs = 14;
+    int runs = 15;
     std::optional<int> only;
     std::optional<Fault> fault;
     bool keep = false;
@@ -37,7 +37,7 @@ std::optional<Options> parse(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Dictates, breaks something, and looks for every sample."));
     parser.addHelpOption();
-    parser.addOptions({{u"runs"_qs, u"How many dictations (default 14)."_qs, u"N"_qs},
+    parser.addOptions({{u"runs"_qs, u"How many dictations (default 15)."_qs, u"N"_qs},
                        {u"seed"_qs, u"Which campaign; a random one if not given."_qs, u"N"_qs},
                        {u"only"_qs, u"This run of the campaign alone."_qs, u"K"_qs},
                        {u"fault"_qs, u"This fault in every run."_qs, u"NAME"_qs},
@@ -56,7 +56,7 @@ std::optional<Options> parse(const QCoreApplication& application) {
         return value;
     };
     options.seed = number("seed", QRandomGenerator::global()->bounded(1'000'000));
-    options.runs = static_cast<int>(number("runs", 14));
+    options.runs = static_cast<int>(number("runs", 15));
     if (parser.isSet(QStringLiteral("only")))
         options.only = static_cast<int>(number("only", 0));
     options.keep = parser.isSet(QStringLiteral("keep"));

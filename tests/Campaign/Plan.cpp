@@ -101,6 +101,10 @@ void schedule(Plan& plan, Dice& dice) {
         plan.at = dice.between(0ms, hold);
         plan.healed = hold + 1500ms;
         break;
+    case Fault::dayAway:
+        plan.at = dice.between(-1000ms, -50ms);
+        plan.healed = 26h;
+        break;
     }
 }
 
@@ -109,7 +113,8 @@ void schedule(Plan& plan, Dice& dice) {
 QString nameOf(Fault fault) {
     static const QStringList names =
         QStringLiteral("none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
-                       "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus")
+                       "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus "
+                       "day-away")
             .split(u' ');
     return names.at(static_cast<int>(fault));
 }
@@ -122,8 +127,12 @@ Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
     // Prefer short times, where most of the steps happen.
     plan.hold = 500ms + dice.between(0ms, milliseconds(dice.between(300, 3500)));
     plan.ending = dice.between(0, 1) ? FaultProxy::Ending::finish : FaultProxy::Ending::reset;
-    schedule(plan, dice);
     plan.situation = makeSituation(seed, run);
+    // A new sound server would have no headset.
+    plan.situation.slowHeadset = plan.situation.slowHeadset && plan.fault != Fault::killSound;
+    if (plan.situation.slowHeadset)
+        plan.hold += Situation::headsetDelay;
+    schedule(plan, dice);
     return plan;
 }
 

@@ -49,6 +49,11 @@ void Surroundings::begin(const Situation& situation) {
                     situation.typing ? QStringLiteral("type") : QStringLiteral("paste")});
     m_before = fieldText();
     m_session.proxy().delay(situation.slowServer ? slowness : 0ms);
+    if (situation.slowHeadset)
+        m_headset = desktop.shell(
+            QStringLiteral("pactl load-module module-remap-source master=mouth.monitor source_name=headset "
+                           "source_properties=device.bus=bluetooth; pactl set-default-source headset; pactl "
+                           "suspend-source headset 1"));
     for (int core = 0; situation.isBusy && core < 2; ++core)
         m_load.push_back(&desktop.launch(QStringLiteral("load"), QStringLiteral("sh"),
                                          {QStringLiteral("-c"), QStringLiteral("while :; do :; done")}));
@@ -71,8 +76,13 @@ void Surroundings::releaseHoldKey() {
         m_session.desktop.releaseKey(DesktopSession::rightSuper);
 }
 
+void Surroundings::wakeHeadset() { m_session.desktop.shell(QStringLiteral("pactl suspend-source headset 0")); }
+
 void Surroundings::end() {
     auto& desktop = m_session.desktop;
+    if (m_situation.slowHeadset)
+        desktop.shell(
+            QStringLiteral("pactl set-default-source microphone; pactl unload-module %1").arg(m_headset.trimmed()));
     if (m_situation.heldControl)
         m_keyboard.key(controlKey, false);
     for (auto* const process : std::exchange(m_load, {}))

@@ -83,7 +83,7 @@ public:
         }
         if (readDelay.count() > 0)
             co_await m_clock.sleep(readDelay);
-        co_return contents;
+        co_return PasteboardContents(contents); // a copy: a member that is named alone would be moved from
     }
     Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse) override {
         copy(text);

@@ -320,7 +320,7 @@ TEST_F(RecordingStartTests, aSlowHeadsetIsWaitedForWithoutARestart) {
         start();
         clock.advance(600ms);
         EXPECT_EQ(store->state().awaitedMicrophone, QStringLiteral("Microphone"));
-        clock.advance(2300ms);
+        clock.advance(4300ms);
         EXPECT_EQ(audio.starts(), before + 1);
         EXPECT_TRUE(audio.isCapturing());
         if (comes) {
