@@ -250,6 +250,7 @@ TEST_F(PendingTranscriptionManagerTest, AnAnonymousRecordingGoesToNoOtherServerU
     addPending(u"old"_qs, of(u"anonymous-0"_qs));
     addPending(u"first"_qs, of(u"anonymous-1"_qs));
     addPending(u"second"_qs, of(u"anonymous-1"_qs));
+    manager.reset();
     network.setConnected(true);
     become(u"other.example:443"_qs, {.id = u"account"_qs, .isAnonymous = false});
     EXPECT_EQ(client.operations(), QStringList(u"transcribe old"_qs));
