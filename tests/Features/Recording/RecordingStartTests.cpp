@@ -300,6 +300,20 @@ TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {
     expectDictationWorks();
 }
 
+TEST_F(RecordingStartTests, aDictationBegunWhileTheLastOnesEndIsOnItsWayGoesOn) {
+    record();
+    stop();
+    // The key goes down after the text is there, and before the store knows that the dictation has ended.
+    injection.onInject = [this] { store->send(action::StartRecording{}); };
+    endSession(QStringLiteral("first"));
+    injection.onInject = {};
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_TRUE(is<Status::Connecting>()) << description();
+    EXPECT_TRUE(audio.isCapturing()) << "spoken into nothing";
+    cancel();
+    expectQuiet();
+}
+
 TEST_F(RecordingStartTests, aSilentMicrophoneIsRestartedOnceAndThenNamed) {
     start();
     clock.advance(600ms);
