@@ -81,8 +81,8 @@ void setupStore(Application& app) {
     app.services->textInjectionService->onSecretsUnknown = [&app](const QString& application) {
         app.notices.add(UserMessage{QStringLiteral("injection.secretsUnknown"), {application}});
     };
-    auto* history = app.historyContext();
-    app.queue.emplace(*app.services, history, app.clock, app.tasks);
+    auto* history = keptHistory(app.history.get());
+    app.queue.emplace(*app.services, history, app.server->environment().identity(), app.clock, app.tasks);
     app.dictation.emplace(*app.services, UserSettings::shared(), app.clock, app.tasks,
                           history ? ArchiveStores{history, &TagManager::shared()} : ArchiveStores{},
                           [&app] { app.queue->enforceStorageLimit(); });
@@ -113,7 +113,9 @@ void setupHotkeys(Application& app) {
         return;
     app.sessionGuard.emplace(*watch, *app.services->hotkeyService, *app.dictation,
                              [&app] { app.notices.add(UserMessage{QStringLiteral("notice.userLeft")}); });
-    app.hotkeys->refuseWhile([watch] { return watch->isAway(); });
+    app.hotkeys->refuse(KeyRefusal(
+        app.clock, [watch] { return watch->isAway(); },
+        [&app] { app.notices.add(UserMessage{QStringLiteral("notice.keyRefused")}); }));
 }
 
 void setupInterface(Application& app) {

@@ -40,7 +40,7 @@ bool DictationHotkeys::arm() {
 void DictationHotkeys::handle(bool isDown, const RecordingAction& action) {
     if (m_observer)
         m_observer(isDown);
-    else if (isDown && m_isAway())
+    else if (isDown && m_refusal && m_refusal->refuses())
         m_service.setRecordingActive(false);
     else
         m_dictation.send(action);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "App/Dictation/Dictation.h"
+#include "App/Dictation/KeyRefusal.h"
 #include "Services/Hotkeys/HotkeyServiceProtocol.h"
 
 #include <functional>
@@ -24,8 +25,8 @@ public:
     /// An empty function ends the trial.
     void observe(std::function<void(bool isDown)> observer) { m_observer = std::move(observer); }
 
-    /// No key starts a dictation while `isAway`: the keys of a locked screen are not for us.
-    void refuseWhile(std::function<bool()> isAway) { m_isAway = std::move(isAway); }
+    /// No key starts a dictation while `refusal` says so: the keys of a locked screen are not for us.
+    void refuse(KeyRefusal refusal) { m_refusal.emplace(std::move(refusal)); }
 
 private:
     void handle(bool isDown, const RecordingAction& action);
@@ -33,7 +34,7 @@ private:
     HotkeyServiceProtocol& m_service;
     Dictation& m_dictation;
     std::function<void(bool isDown)> m_observer;
-    std::function<bool()> m_isAway = [] { return false; };
+    std::optional<KeyRefusal> m_refusal;
 };
 
 } // namespace quillo

@@ -53,4 +53,8 @@ std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments) {
     return container;
 }
 
+ModelContext* keptHistory(const ModelContainer* container) {
+    return container && !container->path().isEmpty() ? &container->mainContext() : nullptr;
+}
+
 } // namespace quillo

@@ -12,4 +12,8 @@ namespace quillo {
 /// only when even a store in memory cannot be opened.
 [[nodiscard]] std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments);
 
+/// The history that recordings may rely on: null for one in memory, which ends with the program. Without it their audio
+/// waits on disk for the next start.
+[[nodiscard]] ModelContext* keptHistory(const ModelContainer* container);
+
 } // namespace quillo

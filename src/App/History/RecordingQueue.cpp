@@ -8,8 +8,9 @@
 
 namespace quillo {
 
-RecordingQueue::RecordingQueue(ServiceContainer& services, ModelContext* history, Clock& clock, TaskRunner& tasks)
-    : m_services(services), m_history(history), m_clock(clock), m_tasks(tasks) {
+RecordingQueue::RecordingQueue(ServiceContainer& services, ModelContext* history, QString server, Clock& clock,
+                               TaskRunner& tasks)
+    : m_services(services), m_history(history), m_server(std::move(server)), m_clock(clock), m_tasks(tasks) {
     m_notifications = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                                        [this](const QString& name, const QVariantMap& userInfo) {
                                            if (name == notification::pendingRecordRecovered)
@@ -27,8 +28,9 @@ RecordingQueue::~RecordingQueue() {
 }
 
 void RecordingQueue::start() {
-    m_manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
-        *m_services.fileClient, *m_services.networkMonitor, *m_services.authService, Preferences::shared(), m_clock});
+    m_manager = std::make_unique<PendingTranscriptionManager>(
+        PendingQueueServices{*m_services.fileClient, *m_services.networkMonitor, *m_services.authService,
+                             Preferences::shared(), m_clock, m_server});
     m_manager->start(m_history);
     enforceStorageLimit();
 }

@@ -14,8 +14,9 @@ namespace quillo {
 /// Recordings after their dictation: the queue of those that wait for their text, and the storage limit. Main thread.
 class RecordingQueue {
 public:
-    /// The references must outlive the queue. `history` is null when it could not be opened.
-    RecordingQueue(ServiceContainer& services, ModelContext* history, Clock& clock, TaskRunner& tasks);
+    /// The references must outlive the queue. `history` is null when there is none on the disk. `server` is
+    /// ServerEnvironment::identity().
+    RecordingQueue(ServiceContainer& services, ModelContext* history, QString server, Clock& clock, TaskRunner& tasks);
     ~RecordingQueue();
     RecordingQueue(const RecordingQueue&) = delete;
     RecordingQueue& operator=(const RecordingQueue&) = delete;
@@ -32,6 +33,7 @@ private:
 
     ServiceContainer& m_services;
     ModelContext* m_history;
+    QString m_server;
     Clock& m_clock;
     TaskRunner& m_tasks;
     std::unique_ptr<PendingTranscriptionManager> m_manager;

@@ -81,11 +81,26 @@ NetworkReach reachOf(const ServerEnvironment& environment) {
     return environment.isOnLocalNetwork() ? NetworkReach::localNetwork : NetworkReach::internet;
 }
 
-std::shared_ptr<KeychainTokenStorage> makeTokenStorage(const ServerEnvironment& environment) {
+/// How long a password manager that starts with the desktop may take.
+constexpr std::chrono::minutes keyringAppearance{2};
+
+/// An account that signed in last, and whose session is not in the file, has it in a keyring.
+SecretServiceDeadlines keyringDeadlines(const QString& file, const UserSettings& settings, const QString& server) {
+    SecretServiceDeadlines deadlines;
+    const auto stored = createFileSecretStore(file);
+    if (settings.userId() && !stored->read(tokenKey::refreshToken) &&
+        !stored->read(tokenKey::refreshToken + u'@' + server))
+        deadlines.appearance = keyringAppearance;
+    return deadlines;
+}
+
+std::shared_ptr<KeychainTokenStorage> makeTokenStorage(const ServerEnvironment& environment,
+                                                       const UserSettings& settings) {
     const auto folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo");
+    const auto file = folder + QStringLiteral("/secrets.json");
     return std::make_shared<KeychainTokenStorage>(
-        createSecretStore(folder + QStringLiteral("/secrets.json")),
+        createSecretStore(file, keyringDeadlines(file, settings, environment.identity())),
         KeychainTokenStorage::DeviceIdMirror{
             [key = deviceIdKey(environment)] {
                 const auto stored = Preferences::shared().value(key).toString();
@@ -118,7 +133,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
     sounds = createSounds();
 
     audioService = std::make_unique<AUHALAudioService>(*audioHardware);
-    keychain = makeTokenStorage(environment);
+    keychain = makeTokenStorage(environment, settings);
     tokenStorage = keychain;
     trust = TrustedNetwork::fromEnvironment(environment.isLoopback() && !environment.isCustomHost());
     prepareRequest = [trusted = trust, currentAddress](QNetworkRequest& request) {

@@ -45,6 +45,8 @@ Ending concludeOffline(RecordingRun& run) {
                  run.server.refusal ? run.server.refusal->pendingReason : QStringLiteral("offline_recording_stopped"));
     if (!ending.failure)
         ending.reason = QStringLiteral("completed(offline_stop)");
+    if (!ending.failure && !run.services.network.isConnected())
+        ending.hint = {QStringLiteral("pill.savedForNetwork")};
     recordingLog(QStringLiteral("✅ Offline recording saved as pending. Will be transcribed when network returns. "));
     return ending;
 }

@@ -6,13 +6,11 @@
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Features/Recording/RunLog.h"
 #include "Localization/LocalizationManager.h"
+#include "Services/Recordings/KeptReasons.h"
 
 namespace quillo {
 
 namespace {
-
-/// The reason beside the audio of a recording that is still running: what a recovery finds after a crash.
-const QString inProgress = QStringLiteral("in_progress");
 
 QString reasonOf(const std::exception& error) { return QString::fromUtf8(error.what()); }
 
@@ -52,7 +50,7 @@ QString RecordingArchive::userId() {
 void RecordingArchive::begin() {
     m_audio.begin([this](const UserMessage& problem) { report(problem); });
     createActiveRecord();
-    writeMetadata(inProgress);
+    writeMetadata(pendingAudioFiles::inProgressReason);
     recordingLog(QStringLiteral("📁 Early metadata saved for crash recovery: %1").arg(m_facts.recordingId));
 }
 

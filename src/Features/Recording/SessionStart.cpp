@@ -177,6 +177,11 @@ Task<std::optional<ConnectFailure>> openConnection(RunHandle run) {
 
 /// Connects, reads the events and starts a session. On failure the recording continues on disk only.
 Task<> connect(RunHandle run) {
+    if (!run->services.network.isConnected()) {
+        recordingLog(QStringLiteral("🌐 No network detected — recording without the server "), LogLevel::warn);
+        serverLoss::goOffline(run, QStringLiteral("No internet connection"));
+        co_return;
+    }
     const auto failure = co_await openConnection(run);
     if (failure && run->isOver()) {
         recordingLog(QStringLiteral("⚠️ Ignoring connection error after cancel %1").arg(failure->error), LogLevel::warn);
@@ -212,12 +217,6 @@ bool mayStart(RecordingRun& run) {
         NotificationCenter::shared().post(notification::firstRecordingLanguageGateRequested);
         run.yield(action::Reset{});
         run.finish(QStringLiteral("cancelled(language_gate)"));
-        return false;
-    }
-    if (!run.services.network.isConnected()) {
-        recordingLog(QStringLiteral("🌐 No network detected — refusing to start recording "), LogLevel::warn);
-        run.yield(action::ConnectionFailed{QStringLiteral("No internet connection")});
-        run.finish(QStringLiteral("failed(no_network)"));
         return false;
     }
     return true;

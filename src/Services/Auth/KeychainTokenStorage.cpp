@@ -98,7 +98,7 @@ void KeychainTokenStorage::retryWrites() {
 }
 
 void KeychainTokenStorage::clear() {
-    m_hasSignedOut = m_hasSignedOut || !m_isRead;
+    m_hasSignedOut = m_hasSignedOut || !m_isRead || holdsAccount(userData());
     InMemoryTokenStorage::clear();
     m_executor.post([] { log(QStringLiteral("Auth tokens cleared from keychain (deviceId preserved)")); });
 }
@@ -170,7 +170,7 @@ void KeychainTokenStorage::merge(const Contents& contents) {
 }
 
 void KeychainTokenStorage::lookAgain() {
-    if (!m_isLocked || std::exchange(m_isLooking, true))
+    if (std::exchange(m_isLooking, true))
         return;
     m_executor.post([this] {
         auto contents = m_store->reopen() ? read(*m_store, m_issuer) : Contents();

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QHttpMultiPart>
+#include <QLocale>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QUuid>
@@ -49,10 +50,24 @@ std::unique_ptr<QHttpMultiPart> makeForm(const FileUpload& upload) {
     return form;
 }
 
-FileTransfer::Answer readAnswer(QNetworkReply& reply, const Abort& abort) {
+/// RFC 9110, 10.2.3: a number of seconds or a date.
+std::optional<std::chrono::seconds> retryAfterOf(const QNetworkReply& reply, const QDateTime& now) {
+    const auto header = QString::fromLatin1(reply.rawHeader("Retry-After")).trimmed();
+    bool isNumber = false;
+    const auto seconds = header.toUInt(&isNumber);
+    if (isNumber)
+        return std::chrono::seconds(seconds);
+    const auto date = QLocale::c().toDateTime(header, QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    if (!date.isValid())
+        return std::nullopt;
+    return std::chrono::seconds(std::max<qint64>(0, now.secsTo(QDateTime(date.date(), date.time(), Qt::UTC))));
+}
+
+FileTransfer::Answer readAnswer(QNetworkReply& reply, const Abort& abort, const QDateTime& now) {
     using Outcome = FileTransfer::Answer::Outcome;
     FileTransfer::Answer answer;
     answer.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer.retryAfter = retryAfterOf(reply, now);
     answer.redirectTo = reply.header(QNetworkRequest::LocationHeader).toUrl().host();
     if (reply.isOpen()) // not after an abort
         answer.body = reply.readAll();
@@ -164,9 +179,9 @@ Task<FileTransfer::Answer> FileTransfer::attempt(std::shared_ptr<Core> core, Req
         },
         Qt::SingleShotConnection);
     QObject::connect(reply, &QNetworkReply::downloadProgress, reply, refuseBeyondLimit);
-    QObject::connect(reply, &QNetworkReply::finished, reply, [network, reply, watch, sink = sink] {
+    QObject::connect(reply, &QNetworkReply::finished, reply, [network, reply, watch, core, sink = sink] {
         watch->timer.reset();
-        sink.yield(readAnswer(*reply, watch->abort));
+        sink.yield(readAnswer(*reply, watch->abort, core->clock.wallTime()));
         sink.finish();
         network->deleteLater();
     });

@@ -51,9 +51,10 @@ public:
         Outcome outcome = Outcome::unreachable;
         int status = 0;
         QByteArray body;
-        QString redirectTo;              ///< host of a redirect
-        QString failure;                 ///< when not answered
-        bool isHandshakeFailure = false; ///< the server's certificate was not trusted
+        QString redirectTo;                             ///< host of a redirect
+        std::optional<std::chrono::seconds> retryAfter; ///< of the header of that name (RFC 9110)
+        QString failure;                                ///< when not answered
+        bool isHandshakeFailure = false;                ///< the server's certificate was not trusted
     };
 
     /// Sets the authorities that a request trusts; may be empty. `clock` must outlive the requests.

@@ -10,7 +10,21 @@ namespace quillo {
 namespace {
 
 const QString anonymousUsersKey = QStringLiteral("pendingAnonymousUserIds");
+/// The servers of these users, each as "user@server"; earlier versions did not remember them.
+const QString anonymousServersKey = QStringLiteral("pendingAnonymousUserServers");
 constexpr qsizetype rememberedUsers = 50;
+
+QStringList listOf(const Preferences& preferences, const QString& key) {
+    return preferences.value(key).toString().split(u',', Qt::SkipEmptyParts);
+}
+
+void remember(Preferences& preferences, const QString& key, const QString& entry) {
+    auto known = listOf(preferences, key);
+    if (known.contains(entry))
+        return;
+    known.append(entry);
+    preferences.setValue(key, known.mid(std::max<qsizetype>(0, known.size() - rememberedUsers)).join(u','));
+}
 
 } // namespace
 
@@ -24,7 +38,7 @@ std::vector<PendingQueue::Group> PendingQueue::collect() {
             continue;
         // Pending audio must survive the storage limit, whichever user owns it.
         leases.try_emplace(audioId, audioId, RecordingsInUse::Purpose::queued);
-        if (!isOwn(record->userId) || RecordingsInUse::contains(audioId, RecordingsInUse::Purpose::writing))
+        if (!isOwn(*record) || RecordingsInUse::contains(audioId, RecordingsInUse::Purpose::writing))
             continue;
         const auto found = places.constFind(audioId);
         if (found != places.constEnd()) {
@@ -69,7 +83,7 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
     const auto now = self->services.clock.wallTime();
     // A time further away than any wait comes from a clock that was set back.
     bool isAway =
-        self->m_server.dueAt > now && now.secsTo(self->m_server.dueAt) <= pendingRetry::longestServerWait.count();
+        self->m_server.dueAt > now && now.secsTo(self->m_server.dueAt) <= pendingRetry::longestRequestedWait.count();
     if (!groups.empty())
         queueLog(QStringLiteral("📋 %1 pending recording(s) to process").arg(groups.size()));
     while (!groups.empty()) {
@@ -146,6 +160,7 @@ bool PendingQueue::requestAgain(const QString& audioId, const QString& language)
     m_hasChanged = true;
     ++m_requests[audioId];
     m_rejected.remove(audioId);
+    m_hasToldLanguage = false;
     expectServer();
     queueLog(QStringLiteral("🔄 Re-transcription initiated for: %1").arg(audioId));
     return true;
@@ -158,7 +173,7 @@ bool PendingQueue::resetBackoff() {
     auto waiting = records->pending();
     // A recording that the server rejected would be rejected again after every successful dictation, so leave it out.
     waiting.removeIf([this](const RecordPointer& record) {
-        return !isOwn(record->userId) || m_rejected.contains(record->pendingAudioId.value_or(QString()));
+        return !isOwn(*record) || m_rejected.contains(record->pendingAudioId.value_or(QString()));
     });
     const int count = records->resetBackoff(waiting);
     if (count == 0)
@@ -182,34 +197,40 @@ bool PendingQueue::isWaiting() {
     return m_hasWaiting || !m_unsaved.empty();
 }
 
-bool PendingQueue::isOwn(const QString& userId) const {
+bool PendingQueue::isOwn(const TranscriptionRecord& record) const {
     const auto user = services.auth.currentUser();
     if (!user)
         return false;
-    return userId.isEmpty() || userId == user->id ||
-           services.preferences.value(anonymousUsersKey).toString().split(u',').contains(userId);
+    const auto& owner = record.userId;
+    if (owner.isEmpty() || owner == user->id)
+        return true;
+    if (!listOf(services.preferences, anonymousUsersKey).contains(owner))
+        return false;
+    const auto servers = listOf(services.preferences, anonymousServersKey);
+    const auto isOfServer = [&](const QString& entry) { return entry.startsWith(owner + u'@'); };
+    return servers.contains(owner + u'@' + services.server) ||
+           std::none_of(servers.begin(), servers.end(), isOfServer) ||
+           m_requests.contains(record.pendingAudioId.value_or(QString()));
 }
 
 void PendingQueue::rememberCurrentUser() {
     const auto user = services.auth.currentUser();
     if (!user || !user->isAnonymous || user->id.contains(u','))
         return;
-    auto known = services.preferences.value(anonymousUsersKey).toString().split(u',', Qt::SkipEmptyParts);
-    if (known.contains(user->id))
-        return;
-    known.append(user->id);
-    services.preferences.setValue(anonymousUsersKey,
-                                  known.mid(std::max<qsizetype>(0, known.size() - rememberedUsers)).join(u','));
+    remember(services.preferences, anonymousUsersKey, user->id);
+    if (!services.server.isEmpty() && !services.server.contains(u','))
+        remember(services.preferences, anonymousServersKey, user->id + u'@' + services.server);
 }
 
 void PendingQueue::markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting) {
-    const bool isSaved = giveUp(audioId, waiting, RecordStatus::unrecognized);
+    const bool isSaved = giveUp(audioId, waiting, RecordStatus::unrecognized, pendingAudioFiles::unrecognizedReason);
     queueLog((isSaved ? QStringLiteral("🔇 Marked record as unrecognized (audio preserved for manual retry): %1")
                       : QStringLiteral("🔇 Marked recording as unrecognized (disk only, DB unavailable): %1"))
                  .arg(audioId));
 }
 
-bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status) {
+bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status,
+                          const QString& reason) {
     bool hadText = false;
     try {
         hadText = !pendingAudioFiles::readMetadata(audioId).isPending();
@@ -222,10 +243,7 @@ bool PendingQueue::giveUp(const QString& audioId, const QList<RecordPointer>& wa
         PendingRecords::giveUp({record}, stands ? RecordStatus::completed : status);
     }
     const bool isSaved = records->save();
-    const bool isUnrecognized = status == RecordStatus::unrecognized;
-    pendingAudioFiles::markCompleted(audioId, services.clock.wallTime(),
-                                     isUnrecognized ? pendingAudioFiles::unrecognizedReason
-                                                    : pendingAudioFiles::failedReason);
+    pendingAudioFiles::markCompleted(audioId, services.clock.wallTime(), reason);
     return isSaved;
 }
 

@@ -25,6 +25,7 @@ struct PendingQueueServices {
     AuthServiceProtocol& auth;
     Preferences& preferences;
     Clock& clock;
+    QString server = {}; ///< ServerEnvironment::identity(): which server anonymous users belong to
 };
 
 /// The recordings that wait for their text, and the passes over them. Main thread. Held by the manager and by each
@@ -47,10 +48,10 @@ public:
     void expectServer() { m_server = {}; }
     /// Whether a waiting recording could make progress at a later check.
     [[nodiscard]] bool isWaiting();
-    /// Whether the current user may transcribe the records of this user.
-    [[nodiscard]] bool isOwn(const QString& userId) const;
-    /// Remembers an anonymous user, whose recordings belong to the next user who signs in on this machine.
+    /// Remembers an anonymous user and its server: its recordings belong to the next user who signs in there.
     void rememberCurrentUser();
+    /// Records have appeared outside of the queue.
+    void recordsDidChange() { m_hasChanged = true; }
     void close() { isClosed = true; }
 
     PendingQueueServices services;
@@ -73,6 +74,9 @@ private:
         QList<RecordPointer> records;
     };
 
+    /// Whether the current user may transcribe this record: its own, one without a user, and those of the anonymous
+    /// users of this machine, unless they belong to another server and nobody has asked for it.
+    [[nodiscard]] bool isOwn(const TranscriptionRecord& record) const;
     std::vector<Group> collect();
     /// Nothing when it must not be sent now.
     std::optional<Item> prepare(const Group& group);
@@ -86,14 +90,20 @@ private:
     void putUntriedFirst(std::vector<Group>& groups) const;
     Step settleFailure(const Item& item, const std::exception_ptr& error);
     /// Records that no server was reached; this does not count as an attempt of the recording.
-    Step settleAbsence(const Item& item, const QString& reason);
+    Step settleAbsence(const Item& item, const QString& reason, std::chrono::seconds requestedWait = {});
+    Step settleServerError(const Item& item, const TranscriptionFileClientError& failure);
+    /// Counts a failed attempt.
+    Step settleAttempt(const Item& item, const QString& reason, bool isRejected);
+    /// The server does not understand the language: further attempts are pointless.
+    Step settleLanguage(const Item& item);
     void settleExhausted(const QString& audioId, const QList<RecordPointer>& waiting, int64_t attempts);
     Step settleEmpty(const Item& item);
     Step settleSuccess(const QString& audioId, const RecordPointer& record);
     void publish(const QString& audioId, const RecordPointer& record);
-    /// Ends the wait with `status`, in the history and in the audio's metadata; false when only the metadata could be
-    /// written.
-    bool giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status);
+    /// Ends the wait with `status`, in the history, and with `reason` in the audio's metadata; false when only the
+    /// metadata could be written.
+    bool giveUp(const QString& audioId, const QList<RecordPointer>& waiting, const QString& status,
+                const QString& reason);
     void markUnrecognized(const QString& audioId, const QList<RecordPointer>& waiting);
     void publishUnsaved();
 
@@ -109,10 +119,11 @@ private:
         QSet<QString> tried;
     };
     Server m_server;
-    bool m_hasAnswered = false; ///< the server has answered in this pass
-    bool m_hasWaiting = false;  ///< at the latest check
-    bool m_hasChanged = true;   ///< since then
-    bool m_isSignedOut = false; ///< the last pass found that the session has ended
+    bool m_hasAnswered = false;     ///< the server has answered in this pass
+    bool m_hasWaiting = false;      ///< at the latest check
+    bool m_hasChanged = true;       ///< since then
+    bool m_isSignedOut = false;     ///< the last pass found that the session has ended
+    bool m_hasToldLanguage = false; ///< one notice is enough for all recordings in such a language
 };
 
 } // namespace quillo

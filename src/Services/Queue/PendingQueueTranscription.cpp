@@ -1,6 +1,10 @@
 #include "Services/Queue/PendingQueue.h"
+
+#include "Core/NotificationCenter.h"
+#include "Localization/LocalizationManager.h"
 #include "Services/Queue/PendingQueueLog.h"
 #include "Services/Queue/PendingRetryRules.h"
+#include "Services/Recordings/KeptReasons.h"
 #include "Services/Recordings/PendingAudioFiles.h"
 
 namespace quillo {
@@ -40,7 +44,17 @@ QString inSeconds(int64_t attempts) { return QStringLiteral("%1s").arg(pendingRe
 /// Whether the server rejected this recording, so that a recovered server changes nothing.
 bool isRejection(const TranscriptionFileClientError& error) {
     return error.kind() == TranscriptionFileClientError::Kind::serverError && error.status() >= 400 &&
-           error.status() < 500 && error.status() != 401 && error.status() != 408 && error.status() != 429;
+           error.status() < 500 && error.status() != 401 && error.status() != 408;
+}
+
+constexpr int stillProcessing = 202;
+
+/// Whether this is the answer of a server, or of a proxy before it, that serves nobody at present. Only a recogniser
+/// that failed on this audio speaks of the recording.
+bool isAbsentServer(const TranscriptionFileClientError& error) {
+    const auto status = error.status();
+    return (status == 429 || status == 502 || status == 503 || status == 504) &&
+           error.code() != QStringLiteral("TRANSCRIPTION_ERROR");
 }
 
 } // namespace
@@ -214,7 +228,7 @@ void PendingQueue::settleExhausted(const QString& audioId, const QList<RecordPoi
              LogLevel::warn);
     m_hasChanged = true;
     // This differs from "no words found": the server never gave a result.
-    giveUp(audioId, waiting, RecordStatus::transcriptionFailed);
+    giveUp(audioId, waiting, RecordStatus::transcriptionFailed, pendingAudioFiles::failedReason);
 }
 
 PendingQueue::Step PendingQueue::settleSuccess(const QString& audioId, const RecordPointer& record) {
@@ -256,10 +270,12 @@ PendingQueue::Step PendingQueue::settleEmpty(const Item& item) {
     return Step::done;
 }
 
-PendingQueue::Step PendingQueue::settleAbsence(const Item& item, const QString& reason) {
+PendingQueue::Step PendingQueue::settleAbsence(const Item& item, const QString& reason,
+                                               std::chrono::seconds requestedWait) {
     ++m_server.failures;
     m_server.tried.insert(item.audioId);
-    const auto wait = pendingRetry::serverWait(m_server.failures);
+    const auto wait = std::max(pendingRetry::serverWait(m_server.failures),
+                               std::min(requestedWait, pendingRetry::longestRequestedWait));
     m_server.dueAt = services.clock.wallTime().addSecs(wait.count());
     queueLog(QStringLiteral("🌐 %1 could not be sent (%2) — no attempt; the server is asked again in %3s")
                  .arg(item.audioId, reason)
@@ -268,18 +284,61 @@ PendingQueue::Step PendingQueue::settleAbsence(const Item& item, const QString& 
     return Step::away;
 }
 
+PendingQueue::Step PendingQueue::settleServerError(const Item& item, const TranscriptionFileClientError& failure) {
+    if (isAbsentServer(failure))
+        return settleAbsence(item, failure.message(), failure.retryAfter().value_or(std::chrono::seconds(0)));
+    m_hasAnswered = true;
+    expectServer();
+    if (failure.status() == stillProcessing) {
+        queueLog(QStringLiteral("⏳ %1 is still being transcribed — will retry later without incrementing counter")
+                     .arg(item.audioId));
+        return Step::done;
+    }
+    if (failure.status() == 422 && failure.code() == QStringLiteral("LANGUAGE_NOT_SERVED"))
+        return settleLanguage(item);
+    return settleAttempt(item, failure.message(), isRejection(failure));
+}
+
+PendingQueue::Step PendingQueue::settleLanguage(const Item& item) {
+    queueLog(QStringLiteral("🛑 The server does not understand the language \"%1\" — marking failed (audio preserved): "
+                            "%2")
+                 .arg(item.language, item.audioId),
+             LogLevel::warn);
+    giveUp(item.audioId, records->pendingWith(item.audioId), RecordStatus::transcriptionFailed,
+           pendingAudioFiles::languageReason);
+    if (!std::exchange(m_hasToldLanguage, true))
+        NotificationCenter::shared().post(notification::userNotice,
+                                          {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral(
+                                                                           "notice.waitingLanguageNotServed"))}});
+    return Step::done;
+}
+
+PendingQueue::Step PendingQueue::settleAttempt(const Item& item, const QString& reason, bool isRejected) {
+    if (isRejected)
+        m_rejected.insert(item.audioId);
+    else
+        m_rejected.remove(item.audioId);
+    const auto waiting = records->pendingWith(item.audioId);
+    records->recordAttempt(waiting);
+    records->save();
+    queueLog(QStringLiteral("❌ Failed to transcribe pending recording: %1 (%2). Next retry in %3")
+                 .arg(item.audioId, reason, inSeconds(attemptsOf(waiting))),
+             LogLevel::error);
+    return Step::done;
+}
+
 PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exception_ptr& error) {
     using Kind = TranscriptionFileClientError::Kind;
     QString reason = QStringLiteral("unknown");
-    bool isRejected = false;
+    std::optional<TranscriptionFileClientError> answer;
     bool isAbsence = false;
     try {
         std::rethrow_exception(error);
     } catch (const TranscriptionFileClientError& failure) {
         reason = failure.message();
-        isRejected = isRejection(failure);
         isAbsence = failure.kind() == Kind::unreachable;
-        m_hasAnswered = m_hasAnswered || failure.kind() == Kind::serverError;
+        if (failure.kind() == Kind::serverError)
+            answer = failure;
         if (failure.kind() == Kind::notAuthenticated) {
             queueLog(QStringLiteral("🔒 Nobody is signed in — pausing"), LogLevel::warn);
             m_isSignedOut = true;
@@ -298,22 +357,14 @@ PendingQueue::Step PendingQueue::settleFailure(const Item& item, const std::exce
         queueLog(QStringLiteral("🌐 Network lost during processing — pausing"));
         return Step::pause;
     }
+    if (answer)
+        return settleServerError(item, *answer);
     // Other recordings have just succeeded, so this recording is the cause.
     if (isAbsence && !m_hasAnswered)
         return settleAbsence(item, reason);
     if (!isAbsence)
         expectServer();
-    if (isRejected)
-        m_rejected.insert(item.audioId);
-    else
-        m_rejected.remove(item.audioId);
-    const auto waiting = records->pendingWith(item.audioId);
-    records->recordAttempt(waiting);
-    records->save();
-    queueLog(QStringLiteral("❌ Failed to transcribe pending recording: %1 (%2). Next retry in %3")
-                 .arg(item.audioId, reason, inSeconds(attemptsOf(waiting))),
-             LogLevel::error);
-    return Step::done;
+    return settleAttempt(item, reason, false);
 }
 
 } // namespace quillo

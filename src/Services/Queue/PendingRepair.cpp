@@ -2,6 +2,7 @@
 
 #include "Services/Queue/PendingQueueLog.h"
 #include "Services/Queue/PendingRetryRules.h"
+#include "Services/Recordings/KeptReasons.h"
 #include "Services/Recordings/PendingAudioFiles.h"
 #include "Services/Recordings/RecordingsInUse.h"
 
@@ -43,6 +44,16 @@ void PendingRepair::run(PendingRecords& records) {
     removeStaleFiles();
 }
 
+void PendingRepair::adoptOwnerless(PendingRecords& records) {
+    for (const auto& metadata : pendingAudioFiles::listPendingRecordings())
+        // A dictation that has not ended yet makes its record itself.
+        if (metadata.reason != pendingAudioFiles::inProgressReason && !isBeingWritten(metadata.id) &&
+            records.ofAudio(metadata.id, metadata.clientRecordingId).isEmpty())
+            adopt(records, metadata);
+    if (adopted > 0)
+        records.save();
+}
+
 void PendingRepair::settleRecord(PendingRecords& records, const RecordPointer& record) {
     auto audioId = record->pendingAudioId.value_or(QString());
     if (!pendingAudioFiles::audioFilesExist(audioId))
@@ -69,7 +80,8 @@ void PendingRepair::settleRecord(PendingRecords& records, const RecordPointer& r
             return;
         if (metadata.reason == pendingAudioFiles::unrecognizedReason)
             PendingRecords::giveUp(records.pendingWith(audioId), RecordStatus::unrecognized);
-        else if (metadata.reason == pendingAudioFiles::failedReason)
+        else if (metadata.reason == pendingAudioFiles::failedReason ||
+                 metadata.reason == pendingAudioFiles::languageReason)
             PendingRecords::giveUp(records.pendingWith(audioId), RecordStatus::transcriptionFailed);
     } catch (const FileError&) {
         return; // the audio is found again, as audio without metadata

@@ -26,6 +26,8 @@ struct PendingRepair {
 
     /// Main thread. Failures are logged and retried at the next start.
     void run(PendingRecords& records);
+    /// Adopts what was recorded in this run while there was no user, and so has no record. Main thread.
+    void adoptOwnerless(PendingRecords& records);
 
 private:
     void settleRecord(PendingRecords& records, const RecordPointer& record);

@@ -39,6 +39,9 @@ constexpr std::chrono::seconds backoff(int64_t attemptsMade) {
 /// The longest wait before an unreachable server is tried again, by sending one recording.
 constexpr std::chrono::seconds longestServerWait{300};
 
+/// The longest wait that a server may ask for (Retry-After).
+constexpr std::chrono::seconds longestRequestedWait{3600};
+
 /// The wait before trying a server again that was unreachable this many times in a row.
 constexpr std::chrono::seconds serverWait(int failures) { return std::min(backoff(failures), longestServerWait); }
 

@@ -70,12 +70,22 @@ void PendingTranscriptionManager::observe(const QString& name, const QVariantMap
                               userInfo.value(QStringLiteral("language")).toString());
     } else if (name == notification::authUserDidChange) {
         m_queue->rememberCurrentUser();
+        adoptOwnerless();
         m_queue->expectServer();
         processPendingIfNeeded();
     } else if (name == notification::transcriptionSucceeded && m_queue->resetBackoff()) {
         m_deferred =
             m_queue->services.clock.callLater(pendingRetry::recoveryDelay, [this] { processPendingIfNeeded(); });
     }
+}
+
+void PendingTranscriptionManager::adoptOwnerless() {
+    const auto user = m_queue->services.auth.currentUser();
+    if (!user || !m_queue->records)
+        return;
+    PendingRepair repair{.now = m_queue->services.clock.wallTime(), .startedAt = m_startedAt, .userId = user->id};
+    repair.adoptOwnerless(*m_queue->records);
+    m_queue->recordsDidChange();
 }
 
 void PendingTranscriptionManager::watchNetwork() {

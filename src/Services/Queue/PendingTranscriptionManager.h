@@ -33,6 +33,8 @@ public:
 
 private:
     void observe(const QString& name, const QVariantMap& userInfo);
+    /// What was recorded before there was a user belongs to the one who is there now.
+    void adoptOwnerless();
     void watchNetwork();
     void armTimer();
 

@@ -3,6 +3,7 @@
 #include "Concurrency/Perform.h"
 #include "Core/Log.h"
 #include "Services/Recordings/PendingAudioFiles.h"
+#include "Services/Recordings/KeptReasons.h"
 #include "Services/Recordings/RecordingsInUse.h"
 #include "Services/Settings/UserSettings.h"
 
@@ -51,7 +52,7 @@ qint64 sizeOf(const PendingAudioMetadata& metadata) {
 /// Where no audio is to be kept, only that stays on which the server failed: it may contain words.
 void deleteUnwanted() {
     for (const auto& metadata : disposable())
-        if (metadata.reason != pendingAudioFiles::failedReason)
+        if (metadata.reason != pendingAudioFiles::failedReason && metadata.reason != pendingAudioFiles::languageReason)
             pendingAudioFiles::deleteFiles(metadata.id);
 }
 

@@ -94,7 +94,8 @@ Error errorOf(const FileTransfer::Answer& answer) {
             QStringLiteral("The server sent the request on to %1, which is not followed so that "
                            "the sign-in stays with the server. Check the server address.")
                 .arg(answer.redirectTo.isEmpty() ? QStringLiteral("another address") : answer.redirectTo));
-    return Error::serverError(answer.status, transcriptionFileCoding::errorMessage(answer.body));
+    return Error::serverError(answer.status, transcriptionFileCoding::errorMessage(answer.body),
+                              transcriptionFileCoding::errorCode(answer.body), answer.retryAfter);
 }
 
 template <class Decode>

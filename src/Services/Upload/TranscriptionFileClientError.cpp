@@ -24,8 +24,14 @@ QString TranscriptionFileClientError::textOf(Kind kind) {
     return QStringLiteral("An unexpected server error occurred. Please try again.");
 }
 
-TranscriptionFileClientError TranscriptionFileClientError::serverError(int status, const QString& message) {
-    return {Kind::serverError, message.isEmpty() ? textOf(Kind::serverError) : message, status};
+TranscriptionFileClientError TranscriptionFileClientError::serverError(int status, const QString& message,
+                                                                       const QString& code,
+                                                                       std::optional<std::chrono::seconds> retryAfter) {
+    TranscriptionFileClientError error(Kind::serverError, message.isEmpty() ? textOf(Kind::serverError) : message,
+                                       status);
+    error.m_code = code;
+    error.m_retryAfter = retryAfter;
+    return error;
 }
 
 TranscriptionFileClientError TranscriptionFileClientError::unreachable(const QString& cause) {

@@ -120,6 +120,14 @@ QString errorMessage(const QByteArray& body) {
     return {};
 }
 
+QString errorCode(const QByteArray& body) {
+    try {
+        return messageIn(json::parseObject(body), "code").left(longestMessage);
+    } catch (const std::runtime_error&) {
+        return {};
+    }
+}
+
 } // namespace transcriptionFileCoding
 
 } // namespace quillo

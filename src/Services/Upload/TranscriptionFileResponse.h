@@ -71,6 +71,8 @@ DiarizationPollResponse decodePoll(const QByteArray& json);
 /// The message of an error body: the first of "detail", "message", "error" and "code"; empty without one. On a single
 /// line, shortened for display.
 QString errorMessage(const QByteArray& body);
+/// Its "code"; empty without one.
+QString errorCode(const QByteArray& body);
 
 } // namespace transcriptionFileCoding
 

@@ -46,8 +46,6 @@ TEST_F(RecordingStartTests, aFailedStartLeavesNothingOpenAndTheNextWorks) {
         std::function<bool()> expected;
     };
     const std::vector<Case> cases{
-        {"no network", [&] { network.setConnected(false); }, [&] { network.setConnected(true); },
-         [&] { return failedWith<RecordingError::ConnectionFailed>() && audio.starts() == 0; }},
         {"language gate", [&] { preferences.languageChosen = false; }, [&] { preferences.languageChosen = true; },
          [&] {
              return is<Status::Idle>() && notifications.contains(notification::firstRecordingLanguageGateRequested);
@@ -91,6 +89,11 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
     const auto idle = [this] { return is<Status::Idle>() && store->state().savedToHistoryHintVisible; };
     const auto failed = [this] { return failedWith<RecordingError::TranscriptionFailed>(); };
     const std::vector<Case> cases{
+        {"no network", [this] { network.setConnected(false); }, noAnswer, "completed(offline_stop)",
+         [this, idle] {
+             const auto& hint = store->state().savedToHistoryHintMessage;
+             return idle() && hint == UserMessage{QStringLiteral("pill.savedForNetwork")};
+         }},
         {"no server", refused(0), noAnswer, "completed(offline_stop)", idle},
         {"a full server", refused(503), noAnswer, "completed(offline_stop)", idle},
         {"rejected twice", refused(401), noAnswer, "failed(connection)",
@@ -130,6 +133,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
         EXPECT_EQ(records().front()->durationMs, 500);
         forgetRecords();
         expectQuiet();
+        network.setConnected(true);
         tokens.setAccessToken(u"token"_qs);
         auth.onAnonymousSession = nullptr;
         webSocket.connectErrors.clear();

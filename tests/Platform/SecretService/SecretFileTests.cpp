@@ -7,6 +7,7 @@
 #include <QDBusConnection>
 #include <QDBusVirtualObject>
 #include <QElapsedTimer>
+#include <QProcess>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -121,6 +122,44 @@ TEST(SecretService, AServiceThatDoesNotAnswerCostsTheDeadlineAndNoMore) {
     QDBusConnection::disconnectFromBus(u"silent"_qs);
     EXPECT_TRUE(chosen->reopen()) << "the service has gone";
     EXPECT_TRUE(chosen->write(u"a"_qs, "x"));
+}
+
+TEST(ChosenSecretStore, MovesToASecretServiceThatStartsLater) {
+    const QTemporaryDir folder;
+    const auto open = [&](const QString& name, std::chrono::milliseconds appearance) {
+        return createSecretStore(
+            folder.filePath(name),
+            {.state = std::chrono::seconds(10), .call = std::chrono::seconds(10), .appearance = appearance});
+    };
+    const auto file = open(u"file"_qs, std::chrono::milliseconds(0));
+    ASSERT_TRUE(file->write(u"a"_qs, "from the file"));
+    EXPECT_FALSE(file->reopen());
+    // One that is known to hold secrets is waited for, but not for ever.
+    const auto waiting = open(u"waiting"_qs, std::chrono::hours(1));
+    EXPECT_TRUE(waiting->isLocked());
+    EXPECT_FALSE(waiting->write(u"b"_qs, "x"));
+    EXPECT_FALSE(waiting->reopen());
+    const auto impatient = open(u"impatient"_qs, std::chrono::milliseconds(1));
+    EXPECT_TRUE(impatient->isLocked());
+    EXPECT_TRUE(waitUntil([&] { return impatient->reopen(); }));
+    EXPECT_TRUE(impatient->write(u"c"_qs, "x"));
+    EXPECT_FALSE(QFile::exists(folder.filePath(u"waiting"_qs)));
+
+    bool isOpen = false;
+    file->onChange([&] { isOpen = isOpen || file->reopen(); });
+    QProcess keyring;
+    keyring.start(u"gnome-keyring-daemon"_qs, {u"--foreground"_qs, u"--unlock"_qs, u"--components=secrets"_qs});
+    keyring.write("\n");
+    keyring.closeWriteChannel();
+    ASSERT_TRUE(waitUntil([&] { return isOpen; })) << "nothing noticed the service";
+    EXPECT_EQ(file->read(u"a"_qs), "from the file");
+    EXPECT_EQ(createSecretServiceStore()->read(u"a"_qs), "from the file");
+    EXPECT_TRUE(waiting->reopen());
+    EXPECT_TRUE(waiting->write(u"b"_qs, "x"));
+    EXPECT_FALSE(QFile::exists(folder.filePath(u"waiting"_qs)));
+    file->onChange({});
+    keyring.terminate();
+    keyring.waitForFinished();
 }
 
 } // namespace

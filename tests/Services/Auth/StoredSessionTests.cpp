@@ -156,6 +156,28 @@ TEST_F(StoredSessionTest, ALockedKeyringKeepsItsSessionWhateverIsMadeMeanwhile) 
     }
 }
 
+TEST_F(StoredSessionTest, AKeyringThatAppearsLaterHoldsTheAccountOrGetsTheNewOne) {
+    for (const bool signsIn : {false, true}) {
+        storeAccount();
+        const auto inKeyring = std::exchange(keyring.values, {}); // what is read instead comes from the file
+        await(open().load());
+        storeSession(60, !signsIn);
+        storage->setAccessToken(u"meanwhile"_qs);
+        close();
+        auto& opened = open();
+        await(opened.load());
+        EXPECT_EQ(opened.accessToken(), u"meanwhile"_qs);
+        keyring.set([&] { keyring.values = inKeyring; });
+        keyring.changed();
+        ASSERT_TRUE(waitUntil([&] { return restored && restored->isThere(); }));
+        EXPECT_EQ(opened.accessToken(), signsIn ? u"meanwhile"_qs : u"old-access"_qs);
+        close();
+        EXPECT_EQ(stored(tokenKey::accessToken), signsIn ? "meanwhile" : "old-access");
+        restored.reset();
+        keyring.values.clear();
+    }
+}
+
 TEST_F(StoredSessionTest, OfWhatWasSetBeforeTheStoreWasReadOneSessionWinsWhole) {
     const auto store = [this](const char* access, bool isAnonymous) {
         return [this, access, isAnonymous] {

@@ -43,8 +43,12 @@ protected:
         manager->start(&context());
     }
     void makeManager() {
-        manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{
-            .client = client, .network = network, .auth = auth, .preferences = preferences, .clock = clock});
+        manager = std::make_unique<PendingTranscriptionManager>(PendingQueueServices{.client = client,
+                                                                                     .network = network,
+                                                                                     .auth = auth,
+                                                                                     .preferences = preferences,
+                                                                                     .clock = clock,
+                                                                                     .server = server});
     }
 
     /// A waiting recording with its record; returns the record's id.
@@ -102,6 +106,7 @@ protected:
     MockAuthService auth;
     MockNetworkMonitor network;
     MockTranscriptionFileClient client;
+    QString server = u"local"_qs;
     Preferences preferences{folder.outside(u"settings.ini"_qs)};
     std::unique_ptr<ModelContainer> container;
     std::unique_ptr<PendingTranscriptionManager> manager;

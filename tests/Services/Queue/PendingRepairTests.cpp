@@ -1,4 +1,5 @@
 #include "PendingQueueFixture.h"
+#include "Services/Recordings/KeptReasons.h"
 
 #include <gmock/gmock.h>
 
@@ -72,6 +73,30 @@ TEST_F(PendingRepairTest, AudioWithoutReadableMetadataIsAdoptedHoweverYoung) {
     EXPECT_EQ(pendingAudioFiles::readMetadata(u"bare"_qs).createdAt, clock.wallTime().addSecs(-3));
     network.setConnected(true);
     EXPECT_EQ(recovered.size(), 2);
+}
+
+TEST_F(PendingRepairTest, WhatWasRecordedWithoutAUserIsAdoptedWhenThereIsOne) {
+    const auto user = std::exchange(auth.user, std::nullopt);
+    start();
+    clock.advance(60s);
+    for (const auto& [id, reason] : {std::pair(u"kept"_qs, u"offline_recording_stopped"_qs),
+                                     std::pair(u"running"_qs, pendingAudioFiles::inProgressReason)}) {
+        auto metadata = RecordingsFolder::metadata(id, clock.wallTime());
+        metadata.userId.clear();
+        metadata.reason = reason;
+        folder.add(metadata, audio);
+    }
+    post(notification::pendingRecordingSaved);
+    EXPECT_EQ(all().size(), 0);
+    auth.user = user;
+    for (int change = 0; change < 2; ++change) {
+        post(notification::authUserDidChange);
+        ASSERT_EQ(all().size(), 1) << change;
+        EXPECT_EQ(all().front()->pendingAudioId, u"kept"_qs);
+        EXPECT_EQ(all().front()->userId, user->id);
+    }
+    network.setConnected(true);
+    EXPECT_EQ(client.operations(), QStringList(u"transcribe kept"_qs));
 }
 
 TEST_F(PendingRepairTest, WhatTheHistoryKnowsDecides) {

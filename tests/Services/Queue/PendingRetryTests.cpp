@@ -1,5 +1,6 @@
 #include "PendingQueueFixture.h"
 #include "Services/Queue/PendingRetryRules.h"
+#include "Services/Recordings/KeptReasons.h"
 
 #include <gmock/gmock.h>
 
@@ -143,6 +144,12 @@ TEST_F(PendingRetryTest, AnAbsentServerCostsNoAttemptAndIsAskedWithOneRecordingA
             throw TranscriptionFileClientError::unreachable(u"Connection refused"_qs);
         },
         []() -> TranscriptionFileResponse { throw FileError(u"the disk is full"_qs); },
+        []() -> TranscriptionFileResponse { throw TranscriptionFileClientError::serverError(429, {}); },
+        []() -> TranscriptionFileResponse { throw TranscriptionFileClientError::serverError(502, {}); },
+        []() -> TranscriptionFileResponse {
+            throw TranscriptionFileClientError::serverError(503, {}, u"STT_UNAVAILABLE"_qs);
+        },
+        []() -> TranscriptionFileResponse { throw TranscriptionFileClientError::serverError(504, {}); },
     };
     for (const auto& absence : absences) {
         const auto first = addPending(u"first"_qs);
@@ -181,6 +188,57 @@ TEST_F(PendingRetryTest, AnAbsentServerCostsNoAttemptAndIsAskedWithOneRecordingA
             context().remove(context().record(id));
         context().save();
     }
+}
+
+TEST_F(PendingRetryTest, TheAnswerDecidesWhetherItCountsAndWhenTheServerIsAskedAgain) {
+    using Error = TranscriptionFileClientError;
+    struct Case {
+        const char* name;
+        Error error;
+        int64_t attempts; ///< that the first answer costs
+        int64_t again;    ///< seconds until the second request
+    };
+    const Case cases[] = {
+        {"still running", Error::serverError(202, {}, u"STILL_PROCESSING"_qs), 0, 30},
+        {"the recogniser failed on it", Error::serverError(503, {}, u"TRANSCRIPTION_ERROR"_qs), 1, 30},
+        {"it wants a pause", Error::serverError(503, {}, {}, 200s), 0, 210},
+        {"a pause without an end", Error::serverError(429, {}, {}, 24h * 365), 0, 3600},
+    };
+    for (const auto& [name, error, attempts, again] : cases) {
+        const auto id = addPending(audioId);
+        client.calls.clear();
+        failWith(error);
+        start();
+        EXPECT_EQ(stored(id).retryCount, attempts) << name;
+        EXPECT_EQ(stored(id).status, RecordStatus::pendingTranscription) << name;
+        clock.advance(std::chrono::seconds(again - 1));
+        EXPECT_EQ(client.calls.size(), 1) << name;
+        clock.advance(1s);
+        EXPECT_EQ(client.calls.size(), 2) << name;
+        removePending(id, audioId);
+    }
+}
+
+TEST_F(PendingRetryTest, ALanguageThatTheServerDoesNotUnderstandEndsTheWaitWithItsReason) {
+    int notices = 0;
+    const auto noticed = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
+                                          [&](const QString& name) { notices += name == notification::userNotice; });
+    failWith(TranscriptionFileClientError::serverError(422, u"English only"_qs, u"LANGUAGE_NOT_SERVED"_qs));
+    const auto id = addPending(audioId);
+    const auto second = addPending(u"second"_qs);
+    start();
+    EXPECT_EQ(client.calls.size(), 2) << "one attempt each";
+    EXPECT_EQ(notices, 1);
+    for (const auto& each : {id, second})
+        EXPECT_EQ(stored(each).status, RecordStatus::transcriptionFailed);
+    EXPECT_EQ(pendingAudioFiles::readMetadata(audioId).reason, pendingAudioFiles::languageReason);
+    EXPECT_EQ(clock.pending(), 0U);
+    manager->retranscribeRecording(audioId, {});
+    EXPECT_EQ(notices, 2) << "who asks again gets an answer";
+    answerWith(u"in English"_qs);
+    EXPECT_TRUE(manager->retranscribeRecording(audioId, u"en"_qs));
+    EXPECT_EQ(stored(id).text, u"in English"_qs);
+    QObject::disconnect(noticed);
 }
 
 TEST_F(PendingRetryTest, ARecordingThatTheWayDoesNotBearHoldsNoOtherUp) {

@@ -236,6 +236,31 @@ TEST_F(PendingTranscriptionManagerTest, OnlyTheUsersOwnRecordingsAreSent) {
     EXPECT_EQ(stored(others).status, RecordStatus::completed);
 }
 
+TEST_F(PendingTranscriptionManagerTest, AnAnonymousRecordingGoesToNoOtherServerUnlessAsked) {
+    const auto of = [](const QString& user) { return [user](RecordFields& record) { record.userId = user; }; };
+    const auto become = [this](const QString& where, const AuthUser& user) {
+        server = where;
+        auth.user = user;
+        client.calls.clear();
+        start();
+    };
+    preferences.setValue(u"pendingAnonymousUserIds"_qs, u"anonymous-0"_qs); // as an earlier version left it
+    network.setConnected(false);
+    become(u"local"_qs, {.id = u"anonymous-1"_qs});
+    addPending(u"old"_qs, of(u"anonymous-0"_qs));
+    addPending(u"first"_qs, of(u"anonymous-1"_qs));
+    addPending(u"second"_qs, of(u"anonymous-1"_qs));
+    manager.reset();
+    network.setConnected(true);
+    become(u"other.example:443"_qs, {.id = u"account"_qs, .isAnonymous = false});
+    EXPECT_EQ(client.operations(), QStringList(u"transcribe old"_qs));
+    EXPECT_TRUE(manager->retranscribeRecording(u"first"_qs, {}));
+    EXPECT_EQ(client.operations().last(), u"transcribe first"_qs);
+    become(u"local"_qs, {.id = u"account-2"_qs, .isAnonymous = false});
+    EXPECT_EQ(client.operations(), QStringList(u"transcribe second"_qs));
+    EXPECT_EQ(preferences.value(u"pendingAnonymousUserIds"_qs).toString(), u"anonymous-0,anonymous-1"_qs);
+}
+
 TEST_F(PendingTranscriptionManagerTest, ASessionThatEndedCostsNoAttempt) {
     const auto id = addPending(audioId);
     addPending(u"second"_qs);

@@ -73,15 +73,15 @@ TEST_F(AudioStorageManagerTest, WhatSomebodyHasInHandStays) {
 
 TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptOnlyFailedStays) {
     const std::pair<const char*, bool> recordings[] = {
-        {"unrecognized", false}, {"expired", false}, {"empty_result_zero_words", false}, {"connection_lost", false},
-        {"failed", true}};
+        {"unrecognized", false},    {"expired", false}, {"empty_result_zero_words", false},
+        {"connection_lost", false}, {"failed", true},   {"language_not_served", true}};
     for (const auto& [reason, stays] : recordings) {
         const auto id = QString::fromLatin1(reason);
         add(id, 1, false, 100);
         ASSERT_TRUE(pendingAudioFiles::markCompleted(id, now, id));
     }
     m_manager.enforceStorageLimit();
-    EXPECT_EQ(ids().size(), 5);
+    EXPECT_EQ(ids().size(), 6);
     m_settings.setValue(u"keepAudio"_qs, false);
     m_manager.enforceStorageLimit();
     for (const auto& [reason, stays] : recordings)

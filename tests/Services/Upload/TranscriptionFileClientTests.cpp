@@ -142,6 +142,18 @@ TEST_F(TranscriptionFileClientTest, EveryAnswerIsAResultOrATypedError) {
     }
 }
 
+TEST_F(TranscriptionFileClientTest, ARefusalKeepsItsCodeAndTheWaitThatTheServerWants) {
+    const auto date = QLocale::c().toString(m_clock.wallTime().addSecs(90), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_qs);
+    const std::pair<QByteArray, std::optional<std::chrono::seconds>> cases[] = {
+        {"7", 7s}, {date.toLatin1(), 90s}, {"Thu, 01 Jan 1970 00:00:00 GMT", 0s}, {"soon", {}}, {"-5", {}}};
+    for (const auto& [header, wait] : cases) {
+        answer("503 Busy", R"({"detail":"later","code":"SERVER_FULL"})", "Retry-After: " + header + "\r\n");
+        const auto error = errorOf(transcribe());
+        EXPECT_EQ(error.code(), u"SERVER_FULL"_qs);
+        EXPECT_EQ(error.retryAfter(), wait) << header.toStdString();
+    }
+}
+
 TEST_F(TranscriptionFileClientTest, AnswersThatBreakOffGrowOrNeverEndAreErrors) {
     using Answer = std::function<void(QSslSocket&)>;
     const QByteArray ok = "HTTP/1.1 200 OK\r\n";

@@ -12,14 +12,14 @@ void warn(const QString& message) {
     appLog(QStringLiteral("[SecretService] ⚠️ ") + message, LogLevel::warn, QStringLiteral("SecretService"));
 }
 
-/// The service, or the file when there is no service; the first call decides. A locked keyring does not fall back to
+/// The service, or the file while there is no service. A locked keyring does not fall back to
 /// the file: its owner may unlock it at any moment, and a program that starts with the session must not ask for a
 /// password. Neither does a silent one: it may be busy, and its content must not be ignored.
 class ChosenSecretStore final : public SecretStore {
 public:
     ChosenSecretStore(const QString& fallbackPath, SecretServiceDeadlines deadlines)
-        : m_path(fallbackPath), m_deadline(deadlines.state), m_service(createSecretServiceStore(deadlines.call)),
-          m_file(createFileSecretStore(fallbackPath)) {}
+        : m_path(fallbackPath), m_deadline(deadlines.state), m_patience(deadlines.appearance),
+          m_service(createSecretServiceStore(deadlines.call)), m_file(createFileSecretStore(fallbackPath)) {}
 
     bool isAvailable() override {
         auto* store = chosen();
@@ -67,12 +67,16 @@ public:
     }
 
     bool reopen() override {
-        if (!m_state || !isClosed())
+        if (!m_state || m_state == KeyringState::open)
             return false;
         const auto state = keyringState(m_deadline);
-        if (state == KeyringState::missing && m_state == KeyringState::locked)
-            return false; // the service is being restarted
-        if (state != m_state)
+        // A service that was there is being restarted; one that is known to hold secrets has yet to start.
+        if (state == KeyringState::missing && (m_state == KeyringState::locked || isAwaited()))
+            return false;
+        // Until the service can be used, the file is.
+        if (m_state == KeyringState::missing && !m_isAwaited && state != KeyringState::open)
+            return false;
+        if (std::exchange(m_isAwaited, false) || state != m_state)
             setState(state);
         return !isClosed();
     }
@@ -82,7 +86,11 @@ public:
     }
 
 private:
-    [[nodiscard]] bool isClosed() const { return m_state == KeyringState::locked || m_state == KeyringState::silent; }
+    [[nodiscard]] bool isClosed() const {
+        return m_state == KeyringState::locked || m_state == KeyringState::silent ||
+               (m_state == KeyringState::missing && m_isAwaited);
+    }
+    [[nodiscard]] bool isAwaited() const { return m_isAwaited && std::chrono::steady_clock::now() < m_awaitedUntil; }
 
     void setState(KeyringState state) {
         m_state = state;
@@ -96,18 +104,26 @@ private:
             return warn(QStringLiteral("The keyring of this desktop does not answer. Until it does, Quillo has no "
                                        "account and forgets a sign-in when it ends"));
         case KeyringState::missing:
+            if (m_isAwaited)
+                return warn(QStringLiteral("No secret service answers yet. Until one does, Quillo has no account"));
             return warn(
                 QStringLiteral("No secret service answers on this desktop. Tokens and keys are kept in %1, which "
                                "you alone can read; they are not encrypted. Install or set up a keyring (such as "
-                               "gnome-keyring or KWallet) and restart to keep them there")
+                               "gnome-keyring or KWallet) to keep them there")
                     .arg(m_path));
         }
     }
 
-    /// Null while the keyring is locked or silent.
+    /// Null while the keyring is locked, silent or awaited.
     SecretStore* chosen() {
-        if (!m_state)
-            setState(keyringState(m_deadline));
+        if (!m_state) {
+            const auto state = keyringState(m_deadline);
+            m_awaitedUntil = std::chrono::steady_clock::now() + m_patience;
+            m_isAwaited = state == KeyringState::missing && m_patience.count() > 0;
+            setState(state);
+        }
+        if (isClosed())
+            return nullptr;
         switch (*m_state) {
         case KeyringState::locked:
         case KeyringState::silent:
@@ -122,6 +138,9 @@ private:
 
     QString m_path;
     std::chrono::milliseconds m_deadline;
+    std::chrono::milliseconds m_patience;
+    std::chrono::steady_clock::time_point m_awaitedUntil;
+    bool m_isAwaited = false; ///< missing, but known to hold secrets
     std::unique_ptr<SecretStore> m_service;
     std::unique_ptr<SecretStore> m_file;
     std::optional<KeyringState> m_state;

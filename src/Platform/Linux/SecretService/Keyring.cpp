@@ -55,10 +55,14 @@ KeyringState keyringState(std::chrono::milliseconds deadline) {
     return locked.toBool() ? KeyringState::locked : KeyringState::open;
 }
 
-KeyringWatch::KeyringWatch(std::function<void()> changed) : m_changed(std::move(changed)) {
+KeyringWatch::KeyringWatch(std::function<void()> changed)
+    : m_changed(std::move(changed)),
+      m_appearance(service, QDBusConnection::sessionBus(), QDBusServiceWatcher::WatchForRegistration) {
+    connect(&m_appearance, &QDBusServiceWatcher::serviceRegistered, this, [this] { m_changed(); });
     auto bus = QDBusConnection::sessionBus();
-    bus.connect(service, servicePath, serviceInterface, QStringLiteral("CollectionChanged"), this,
-                SLOT(collectionDidChange()));
+    for (const auto* signal : {"CollectionChanged", "CollectionCreated"})
+        bus.connect(service, servicePath, serviceInterface, QString::fromLatin1(signal), this,
+                    SLOT(collectionDidChange()));
     // Listen to all objects, because the default collection may change too.
     bus.connect(service, QString(), propertiesInterface, QStringLiteral("PropertiesChanged"), this,
                 SLOT(collectionDidChange()));

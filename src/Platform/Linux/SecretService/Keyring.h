@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusServiceWatcher>
 #include <QObject>
 
 #include <chrono>
@@ -19,7 +20,7 @@ enum class KeyringState {
 /// `deadline` per query. Any thread.
 [[nodiscard]] KeyringState keyringState(std::chrono::milliseconds deadline);
 
-/// Reports every change of a collection of the secret service, including its unlocking. Main thread.
+/// Reports that the secret service appears, and every change of a collection, including its unlocking. Main thread.
 class KeyringWatch final : public QObject {
     Q_OBJECT
 public:
@@ -30,6 +31,7 @@ private Q_SLOTS:
 
 private:
     std::function<void()> m_changed;
+    QDBusServiceWatcher m_appearance;
 };
 
 } // namespace quillo
