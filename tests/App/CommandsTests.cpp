@@ -196,7 +196,7 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
         try {
             command();
         } catch (const HistoryError& error) {
-            EXPECT_NE(LocalizationManager::shared().t(error), error.message().key) << "has no words";
+            EXPECT_NE(LocalizationManager::shared().t(error.message()), error.message().key) << "has no words";
             return error.code();
         }
         return std::nullopt;
@@ -218,7 +218,7 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
 
 TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     int quits = 0;
-    UnavailableCommands commands(u"no such server"_qs, [&] { ++quits; });
+    UnavailableCommands commands({u"no such server"_qs}, [&] { ++quits; });
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
