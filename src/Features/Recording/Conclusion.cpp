@@ -51,7 +51,7 @@ Ending concludeOffline(RecordingRun& run) {
 
 Ending concludeWithoutText(RecordingRun& run) {
     auto ending = endingSoFar(run);
-    const auto chunks = run.microphone->counters().chunks;
+    const auto chunks = run.captures.counters().chunks;
     recordingLog(QStringLiteral("⚠️ Empty text, skipping local save "), LogLevel::warn);
     if (!run.archive->hasAudio()) {
         recordingLog(QStringLiteral("⚠️ No text and no audio captured (chunks=%1) — cleaning up").arg(chunks),

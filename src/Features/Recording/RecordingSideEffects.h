@@ -40,6 +40,7 @@ public:
 private:
     static void logFailure(const QString& name, const QString& error);
     ActionStream<RecordingAction> begin();
+    ActionStream<RecordingAction> beginRun();
     void end();
     void interrupt();
     ActionStream<RecordingAction> cancel();
