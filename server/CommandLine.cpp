@@ -123,6 +123,8 @@ const std::vector<Option>& options() {
          }},
         {"--no-anonymous", nullptr, "serve people with an account alone",
          [](CommandLine& line, const std::string&) { line.server.servesAnonymous = false; }},
+        {"--no-meetings", nullptr, "serve dictations alone: a meeting is refused with MEETING_DISABLED",
+         [](CommandLine& line, const std::string&) { line.server.servesMeetings = false; }},
         {"--own-user-only", nullptr, "serve programs of the user who starts the server alone, on this machine",
          [](CommandLine& line, const std::string&) { line.server.onlyUser = ::geteuid(); }},
         {"--exit-with-parent", nullptr, "end when the process that started this one ends",

@@ -186,7 +186,7 @@ private:
             if (!turns.empty() && turns.back().speaker == speaker)
                 turns.back().end = std::max(turns.back().end, m_windows[i].end);
             else
-                turns.push_back({m_windows[i].start, m_windows[i].end, speaker});
+                turns.push_back({m_windows[i].start, m_windows[i].end, speaker, m_windows[i].side});
         }
         return turns;
     }

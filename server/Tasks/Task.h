@@ -22,6 +22,8 @@ struct TaskRequest {
     Sha256Value audioHash{}; ///< of the whole file
     std::string audioFile;   ///< name in the spool
     int64_t audioBytes = 0;
+    /// Of a meeting: its words were recognised live and are in the store; only its speakers are missing.
+    bool hasTranscript = false;
 
     /// The purposes that request a new recognition instead of an earlier result.
     [[nodiscard]] bool wantsFreshResult() const { return purpose.starts_with("retranscri"); }

@@ -67,7 +67,12 @@ constexpr std::string_view version4 = R"(
 ALTER TABLE tasks ADD COLUMN failed_by TEXT;
 )";
 
-constexpr std::array migrations = {version1, version2, version3, version4};
+/// The words of a meeting that were recognised live, until its speakers are known.
+constexpr std::string_view version5 = R"(
+ALTER TABLE tasks ADD COLUMN transcript TEXT;
+)";
+
+constexpr std::array migrations = {version1, version2, version3, version4, version5};
 
 } // namespace
 

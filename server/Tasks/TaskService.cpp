@@ -1,20 +1,22 @@
 #include "Tasks/TaskService.h"
 
-#include "Diarization/SpeakerTracker.h"
 #include "Foundation/Log.h"
-#include "Tasks/FileRecognition.h"
 #include "Tasks/TaskResults.h"
+#include "Tasks/TaskWork.h"
 #include "Uploads/UploadError.h"
 #include "Uploads/UploadForm.h"
 
 #include <algorithm>
 #include <set>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace quillo::server {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int backgroundNice = 10;
 constexpr auto expiryInterval = std::chrono::minutes(30);
 constexpr auto databasePause = std::chrono::seconds(30);
 constexpr auto busyPause = std::chrono::seconds(2);
@@ -135,13 +137,48 @@ Task TaskService::submit(const std::string& userId, TaskKind kind, UploadForm& f
     if (m_store.unfinishedOf(userId) >= m_settings.maxTasksPerUser)
         throw UploadError(429, "TOO_MANY_TASKS",
                           "Too many files of this account wait to be recognised; try again when some are done.");
-    const auto added = m_store.add(request);
+    return enqueue(request, *audio);
+}
+
+Task TaskService::submitMeeting(TaskRequest request, const StoredTranscript& transcript, SpoolFile& audio) {
+    request.kind = TaskKind::diarization;
+    request.provider = m_recogniser->name();
+    request.audioFile = audio.name();
+    request.audioBytes = audio.size();
+    const std::scoped_lock submitLock(m_submitMutex);
+    if (m_store.unfinishedOf(request.userId) >= m_settings.maxTasksPerUser)
+        throw UploadError(429, "TOO_MANY_TASKS",
+                          "Too many files of this account wait to be recognised; upload the recording when some are "
+                          "done.");
+    return enqueue(request, audio, encode(transcript));
+}
+
+Task TaskService::recordFailedMeeting(TaskRequest request, const UploadError& cause) {
+    request.kind = TaskKind::diarization;
+    request.provider = m_recogniser->name();
+    Task task = addTask(request, {});
+    log(LogLevel::error, "tasks", "task " + task.id + " failed with " + cause.code() + ": " + cause.what());
+    m_store.fail(task.id, cause.status(), cause.code(), cause.what());
+    task.status = TaskStatus::failed;
+    task.errorCode = cause.code();
+    task.error = cause.what();
+    task.errorStatus = cause.status();
+    return task;
+}
+
+Task TaskService::addTask(const TaskRequest& request, const std::string& transcript) {
+    auto added = m_store.add(request, transcript);
     if (!added)
         throw UploadError(401, "INVALID_TOKEN", "The account was removed meanwhile.");
-    const Task& task = *added;
-    audio->keep();
+    return std::move(*added);
+}
+
+Task TaskService::enqueue(const TaskRequest& request, SpoolFile& audio, const std::string& transcript) {
+    Task task = addTask(request, transcript);
+    audio.keep();
     log(LogLevel::info, "tasks",
-        "task " + task.id + " of user " + userId + ": " + std::to_string(request.audioBytes) + " bytes to recognise");
+        "task " + task.id + " of user " + request.userId + ": " + std::to_string(request.audioBytes) + " bytes to " +
+            (transcript.empty() ? "recognise" : "separate by speakers"));
     {
         const std::scoped_lock lock(m_mutex);
         m_queue.push({task.request.userId, task.id});
@@ -225,6 +262,8 @@ void TaskService::moveUser(const std::string& from, const std::string& to) {
 }
 
 void TaskService::work() {
+    // Separating speakers computes for minutes: live sessions come first. A refusal changes nothing.
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNice);
     std::unique_lock lock(m_mutex);
     while (!m_stopping) {
         const auto now = Clock::now();
@@ -283,6 +322,22 @@ void TaskService::runTask(const FairQueue::Item& item) {
     }
 }
 
+Json TaskService::resultOf(const Task& task, Running& running) {
+    const auto audio = m_spool->path(task.request.audioFile);
+    const TaskWork work{.recogniser = *m_recogniser,
+                        .stallTimeout = m_settings.stallTimeout,
+                        .onProgress = [&running](double share) { running.progress = share; },
+                        .stop = running.stop.get_token()};
+    if (task.request.hasTranscript) {
+        const auto transcript = decodeTranscript(m_store.transcript(task.id));
+        if (!transcript)
+            throw UploadError(500, "STORAGE_FAILED", "The server lost the words of the meeting; upload its recording.");
+        return separateMeeting(work, audio, *transcript);
+    }
+    return task.request.kind == TaskKind::diarization ? diarizeUpload(work, audio, task.request.language)
+                                                      : transcribeUpload(work, audio, task.id, task.request.language);
+}
+
 void TaskService::perform(const Task& task, Running& running) {
     const auto& request = task.request;
     const auto fail = [&](int status, const std::string& code, const std::string& detail) {
@@ -293,31 +348,14 @@ void TaskService::perform(const Task& task, Running& running) {
     m_store.begin(task.id);
     log(LogLevel::info, "tasks", "task " + task.id + " begun, attempt " + std::to_string(task.attempts + 1));
     try {
-        AudioReader audio(m_spool->path(request.audioFile));
-        SpeakerTracker speakers;
-        FileRecognitionSettings settings;
-        settings.language = request.language;
-        settings.stallTimeout = m_settings.stallTimeout;
-        settings.onProgress = [&running](double share) { running.progress = share; };
-        if (request.kind == TaskKind::diarization) {
-            settings.onAudio = [&speakers](const AudioBlock& block) {
-                if (block.left.empty())
-                    speakers.push(block.mono);
-                else
-                    speakers.push(block.left, block.right);
-            };
-        }
         const auto begin = Clock::now();
-        const RecognisedFile file = recogniseFile(*m_recogniser, audio, settings, running.stop.get_token());
-        const Json result = request.kind == TaskKind::diarization
-                                ? diarizationResult(file, speakers.finish(), m_recogniser->name())
-                                : transcriptionResult(task.id, file);
+        const Json result = resultOf(task, running);
         m_store.complete(task.id, toText(result));
         m_spool->remove(request.audioFile);
         const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
         log(LogLevel::info, "tasks",
-            "task " + task.id + " done: " + std::to_string(file.sampleCount / AudioReader::rate) + " s of audio in " +
-                std::to_string(took.count()) + " ms");
+            "task " + task.id + " done: " + std::to_string(result.value("duration_ms", int64_t{0}) / 1000) +
+                " s of audio in " + std::to_string(took.count()) + " ms");
     } catch (const RecognitionStopped&) {
         m_store.requeue(task.id, true);
     } catch (const RecogniserBusy&) {

@@ -2,6 +2,7 @@
 
 #include "Foundation/Json.h"
 #include "Tasks/FairQueue.h"
+#include "Tasks/StoredTranscript.h"
 #include "Tasks/TaskStore.h"
 #include "Transcription/Recogniser.h"
 #include "Uploads/Spool.h"
@@ -15,6 +16,7 @@
 
 namespace quillo::server {
 
+class UploadError;
 class UploadForm;
 
 struct TaskSettings {
@@ -52,6 +54,15 @@ public:
     /// the live transcript of the same audio. Throws UploadError, DatabaseError.
     Task submit(const std::string& userId, TaskKind kind, UploadForm& form);
 
+    /// A file in which a meeting's audio is kept while it is streamed. Throws UploadError.
+    [[nodiscard]] std::unique_ptr<SpoolFile> newAudio() const { return m_spool->create(); }
+    /// Creates a task that separates the speakers of a meeting, and takes over its audio. Throws UploadError,
+    /// DatabaseError.
+    Task submitMeeting(TaskRequest request, const StoredTranscript& transcript, SpoolFile& audio);
+    /// Records why the speakers of a meeting cannot be separated, for the client that asks. Throws UploadError,
+    /// DatabaseError.
+    Task recordFailedMeeting(TaskRequest request, const UploadError& cause);
+
     /// Calls `done` once when the task has ended: at once, or from a worker. Never if the server stops before.
     void whenOver(const std::string& userId, const std::string& id, std::function<void(const Task&)> done);
 
@@ -84,7 +95,10 @@ private:
         std::atomic<double> progress = 0;
     };
 
+    Task enqueue(const TaskRequest& request, SpoolFile& audio, const std::string& transcript = {});
+    Task addTask(const TaskRequest& request, const std::string& transcript);
     void work();
+    Json resultOf(const Task& task, Running& running);
     void perform(const Task& task, Running& running);
     void runTask(const FairQueue::Item& item);
     void finished(const std::string& userId, const std::string& id);

@@ -10,7 +10,8 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 
 constexpr std::string_view columns = "id, user_id, kind, recording_id, language, purpose, provider, audio_file, "
-                                     "audio_bytes, status, attempts, result, error_status, error_code, error";
+                                     "audio_bytes, status, attempts, result, error_status, error_code, error, "
+                                     "transcript IS NOT NULL";
 
 std::string select(std::string_view condition) {
     return "SELECT " + std::string(columns) + " FROM tasks WHERE " + std::string(condition);
@@ -45,6 +46,7 @@ Task TaskStore::read(const Statement& row) {
     task.errorStatus = static_cast<int>(row.integer(12));
     task.errorCode = row.text(13);
     task.error = row.text(14);
+    task.request.hasTranscript = row.integer(15) != 0;
     return task;
 }
 
@@ -96,7 +98,7 @@ void TaskStore::check() {
     const Transaction rolledBack(m_database);
 }
 
-std::optional<Task> TaskStore::add(const TaskRequest& request) {
+std::optional<Task> TaskStore::add(const TaskRequest& request, const std::string& transcript) {
     const std::scoped_lock lock(m_mutex);
     Transaction transaction(m_database);
     auto owner = ownerOf(request.userId);
@@ -106,15 +108,24 @@ std::optional<Task> TaskStore::add(const TaskRequest& request) {
     task.id = randomUuid();
     task.request = request;
     task.request.userId = std::move(*owner);
+    task.request.hasTranscript = !transcript.empty();
     Statement insert(m_database,
                      "INSERT INTO tasks(id, user_id, kind, recording_id, language, purpose, provider, audio_hash, "
-                     "audio_file, audio_bytes, status, created_at, updated_at) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?)");
+                     "audio_file, audio_bytes, status, created_at, updated_at, transcript) "
+                     "VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,nullif(?,''))");
     insert.bind(1, task.id).bind(2, task.request.userId).bind(3, static_cast<int64_t>(request.kind));
     insert.bind(4, request.recordingId).bind(5, request.language).bind(6, request.purpose).bind(7, request.provider);
     insert.bindBlob(8, request.audioHash).bind(9, request.audioFile).bind(10, request.audioBytes);
-    insert.bind(11, number(TaskStatus::queued)).bind(12, now()).bind(13, now()).step();
+    insert.bind(11, number(TaskStatus::queued)).bind(12, now()).bind(13, now()).bind(14, transcript).step();
     transaction.commit();
     return task;
+}
+
+std::string TaskStore::transcript(const std::string& id) {
+    const std::scoped_lock lock(m_mutex);
+    Statement query(m_database, "SELECT transcript FROM tasks WHERE id = ? AND transcript IS NOT NULL");
+    query.bind(1, id);
+    return query.step() ? query.text(0) : std::string();
 }
 
 std::optional<Task> TaskStore::find(const std::string& userId, const std::string& id) {
@@ -167,14 +178,15 @@ void TaskStore::requeue(const std::string& id, bool uncount) {
 void TaskStore::complete(const std::string& id, const std::string& result) {
     const std::scoped_lock lock(m_mutex);
     Statement update(m_database,
-                     "UPDATE tasks SET status = ?, result = ?, audio_file = NULL, updated_at = ? WHERE id = ?");
+                     "UPDATE tasks SET status = ?, result = ?, audio_file = NULL, transcript = NULL, updated_at = ? "
+                     "WHERE id = ?");
     update.bind(1, number(TaskStatus::completed)).bind(2, result).bind(3, now()).bind(4, id).step();
 }
 
 void TaskStore::fail(const std::string& id, int status, const std::string& code, const std::string& error) {
     const std::scoped_lock lock(m_mutex);
     Statement update(m_database, "UPDATE tasks SET status = ?, error_status = ?, error_code = ?, error = ?, "
-                                 "audio_file = NULL, failed_by = ?, updated_at = ? WHERE id = ?");
+                                 "audio_file = NULL, transcript = NULL, failed_by = ?, updated_at = ? WHERE id = ?");
     update.bind(1, number(TaskStatus::failed)).bind(2, int64_t{status}).bind(3, code).bind(4, error);
     update.bind(5, m_version).bind(6, now()).bind(7, id).step();
 }
@@ -239,9 +251,10 @@ std::vector<std::string> TaskStore::expire(std::chrono::seconds results, std::ch
                     "SELECT audio_file FROM tasks WHERE status = ? AND created_at < ? AND audio_file IS NOT NULL");
     query.bind(1, number(TaskStatus::queued)).bind(2, oldestAudio);
     auto files = audioFiles(query);
-    Statement giveUp(m_database, "UPDATE tasks SET status = ?, error_status = 503, error_code = 'EXPIRED', error = "
-                                 "'The server had no time to recognise this audio; upload it again.', "
-                                 "audio_file = NULL, updated_at = ? WHERE status = ? AND created_at < ?");
+    Statement giveUp(m_database,
+                     "UPDATE tasks SET status = ?, error_status = 503, error_code = 'EXPIRED', error = "
+                     "'The server had no time to recognise this audio; upload it again.', "
+                     "audio_file = NULL, transcript = NULL, updated_at = ? WHERE status = ? AND created_at < ?");
     giveUp.bind(1, number(TaskStatus::failed)).bind(2, now());
     giveUp.bind(3, number(TaskStatus::queued)).bind(4, oldestAudio).step();
     Statement forget(m_database, "DELETE FROM tasks WHERE status IN (?, ?) AND updated_at < ?");

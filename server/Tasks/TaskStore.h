@@ -27,8 +27,10 @@ public:
     /// The task, of any user, whose recognition of the same audio by the same recogniser crashed this version of the
     /// server.
     std::optional<Task> crashed(const TaskRequest& request);
-    /// Empty when the user has been removed.
-    std::optional<Task> add(const TaskRequest& request);
+    /// `transcript`, if not empty, is kept until the task ends. Empty when the user has been removed.
+    std::optional<Task> add(const TaskRequest& request, const std::string& transcript = {});
+    /// The transcript that came with an unfinished task; empty when there is none.
+    std::string transcript(const std::string& id);
 
     /// A user's task; empty when it is unknown or another user's.
     std::optional<Task> find(const std::string& userId, const std::string& id);

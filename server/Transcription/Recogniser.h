@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Transcription/AudioSource.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,6 +28,7 @@ struct Transcript {
     double start = 0;      ///< seconds from the start of the session's audio
     double end = 0;
     std::vector<Word> words; ///< may be empty
+    AudioSource source = AudioSource::unknown;
 };
 
 /// What the client asked for when it started the session.

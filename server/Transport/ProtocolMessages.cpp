@@ -11,7 +11,7 @@
 namespace quillo::server {
 namespace {
 
-constexpr size_t maxLanguages = 100;
+constexpr size_t maxStrings = 100;
 constexpr size_t maxRecordingIdLength = 1024;
 
 std::vector<std::string> stringsOf(const Json& object, const char* key) {
@@ -19,7 +19,7 @@ std::vector<std::string> stringsOf(const Json& object, const char* key) {
     const auto found = object.find(key);
     if (found == object.end() || found->is_null())
         return strings;
-    if (!found->is_array() || found->size() > maxLanguages)
+    if (!found->is_array() || found->size() > maxStrings)
         throw std::invalid_argument(std::string("\"") + key + "\" must be a list of strings");
     for (const auto& item : *found) {
         if (!item.is_string())
@@ -40,6 +40,7 @@ message::StartSession parseStart(const Json& json) {
     start.options.languages = stringsOf(json, "languages");
     start.options.enhanced = optionalBool(json, "enhanced_transcription").value_or(false);
     start.isMeeting = optionalString(json, "mode").value_or("streaming") == "meeting_streaming";
+    start.audioSources = stringsOf(json, "audio_sources");
     start.recordingId = optionalString(json, "client_recording_id").value_or("");
     if (start.recordingId.size() > maxRecordingIdLength)
         throw std::invalid_argument("\"client_recording_id\" is too long");
@@ -79,18 +80,12 @@ ClientMessage parseObject(const Json& json) {
     if (name == "end_session")
         return message::EndSession{};
     if (name == "switch_to_meeting")
-        return message::SwitchToMeeting{};
+        return message::SwitchToMeeting{optionalNumber(json, "switch_timestamp"), stringsOf(json, "audio_sources")};
     if (name == "system_audio_status")
         return message::SystemAudioStatus{optionalString(json, "status").value_or("")};
     if (name == "ping")
         return message::Ping{};
     return message::Unknown{name.substr(0, 64)};
-}
-
-std::string envelope(const char* type, Json data) {
-    Json json{{"type", type}};
-    json["data"] = std::move(data);
-    return toText(json);
 }
 
 int64_t milliseconds(double seconds) { return std::llround(seconds * 1000); }
@@ -121,6 +116,12 @@ ClientMessage parseClientMessage(std::string_view frame) {
     }
 }
 
+std::string envelope(const char* type, Json data) {
+    Json json{{"type", type}};
+    json["data"] = std::move(data);
+    return toText(json);
+}
+
 std::string connectedMessage() { return envelope("connected", Json::object()); }
 
 std::string sessionStartedMessage(const std::string& sessionId) {
@@ -139,7 +140,7 @@ std::string languageDetectedMessage(const std::string& language, double confiden
     return envelope("language_detected", Json{{"language", language}, {"confidence", confidence}});
 }
 
-std::string sessionEndedMessage(const SessionSummary& summary) {
+std::string sessionEndedMessage(const SessionSummary& summary, const Json& meeting) {
     const int64_t words = countWords(summary.text);
     Json data{{"text", summary.text}, {"word_count", words}, {"total_words", words}};
     data["duration_ms"] = summary.durationMs;
@@ -153,8 +154,7 @@ std::string sessionEndedMessage(const SessionSummary& summary) {
     data["metrics_id"] = summary.metricsId;
     data["transcription_id"] = summary.transcriptionId;
     data["stt_provider"] = summary.provider;
-    if (summary.micOnlyFallback)
-        data["mic_only_fallback"] = true;
+    data.update(meeting);
     return envelope("session_ended", std::move(data));
 }
 

@@ -4,6 +4,7 @@
 #include "Transcription/Recogniser.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -15,14 +16,19 @@ namespace message {
 
 struct StartSession {
     RecognitionOptions options;
-    bool isMeeting = false;  ///< "mode" = "meeting_streaming"
+    bool isMeeting = false; ///< "mode" = "meeting_streaming"
+    /// "audio_sources"; empty when the client does not name them.
+    std::vector<std::string> audioSources;
     std::string recordingId; ///< "client_recording_id"; may be empty
 };
 struct AudioChunk {
     std::vector<int16_t> samples;
 };
 struct EndSession {};
-struct SwitchToMeeting {};
+struct SwitchToMeeting {
+    std::optional<double> timestamp; ///< seconds on the client's clock; only sent back
+    std::vector<std::string> audioSources;
+};
 struct SystemAudioStatus {
     std::string status;
 };
@@ -54,16 +60,17 @@ struct SessionSummary {
     std::string metricsId;
     std::string transcriptionId;
     std::string provider;
-    bool micOnlyFallback = false;
 };
 
 /// Text frames to the client: {"type": ..., "data": {...}}.
+std::string envelope(const char* type, Json data);
 std::string connectedMessage();
 std::string sessionStartedMessage(const std::string& sessionId);
 std::string partialTranscriptMessage(const Transcript& transcript);
 std::string finalTranscriptMessage(const Transcript& transcript);
 std::string languageDetectedMessage(const std::string& language, double confidence);
-std::string sessionEndedMessage(const SessionSummary& summary);
+/// `meeting`: further keys, of a meeting.
+std::string sessionEndedMessage(const SessionSummary& summary, const Json& meeting = Json::object());
 std::string errorMessage(const std::string& code, const std::string& text, const std::string& details = {});
 std::string pongMessage();
 

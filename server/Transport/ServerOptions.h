@@ -27,6 +27,7 @@ struct ServerOptions {
     bool strictTransportSecurity = false; ///< tells browsers to use only TLS with this host
     bool openRegistration = true;
     bool servesAnonymous = true;
+    bool servesMeetings = true;
     /// Serve only programs of this user of the machine.
     std::optional<uid_t> onlyUser;
     unsigned threads = 2;

@@ -22,8 +22,6 @@ SessionTranscript::SessionTranscript(const message::StartSession& start, std::st
     m_summary.metricsId = randomUuid();
     m_summary.transcriptionId = randomUuid();
     m_summary.provider = std::move(provider);
-    // The server receives one channel of audio, whatever the sources.
-    m_summary.micOnlyFallback = start.isMeeting;
 }
 
 void SessionTranscript::addAudio(const std::vector<int16_t>& samples) {

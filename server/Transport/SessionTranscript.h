@@ -19,6 +19,9 @@ public:
     SessionTranscript(const message::StartSession& start, std::string provider);
 
     [[nodiscard]] const std::string& id() const { return m_id; }
+    [[nodiscard]] const std::string& recordingId() const { return m_recordingId; }
+    /// As asked for, separated by commas.
+    [[nodiscard]] const std::string& languages() const { return m_languages; }
 
     void addAudio(const std::vector<int16_t>& samples);
     /// Appends a final piece. True when its language is to be reported: the first one, where the client named none.

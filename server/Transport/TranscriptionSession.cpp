@@ -2,6 +2,8 @@
 
 #include "Foundation/Log.h"
 
+#include <algorithm>
+
 namespace quillo::server {
 /// Posts the recogniser's calls to the strand, which drops them when their session has ended.
 class TranscriptionSession::Listener : public RecognitionListener {
@@ -39,7 +41,7 @@ private:
 };
 
 struct TranscriptionSession::Opening {
-    RecognitionOptions options;
+    message::StartSession start;
     std::shared_ptr<RecognitionListener> listener;
     Time until; ///< a busy recogniser counts as a failure only after this
     bool taken = false;
@@ -79,7 +81,7 @@ void TranscriptionSession::handle(const message::StartSession& start) {
     m_toldNoSession = false;
     m_state = State::opening;
     m_opening = std::make_shared<Opening>();
-    m_opening->options = start.options;
+    m_opening->start = start;
     m_opening->until = std::chrono::steady_clock::now() + m_bounds.busy;
     m_opening->listener = std::make_shared<Listener>(weak_from_this(), m_channel.post, ++m_generation);
 }
@@ -91,7 +93,7 @@ std::function<void()> TranscriptionSession::takeBlockingWork() {
     m_opening->busy = false;
     return [recogniser = m_recogniser, opening = m_opening] {
         try {
-            opening->result = recogniser->open(opening->options, opening->listener);
+            opening->result = recogniser->open(opening->start.options, opening->listener);
         } catch (const RecogniserBusy& error) {
             opening->busy = std::chrono::steady_clock::now() < opening->until;
             opening->unavailable = opening->busy ? "" : error.what();
@@ -126,6 +128,8 @@ bool TranscriptionSession::blockingWorkDone() {
     m_deadline = std::chrono::steady_clock::now() + m_bounds.session;
     log(LogLevel::info, "session", label() + " of user " + m_userId + " started");
     m_channel.send(sessionStartedMessage(m_transcript.id()));
+    m_meeting = std::make_unique<MeetingProtocol>(m_channel.meetings, m_channel.send, m_channel.post);
+    m_meeting->started(opening->start);
     return true;
 }
 
@@ -146,6 +150,7 @@ void TranscriptionSession::handle(const message::AudioChunk& chunk) {
         return;
     }
     m_transcript.addAudio(chunk.samples);
+    m_meeting->addAudio(chunk.samples);
     m_recognition->push(chunk.samples);
 }
 
@@ -169,12 +174,18 @@ void TranscriptionSession::planSign() {
         m_nextSign.reset();
 }
 
-void TranscriptionSession::handle(const message::SwitchToMeeting&) {
-    m_channel.send(errorMessage("MEETING_DISABLED", "This server does not record meetings; the dictation goes on"));
+void TranscriptionSession::handle(const message::SwitchToMeeting& change) {
+    if (m_state == State::running)
+        m_meeting->handle(change);
+    else if (m_state == State::idle)
+        m_channel.send(errorMessage("NO_SESSION", "No session is running on this socket; start one first"));
+    else
+        m_channel.send(errorMessage("SESSION_ENDING", "The session is ending and stays what it was"));
 }
 
 void TranscriptionSession::handle(const message::SystemAudioStatus& status) {
-    log(LogLevel::debug, "session", "system audio: " + status.status.substr(0, 64));
+    if (m_state == State::running)
+        m_meeting->handle(status);
 }
 
 void TranscriptionSession::handle(const message::Ping&) { m_channel.send(pongMessage()); }
@@ -196,6 +207,7 @@ void TranscriptionSession::onFinal(const Transcript& transcript) {
     if (m_transcript.append(transcript))
         m_channel.send(languageDetectedMessage(transcript.language, transcript.confidence));
     m_channel.send(finalTranscriptMessage(transcript));
+    m_meeting->addPiece(transcript);
 }
 
 void TranscriptionSession::onFinished() {
@@ -203,11 +215,40 @@ void TranscriptionSession::onFinished() {
     log(LogLevel::info, "session",
         label() + " ended: " + std::to_string(summary.durationMs) + " ms of audio, " +
             std::to_string(countWords(summary.text)) + " words");
-    const std::string frame = sessionEndedMessage(summary);
     if (auto live = m_transcript.takeLive(m_userId))
         m_channel.keep(std::move(*live));
+    if (m_meeting->isMeeting())
+        storeMeeting();
+    else
+        end(std::nullopt);
+}
+
+void TranscriptionSession::storeMeeting() {
+    m_state = State::storing;
+    m_channel.dispose(std::move(m_recognition));
+    TaskRequest request;
+    request.userId = m_userId;
+    request.recordingId = m_transcript.recordingId();
+    request.language = m_transcript.languages();
+    m_meeting->store(std::move(request), m_transcript.summarise().language,
+                     [weak = weak_from_this(), generation = m_generation](const std::optional<Task>& task) {
+                         const auto session = weak.lock();
+                         if (session && session->m_generation == generation && session->m_state == State::storing)
+                             session->end(task);
+                     });
+}
+
+void TranscriptionSession::end(const std::optional<Task>& meeting) {
+    const std::string frame = m_meeting->endedMessage(m_transcript.summarise(), meeting);
+    const auto protocol = std::move(m_meeting);
     release();
     m_channel.send(frame);
+    if (!meeting)
+        return;
+    protocol->watch(*meeting, [weak = weak_from_this()](const std::string& result) {
+        if (const auto session = weak.lock())
+            session->m_channel.send(result);
+    });
 }
 
 void TranscriptionSession::onFailed(bool unavailable, const std::string& message) {
@@ -230,6 +271,9 @@ void TranscriptionSession::onDeadline() {
         planSign();
     } else if (m_state == State::finishing) {
         fail("TRANSCRIPTION_ERROR", "The recogniser did not finish in time", "the server gave up waiting for it");
+    } else if (m_state == State::storing) {
+        // The disk is slow. The words need not wait for it, and the task can be found by its recording.
+        end(std::nullopt);
     } else if (m_state == State::running) {
         m_channel.send(errorMessage("SESSION_LIMIT", "The session reached the longest time this server allows"));
         finish();
@@ -238,7 +282,9 @@ void TranscriptionSession::onDeadline() {
     }
 }
 
-double TranscriptionSession::backlogSeconds() const { return m_recognition ? m_recognition->backlogSeconds() : 0; }
+double TranscriptionSession::backlogSeconds() const {
+    return std::max(m_recognition ? m_recognition->backlogSeconds() : 0, m_meeting ? m_meeting->backlogSeconds() : 0);
+}
 
 void TranscriptionSession::abandon() {
     if (m_state == State::running || m_state == State::finishing)
@@ -251,6 +297,7 @@ void TranscriptionSession::release() {
     m_deadline.reset();
     m_nextSign.reset();
     m_transcript = {};
+    m_meeting.reset();
     if (m_recognition)
         m_channel.dispose(std::move(m_recognition));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tasks/Task.h"
+#include "Transport/MeetingProtocol.h"
 #include "Transport/ProtocolMessages.h"
 #include "Transport/SessionTranscript.h"
 
@@ -26,6 +27,7 @@ public:
         std::function<void(std::unique_ptr<RecognitionSession>)> dispose;
         /// Stores the result of a session with a recording id; may return before it is stored.
         std::function<void(LiveTranscript)> keep;
+        MeetingServices meetings;
     };
 
     struct Bounds {
@@ -66,7 +68,8 @@ public:
 private:
     class Listener;
     struct Opening;
-    enum class State { idle, opening, running, finishing };
+    /// `storing`: everything was recognised, and the audio of the meeting is being handed over.
+    enum class State { idle, opening, running, finishing, storing };
 
     void handle(const message::StartSession& start);
     void handle(const message::AudioChunk& chunk);
@@ -82,6 +85,8 @@ private:
     void onFinished();
     void onFailed(bool unavailable, const std::string& message);
     void finish();
+    void storeMeeting();
+    void end(const std::optional<Task>& meeting);
     void planSign();
     void fail(const std::string& code, const std::string& text, const std::string& details);
     void release();
@@ -99,7 +104,8 @@ private:
     std::optional<Time> m_deadline;
     std::optional<Time> m_nextSign; ///< always before `m_deadline`
     bool m_toldNoSession = false;
-    SessionTranscript m_transcript; ///< of the running session; empty when idle
+    SessionTranscript m_transcript;             ///< of the running session; empty when idle
+    std::unique_ptr<MeetingProtocol> m_meeting; ///< of the running session; null when idle
 };
 
 } // namespace quillo::server

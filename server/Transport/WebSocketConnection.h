@@ -72,6 +72,11 @@ private:
             asio::post(context->streamWork,
                        [tasks = context->tasks, live = std::move(live)] { tasks->keepLive(live); });
         };
+        if (options().servesMeetings)
+            channel.meetings.tasks = m_state->context->tasks;
+        channel.meetings.work = [context = m_state->context](std::function<void()> work) {
+            asio::post(context->uploadWork, std::move(work));
+        };
         m_session = std::make_shared<TranscriptionSession>(
             std::move(channel), m_state->context->recogniser,
             TranscriptionSession::Bounds{options().finishTimeout, options().maxSessionTime, options().finishSign,

@@ -23,6 +23,23 @@ struct AudioHardwareDevice {
     bool startsSlowly = false;
 };
 
+/// What a person hears an output through, as far as the sound system can tell.
+enum class OutputDeviceType {
+    speakers,   ///< a microphone near it records it again
+    headphones, ///< by cable or a radio of its own
+    bluetooth,  ///< a headset or headphones over Bluetooth
+    unknown,
+};
+
+/// An output device, and the input device that records what it plays.
+struct AudioOutputDevice {
+    QString id;
+    QString name;      ///< "Unknown" when it cannot be read
+    QString monitorId; ///< for `setCurrentDevice`
+    OutputDeviceType type = OutputDeviceType::unknown;
+    bool operator==(const AudioOutputDevice&) const = default;
+};
+
 /// The format that a device delivers.
 struct AudioStreamFormat {
     double sampleRate = 0; ///< Hz
@@ -54,7 +71,11 @@ public:
     virtual AudioStatus setClientFormat(double sampleRate) = 0;
     virtual AudioStatus setInputCallback(InputCallback input, LostCallback lost) = 0;
     virtual AudioStatus initialize() = 0;
+    /// Also after `pause`.
     virtual AudioStatus start() = 0;
+    /// After it returns, no callback is running, and none follows until `start`. The device stays open; what it records
+    /// meanwhile is discarded.
+    virtual AudioStatus pause() = 0;
     /// After it returns, no callback is running and none follows.
     virtual AudioStatus stop() = 0;
     virtual AudioStatus uninitialize() = 0;
@@ -69,6 +90,11 @@ public:
     [[nodiscard]] virtual bool isAvailable() = 0;
     virtual std::vector<AudioHardwareDevice> inputDevices() = 0;
     virtual std::optional<QString> defaultInputDevice() = 0;
+    /// The output that programs play to unless told otherwise; its type changes when a plug is pulled.
+    virtual std::optional<AudioOutputDevice> defaultOutputDevice() = 0;
+    /// Calls `handler` on a thread of the platform's own after each change of `defaultOutputDevice`; the handler must
+    /// not call back into this object. One handler; an empty one ends the calls, and none is running when this returns.
+    virtual void setDefaultOutputHandler(std::function<void()> handler) = 0;
     /// A unit not yet bound to a device; null with `status` set when the platform has none.
     virtual std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) = 0;
     /// Whether `status` means that the user or the system refuses the microphone.

@@ -5,8 +5,11 @@
 #include "App/Commands/StatusReport.h"
 #include "App/Commands/UnavailableCommands.h"
 #include "App/Dictation/Dictation.h"
+#include "App/Dictation/SessionGuard.h"
 #include "App/History/RecordingQueue.h"
+#include "App/Remote/SettingsText.h"
 #include "App/System/ServiceContainer.h"
+#include "Core/UserError.h"
 #include "Data/DataContainer.h"
 #include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryError.h"
@@ -89,7 +92,7 @@ protected:
                                      .tasks = tasks,
                                      .history = &history(),
                                      .queue = [this] { return queue.manager(); },
-                                     .serverHost = u"localhost"_qs,
+                                     .serverHost = [] { return u"localhost"_qs; },
                                      .show = [] {},
                                      .quit = [] {}};
     ApplicationCommands commands{parts};
@@ -214,6 +217,43 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
     commands.deleteRecord(finished);
     EXPECT_FALSE(history().record(QUuid(finished)));
     EXPECT_TRUE(history().record(QUuid(busy)));
+}
+
+TEST_F(CommandsTest, ALanguageThatIsNotServedIsSetOnlyWhenForced) {
+    const auto isServed = [](const QString& code) { return code == u"en"; };
+    try {
+        settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, isServed);
+        ADD_FAILURE() << "it was set";
+    } catch (const UserError& error) {
+        EXPECT_TRUE(LocalizationManager::shared().t(error).endsWith(u"set --force primaryLanguage de"));
+    }
+    EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
+    settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, {});
+    EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
+    settingsText::set(settings, u"primaryLanguage"_qs, u"en"_qs, isServed);
+    EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
+}
+
+/// A session that says only whether sleep has to wait.
+struct SleepWatch final : SessionWatch {
+    std::function<void()> leave;
+    bool isDelayed = false;
+    void start(std::function<void()> onLeft) override { leave = std::move(onLeft); }
+    void delaySleep(bool delays) override { isDelayed = delays; }
+    [[nodiscard]] bool isAway() const override { return false; }
+};
+
+TEST_F(CommandsTest, SleepWaitsForTheDictationThatItEnds) {
+    SleepWatch watch;
+    const SessionGuard guard(watch, *services.hotkeyService, dictation, [] {});
+    commands.start();
+    ASSERT_TRUE(becomes(u"recording"_qs));
+    EXPECT_TRUE(watch.isDelayed);
+    watch.leave();
+    EXPECT_EQ(status().value(u"status"_qs), u"processing"_qs);
+    EXPECT_TRUE(watch.isDelayed) << "the text is still awaited";
+    ASSERT_TRUE(becomes(u"idle"_qs));
+    EXPECT_FALSE(watch.isDelayed);
 }
 
 TEST(UnavailableCommands, SayWhyAndCanBeEnded) {

@@ -76,6 +76,8 @@ TEST_F(DictationTest, SpeechArrivesAsTextAndTheClipboardStaysAsItWas) {
         errors += quillo::server::test::wordErrors(reference, received.toStdString());
         words += quillo::server::test::wordCount(reference);
         EXPECT_EQ(session.lastRun().value(u"delivery"_qs).toString(), u"read"_qs);
+        EXPECT_FALSE(contentOf(session.path(u"quillo.log"_qs)).contains(received.trimmed().toUtf8()))
+            << "the console has the text";
     }
     EXPECT_LE(errors * 4, words) << errors << " of " << words << " words are wrong";
     EXPECT_TRUE(waitUntil([&] { return clipboard() == u"mine, not yours"_qs; }, 5s)) << clipboard().toStdString();

@@ -45,6 +45,20 @@ public:
     [[nodiscard]] bool isAvailable() override { return true; }
     std::vector<AudioHardwareDevice> inputDevices() override { return devices; }
     std::optional<QString> defaultInputDevice() override { return standard; }
+    std::optional<AudioOutputDevice> defaultOutputDevice() override {
+        const std::lock_guard lock(m_mutex);
+        return m_output;
+    }
+    void setDefaultOutputHandler(std::function<void()> handler) override {
+        const std::lock_guard lock(m_mutex);
+        m_outputHandler = std::move(handler);
+    }
+    void setDefaultOutput(const std::optional<AudioOutputDevice>& output) {
+        const std::lock_guard lock(m_mutex);
+        m_output = output;
+        if (m_outputHandler)
+            m_outputHandler();
+    }
     std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) override {
         status = record(QStringLiteral("makeInputUnit"));
         return hasUnit ? std::make_unique<Unit>(*this) : nullptr;
@@ -87,6 +101,10 @@ private:
             m_hardware.m_lost = m_lost;
             return 0;
         }
+        AudioStatus pause() override {
+            silence();
+            return m_hardware.record(QStringLiteral("pause"));
+        }
         AudioStatus stop() override {
             silence();
             return m_hardware.record(QStringLiteral("stop"));
@@ -116,6 +134,8 @@ private:
     QStringList m_calls;
     AudioInputUnit::InputCallback m_input;
     AudioInputUnit::LostCallback m_lost;
+    std::optional<AudioOutputDevice> m_output;
+    std::function<void()> m_outputHandler;
 };
 
 } // namespace quillo::test

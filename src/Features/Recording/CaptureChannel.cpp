@@ -72,6 +72,7 @@ void CaptureChannel::take(AudioChunk chunk) {
     ++m_counters.chunks;
     m_counters.bytes += chunk.data.size();
     m_counters.lastLevel = chunk.level;
+    m_counters.hasSound = m_counters.hasSound || chunk.data.count('\0') < chunk.data.size();
     if (feedsBacklog)
         m_counters.droppedChunks += backlog.append(chunk);
     m_firstChunk.set();

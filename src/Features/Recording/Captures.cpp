@@ -39,6 +39,7 @@ CaptureChannel::Counters Captures::counters() const {
     for (const auto& channel : m_channels) {
         sum.chunks += channel->counters().chunks;
         sum.bytes += channel->counters().bytes;
+        sum.hasSound = sum.hasSound || channel->counters().hasSound;
         sum.droppedChunks += channel->counters().droppedChunks;
     }
     sum.lastLevel = microphone()->counters().lastLevel;

@@ -39,8 +39,8 @@ public:
 
 private:
     static void logFailure(const QString& name, const QString& error);
-    ActionStream<RecordingAction> begin();
-    ActionStream<RecordingAction> beginRun();
+    ActionStream<RecordingAction> begin(std::optional<Clock::Instant> askedAt);
+    ActionStream<RecordingAction> beginRun(std::optional<Clock::Instant> askedAt);
     void end();
     void interrupt();
     ActionStream<RecordingAction> cancel();

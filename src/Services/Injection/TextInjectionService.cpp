@@ -156,16 +156,21 @@ Task<Delivery> TextInjectionService::State::inject(std::shared_ptr<State> self, 
 
 Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode,
                                                          bool restore) {
-    const auto application = self->applications.frontmost();
+    auto application = self->applications.frontmost();
     log(QStringLiteral("🧩 Injecting text: mode=%1 len=%2 activeApp=%3 restoreClipboard=%4")
             .arg(mode == InjectionMode::paste ? QStringLiteral("paste") : QStringLiteral("type"))
             .arg(characterCount(text))
             .arg(nameOf(application), restore ? QStringLiteral("true") : QStringLiteral("false")),
         LogLevel::info);
-    text = textFor(application, withoutControlCharacters(text));
+    text = withoutControlCharacters(text);
     if (text.isEmpty())
         co_return Delivery::typed;
     const auto secrecy = co_await secureInput(self, application, secureInputDeadline);
+    if (application && !application->isTerminal)
+        application->isTerminal = self->accessibility.foundTerminal(application->pid);
+    text = textFor(application, text);
+    if (text.isEmpty())
+        co_return Delivery::typed;
     if (secrecy == SecureInput::on) {
         log(mode == InjectionMode::paste ? QStringLiteral("🔒 Secure Input enabled — cannot paste")
                                          : QStringLiteral("🔒 Secure Input enabled — cannot type-inject"),

@@ -69,7 +69,8 @@ ServerMessage partialTranscript(const ResponseData& data, SessionTexts& texts, Q
 
 ServerMessage finalTranscript(const ResponseData& data, SessionTexts& texts, QStringList& lines) {
     const auto text = data.text.value_or(QString());
-    lines.append(QStringLiteral("[WebSocket] 📝 Final transcript: ") % text);
+    // Only its length: deleting the record removes the text of the whole dictation from the log, not that of its parts.
+    lines.append(QStringLiteral("[WebSocket] 📝 Final transcript: %1 characters").arg(text.size()));
     if (!text.isEmpty()) {
         const bool needsBlank =
             !texts.accumulatedText.isEmpty() && !texts.accumulatedText.back().isSpace() && !text.front().isSpace();

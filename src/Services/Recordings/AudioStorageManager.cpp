@@ -48,11 +48,10 @@ qint64 sizeOf(const PendingAudioMetadata& metadata) {
     return bytes;
 }
 
-/// Audio that ended without a text and has had its time: nobody listens to it again where no audio is to be kept.
+/// Where no audio is to be kept, only that stays on which the server failed: it may contain words.
 void deleteUnwanted() {
     for (const auto& metadata : disposable())
-        if (metadata.reason == pendingAudioFiles::unrecognizedReason ||
-            metadata.reason == pendingAudioFiles::expiredReason)
+        if (metadata.reason != pendingAudioFiles::failedReason)
             pendingAudioFiles::deleteFiles(metadata.id);
 }
 

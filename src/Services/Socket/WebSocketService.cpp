@@ -221,7 +221,8 @@ SessionTexts WebSocketService::texts() const { return m_core->state->texts(); }
 void WebSocketService::clearAllText() {
     const auto cleared = m_core->state->changeTexts([](SessionTexts& texts) { return std::exchange(texts, {}); });
     if (cleared.hasRecoveredText)
-        logFromMain(QStringLiteral("🧹 Cleared recovered text that was: ") % cleared.savedTextFromDisconnect);
+        logFromMain(QStringLiteral("🧹 Cleared recovered text that was: %1 characters")
+                        .arg(cleared.savedTextFromDisconnect.size()));
     logFromMain(QStringLiteral("🧹 All text cleared"));
 }
 

@@ -261,9 +261,9 @@ void WebSocketServiceActor::saveTextBeforeDisconnect(bool markAsRecovered) {
     if (saved.isEmpty())
         logFromMain(QStringLiteral("💾 No text to save for recovery"));
     else
-        logFromMain((markAsRecovered ? QStringLiteral("💾 Saved text for recovery: ")
-                                     : QStringLiteral("💾 Saved text (graceful): ")) %
-                    saved);
+        logFromMain((markAsRecovered ? QStringLiteral("💾 Saved text for recovery: %1 characters")
+                                     : QStringLiteral("💾 Saved text (graceful): %1 characters"))
+                        .arg(saved.size()));
 }
 
 void WebSocketServiceActor::consumerLeft(uint64_t connection) {

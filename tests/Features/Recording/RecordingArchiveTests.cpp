@@ -230,6 +230,23 @@ TEST_F(RecordingArchiveTests, theLastChunkIsKeptWhenTheProgramEnds) {
     EXPECT_TRUE(is<Status::Idle>()) << description();
 }
 
+TEST_F(RecordingArchiveTests, theProgramsEndWaitsForWhatIsKeptOfACancelledDictation) {
+    record();
+    store->send(action::StopRecording{});
+    store->send(action::CancelRecording{});
+    QString atTheEnd;
+    TaskRunner runner([](const QString& name, const QString& error) { ADD_FAILURE() << qPrintable(name + error); });
+    EventExecutor::main().post([&] { // after the stop and the cancel, before their work is done
+        runner.run(QStringLiteral("quit"), [&](std::stop_token) -> Task<> {
+            co_await effects->shutDown();
+            atTheEnd = records().isEmpty() ? QString() : records().front()->status;
+        });
+    });
+    settle();
+    EXPECT_EQ(atTheEnd, RecordStatus::pendingTranscription);
+    expectQuiet();
+}
+
 TEST_F(RecordingArchiveTests, aDiskThatRefusesDoesNotStopTheDictation) {
     // A file where the folder should be.
     QDir().mkpath(data.path() + QStringLiteral("/QuilloSpeech"));

@@ -182,6 +182,32 @@ TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsTex
     }
 }
 
+TEST_F(RecordingStopTests, aHoldIsCountedFromItsPressHoweverLateThatIsHeardOf) {
+    for (const auto late : {0ms, 300ms}) {
+        injection.calls.clear();
+        send(action::StartRecording{clock.now() - late});
+        speak(2);
+        startSession();
+        clock.advance(200ms);
+        stop();
+        endSession(QStringLiteral("short"));
+        EXPECT_EQ(injection.calls.size(), late == 0ms ? 0U : 1U) << "a tap of 200 ms, and a hold of 500 ms";
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aMutedMicrophoneIsNamedWhenNothingIsRecognised) {
+    for (const auto& [sample, hint] : {std::pair('\0', "pill.microphoneMuted"), std::pair('\1', "pill.nothingHeard")}) {
+        start();
+        startSession();
+        audio.speak(0, QByteArray(AudioFormat::chunkByteSize, sample));
+        clock.advance(500ms);
+        stop();
+        endSession({});
+        EXPECT_EQ(store->state().savedToHistoryHintMessage.value_or(UserMessage{}).key, QString::fromLatin1(hint));
+    }
+}
+
 TEST_F(RecordingStopTests, aMicrophoneLostAtOnceIsNoTap) {
     for (const int chunks : {0, 1}) {
         SCOPED_TRACE(chunks);

@@ -60,20 +60,26 @@ std::unique_ptr<Accessibility> AtSpiTest::s_accessibility;
 bool AtSpiTest::s_keyboardIsGrabbed = false;
 
 TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", "AXTextArea"}, {"--line", "AXTextField"}, {"--password", "AXTextField"}, {"--no-field", "AXButton"}};
+    const std::pair<const char*, const char*> cases[] = {{"", "AXTextArea"},
+                                                         {"--line", "AXTextField"},
+                                                         {"--password", "AXTextField"},
+                                                         {"--no-field", "AXButton"},
+                                                         {"--terminal", "AXTextArea"}};
     for (const auto& [option, role] : cases) {
         const test::TextFieldProgram program(*s_session, QString::fromLatin1(option).split(u' ', Qt::SkipEmptyParts));
         const auto element = focusedElement();
         ASSERT_TRUE(element) << option;
         EXPECT_EQ(element->role.toStdString(), role) << option;
         const bool isPassword = QByteArray(option) == "--password";
-        const bool isText = QByteArray(option) != "--no-field";
+        const bool isTerminal = QByteArray(option) == "--terminal";
+        const bool isText = QByteArray(option) != "--no-field" && !isTerminal;
         EXPECT_EQ(element->isPassword, isPassword) << option;
         EXPECT_EQ(element->isValueSettable, isText) << option;
         EXPECT_EQ(element->hasNumberOfCharacters, isText) << option;
         EXPECT_EQ(await(s_accessibility->secureInput(program.pid(), milliseconds(1000))),
                   isPassword ? SecureInput::on : SecureInput::off);
+        EXPECT_EQ(s_accessibility->foundTerminal(program.pid()), isTerminal) << option;
+        EXPECT_FALSE(s_accessibility->foundTerminal(1)) << "of another program";
     }
     EXPECT_TRUE(waitUntil([] { return !await(s_accessibility->focusedElement(milliseconds(300))); }))
         << "the program has gone";

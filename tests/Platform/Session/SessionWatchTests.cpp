@@ -128,6 +128,20 @@ TEST_F(SessionWatchTest, ReportsEveryWayToLeave) {
     }
 }
 
+TEST_F(SessionWatchTest, SleepWaitsExactlyWhileItIsAskedTo) {
+    start();
+    for (int round = 0; round < 2; ++round) {
+        m_watch->delaySleep(true);
+        m_watch->delaySleep(true);
+        EXPECT_TRUE(waitUntil([this] { return m_manager.delays() == 1; }));
+        m_watch->delaySleep(false);
+        EXPECT_TRUE(waitUntil([this] { return m_manager.delays() == 0; }));
+    }
+    m_watch->delaySleep(true);
+    m_watch->delaySleep(false); // before the answer
+    EXPECT_TRUE(waitUntil([this] { return m_manager.m_delays.size() == 3 && m_manager.delays() == 0; }));
+}
+
 TEST_F(SessionWatchTest, AnotherSessionIsNotOurs) {
     start();
     change("LockedHint", true, QStringLiteral("/org/freedesktop/login1/session/_33"));

@@ -84,6 +84,35 @@ TEST_F(Recovery, ASignalledServerTakesItUpToo) {
     EXPECT_EQ(spooled(), 0);
 }
 
+TEST_F(Recovery, AKilledServerSeparatesTheSpeakersOfAMeetingLater) {
+    QFile fast(script);
+    ASSERT_TRUE(fast.open(QIODevice::WriteOnly));
+    fast.write(R"({"words": ["one"], "words_per_second": 1, "words_per_final": 10})");
+    fast.close();
+    start();
+    StreamClient client(
+        QUrl(QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2").arg(server.port).arg(token)));
+    client.next("connected");
+    client.send(R"({"type":"start_session","mode":"meeting_streaming","client_recording_id":"m"})");
+    client.next("session_started");
+    // Ten minutes, whose voices take longer than the kill.
+    for (int i = 0; i < 50; ++i)
+        client.sendAudio(tone(12 * 16000));
+    client.end();
+    const auto ended = client.next("session_ended");
+    killServer();
+    EXPECT_EQ(spooled(), 1);
+    start();
+    const auto poll = [&] {
+        return parseAnswer(
+            exchange(server.port, requestBytes("GET", "/transcription/recording/m/diarization", bearer(token))));
+    };
+    ASSERT_TRUE(waitUntil([&] { return poll().body["status"] == "completed"; }));
+    EXPECT_EQ(poll().body["task_id"], ended["diarization_task_id"]);
+    EXPECT_EQ(poll().body["total_words"], 600);
+    EXPECT_EQ(spooled(), 0);
+}
+
 TEST_F(Recovery, AFileThatEndsTheServerEveryTimeIsGivenUp) {
     start();
     beginUpload();

@@ -149,7 +149,8 @@ Json StreamClient::next(const std::string& type) {
         }
         return closed;
     });
-    EXPECT_TRUE(came && !found.is_null()) << "no " << type << " came; " << error.toStdString();
+    if (!came || found.is_null())
+        throw std::runtime_error("no " + type + " came; " + error.toStdString());
     return found;
 }
 

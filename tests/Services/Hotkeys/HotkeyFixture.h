@@ -22,10 +22,12 @@ struct HotkeyFixture {
     QStringList calls;
     int begun = 0;
     int ended = 0;
+    Clock::Duration lateBy{}; ///< the last press, when it was called back
 
     HotkeyFixture() {
-        service.onHotkeyDown = [this] {
+        service.onHotkeyDown = [this](Clock::Instant pressedAt) {
             calls << QStringLiteral("down");
+            lateBy = clock.now() - pressedAt;
             ++begun;
         };
         service.onHotkeyUp = [this] {

@@ -132,6 +132,15 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"LateStartWhileHeldIsStoppedByItsRelease", "+hold 500 ended begun 500 -hold 500", "down up"}),
     [](const auto& info) { return std::string(info.param.name); });
 
+TEST(HotkeyService, SaysWhenTheKeyWasPressedHoweverLateItIsHeardOf) {
+    for (const char* press : {"900 <400 +hold", "900 +alt <400 +space"}) {
+        HotkeyFixture fixture;
+        fixture.service.start();
+        fixture.play(QString::fromLatin1(press));
+        EXPECT_EQ(fixture.lateBy, std::chrono::milliseconds(400)) << press;
+    }
+}
+
 TEST(HotkeyService, HidesTheLoneTapOfAKeyThatOpensMenus) {
     const std::pair<int, int> cases[] = {
         {keycode::rightCommand, 1}, {keycode::leftOption, 1}, {keycode::rightControl, 0}, {101, 0}};

@@ -309,6 +309,10 @@ TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
     applications.front->isTerminal = false;
     begin(u"a paragraph\n"_qs);
     EXPECT_EQ(pasteboard.offers.back()->text, u"a paragraph\n"_qs);
+    accessibility.isTerminal = true; // in a panel of an editor
+    begin(u"rm -r build\n"_qs);
+    EXPECT_EQ(pasteboard.offers.back()->text, u"rm -r build"_qs);
+    EXPECT_EQ(injector.chords.back(), PasteChord::controlShiftV);
 }
 
 TEST_F(TextInjection, ATextThatGoesOnWhereTheLastEndedGetsTheBlankBetween) {

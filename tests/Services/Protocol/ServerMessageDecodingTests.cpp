@@ -105,6 +105,14 @@ TEST(ServerMessageDecoding, TheFinalTextIsChosenByTheRule) {
     }
 }
 
+TEST(ServerMessageDecoding, NoTextIsLogged) {
+    for (const char* type : {"partial_transcript", "final_transcript", "session_ended", "meeting_text_update"})
+        EXPECT_THAT(
+            decode(QByteArray(R"({"type":")") + type + R"(","data":{"text":"secret","plain_text":"secret"}})").lines,
+            testing::Not(HasSubstr("secret")))
+            << type;
+}
+
 TEST(ServerMessageDecoding, TheEndOfAMeetingIsKept) {
     const auto decoded = decode(
         R"({"type":"session_ended","data":{"text":"raw","plain_text":"plain","labeled_text":"A: plain","speaker_count":2,)"

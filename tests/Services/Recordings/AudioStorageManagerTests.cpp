@@ -71,15 +71,17 @@ TEST_F(AudioStorageManagerTest, WhatSomebodyHasInHandStays) {
     EXPECT_EQ(ids(), QStringList(u"pending"_qs));
 }
 
-TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptNoneStaysThatEndedWithoutAText) {
-    const std::pair<const char*, bool> recordings[] = {{"unrecognized", false}, {"expired", false}, {"failed", true}};
+TEST_F(AudioStorageManagerTest, WhereNoAudioIsKeptOnlyFailedStays) {
+    const std::pair<const char*, bool> recordings[] = {
+        {"unrecognized", false}, {"expired", false}, {"empty_result_zero_words", false}, {"connection_lost", false},
+        {"failed", true}};
     for (const auto& [reason, stays] : recordings) {
         const auto id = QString::fromLatin1(reason);
         add(id, 1, false, 100);
         ASSERT_TRUE(pendingAudioFiles::markCompleted(id, now, id));
     }
     m_manager.enforceStorageLimit();
-    EXPECT_EQ(ids().size(), 3);
+    EXPECT_EQ(ids().size(), 5);
     m_settings.setValue(u"keepAudio"_qs, false);
     m_manager.enforceStorageLimit();
     for (const auto& [reason, stays] : recordings)

@@ -119,7 +119,7 @@ TEST_F(WebSocketServiceTest, ALostConnectionIsReportedOnceAndItsTextKept) {
         EXPECT_EQ(service().texts().bestAvailableText(), u"");
     }
     EXPECT_EQ(log.count("[WebSocket] ⚠️ Unexpected disconnect - text saved for recovery"), 3);
-    EXPECT_EQ(log.count("🧹 Cleared recovered text that was: kept"), 3);
+    EXPECT_EQ(log.count("🧹 Cleared recovered text that was: 4 characters"), 3);
 }
 
 TEST_F(WebSocketServiceTest, AnEndAfterEndSessionIsQuiet) {

@@ -1,5 +1,6 @@
 /// A small editor that reports every change of its text, for tests and demonstrations.
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDateTime>
@@ -55,10 +56,17 @@ int main(int argc, char** argv) {
     const QCommandLineOption password(u"password"_qs, u"Show a password field."_qs);
     const QCommandLineOption line(u"line"_qs, u"Show a field of one line."_qs);
     const QCommandLineOption noField(u"no-field"_qs, u"Show only a button."_qs);
+    const QCommandLineOption terminal(u"terminal"_qs, u"Show an editor that says it is a terminal."_qs);
     const QCommandLineOption title(u"title"_qs, u"Title of the window."_qs, u"text"_qs, u"Notes"_qs);
-    parser.addOptions({report, password, line, noField, title});
+    parser.addOptions({report, password, line, noField, terminal, title});
     parser.process(application);
 
+    if (parser.isSet(terminal))
+        QAccessible::installFactory([](const QString& kind, QObject* object) -> QAccessibleInterface* {
+            auto* const editor = qobject_cast<QPlainTextEdit*>(object);
+            return editor && kind == u"QPlainTextEdit"_qs ? new QAccessibleWidget(editor, QAccessible::Terminal)
+                                                          : nullptr;
+        });
     Report changes(parser.value(report));
     // The first line reports that the window has the focus: text typed from then on arrives.
     QObject::connect(&application, &QGuiApplication::focusWindowChanged, &application,

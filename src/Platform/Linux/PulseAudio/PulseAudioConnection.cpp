@@ -1,6 +1,7 @@
 #include "Platform/Linux/PulseAudio/PulseAudioConnection.h"
 
 #include "Core/Log.h"
+#include "Platform/Linux/PulseAudio/OutputType.h"
 
 #include <algorithm>
 #include <chrono>
@@ -29,8 +30,22 @@ PulseAudioSource describe(const pa_source_info& info) {
     source.device.startsSlowly = bus && QLatin1String(bus) == QLatin1String("bluetooth");
     source.sampleRate = info.sample_spec.rate;
     source.channels = info.sample_spec.channels;
+    source.firstChannel = info.channel_map.map[0];
     source.bitsPerSample = static_cast<uint32_t>(pa_sample_size(&info.sample_spec)) * 8;
     return source;
+}
+
+AudioOutputDevice describe(const pa_sink_info& info) {
+    const auto property = [&](const char* key) { return pa_proplist_gets(info.proplist, key); };
+    AudioOutputDevice output;
+    output.id = QString::fromUtf8(info.name);
+    output.name = info.description ? QString::fromUtf8(info.description) : QStringLiteral("Unknown");
+    output.monitorId = QString::fromUtf8(info.monitor_source_name);
+    output.type = outputType({.portType = info.active_port ? info.active_port->type : 0U,
+                              .port = info.active_port ? info.active_port->name : nullptr,
+                              .formFactor = property(PA_PROP_DEVICE_FORM_FACTOR),
+                              .bus = property(PA_PROP_DEVICE_BUS)});
+    return output;
 }
 
 void release(pa_operation* operation) {
@@ -69,7 +84,9 @@ void PulseAudioConnection::connect() {
         pa_context_disconnect(m_context);
         pa_context_unref(m_context);
     }
-    m_listing.clear(); // left over from an interrupted answer
+    // Left over from an interrupted answer.
+    m_listing.clear();
+    m_outputListing.clear();
     m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Quillo");
     pa_context_set_state_callback(
         m_context, [](pa_context*, void* self) { static_cast<PulseAudioConnection*>(self)->handleState(); }, this);
@@ -115,9 +132,11 @@ void PulseAudioConnection::handleState() {
                 static_cast<PulseAudioConnection*>(self)->refresh();
             },
             this);
-        release(pa_context_subscribe(
-            m_context, static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER),
-            nullptr, nullptr));
+        release(pa_context_subscribe(m_context,
+                                     static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE |
+                                                                         PA_SUBSCRIPTION_MASK_SINK |
+                                                                         PA_SUBSCRIPTION_MASK_SERVER),
+                                     nullptr, nullptr));
         refresh();
         break;
     case PA_CONTEXT_FAILED:
@@ -137,9 +156,17 @@ void PulseAudioConnection::refresh() {
             auto* const self = static_cast<PulseAudioConnection*>(pointer);
             const std::lock_guard lock(self->m_mutex);
             self->m_defaultSource = info ? QString::fromUtf8(info->default_source_name) : QString();
+            self->m_defaultSink = info ? QString::fromUtf8(info->default_sink_name) : QString();
         },
         this));
-    // Answers arrive in the order of the requests: when the list is complete, the default is known too.
+    // Answers arrive in the order of the requests: when the list of sources is complete, the rest is known too.
+    release(pa_context_get_sink_info_list(
+        m_context,
+        [](pa_context*, const pa_sink_info* info, int, void* pointer) {
+            if (info)
+                static_cast<PulseAudioConnection*>(pointer)->m_outputListing.push_back(describe(*info));
+        },
+        this));
     auto* const listing = pa_context_get_source_info_list(
         m_context,
         [](pa_context*, const pa_source_info* info, int end, void* pointer) {
@@ -163,13 +190,22 @@ void PulseAudioConnection::refreshIfReady() {
 }
 
 void PulseAudioConnection::publish() {
+    bool outputChanged = false;
     {
         const std::lock_guard lock(m_mutex);
         m_sources = std::exchange(m_listing, {});
+        const auto outputs = std::exchange(m_outputListing, {});
+        const auto found = std::find_if(outputs.begin(), outputs.end(),
+                                        [this](const auto& output) { return output.id == m_defaultSink; });
+        auto output = found == outputs.end() ? std::nullopt : std::optional(*found);
+        outputChanged = output != m_defaultOutput;
+        m_defaultOutput = std::move(output);
         m_isListed = true;
         --m_refreshes;
     }
     m_changed.notify_all();
+    if (outputChanged && m_defaultOutputHandler)
+        m_defaultOutputHandler();
 }
 
 void PulseAudioConnection::forget() {
@@ -180,6 +216,7 @@ void PulseAudioConnection::forget() {
         m_refreshes = 0;
         m_sources.clear();
         m_defaultSource.clear();
+        m_defaultOutput.reset();
     }
     m_changed.notify_all();
 }
@@ -210,6 +247,17 @@ std::vector<PulseAudioSource> PulseAudioConnection::sources() {
     waitUntilReady();
     const std::lock_guard lock(m_mutex);
     return m_sources;
+}
+
+std::optional<AudioOutputDevice> PulseAudioConnection::defaultOutput() {
+    waitUntilReady();
+    const std::lock_guard lock(m_mutex);
+    return m_defaultOutput;
+}
+
+void PulseAudioConnection::setDefaultOutputHandler(std::function<void()> handler) {
+    const PulseAudioLock lock(m_loop);
+    m_defaultOutputHandler = std::move(handler);
 }
 
 std::optional<QString> PulseAudioConnection::defaultSource() {

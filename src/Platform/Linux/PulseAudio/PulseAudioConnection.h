@@ -5,6 +5,7 @@
 #include <pulse/pulseaudio.h>
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -16,6 +17,7 @@ struct PulseAudioSource {
     AudioHardwareDevice device;
     uint32_t sampleRate = 0;
     uint32_t channels = 0;
+    pa_channel_position_t firstChannel = PA_CHANNEL_POSITION_MONO;
     uint32_t bitsPerSample = 0;
 };
 
@@ -53,6 +55,9 @@ public:
     [[nodiscard]] bool isReady();
     std::vector<PulseAudioSource> sources();
     std::optional<QString> defaultSource();
+    std::optional<AudioOutputDevice> defaultOutput();
+    /// See `AudioHardware::setDefaultOutputHandler`.
+    void setDefaultOutputHandler(std::function<void()> handler);
 
 private:
     void connect();
@@ -69,6 +74,8 @@ private:
     bool m_isReady = false;
     uint32_t m_failures = 0;
     std::vector<PulseAudioSource> m_listing;
+    std::vector<AudioOutputDevice> m_outputListing;
+    std::function<void()> m_defaultOutputHandler;
 
     // Read by callers without the loop's lock.
     std::mutex m_mutex;
@@ -78,6 +85,8 @@ private:
     int m_refreshes = 0;      ///< pending requests for the list
     std::vector<PulseAudioSource> m_sources;
     QString m_defaultSource;
+    QString m_defaultSink;
+    std::optional<AudioOutputDevice> m_defaultOutput;
 };
 
 } // namespace quillo

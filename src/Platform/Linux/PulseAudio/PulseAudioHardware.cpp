@@ -19,6 +19,12 @@ public:
 
     std::optional<QString> defaultInputDevice() override { return m_connection->defaultSource(); }
 
+    std::optional<AudioOutputDevice> defaultOutputDevice() override { return m_connection->defaultOutput(); }
+
+    void setDefaultOutputHandler(std::function<void()> handler) override {
+        m_connection->setDefaultOutputHandler(std::move(handler));
+    }
+
     std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) override {
         status = 0;
         return makePulseAudioInputUnit(m_connection);

@@ -16,6 +16,9 @@ constexpr auto slowOpenDeadline = 3000ms;
 constexpr auto fragment = 10ms;
 /// The largest portion passed to one callback.
 constexpr size_t portionFrames = 4096;
+/// Two channels are one microphone, and are mixed. More are the inputs of an interface: the microphone is on the first,
+/// and a mix with the unused ones would be too quiet.
+constexpr uint32_t mostMixedChannels = 2;
 /// Delivered for a hole in the stream.
 constexpr std::array<float, portionFrames> silence{};
 
@@ -72,7 +75,8 @@ public:
         auto* const context = m_connection->readyContext();
         if (!context)
             return PA_ERR_CONNECTIONTERMINATED;
-        m_stream = pa_stream_new(context, "Dictation", &m_format, nullptr);
+        const pa_channel_map first{.channels = 1, .map = {m_source.firstChannel}};
+        m_stream = pa_stream_new(context, "Dictation", &m_format, takesFirstChannel() ? &first : nullptr);
         if (!m_stream)
             return pa_context_errno(context);
         pa_stream_set_state_callback(
@@ -89,14 +93,17 @@ public:
             auto* const context = m_connection->readyContext();
             if (!m_stream || !context)
                 return PA_ERR_BADSTATE;
+            if (std::exchange(m_isPaused, false))
+                return cork(false) ? 0 : failureOf(context);
             pa_buffer_attr attributes{};
             attributes.maxlength = attributes.tlength = attributes.prebuf = attributes.minreq = UINT32_MAX;
             attributes.fragsize =
                 static_cast<uint32_t>(pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &m_format));
             // If the server moved the stream, it would record a device that the user did not choose, such as the
             // loudspeakers.
-            const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
-                                                              PA_STREAM_START_UNMUTED);
+            const auto flags = static_cast<pa_stream_flags_t>(
+                PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE | PA_STREAM_START_UNMUTED |
+                (takesFirstChannel() ? PA_STREAM_NO_REMIX_CHANNELS : PA_STREAM_NOFLAGS));
             if (pa_stream_connect_record(m_stream, m_source.device.id.toUtf8().constData(), &attributes, flags) < 0)
                 return pa_context_errno(context);
         }
@@ -105,6 +112,14 @@ public:
         if (!m_changed.wait_for(lock, deadline, [this] { return m_isOpen || m_failure != 0; }))
             return PA_ERR_TIMEOUT;
         return m_failure;
+    }
+
+    AudioStatus pause() override {
+        const PulseAudioLock lock(m_connection->loop());
+        if (!m_stream || pa_stream_get_state(m_stream) != PA_STREAM_READY)
+            return PA_ERR_BADSTATE;
+        m_isPaused = true;
+        return cork(true) ? 0 : failureOf(pa_stream_get_context(m_stream));
     }
 
     AudioStatus stop() override {
@@ -125,6 +140,8 @@ public:
     }
 
 private:
+    [[nodiscard]] bool takesFirstChannel() const { return m_source.channels > mostMixedChannels; }
+
     void close() {
         const PulseAudioLock lock(m_connection->loop());
         if (!m_stream)
@@ -157,11 +174,19 @@ private:
             m_lost(QString::fromUtf8(pa_strerror(m_failure)));
     }
 
+    /// With the lock held.
+    bool cork(bool corked) {
+        auto* const operation = pa_stream_cork(m_stream, corked ? 1 : 0, nullptr, nullptr);
+        if (operation)
+            pa_operation_unref(operation);
+        return operation != nullptr;
+    }
+
     void takeReadable() {
         const void* data = nullptr;
         size_t bytes = 0;
         while (pa_stream_peek(m_stream, &data, &bytes) == 0 && bytes > 0) {
-            const size_t frames = bytes / sizeof(float);
+            const size_t frames = m_isPaused ? 0 : bytes / sizeof(float);
             // After a stall a lot of audio arrives at once: pass it on in portions.
             for (size_t at = 0; at < frames; at += portionFrames)
                 m_input(data ? static_cast<const float*>(data) + at : silence.data(),
@@ -176,6 +201,7 @@ private:
     InputCallback m_input;
     LostCallback m_lost;
     pa_stream* m_stream = nullptr;
+    bool m_isPaused = false; ///< guarded by the loop's lock
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
