@@ -225,7 +225,7 @@ TEST_F(CommandsTest, ALanguageThatIsNotServedIsSetOnlyWhenForced) {
         settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, isServed);
         ADD_FAILURE() << "it was set";
     } catch (const UserError& error) {
-        EXPECT_TRUE(LocalizationManager::shared().t(error).endsWith(u"set --force primaryLanguage de"));
+        EXPECT_TRUE(LocalizationManager::shared().t(error.message()).endsWith(u"set --force primaryLanguage de"));
     }
     EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
     settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, {});
