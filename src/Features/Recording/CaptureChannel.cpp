@@ -10,8 +10,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Clock::Duration firstAudioChunkTimeout = 600ms;
-/// For a device that starts slowly, after the first timeout.
-constexpr Clock::Duration slowDevicePatience = 2400ms;
+/// For a device that starts slowly, after the first timeout. Headsets need up to three seconds.
+constexpr Clock::Duration slowDevicePatience = 4400ms;
 constexpr int maxFirstAudioChunkRestartAttempts = 1;
 /// A stopped capture ends its stream at once; this limits the wait for a backend that does not.
 constexpr Clock::Duration drainTimeout = 2s;

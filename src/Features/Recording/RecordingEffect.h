@@ -33,8 +33,10 @@ struct LeaveDictation {
 using RecordingEffect = std::variant<effect::BeginDictation, effect::EndDictation, effect::InterruptDictation,
                                      effect::CancelDictation, effect::LeaveDictation>;
 
+namespace effect {
 /// Beginning and cancelling mute the actions of the previous dictation: its late `RecordingCompleted` must not end the
-/// next one.
+/// next one. In this namespace, because the store finds it by the variant's alternatives.
 [[nodiscard]] EffectIdentity effectIdentity(const RecordingEffect& effect);
+} // namespace effect
 
 } // namespace quillo

@@ -11,13 +11,13 @@ using namespace std::chrono_literals;
 /// How long the server may take to open the device.
 constexpr auto openDeadline = 1000ms;
 /// A headset changes its profile first.
-constexpr auto slowOpenDeadline = 3000ms;
+constexpr auto slowOpenDeadline = 5000ms;
 /// Audio per delivery: short, so that the first word and the waveform appear without delay.
 constexpr auto fragment = 10ms;
 /// The largest portion passed to one callback.
 constexpr size_t portionFrames = 4096;
 /// Two channels are one microphone, and are mixed. More are the inputs of an interface: the microphone is on the first,
-/// and a mix with the unused ones would be too quiet.
+/// and a mix with the unused ones would be too quiet. What an output plays is on all of its channels.
 constexpr uint32_t mostMixedChannels = 2;
 /// Delivered for a hole in the stream.
 constexpr std::array<float, portionFrames> silence{};
@@ -140,7 +140,9 @@ public:
     }
 
 private:
-    [[nodiscard]] bool takesFirstChannel() const { return m_source.channels > mostMixedChannels; }
+    [[nodiscard]] bool takesFirstChannel() const {
+        return m_source.channels > mostMixedChannels && !m_source.device.isMonitor;
+    }
 
     void close() {
         const PulseAudioLock lock(m_connection->loop());
