@@ -51,18 +51,18 @@ TEST(Catalogues, HoldNoKeyThatTheProgramDoesNotName) {
 /// The catalogues name some keys that only an action can show which the program never sends. Meetings will send these;
 /// `pill.meetingProcessing` and `error.sessionStartFailed` wait for them.
 TEST(Actions, AreAllSentButThoseThatWaitForMeetings) {
-    const QString folder = QStringLiteral(QUILLO_SOURCES) + u"/Features/Recording/";
+    const QString folder = QStringLiteral(QUILLO_SOURCES) + u"/Features/Recording/"_qs;
     QString code;
     QDirIterator files(QStringLiteral(QUILLO_SOURCES), {u"*.cpp"_qs, u"*.h"_qs}, QDir::Files,
                        QDirIterator::Subdirectories);
     while (files.hasNext())
-        if (const auto file = files.next(); file != folder + u"RecordingReducer.cpp")
+        if (const auto file = files.next(); file != folder + u"RecordingReducer.cpp"_qs)
             code += QString::fromUtf8(contentOf(file));
     static const QRegularExpression declaration(u"^struct (\\w+)"_qs, QRegularExpression::MultilineOption);
     QStringList unsent;
-    for (auto action = declaration.globalMatch(QString::fromUtf8(contentOf(folder + u"RecordingAction.h")));
+    for (auto action = declaration.globalMatch(QString::fromUtf8(contentOf(folder + u"RecordingAction.h"_qs)));
          action.hasNext();)
-        if (const auto name = action.next().captured(1); !code.contains(u"action::" + name + u'{'))
+        if (const auto name = action.next().captured(1); !code.contains(u"action::"_qs + name + u'{'))
             unsent << name;
     EXPECT_EQ(unsent.join(u' ').toStdString(), "SetMeetingPreConfirmed SessionStartFailed SystemAudioLevelUpdated "
                                                "MeetingTextUpdated TranscriptionError ShowMeetingProcessingHint");
