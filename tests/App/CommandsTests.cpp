@@ -24,7 +24,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 using namespace quillo;
 using namespace quillo::test;
@@ -102,10 +102,10 @@ TEST(StatusReport, NamesAHotkeyThatAnotherProgramHolds) {
     const HotkeyConflict conflict{
         Hotkey::toggle, {keycode::space, keyflag::option}, KeyCombination{keycode::space, keyflag::control}};
     const auto report = statusReport(RecordingState(), std::nullopt, {.conflicts = {conflict}});
-    const auto shown = QJsonDocument::fromJson(report.toUtf8())[QStringLiteral("unavailableHotkeys")][0].toObject();
-    EXPECT_EQ(shown.value(QStringLiteral("key")), QStringLiteral("Alt+Space"));
-    EXPECT_EQ(shown.value(QStringLiteral("free")), QStringLiteral("Ctrl+Space"));
-    EXPECT_TRUE(shown.value(QStringLiteral("message")).toString().contains(QStringLiteral("Ctrl+Space")));
+    const auto shown = QJsonDocument::fromJson(report.toUtf8())[u"unavailableHotkeys"_qs][0].toObject();
+    EXPECT_EQ(shown.value(u"key"_qs), u"Alt+Space"_qs);
+    EXPECT_EQ(shown.value(u"free"_qs), u"Ctrl+Space"_qs);
+    EXPECT_TRUE(shown.value(u"message"_qs).toString().contains(u"Ctrl+Space"_qs));
 }
 
 TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
@@ -130,11 +130,11 @@ TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
 }
 
 TEST_F(CommandsTest, SettingsOfTheAudioThatIsKeptHoldAtOnce) {
-    const auto folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                        QStringLiteral("/QuilloSpeech/pending-audio/");
+    const auto folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/QuilloSpeech/pending-audio/"_qs;
     ASSERT_TRUE(QDir().mkpath(folder));
     const auto keep = [&](const QString& id) {
-        QFile audio(folder + id + QStringLiteral(".pcm"));
+        QFile audio(folder + id + u".pcm"_qs);
         EXPECT_TRUE(audio.open(QIODevice::WriteOnly) && audio.resize(1'500'000));
         PendingAudioMetadata metadata;
         metadata.id = id;
@@ -144,10 +144,9 @@ TEST_F(CommandsTest, SettingsOfTheAudioThatIsKeptHoldAtOnce) {
         pendingAudioFiles::writeMetadata(metadata);
         return audio.fileName();
     };
-    for (const auto& [key, changed, before] :
-         {std::tuple(QStringLiteral("audioStorageLimitMB"), QVariant(1), QVariant(4096)),
-          std::tuple(QStringLiteral("keepAudio"), QVariant(false), QVariant(true))}) {
-        const auto path = keep(QStringLiteral("kept"));
+    for (const auto& [key, changed, before] : {std::tuple(u"audioStorageLimitMB"_qs, QVariant(1), QVariant(4096)),
+                                               std::tuple(u"keepAudio"_qs, QVariant(false), QVariant(true))}) {
+        const auto path = keep(u"kept"_qs);
         settings.setValue(key, changed);
         EXPECT_TRUE(waitUntil([&] { return !QFile::exists(path); })) << key.toStdString();
         settings.setValue(key, before);
@@ -262,12 +261,7 @@ TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
-        try {
-            (commands.*command)();
-            ADD_FAILURE() << "did something";
-        } catch (const std::exception& error) {
-            EXPECT_STREQ(error.what(), "no such server");
-        }
+        EXPECT_THAT([&] { (commands.*command)(); }, testing::ThrowsMessage<std::exception>("no such server"));
     EXPECT_THROW(commands.deleteRecord({}), std::exception);
     EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(u"message"_qs), u"no such server"_qs);
     commands.quit();

@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 namespace {
 
 QString dataFolder() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/quillo/server");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/quillo/server"_qs;
 }
 
 /// Whether a server answers at `host`.
@@ -35,7 +35,7 @@ bool answers(const QString& host) {
 
 TEST(LocalServerTest, UsesOnlyAServerThatServesThisAddress) {
     ASSERT_TRUE(QDir().mkpath(dataFolder()));
-    QFile lock(dataFolder() + QStringLiteral("/server.lock"));
+    QFile lock(dataFolder() + u"/server.lock"_qs);
     ASSERT_TRUE(lock.open(QIODevice::ReadWrite | QIODevice::Truncate));
     ASSERT_EQ(::flock(lock.handle(), LOCK_EX), 0);
     ManualClock clock(EventExecutor::main());
@@ -63,7 +63,7 @@ class UsersServer {
 public:
     UsersServer() {
         m_process.start(qEnvironmentVariable("QUILLO_SERVER"),
-                        {QStringLiteral("--recogniser=scripted"), QStringLiteral("--listen=127.0.0.1:0")});
+                        {u"--recogniser=scripted"_qs, u"--listen=127.0.0.1:0"_qs});
         if (waitUntil([this] { return m_process.canReadLine(); }))
             host = QString::fromUtf8(m_process.readLine().trimmed().split(' ').last());
     }
@@ -86,7 +86,7 @@ TEST(LocalServerTest, ReplacesAUsersServerThatEnds) {
     ManualClock clock(EventExecutor::main());
     LocalServer server(clock);
     ASSERT_EQ(server.host(), users->host) << "another one would be started";
-    server.start(qEnvironmentVariable("QUILLO_SERVER"), dataFolder() + QStringLiteral("/../server.log"));
+    server.start(qEnvironmentVariable("QUILLO_SERVER"), dataFolder() + u"/../server.log"_qs);
     clock.advance(10s);
     EXPECT_TRUE(answers(server.host()));
     users.reset();
@@ -104,7 +104,7 @@ TEST(LocalServerTest, FollowsAUsersServerToAnotherPort) {
     std::optional<UsersServer> users(std::in_place);
     ManualClock clock(EventExecutor::main());
     ServerChoice choice(clock);
-    const QUrl elsewhere(QStringLiteral("https://example.org/health"));
+    const QUrl elsewhere(u"https://example.org/health"_qs);
     choice.start();
     for (int moves = 0; moves < 2; ++moves) {
         EXPECT_EQ(choice.host(), users->host);

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 
 namespace quillo::test {
 
@@ -36,7 +35,7 @@ public:
     /// Starts the application for the first time, and with `account` signs in to one.
     void makeHome(bool account);
     [[nodiscard]] bool hasAccount() const { return m_hasAccount; }
-    [[nodiscard]] bool isSignedIn() { return desktop.quillo({QStringLiteral("account")}).startsWith(u"signed in as"); }
+    [[nodiscard]] bool isSignedIn() { return desktop.quillo({u"account"_qs}).startsWith(u"signed in as"); }
     void startApplication(Start start);
     [[nodiscard]] const Start& lastStart() const { return m_start; }
     [[nodiscard]] bool isGerman() const { return m_start.german; }

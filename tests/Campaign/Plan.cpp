@@ -112,10 +112,9 @@ void schedule(Plan& plan, Dice& dice) {
 
 QString nameOf(Fault fault) {
     static const QStringList names =
-        QStringLiteral("none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
-                       "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus "
-                       "day-away")
-            .split(u' ');
+        u"none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
+        "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus "
+        "day-away"_qs.split(u' ');
     return names.at(static_cast<int>(fault));
 }
 
@@ -137,15 +136,15 @@ Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
 }
 
 QString Plan::summary() const {
-    auto text = QStringLiteral("%1, held %2 ms").arg(nameOf(fault)).arg(hold.count());
+    auto text = u"%1, held %2 ms"_qs.arg(nameOf(fault)).arg(hold.count());
     if (fault != Fault::none)
-        text += QStringLiteral(", broken at %1 ms, mended at %2 ms").arg(at.count()).arg(healed.count());
+        text += u", broken at %1 ms, mended at %2 ms"_qs.arg(at.count()).arg(healed.count());
     if (bytes > 0)
-        text += QStringLiteral(", after %1 bytes").arg(bytes);
+        text += u", after %1 bytes"_qs.arg(bytes);
     if (clockShift.count() != 0)
-        text += QStringLiteral(", clock by %1 s").arg(clockShift.count());
+        text += u", clock by %1 s"_qs.arg(clockShift.count());
     if (const auto names = situation.names(); !names.isEmpty())
-        text += QStringLiteral(", with ") + names.join(u' ');
+        text += u", with "_qs + names.join(u' ');
     return text;
 }
 

@@ -6,7 +6,6 @@
 
 #include <QStringList>
 
-#include <memory>
 
 namespace quillo::test {
 

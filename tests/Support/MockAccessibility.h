@@ -7,7 +7,7 @@ namespace quillo::test {
 /// A focused element described by a test.
 class MockAccessibility final : public Accessibility {
 public:
-    std::optional<FocusedElement> element = FocusedElement{.role = QStringLiteral("AXTextField")};
+    std::optional<FocusedElement> element = FocusedElement{.role = u"AXTextField"_qs};
     SecureInput secrecy = SecureInput::off;
     std::optional<QString> beforeCaret;
     bool isTerminal = false;

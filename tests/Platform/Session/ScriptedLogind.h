@@ -25,7 +25,7 @@ public Q_SLOTS: // NOLINT: the bus calls it
     QDBusObjectPath GetSession(const QString&) { return QDBusObjectPath(QLatin1String(sessionPath)); }
     QDBusUnixFileDescriptor Inhibit(const QString& what, const QString&, const QString&, const QString& mode) {
         int ends[2];
-        if (what != QStringLiteral("sleep") || mode != QStringLiteral("delay") || ::pipe2(ends, O_CLOEXEC) != 0)
+        if (what != u"sleep"_qs || mode != u"delay"_qs || ::pipe2(ends, O_CLOEXEC) != 0)
             return {};
         m_delays.emplace_back(ends[0]);
         QDBusUnixFileDescriptor lock;

@@ -1,7 +1,6 @@
 #include "Accounts/AccountStore.h"
 #include "ServerFixture.h"
 
-#include <cmath>
 
 using namespace quillo::test;
 using namespace quillo::server;
@@ -146,7 +145,7 @@ TEST(ServerStreaming, TheUpgradeIsRefusedWithAReason) {
     const auto upgrade = [&](const QString& token) {
         return parseAnswer(exchange(server.port(), upgradeRequest(token)));
     };
-    EXPECT_EQ(upgrade(QStringLiteral("wrong")).status, 401);
+    EXPECT_EQ(upgrade(u"wrong"_qs).status, 401);
     EXPECT_EQ(upgrade(QString()).body["code"], "INVALID_TOKEN");
     EXPECT_EQ(get(server.port(), "/ws/v3/transcribe").status, 426);
 

@@ -3,7 +3,6 @@
 #include <QAccessibleWidget>
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDateTime>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -76,8 +75,8 @@ int main(int argc, char** argv) {
                      });
     QWidget window;
     window.setWindowTitle(parser.value(title));
-    window.setStyleSheet(QStringLiteral(
-        "QWidget { background: #ffffff; color: #1f2328; font-family: 'Inter', 'Noto Sans', 'DejaVu Sans'; }"
+    window.setStyleSheet(
+        u"QWidget { background: #ffffff; color: #1f2328; font-family: 'Inter', 'Noto Sans', 'DejaVu Sans'; }"
         "QLabel#heading { font-size: 26px; font-weight: 600; }"
         "QLabel#date { font-size: 14px; color: #8b949e; }"
         "QFrame#rule { background: #e6e8eb; }"
@@ -86,7 +85,7 @@ int main(int argc, char** argv) {
         "QLineEdit { border: 1px solid #d0d7de; border-radius: 8px; padding: 10px 12px; font-size: 22px; }"
         "QLineEdit:focus { border-color: #3b82f6; }"
         "QPushButton { border: 1px solid #d0d7de; border-radius: 8px; padding: 10px 20px; font-size: 18px; }"
-        "QPushButton:focus { border-color: #3b82f6; }"));
+        "QPushButton:focus { border-color: #3b82f6; }"_qs);
     auto* const layout = new QVBoxLayout(&window);
     layout->setContentsMargins(36, 28, 36, 28);
     layout->setSpacing(6);
