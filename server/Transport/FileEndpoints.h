@@ -19,10 +19,10 @@ struct FileServices {
 /// Adds the paths that take recordings, all with a bearer token, below /api/v1 and at the root:
 ///
 /// - POST /transcription/file and POST /transcription/diarize: multipart/form-data with "file", "language", "purpose",
-/// "client_recording_id"; all but the first may be absent. Answered with the result, or after `answerTimeout` with 202
-/// and {"status": "processing", "task_id"}: the work continues, and the same request finds it. - GET
-/// /transcription/diarization/{task} and GET /transcription/recording/{client_recording_id}/diarization: {"status":
-/// "processing" | "completed" | "failed", "task_id"} with the result, or the failure's "message".
+///   "client_recording_id"; all but the first may be absent. Answered with the result, or after `answerTimeout` with
+///   202 and {"status": "processing", "task_id"}: the work continues, and the same request finds it.
+/// - GET /transcription/diarization/{task} and GET /transcription/recording/{client_recording_id}/diarization:
+///   {"status": "processing" | "completed" | "failed", "task_id"} with the result, or the failure's "message".
 void addFileEndpoints(Router& router, const FileServices& services);
 
 } // namespace quillo::server

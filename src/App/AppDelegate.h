@@ -8,7 +8,7 @@ namespace quillo {
 
 struct Application;
 
-/// Launches and ends the application and owns its parts. Main thread.
+/// Launches and ends the application and owns its parts. Main thread. The name stays: see docs/compatibility.md.
 class AppDelegate {
 public:
     AppDelegate();

@@ -10,6 +10,7 @@
 #include "App/System/PreferenceMigrations.h"
 #include "Core/Log.h"
 #include "Data/TagManager.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
 
 #include <QCoreApplication>
@@ -45,14 +46,15 @@ void buildServices(Application& app) {
 }
 
 /// The program then only reports the problem and can be ended. False when another instance runs already.
-bool goOnWithoutServices(Application& app, const QString& reason) {
-    log(reason, LogLevel::error);
+bool goOnWithoutServices(Application& app, const std::exception& error) {
+    log(QString::fromUtf8(error.what()), LogLevel::error);
+    const auto reason = errorTexts::ofAny(error);
     log(QStringLiteral("[AppDelegate] ⚠️ setupStore called but serviceContainer is nil — skipping"), LogLevel::warn);
     app.commands = std::make_unique<UnavailableCommands>(reason, [&app] { app.quit(); });
     app.control = std::make_unique<ControlService>(*app.commands);
     if (app.control->registerOnBus() == ControlService::Registration::alreadyRunning)
         return false;
-    app.adapters.notifications->show(reason);
+    app.adapters.notifications->show(LocalizationManager::shared().t(reason));
     return true;
 }
 
@@ -139,9 +141,9 @@ void openFirstWindow(Application& app) {
 void deliverNotices(Application& app) {
     if (app.server->problem())
         app.notices.add(*app.server->problem());
-    app.notices.deliverTo(*app.adapters.notifications, [&app](const QString& notice) {
+    app.notices.deliverTo(*app.adapters.notifications, [&app](const UserMessage& notice) {
         if (!app.dictation->effects().isBusy())
-            app.dictation->send(action::ShowHint{{notice}});
+            app.dictation->send(action::ShowHint{notice});
     });
 }
 
@@ -160,7 +162,7 @@ bool startUp(Application& app) {
     try {
         buildServices(app);
     } catch (const std::exception& error) {
-        return goOnWithoutServices(app, LocalizationManager::shared().t(error));
+        return goOnWithoutServices(app, error);
     }
     setupAccount(app);
     setupStore(app);

@@ -25,18 +25,18 @@ namespace {
 QString helpText() {
     return QStringLiteral(
                "usage: quillo [COMMAND]\n\n"
-               "Without a command Quillo starts: hold Right Super, speak, let go, and the words stand at the\n"
-               "cursor. The commands act on the running Quillo:\n\n") +
+               "Without a command Quillo starts: hold Right Super, speak, let go, and Quillo inserts the text at\n"
+               "the cursor. The commands act on the running Quillo:\n\n") +
            commandLine::help() +
            QStringLiteral("  setup-key  print how to bind a key to dictation on this desktop; needs no running Quillo\n"
                           "\n  --seed-data  start with a few demonstration records in the history\n"
                           "  --version    print the version\n  --help       print this\n\n"
                           "Environment:\n"
                           "  QUILLO_SERVER_HOST     the server to dictate with, HOST or HOST:PORT; without it Quillo\n"
-                          "                         starts its own on this machine\n"
-                          "  QUILLO_SERVER_OPTIONS  more options for that own server, see quillo-server --help\n"
+                          "                         starts its own on this computer\n"
+                          "  QUILLO_SERVER_OPTIONS  more options for that server, see quillo-server --help\n"
                           "  QUILLO_DESKTOP_PROTOCOL  x11 or wayland: how keys and clipboard are reached, where\n"
-                          "                         the session's own is the wrong one\n"
+                          "                         the session gives the wrong answer\n"
                           "  QUILLO_CA_FILE         one more trusted certificate authority, in PEM\n"
                           "  USE_MOCK_SERVICES      set: run on stand-ins for microphone, server and account\n");
 }

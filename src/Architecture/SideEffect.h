@@ -24,7 +24,7 @@ struct EffectIdentity {
 /// Does the work with the outside world that an effect names.
 ///
 /// `handle` is called on the main thread, never inside `Store::send`, and suspends as long as it needs. Failures are
-/// actions on the stream: an exception that escapes is only reported.
+/// actions on the stream; the store only reports an exception that escapes, so an implementation catches its own.
 template <class Effect, class Action>
 class SideEffectHandler {
 public:

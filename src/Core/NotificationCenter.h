@@ -13,7 +13,7 @@ inline const QString authRequired = QStringLiteral("quillo.authRequired");
 inline const QString authUserDidChange = QStringLiteral("quillo.authUserDidChange");
 inline const QString authCallback = QStringLiteral("quillo.authCallback");
 inline const QString firstRecordingLanguageGateRequested = QStringLiteral("quillo.firstRecordingLanguageGateRequested");
-/// An unsolicited message to the user; "message" is its text.
+/// An unsolicited message to the user; see UserNotice.h.
 inline const QString userNotice = QStringLiteral("quillo.userNotice");
 /// A recording's audio is on disk and waits for transcription.
 inline const QString pendingRecordingSaved = QStringLiteral("PendingRecordingSaved");

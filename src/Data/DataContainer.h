@@ -11,7 +11,7 @@
 
 namespace quillo {
 
-/// The open store.
+/// The open store. The names stay: see docs/compatibility.md.
 class ModelContainer {
 public:
     /// A store file that could not be used and was kept under another name.

@@ -26,7 +26,7 @@ struct SavedChanges {
     bool settingsChanged = false;
 };
 
-/// The objects of the history over one database connection. Main thread.
+/// The objects of the history over one database connection. Main thread. The name stays: see docs/compatibility.md.
 ///
 /// Objects are unique: the same id gives the same pointer as long as it is held elsewhere or has unsaved changes.
 /// Change objects by assigning their members; nothing reaches the file before `save()`. Fetches see unsaved changes,

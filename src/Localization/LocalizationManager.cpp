@@ -1,7 +1,5 @@
 #include "Localization/LocalizationManager.h"
 
-#include "Core/UserError.h"
-
 #include <QLocale>
 #include <QRegularExpression>
 
@@ -80,11 +78,6 @@ QString LocalizationManager::languageName(const QString& code) const {
     const auto text = QString::fromUtf16(name.data(), length);
     // Capitalise it like a title for lists; ICU returns the form used inside a sentence.
     return text.left(1).toUpper() + text.mid(1);
-}
-
-QString LocalizationManager::t(const std::exception& error) const {
-    const auto* keyed = dynamic_cast<const UserError*>(&error);
-    return keyed ? t(keyed->message()) : QString::fromUtf8(error.what());
 }
 
 QString LocalizationManager::textFor(const QString& key, const QString& locale,

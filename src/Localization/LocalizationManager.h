@@ -37,8 +37,6 @@ public:
     /// The same with %1, %2, ... replaced by `arguments`.
     [[nodiscard]] QString t(const QString& key, const QStringList& arguments) const;
     [[nodiscard]] QString t(const UserMessage& message) const { return t(message.key, message.arguments); }
-    /// The words of an error: its message in the current locale when it is a UserError, else what it says itself.
-    [[nodiscard]] QString t(const std::exception& error) const;
 
     static QString textFor(const QString& key, const QString& locale,
                            const QHash<QString, LocalizationStrings::Texts>& strings);

@@ -7,7 +7,7 @@
 
 namespace quillo {
 
-/// The virtual key codes and modifier bits that the hotkey logic uses; adapters translate the platform's codes to them.
+/// Virtual key codes and modifier bits; adapters translate the platform's to them. Fixed: see docs/compatibility.md.
 enum class KeyEventType { keyDown, keyUp, flagsChanged };
 
 /// One event of the keyboard, seen wherever the focus is.

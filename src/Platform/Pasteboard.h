@@ -47,7 +47,7 @@ enum class ClipboardUse {
     lasting, ///< the user will paste it: managers may keep it
 };
 
-/// The desktop's clipboard. Called on the main thread; an owner that never answers costs a deadline, not a hang.
+/// The desktop's clipboard; the name stays: see docs/compatibility.md. Main thread. A hung owner costs a deadline.
 class Pasteboard {
 public:
     virtual ~Pasteboard() = default;

@@ -198,7 +198,7 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
         try {
             command();
         } catch (const HistoryError& error) {
-            EXPECT_NE(LocalizationManager::shared().t(error), error.message().key) << "has no words";
+            EXPECT_NE(LocalizationManager::shared().t(error.message()), error.message().key) << "has no words";
             return error.code();
         }
         return std::nullopt;
@@ -224,7 +224,7 @@ TEST_F(CommandsTest, ALanguageThatIsNotServedIsSetOnlyWhenForced) {
         settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, isServed);
         ADD_FAILURE() << "it was set";
     } catch (const UserError& error) {
-        EXPECT_TRUE(LocalizationManager::shared().t(error).endsWith(u"set --force primaryLanguage de"));
+        EXPECT_TRUE(LocalizationManager::shared().t(error.message()).endsWith(u"set --force primaryLanguage de"));
     }
     EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
     settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, {});
@@ -257,7 +257,7 @@ TEST_F(CommandsTest, SleepWaitsForTheDictationThatItEnds) {
 
 TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     int quits = 0;
-    UnavailableCommands commands(u"no such server"_qs, [&] { ++quits; });
+    UnavailableCommands commands({u"no such server"_qs}, [&] { ++quits; });
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})

@@ -68,12 +68,19 @@ QStringList Campaign::checkTexts(std::chrono::seconds watchdog) {
         watchdog);
 
     QStringList faults;
+    // Several recordings may have no audio: the longest text can be that of one only.
+    std::ranges::stable_sort(m_expected, std::greater{}, &Expected::samples);
     for (const auto& expected : m_expected) {
         const auto blame = [&](const QString& sentence) {
             faults.append(u"run %1, recording %2: %3"_qs.arg(expected.run).arg(expected.recordingId, sentence));
         };
-        const auto found = recordsOf(expected);
+        auto found = recordsOf(expected);
         const auto wanted = wordsOf(expected.samples);
+        if (expected.recordingId.isEmpty()) {
+            std::erase_if(found, [&](const auto& record) { return record.words.mid(0, wanted.size()) != wanted; });
+            std::ranges::sort(found, {}, [](const auto& record) { return record.words.size(); });
+            found.resize(std::min<size_t>(found.size(), 1));
+        }
         if (found.size() != 1) {
             blame(u"%1 records in the history instead of one"_qs.arg(found.size()));
             continue;

@@ -43,14 +43,14 @@ FakeApplication::FakeApplication(RecordingStore* store) : windowHints(createX11W
         };
     };
     hooks.stopChoosingHotkey = [this] { hotkeyChosen = nullptr; };
-    hooks.startMicrophoneTest = [this](std::function<void(float)> onLevel, std::function<void(QString)> onFailure) {
+    hooks.startMicrophoneTest = [this](std::function<void(float)> onLevel, std::function<void(UserMessage)> onFailure) {
         isUnbalanced = isUnbalanced || isMicrophoneOpen;
         isMicrophoneOpen = true;
         ++microphoneTests;
         microphoneLevel = std::move(onLevel);
         microphoneFailure = [this, failed = std::move(onFailure)](const QString& reason) {
             isMicrophoneOpen = false;
-            failed(reason);
+            failed({reason});
         };
     };
     hooks.stopMicrophoneTest = [this] {

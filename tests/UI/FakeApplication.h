@@ -82,7 +82,7 @@ private:
     void begin(const QString& request) {
         accountRequests << request;
         accountState.isBusy = true;
-        accountState.message.clear();
+        accountState.message = {};
     }
     void send(const RecordingAction& action) {
         if (m_store)

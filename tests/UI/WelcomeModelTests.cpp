@@ -214,7 +214,7 @@ TEST_F(WelcomeModelTest, AccountTellsTheBrowsersTurnFromOtherWork) {
     EXPECT_EQ(account.phase(), u"anonymous");
 
     account.registerAccount();
-    become({.kind = AccountState::Kind::anonymous, .message = u"refused"_qs});
+    become({.kind = AccountState::Kind::anonymous, .message = {u"refused"_qs}});
     EXPECT_EQ(account.message(), u"refused");
     become({.kind = AccountState::Kind::anonymous, .isBusy = true});
     EXPECT_EQ(account.phase(), u"busy") << "not begun here";
@@ -227,7 +227,7 @@ TEST_F(WelcomeModelTest, AccountTellsTheBrowsersTurnFromOtherWork) {
     EXPECT_EQ(successes, 1);
     account.signOut();
     EXPECT_EQ(account.phase(), u"busy");
-    become({.kind = AccountState::Kind::signedIn, .message = u"no network"_qs});
+    become({.kind = AccountState::Kind::signedIn, .message = {u"no network"_qs}});
     EXPECT_EQ(successes, 1) << "still signed in is not signed in anew";
 }
 

@@ -250,7 +250,7 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
             for (const auto kind : {AccountState::Kind::none, AccountState::Kind::anonymous,
                                     AccountState::Kind::signedIn, AccountState::Kind::expired})
                 for (const bool isBusy : {false, true}) {
-                    application.accountState = {.kind = kind, .isBusy = isBusy, .message = u"refused"_qs};
+                    application.accountState = {.kind = kind, .isBusy = isBusy, .message = {u"refused"_qs}};
                     account.refresh();
                     AccountWindow window(host, account);
                     inspect(window, 1);

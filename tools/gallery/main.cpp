@@ -30,8 +30,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const AccountState anonymous{.kind = AccountState::Kind::anonymous};
-const AccountState failing{.kind = AccountState::Kind::anonymous,
-                           .message = u"The browser could not be opened. Open https://quillo.example/auth/login."_qs};
+const AccountState failing{.kind = AccountState::Kind::anonymous, .message = {u"auth.browser"_qs}};
 const AccountState signedIn{
     .kind = AccountState::Kind::signedIn, .name = u"Ada Lovelace"_qs, .email = u"ada@example.org"_qs};
 

@@ -1,7 +1,6 @@
 #include "App/Account/AccountController.h"
 
 #include "Features/ErrorTexts/ErrorTexts.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo {
 
@@ -27,14 +26,14 @@ AccountState AccountController::state() const {
 }
 
 void AccountController::signOut() {
-    m_failure.clear();
+    m_failure = {};
     m_auth.cancelLogin();
     m_auth.logout();
     continueAnonymously();
 }
 
 void AccountController::run(std::function<Task<>(AuthServiceProtocol&)> attempt, bool isSignIn) {
-    m_failure.clear();
+    m_failure = {};
     ++m_attempts;
     m_changed();
     m_tasks.run(QStringLiteral("account"), [this, attempt = std::move(attempt), isSignIn](std::stop_token) -> Task<> {
@@ -44,7 +43,7 @@ void AccountController::run(std::function<Task<>(AuthServiceProtocol&)> attempt,
             succeeded = true;
         } catch (const AuthError& error) {
             if (!error.isCancellation())
-                m_failure = LocalizationManager::shared().t(errorTexts::of(error));
+                m_failure = errorTexts::of(error);
         }
         --m_attempts;
         m_changed();
@@ -62,7 +61,7 @@ void AccountController::continueAnonymously() {
         try {
             co_await m_auth.createAnonymousSession();
         } catch (const AuthError& error) {
-            m_failure = LocalizationManager::shared().t(errorTexts::of(error));
+            m_failure = errorTexts::of(error);
         }
         m_changed();
     });

@@ -42,7 +42,7 @@ private:
     std::function<void()> m_changed;
     std::function<void()> m_signedIn;
     std::function<void()> m_signedOut;
-    QString m_failure;
+    UserMessage m_failure;
     int m_attempts = 0; ///< running attempts
     Observation m_observation;
 };

@@ -2,7 +2,7 @@
 
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
-#include "Localization/LocalizationManager.h"
+#include "Core/UserNotice.h"
 
 namespace quillo {
 
@@ -39,18 +39,14 @@ void AccountSession::restoreUnlockedSession() {
 
 void AccountSession::sayIfExpired() {
     if (m_auth.isSessionExpired())
-        NotificationCenter::shared().post(
-            notification::userNotice,
-            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("account.expired"))}});
+        userNotice::post({QStringLiteral("account.expired")});
 }
 
 void AccountSession::sessionDidSettle(SessionCheck::Outcome outcome) {
     const auto user = m_auth.currentUser();
     sayIfExpired();
     if (m_keychain && m_keychain->isLocked())
-        NotificationCenter::shared().post(
-            notification::userNotice,
-            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("account.keyringLocked"))}});
+        userNotice::post({QStringLiteral("account.keyringLocked")});
     if (outcome == SessionCheck::Outcome::failed)
         NotificationCenter::shared().post(notification::showAuthWindow);
     else if (user && !user->isAnonymous && !m_settings.onboardingCompleted())

@@ -26,7 +26,7 @@ struct Command {
 constexpr std::array commands{
     Command{"start", "Start", "begin a dictation; nothing when one runs"},
     Command{"stop", "Stop", "end the dictation and insert its text; nothing when none runs"},
-    Command{"toggle", "Toggle", "start or stop: bind this to a key where hotkeys cannot be had"},
+    Command{"toggle", "Toggle", "start or stop; for a key binding on a desktop without hotkeys"},
     Command{"cancel", "Cancel", "end the dictation and discard it"},
     Command{"again", "InsertAgain", "insert the last text again"},
     Command{"status", "Status", "print what Quillo is doing (--json: everything, for scripts)"},
@@ -36,8 +36,8 @@ constexpr std::array commands{
     Command{"settings", "", "list | get KEY | set [--force] KEY VALUE"},
     Command{"account", "Account", "print who is signed in"},
     Command{"sign-in", "SignIn", "sign in, in the browser"},
-    Command{"register", "Register", "make an account, in the browser"},
-    Command{"sign-out", "SignOut", "forget the account on this machine and go on without one"},
+    Command{"register", "Register", "create an account, in the browser"},
+    Command{"sign-out", "SignOut", "sign out on this computer and continue without an account"},
     Command{"quit", "Quit", "end Quillo"},
 };
 

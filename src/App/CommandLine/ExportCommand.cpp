@@ -1,7 +1,9 @@
 #include "App/CommandLine/ExportCommand.h"
 
 #include "App/CommandLine/HistoryText.h"
+#include "Core/Log.h"
 #include "Data/DataContainer.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryActions.h"
 #include "Services/Meetings/RecordExport.h"
@@ -92,7 +94,8 @@ int run(const QStringList& words) {
         QTextStream(stdout) << QString::fromUtf8(content);
         return 0;
     } catch (const std::exception& error) {
-        printError(LocalizationManager::shared().t(error));
+        appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("CommandLine"));
+        printError(LocalizationManager::shared().t(errorTexts::ofAny(error)));
         return 1;
     }
 }

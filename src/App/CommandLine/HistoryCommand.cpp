@@ -3,7 +3,9 @@
 #include "App/CommandLine/HistoryArguments.h"
 #include "App/CommandLine/HistoryText.h"
 #include "App/Remote/ControlClient.h"
+#include "Core/Log.h"
 #include "Data/DataContainer.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
 #include "Platform/Linux/PulseAudio/PulseAudioPlayback.h"
 #include "Services/History/HistoryActions.h"
@@ -93,7 +95,8 @@ int run(const QStringList& words) {
         printError(QString::fromUtf8(error.what()));
         return 2;
     } catch (const std::exception& error) {
-        printError(LocalizationManager::shared().t(error));
+        appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("CommandLine"));
+        printError(LocalizationManager::shared().t(errorTexts::ofAny(error)));
         return 1;
     }
 }

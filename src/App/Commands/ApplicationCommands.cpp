@@ -6,7 +6,6 @@
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
 #include "Features/ErrorTexts/ErrorTexts.h"
-#include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryActions.h"
 
 namespace quillo {
@@ -35,17 +34,17 @@ void ApplicationCommands::insertAgain() {
         auto& injection = *m_parts.services.textInjectionService;
         const auto& settings = UserSettings::shared();
         const auto last = lastText();
-        QString failure;
+        UserMessage failure;
         try {
             if (!injection.lastUndelivered().isEmpty())
                 co_await injection.insertAgain();
             else if (!last.isEmpty())
                 co_await injection.inject(last, settings.insertionMode(), settings.restoreClipboard());
         } catch (const TextInjectionError& error) {
-            failure = LocalizationManager::shared().t(errorTexts::of(error.code()));
+            failure = errorTexts::of(error.code());
         }
         if (!failure.isEmpty())
-            m_parts.store.send(action::ShowHint{{failure}});
+            m_parts.store.send(action::ShowHint{failure});
     });
 }
 

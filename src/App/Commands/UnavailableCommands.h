@@ -9,8 +9,8 @@ namespace quillo {
 /// The commands of an application whose services could not be built: it only reports the reason and can be ended.
 class UnavailableCommands final : public Commands {
 public:
-    /// `reason` is a text for the user; all commands except `status`, `account` and `quit` throw it.
-    UnavailableCommands(QString reason, std::function<void()> quit)
+    /// All commands except `status`, `account` and `quit` throw `reason`.
+    UnavailableCommands(UserMessage reason, std::function<void()> quit)
         : m_reason(std::move(reason)), m_quit(std::move(quit)) {}
 
     void start() override { refuse(); }
@@ -36,7 +36,7 @@ public:
 private:
     [[noreturn]] void refuse() const;
 
-    QString m_reason;
+    UserMessage m_reason;
     std::function<void()> m_quit;
 };
 

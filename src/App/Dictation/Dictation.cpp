@@ -2,7 +2,6 @@
 
 #include "Core/Log.h"
 #include "Features/Recording/RecordingReducer.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo {
 
@@ -29,7 +28,7 @@ Dictation::Dictation(ServiceContainer& services, UserSettings& settings, Clock& 
           [this](RecordingEffect effect) {
               // Only one capture at a time is possible, and the dictation has priority.
               if (std::holds_alternative<effect::BeginDictation>(effect))
-                  m_probe.giveWay(LocalizationManager::shared().t(QStringLiteral("welcome.microphone.dictating")));
+                  m_probe.giveWay({QStringLiteral("welcome.microphone.dictating")});
               return m_effects.handle(std::move(effect));
           },
           [](const QString& name, const QString& error) {

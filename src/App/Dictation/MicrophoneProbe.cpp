@@ -1,7 +1,6 @@
 #include "App/Dictation/MicrophoneProbe.h"
 
 #include "Features/ErrorTexts/ErrorTexts.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo {
 
@@ -11,14 +10,14 @@ void MicrophoneProbe::start(OnLevel onLevel, OnFailure onFailure) {
     m_listening = m_tasks.run(QStringLiteral("microphone test"),
                               [&audio = m_audio, onLevel = std::move(onLevel),
                                onFailure = std::move(onFailure)](std::stop_token stop) -> Task<> {
-                                  QString failure;
+                                  UserMessage failure;
                                   try {
                                       auto chunks = co_await audio.startCapture();
                                       while (const auto chunk = co_await chunks.next(stop))
                                           if (!stop.stop_requested())
                                               onLevel(chunk->level);
                                   } catch (const AudioServiceError& error) {
-                                      failure = LocalizationManager::shared().t(errorTexts::of(error));
+                                      failure = errorTexts::of(error);
                                   }
                                   if (!failure.isEmpty() && !stop.stop_requested())
                                       onFailure(failure);
@@ -33,7 +32,7 @@ void MicrophoneProbe::stop() {
     m_audio.stopCapture();
 }
 
-void MicrophoneProbe::giveWay(const QString& reason) {
+void MicrophoneProbe::giveWay(const UserMessage& reason) {
     if (!m_listening.isRunning())
         return;
     stop();

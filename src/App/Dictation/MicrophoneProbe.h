@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Concurrency/TaskRunner.h"
+#include "Core/UserMessage.h"
 #include "Services/Microphone/AudioServiceProtocol.h"
 
 #include <functional>
@@ -11,8 +12,8 @@ namespace quillo {
 /// the test. Main thread.
 class MicrophoneProbe {
 public:
-    using OnLevel = std::function<void(float level)>;             ///< 0 to 1
-    using OnFailure = std::function<void(const QString& reason)>; ///< the test has ended
+    using OnLevel = std::function<void(float level)>;                 ///< 0 to 1
+    using OnFailure = std::function<void(const UserMessage& reason)>; ///< the test has ended
 
     /// The references must outlive the test.
     MicrophoneProbe(AudioServiceProtocol& audio, TaskRunner& tasks) : m_audio(audio), m_tasks(tasks) {}
@@ -21,7 +22,7 @@ public:
     void start(OnLevel onLevel, OnFailure onFailure);
     void stop();
     /// Ends a running test as failed with `reason`, because the microphone is needed elsewhere.
-    void giveWay(const QString& reason);
+    void giveWay(const UserMessage& reason);
 
 private:
     AudioServiceProtocol& m_audio;

@@ -1,21 +1,15 @@
 #include "App/History/HistoryStartup.h"
 
 #include "Core/Log.h"
-#include "Core/NotificationCenter.h"
+#include "Core/UserNotice.h"
 #include "Data/TagManager.h"
 #include "Features/ErrorTexts/ErrorTexts.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo {
 
 namespace {
 
 void log(const QString& message, LogLevel level = LogLevel::info) { appLog(message, level, QStringLiteral("App")); }
-
-void tellUser(const UserMessage& message) {
-    NotificationCenter::shared().post(notification::userNotice,
-                                      {{QStringLiteral("message"), LocalizationManager::shared().t(message)}});
-}
 
 std::unique_ptr<ModelContainer> createOrFallBack() {
     try {
@@ -24,7 +18,7 @@ std::unique_ptr<ModelContainer> createOrFallBack() {
         return container;
     } catch (const StoreError& error) {
         log(QStringLiteral("Could not create ModelContainer: %1").arg(error.message()), LogLevel::error);
-        tellUser(errorTexts::of(error.cause()));
+        userNotice::post(errorTexts::of(error.cause()));
     }
     log(QStringLiteral("[AppDelegate] ⚠️ ModelContainer is nil — QuilloApp did not provide it. Falling back to "
                        "local-only."),
@@ -45,7 +39,7 @@ std::unique_ptr<ModelContainer> openHistory(const QStringList& arguments) {
     if (!container)
         return nullptr;
     if (const auto& damaged = container->setAside())
-        tellUser(errorTexts::of(*damaged));
+        userNotice::post(errorTexts::of(*damaged));
     auto& context = container->mainContext();
     TranscriptionRecord::cleanupStaleRecordings(context);
     DataContainer::seedTestDataIfNeeded(context, arguments);

@@ -55,7 +55,7 @@ void addPill(UserInterfaceHooks& hooks, UserSettings& settings) {
 void addWelcome(UserInterfaceHooks& hooks, const InterfaceParts& parts) {
     hooks.startMicrophoneTest = [parts](MicrophoneProbe::OnLevel onLevel, MicrophoneProbe::OnFailure onFailure) {
         if (parts.dictation.effects().isBusy())
-            onFailure(text(QStringLiteral("welcome.microphone.dictating")));
+            onFailure({QStringLiteral("welcome.microphone.dictating")});
         else
             parts.dictation.microphoneProbe().start(std::move(onLevel), std::move(onFailure));
     };

@@ -2,6 +2,7 @@
 
 #include "Core/Log.h"
 #include "Core/NotificationCenter.h"
+#include "Core/UserNotice.h"
 #include "Localization/LocalizationManager.h"
 
 #include <utility>
@@ -12,19 +13,17 @@ Notices::Notices() {
     m_posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                                 [this](const QString& name, const QVariantMap& userInfo) {
                                     if (name == notification::userNotice)
-                                        add(userInfo.value(QStringLiteral("message")).toString());
+                                        add(userNotice::from(userInfo));
                                 });
 }
 
 Notices::~Notices() { QObject::disconnect(m_posted); }
 
-void Notices::add(const QString& notice) {
-    m_waiting << notice;
+void Notices::add(const UserMessage& notice) {
+    m_waiting.push_back(notice);
     if (m_notifications)
         deliver();
 }
-
-void Notices::add(const UserMessage& notice) { add(LocalizationManager::shared().t(notice)); }
 
 void Notices::deliverTo(Notifications& notifications, ShowHint showHint) {
     m_notifications = &notifications;
@@ -39,8 +38,9 @@ void Notices::close() {
 
 void Notices::deliver() {
     for (const auto& notice : std::exchange(m_waiting, {})) {
-        appLog(QStringLiteral("💬 ") + notice, LogLevel::warn, QStringLiteral("App"));
-        m_notifications->show(notice);
+        const auto words = LocalizationManager::shared().t(notice);
+        appLog(QStringLiteral("💬 ") + words, LogLevel::warn, QStringLiteral("App"));
+        m_notifications->show(words);
         m_showHint(notice);
     }
 }

@@ -4,9 +4,9 @@
 #include "Platform/Notifications.h"
 
 #include <QMetaObject>
-#include <QStringList>
 
 #include <functional>
+#include <vector>
 
 namespace quillo {
 
@@ -14,14 +14,13 @@ namespace quillo {
 /// They wait until the interface can show them. Main thread.
 class Notices {
 public:
-    using ShowHint = std::function<void(const QString& notice)>;
+    using ShowHint = std::function<void(const UserMessage& notice)>;
 
     Notices();
     ~Notices();
     Notices(const Notices&) = delete;
     Notices& operator=(const Notices&) = delete;
 
-    void add(const QString& notice);
     void add(const UserMessage& notice);
     /// Shows waiting and later notices, as desktop notifications and through `showHint`. `notifications` must outlive
     /// the notices.
@@ -32,7 +31,7 @@ public:
 private:
     void deliver();
 
-    QStringList m_waiting;
+    std::vector<UserMessage> m_waiting;
     Notifications* m_notifications = nullptr;
     ShowHint m_showHint;
     QMetaObject::Connection m_posted;

@@ -1,5 +1,7 @@
 #include "App/Remote/AccountText.h"
 
+#include "Localization/LocalizationManager.h"
+
 namespace quillo {
 
 QString accountText(const AccountState& account) {
@@ -22,7 +24,7 @@ QString accountText(const AccountState& account) {
     if (account.isBusy)
         text += QStringLiteral("\nwaiting for the browser");
     if (!account.message.isEmpty())
-        text += QStringLiteral("\nlast attempt: %1").arg(account.message);
+        text += QStringLiteral("\nlast attempt: %1").arg(LocalizationManager::shared().t(account.message));
     return text;
 }
 

@@ -5,6 +5,7 @@
 #include "App/Remote/ControlInterface.h"
 #include "App/Remote/SettingsText.h"
 #include "Core/Log.h"
+#include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
 
 #include <QDBusConnection>
@@ -55,9 +56,15 @@ ControlService::Registration ControlService::registerOnBus() {
 void ControlService::answer(const std::function<void()>& command) {
     try {
         command();
-    } catch (const std::exception& error) {
+    } catch (const SettingsError& error) {
+        // For `quillo settings`, which is English like the whole command line.
         if (calledFromDBus())
-            sendErrorReply(QDBusError::InvalidArgs, LocalizationManager::shared().t(error));
+            sendErrorReply(QDBusError::InvalidArgs, QString::fromUtf8(error.what()));
+    } catch (const std::exception& error) {
+        appLog(QStringLiteral("⚠️ A command failed: %1").arg(QString::fromUtf8(error.what())), LogLevel::warn,
+               QStringLiteral("Control"));
+        if (calledFromDBus())
+            sendErrorReply(QDBusError::InvalidArgs, LocalizationManager::shared().t(errorTexts::ofAny(error)));
     }
 }
 

@@ -1,8 +1,7 @@
 #include "App/System/LocalServer.h"
 
 #include "Core/Log.h"
-#include "Core/NotificationCenter.h"
-#include "Localization/LocalizationManager.h"
+#include "Core/UserNotice.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -209,9 +208,7 @@ void LocalServer::giveUpTheFolder() {
     m_wanted = false;
     // Refused connections end at once, unlike those that wait in the queue of a socket that no server reads.
     ::close(std::exchange(m_socket, -1));
-    NotificationCenter::shared().post(
-        notification::userNotice,
-        {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("start.folderInUse"))}});
+    userNotice::post({QStringLiteral("start.folderInUse")});
 }
 
 void LocalServer::stop() {

@@ -4,7 +4,7 @@
 
 namespace quillo::RecordStatus {
 
-/// The words that the store keeps in `TranscriptionRecord::status`.
+/// The words that the store keeps in `TranscriptionRecord::status`. They stay: see docs/compatibility.md.
 inline const QString recording = QStringLiteral("recording");   ///< only while a session runs
 inline const QString processing = QStringLiteral("processing"); ///< audio finished, waiting for the final text
 inline const QString diarizing = QStringLiteral("diarizing");   ///< a meeting, waiting for its speakers

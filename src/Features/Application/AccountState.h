@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Core/UserMessage.h"
+
 #include <QString>
 
 namespace quillo {
@@ -16,7 +18,7 @@ struct AccountState {
     QString name;        ///< full name; may be empty
     QString email;       ///< may be empty
     bool isBusy = false; ///< a sign-in, sign-out or deletion is running
-    QString message;     ///< why the last attempt failed, for the user; empty after a success or a cancellation
+    UserMessage message; ///< why the last attempt failed; empty after a success or a cancellation
 
     bool operator==(const AccountState&) const = default;
 };

@@ -104,6 +104,20 @@ UserMessage of(const ModelContainer::SetAside& setAside) {
             {setAside.keptAs}};
 }
 
+UserMessage ofAny(const std::exception& error) {
+    if (const auto* keyed = dynamic_cast<const UserError*>(&error))
+        return keyed->message();
+    if (const auto* store = dynamic_cast<const StoreError*>(&error))
+        return of(store->cause());
+    if (const auto* auth = dynamic_cast<const AuthError*>(&error))
+        return of(*auth);
+    if (const auto* audio = dynamic_cast<const AudioServiceError*>(&error))
+        return of(*audio);
+    if (const auto* injection = dynamic_cast<const TextInjectionError*>(&error))
+        return of(injection->code());
+    return {QStringLiteral("error.internal")};
+}
+
 UserMessage ofSafetyCopy(FileError::Cause cause) {
     switch (cause) {
     case FileError::Cause::diskFull:

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Core/PrivateFile.h"
-#include "Core/UserMessage.h"
+#include "Core/UserError.h"
 #include "Data/DataContainer.h"
 #include "Services/Auth/AuthServiceProtocol.h"
 #include "Services/Injection/TextInjectionServiceProtocol.h"
@@ -17,6 +17,9 @@ namespace quillo::errorTexts {
 [[nodiscard]] UserMessage of(StoreError::Cause cause);
 /// Why a fresh history was begun, and where the old one is kept.
 [[nodiscard]] UserMessage of(const ModelContainer::SetAside& setAside);
+/// Of the error that was thrown, also through a base class. One without words of its own is unexpected, and only the
+/// log can say more.
+[[nodiscard]] UserMessage ofAny(const std::exception& error);
 /// Why the audio of a recording is not kept on disk; the recognition goes on.
 [[nodiscard]] UserMessage ofSafetyCopy(FileError::Cause cause);
 

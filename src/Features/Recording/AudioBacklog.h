@@ -17,6 +17,8 @@ public:
     std::optional<AudioChunk> takeFirst();
     void clear();
 
+    /// Only of a backlog that is not empty.
+    [[nodiscard]] const AudioChunk& first() const { return m_chunks.front(); }
     [[nodiscard]] size_t chunkCount() const { return m_chunks.size(); }
     [[nodiscard]] qsizetype byteCount() const { return m_bytes; }
     [[nodiscard]] bool isEmpty() const { return m_chunks.empty(); }

@@ -3,6 +3,8 @@
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Features/Recording/RunLog.h"
 
+#include <algorithm>
+
 namespace quillo {
 
 void AudioBackup::begin(std::function<void(UserMessage)> onProblem) {
@@ -43,8 +45,8 @@ void AudioBackup::saveMetadata(PendingAudioMetadata metadata) {
         return;
     metadata.id = m_recordingId;
     metadata.durationMs = durationMs();
-    metadata.chunkCount = m_writer->chunkCount();
-    metadata.totalBytes = m_writer->totalBytes();
+    metadata.chunkCount = chunksOnDisk();
+    metadata.totalBytes = bytesOnDisk();
     try {
         m_writer->saveMetadata(metadata);
     } catch (const std::exception& error) {
@@ -53,6 +55,53 @@ void AudioBackup::saveMetadata(PendingAudioMetadata metadata) {
             QStringLiteral("⚠️ The recording's metadata could not be written: %1").arg(QString::fromUtf8(error.what())),
             LogLevel::warn);
     }
+}
+
+void AudioBackups::begin(const std::function<void(UserMessage)>& onProblem) {
+    for (auto* copy : m_copies)
+        copy->begin(onProblem);
+}
+
+void AudioBackups::finalize() {
+    for (auto* copy : m_copies)
+        copy->finalize();
+}
+
+void AudioBackups::deleteFiles() {
+    for (auto* copy : m_copies)
+        copy->deleteFiles();
+}
+
+void AudioBackups::saveMetadata(PendingAudioMetadata metadata) {
+    if (m_copies.size() > 1 && m_copies[1]->isOnDisk()) {
+        const auto& system = *m_copies[1];
+        metadata.systemAudioId = system.recordingId();
+        metadata.systemAudioChunkCount = system.chunksOnDisk();
+        metadata.systemAudioTotalBytes = system.bytesOnDisk();
+    }
+    m_copies.front()->saveMetadata(std::move(metadata));
+}
+
+bool AudioBackups::hasAudio() const {
+    return std::ranges::any_of(m_copies, [](const auto* copy) { return copy->hasAudio(); });
+}
+
+bool AudioBackups::isOnDisk() const {
+    return std::ranges::any_of(m_copies, [](const auto* copy) { return copy->isOnDisk(); });
+}
+
+int AudioBackups::chunkCount() const {
+    int sum = 0;
+    for (const auto* copy : m_copies)
+        sum += copy->chunkCount();
+    return sum;
+}
+
+int64_t AudioBackups::durationMs() const {
+    int64_t longest = 0;
+    for (const auto* copy : m_copies)
+        longest = std::max(longest, copy->durationMs());
+    return longest;
 }
 
 } // namespace quillo

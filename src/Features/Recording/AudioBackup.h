@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace quillo {
 
@@ -31,8 +32,10 @@ public:
     [[nodiscard]] const QString& recordingId() const { return m_recordingId; }
     /// Whether any audio arrived, written or not.
     [[nodiscard]] bool hasAudio() const { return m_bytes > 0; }
-    [[nodiscard]] bool isOnDisk() const { return m_writer && m_writer->totalBytes() > 0; }
+    [[nodiscard]] bool isOnDisk() const { return bytesOnDisk() > 0; }
     [[nodiscard]] int chunkCount() const { return m_chunks; }
+    [[nodiscard]] int chunksOnDisk() const { return m_writer ? m_writer->chunkCount() : 0; }
+    [[nodiscard]] int64_t bytesOnDisk() const { return m_writer ? m_writer->totalBytes() : 0; }
     [[nodiscard]] int64_t durationMs() const {
         return m_bytes * 1000 / static_cast<int64_t>(AudioFormat::sampleRate * AudioFormat::bytesPerSample);
     }
@@ -42,6 +45,30 @@ private:
     std::unique_ptr<AudioFileWriter> m_writer;
     int64_t m_bytes = 0;
     int m_chunks = 0;
+};
+
+/// The copies of all captures of a dictation, with one end for all. The first is the microphone's, whose metadata name
+/// the second, the system's audio. Does not own them. Main thread; no call throws.
+class AudioBackups {
+public:
+    /// At least one.
+    explicit AudioBackups(std::vector<AudioBackup*> copies) : m_copies(std::move(copies)) {}
+
+    void begin(const std::function<void(UserMessage)>& onProblem);
+    void finalize();
+    void deleteFiles();
+    void saveMetadata(PendingAudioMetadata metadata);
+
+    /// Whether any audio arrived, written or not.
+    [[nodiscard]] bool hasAudio() const;
+    [[nodiscard]] bool isOnDisk() const;
+    /// Of all copies together.
+    [[nodiscard]] int chunkCount() const;
+    /// Of the longest copy.
+    [[nodiscard]] int64_t durationMs() const;
+
+private:
+    std::vector<AudioBackup*> m_copies;
 };
 
 } // namespace quillo

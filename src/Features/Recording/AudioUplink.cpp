@@ -16,7 +16,6 @@ bool maySend(const RecordingRun& run) {
 
 Task<> flush(RunHandle run) {
     auto& link = run->server;
-    auto& backlog = run->microphone->backlog;
     link.isSending = true;
     link.sent = AsyncEvent();
     struct End {
@@ -26,10 +25,11 @@ Task<> flush(RunHandle run) {
             link.sent.set();
         }
     } const onReturn{link};
-    if (link.session->chunksSent == 0 && !backlog.isEmpty())
-        recordingLog(QStringLiteral("📤 Sending %1 buffered chunks after session_started").arg(backlog.chunkCount()));
+    if (link.session->chunksSent == 0 && run->captures.hasBufferedChunks())
+        recordingLog(
+            QStringLiteral("📤 Sending %1 buffered chunks after session_started").arg(run->captures.bufferedChunks()));
     while (maySend(*run)) {
-        auto chunk = backlog.takeFirst();
+        auto chunk = run->captures.takeFirst();
         if (!chunk)
             co_return;
         const auto session = link.session;
@@ -48,7 +48,7 @@ Task<> flush(RunHandle run) {
 } // namespace
 
 void send(const RunHandle& run) {
-    if (!run->server.isSending && !run->microphone->backlog.isEmpty() && maySend(*run))
+    if (!run->server.isSending && run->captures.hasBufferedChunks() && maySend(*run))
         run->launch(QStringLiteral("send audio"), [run] { return flush(run); });
 }
 
@@ -65,9 +65,9 @@ Task<bool> finishSending(RunHandle run, Clock::Instant until) {
     }
     if (link.isSending && !run->isOver())
         recordingLog(QStringLiteral("⚠️ The connection takes no more audio (bufferedChunks=%1)")
-                         .arg(run->microphone->backlog.chunkCount()),
+                         .arg(run->captures.bufferedChunks()),
                      LogLevel::warn);
-    if (link.isSending || !run->microphone->backlog.isEmpty())
+    if (link.isSending || run->captures.hasBufferedChunks())
         link.isIncomplete = true;
     co_return !link.isSending;
 }

@@ -52,14 +52,14 @@ Ending concludeOffline(RecordingRun& run) {
 }
 
 UserMessage nothingHeard(const RecordingRun& run) {
-    if (run.microphone->counters().hasSound)
+    if (run.captures.microphone()->counters().hasSound)
         return {QStringLiteral("pill.nothingHeard")};
     return {QStringLiteral("pill.microphoneMuted"), {run.services.audio.currentDeviceName()}};
 }
 
 Ending concludeWithoutText(RecordingRun& run) {
     auto ending = endingSoFar(run);
-    const auto chunks = run.microphone->counters().chunks;
+    const auto chunks = run.captures.counters().chunks;
     recordingLog(QStringLiteral("⚠️ Empty text, skipping local save "), LogLevel::warn);
     if (!run.archive->hasAudio()) {
         recordingLog(QStringLiteral("⚠️ No text and no audio captured (chunks=%1) — cleaning up").arg(chunks),

@@ -1,11 +1,11 @@
 #include "Features/Recording/RecordingArchive.h"
 
 #include "Core/NotificationCenter.h"
+#include "Core/UserNotice.h"
 #include "Data/ModelContext.h"
 #include "Data/TagManager.h"
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Features/Recording/RunLog.h"
-#include "Localization/LocalizationManager.h"
 #include "Services/Recordings/KeptReasons.h"
 
 namespace quillo {
@@ -16,8 +16,8 @@ QString reasonOf(const std::exception& error) { return QString::fromUtf8(error.w
 
 } // namespace
 
-RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackup& audio)
-    : m_stores(stores), m_facts(std::move(facts)), m_audio(audio) {}
+RecordingArchive::RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackups audio)
+    : m_stores(stores), m_facts(std::move(facts)), m_audio(std::move(audio)) {}
 
 RecordingArchive::~RecordingArchive() {
     if (m_isSettled)
@@ -37,8 +37,7 @@ void RecordingArchive::report(const UserMessage& problem) {
     if (m_problem == problem)
         return;
     m_problem = problem;
-    NotificationCenter::shared().post(notification::userNotice,
-                                      {{QStringLiteral("message"), LocalizationManager::shared().t(problem)}});
+    userNotice::post(problem);
 }
 
 QString RecordingArchive::userId() {
@@ -179,7 +178,7 @@ RecordPointer RecordingArchive::outcomeRecord() {
     if (m_record || !m_stores.history || userId().isEmpty())
         return m_record;
     const auto record = TranscriptionRecord::recordingInProgress(
-        m_userId, m_facts.targetApp.isEmpty() ? std::nullopt : std::optional(m_facts.targetApp), false);
+        m_userId, m_facts.targetApp.isEmpty() ? std::nullopt : std::optional(m_facts.targetApp), m_facts.isMeeting);
     record->createdAt = m_facts.createdAt;
     record->clientRecordingId = m_facts.recordingId;
     if (tryHistory([&] { m_stores.history->insert(record); }))

@@ -34,6 +34,7 @@ struct ArchiveFacts {
     QString secondaryLanguage;
     QString targetApp;
     qint64 targetAppPid = 0;
+    bool isMeeting = false;
 };
 
 /// The text of a dictation and the server's data about it.
@@ -51,8 +52,8 @@ struct ArchivedText {
 /// only the record is lost, not the dictation. Main thread; no call throws.
 class RecordingArchive {
 public:
-    /// `audio` must outlive the archive.
-    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackup& audio);
+    /// The copies in `audio` must outlive the archive.
+    RecordingArchive(ArchiveStores stores, ArchiveFacts facts, AudioBackups audio);
     ~RecordingArchive();
     RecordingArchive(const RecordingArchive&) = delete;
     RecordingArchive& operator=(const RecordingArchive&) = delete;
@@ -96,7 +97,7 @@ private:
 
     ArchiveStores m_stores;
     ArchiveFacts m_facts;
-    AudioBackup& m_audio;
+    AudioBackups m_audio;
     QString m_userId;
     RecordPointer m_record;
     std::optional<UserMessage> m_problem;

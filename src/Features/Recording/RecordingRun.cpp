@@ -1,7 +1,7 @@
 #include "Features/Recording/RecordingRun.h"
 
 #include "Core/NotificationCenter.h"
-#include "Localization/LocalizationManager.h"
+#include "Core/UserNotice.h"
 
 #include <QUuid>
 
@@ -23,15 +23,16 @@ std::optional<UserMessage> noticeOf(const RecordingAction& action) {
 RecordingRun::RecordingRun(std::shared_ptr<RunContext> owner, AsyncStream<RecordingAction>::Sink actions)
     : context(std::move(owner)), services(context->services), preferences(services.preferences()),
       id(QUuid::createUuid().toString(QUuid::WithoutBraces)),
-      microphone(std::make_shared<CaptureChannel>(services.audio, services.clock, id)), m_sink(std::move(actions)) {
+      captures({std::make_shared<CaptureChannel>(services.audio, services.clock, id)}), m_sink(std::move(actions)) {
     server.plan.audioSources = QStringList{AudioChunk::microphone};
 }
 
 QString RecordingRun::counters() const {
+    const auto sum = captures.counters();
     return QStringLiteral(" observedChunks=%1 observedBytes=%2 bufferedChunks=%3")
-        .arg(microphone->counters().chunks)
-        .arg(microphone->counters().bytes)
-        .arg(microphone->backlog.chunkCount());
+        .arg(sum.chunks)
+        .arg(sum.bytes)
+        .arg(captures.bufferedChunks());
 }
 
 void RecordingRun::finish(const QString& reason) {
@@ -55,8 +56,7 @@ void RecordingRun::yield(RecordingAction action) const {
         return;
     }
     if (const auto notice = noticeOf(action))
-        NotificationCenter::shared().post(notification::userNotice,
-                                          {{QStringLiteral("message"), LocalizationManager::shared().t(*notice)}});
+        userNotice::post(*notice);
 }
 
 void RecordingRun::launch(const QString& name, std::function<Task<>()> body) {
@@ -78,9 +78,9 @@ Task<> RecordingRun::guard(std::shared_ptr<RecordingRun> run, QString name, std:
     run->context->report(name, failure);
     if (run->isOver())
         co_return;
-    run->microphone->close();
+    run->captures.close();
     // Audio that the device still delivers belongs to the recording.
-    co_await CaptureChannel::drain(run->microphone);
+    co_await run->captures.drain();
     run->endAfterFailure(failure);
 }
 

@@ -2,7 +2,7 @@
 
 #include "Concurrency/AsyncStream.h"
 #include "Concurrency/TaskRunner.h"
-#include "Features/Recording/CaptureChannel.h"
+#include "Features/Recording/Captures.h"
 #include "Features/Recording/RecordingAction.h"
 #include "Features/Recording/RecordingServices.h"
 #include "Features/Recording/RunLog.h"
@@ -35,7 +35,7 @@ struct RunContext {
         : services(std::move(owner)), report(reporter), tasks(std::move(reporter)) {}
 };
 
-/// One dictation: its parts, each with its own state, and its phase. The capture (`microphone`), the server session
+/// One dictation: its parts, each with its own state, and its phase. The captures, the server session
 /// (`server.session`) and the run have separate lifetimes. Held by the coroutines that work for it; main thread.
 struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
     RecordingRun(std::shared_ptr<RunContext> owner, AsyncStream<RecordingAction>::Sink actions);
@@ -49,7 +49,7 @@ struct RecordingRun : std::enable_shared_from_this<RecordingRun> {
     RunLog log;
     TimingSnapshot timing;
     std::optional<RunningApplication> targetApp; ///< frontmost at the start
-    CaptureChannel::Handle microphone;
+    Captures captures;
     ServerLink server;
     std::unique_ptr<RecordingArchive> archive; ///< made when the microphone opens
     DeliveryResult delivered;

@@ -68,9 +68,20 @@ ActionStream<RecordingAction> RecordingSideEffects::begin(std::optional<Clock::I
         recordingLog(QStringLiteral("ℹ️ No recording starts while the program ends"));
         return AsyncStream<RecordingAction>::of(m_context->services.clock.executor(), {action::Reset{}});
     }
+    try {
+        return beginRun(askedAt);
+    } catch (const std::exception& error) {
+        const auto reason = QString::fromUtf8(error.what());
+        m_context->report(QStringLiteral("begin dictation"), reason);
+        return AsyncStream<RecordingAction>::of(m_context->services.clock.executor(),
+                                                {action::RecordingFailed{RecordingError::Unknown{reason}}});
+    }
+}
+
+ActionStream<RecordingAction> RecordingSideEffects::beginRun(std::optional<Clock::Instant> askedAt) {
     auto [stream, sink] = AsyncStream<RecordingAction>::make(m_context->services.clock.executor());
-    // There is only one microphone, so a dictation that still uses it releases it.
-    if (m_run && m_run->microphone->isOpen())
+    // There is only one microphone: a dictation that still records releases it.
+    if (m_run && m_run->captures.isOpen())
         runAbandonment::keep(m_run, QStringLiteral("cancelled(superseded)"));
     m_behind = unfinished();
     for (const auto& run : m_behind)

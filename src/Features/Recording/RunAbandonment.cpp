@@ -21,7 +21,7 @@ Task<> keepRemains(RunHandle run, QString reason) {
     } const kept;
     std::erase_if(run->context->keeping, [](const AsyncEvent& event) { return event.isSet(); });
     run->context->keeping.push_back(kept.done);
-    co_await CaptureChannel::drain(run->microphone);
+    co_await run->captures.drain();
     if (!run->archive)
         co_return;
     run->archive->keepPending(reason, conclusion::archivedText(*run));
@@ -31,7 +31,7 @@ Task<> keepRemains(RunHandle run, QString reason) {
 } // namespace
 
 Task<> keepAndWait(RunHandle run, QString reason) {
-    run->microphone->close();
+    run->captures.close();
     conclusion::chooseText(*run);
     run->finish(reason);
     return keepRemains(std::move(run), std::move(reason));
@@ -47,7 +47,7 @@ void cancel(const RunHandle& run) {
         keep(run, reason);
         return;
     }
-    run->microphone->discard();
+    run->captures.discard();
     const auto record = run->archive ? run->archive->record() : nullptr;
     if (run->archive)
         run->archive->discard();

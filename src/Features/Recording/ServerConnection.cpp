@@ -79,7 +79,8 @@ Task<std::optional<ConnectFailure>> ensureValidAccessTokenIfNeeded(RunHandle run
             co_return std::nullopt;
         const auto error = refused ? QString::fromUtf8(refused->what()) : QStringLiteral("no access token");
         if (refused && !refused->isAuthenticationError()) {
-            recordingLog(QStringLiteral("⚠️ No access token, and none to be had now: %1").arg(error), LogLevel::warn);
+            recordingLog(QStringLiteral("⚠️ No access token, and none can be obtained now: %1").arg(error),
+                         LogLevel::warn);
             co_return unreachable(error);
         }
         recordingLog(QStringLiteral("🔒 No access token available. Forcing re-auth..."), LogLevel::error);

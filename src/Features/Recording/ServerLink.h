@@ -22,6 +22,8 @@ struct ServerRefusal {
 struct SessionPlan {
     QStringList audioSources;
     std::optional<QString> mode; ///< absent: a plain dictation
+
+    [[nodiscard]] bool isMeeting() const { return audioSources.size() > 1; }
 };
 
 /// A dictation's part of the only connection to the server. Dictations take turns: the next one may record while the

@@ -31,8 +31,7 @@ void goOffline(const RunHandle& run, const QString& error, std::optional<ServerR
                  LogLevel::warn);
     link.isOffline = true;
     // The audio is on the disk, and the queue will send it later.
-    run->microphone->feedsBacklog = false;
-    run->microphone->backlog.clear();
+    run->captures.stopBuffering();
     const auto recovered =
         link.turnAt ? link.earlier.joined(link.session->bestText(run->services.webSocket.texts())) : link.earlier;
     run->delivered.text = recovered.text;

@@ -2,10 +2,10 @@
 
 #include "Core/DictatedText.h"
 #include "Core/NotificationCenter.h"
+#include "Core/UserNotice.h"
 #include "Features/Recording/AudioUplink.h"
 #include "Features/Recording/ServerLoss.h"
 #include "Features/Recording/SessionRequests.h"
-#include "Localization/LocalizationManager.h"
 
 namespace quillo::sessionMessages {
 
@@ -157,9 +157,7 @@ private:
     /// The user may still finish the sentence; the pill shows the recording meanwhile.
     static void warnOfServerStop() {
         recordingLog(QStringLiteral("⚠️ The server is about to stop"), LogLevel::warn);
-        NotificationCenter::shared().post(
-            notification::userNotice,
-            {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral("error.serverStopping"))}});
+        userNotice::post({QStringLiteral("error.serverStopping")});
     }
 
     /// After these codes the server's session has ended without a result.

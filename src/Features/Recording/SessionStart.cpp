@@ -78,8 +78,9 @@ void beginArchive(RecordingRun& run) {
                                                          .secondaryLanguage = run.preferences.secondaryLanguage,
                                                          .targetApp = run.targetApp ? run.targetApp->name : QString(),
                                                          .targetAppPid = run.targetApp ? run.targetApp->pid : 0,
+                                                         .isMeeting = run.server.plan.isMeeting(),
                                                      },
-                                                     run.microphone->disk);
+                                                     run.captures.backups());
     run.archive->begin();
 }
 
@@ -96,7 +97,7 @@ void captured(const RunHandle& run, const AudioChunk& chunk) {
             run->services.metrics.track(QStringLiteral("buffering_audio_before_session_started"));
     }
     timing.audioLastChunkReceivedAt = now;
-    run->server.isIncomplete = run->server.isIncomplete || run->microphone->counters().droppedChunks > 0;
+    run->server.isIncomplete = run->server.isIncomplete || run->captures.counters().droppedChunks > 0;
     run->yield(action::AudioChunkCaptured{chunk});
     run->yield(action::AudioLevelUpdated{chunk.level});
     audioUplink::send(run);
@@ -232,10 +233,10 @@ Task<> start(RunHandle run) {
 
     recordingLog(QStringLiteral("🎙️ Starting recording (real) "));
     recordingLog(QStringLiteral("🎤 Starting audio capture "));
-    run->microphone->hooks = hooksOf(run);
+    run->captures.microphone()->hooks = hooksOf(run);
     // This call starts the work; everything up to the await runs while the device opens.
     const auto failure = std::make_shared<CaptureChannel::Failure>();
-    auto opening = CaptureChannel::open(run->microphone, failure);
+    auto opening = CaptureChannel::open(run->captures.microphone(), failure);
     playSound(*run, SoundCue::start);
     captureTarget(*run);
     beginArchive(*run);
@@ -254,7 +255,7 @@ Task<> start(RunHandle run) {
     recordingLog(QStringLiteral("📤 Starting audio streaming..."));
     run->launch(QStringLiteral("prepare injection"), [run] { return prepareInjection(run); });
     run->launch(QStringLiteral("first chunk watchdog"),
-                [run] { return CaptureChannel::watchFirstChunk(run->microphone); });
+                [run] { return CaptureChannel::watchFirstChunk(run->captures.microphone()); });
     co_await connect(run);
     recordingLog(QStringLiteral("🧹 Finishing startRecording stream "));
 }

@@ -37,7 +37,7 @@ std::optional<QString> tapReason(const RecordingRun& run) {
     if (stopping.cause != StopCause::person || run.server.refusal)
         return std::nullopt;
     const auto held = stopping.since - *run.timing.recordingRequestedAt;
-    if (run.microphone->isSilent()) {
+    if (run.captures.isSilent()) {
         recordingLog(QStringLiteral("ℹ️ Stop requested before any audio chunks — treating as quick cancel "));
         run.services.metrics.track(QStringLiteral("quick_cancel_no_session"));
         return QStringLiteral("completed(quick_cancel_no_session)");
@@ -50,7 +50,7 @@ std::optional<QString> tapReason(const RecordingRun& run) {
 
 void endTap(RecordingRun& run, const QString& reason) {
     const bool wasHeld = run.stopping()->since - *run.timing.recordingRequestedAt >= quickTapLimit;
-    run.microphone->discard();
+    run.captures.discard();
     if (run.archive)
         run.archive->discard();
     run.yield(action::Reset{});
@@ -65,7 +65,7 @@ Task<bool> waitForSession(RunHandle run) {
     auto& clock = run->services.clock;
     recordingLog(
         QStringLiteral("⏳ Stop requested before session_started — waiting up to 12s for it (bufferedChunks=%1)")
-            .arg(run->microphone->backlog.chunkCount()));
+            .arg(run->captures.bufferedChunks()));
     // While the previous dictation has the connection, that dictation's limits apply.
     if (!link.turnAt && link.before && !link.before->isSet())
         co_await link.before->wait(clock, 24h, run->token());
@@ -170,8 +170,8 @@ void endDemo(const RunHandle& run) {
 }
 
 Task<> endAudio(RunHandle run) {
-    run->microphone->close();
-    co_await CaptureChannel::drain(run->microphone);
+    run->captures.close();
+    co_await run->captures.drain();
     if (!run->isOver() && run->archive)
         run->archive->beginProcessing();
 }

@@ -4,7 +4,7 @@
 
 namespace quillo {
 
-/// What the desktop must grant. Main thread.
+/// What the desktop must grant. Main thread. The names stay: see docs/compatibility.md.
 class PermissionServiceProtocol {
 public:
     virtual ~PermissionServiceProtocol() = default;

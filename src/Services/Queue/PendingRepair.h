@@ -11,9 +11,11 @@ namespace quillo {
 /// Reconciles history and disk after the end of the last run, so that every recording's audio is either in the history
 /// with its text or in the queue.
 ///
-/// - A record whose audio is missing stops waiting. - Waiting audio whose record has a text is marked as completed: the
-/// program was killed before it could do so. - Audio without a record, or whose record has no text, joins the queue.
-/// Metadata is reconstructed from the file if missing. - Files without audio are removed, unless they are recent.
+/// - A record whose audio is missing stops waiting.
+/// - Waiting audio whose record has a text is marked as completed: the program was killed before it could do so.
+/// - Audio without a record, or whose record has no text, joins the queue. Metadata is reconstructed from the file if
+///   missing.
+/// - Files without audio are removed, unless they are recent.
 struct PendingRepair {
     QDateTime now;       ///< UTC
     QDateTime startedAt; ///< of this run, UTC: later recordings are in progress and not left over

@@ -45,7 +45,7 @@ public:
     /// How often the disk has confirmed written data. For tests and benchmarks.
     [[nodiscard]] int diskSyncs() const;
 
-    // The files of all recordings; see Services/PendingAudioFiles.h.
+    // The files of all recordings; see PendingAudioFiles.h.
     static QString pendingAudioDirectory() { return pendingAudioFiles::directory(); }
     static bool audioFilesExist(const QString& recordingId) { return pendingAudioFiles::audioFilesExist(recordingId); }
     static std::vector<PendingAudioMetadata> listPendingRecordings() {

@@ -167,7 +167,7 @@ std::vector<StrayAudio> listAudioWithoutMetadata() {
     for (const auto& stem : stems(audioSuffix)) {
         const auto bytes = audioBytes(stem);
         if (bytes > 0 && !named.contains(stem))
-            stray.push_back({stem, QFileInfo(audioPath(stem)).lastModified().toUTC(), bytes});
+            stray.push_back({stem, bytes});
     }
     return stray;
 }

@@ -13,7 +13,6 @@ namespace quillo {
 /// Audio without readable metadata: a recording interrupted by a crash.
 struct StrayAudio {
     QString recordingId;
-    QDateTime modifiedAt; ///< UTC; when the last sample was written
     qint64 bytes = 0;
 };
 

@@ -181,7 +181,8 @@ Task<> WebSocketService::startSession(SessionRequest request) {
 }
 
 Task<> WebSocketService::sendAudio(AudioChunk chunk, bool /*hasSpeech*/) {
-    // Encode on the socket's thread, to keep the main thread free for the interface.
+    // Encode on the socket's thread, to keep the main thread free for the interface. The protocol has no field for the
+    // chunk's source.
     return Core::perform(m_core, [data = chunk.data](auto& target, const auto& reply) {
         target.send(encoding::audioChunk(data), {}, reply);
     });

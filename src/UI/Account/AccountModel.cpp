@@ -24,6 +24,8 @@ QString AccountModel::phase() const {
     return QStringLiteral("none");
 }
 
+QString AccountModel::message() const { return Texts::of(m_state.message); }
+
 QString AccountModel::title() const {
     if (isSignedIn()) {
         if (!m_state.name.trimmed().isEmpty())

@@ -29,7 +29,7 @@ public:
     [[nodiscard]] QString detail() const;
     /// The first letter of the title, for the badge; empty without an account.
     [[nodiscard]] QString initial() const;
-    [[nodiscard]] const QString& message() const { return m_state.message; }
+    [[nodiscard]] QString message() const;
     [[nodiscard]] bool isSignedIn() const { return m_state.kind == AccountState::Kind::signedIn; }
 
     Q_INVOKABLE void signIn();

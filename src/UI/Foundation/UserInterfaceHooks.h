@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Core/UserMessage.h"
+
 #include <QObject>
 #include <QPointF>
 #include <QString>
@@ -65,8 +67,8 @@ struct UserInterfaceHooks {
     /// dictation. An empty function ends the trial.
     std::function<void(std::function<void(bool isDown)> observer)> observeHotkey;
     /// Measures the chosen microphone without recording. `onLevel` gets 0 to 1 at any rate; `onFailure` ends the test
-    /// with a reason for the user, which may be empty. Neither is called after `stopMicrophoneTest`.
-    std::function<void(std::function<void(float level)> onLevel, std::function<void(QString reason)> onFailure)>
+    /// with a reason, which may be empty. Neither is called after `stopMicrophoneTest`.
+    std::function<void(std::function<void(float level)> onLevel, std::function<void(UserMessage reason)> onFailure)>
         startMicrophoneTest;
     std::function<void()> stopMicrophoneTest;
     std::function<bool()> launchAtLogin;

@@ -193,7 +193,6 @@ void TrayController::present(const RecordingState& state) {
         return;
     m_shown = std::move(next);
     m_toggle->setText(m_shown.toggleText);
-    m_toggle->setEnabled(m_shown.canToggle);
     m_cancel->setEnabled(m_shown.canCancel);
     m_insertAgain->setEnabled(!m_commands.lastText().isEmpty());
     if (m_icon) {

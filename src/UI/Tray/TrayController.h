@@ -20,9 +20,8 @@ namespace quillo {
 class TrayController final : public QObject {
     Q_OBJECT
 public:
-    /// The references must outlive the controller. `showAccount` opens the account window, `showLanguages`
-    /// the list of all dictation languages. `host` may already be
-    /// looking for its place.
+    /// The references must outlive the controller. `showAccount` opens the account window, `showLanguages` the list of
+    /// all dictation languages. `host` may already be looking for its place.
     TrayController(RecordingStore& store, Commands& commands, const UserInterfaceHooks& hooks, Translate translate,
                    const AccountModel& account, std::function<void()> showAccount, std::function<void()> showLanguages,
                    std::unique_ptr<TrayHost> host);

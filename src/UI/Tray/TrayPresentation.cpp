@@ -23,7 +23,6 @@ TrayPresentation presentTray(const RecordingState& state, const Translate& trans
     shown.toolTip = QStringLiteral("Quillo: ") + description;
     shown.toggleText =
         translate(status.isActive() ? QStringLiteral("tray.stopDictation") : QStringLiteral("tray.startDictation"));
-    shown.canToggle = !status.is<RecordingState::Processing>();
     shown.canCancel = status.isActive() || status.is<RecordingState::Processing>();
     return shown;
 }

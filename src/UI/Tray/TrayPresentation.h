@@ -12,7 +12,6 @@ struct TrayPresentation {
     TrayIcon icon = TrayIcon::idle;
     QString toolTip;
     QString toggleText; ///< of the entry that starts or stops
-    bool canToggle = true;
     bool canCancel = false;
 
     bool operator==(const TrayPresentation&) const = default;

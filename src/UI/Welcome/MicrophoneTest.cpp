@@ -7,7 +7,10 @@
 namespace quillo {
 
 MicrophoneTest::MicrophoneTest(const UserInterfaceHooks& hooks, Clock& clock) : m_hooks(hooks), m_clock(clock) {
-    Texts::follow(this, [this] { Q_EMIT choicesChanged(); });
+    Texts::follow(this, [this] {
+        Q_EMIT choicesChanged();
+        Q_EMIT changed();
+    });
 }
 
 MicrophoneTest::~MicrophoneTest() { end(); }
@@ -38,6 +41,8 @@ QString MicrophoneTest::phase() const {
     return QStringLiteral("off");
 }
 
+QString MicrophoneTest::reason() const { return Texts::of(m_reason); }
+
 void MicrophoneTest::begin() {
     if (m_phase == Phase::listening || m_phase == Phase::heard)
         return;
@@ -48,7 +53,7 @@ void MicrophoneTest::begin() {
 void MicrophoneTest::end() {
     stop();
     m_phase = Phase::off;
-    m_reason.clear();
+    m_reason = {};
     Q_EMIT changed();
 }
 
@@ -80,7 +85,7 @@ void MicrophoneTest::listMicrophones() {
 
 void MicrophoneTest::start() {
     m_detector = SpeechDetector();
-    m_reason.clear();
+    m_reason = {};
     if (!m_hooks.startMicrophoneTest)
         return;
     m_phase = Phase::listening;
@@ -96,7 +101,7 @@ void MicrophoneTest::start() {
     };
     m_hooks.startMicrophoneTest(
         [guarded](float level) { guarded([level](MicrophoneTest& test) { test.hear(level); }); },
-        [guarded](const QString& reason) { guarded([&reason](MicrophoneTest& test) { test.fail(reason); }); });
+        [guarded](const UserMessage& reason) { guarded([&reason](MicrophoneTest& test) { test.fail(reason); }); });
 }
 
 void MicrophoneTest::stop() {
@@ -120,7 +125,7 @@ void MicrophoneTest::hear(float level) {
     }
 }
 
-void MicrophoneTest::fail(const QString& reason) {
+void MicrophoneTest::fail(const UserMessage& reason) {
     m_phase = Phase::failed; // set first: the test has ended on its own and must not be stopped
     stop();
     m_reason = reason;

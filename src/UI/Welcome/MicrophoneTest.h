@@ -34,8 +34,8 @@ public:
     [[nodiscard]] int current() const;
     /// "off", "listening", "heard" or "failed".
     [[nodiscard]] QString phase() const;
-    /// The application's description of a failure; may be empty.
-    [[nodiscard]] const QString& reason() const { return m_reason; }
+    /// The words of a failure; may be empty.
+    [[nodiscard]] QString reason() const;
     [[nodiscard]] bool isOverdue() const { return m_isOverdue; }
     [[nodiscard]] float level() const { return m_level; }
 
@@ -56,14 +56,14 @@ private:
     void start();
     void stop();
     void hear(float level);
-    void fail(const QString& reason);
+    void fail(const UserMessage& reason);
 
     const UserInterfaceHooks& m_hooks;
     Clock& m_clock;
     InterfaceChoices m_choices;
     Phase m_phase = Phase::off;
     quint64 m_run = 0; ///< distinguishes the answers of an earlier test from those of the running one
-    QString m_reason;
+    UserMessage m_reason;
     bool m_isOverdue = false;
     float m_level = 0;
     SpeechDetector m_detector;

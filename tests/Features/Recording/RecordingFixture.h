@@ -174,6 +174,7 @@ protected:
     MockApplications applications;
     MockSounds sounds;
     RecordingPreferences preferences;
+    bool preferencesFail = false; ///< reading them throws
     QStringList notifications;
     QMetaObject::Connection posted;
     /// What a dictation did not expect fails its test, unless the test provokes it.
@@ -182,8 +183,9 @@ protected:
     };
     std::unique_ptr<RecordingSideEffects> effects = std::make_unique<RecordingSideEffects>(
         RecordingServices{clock, audio, webSocket, injection, tokens, auth, permissions, network, metrics, applications,
-                          sounds, [this] { return preferences; }, ArchiveStores{history, &tags},
-                          [this](bool) { ++counted; }},
+                          sounds,
+                          [this] { return preferencesFail ? throw std::runtime_error("unreadable") : preferences; },
+                          ArchiveStores{history, &tags}, [this](bool) { ++counted; }},
         [this](const QString& task, const QString& error) { report(task, error); });
     QStringList actions; ///< the names of all that were reduced, but for chunks and levels
     std::unique_ptr<RecordingStore> store = std::make_unique<RecordingStore>(

@@ -262,6 +262,18 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
     }
 }
 
+TEST_F(RecordingStartTests, aStartThatThrowsLeavesTheState) {
+    int reports = 0;
+    const auto strict = std::exchange(report, [&](const QString&, const QString&) { ++reports; });
+    preferencesFail = true;
+    start();
+    preferencesFail = false;
+    report = strict;
+    EXPECT_EQ(reports, 1);
+    EXPECT_TRUE(failedWith<RecordingError::Unknown>()) << description();
+    expectDictationWorks();
+}
+
 TEST_F(RecordingStartTests, aServerThatIsAboutToStopIsAnnouncedAndTheDictationGoesOn) {
     record();
     notifications.clear();

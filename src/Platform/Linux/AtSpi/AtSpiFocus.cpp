@@ -25,7 +25,7 @@ QDBusConnection AtSpiFocus::bus() const { return QDBusConnection(m_connectionNam
 void AtSpiFocus::start() {
     auto session = QDBusConnection::sessionBus();
     if (!session.isConnected()) {
-        appLog(QStringLiteral("⚠️ No session bus: the focused element cannot be told"), LogLevel::warn, category);
+        appLog(QStringLiteral("⚠️ No session bus: the focused element is unknown"), LogLevel::warn, category);
         return;
     }
     const auto ask = QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
@@ -36,7 +36,7 @@ void AtSpiFocus::start() {
         watcher->deleteLater();
         if (reply.isError())
             appLog(QStringLiteral(
-                       "⚠️ No accessibility bus (%1): the focused element cannot be told; is at-spi2-core installed?")
+                       "⚠️ No accessibility bus (%1): the focused element is unknown; is at-spi2-core installed?")
                        .arg(reply.error().message()),
                    LogLevel::warn, category);
         else

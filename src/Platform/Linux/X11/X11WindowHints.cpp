@@ -58,7 +58,9 @@ private:
 
 std::unique_ptr<WindowHints> createX11WindowHints() {
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? std::make_unique<X11WindowHints>(x11->connection()) : nullptr;
+    // Without a display the offscreen platform has the interface, but no connection.
+    auto* const connection = x11 ? x11->connection() : nullptr;
+    return connection ? std::make_unique<X11WindowHints>(connection) : nullptr;
 }
 
 } // namespace quillo
