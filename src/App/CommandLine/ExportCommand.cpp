@@ -1,7 +1,6 @@
 #include "App/CommandLine/ExportCommand.h"
 
 #include "App/CommandLine/HistoryText.h"
-#include "Core/Log.h"
 #include "Data/DataContainer.h"
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
@@ -94,7 +93,6 @@ int run(const QStringList& words) {
         QTextStream(stdout) << QString::fromUtf8(content);
         return 0;
     } catch (const std::exception& error) {
-        appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("CommandLine"));
         printError(LocalizationManager::shared().t(errorTexts::ofAny(error)));
         return 1;
     }

@@ -3,7 +3,6 @@
 #include "App/CommandLine/HistoryArguments.h"
 #include "App/CommandLine/HistoryText.h"
 #include "App/Remote/ControlClient.h"
-#include "Core/Log.h"
 #include "Data/DataContainer.h"
 #include "Features/ErrorTexts/ErrorTexts.h"
 #include "Localization/LocalizationManager.h"
@@ -95,7 +94,6 @@ int run(const QStringList& words) {
         printError(QString::fromUtf8(error.what()));
         return 2;
     } catch (const std::exception& error) {
-        appLog(QString::fromUtf8(error.what()), LogLevel::error, QStringLiteral("CommandLine"));
         printError(LocalizationManager::shared().t(errorTexts::ofAny(error)));
         return 1;
     }
