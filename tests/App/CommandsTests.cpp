@@ -83,7 +83,7 @@ protected:
     ServiceContainer services{clock, settings, ServerEnvironment::fromEnvironment(u"localhost"_qs)};
     int signIns = 0;
     AccountController account{*services.authService, tasks, [] {}, [this] { ++signIns; }, [] {}};
-    RecordingQueue queue{services, &history(), clock, tasks};
+    RecordingQueue queue{services, &history(), u"localhost"_qs, clock, tasks};
     Dictation dictation{services, settings, clock, tasks, {&history(), nullptr}, [] {}};
     ApplicationCommands::Parts parts{.services = services,
                                      .store = dictation.store(),

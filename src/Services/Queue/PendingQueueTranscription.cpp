@@ -1,7 +1,6 @@
 #include "Services/Queue/PendingQueue.h"
 
-#include "Core/NotificationCenter.h"
-#include "Localization/LocalizationManager.h"
+#include "Core/UserNotice.h"
 #include "Services/Queue/PendingQueueLog.h"
 #include "Services/Queue/PendingRetryRules.h"
 #include "Services/Recordings/KeptReasons.h"
@@ -307,9 +306,7 @@ PendingQueue::Step PendingQueue::settleLanguage(const Item& item) {
     giveUp(item.audioId, records->pendingWith(item.audioId), RecordStatus::transcriptionFailed,
            pendingAudioFiles::languageReason);
     if (!std::exchange(m_hasToldLanguage, true))
-        NotificationCenter::shared().post(notification::userNotice,
-                                          {{QStringLiteral("message"), LocalizationManager::shared().t(QStringLiteral(
-                                                                           "notice.waitingLanguageNotServed"))}});
+        userNotice::post({QStringLiteral("notice.waitingLanguageNotServed")});
     return Step::done;
 }
 

@@ -92,7 +92,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
         {"no network", [this] { network.setConnected(false); }, noAnswer, "completed(offline_stop)",
          [this, idle] {
              const auto& hint = store->state().savedToHistoryHintMessage;
-             return idle() && hint == UserMessage{QStringLiteral("pill.savedForNetwork")};
+             return idle() && hint == UserMessage{u"pill.savedForNetwork"_qs};
          }},
         {"no server", refused(0), noAnswer, "completed(offline_stop)", idle},
         {"a full server", refused(503), noAnswer, "completed(offline_stop)", idle},
