@@ -1,11 +1,14 @@
 // Figures of whole dictations in a real session on a virtual display: how soon the microphone delivers after the key,
 // how soon the text is in the field after the release, and how many words come out wrong.
 //
-// usage: DictationFigures [ROUNDS] [SENTENCES] [DELIVERIES]
+// usage: DictationFigures [ROUNDS] [SENTENCES] [DELIVERIES] [SLOW OWNERS] [kind|unkind]
+//
+// "unkind" adds a clipboard manager that reads everything, and has the hold key on a keyboard of its own.
 
 #include "DesktopSession.h"
 #include "Server/Transcription/Support/Speech.h"
 #include "Support/Async.h"
+#include "Support/PhysicalKeyboard.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -23,6 +26,8 @@ namespace {
 
 /// The hotkey's wait for a second tap. It is part of every release and does not count as the program's time.
 constexpr double doubleTapWaitMs = 150;
+
+bool isUnkind = false;
 
 double milliseconds(std::chrono::nanoseconds duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
@@ -62,11 +67,11 @@ public:
     std::optional<Dictated> dictate(const QString& speech) {
         const auto before = m_session.fieldReport().text;
         waitUntil([&] { return monotonicNow() - m_released > 400ms; });
-        const auto pressed = m_session.pressKey(DesktopSession::rightSuper);
+        const auto pressed = moveKey(true);
         if (!m_session.waitForStatus(QStringLiteral("recording")))
             return std::nullopt;
         m_session.play(speech);
-        m_released = m_session.releaseKey(DesktopSession::rightSuper);
+        m_released = moveKey(false);
         if (!waitUntil([&] { return m_session.fieldReport().text != before; }, 20s) ||
             !m_session.waitForStatus(QStringLiteral("idle")))
             return std::nullopt;
@@ -81,13 +86,29 @@ public:
     }
 
 private:
+    std::chrono::nanoseconds moveKey(bool press) {
+        if (!m_keyboard)
+            return press ? m_session.pressKey(DesktopSession::rightSuper)
+                         : m_session.releaseKey(DesktopSession::rightSuper);
+        const auto now = monotonicNow();
+        m_keyboard->key(DesktopSession::rightSuper, press);
+        return now;
+    }
+
     void begin() {
+        if (isUnkind) {
+            m_keyboard.emplace(m_session.environment().value(QStringLiteral("DISPLAY")));
+            m_session.launch(QStringLiteral("clipboard-manager"),
+                             QStringLiteral(QUILLO_PROGRAM_FOLDER "/quillo-clipboard-manager"), {});
+            m_session.shell(QStringLiteral("printf theirs | xclip -selection clipboard -i >/dev/null 2>&1"));
+        }
         m_session.startQuillo({{QStringLiteral("primaryLanguage"), QStringLiteral("en")},
                                {QStringLiteral("smartSpacing"), QStringLiteral("false")}});
         m_session.openTextField();
     }
 
     DesktopSession m_session;
+    std::optional<PhysicalKeyboard> m_keyboard;
     std::chrono::nanoseconds m_released{};
 };
 
@@ -96,9 +117,9 @@ void print(QTextStream& out, const char* label, std::vector<double> values) {
     const auto at = [&](double share) {
         return values[static_cast<size_t>(std::ceil(share * static_cast<double>(values.size()))) - 1];
     };
-    out << QString::fromLatin1(label).leftJustified(68) << "median " << QString::number(at(0.5), 'f', 1) << " ms, 95 % "
-        << QString::number(at(0.95), 'f', 1) << " ms, worst " << QString::number(values.back(), 'f', 1) << " ms ("
-        << values.size() << " runs)\n";
+    out << QString::fromLatin1(label).leftJustified(68) << "least " << QString::number(values.front(), 'f', 1)
+        << " ms, median " << QString::number(at(0.5), 'f', 1) << " ms, 95 % " << QString::number(at(0.95), 'f', 1)
+        << " ms, worst " << QString::number(values.back(), 'f', 1) << " ms (" << values.size() << " runs)\n";
 }
 
 void printLatencies(QTextStream& out, int rounds) {
@@ -148,6 +169,36 @@ void printDeliveries(QTextStream& out, int rounds) {
     }
 }
 
+/// How late a text is whose clipboard belongs to a program that answers `seconds` after the key, and what is left of
+/// it.
+void printSlowOwners(QTextStream& out, int rounds) {
+    Dictations dictations(QStringLiteral("--recogniser scripted"));
+    auto& session = dictations.session();
+    const auto speech = session.synthesize(QStringLiteral("a word or two"));
+    for (const int seconds : {1, 3, 10}) {
+        std::vector<double> times;
+        int kept = 0;
+        for (int i = 0; i < rounds; ++i) {
+            auto& owner = session.launch(
+                QStringLiteral("owner"), QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("printf theirs >$HOME/theirs; "
+                                                      "exec xclip -selection clipboard -quiet -i $HOME/theirs")});
+            const auto content = [&] { return session.shell(u"timeout 15 xclip -selection clipboard -o"_qs); };
+            waitUntil([&] { return content() == u"theirs"; }, 5s);
+            const auto command = u"kill -STOP %1; sleep %2; kill -CONT %1"_qs.arg(owner.processId()).arg(seconds);
+            session.launch(QStringLiteral("slow"), QStringLiteral("sh"), {QStringLiteral("-c"), command});
+            const auto dictated = dictations.dictate(speech);
+            if (!dictated)
+                throw DesktopSessionError(QStringLiteral("a text did not arrive"));
+            times.push_back(dictated->releaseToText - doubleTapWaitMs);
+            kept += waitUntil([&] { return content() == u"theirs"; }, 2s) ? 1 : 0;
+            session.end(owner);
+        }
+        print(out, qPrintable(u"key release to text, the clipboard's owner answers after %1 s"_qs.arg(seconds)), times);
+        out << "  its content is kept in " << kept << " of " << rounds << " runs\n";
+    }
+}
+
 void printWordErrors(QTextStream& out, size_t count) {
     Dictations dictations{QString()};
     size_t errors = 0;
@@ -178,9 +229,14 @@ int main(int argc, char** argv) {
     const int rounds = arguments.size() > 1 ? arguments.at(1).toInt() : 100;
     const int sentenceCount = arguments.size() > 2 ? arguments.at(2).toInt() : 12;
     const int deliveries = arguments.size() > 3 ? arguments.at(3).toInt() : 10;
+    const int slowOwners = arguments.size() > 4 ? arguments.at(4).toInt() : 0;
+    isUnkind = arguments.size() > 5 && arguments.at(5) == u"unkind";
     try {
         if (rounds > 0)
             printLatencies(out, rounds);
+        out << Qt::flush;
+        if (slowOwners > 0)
+            printSlowOwners(out, slowOwners);
         out << Qt::flush;
         if (deliveries > 0)
             printDeliveries(out, deliveries);

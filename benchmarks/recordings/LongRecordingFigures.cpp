@@ -9,7 +9,7 @@
 #include "Services/Recordings/AudioFileWriter.h"
 #include "Services/Recordings/PCMFiles.h"
 #include "Services/Upload/TranscriptionFileClient.h"
-#include "Support/ScriptedHttpsServer.h"
+#include "Support/ScriptedServer.h"
 #include "Support/TestCertificate.h"
 
 #include <QCoreApplication>
@@ -100,17 +100,16 @@ int main(int argc, char** argv) {
     authority.close();
     const TrustedNetwork trust(authority.fileName());
     qint64 received = 0;
-    test::ScriptedHttpsServer server(
-        certificate.serverConfiguration(), [&](const auto& request, QSslSocket& connection) {
-            received = request.bodyBytes;
-            test::ScriptedHttpsServer::answer(connection, "200 OK", R"({"plain_text":"heard"})");
-        });
+    test::ScriptedServer server(certificate.serverConfiguration(), [&](const auto& request, QSslSocket& connection) {
+        received = request.bodyBytes;
+        test::ScriptedServer::answer(connection, "200 OK", R"({"plain_text":"heard"})");
+    });
     server.keepsBodies = false;
     const auto tokens = std::make_shared<InMemoryTokenStorage>();
     tokens->setAccessToken(QStringLiteral("token"));
     MockAuthService auth;
     SystemClock clock(EventExecutor::main());
-    TranscriptionFileClient client({.apiBaseURL = server.url({}),
+    TranscriptionFileClient client({.apiBaseURL = server.url(QStringLiteral("https")),
                                     .tokenStorage = tokens,
                                     .prepareRequest = [&](QNetworkRequest& request) { trust.prepare(request); }},
                                    auth, clock);

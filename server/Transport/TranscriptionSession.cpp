@@ -48,6 +48,7 @@ struct TranscriptionSession::Opening {
     bool busy = false;
     std::unique_ptr<RecognitionSession> result;
     std::string unavailable;
+    bool isLanguageNotServed = false; ///< the reason why it is unavailable
     std::string failure;
 };
 
@@ -97,6 +98,9 @@ std::function<void()> TranscriptionSession::takeBlockingWork() {
         } catch (const RecogniserBusy& error) {
             opening->busy = std::chrono::steady_clock::now() < opening->until;
             opening->unavailable = opening->busy ? "" : error.what();
+        } catch (const LanguageNotServed& error) {
+            opening->isLanguageNotServed = true;
+            opening->unavailable = error.what();
         } catch (const RecogniserUnavailable& error) {
             opening->unavailable = error.what();
         } catch (const std::exception& error) {
@@ -113,6 +117,10 @@ bool TranscriptionSession::blockingWorkDone() {
     const auto opening = std::exchange(m_opening, nullptr);
     if (m_state != State::opening) {
         m_channel.dispose(std::move(opening->result));
+        return true;
+    }
+    if (opening->isLanguageNotServed) {
+        fail("LANGUAGE_NOT_SERVED", "The recogniser does not know the language", opening->unavailable);
         return true;
     }
     if (!opening->unavailable.empty()) {

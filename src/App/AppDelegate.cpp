@@ -17,6 +17,17 @@ void reportUnexpected(const QString& name, const QString& error) {
            QStringLiteral("App"));
 }
 
+/// What the disk refused while it was full may fit now.
+void saveRest(ModelContext* history) {
+    try {
+        if (history)
+            history->save();
+    } catch (const StoreError& error) {
+        appLog(QStringLiteral("❌ The history could not be saved: %1").arg(error.message()), LogLevel::error,
+               QStringLiteral("App"));
+    }
+}
+
 } // namespace
 
 AppDelegate::AppDelegate()
@@ -43,6 +54,7 @@ void AppDelegate::quit() {
     m_application->hotkeys->disarm();
     m_application->tasks.run(QStringLiteral("quit"), [this](std::stop_token) -> Task<> {
         co_await m_application->dictation->effects().shutDown();
+        saveRest(m_application->historyContext());
         QCoreApplication::quit();
     });
 }

@@ -36,16 +36,11 @@ void buildServices(Application& app) {
     log(QStringLiteral("[ServiceContainer] WebSocket endpoint: %1").arg(environment.wsTranscribeURL().toString()));
     app.lastUser.emplace(Preferences::shared(), environment.identity());
     app.lastUser->applyTo(UserSettings::shared());
-    app.services = std::make_unique<ServiceContainer>(app.clock, UserSettings::shared(), environment);
+    app.services = std::make_unique<ServiceContainer>(app.clock, UserSettings::shared(), environment,
+                                                      [&app](const QUrl& url) { return app.server->current(url); });
     auto health = environment.webBaseURL();
     health.setPath(QStringLiteral("/health"));
-    app.servedLanguages.emplace(
-        health,
-        [trust = app.services->trust](QNetworkRequest& request) {
-            if (trust)
-                trust->prepare(request);
-        },
-        app.clock, app.tasks);
+    app.servedLanguages.emplace(health, app.services->prepareRequest, app.clock, app.tasks);
     log(QStringLiteral("[AppDelegate] Services initialized via ServiceContainer"));
 }
 
@@ -102,10 +97,11 @@ void setupCommands(Application& app) {
                                    .tasks = app.tasks,
                                    .history = app.historyContext(),
                                    .queue = [&app] { return app.queue->manager(); },
-                                   .serverHost = app.server->environment().host(),
+                                   .serverHost = [&app] { return app.server->host(); },
                                    .show = [&app] { app.interface->showWelcome(); },
                                    .quit = [&app] { app.quit(); }});
-    app.control = std::make_unique<ControlService>(*app.commands);
+    app.control = std::make_unique<ControlService>(
+        *app.commands, [&app](const QString& language) { return app.servedLanguages->understands(language); });
 }
 
 void setupHotkeys(Application& app) {

@@ -11,8 +11,8 @@ namespace quillo {
 template <class Action>
 using ActionStream = std::optional<AsyncStream<Action>>;
 
-/// How the store identifies an effect. An effect type provides it by a function `effectIdentity(const Effect&)` in its
-/// own namespace; without one, effects are independent.
+/// How the store identifies an effect. An effect type provides it by a function `effectIdentity(const Effect&)`, in the
+/// type's own namespace; for a variant, in that of its alternatives. Effects with an empty identity are independent.
 struct EffectIdentity {
     const char* name = "side effect"; ///< for reports
     const char* id = nullptr;         ///< effects with the same id belong together

@@ -98,15 +98,8 @@ private:
                 observer(before, after);
     }
 
-    static EffectIdentity identify(const Effect& effect) {
-        if constexpr (requires { effectIdentity(effect); })
-            return effectIdentity(effect);
-        else
-            return {};
-    }
-
     void startEffect(Effect effect) {
-        const auto identity = identify(effect);
+        const EffectIdentity identity = effectIdentity(effect);
         const auto task = QUuid::createUuid();
         // The task starts by a posted call: an effect never runs inside `send`, and its entry is always made before its
         // end removes it.

@@ -14,6 +14,7 @@ namespace quillo {
 struct FocusedElement {
     QString role; ///< one of the role names used in the code: "AXTextField", "AXTextArea", "AXButton", ...
     bool isPassword = false;
+    bool isTerminal = false; ///< of a program of any kind: an editor may have one in a panel
     bool isValueSettable = false;
     bool hasNumberOfCharacters = false;
 };
@@ -42,6 +43,11 @@ public:
     /// `process` is that of the window in front, 0 when it is unknown. If no event has reported the focused element of
     /// that program, it is searched for and cached, so that a query in advance makes later ones cheap.
     virtual Task<SecureInput> secureInput(int64_t process, std::chrono::milliseconds deadline) = 0;
+    /// Whether the last query of `secureInput` found a terminal in focus in that program. Asks nothing.
+    [[nodiscard]] virtual bool foundTerminal(int64_t process) const {
+        (void)process;
+        return false;
+    }
 };
 
 } // namespace quillo

@@ -53,7 +53,7 @@ public:
     virtual ~Pasteboard() = default;
 
     [[nodiscard]] virtual bool isAvailable() const = 0;
-    /// The current content.
+    /// The current content. A text that is offered meanwhile ends the reading, which then returns what it has.
     virtual Task<PasteboardContents> read(std::chrono::milliseconds deadline) = 0;
     /// Increases whenever the clipboard gets a new owner; nothing when the desktop does not report that.
     [[nodiscard]] virtual std::optional<uint64_t> changeCount() const { return std::nullopt; }

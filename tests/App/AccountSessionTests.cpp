@@ -14,9 +14,9 @@ using namespace quillo::test;
 
 namespace {
 
-const AuthUser anna{.id = QStringLiteral("anna"), .isAnonymous = false};
-const AuthUser ben{.id = QStringLiteral("ben"), .isAnonymous = false};
-const AuthUser nobody{.id = QStringLiteral("x"), .isAnonymous = true};
+const AuthUser anna{.id = u"anna"_qs, .isAnonymous = false};
+const AuthUser ben{.id = u"ben"_qs, .isAnonymous = false};
+const AuthUser nobody{.id = u"x"_qs, .isAnonymous = true};
 
 class AccountSessionTest : public testing::Test {
 protected:
@@ -25,7 +25,7 @@ protected:
     /// A start of the application at `server`, up to the answer of the session check.
     void start(const QString& server, const std::optional<AuthUser>& found, bool expired = false) {
         session.reset();
-        settings.emplace(preferences, QStringLiteral("en"));
+        settings.emplace(preferences, u"en"_qs);
         lastUser.emplace(preferences, server);
         lastUser->applyTo(*settings);
         atStart = microphone();
@@ -41,10 +41,10 @@ protected:
         auth.setUser(user);
         NotificationCenter::shared().post(notification::authUserDidChange);
     }
-    QString microphone() const { return settings->selectedMicrophoneId().value_or(QStringLiteral("default")); }
+    QString microphone() const { return settings->selectedMicrophoneId().value_or(u"default"_qs); }
 
     QTemporaryDir folder;
-    Preferences preferences{folder.filePath(QStringLiteral("quillo.ini"))};
+    Preferences preferences{folder.filePath(u"quillo.ini"_qs)};
     std::optional<UserSettings> settings;
     std::optional<LastUser> lastUser;
     ManualClock clock{EventExecutor::main()};
@@ -55,9 +55,9 @@ protected:
 };
 
 TEST_F(AccountSessionTest, TheLastAccountsSettingsHoldFromTheStartUntilItSignsOut) {
-    const auto local = QStringLiteral("local");
+    const auto local = u"local"_qs;
     start(local, anna);
-    settings->setSelectedMicrophoneId(QStringLiteral("annas"));
+    settings->setSelectedMicrophoneId(u"annas"_qs);
     struct Start {
         const char* name;
         QString server;
@@ -66,13 +66,13 @@ TEST_F(AccountSessionTest, TheLastAccountsSettingsHoldFromTheStartUntilItSignsOu
         QString atStart;
         QString after;
     };
-    const auto annas = QStringLiteral("annas");
-    const auto none = QStringLiteral("default");
+    const auto annas = u"annas"_qs;
+    const auto none = u"default"_qs;
     for (const auto& test : std::vector<Start>{
              {"again", local, anna, false, annas, annas},
              {"no session was found", local, nobody, false, annas, annas},
              {"the server ended the session", local, nobody, true, annas, annas},
-             {"another server", QStringLiteral("b.example.org"), nobody, false, none, none},
+             {"another server", u"b.example.org"_qs, nobody, false, none, none},
              {"another account", local, ben, false, annas, none},
              {"that account again", local, ben, false, none, none},
              {"the first account again", local, anna, false, none, annas},
@@ -92,11 +92,11 @@ TEST_F(AccountSessionTest, AnEndedSessionIsSaidOnce) {
     const auto posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                                          [&](const QString& name, const QVariantMap& userInfo) {
                                              if (name == notification::userNotice)
-                                                 notices << userInfo.value(QStringLiteral("message")).toString();
+                                                 notices << userInfo.value(u"message"_qs).toString();
                                          });
-    start(QStringLiteral("local"), nobody);
+    start(u"local"_qs, nobody);
     EXPECT_EQ(notices, QStringList());
-    start(QStringLiteral("local"), anna, true);
+    start(u"local"_qs, anna, true);
     EXPECT_EQ(notices.size(), 1);
     EXPECT_EQ(session->controller().state().kind, AccountState::Kind::expired);
     QObject::disconnect(posted);

@@ -5,8 +5,11 @@
 #include "App/Commands/StatusReport.h"
 #include "App/Commands/UnavailableCommands.h"
 #include "App/Dictation/Dictation.h"
+#include "App/Dictation/SessionGuard.h"
 #include "App/History/RecordingQueue.h"
+#include "App/Remote/SettingsText.h"
 #include "App/System/ServiceContainer.h"
+#include "Core/UserError.h"
 #include "Data/DataContainer.h"
 #include "Localization/LocalizationManager.h"
 #include "Services/History/HistoryError.h"
@@ -21,7 +24,7 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 using namespace quillo;
 using namespace quillo::test;
@@ -89,7 +92,7 @@ protected:
                                      .tasks = tasks,
                                      .history = &history(),
                                      .queue = [this] { return queue.manager(); },
-                                     .serverHost = u"localhost"_qs,
+                                     .serverHost = [] { return u"localhost"_qs; },
                                      .show = [] {},
                                      .quit = [] {}};
     ApplicationCommands commands{parts};
@@ -99,10 +102,10 @@ TEST(StatusReport, NamesAHotkeyThatAnotherProgramHolds) {
     const HotkeyConflict conflict{
         Hotkey::toggle, {keycode::space, keyflag::option}, KeyCombination{keycode::space, keyflag::control}};
     const auto report = statusReport(RecordingState(), std::nullopt, {.conflicts = {conflict}});
-    const auto shown = QJsonDocument::fromJson(report.toUtf8())[QStringLiteral("unavailableHotkeys")][0].toObject();
-    EXPECT_EQ(shown.value(QStringLiteral("key")), QStringLiteral("Alt+Space"));
-    EXPECT_EQ(shown.value(QStringLiteral("free")), QStringLiteral("Ctrl+Space"));
-    EXPECT_TRUE(shown.value(QStringLiteral("message")).toString().contains(QStringLiteral("Ctrl+Space")));
+    const auto shown = QJsonDocument::fromJson(report.toUtf8())[u"unavailableHotkeys"_qs][0].toObject();
+    EXPECT_EQ(shown.value(u"key"_qs), u"Alt+Space"_qs);
+    EXPECT_EQ(shown.value(u"free"_qs), u"Ctrl+Space"_qs);
+    EXPECT_TRUE(shown.value(u"message"_qs).toString().contains(u"Ctrl+Space"_qs));
 }
 
 TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
@@ -127,11 +130,11 @@ TEST_F(CommandsTest, DictateToTheTextAndSayWhatBecameOfIt) {
 }
 
 TEST_F(CommandsTest, SettingsOfTheAudioThatIsKeptHoldAtOnce) {
-    const auto folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                        QStringLiteral("/QuilloSpeech/pending-audio/");
+    const auto folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/QuilloSpeech/pending-audio/"_qs;
     ASSERT_TRUE(QDir().mkpath(folder));
     const auto keep = [&](const QString& id) {
-        QFile audio(folder + id + QStringLiteral(".pcm"));
+        QFile audio(folder + id + u".pcm"_qs);
         EXPECT_TRUE(audio.open(QIODevice::WriteOnly) && audio.resize(1'500'000));
         PendingAudioMetadata metadata;
         metadata.id = id;
@@ -141,10 +144,9 @@ TEST_F(CommandsTest, SettingsOfTheAudioThatIsKeptHoldAtOnce) {
         pendingAudioFiles::writeMetadata(metadata);
         return audio.fileName();
     };
-    for (const auto& [key, changed, before] :
-         {std::tuple(QStringLiteral("audioStorageLimitMB"), QVariant(1), QVariant(4096)),
-          std::tuple(QStringLiteral("keepAudio"), QVariant(false), QVariant(true))}) {
-        const auto path = keep(QStringLiteral("kept"));
+    for (const auto& [key, changed, before] : {std::tuple(u"audioStorageLimitMB"_qs, QVariant(1), QVariant(4096)),
+                                               std::tuple(u"keepAudio"_qs, QVariant(false), QVariant(true))}) {
+        const auto path = keep(u"kept"_qs);
         settings.setValue(key, changed);
         EXPECT_TRUE(waitUntil([&] { return !QFile::exists(path); })) << key.toStdString();
         settings.setValue(key, before);
@@ -216,18 +218,50 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
     EXPECT_TRUE(history().record(QUuid(busy)));
 }
 
+TEST_F(CommandsTest, ALanguageThatIsNotServedIsSetOnlyWhenForced) {
+    const auto isServed = [](const QString& code) { return code == u"en"; };
+    try {
+        settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, isServed);
+        ADD_FAILURE() << "it was set";
+    } catch (const UserError& error) {
+        EXPECT_TRUE(LocalizationManager::shared().t(error).endsWith(u"set --force primaryLanguage de"));
+    }
+    EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
+    settingsText::set(settings, u"primaryLanguage"_qs, u"de"_qs, {});
+    EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
+    settingsText::set(settings, u"primaryLanguage"_qs, u"en"_qs, isServed);
+    EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
+}
+
+/// A session that says only whether sleep has to wait.
+struct SleepWatch final : SessionWatch {
+    std::function<void()> leave;
+    bool isDelayed = false;
+    void start(std::function<void()> onLeft) override { leave = std::move(onLeft); }
+    void delaySleep(bool delays) override { isDelayed = delays; }
+    [[nodiscard]] bool isAway() const override { return false; }
+};
+
+TEST_F(CommandsTest, SleepWaitsForTheDictationThatItEnds) {
+    SleepWatch watch;
+    const SessionGuard guard(watch, *services.hotkeyService, dictation, [] {});
+    commands.start();
+    ASSERT_TRUE(becomes(u"recording"_qs));
+    EXPECT_TRUE(watch.isDelayed);
+    watch.leave();
+    EXPECT_EQ(status().value(u"status"_qs), u"processing"_qs);
+    EXPECT_TRUE(watch.isDelayed) << "the text is still awaited";
+    ASSERT_TRUE(becomes(u"idle"_qs));
+    EXPECT_FALSE(watch.isDelayed);
+}
+
 TEST(UnavailableCommands, SayWhyAndCanBeEnded) {
     int quits = 0;
     UnavailableCommands commands(u"no such server"_qs, [&] { ++quits; });
     for (const auto command : {&Commands::start, &Commands::stop, &Commands::toggle, &Commands::cancel,
                                &Commands::insertAgain, &Commands::show, &Commands::signIn, &Commands::registerAccount,
                                &Commands::cancelSignIn, &Commands::signOut, &Commands::deleteAccount})
-        try {
-            (commands.*command)();
-            ADD_FAILURE() << "did something";
-        } catch (const std::exception& error) {
-            EXPECT_STREQ(error.what(), "no such server");
-        }
+        EXPECT_THAT([&] { (commands.*command)(); }, testing::ThrowsMessage<std::exception>("no such server"));
     EXPECT_THROW(commands.deleteRecord({}), std::exception);
     EXPECT_EQ(QJsonDocument::fromJson(commands.status().toUtf8()).object().value(u"message"_qs), u"no such server"_qs);
     commands.quit();

@@ -1,7 +1,7 @@
 #include "App/CommandLine/HistoryArguments.h"
 #include "App/CommandLine/HistoryText.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace quillo::test {
@@ -48,12 +48,9 @@ TEST(HistoryArguments, ThatAreWrongAreExplained) {
                                                          {"delete 1a --language de", "\"--language\""},
                                                          {"show 1a --json --text", "exclude"}};
     for (const auto& [line, expected] : cases)
-        try {
-            parseHistoryArguments(words(line));
-            ADD_FAILURE() << line;
-        } catch (const HistoryUsageError& error) {
-            EXPECT_NE(std::string(error.what()).find(expected), std::string::npos) << line << ": " << error.what();
-        }
+        EXPECT_THAT([&line = line] { parseHistoryArguments(words(line)); },
+                    testing::ThrowsMessage<HistoryUsageError>(testing::HasSubstr(expected)))
+            << line;
 }
 
 RecordFields meeting() {
@@ -97,9 +94,8 @@ TEST(HistoryText, IsOneLineForEachRecord) {
     const auto text = historyText::list({summary(), RecordSummary()}, QTimeZone::utc());
     const auto lines = text.split(u'\n');
     ASSERT_EQ(lines.size(), 3);
-    EXPECT_EQ(lines.at(0),
-              QStringLiteral("1a2b3c4d  2026-09-21 14:13  1:02:05  An application of…  ★ "
-                             "(pending_transcription) first line second [31mline with controls  #work  #ü"));
+    EXPECT_EQ(lines.at(0), u"1a2b3c4d  2026-09-21 14:13  1:02:05  An application of…  ★ "
+                           "(pending_transcription) first line second [31mline with controls  #work  #ü"_qs);
     EXPECT_FALSE(hasControls(text));
     auto emoji = summary();
     emoji.title = u"a"_qs + u"😀"_qs.repeated(100);

@@ -13,8 +13,8 @@ namespace {
 
 TEST(PreferencesWatcherTest, AnEditInAnotherProgramHoldsAtOnce) {
     const QTemporaryDir folder;
-    Preferences preferences(folder.filePath(QStringLiteral("quillo.ini")));
-    preferences.setValue(QStringLiteral("kept"), 1);
+    Preferences preferences(folder.filePath(u"quillo.ini"_qs));
+    preferences.setValue(u"kept"_qs, 1);
     const PreferencesWatcher watcher(preferences);
     QStringList changed;
     QObject::connect(&preferences, &Preferences::changed, [&](const QString& key) { changed << key; });
@@ -25,14 +25,14 @@ TEST(PreferencesWatcherTest, AnEditInAnotherProgramHoldsAtOnce) {
         QString value;
     };
     const Edit edits[] = {
-        {false, "[General]\nkept=1\nprimaryLanguage=de\n", QStringLiteral("primaryLanguage"), QStringLiteral("de")},
-        {true, "[General]\nkept=1\n\nprimaryLanguage=fr\n", QStringLiteral("primaryLanguage"), QStringLiteral("fr")},
-        {true, "[General]\nkept=1\n", QStringLiteral("primaryLanguage"), {}},
-        {false, "[General]\nkept=1\nplaySound=false\n", QStringLiteral("playSound"), QStringLiteral("false")},
+        {false, "[General]\nkept=1\nprimaryLanguage=de\n", u"primaryLanguage"_qs, u"de"_qs},
+        {true, "[General]\nkept=1\n\nprimaryLanguage=fr\n", u"primaryLanguage"_qs, u"fr"_qs},
+        {true, "[General]\nkept=1\n", u"primaryLanguage"_qs, {}},
+        {false, "[General]\nkept=1\nplaySound=false\n", u"playSound"_qs, u"false"_qs},
     };
     for (const auto& edit : edits) {
         changed.clear();
-        QFile file(preferences.path() + (edit.replaces ? QStringLiteral(".new") : QString()));
+        QFile file(preferences.path() + (edit.replaces ? u".new"_qs : QString()));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(edit.text);
         file.close();
@@ -40,7 +40,7 @@ TEST(PreferencesWatcherTest, AnEditInAnotherProgramHoldsAtOnce) {
             ASSERT_EQ(::rename(QFile::encodeName(file.fileName()), QFile::encodeName(preferences.path())), 0);
         EXPECT_TRUE(waitUntil([&] { return changed.contains(edit.key); })) << edit.text.data();
         EXPECT_EQ(preferences.value(edit.key).toString(), edit.value);
-        EXPECT_EQ(preferences.value(QStringLiteral("kept")).toInt(), 1);
+        EXPECT_EQ(preferences.value(u"kept"_qs).toInt(), 1);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "App/System/ServedLanguages.h"
 #include "Support/Async.h"
-#include "Support/ScriptedTcpServer.h"
+#include "Support/ScriptedServer.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +14,18 @@ namespace {
 
 TEST(ServedLanguagesTest, AreAskedForUntilTheServerAnswers) {
     QByteArray http;
-    ScriptedTcpServer server([&http](const auto&) { return http; });
-    auto health = server.url(QStringLiteral("http"));
-    health.setPath(QStringLiteral("/health"));
+    ScriptedServer server([&http](const auto&) { return http; });
+    auto health = server.url(u"http"_qs);
+    health.setPath(u"/health"_qs);
     ManualClock clock(EventExecutor::main());
     TaskRunner tasks([](const QString&, const QString& error) { ADD_FAILURE() << error.toStdString(); });
     ServedLanguages served(health, {}, clock, tasks);
-    const auto english = std::optional(QStringList(QStringLiteral("en")));
+    const auto english = std::optional(QStringList(u"en"_qs));
 
     // No answer of this kind is one: it asks again without being told.
     served.ask();
-    for (const auto& answer : {QByteArray("nonsense\r\n\r\n"), ScriptedTcpServer::http("200 OK", "<html>Log in</html>"),
-                               ScriptedTcpServer::http("502 Bad Gateway", "[]")}) {
+    for (const auto& answer : {QByteArray("nonsense\r\n\r\n"), ScriptedServer::http("200 OK", "<html>Log in</html>"),
+                               ScriptedServer::http("502 Bad Gateway", "[]")}) {
         http = answer;
         const auto asked = server.requests.size();
         ASSERT_TRUE(waitUntil([&] {
@@ -34,19 +34,19 @@ TEST(ServedLanguagesTest, AreAskedForUntilTheServerAnswers) {
         }));
         EXPECT_EQ(served.languages(), std::nullopt);
     }
-    http = ScriptedTcpServer::http("503 Service Unavailable", R"({"status":"failing","languages":["en",7]})");
+    http = ScriptedServer::http("503 Service Unavailable", R"({"status":"failing","languages":["en",7]})");
     ASSERT_TRUE(waitUntil([&] {
         clock.advance(1s);
         return served.languages() == english;
     }));
-    EXPECT_FALSE(served.understands(QStringLiteral("de")));
-    EXPECT_TRUE(served.understands(QStringLiteral("auto")));
+    EXPECT_FALSE(served.understands(u"de"_qs));
+    EXPECT_TRUE(served.understands(u"auto"_qs));
 
     // A server that cannot tell is taken to understand everything.
-    http = ScriptedTcpServer::http("200 OK", R"({"status":"ok","languages":"en"})");
+    http = ScriptedServer::http("200 OK", R"({"status":"ok","languages":"en"})");
     served.ask();
     ASSERT_TRUE(waitUntil([&] { return !served.languages(); }));
-    EXPECT_TRUE(served.understands(QStringLiteral("de")));
+    EXPECT_TRUE(served.understands(u"de"_qs));
 }
 
 } // namespace

@@ -27,7 +27,7 @@ struct RunResult {
 /// Performs runs one after the other in one session.
 class Campaign {
 public:
-    explicit Campaign(uint64_t seed) : m_session(seed) {}
+    explicit Campaign(uint64_t seed) : m_session(seed) { m_session.makeHome(seed % 2 == 1); }
 
     /// One dictation with its fault; returns when the fault is removed and the application is idle.
     RunResult run(const Plan& plan);
@@ -57,6 +57,7 @@ private:
     void watch(Observed& observed);
     void settle(RunResult& result, Observed& observed);
     void awaitUpload(RunResult& result, Observed& observed);
+    void passADay(RunResult& result);
     void compare(RunResult& result, const Observed& observed, const QSet<QString>& known);
     void keepEvidence(const RunResult& result, SampleView held, SampleView reference);
     [[nodiscard]] QSet<QString> recordings() const;

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 
 namespace quillo::test {
 
@@ -33,6 +32,10 @@ public:
         bool slowKeyring = false;  ///< it answers only after `wakeKeyring`
         bool operator==(const Start&) const = default;
     };
+    /// Starts the application for the first time, and with `account` signs in to one.
+    void makeHome(bool account);
+    [[nodiscard]] bool hasAccount() const { return m_hasAccount; }
+    [[nodiscard]] bool isSignedIn() { return desktop.quillo({u"account"_qs}).startsWith(u"signed in as"); }
     void startApplication(Start start);
     [[nodiscard]] const Start& lastStart() const { return m_start; }
     [[nodiscard]] bool isGerman() const { return m_start.german; }
@@ -83,6 +86,7 @@ private:
     QProcess* m_player = nullptr;
     std::unique_ptr<QProcess> m_keyring;
     Start m_start;
+    bool m_hasAccount = false;
     pid_t m_sleepingKeyring = 0;
 };
 

@@ -27,10 +27,10 @@ FullDisk::FullDisk(const QString& folder, const QString& pageFile)
 FullDisk::~FullDisk() { ::munmap(m_budget, sizeof(DiskBudget)); }
 
 void FullDisk::apply(QProcessEnvironment& environment) const {
-    auto preloaded = environment.value(QStringLiteral("LD_PRELOAD"));
+    auto preloaded = environment.value(u"LD_PRELOAD"_qs);
     if (!preloaded.isEmpty())
         preloaded += u':';
-    environment.insert(QStringLiteral("LD_PRELOAD"), preloaded + QStringLiteral(QUILLO_FULL_DISK_PRELOAD));
+    environment.insert(u"LD_PRELOAD"_qs, preloaded + QStringLiteral(QUILLO_FULL_DISK_PRELOAD));
     environment.insert(QString::fromLatin1(diskBudgetFile), m_pageFile);
     environment.insert(QString::fromLatin1(diskBudgetFolder), m_folder);
 }

@@ -164,10 +164,6 @@ QUILLO_OVERRIDE ssize_t pwrite64(int descriptor, const void* data, size_t count,
     return admitted < 0 ? admitted : original(descriptor, data, static_cast<size_t>(admitted), offset);
 }
 
-QUILLO_OVERRIDE ssize_t pwrite(int descriptor, const void* data, size_t count, off_t offset) {
-    return pwrite64(descriptor, data, count, offset);
-}
-
 QUILLO_OVERRIDE ssize_t writev(int descriptor, const iovec* parts, int count) {
     static auto* const original = next<ssize_t(int, const iovec*, int)>("writev");
     // Write only the first part: callers have to expect short writes anyway.
@@ -191,15 +187,9 @@ QUILLO_OVERRIDE int ftruncate64(int descriptor, off64_t size) {
     return refusesSize(descriptor, size) ? -1 : original(descriptor, size);
 }
 
-QUILLO_OVERRIDE int ftruncate(int descriptor, off_t size) { return ftruncate64(descriptor, size); }
-
 QUILLO_OVERRIDE int posix_fallocate64(int descriptor, off64_t offset, off64_t length) {
     static auto* const original = next<int(int, off64_t, off64_t)>("posix_fallocate64");
     return refusesSize(descriptor, offset + length) ? ENOSPC : original(descriptor, offset, length);
-}
-
-QUILLO_OVERRIDE int posix_fallocate(int descriptor, off_t offset, off_t length) {
-    return posix_fallocate64(descriptor, offset, length);
 }
 
 QUILLO_OVERRIDE int openat64(int folder, const char* path, int flags, ...) {
@@ -211,14 +201,6 @@ QUILLO_OVERRIDE int openat64(int folder, const char* path, int flags, ...) {
     return refusesCreation(folder, path, flags) ? -1 : original(folder, path, flags, mode);
 }
 
-QUILLO_OVERRIDE int openat(int folder, const char* path, int flags, ...) {
-    va_list arguments;
-    va_start(arguments, flags);
-    const auto mode = modeOf(flags, arguments);
-    va_end(arguments);
-    return openat64(folder, path, flags, mode);
-}
-
 QUILLO_OVERRIDE int open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
@@ -227,10 +209,11 @@ QUILLO_OVERRIDE int open64(const char* path, int flags, ...) {
     return openat64(AT_FDCWD, path, flags, mode);
 }
 
-QUILLO_OVERRIDE int open(const char* path, int flags, ...) {
-    va_list arguments;
-    va_start(arguments, flags);
-    const auto mode = modeOf(flags, arguments);
-    va_end(arguments);
-    return openat64(AT_FDCWD, path, flags, mode);
-}
+// Where a file's size has 64 bits, these are the same functions.
+static_assert(sizeof(off_t) == sizeof(off64_t));
+#define QUILLO_ALIAS(name) QUILLO_OVERRIDE decltype(name##64) name __attribute__((alias(#name "64")));
+QUILLO_ALIAS(pwrite)
+QUILLO_ALIAS(ftruncate)
+QUILLO_ALIAS(posix_fallocate)
+QUILLO_ALIAS(openat)
+QUILLO_ALIAS(open)

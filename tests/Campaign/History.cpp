@@ -6,7 +6,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMap>
 
 namespace quillo::test {
 
@@ -29,13 +28,12 @@ struct Record {
 
 /// A tenth of a second contains nothing to recognise, so it is enough that transcription was attempted.
 bool isDone(const Record& record, const QStringList& wanted) {
-    return record.status == QStringLiteral("completed") ||
-           (wanted.isEmpty() && record.status == QStringLiteral("unrecognized"));
+    return record.status == u"completed"_qs || (wanted.isEmpty() && record.status == u"unrecognized"_qs);
 }
 
 std::vector<Record> historyOf(DesktopSession& session) {
     std::vector<Record> records;
-    const auto answer = session.quillo(words(QStringLiteral("history --json --limit all")));
+    const auto answer = session.quillo(words(u"history --json --limit all"_qs));
     const auto list = QJsonDocument::fromJson(answer.toUtf8()).array();
     for (const auto& entry : list) {
         const auto object = entry.toObject();
@@ -72,30 +70,27 @@ QStringList Campaign::checkTexts(std::chrono::seconds watchdog) {
     QStringList faults;
     for (const auto& expected : m_expected) {
         const auto blame = [&](const QString& sentence) {
-            faults.append(
-                QStringLiteral("run %1, recording %2: %3").arg(expected.run).arg(expected.recordingId, sentence));
+            faults.append(u"run %1, recording %2: %3"_qs.arg(expected.run).arg(expected.recordingId, sentence));
         };
         const auto found = recordsOf(expected);
         const auto wanted = wordsOf(expected.samples);
         if (found.size() != 1) {
-            blame(QStringLiteral("%1 records in the history instead of one").arg(found.size()));
+            blame(u"%1 records in the history instead of one"_qs.arg(found.size()));
             continue;
         }
         const auto& record = found.front();
         m_settledRecords.insert(record.id);
         if (!isDone(record, wanted))
-            blame(QStringLiteral("its text did not arrive; the record is \"%1\"").arg(record.status));
+            blame(u"its text did not arrive; the record is \"%1\""_qs.arg(record.status));
         else if (expected.isExact ? record.words != wanted : record.words.mid(0, wanted.size()) != wanted)
-            blame(QStringLiteral("its text is \"%1\" and not \"%2\"%3")
-                      .arg(record.words.join(u' '), wanted.join(u' '),
-                           expected.isExact ? QString() : QStringLiteral(" and more")));
+            blame(u"its text is \"%1\" and not \"%2\"%3"_qs.arg(record.words.join(u' '), wanted.join(u' '),
+                                                                expected.isExact ? QString() : u" and more"_qs));
     }
     m_expected.clear();
     for (const auto& record : records) {
         if (!m_settledRecords.contains(record.id)) {
             m_settledRecords.insert(record.id);
-            faults.append(QStringLiteral("record %1 (\"%2\", %3 words) belongs to no recording")
-                              .arg(record.id, record.status)
+            faults.append(u"record %1 (\"%2\", %3 words) belongs to no recording"_qs.arg(record.id, record.status)
                               .arg(record.words.size()));
         }
     }

@@ -9,7 +9,6 @@
 #include <QCoreApplication>
 #include <QRandomGenerator>
 
-#include <cstdio>
 #include <iostream>
 
 using namespace quillo::test;
@@ -19,7 +18,7 @@ namespace {
 
 struct Options {
     uint64_t seed = 0;
-    int runs = 14;
+    int runs = 15;
     std::optional<int> only;
     std::optional<Fault> fault;
     bool keep = false;
@@ -35,9 +34,9 @@ void say(const QString& line) { std::cout << line.toStdString() << std::endl; }
 
 std::optional<Options> parse(const QCoreApplication& application) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Dictates, breaks something, and looks for every sample."));
+    parser.setApplicationDescription(u"Dictates, breaks something, and looks for every sample."_qs);
     parser.addHelpOption();
-    parser.addOptions({{u"runs"_qs, u"How many dictations (default 14)."_qs, u"N"_qs},
+    parser.addOptions({{u"runs"_qs, u"How many dictations (default 15)."_qs, u"N"_qs},
                        {u"seed"_qs, u"Which campaign; a random one if not given."_qs, u"N"_qs},
                        {u"only"_qs, u"This run of the campaign alone."_qs, u"K"_qs},
                        {u"fault"_qs, u"This fault in every run."_qs, u"NAME"_qs},
@@ -56,19 +55,19 @@ std::optional<Options> parse(const QCoreApplication& application) {
         return value;
     };
     options.seed = number("seed", QRandomGenerator::global()->bounded(1'000'000));
-    options.runs = static_cast<int>(number("runs", 14));
-    if (parser.isSet(QStringLiteral("only")))
+    options.runs = static_cast<int>(number("runs", 15));
+    if (parser.isSet(u"only"_qs))
         options.only = static_cast<int>(number("only", 0));
-    options.keep = parser.isSet(QStringLiteral("keep"));
-    options.texts = !parser.isSet(QStringLiteral("no-texts"));
-    if (const auto wanted = parser.value(QStringLiteral("fault")); !wanted.isEmpty()) {
+    options.keep = parser.isSet(u"keep"_qs);
+    options.texts = !parser.isSet(u"no-texts"_qs);
+    if (const auto wanted = parser.value(u"fault"_qs); !wanted.isEmpty()) {
         QStringList names;
         for (size_t i = 0; i < faultCount; ++i)
             names.append(nameOf(static_cast<Fault>(i)));
         if (const auto found = names.indexOf(wanted); found >= 0)
             options.fault = static_cast<Fault>(found);
         else {
-            std::cerr << "--fault: give one of " << names.join(QStringLiteral(", ")).toStdString() << "\n";
+            std::cerr << "--fault: give one of " << names.join(u", "_qs).toStdString() << "\n";
             good = false;
         }
     }
@@ -97,20 +96,19 @@ struct Totals {
 };
 
 QStringList checkTexts(Campaign& campaign, int runs) {
-    say(QStringLiteral("waiting for the texts of the runs until here"));
+    say(u"waiting for the texts of the runs until here"_qs);
     const auto start = monotonicNow();
     const auto faults = campaign.checkTexts(std::chrono::duration_cast<std::chrono::seconds>(textLimit));
     for (const auto& fault : faults)
-        say(QStringLiteral("    FAULT: ") + fault);
-    say(QStringLiteral("texts of %1 runs after %2 s: %3 wrong")
-            .arg(runs)
+        say(u"    FAULT: "_qs + fault);
+    say(u"texts of %1 runs after %2 s: %3 wrong"_qs.arg(runs)
             .arg(std::chrono::duration<double>(monotonicNow() - start).count(), 0, 'f', 1)
             .arg(faults.size()));
     return faults;
 }
 
 int run(const Options& options) {
-    say(QStringLiteral("campaign --runs %1 --seed %2").arg(options.runs).arg(options.seed));
+    say(u"campaign --runs %1 --seed %2"_qs.arg(options.runs).arg(options.seed));
     Campaign campaign(options.seed);
     Totals totals;
     int awaited = 0;
@@ -119,11 +117,10 @@ int run(const Options& options) {
         try {
             const auto result = campaign.run(plan);
             totals.add(result);
-            say(QStringLiteral("run %1/%2 %3").arg(i).arg(options.runs).arg(result.summary()));
+            say(u"run %1/%2 %3"_qs.arg(i).arg(options.runs).arg(result.summary()));
         } catch (const std::exception&) {
             campaign.session().desktop.keepFolder();
-            say(QStringLiteral("run %1/%2 %3: the session broke; its logs are in %4")
-                    .arg(i)
+            say(u"run %1/%2 %3: the session broke; its logs are in %4"_qs.arg(i)
                     .arg(options.runs)
                     .arg(plan.summary(), campaign.session().desktop.folder()));
             throw;
@@ -135,10 +132,8 @@ int run(const Options& options) {
     }
     if (options.texts && awaited > 0)
         totals.faults += static_cast<int>(checkTexts(campaign, awaited).size());
-    say(QStringLiteral(
-            "%1 runs: %2 samples delivered, %3 held, %4 lost; latest start %5 ms after the key, earliest end "
-            "%6 ms; %7 faults")
-            .arg(totals.runs)
+    say(u"%1 runs: %2 samples delivered, %3 held, %4 lost; latest start %5 ms after the key, earliest end "
+        "%6 ms; %7 faults"_qs.arg(totals.runs)
             .arg(totals.delivered)
             .arg(totals.held)
             .arg(totals.lost)
@@ -147,8 +142,7 @@ int run(const Options& options) {
             .arg(totals.faults));
     if (totals.faults > 0 || options.keep) {
         campaign.session().desktop.keepFolder();
-        say(QStringLiteral("logs and audio: %1; again: --seed %2 --only <run>")
-                .arg(campaign.session().desktop.folder())
+        say(u"logs and audio: %1; again: --seed %2 --only <run>"_qs.arg(campaign.session().desktop.folder())
                 .arg(options.seed));
     }
     return totals.faults == 0 ? 0 : 1;

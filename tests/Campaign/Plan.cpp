@@ -101,6 +101,10 @@ void schedule(Plan& plan, Dice& dice) {
         plan.at = dice.between(0ms, hold);
         plan.healed = hold + 1500ms;
         break;
+    case Fault::dayAway:
+        plan.at = dice.between(-1000ms, -50ms);
+        plan.healed = 26h;
+        break;
     }
 }
 
@@ -108,9 +112,9 @@ void schedule(Plan& plan, Dice& dice) {
 
 QString nameOf(Fault fault) {
     static const QStringList names =
-        QStringLiteral("none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
-                       "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus")
-            .split(u' ');
+        u"none kill-connecting kill-recording kill-processing kill-uploading kill-server cut-connection "
+        "stall-connection refuse-connection cut-upload kill-sound fill-disk move-clock kill-bus "
+        "day-away"_qs.split(u' ');
     return names.at(static_cast<int>(fault));
 }
 
@@ -122,21 +126,25 @@ Plan makePlan(uint64_t seed, int run, std::optional<Fault> only) {
     // Prefer short times, where most of the steps happen.
     plan.hold = 500ms + dice.between(0ms, milliseconds(dice.between(300, 3500)));
     plan.ending = dice.between(0, 1) ? FaultProxy::Ending::finish : FaultProxy::Ending::reset;
-    schedule(plan, dice);
     plan.situation = makeSituation(seed, run);
+    // A new sound server would have no headset.
+    plan.situation.slowHeadset = plan.situation.slowHeadset && plan.fault != Fault::killSound;
+    if (plan.situation.slowHeadset)
+        plan.hold += Situation::headsetDelay;
+    schedule(plan, dice);
     return plan;
 }
 
 QString Plan::summary() const {
-    auto text = QStringLiteral("%1, held %2 ms").arg(nameOf(fault)).arg(hold.count());
+    auto text = u"%1, held %2 ms"_qs.arg(nameOf(fault)).arg(hold.count());
     if (fault != Fault::none)
-        text += QStringLiteral(", broken at %1 ms, mended at %2 ms").arg(at.count()).arg(healed.count());
+        text += u", broken at %1 ms, mended at %2 ms"_qs.arg(at.count()).arg(healed.count());
     if (bytes > 0)
-        text += QStringLiteral(", after %1 bytes").arg(bytes);
+        text += u", after %1 bytes"_qs.arg(bytes);
     if (clockShift.count() != 0)
-        text += QStringLiteral(", clock by %1 s").arg(clockShift.count());
+        text += u", clock by %1 s"_qs.arg(clockShift.count());
     if (const auto names = situation.names(); !names.isEmpty())
-        text += QStringLiteral(", with ") + names.join(u' ');
+        text += u", with "_qs + names.join(u' ');
     return text;
 }
 

@@ -25,8 +25,9 @@ enum class Fault {
     fillDisk,         ///< the disk takes a few more bytes and then none
     moveClock,        ///< the time of day jumps, and later back
     killBus,          ///< the session bus
+    dayAway,          ///< the server cannot be reached for a day
 };
-constexpr size_t faultCount = static_cast<size_t>(Fault::killBus) + 1;
+constexpr size_t faultCount = static_cast<size_t>(Fault::dayAway) + 1;
 QString nameOf(Fault fault);
 
 /// What happens in a run. Times count from the press of the key.

@@ -15,18 +15,18 @@ void Reference::begin() {
     const auto start = position();
     auto& piece = m_pieces.emplace_back();
     piece.begin = start;
-    piece.file = m_session.path(QStringLiteral("reference-%1.pcm").arg(m_pieces.size()));
-    const auto options = QStringLiteral("-d microphone --raw --format=s16le --rate=%1 --channels=1 --latency-msec=10");
-    piece.recorder = &m_session.launch(QStringLiteral("reference"), QStringLiteral("parec"),
-                                       words(options.arg(samplesPerSecond)) << piece.file);
+    piece.file = m_session.path(u"reference-%1.pcm"_qs.arg(m_pieces.size()));
+    const auto options = u"-d microphone --raw --format=s16le --rate=%1 --channels=1 --latency-msec=10"_qs;
+    piece.recorder =
+        &m_session.launch(u"reference"_qs, u"parec"_qs, words(options.arg(samplesPerSecond)) << piece.file);
     if (!waitUntil([&] { return position() > start; }, 20s))
-        throw DesktopSessionError(QStringLiteral("the microphone delivers nothing"));
+        throw DesktopSessionError(u"the microphone delivers nothing"_qs);
 }
 
 int64_t Reference::end() {
     auto& recorder = *m_pieces.back().recorder;
     if (!waitUntil([&] { return recorder.state() == QProcess::NotRunning; }, 5s))
-        throw DesktopSessionError(QStringLiteral("the recorder outlived the sound server"));
+        throw DesktopSessionError(u"the recorder outlived the sound server"_qs);
     return position();
 }
 

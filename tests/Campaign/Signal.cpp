@@ -26,7 +26,7 @@ Samples readSamples(const QString& file) { return readSamples(file, 0, std::nume
 Samples readSamples(const QString& file, int64_t first, int64_t count) {
     QFile source(file);
     if (!source.open(QIODevice::ReadOnly) || !source.seek(first * 2))
-        throw std::runtime_error(QStringLiteral("%1 cannot be read: %2").arg(file, source.errorString()).toStdString());
+        throw std::runtime_error(u"%1 cannot be read: %2"_qs.arg(file, source.errorString()).toStdString());
     const auto bytes = source.read(std::min<qint64>(count * 2, source.size()));
     Samples samples(static_cast<size_t>(bytes.size() / 2));
     std::copy_n(bytes.constData(), samples.size() * 2, reinterpret_cast<char*>(samples.data()));
@@ -38,8 +38,7 @@ void writeSamples(const QString& file, SampleView samples) {
     const auto bytes = static_cast<qint64>(samples.size_bytes());
     if (!target.open(QIODevice::WriteOnly) ||
         target.write(reinterpret_cast<const char*>(samples.data()), bytes) != bytes || !target.flush())
-        throw std::runtime_error(
-            QStringLiteral("%1 cannot be written: %2").arg(file, target.errorString()).toStdString());
+        throw std::runtime_error(u"%1 cannot be written: %2"_qs.arg(file, target.errorString()).toStdString());
 }
 
 } // namespace quillo::test

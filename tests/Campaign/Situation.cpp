@@ -21,6 +21,7 @@ constexpr Entry entries[] = {
     {&Situation::german, "german", 3},
     {&Situation::slowKeyring, "slow-keyring", 8},
     {&Situation::typing, "typing", 4},
+    {&Situation::slowHeadset, "slow-headset", 6},
 };
 
 } // namespace

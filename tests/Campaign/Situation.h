@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include <chrono>
 #include <cstdint>
 
 namespace quillo::test {
@@ -16,6 +17,9 @@ struct Situation {
     bool german = false;           ///< the language of the desktop
     bool slowKeyring = false;      ///< does not answer until the dictation is over
     bool typing = false;           ///< the text is typed, not pasted
+    bool slowHeadset = false;      ///< the microphone delivers nothing in the first three seconds
+
+    static constexpr std::chrono::milliseconds headsetDelay{3000};
 
     [[nodiscard]] QStringList names() const;
 };

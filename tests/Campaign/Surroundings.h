@@ -6,7 +6,6 @@
 
 #include <QStringList>
 
-#include <memory>
 
 namespace quillo::test {
 
@@ -20,6 +19,8 @@ public:
     /// Makes the situation of the next run.
     void begin(const Situation& situation);
     void pressHoldKey();
+    /// The headset delivers from now on.
+    void wakeHeadset();
     void releaseHoldKey();
     /// Ends what `begin` began.
     void end();
@@ -38,8 +39,9 @@ private:
     CampaignSession& m_session;
     PhysicalKeyboard m_keyboard;
     Situation m_situation;
-    QString m_before; ///< the field's text before the run
-    QString m_copied; ///< the clipboard's
+    QString m_before;  ///< the field's text before the run
+    QString m_copied;  ///< the clipboard's
+    QString m_headset; ///< the number of its module
     int m_run = 0;
     QProcess* m_manager = nullptr;
     std::vector<QProcess*> m_load;

@@ -7,7 +7,7 @@ namespace quillo::test {
 namespace {
 
 QString milliseconds(int64_t samples) {
-    return QStringLiteral("%1 ms").arg(static_cast<double>(samples) * 1000 / samplesPerSecond, 0, 'f', 1);
+    return u"%1 ms"_qs.arg(static_cast<double>(samples) * 1000 / samplesPerSecond, 0, 'f', 1);
 }
 
 int64_t sign(size_t position) { return static_cast<int64_t>(position); }
@@ -38,16 +38,16 @@ struct Judge {
                 strange(extra, before);
             const auto missing = *moments.seam - sign(before.referenceEnd());
             if (missing > bounds.end)
-                lose(missing - bounds.end, QStringLiteral("before the sound server ended"));
+                lose(missing - bounds.end, u"before the sound server ended"_qs);
             return;
         }
         if (extra > 0)
             strange(extra, before);
         if (skipped > extra)
-            lose(skipped - extra, QStringLiteral("at %1").arg(milliseconds(sign(before.heldEnd()))));
+            lose(skipped - extra, u"at %1"_qs.arg(milliseconds(sign(before.heldEnd()))));
         if (skipped < 0) {
             verdict.repeated -= skipped;
-            blame(QStringLiteral("%1 samples are held twice at %2").arg(-skipped).arg(milliseconds(sign(after.held))));
+            blame(u"%1 samples are held twice at %2"_qs.arg(-skipped).arg(milliseconds(sign(after.held))));
         }
     }
 
@@ -58,14 +58,13 @@ struct Judge {
 
     void strange(int64_t count, const Stretch& before) const {
         verdict.strange += count;
-        blame(QStringLiteral("%1 samples at %2 are not what the microphone delivered")
-                  .arg(count)
-                  .arg(milliseconds(sign(before.heldEnd()))));
+        blame(u"%1 samples at %2 are not what the microphone delivered"_qs.arg(count).arg(
+            milliseconds(sign(before.heldEnd()))));
     }
 
     void lose(int64_t count, const QString& where) const {
         verdict.lost += count;
-        blame(QStringLiteral("%1 samples (%2) are lost %3").arg(count).arg(milliseconds(count), where));
+        blame(u"%1 samples (%2) are lost %3"_qs.arg(count).arg(milliseconds(count), where));
     }
 };
 
@@ -79,10 +78,10 @@ Verdict judge(const Alignment& alignment, SampleView held, const Moments& moment
         verdict.delivered = std::max<int64_t>(0, moments.ended - moments.pressed - bounds.start);
         if (!held.empty()) {
             verdict.strange = verdict.held;
-            judge.blame(QStringLiteral("nothing of what is held was delivered by the microphone"));
+            judge.blame(u"nothing of what is held was delivered by the microphone"_qs);
         }
         if (verdict.delivered > bounds.end)
-            judge.lose(verdict.delivered - bounds.end, QStringLiteral("altogether"));
+            judge.lose(verdict.delivered - bounds.end, u"altogether"_qs);
         return verdict;
     }
     const auto& first = alignment.stretches.front();
@@ -98,9 +97,9 @@ Verdict judge(const Alignment& alignment, SampleView held, const Moments& moment
     for (size_t i = 1; i < alignment.stretches.size(); ++i)
         judge.between(alignment.stretches[i - 1], alignment.stretches[i]);
     if (verdict.startDelay > bounds.start)
-        judge.lose(verdict.startDelay - bounds.start, QStringLiteral("at the beginning"));
+        judge.lose(verdict.startDelay - bounds.start, u"at the beginning"_qs);
     if (-verdict.endMargin > bounds.end)
-        judge.lose(-verdict.endMargin - bounds.end, QStringLiteral("at the end"));
+        judge.lose(-verdict.endMargin - bounds.end, u"at the end"_qs);
     return verdict;
 }
 

@@ -6,7 +6,6 @@
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -45,17 +44,16 @@ TEST(LogRenderings, HaveTheirThreeForms) {
 }
 
 TEST(LogRenderings, KeepAMessageOnOneLineThatCommandsNoTerminal) {
-    const auto lines = LoggingService::render(
-        QStringLiteral("a\n[2026-01-01] [INFO] forged\r\x1b]0;x\x07 \u009b1m\ttab") + QChar(u'\0'), LogLevel::info,
-        QStringLiteral("Test"), std::source_location::current(), QDateTime());
+    const auto lines =
+        LoggingService::render(u"a\n[2026-01-01] [INFO] forged\r\x1b]0;x\x07 \u009b1m\ttab"_qs + QChar(u'\0'),
+                               LogLevel::info, u"Test"_qs, std::source_location::current(), QDateTime());
     EXPECT_THAT(lines.file.toStdString(),
                 EndsWith("a\\n[2026-01-01] [INFO] forged\\r\\x1b]0;x\\x07 \\x9b1m\ttab\\x00"));
 }
 
 TEST(LogRenderings, ShowADictationToItsOwnerAlone) {
-    const auto lines = LoggingService::render(
-        QStringLiteral("Text: %1; again: %2").arg(dictated(QStringLiteral("my secret")), dictated({})), LogLevel::info,
-        QStringLiteral("Test"), std::source_location::current(), QDateTime());
+    const auto lines = LoggingService::render(u"Text: %1; again: %2"_qs.arg(dictated(u"my secret"_qs), dictated({})),
+                                              LogLevel::info, u"Test"_qs, std::source_location::current(), QDateTime());
     EXPECT_THAT(lines.file.toStdString(), EndsWith("Text: my secret; again: "));
     for (const auto& line : {lines.journal, lines.console})
         EXPECT_THAT(line.toStdString(), EndsWith("Text: <9 characters>; again: <0 characters>"));
@@ -127,17 +125,17 @@ TEST_F(LogFile, KeepsLinesOfSeveralThreadsWhole) {
 TEST_F(LogFile, ForgetsADeletedDictationAndReturnsWhenItIsRemoved) {
     ASSERT_TRUE(service.open(path));
     for (const auto* const text : {"one\ntwo", "yes", "other"})
-        write(service, QStringLiteral("Text to inject: ") + dictated(QString::fromUtf8(text)));
-    write(service, QStringLiteral("yes, a line"));
-    service.forget(QStringLiteral("one\ntwo"));
-    service.forget(QStringLiteral("yes"));
+        write(service, u"Text to inject: "_qs + dictated(QString::fromUtf8(text)));
+    write(service, u"yes, a line"_qs);
+    service.forget(u"one\ntwo"_qs);
+    service.forget(u"yes"_qs);
     service.forget({});
-    write(service, QStringLiteral("later"));
+    write(service, u"later"_qs);
     EXPECT_THAT(contentOf(path).toStdString(),
                 testing::MatchesRegex("(=|\n|Q[^\n]*)*[^\n]*Text to inject: <deleted>\n[^\n]*Text to inject: "
                                       "<deleted>\n[^\n]*other\n[^\n]*yes, a line\n[^\n]*later\n"));
     ASSERT_TRUE(QFile::remove(path));
-    write(service, QStringLiteral("still here"));
+    write(service, u"still here"_qs);
     EXPECT_THAT(contentOf(path).toStdString(), EndsWith("still here\n"));
 }
 

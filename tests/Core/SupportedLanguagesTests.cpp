@@ -13,18 +13,10 @@ TEST(SupportedLanguages, HoldTheWholeTable) {
 }
 
 TEST(SupportedLanguages, AreFoundForALocale) {
-    const std::pair<const char*, const char*> cases[] = {{"de_DE.UTF-8", "de"},
-                                                         {"pt-BR", "pt"},
-                                                         {"zh_Hans_CN", "zh"},
-                                                         {"nb_NO", "no"},
-                                                         {"fil", "tl"},
-                                                         {"sr_RS@latin", "sr"},
-                                                         {"C", ""},
-                                                         {"", ""}};
-    for (const auto& [locale, code] : cases)
-        EXPECT_EQ(SupportedLanguages::codeForLocale(QString::fromLatin1(locale)).value_or(QString()),
-                  QString::fromLatin1(code))
-            << locale;
+    const QString cases = u"de_DE.UTF-8=de pt-BR=pt zh_Hans_CN=zh nb_NO=no fil=tl sr_RS@latin=sr C= ="_qs;
+    for (const auto& row : cases.split(u' '))
+        EXPECT_EQ(SupportedLanguages::codeForLocale(row.section(u'=', 0, 0)).value_or(QString()), row.section(u'=', 1))
+            << row.toStdString();
 }
 
 } // namespace

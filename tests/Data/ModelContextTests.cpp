@@ -158,19 +158,19 @@ TEST_F(Context, TellsWhatASaveWrote) {
 
 TEST_F(Context, StampsTheChangesOfItsOwnerAlone) {
     auto& context = open();
-    const auto record = newRecord(QStringLiteral("said"));
+    const auto record = newRecord(u"said"_qs);
     context.insert(record);
     context.save();
     EXPECT_EQ(record->updatedAt, std::nullopt) << "it is as it was made";
     const auto given = QDateTime::fromMSecsSinceEpoch(1'790'000'000'000, Qt::UTC);
     const std::pair<std::function<void()>, bool> changes[] = {
         {[&] { record->toggleFavorite(); }, true},
-        {[&] { record->addTag(QStringLiteral("work")); }, true},
-        {[&] { record->text = QStringLiteral("corrected"); }, true},
-        {[&] { record->title = QStringLiteral("title"); }, true},
+        {[&] { record->addTag(u"work"_qs); }, true},
+        {[&] { record->text = u"corrected"_qs; }, true},
+        {[&] { record->title = u"title"_qs; }, true},
         {[&] { record->markRetryAttempt(); }, false},
         {[&] { record->syncedAt = given.addDays(1); }, false},
-        {[&] { record->markMetricsReported(QStringLiteral("m")); }, false},
+        {[&] { record->markMetricsReported(u"m"_qs); }, false},
     };
     for (const auto& [change, isStamped] : changes) {
         record->updatedAt = given;

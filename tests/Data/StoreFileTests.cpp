@@ -2,6 +2,7 @@
 #include "Data/Storage/SQLiteHelper.h"
 #include "StoreFixture.h"
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 namespace quillo::test {
@@ -100,7 +101,7 @@ TEST_F(StoreFile, OpensALegacyStoreWithAllItsRows) {
 }
 
 TEST_F(StoreFile, OfAnyEarlierVersionRemembersWhatIsDeletedFromNowOn) {
-    const QUuid id(QStringLiteral("{00112233-4455-6677-8899-aabbccddeeff}"));
+    const QUuid id(u"{00112233-4455-6677-8899-aabbccddeeff}"_qs);
     for (const bool isLegacy : {true, false}) {
         if (isLegacy)
             makeFromFixture(legacy());
@@ -113,14 +114,13 @@ TEST_F(StoreFile, OfAnyEarlierVersionRemembersWhatIsDeletedFromNowOn) {
         const RecordFields fields = *record;
         context.remove(record);
         EXPECT_EQ(context.count(), 4) << "which writes, and takes it back";
-        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), QStringLiteral("0"));
+        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), u"0"_qs);
         context.save();
-        EXPECT_EQ(cell("SELECT hex(id) FROM QuilloDeleted"), QStringLiteral("00112233445566778899AABBCCDDEEFF"));
-        EXPECT_EQ(cell("SELECT abs(deleted_at - 1000 * strftime('%s', 'now')) < 60000 FROM QuilloDeleted"),
-                  QStringLiteral("1"));
+        EXPECT_EQ(cell("SELECT hex(id) FROM QuilloDeleted"), u"00112233445566778899AABBCCDDEEFF"_qs);
+        EXPECT_EQ(cell("SELECT abs(deleted_at - 1000 * strftime('%s', 'now')) < 60000 FROM QuilloDeleted"), u"1"_qs);
         context.insert(std::make_shared<TranscriptionRecord>(fields));
         context.save();
-        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), QStringLiteral("0"));
+        EXPECT_EQ(cell("SELECT count(*) FROM QuilloDeleted"), u"0"_qs);
         record.reset();
         container.reset();
     }
@@ -277,12 +277,8 @@ TEST_F(StoreFile, SaysWhyThereCanBeNone) {
     };
     for (const auto& [what, prepare] : cases) {
         prepare();
-        try {
-            open();
-            FAIL() << what;
-        } catch (const StoreError& error) {
-            EXPECT_TRUE(error.message().contains(u"Check the permissions"_qs)) << what << error.what();
-        }
+        EXPECT_THAT([&] { open(); }, testing::ThrowsMessage<StoreError>(testing::HasSubstr("Check the permissions")))
+            << what;
         QFile::remove(DataContainer::storeDirectory());
         QDir(DataContainer::storeDirectory()).removeRecursively();
     }

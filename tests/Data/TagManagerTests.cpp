@@ -65,9 +65,9 @@ TEST_F(Tags, OfAnApplicationAreMadeOnce) {
     EXPECT_EQ(meeting->tagNames(), (QStringList{u"own"_qs, u"Zoom"_qs}));
     // One that differs in case or blanks is the catalogue's.
     const auto shouted = add({});
-    shouted->sourceApp = QStringLiteral(" FIREFOX ");
+    shouted->sourceApp = u" FIREFOX "_qs;
     manager.applyAutoTag(shouted);
-    EXPECT_EQ(shouted->tagNames(), QStringList{QStringLiteral("Firefox")});
+    EXPECT_EQ(shouted->tagNames(), QStringList{u"Firefox"_qs});
     EXPECT_FALSE(container->mainContext().hasChanges());
 }
 

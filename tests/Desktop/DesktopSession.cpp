@@ -7,11 +7,9 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-#include <iostream>
+#include <gtest/gtest.h>
 
-// After Qt: Xlib's macros break its headers.
-#include <X11/extensions/XTest.h>
-#include <X11/Xlib.h>
+#include <iostream>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -30,17 +28,6 @@ QString programFolder() { return QStringLiteral(QUILLO_PROGRAM_FOLDER); }
 } // namespace
 
 std::chrono::nanoseconds monotonicNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
-
-struct DesktopSession::Keyboard {
-    explicit Keyboard(const QByteArray& name) : display(XOpenDisplay(name.constData())) {
-        if (!display)
-            throw DesktopSessionError(u"the virtual display does not accept a client"_qs);
-    }
-    ~Keyboard() { XCloseDisplay(display); }
-    Keyboard(const Keyboard&) = delete;
-    Keyboard& operator=(const Keyboard&) = delete;
-    Display* display;
-};
 
 DesktopSession::DesktopSession(Options options) : m_options(options) {
     if (!m_folder.isValid())
@@ -81,6 +68,8 @@ DesktopSession::DesktopSession(Options options) : m_options(options) {
 }
 
 DesktopSession::~DesktopSession() {
+    if (testing::Test::HasFailure())
+        explainFailure();
     m_keyboard.reset();
     for (auto process = m_processes.rbegin(); process != m_processes.rend(); ++process)
         end(**process);
@@ -147,9 +136,9 @@ void DesktopSession::startDisplay() {
     if (!up)
         throw DesktopSessionError(u"the virtual X server (package xvfb) did not start: %1"_qs.arg(
             QString::fromUtf8(contentOf(path(u"xvfb.log"_qs)))));
-    const QByteArray display = ":" + contentOf(file).trimmed();
-    m_environment.insert(u"DISPLAY"_qs, QString::fromLatin1(display));
-    m_keyboard = std::make_unique<Keyboard>(display);
+    const auto display = QString::fromLatin1(":" + contentOf(file).trimmed());
+    m_environment.insert(u"DISPLAY"_qs, display);
+    m_keyboard = std::make_unique<PhysicalKeyboard>(display);
     shell(u"xsetroot -solid '#35506b'"_qs);
 }
 
@@ -171,10 +160,9 @@ QString DesktopSession::busWithoutSecrets() {
             QFile::link(installed.filePath(name), services + u'/' + name);
     const auto file = path(u"bus.conf"_qs);
     const auto configuration =
-        QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><servicedir>%2</servicedir>"
-                       "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
-            .arg(path(u"run"_qs), services)
+        u"<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><servicedir>%2</servicedir>"
+        "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+        "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>"_qs.arg(path(u"run"_qs), services)
             .toUtf8();
     writeFile(file, configuration);
     return file;
@@ -201,8 +189,8 @@ void DesktopSession::startSound() {
                                u"-L"_qs, u"module-native-protocol-unix auth-anonymous=1 socket=%1"_qs.arg(socket),
                                u"-L"_qs, u"module-null-sink sink_name=mouth channels=1 rate=%1"_qs.arg(rate), u"-L"_qs,
                                u"module-null-sink sink_name=speakers rate=48000"_qs, u"-L"_qs,
-                               QStringLiteral("module-remap-source master=mouth.monitor source_name=microphone "
-                                              "source_properties='device.description=\"Virtual Microphone\"'")},
+                               u"module-remap-source master=mouth.monitor source_name=microphone "
+                               "source_properties='device.description=\"Virtual Microphone\"'"_qs},
                               socket));
     if (!waitUntil([this] { return shell(u"pactl info"_qs).contains(u"Server Name"_qs); }, startLimit))
         throw DesktopSessionError(u"the sound server did not answer"_qs);
@@ -256,6 +244,12 @@ void DesktopSession::lockKeyring() {
 
 void DesktopSession::unlockKeyring() {
     run(u"/usr/bin/python3"_qs, {QStringLiteral(QUILLO_DESKTOP_TESTS "/unlock-keyring.py")});
+}
+
+void DesktopSession::recognise(const QString& words) {
+    const auto script = path(u"script.json"_qs);
+    writeFile(script, R"({"events": [{"at": 0.2, "final": ")" + words.toUtf8() + R"("}]})");
+    m_environment.insert(u"QUILLO_SERVER_OPTIONS"_qs, u"--recogniser scripted --script "_qs + script);
 }
 
 QProcess& DesktopSession::startQuillo(const std::vector<std::pair<QString, QString>>& settings,
@@ -322,14 +316,9 @@ DesktopSession::FieldReport DesktopSession::fieldReport() const {
 }
 
 std::chrono::nanoseconds DesktopSession::sendKey(int keycode, bool press) {
-    XTestFakeKeyEvent(m_keyboard->display, static_cast<unsigned>(keycode), press, CurrentTime);
-    XFlush(m_keyboard->display);
+    m_keyboard->programKey(keycode, press);
     return monotonicNow();
 }
-
-std::chrono::nanoseconds DesktopSession::pressKey(int keycode) { return sendKey(keycode, true); }
-
-std::chrono::nanoseconds DesktopSession::releaseKey(int keycode) { return sendKey(keycode, false); }
 
 QString DesktopSession::synthesize(const QString& sentence, const QString& voice) {
     const auto hash = QCryptographicHash::hash((voice + sentence).toUtf8(), QCryptographicHash::Sha1).toHex().left(12);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Support/PhysicalKeyboard.h"
+
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -45,7 +47,8 @@ public:
     [[nodiscard]] QString path(const QString& name) const { return m_folder.filePath(name); }
     QProcessEnvironment& environment() { return m_environment; }
     void keepFolder() { m_folder.setAutoRemove(false); }
-    /// For the end of a failed test: keeps the folder with a picture of the screen in it, and prints where it is.
+    /// For a failed test: keeps the folder with a picture of the screen in it, and prints where it is. Comes without
+    /// being asked for where the session ends with the test.
     void explainFailure();
 
     /// Starts `program` in the session; its output goes to NAME.log in the folder. It is ended with the session.
@@ -55,6 +58,8 @@ public:
     QString shell(const QString& command) { return run(u"sh"_qs, {u"-c"_qs, command}); }
     void end(QProcess& process);
 
+    /// From its next start on, the application's own server hears `words`, whatever is said.
+    void recognise(const QString& words);
     /// Starts the application, through `wrapper` if there is one, with `settings` (key, value), and waits until it
     /// answers; without a session bus, until its log says that it is up.
     QProcess& startQuillo(const std::vector<std::pair<QString, QString>>& settings = {},
@@ -80,8 +85,8 @@ public:
     [[nodiscard]] FieldReport fieldReport() const;
 
     /// Presses or releases a key as a keyboard would; `keycode` is the X server's (evdev + 8). Returns the moment.
-    std::chrono::nanoseconds pressKey(int keycode);
-    std::chrono::nanoseconds releaseKey(int keycode);
+    std::chrono::nanoseconds pressKey(int keycode) { return sendKey(keycode, true); }
+    std::chrono::nanoseconds releaseKey(int keycode) { return sendKey(keycode, false); }
 
     /// Synthesizes `sentence` into a file, once per sentence and voice.
     QString synthesize(const QString& sentence, const QString& voice = u"rms"_qs);
@@ -100,8 +105,6 @@ public:
     static constexpr int rightSuper = 134;
 
 private:
-    struct Keyboard;
-
     void startDisplay();
     void startBus();
     QString busWithoutSecrets();
@@ -116,7 +119,7 @@ private:
     QTemporaryDir m_folder;
     QProcessEnvironment m_environment;
     std::vector<std::unique_ptr<QProcess>> m_processes;
-    std::unique_ptr<Keyboard> m_keyboard;
+    std::unique_ptr<PhysicalKeyboard> m_keyboard;
     std::vector<QProcess*> m_sound; ///< among m_processes
     QString m_fieldReportFile;
 };

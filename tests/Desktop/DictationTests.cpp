@@ -17,24 +17,9 @@ const QString english = u"en"_qs;
 
 class DictationTest : public testing::Test {
 protected:
-    void TearDown() override {
-        if (m_quillo)
-            session.end(*m_quillo);
-        if (HasFailure())
-            session.explainFailure();
-    }
-
-    void start(const QString& serverOptions = {}) {
-        session.environment().insert(u"QUILLO_SERVER_OPTIONS"_qs, serverOptions);
+    void start() {
         m_quillo = &session.startQuillo({{u"primaryLanguage"_qs, english}, {u"smartSpacing"_qs, u"false"_qs}});
         session.openTextField();
-    }
-
-    /// A server option that makes the recogniser answer `script`, a JSON object.
-    QString scripted(const QByteArray& script) {
-        const auto file = session.path(u"script.json"_qs);
-        writeFile(file, script);
-        return u"--recogniser scripted --script "_qs + file;
     }
 
     /// Holds the key while `speech` plays and returns what the field received by it.
@@ -94,7 +79,9 @@ TEST_F(DictationTest, AServiceOverHTTPRecognisesAsWell) {
         return quillo::server::test::StandInService::Reply{.body = R"({"text": "Heard by a service over HTTP."})"};
     });
     session.environment().insert(u"QUILLO_RECOGNISER_KEY"_qs, u"key-of-the-service"_qs);
-    start(u"--recogniser http --recogniser-url %1"_qs.arg(QString::fromStdString(service.url())));
+    session.environment().insert(u"QUILLO_SERVER_OPTIONS"_qs,
+                                 u"--recogniser http --recogniser-url "_qs + QString::fromStdString(service.url()));
+    start();
     EXPECT_EQ(hold(session.synthesize(u"I am running a few minutes late."_qs)).trimmed(),
               u"Heard by a service over HTTP."_qs);
     EXPECT_EQ(authorization, "Authorization: Bearer key-of-the-service");
@@ -105,7 +92,8 @@ TEST_F(DictationTest, TheCommandLineDictatesToo) {
     int code = 0;
     session.quillo({u"start"_qs}, &code);
     EXPECT_EQ(code, 3) << "nothing runs yet";
-    start(scripted(R"({"events": [{"at": 0.2, "final": "From the command line."}]})"));
+    session.recognise(u"From the command line."_qs);
+    start();
     const auto command = [&](const char* name) {
         session.quillo({QString::fromLatin1(name)}, &code);
         EXPECT_EQ(code, 0) << name;
@@ -139,7 +127,8 @@ TEST_F(DictationTest, TheCommandLineDictatesToo) {
 }
 
 TEST_F(DictationTest, AServerThatDiesIsStartedAgainAtTheSameAddress) {
-    start(scripted(R"({"events": [{"at": 0.2, "final": "Once more."}]})"));
+    session.recognise(u"Once more."_qs);
+    start();
     const auto speech = session.synthesize(u"a word or two"_qs);
     EXPECT_EQ(hold(speech), u"Once more."_qs);
     session.run(u"pkill"_qs, {u"-KILL"_qs, u"-P"_qs, QString::number(m_quillo->processId()), u"quillo-server"_qs});

@@ -26,12 +26,6 @@ QString words(const char* key) {
 
 class Failure : public testing::Test {
 protected:
-    void TearDown() override {
-        if (HasFailure() && m_desktop)
-            m_desktop->session.explainFailure();
-        m_desktop.reset();
-    }
-
     ScriptedDesktop& begin(ScriptedDesktop::Options options = {}) {
         m_desktop.emplace(std::move(options));
         return *m_desktop;

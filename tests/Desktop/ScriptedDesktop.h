@@ -3,6 +3,8 @@
 #include "DesktopSession.h"
 #include "Server/Transcription/Support/StandInService.h"
 
+#include <gtest/gtest.h>
+
 #include <mutex>
 
 namespace quillo::test {
@@ -62,6 +64,21 @@ private:
     QProcess* m_quillo = nullptr;
     QString m_speech;
     std::chrono::nanoseconds m_released{};
+};
+
+/// The tests of one suite in one session: it is what takes long to come up.
+class OnOneDesktop : public testing::Test {
+protected:
+    static void SetUpTestSuite() { s_desktop = std::make_unique<ScriptedDesktop>(); }
+    static void TearDownTestSuite() { s_desktop.reset(); }
+    void TearDown() override {
+        if (HasFailure())
+            session.explainFailure();
+    }
+
+    static inline std::unique_ptr<ScriptedDesktop> s_desktop;
+    ScriptedDesktop& desktop = *s_desktop;
+    DesktopSession& session = desktop.session;
 };
 
 } // namespace quillo::test

@@ -16,17 +16,9 @@ const QString said = u"Nothing is ever lost."_qs;
 
 class Startup : public testing::Test {
 protected:
-    void TearDown() override {
-        if (HasFailure() && m_session)
-            m_session->explainFailure();
-        m_session.reset();
-    }
-
     DesktopSession& begin(DesktopSession::Options options) {
         m_session.emplace(options);
-        const auto script = m_session->path(u"script.json"_qs);
-        writeFile(script, R"({"events": [{"at": 0.2, "final": ")" + said.toUtf8() + R"("}]})");
-        m_session->environment().insert(u"QUILLO_SERVER_OPTIONS"_qs, u"--recogniser scripted --script "_qs + script);
+        m_session->recognise(said);
         return *m_session;
     }
 

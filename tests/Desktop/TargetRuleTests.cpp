@@ -12,11 +12,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class TargetRules : public testing::Test {
+class TargetRules : public OnOneDesktop {
 protected:
-    static void SetUpTestSuite() { s_desktop = std::make_unique<ScriptedDesktop>(); }
-    static void TearDownTestSuite() { s_desktop.reset(); }
-
     void SetUp() override {
         first = openQtField(session);
         second = openGtkField(session);
@@ -25,13 +22,9 @@ protected:
     void TearDown() override {
         session.end(*first.process);
         session.end(*second.process);
-        if (HasFailure())
-            session.explainFailure();
+        OnOneDesktop::TearDown();
     }
 
-    static inline std::unique_ptr<ScriptedDesktop> s_desktop;
-    ScriptedDesktop& desktop = *s_desktop;
-    DesktopSession& session = desktop.session;
     TargetWindow first;
     TargetWindow second;
 };

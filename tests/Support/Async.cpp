@@ -1,6 +1,5 @@
 #include "Support/Async.h"
 
-#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QTimer>

@@ -10,7 +10,7 @@
 
 namespace quillo::test {
 
-DesktopShell::DesktopShell() : m_connection(XcbConnection::open(QStringLiteral("desktop shell"))) {
+DesktopShell::DesktopShell() : m_connection(XcbConnection::open(u"desktop shell"_qs)) {
     if (!m_connection)
         throw std::runtime_error("the desktop shell found no X server");
     adopt(xcb_input_xi_query_version_reply(m_connection->get(), xcb_input_xi_query_version(m_connection->get(), 2, 2),

@@ -18,8 +18,8 @@ public:
     /// Whether a failing `makeInputUnit` also returns null.
     bool hasUnit = true;
     double sampleRate = 48000;
-    std::vector<AudioHardwareDevice> devices{{QStringLiteral("mic"), QStringLiteral("Microphone"), false}};
-    std::optional<QString> standard = QStringLiteral("mic");
+    std::vector<AudioHardwareDevice> devices{{u"mic"_qs, u"Microphone"_qs, false}};
+    std::optional<QString> standard = u"mic"_qs;
     AudioStatus refused = -1; ///< the status that means: permission denied
     /// Called inside `start`, on the service's thread.
     std::function<void()> onStart;
@@ -60,11 +60,11 @@ public:
             m_outputHandler();
     }
     std::unique_ptr<AudioInputUnit> makeInputUnit(AudioStatus& status) override {
-        status = record(QStringLiteral("makeInputUnit"));
+        status = record(u"makeInputUnit"_qs);
         return hasUnit ? std::make_unique<Unit>(*this) : nullptr;
     }
     [[nodiscard]] bool isPermissionDenied(AudioStatus status) const override { return status == refused; }
-    [[nodiscard]] QString describe(AudioStatus) const override { return QStringLiteral("scripted"); }
+    [[nodiscard]] QString describe(AudioStatus) const override { return u"scripted"_qs; }
 
 private:
     class Unit final : public AudioInputUnit {
@@ -72,26 +72,26 @@ private:
         explicit Unit(FakeAudioHardware& hardware) : m_hardware(hardware) {}
         ~Unit() override {
             silence();
-            m_hardware.record(QStringLiteral("dispose"));
+            m_hardware.record(u"dispose"_qs);
         }
-        AudioStatus enableInput() override { return m_hardware.record(QStringLiteral("enableInput")); }
-        AudioStatus disableOutput() override { return m_hardware.record(QStringLiteral("disableOutput")); }
+        AudioStatus enableInput() override { return m_hardware.record(u"enableInput"_qs); }
+        AudioStatus disableOutput() override { return m_hardware.record(u"disableOutput"_qs); }
         AudioStatus setCurrentDevice(const QString& id) override {
-            return m_hardware.record(QStringLiteral("setCurrentDevice"), id);
+            return m_hardware.record(u"setCurrentDevice"_qs, id);
         }
         AudioStatus getDeviceFormat(AudioStreamFormat& format) override {
             format = {m_hardware.sampleRate, 2, 16, 4, 1};
-            return m_hardware.record(QStringLiteral("getDeviceFormat"));
+            return m_hardware.record(u"getDeviceFormat"_qs);
         }
-        AudioStatus setClientFormat(double) override { return m_hardware.record(QStringLiteral("setClientFormat")); }
+        AudioStatus setClientFormat(double) override { return m_hardware.record(u"setClientFormat"_qs); }
         AudioStatus setInputCallback(InputCallback input, LostCallback lost) override {
             m_input = std::move(input);
             m_lost = std::move(lost);
-            return m_hardware.record(QStringLiteral("setInputCallback"));
+            return m_hardware.record(u"setInputCallback"_qs);
         }
-        AudioStatus initialize() override { return m_hardware.record(QStringLiteral("initialize")); }
+        AudioStatus initialize() override { return m_hardware.record(u"initialize"_qs); }
         AudioStatus start() override {
-            const auto status = m_hardware.record(QStringLiteral("start"));
+            const auto status = m_hardware.record(u"start"_qs);
             if (m_hardware.onStart)
                 m_hardware.onStart();
             if (status != 0)
@@ -103,13 +103,13 @@ private:
         }
         AudioStatus pause() override {
             silence();
-            return m_hardware.record(QStringLiteral("pause"));
+            return m_hardware.record(u"pause"_qs);
         }
         AudioStatus stop() override {
             silence();
-            return m_hardware.record(QStringLiteral("stop"));
+            return m_hardware.record(u"stop"_qs);
         }
-        AudioStatus uninitialize() override { return m_hardware.record(QStringLiteral("uninitialize")); }
+        AudioStatus uninitialize() override { return m_hardware.record(u"uninitialize"_qs); }
 
     private:
         void silence() {

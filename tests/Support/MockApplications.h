@@ -10,7 +10,7 @@ namespace quillo::test {
 class MockApplications final : public Applications {
 public:
     std::optional<RunningApplication> front =
-        RunningApplication{.pid = 4711, .name = QStringLiteral("Editor"), .bundleIdentifier = QStringLiteral("editor")};
+        RunningApplication{.pid = 4711, .name = u"Editor"_qs, .bundleIdentifier = u"editor"_qs};
     bool canActivate = true;
     std::vector<RunningApplication> activated;
 

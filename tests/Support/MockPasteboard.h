@@ -63,12 +63,11 @@ public:
     /// Another application puts `text` there.
     void copy(const QString& text) {
         takeOver();
-        contents.formats = {{QStringLiteral("UTF8_STRING"), text.toUtf8()}};
+        contents.formats = {{u"UTF8_STRING"_qs, text.toUtf8()}};
     }
     [[nodiscard]] QString text() const {
-        return QString::fromUtf8(contents.formats.contains(QStringLiteral("UTF8_STRING"))
-                                     ? contents.formats.at(QStringLiteral("UTF8_STRING"))
-                                     : QByteArray());
+        return QString::fromUtf8(contents.formats.contains(u"UTF8_STRING"_qs) ? contents.formats.at(u"UTF8_STRING"_qs)
+                                                                              : QByteArray());
     }
 
     [[nodiscard]] bool isAvailable() const override { return available; }
@@ -83,7 +82,7 @@ public:
         }
         if (readDelay.count() > 0)
             co_await m_clock.sleep(readDelay);
-        co_return contents;
+        co_return PasteboardContents(contents); // a copy: a member that is named alone would be moved from
     }
     Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse) override {
         copy(text);

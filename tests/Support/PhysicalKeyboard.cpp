@@ -6,7 +6,6 @@
 #include <memory>
 #include <stdexcept>
 
-#include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
@@ -25,6 +24,7 @@ PhysicalKeyboard::PhysicalKeyboard(const QString& display)
     : m_connection(xcb_connect(display.toLatin1().constData(), nullptr)) {
     if (xcb_connection_has_error(m_connection) != 0)
         throw std::runtime_error("the display does not accept another client");
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
     // The extension answers only clients that have said which version they speak.
     adopt(xcb_input_xi_query_version_reply(m_connection, xcb_input_xi_query_version(m_connection, 2, 2), nullptr));
     m_firstEvent = xcb_get_extension_data(m_connection, &xcb_input_id)->first_event;
@@ -52,6 +52,20 @@ void PhysicalKeyboard::key(int keycode, bool press) {
                                                                     XCB_CURRENT_TIME, 0, 0, 0, m_device)));
     if (error)
         throw std::runtime_error("the X server refused a key");
+}
+
+void PhysicalKeyboard::programKey(int keycode, bool press) const {
+    xcb_test_fake_input(m_connection, press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, static_cast<uint8_t>(keycode),
+                        XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+    xcb_flush(m_connection);
+}
+
+bool PhysicalKeyboard::grabKeyboard() const {
+    const auto grab = adopt(xcb_grab_keyboard_reply(
+        m_connection,
+        xcb_grab_keyboard(m_connection, 0, m_root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr));
+    return grab && grab->status == XCB_GRAB_STATUS_SUCCESS;
 }
 
 std::vector<int> PhysicalKeyboard::keysDown() const {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-struct xcb_connection_t;
+#include <xcb/xcb.h>
 
 namespace quillo::test {
 
@@ -21,11 +21,18 @@ public:
 
     /// Presses or releases a key by its X key code; returns once the server has processed it.
     void key(int keycode, bool press);
+    /// Presses or releases a key of the device that programs send keys through, without waiting.
+    void programKey(int keycode, bool press) const;
+    /// Takes the whole keyboard, as a screen locker does. False when another client has it.
+    [[nodiscard]] bool grabKeyboard() const;
     /// The key codes that are down on any device.
     [[nodiscard]] std::vector<int> keysDown() const;
 
-private:
+protected:
     xcb_connection_t* m_connection;
+    xcb_window_t m_root;
+
+private:
     uint8_t m_device = 0;
     uint8_t m_firstEvent = 0;
 };

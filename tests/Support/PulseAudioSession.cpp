@@ -95,7 +95,8 @@ std::unique_ptr<ChildProcess> PulseAudioSession::speak(const QString& name, cons
     std::vector<int16_t> frames;
     frames.reserve(samples.size() * static_cast<size_t>(microphone.channels));
     for (const auto sample : samples)
-        frames.insert(frames.end(), static_cast<size_t>(microphone.channels), sample);
+        for (int channel = 0; channel < microphone.channels; ++channel)
+            frames.push_back(channel == 0 || microphone.channels == 2 ? sample : int16_t(0));
     const auto bytes = std::as_bytes(std::span(frames));
     const auto file = m_folder.filePath(name + u".raw"_qs);
     writeFile(file, QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size())));

@@ -28,7 +28,8 @@ public:
     /// Unplugs it.
     void removeMicrophone(const QString& name);
     void setDefaultSource(const QString& name);
-    /// Plays 16-bit samples, the same on every channel, into the microphone; the process ends when all are played.
+    /// Plays 16-bit samples into the microphone, on both channels of two and on the first of more; the process ends
+    /// when all are played.
     std::unique_ptr<ChildProcess> speak(const QString& name, const std::vector<int16_t>& samples);
 
     /// Kills the server with everything in it.

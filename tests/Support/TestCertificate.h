@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QSslConfiguration>
-#include <QString>
 
 namespace quillo::test {
 

@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 
 #include <sys/prctl.h>
@@ -19,11 +18,6 @@
 namespace quillo::test {
 
 namespace {
-
-template <class T>
-std::unique_ptr<T, decltype(&std::free)> adopt(T* memory) {
-    return {memory, &std::free};
-}
 
 std::unique_ptr<QProcess> start(const QString& program, const QStringList& arguments) {
     auto process = std::make_unique<QProcess>();
@@ -79,8 +73,7 @@ XSession::XSession(Bus bus) {
 
 XSession::~XSession() {
     m_keyboard.reset();
-    if (m_connection != nullptr)
-        xcb_disconnect(m_connection);
+    m_connection.reset();
     end(m_windowManager);
     end(m_bus);
     end(m_server);
@@ -89,13 +82,10 @@ XSession::~XSession() {
 void XSession::startServer() {
     m_server = start(u"Xvfb"_qs, u"-displayfd 1 -screen 0 1280x800x24 -nolisten tcp -noreset"_qs.split(u' '));
     qputenv("DISPLAY", ":" + readLine(*m_server, "Xvfb"));
-    m_connection = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(m_connection) != 0)
+    m_connection = XcbConnection::open(u"the session"_qs);
+    if (!m_connection)
         throw std::runtime_error("cannot connect to Xvfb");
-    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-    xcb_xkb_use_extension_reply_t* used =
-        xcb_xkb_use_extension_reply(m_connection, xcb_xkb_use_extension(m_connection, 1, 0), nullptr);
-    std::free(used); // NOLINT
+    adopt(xcb_xkb_use_extension_reply(connection(), xcb_xkb_use_extension(connection(), 1, 0), nullptr));
 }
 
 void XSession::startBus() {
@@ -108,7 +98,7 @@ void XSession::startWindowManager() {
     writeFile(path(u"openbox.xml"_qs), R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
 <focus><focusNew>yes</focusNew></focus><keyboard></keyboard></openbox_config>)");
     m_windowManager = start(u"openbox"_qs, {u"--config-file"_qs, path(u"openbox.xml"_qs)});
-    if (!waitUntil([this] { return !property(m_root, "_NET_SUPPORTING_WM_CHECK").empty(); }))
+    if (!waitUntil([this] { return m_connection->item(root(), atom("_NET_SUPPORTING_WM_CHECK")) != 0; }))
         throw std::runtime_error("openbox did not start");
 }
 
@@ -128,27 +118,27 @@ void XSession::setLayout(const QString& layout, unsigned group, const QString& o
     if (!option.isEmpty())
         arguments << u"-option"_qs << option;
     run(u"setxkbmap"_qs, arguments);
-    xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<uint8_t>(group), 0, 0, 0);
-    (void)isKeyDown(0);
+    xcb_xkb_latch_lock_state(connection(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, static_cast<uint8_t>(group), 0, 0, 0);
+    m_connection->roundTrip();
 }
 
 void XSession::setCapsLock(bool on) {
-    xcb_xkb_latch_lock_state(m_connection, XCB_XKB_ID_USE_CORE_KBD, XCB_MOD_MASK_LOCK, on ? XCB_MOD_MASK_LOCK : 0, 0, 0,
+    xcb_xkb_latch_lock_state(connection(), XCB_XKB_ID_USE_CORE_KBD, XCB_MOD_MASK_LOCK, on ? XCB_MOD_MASK_LOCK : 0, 0, 0,
                              0, 0, 0);
-    (void)isKeyDown(0);
+    m_connection->roundTrip();
 }
 
 bool XSession::capsLock() const {
     const auto state =
-        adopt(xcb_xkb_get_state_reply(m_connection, xcb_xkb_get_state(m_connection, XCB_XKB_ID_USE_CORE_KBD), nullptr));
+        adopt(xcb_xkb_get_state_reply(connection(), xcb_xkb_get_state(connection(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
     return state && (state->lockedMods & XCB_MOD_MASK_LOCK) != 0;
 }
 
 QByteArray XSession::keyboardMapping() const {
-    const auto* setup = xcb_get_setup(m_connection);
+    const auto* setup = xcb_get_setup(connection());
     const auto reply = adopt(xcb_get_keyboard_mapping_reply(
-        m_connection,
-        xcb_get_keyboard_mapping(m_connection, setup->min_keycode,
+        connection(),
+        xcb_get_keyboard_mapping(connection(), setup->min_keycode,
                                  static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1)),
         nullptr));
     const auto size =
@@ -158,9 +148,8 @@ QByteArray XSession::keyboardMapping() const {
 }
 
 bool XSession::isKeyDown(uint16_t evdevCode) const {
-    const auto reply = adopt(xcb_query_keymap_reply(m_connection, xcb_query_keymap(m_connection), nullptr));
-    const unsigned keycode = evdevCode + 8U;
-    return reply && (reply->keys[keycode / 8] >> (keycode % 8) & 1) != 0;
+    const auto down = m_keyboard->keysDown();
+    return std::find(down.begin(), down.end(), evdevCode + 8) != down.end();
 }
 
 void XSession::physicalKey(uint16_t evdevCode, bool press) { m_keyboard->key(evdevCode + 8, press); }
@@ -170,32 +159,11 @@ void XSession::tapPhysicalKey(uint16_t evdevCode) {
     physicalKey(evdevCode, false);
 }
 
-xcb_atom_t XSession::atom(const char* name) const {
-    const auto reply = adopt(xcb_intern_atom_reply(
-        m_connection, xcb_intern_atom(m_connection, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr));
-    return reply->atom;
-}
-
-std::vector<uint32_t> XSession::property(xcb_window_t window, const char* name) const {
-    const auto reply = adopt(xcb_get_property_reply(
-        m_connection, xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, 1024), nullptr));
-    if (!reply || reply->format != 32)
-        return {};
-    const auto* items = static_cast<const uint32_t*>(xcb_get_property_value(reply.get()));
-    return {items, items + reply->value_len};
-}
-
 QString XSession::activeTitle() {
-    const auto active = property(m_root, "_NET_ACTIVE_WINDOW");
-    if (active.empty() || active.front() == 0)
-        return {};
-    for (const xcb_atom_t name : {atom("_NET_WM_NAME"), static_cast<xcb_atom_t>(XCB_ATOM_WM_NAME)}) {
-        const auto reply = adopt(xcb_get_property_reply(
-            m_connection, xcb_get_property(m_connection, 0, active.front(), name, XCB_ATOM_ANY, 0, 1024), nullptr));
-        if (reply && reply->value_len > 0)
-            return QString::fromUtf8(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                                     xcb_get_property_value_length(reply.get()));
-    }
+    const auto active = m_connection->item(root(), atom("_NET_ACTIVE_WINDOW"));
+    for (const xcb_atom_t name : {atom("_NET_WM_NAME"), static_cast<xcb_atom_t>(XCB_ATOM_WM_NAME)})
+        if (const auto title = m_connection->property(active, name); active != 0 && title && !title->data.isEmpty())
+            return QString::fromUtf8(title->data);
     return {};
 }
 
@@ -206,11 +174,11 @@ xcb_window_t XSession::waitForActiveWindow(const QString& title) {
         [&] {
             if (activeTitle() != title)
                 return false;
-            found = property(m_root, "_NET_ACTIVE_WINDOW").front();
+            found = m_connection->item(root(), atom("_NET_ACTIVE_WINDOW"));
             // The window manager announces the window before it gives it the focus.
             const auto focus =
-                adopt(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-            if (focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT && focus->focus != m_root)
+                adopt(xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
+            if (focus && focus->focus > XCB_INPUT_FOCUS_POINTER_ROOT && focus->focus != root())
                 return true;
             // The window manager may have tried before the window was visible; a repeated request makes it try again.
             if (asked.hasExpired()) {
@@ -233,9 +201,9 @@ void XSession::activate(xcb_window_t window) {
     message.window = window;
     message.type = atom("_NET_ACTIVE_WINDOW");
     message.data.data32[0] = 2;
-    xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+    xcb_send_event(connection(), 0, root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&message));
-    xcb_flush(m_connection);
+    m_connection->flush();
 }
 
 TextFieldProgram::TextFieldProgram(XSession& session, const QStringList& arguments)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Linux/X11/XcbConnection.h"
 #include "Support/PhysicalKeyboard.h"
 
 #include <QProcess>
@@ -9,9 +10,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
-
-#include <xcb/xcb.h>
 
 namespace quillo::test {
 
@@ -53,22 +51,20 @@ public:
     [[nodiscard]] QString activeTitle();
     void activate(xcb_window_t window);
 
-    [[nodiscard]] xcb_connection_t* connection() const { return m_connection; }
-    [[nodiscard]] xcb_window_t root() const { return m_root; }
-    xcb_atom_t atom(const char* name) const;
+    [[nodiscard]] xcb_connection_t* connection() const { return m_connection->get(); }
+    [[nodiscard]] xcb_window_t root() const { return m_connection->root(); }
+    xcb_atom_t atom(const char* name) const { return m_connection->atom(name); }
 
 private:
     void startServer();
     void startBus();
     void startWindowManager();
-    [[nodiscard]] std::vector<uint32_t> property(xcb_window_t window, const char* name) const;
 
     QTemporaryDir m_directory;
     std::unique_ptr<QProcess> m_server;
     std::unique_ptr<QProcess> m_bus;
     std::unique_ptr<QProcess> m_windowManager;
-    xcb_connection_t* m_connection = nullptr;
-    xcb_window_t m_root = 0;
+    std::unique_ptr<XcbConnection> m_connection;
     std::unique_ptr<PhysicalKeyboard> m_keyboard;
 };
 

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "Platform/Linux/X11/XcbConnection.h"
+
 #include <QPoint>
 #include <QRect>
 #include <QString>
 
-#include <memory>
 #include <set>
-#include <xcb/xcb.h>
 
 namespace quillo::test {
 
@@ -15,13 +15,12 @@ namespace quillo::test {
 class DesktopClient {
 public:
     DesktopClient();
-    ~DesktopClient();
-    DesktopClient(const DesktopClient&) = delete;
-    DesktopClient& operator=(const DesktopClient&) = delete;
 
     [[nodiscard]] xcb_window_t window() const { return m_window; }
     /// `_NET_ACTIVE_WINDOW` of the window manager.
-    [[nodiscard]] xcb_window_t activeWindow() const;
+    [[nodiscard]] xcb_window_t activeWindow() const {
+        return m_connection->item(m_connection->root(), m_connection->atom("_NET_ACTIVE_WINDOW"));
+    }
     [[nodiscard]] xcb_window_t inputFocus() const;
     /// The names in `_NET_WM_STATE` of `window`.
     [[nodiscard]] std::set<QString> states(xcb_window_t window) const;
@@ -33,11 +32,7 @@ public:
     void button(bool pressed);
 
 private:
-    [[nodiscard]] xcb_atom_t atom(const char* name) const;
-    [[nodiscard]] std::vector<uint32_t> property(xcb_window_t window, const char* name) const;
-
-    xcb_connection_t* m_connection;
-    xcb_window_t m_root;
+    std::unique_ptr<XcbConnection> m_connection;
     xcb_window_t m_window;
 };
 

@@ -22,19 +22,17 @@ FakeApplication::FakeApplication(RecordingStore* store) : windowHints(createX11W
     hooks.followLanguages = [this](QObject*, std::function<void()> update) { languagesChanged = std::move(update); };
     hooks.selectLanguage = [this](const QString& code) { chosenLanguage = code; };
     hooks.listMicrophones = [](const auto& answer) {
-        answer({{QStringLiteral("usb"), QStringLiteral("Desk & Chair Microphone"), {}, true},
-                {QStringLiteral("built-in"), QStringLiteral("Built-in Audio"), {}, false}});
+        answer(
+            {{u"usb"_qs, u"Desk & Chair Microphone"_qs, {}, true}, {u"built-in"_qs, u"Built-in Audio"_qs, {}, false}});
     };
     hooks.selectMicrophone = [this](const std::optional<QString>& id) { chosenMicrophones << id.value_or(QString()); };
     hooks.hotkeyName = [this] { return hotkey; };
-    hooks.hotkeySteps = [] {
-        return QStringLiteral("In the keyboard settings, bind a key to this command:\n  quillo toggle");
-    };
+    hooks.hotkeySteps = [] { return u"In the keyboard settings, bind a key to this command:\n  quillo toggle"_qs; };
     hooks.observeHotkey = [this](std::function<void(bool)> observer) { hotkeyObserver = std::move(observer); };
     hooks.toggleHotkeyName = [this] { return toggleHotkey; };
     hooks.hotkeyConflict = [this] { return hotkeyConflict; };
     hooks.takeFreeHotkey = [this] {
-        toggleHotkey = QStringLiteral("Ctrl+Alt+Space");
+        toggleHotkey = u"Ctrl+Alt+Space"_qs;
         hotkeyConflict.reset();
     };
     hooks.chooseHotkey = [this](bool isToggle, std::function<void(QString)> answer) {

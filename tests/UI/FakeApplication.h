@@ -36,14 +36,14 @@ public:
     void show() override {}
     void quit() override {}
     [[nodiscard]] AccountState account() const override { return accountState; }
-    void signIn() override { begin(QStringLiteral("signIn")); }
-    void registerAccount() override { begin(QStringLiteral("registerAccount")); }
+    void signIn() override { begin(u"signIn"_qs); }
+    void registerAccount() override { begin(u"registerAccount"_qs); }
     void cancelSignIn() override {
-        accountRequests << QStringLiteral("cancelSignIn");
+        accountRequests << u"cancelSignIn"_qs;
         accountState.isBusy = false;
     }
-    void signOut() override { begin(QStringLiteral("signOut")); }
-    void deleteAccount() override { begin(QStringLiteral("deleteAccount")); }
+    void signOut() override { begin(u"signOut"_qs); }
+    void deleteAccount() override { begin(u"deleteAccount"_qs); }
     void openURL(const QString&) override {}
     void deleteRecord(const QString&) override {}
     void retranscribeRecord(const QString&, const QString&) override {}
@@ -61,8 +61,8 @@ public:
     AccountState accountState{.kind = AccountState::Kind::anonymous};
     QStringList accountRequests; ///< the names of the commands
 
-    QString hotkey = QStringLiteral("Right Super");
-    QString toggleHotkey = QStringLiteral("Alt+Space");
+    QString hotkey = u"Right Super"_qs;
+    QString toggleHotkey = u"Alt+Space"_qs;
     std::optional<InterfaceConflict> hotkeyConflict;
     /// While a key is chosen: the user has pressed it; with its name, or why it cannot be.
     std::function<void(const QString& name, const QString& problem)> hotkeyChosen;

@@ -42,8 +42,8 @@ TEST_F(FloatingPillTest, NeverTakesTheFocus) {
     show();
     expectFocusUntouched();
     const auto states = other.states(windowId());
-    EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_ABOVE")));
-    EXPECT_TRUE(states.contains(QStringLiteral("_NET_WM_STATE_SKIP_TASKBAR")));
+    EXPECT_TRUE(states.contains(u"_NET_WM_STATE_ABOVE"_qs));
+    EXPECT_TRUE(states.contains(u"_NET_WM_STATE_SKIP_TASKBAR"_qs));
 
     ASSERT_TRUE(hover());
     other.button(true);

@@ -42,7 +42,7 @@ TEST_F(LanguageChange, ReachesTheMenu) {
         return texts;
     };
     const auto english = entries();
-    EXPECT_TRUE(english.contains(QStringLiteral("Quit Quillo")));
+    EXPECT_TRUE(english.contains(u"Quit Quillo"_qs));
     speak("de");
     const auto german = entries();
     for (const auto* text : {"Quillo beenden", "Diktat starten", "Mikrofon", "Diktiersprache", "Anmelden…"})
@@ -54,12 +54,12 @@ TEST_F(LanguageChange, ReachesTheMenu) {
 TEST_F(LanguageChange, ReachesThePill) {
     PillViewModel pill(store, clock, &Texts::lookUp, {});
     record();
-    EXPECT_EQ(pill.text(), QStringLiteral("Listening"));
+    EXPECT_EQ(pill.text(), u"Listening"_qs);
     speak("de");
-    EXPECT_EQ(pill.text(), QStringLiteral("Ich höre zu"));
-    send({action::TranscriptionError{QStringLiteral("broken")}});
+    EXPECT_EQ(pill.text(), u"Ich höre zu"_qs);
+    send({action::TranscriptionError{u"broken"_qs}});
     speak("ru");
-    EXPECT_TRUE(pill.text().startsWith(QStringLiteral("Сейчас"))) << pill.text().toStdString();
+    EXPECT_TRUE(pill.text().startsWith(u"Сейчас"_qs)) << pill.text().toStdString();
 }
 
 TEST_F(LanguageChange, ReachesAnOpenWindow) {
@@ -71,7 +71,7 @@ TEST_F(LanguageChange, ReachesAnOpenWindow) {
     };
     EXPECT_TRUE(shows("Which language do you dictate in?") && shows("Russian"));
     speak("de");
-    EXPECT_EQ(picker.title(), QStringLiteral("In welcher Sprache diktieren Sie?"));
+    EXPECT_EQ(picker.title(), u"In welcher Sprache diktieren Sie?"_qs);
     EXPECT_TRUE(shows("In welcher Sprache diktieren Sie?") && shows("Russisch"))
         << textsBelow(*picker.contentItem()).join(u'\n').toStdString();
 }
@@ -79,15 +79,15 @@ TEST_F(LanguageChange, ReachesAnOpenWindow) {
 TEST_F(LanguageChange, ReachesTheLanguagesAndTheKey) {
     LanguageListModel languages(application.hooks.listLanguages());
     speak("de");
-    languages.setFilter(QStringLiteral("russisch"));
+    languages.setFilter(u"russisch"_qs);
     EXPECT_EQ(languages.codeAt(languages.currentRow()), u"ru");
 
-    application.hooks.hotkeyName = [] { return Texts::lookUp(QStringLiteral("key.rightSuper")); };
+    application.hooks.hotkeyName = [] { return Texts::lookUp(u"key.rightSuper"_qs); };
     application.hooks.observeHotkey = [](const std::function<void(bool)>&) {};
     const HotkeyTrial trial(application.hooks, clock);
-    EXPECT_EQ(trial.name(), QStringLiteral("Super rechts"));
+    EXPECT_EQ(trial.name(), u"Super rechts"_qs);
     speak("fr");
-    EXPECT_EQ(trial.name(), QStringLiteral("Super droite"));
+    EXPECT_EQ(trial.name(), u"Super droite"_qs);
 }
 
 } // namespace

@@ -20,7 +20,7 @@ struct PillFixture : testing::Test, RecordingFixture {
 
     /// Shows an error, which stays until it is put away.
     void showError() {
-        send({action::StartRecording{}, action::ConnectionFailed{QStringLiteral("refused")}});
+        send({action::StartRecording{}, action::ConnectionFailed{u"refused"_qs}});
         ASSERT_TRUE(waitUntil([this] { return pill.window()->isExposed(); }));
     }
     void hide() {

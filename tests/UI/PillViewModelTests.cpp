@@ -11,9 +11,9 @@ namespace {
 
 struct PillViewModelTest : testing::Test, RecordingFixture {
     bool wanted = true;
-    PillViewModel pill{store, clock, [](const QString& name) -> QString { return name + QStringLiteral(" %1"); },
+    PillViewModel pill{store, clock, [](const QString& name) -> QString { return name + u" %1"_qs; },
                        [this] { return wanted; }};
-    QString key(const char* name) { return QString::fromUtf8(name) + QStringLiteral(" %1"); }
+    QString key(const char* name) { return QString::fromUtf8(name) + u" %1"_qs; }
 };
 
 struct Case {
@@ -27,26 +27,22 @@ struct Case {
 TEST_F(PillViewModelTest, ShowsEachState) {
     using namespace action;
     const StartRecording start;
-    const SessionStarted session{QStringLiteral("s"), false};
-    const PartialTranscriptReceived partial{QStringLiteral("Dear\nAda"), 1, {}, {}};
-    const TargetApplicationCaptured target{QStringLiteral("Editor")};
+    const SessionStarted session{u"s"_qs, false};
+    const PartialTranscriptReceived partial{u"Dear\nAda"_qs, 1, {}, {}};
+    const TargetApplicationCaptured target{u"Editor"_qs};
+    const StopRecording stop;
+    const RecordingFailed failed{RecordingError(RecordingError::Unknown{{}, {u"No\nsound"_qs}})};
     const std::vector<Case> cases{
         {"idle", {}, PillPhase::hidden, {}},
         {"hovering", {SetHovering{true}}, PillPhase::hovering, key("pill.ready")},
         {"connecting", {start}, PillPhase::connecting, key("pill.connecting")},
         {"recording", {start, session}, PillPhase::recording, key("pill.listening")},
-        {"target", {start, session, target}, PillPhase::recording, QStringLiteral("pill.listeningFor Editor")},
-        {"partial", {start, session, target, partial}, PillPhase::recording, QStringLiteral("Dear Ada"), true},
+        {"target", {start, session, target}, PillPhase::recording, u"pill.listeningFor Editor"_qs},
+        {"partial", {start, session, target, partial}, PillPhase::recording, u"Dear Ada"_qs, true},
         {"offline", {start, session, partial, SwitchedToOffline{}}, PillPhase::recordingOffline, key("pill.offline")},
         {"processing", {start, session, StopRecording{}}, PillPhase::processing, key("pill.processing")},
-        {"command",
-         {start, session, StopRecording{}, CommandProcessing{}},
-         PillPhase::command,
-         key("pill.commandProcessing")},
-        {"failed",
-         {start, RecordingFailed{RecordingError(RecordingError::Unknown{{}, {QStringLiteral("No\nsound")}})}},
-         PillPhase::error,
-         key("No sound")},
+        {"command", {start, session, stop, CommandProcessing{}}, PillPhase::command, key("pill.commandProcessing")},
+        {"failed", {start, failed}, PillPhase::error, key("No sound")},
     };
     for (const auto& wantedCase : cases) {
         SCOPED_TRACE(wantedCase.name);
@@ -70,7 +66,7 @@ TEST_F(PillViewModelTest, CancelledIsToldFromFailed) {
 }
 
 TEST_F(PillViewModelTest, AnErrorGoesByItselfButNotUnderThePointer) {
-    send({action::StartRecording{}, action::ConnectionFailed{QStringLiteral("refused")}});
+    send({action::StartRecording{}, action::ConnectionFailed{u"refused"_qs}});
     clock.advance(PillViewModel::errorDuration - 1ms);
     EXPECT_EQ(pill.phase(), u"error");
     pill.setHovering(true);
@@ -86,7 +82,7 @@ TEST_F(PillViewModelTest, AnErrorGoesByItselfButNotUnderThePointer) {
 }
 
 TEST_F(PillViewModelTest, AnErrorsTimerDoesNotEndTheNextRecording) {
-    send({action::StartRecording{}, action::ConnectionFailed{QStringLiteral("refused")}});
+    send({action::StartRecording{}, action::ConnectionFailed{u"refused"_qs}});
     clock.advance(PillViewModel::errorDuration / 2);
     record();
     clock.advance(PillViewModel::errorDuration);
@@ -154,7 +150,7 @@ TEST_F(PillViewModelTest, StaysAwayWhenNotWanted) {
 
 TEST_F(PillViewModelTest, KeepsWhatItShowedWhileItFades) {
     record();
-    send({action::PartialTranscriptReceived{QStringLiteral("Dear Ada"), 1, {}, {}}, action::RecordingCompleted{}});
+    send({action::PartialTranscriptReceived{u"Dear Ada"_qs, 1, {}, {}}, action::RecordingCompleted{}});
     EXPECT_FALSE(pill.isVisible());
     EXPECT_EQ(pill.text(), u"Dear Ada");
 }

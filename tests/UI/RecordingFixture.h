@@ -29,7 +29,7 @@ struct RecordingFixture {
         EventExecutor::main().drain();
     }
     /// Into the status `recording`.
-    void record() { send({action::StartRecording{}, action::SessionStarted{QStringLiteral("session"), false}}); }
+    void record() { send({action::StartRecording{}, action::SessionStarted{u"session"_qs, false}}); }
 };
 
 } // namespace quillo::test

@@ -44,8 +44,8 @@ struct TrayTest : testing::Test, RecordingFixture {
 };
 
 TEST_F(TrayTest, EntriesFollowTheRecording) {
-    auto* toggle = entry(tray.menu(), QStringLiteral("tray.startDictation"));
-    auto* cancel = entry(tray.menu(), QStringLiteral("tray.cancel"));
+    auto* toggle = entry(tray.menu(), u"tray.startDictation"_qs);
+    auto* cancel = entry(tray.menu(), u"tray.cancel"_qs);
     ASSERT_TRUE(toggle && cancel);
     EXPECT_FALSE(cancel->isEnabled());
     const auto trigger = [](QAction* action) {
@@ -70,7 +70,7 @@ TEST_F(TrayTest, IconTellsTheStates) {
         {action::StartRecording{}, TrayIcon::recording},
         {action::SwitchedToOffline{}, TrayIcon::offline},
         {action::StopRecording{}, TrayIcon::processing},
-        {action::TranscriptionError{QStringLiteral("m")}, TrayIcon::error},
+        {action::TranscriptionError{u"m"_qs}, TrayIcon::error},
         {action::ShowCancelledMessage{}, TrayIcon::idle}, // who cancels has not met an error
     };
     for (const auto& [action, icon] : steps) {
@@ -82,26 +82,26 @@ TEST_F(TrayTest, IconTellsTheStates) {
 TEST_F(TrayTest, MicrophonesAreAskedForWhenTheMenuOpens) {
     std::vector<std::optional<QString>> chosen;
     application.hooks.selectMicrophone = [&](const std::optional<QString>& id) { chosen.push_back(id); };
-    auto* submenu = entry(tray.menu(), QStringLiteral("tray.microphone"))->menu();
+    auto* submenu = entry(tray.menu(), u"tray.microphone"_qs)->menu();
     Q_EMIT submenu->aboutToShow();
-    auto* desk = entry(*submenu, QStringLiteral("Desk && Chair Microphone"));
-    auto* standard = entry(*submenu, QStringLiteral("tray.systemDefaultMicrophone"));
+    auto* desk = entry(*submenu, u"Desk && Chair Microphone"_qs);
+    auto* standard = entry(*submenu, u"tray.systemDefaultMicrophone"_qs);
     ASSERT_TRUE(desk && standard);
     EXPECT_TRUE(desk->isChecked());
     EXPECT_FALSE(standard->isChecked());
     desk->trigger();
     standard->trigger();
-    EXPECT_EQ(chosen, (std::vector<std::optional<QString>>{QStringLiteral("usb"), std::nullopt}));
+    EXPECT_EQ(chosen, (std::vector<std::optional<QString>>{u"usb"_qs, std::nullopt}));
 }
 
 TEST_F(TrayTest, ShowsTheLikelyLanguagesAndLeadsToTheOthers) {
-    application.servedLanguages = QStringList(QStringLiteral("en"));
-    auto* submenu = entry(tray.menu(), QStringLiteral("tray.language"))->menu();
+    application.servedLanguages = QStringList(u"en"_qs);
+    auto* submenu = entry(tray.menu(), u"tray.language"_qs)->menu();
     Q_EMIT submenu->aboutToShow();
     EXPECT_LT(submenu->actions().size(), 7);
-    auto* german = entry(*submenu, QStringLiteral("Deutsch – languagePicker.notServed"));
-    auto* english = entry(*submenu, QStringLiteral("English"));
-    auto* others = entry(*submenu, QStringLiteral("tray.moreLanguages"));
+    auto* german = entry(*submenu, u"Deutsch – languagePicker.notServed"_qs);
+    auto* english = entry(*submenu, u"English"_qs);
+    auto* others = entry(*submenu, u"tray.moreLanguages"_qs);
     ASSERT_TRUE(german && english && others);
     EXPECT_TRUE(german->isChecked());
     english->trigger();
@@ -111,11 +111,11 @@ TEST_F(TrayTest, ShowsTheLikelyLanguagesAndLeadsToTheOthers) {
 }
 
 TEST_F(TrayTest, AccountIsCalledByItsName) {
-    auto* signIn = entry(tray.menu(), QStringLiteral("tray.signIn"));
+    auto* signIn = entry(tray.menu(), u"tray.signIn"_qs);
     ASSERT_TRUE(signIn);
     signIn->trigger();
     EXPECT_EQ(accountsShown, 1);
-    application.accountState = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada & Co")};
+    application.accountState = {.kind = AccountState::Kind::signedIn, .name = u"Ada & Co"_qs};
     account.refresh();
     EXPECT_EQ(signIn->text(), u"Ada && Co");
     application.accountState = {};
@@ -124,10 +124,10 @@ TEST_F(TrayTest, AccountIsCalledByItsName) {
 }
 
 TEST_F(TrayTest, AHotkeyOfAnotherProgramIsShownWhileItIsOne) {
-    application.hotkeyConflict = {QStringLiteral("taken"), QStringLiteral("Use it")};
+    application.hotkeyConflict = {u"taken"_qs, u"Use it"_qs};
     Q_EMIT tray.menu().aboutToShow();
-    auto* offer = entry(tray.menu(), QStringLiteral("Use it"));
-    ASSERT_TRUE(offer && offer->isVisible() && entry(tray.menu(), QStringLiteral("taken"))->isVisible());
+    auto* offer = entry(tray.menu(), u"Use it"_qs);
+    ASSERT_TRUE(offer && offer->isVisible() && entry(tray.menu(), u"taken"_qs)->isVisible());
     offer->trigger();
     EXPECT_FALSE(application.hotkeyConflict);
     Q_EMIT tray.menu().aboutToShow();
@@ -138,21 +138,11 @@ TEST(LanguageListTest, FindsByEveryName) {
     FakeApplication application;
     LanguageListModel model(application.hooks.listLanguages());
     EXPECT_EQ(model.codeAt(model.currentRow()), u"de");
-    struct Row {
-        const char* typed;
-        const char* first;
-    };
-    for (const auto& [typed, first] : std::initializer_list<Row>{{"deut", "de"},
-                                                                 {"German", "de"},
-                                                                 {"espanol", "es"},
-                                                                 {"FRAN", "fr"},
-                                                                 {"рус", "ru"},
-                                                                 {"中", "zh"},
-                                                                 {"zh", "zh"},
-                                                                 {"  welsh ", "cy"},
-                                                                 {"xyz", ""}}) {
-        model.setFilter(QString::fromUtf8(typed));
-        EXPECT_EQ(model.codeAt(model.currentRow()), QString::fromUtf8(first)) << typed;
+    const QString typedAndFirst = u"deut=de|German=de|espanol=es|FRAN=fr|рус=ru|中=zh|zh=zh|  welsh =cy|xyz="_qs;
+    for (const auto& row : typedAndFirst.split(u'|')) {
+        const auto typed = row.section(u'=', 0, 0);
+        model.setFilter(typed);
+        EXPECT_EQ(model.codeAt(model.currentRow()), row.section(u'=', 1)) << typed.toStdString();
     }
 }
 
@@ -169,7 +159,7 @@ TEST(LanguagePickerTest, WorksFromTheKeyboard) {
         return application.chosenLanguage;
     };
     EXPECT_EQ(choose([](QWindow& picker) { press(picker, Qt::Key_Down); }), u"ru") << "from German to the next";
-    EXPECT_EQ(choose([](QWindow& picker) { type(picker, QStringLiteral("fin")); }), u"fi");
+    EXPECT_EQ(choose([](QWindow& picker) { type(picker, u"fin"_qs); }), u"fi");
 }
 
 /// Contrast ratio of the Web Content Accessibility Guidelines 2.1.

@@ -60,33 +60,33 @@ TEST_F(WelcomeModelTest, TheKeyThatIsPressedBecomesTheHotkey) {
     application.hotkeyObserver(false);
     trial.choose(false);
     EXPECT_TRUE(trial.isChoosing());
-    application.hotkeyChosen({}, QStringLiteral("needed for typing"));
+    application.hotkeyChosen({}, u"needed for typing"_qs);
     EXPECT_FALSE(trial.isChoosing());
-    EXPECT_EQ(trial.problem(), QStringLiteral("needed for typing"));
+    EXPECT_EQ(trial.problem(), u"needed for typing"_qs);
     EXPECT_TRUE(trial.hasReleased());
     trial.choose(false);
-    application.hotkeyChosen(QStringLiteral("F9"), {});
-    EXPECT_EQ(trial.name(), QStringLiteral("F9"));
+    application.hotkeyChosen(u"F9"_qs, {});
+    EXPECT_EQ(trial.name(), u"F9"_qs);
     EXPECT_EQ(trial.problem(), QString());
     EXPECT_FALSE(trial.hasReleased()) << "another key has yet to be proven";
     trial.choose(true);
-    application.hotkeyChosen(QStringLiteral("Ctrl+F9"), {});
-    EXPECT_EQ(trial.toggleName(), QStringLiteral("Ctrl+F9"));
+    application.hotkeyChosen(u"Ctrl+F9"_qs, {});
+    EXPECT_EQ(trial.toggleName(), u"Ctrl+F9"_qs);
     trial.choose(true);
     welcome->next();
     EXPECT_FALSE(application.hotkeyChosen) << "the step was left, and the next key is a key again";
 }
 
 TEST_F(WelcomeModelTest, AHotkeyOfAnotherProgramIsShownWithAFreeOne) {
-    application.hotkeyConflict = {QStringLiteral("taken"), QStringLiteral("Use Ctrl+Alt+Space")};
+    application.hotkeyConflict = {u"taken"_qs, u"Use Ctrl+Alt+Space"_qs};
     const auto welcome = welcomeAt("hotkey");
     auto& trial = welcome->hotkey();
-    EXPECT_EQ(trial.conflict(), QStringLiteral("taken"));
-    EXPECT_EQ(trial.offer(), QStringLiteral("Use Ctrl+Alt+Space"));
+    EXPECT_EQ(trial.conflict(), u"taken"_qs);
+    EXPECT_EQ(trial.offer(), u"Use Ctrl+Alt+Space"_qs);
     trial.takeOffer();
     EventExecutor::main().drain();
     EXPECT_EQ(trial.conflict(), QString());
-    EXPECT_EQ(trial.toggleName(), QStringLiteral("Ctrl+Alt+Space"));
+    EXPECT_EQ(trial.toggleName(), u"Ctrl+Alt+Space"_qs);
 }
 
 /// Whatever ends a step: the hotkey dictates again and the microphone is let go, once.
@@ -134,7 +134,7 @@ TEST_F(WelcomeModelTest, FailedMicrophoneIsTriedAgainOnRequest) {
     auto welcome = welcomeAt("microphone");
     auto& microphone = welcome->microphone();
     const auto failFirst = application.microphoneFailure;
-    failFirst(QStringLiteral("refused"));
+    failFirst(u"refused"_qs);
     EXPECT_EQ(microphone.phase(), u"failed");
     EXPECT_EQ(microphone.reason(), u"refused");
     microphone.begin();
@@ -157,7 +157,7 @@ TEST_F(WelcomeModelTest, ListensToTheMicrophoneThatIsChosen) {
     microphone.select(2);
     microphone.select(2);
     microphone.select(3);
-    EXPECT_EQ(application.chosenMicrophones, QStringList({QString(), QStringLiteral("built-in")}));
+    EXPECT_EQ(application.chosenMicrophones, QStringList({QString(), u"built-in"_qs}));
     EXPECT_EQ(application.microphoneTests, 3);
     former(1);
     EXPECT_EQ(microphone.level(), 0) << "a level of the microphone chosen before";
@@ -209,12 +209,12 @@ TEST_F(WelcomeModelTest, AccountTellsTheBrowsersTurnFromOtherWork) {
     account.signIn();
     EXPECT_EQ(account.phase(), u"waiting");
     account.registerAccount();
-    EXPECT_EQ(application.accountRequests, QStringList(QStringLiteral("signIn"))) << "one at a time";
+    EXPECT_EQ(application.accountRequests, QStringList(u"signIn"_qs)) << "one at a time";
     account.cancel();
     EXPECT_EQ(account.phase(), u"anonymous");
 
     account.registerAccount();
-    become({.kind = AccountState::Kind::anonymous, .message = QStringLiteral("refused")});
+    become({.kind = AccountState::Kind::anonymous, .message = u"refused"_qs});
     EXPECT_EQ(account.message(), u"refused");
     become({.kind = AccountState::Kind::anonymous, .isBusy = true});
     EXPECT_EQ(account.phase(), u"busy") << "not begun here";
@@ -222,12 +222,12 @@ TEST_F(WelcomeModelTest, AccountTellsTheBrowsersTurnFromOtherWork) {
 
     become({});
     account.signIn();
-    become({.kind = AccountState::Kind::signedIn, .email = QStringLiteral("ada@example.org")});
+    become({.kind = AccountState::Kind::signedIn, .email = u"ada@example.org"_qs});
     EXPECT_EQ(account.phase(), u"signedIn");
     EXPECT_EQ(successes, 1);
     account.signOut();
     EXPECT_EQ(account.phase(), u"busy");
-    become({.kind = AccountState::Kind::signedIn, .message = QStringLiteral("no network")});
+    become({.kind = AccountState::Kind::signedIn, .message = u"no network"_qs});
     EXPECT_EQ(successes, 1) << "still signed in is not signed in anew";
 }
 
@@ -260,7 +260,7 @@ TEST_F(WelcomeModelTest, LeavesOutWhatTheApplicationCannotDo) {
     WelcomeViewModel welcome(application.hooks, account, clock);
     welcome.setShown(true);
     EXPECT_EQ(welcome.step(), u"language");
-    welcome.goTo(QStringLiteral("hotkey"));
+    welcome.goTo(u"hotkey"_qs);
     EXPECT_EQ(welcome.step(), u"language");
     welcome.next();
     EXPECT_EQ(welcome.step(), u"account");

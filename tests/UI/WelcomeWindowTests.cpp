@@ -80,17 +80,17 @@ struct WelcomeWindowTest : testing::Test {
 };
 
 TEST_F(WelcomeWindowTest, IsGoneThroughWithTheKeyboardAlone) {
-    type(*window, QStringLiteral("fin"));
+    type(*window, u"fin"_qs);
     press(*window, Qt::Key_Return);
     EXPECT_EQ(application.chosenLanguage, u"fi");
     ASSERT_TRUE(arriveAt("hotkey"));
     EXPECT_TRUE(application.hotkeyObserver);
     press(*window, Qt::Key_Return);
     ASSERT_TRUE(arriveAt("microphone"));
-    ASSERT_TRUE(tabTo(*window, QStringLiteral("Desk & Chair Microphone")));
+    ASSERT_TRUE(tabTo(*window, u"Desk & Chair Microphone"_qs));
     press(*window, Qt::Key_Down);
     EXPECT_EQ(nameOf(window->activeFocusItem()), u"Built-in Audio");
-    EXPECT_EQ(application.chosenMicrophones, QStringList(QStringLiteral("built-in")));
+    EXPECT_EQ(application.chosenMicrophones, QStringList(u"built-in"_qs));
     press(*window, Qt::Key_Left, {}, Qt::AltModifier);
     ASSERT_TRUE(arriveAt("hotkey"));
     press(*window, Qt::Key_Return);
@@ -116,19 +116,19 @@ TEST_F(WelcomeWindowTest, IsGoneThroughWithTheKeyboardAlone) {
 }
 
 TEST_F(WelcomeWindowTest, ALanguageThatTheServerDoesNotUnderstandIsChosenTwice) {
-    application.servedLanguages = QStringList(QStringLiteral("en"));
+    application.servedLanguages = QStringList(u"en"_qs);
     application.languagesChanged(); // the server answers while the list is open
     const auto shows = [this](const char* key, const QString& language) {
         bool found = false;
         visitItems(*window, [&](QQuickItem& item) {
-            found = found || (item.isVisible() &&
-                              item.property("text").toString() == text(key).replace(QStringLiteral("%1"), language));
+            found = found ||
+                    (item.isVisible() && item.property("text").toString() == text(key).replace(u"%1"_qs, language));
         });
         return found;
     };
-    EXPECT_TRUE(shows("languagePicker.served", LocalizationManager::shared().languageName(QStringLiteral("en"))));
+    EXPECT_TRUE(shows("languagePicker.served", LocalizationManager::shared().languageName(u"en"_qs)));
     press(*window, Qt::Key_Return); // on German, the system's language
-    EXPECT_TRUE(shows("languagePicker.confirm", LocalizationManager::shared().languageName(QStringLiteral("de"))));
+    EXPECT_TRUE(shows("languagePicker.confirm", LocalizationManager::shared().languageName(u"de"_qs)));
     press(*window, Qt::Key_Down);
     press(*window, Qt::Key_Return); // another one asks again
     press(*window, Qt::Key_Up);
@@ -145,7 +145,7 @@ TEST_F(WelcomeWindowTest, LeadsPastTheGuideWhereThereAreNoHotkeys) {
     application.hotkey.clear();
     window = std::make_unique<WelcomeWindow>(host, application.hooks, account, clock);
     show(*window);
-    window->viewModel().goTo(QStringLiteral("hotkey"));
+    window->viewModel().goTo(u"hotkey"_qs);
     EXPECT_FALSE(application.hotkeyObserver);
     ASSERT_TRUE(arriveAt("hotkey"));
     ASSERT_TRUE(tabTo(*window, application.hooks.hotkeySteps()));
@@ -157,7 +157,7 @@ TEST_F(WelcomeWindowTest, LeadsPastTheGuideWhereThereAreNoHotkeys) {
 }
 
 TEST_F(WelcomeWindowTest, LightsTheKeyWhileItIsHeld) {
-    window->viewModel().goTo(QStringLiteral("hotkey"));
+    window->viewModel().goTo(u"hotkey"_qs);
     ASSERT_TRUE(application.hotkeyObserver);
     const auto isLit = [&] {
         bool lit = false;
@@ -175,7 +175,7 @@ TEST_F(WelcomeWindowTest, LightsTheKeyWhileItIsHeld) {
 
 TEST_F(WelcomeWindowTest, ScrollsTheFocusIntoSight) {
     window->resize(window->minimumSize());
-    window->viewModel().goTo(QStringLiteral("account"));
+    window->viewModel().goTo(u"account"_qs);
     ASSERT_TRUE(arriveAt("account", "account.signIn"));
     const auto isInSight = [&] {
         const auto* item = window->activeFocusItem();
@@ -189,7 +189,7 @@ TEST_F(WelcomeWindowTest, ScrollsTheFocusIntoSight) {
 }
 
 TEST_F(WelcomeWindowTest, LetsTheMicrophoneGoWithTheWindow) {
-    window->viewModel().goTo(QStringLiteral("microphone"));
+    window->viewModel().goTo(u"microphone"_qs);
     EXPECT_TRUE(application.isMicrophoneOpen);
     window->showMinimized();
     EXPECT_TRUE(waitUntil([&] { return !application.isMicrophoneOpen; })) << "nobody sees the meter";
@@ -241,7 +241,7 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
             for (;; steps.next()) {
                 inspect(welcome, 2);
                 if (steps.step() == u"microphone") {
-                    application.microphoneFailure(QStringLiteral("refused"));
+                    application.microphoneFailure(u"refused"_qs);
                     inspect(welcome, 4);
                 }
                 if (steps.isLast())
@@ -250,7 +250,7 @@ TEST(DialogWindowTest, NamesEverythingAndCutsNoWordsOff) {
             for (const auto kind : {AccountState::Kind::none, AccountState::Kind::anonymous,
                                     AccountState::Kind::signedIn, AccountState::Kind::expired})
                 for (const bool isBusy : {false, true}) {
-                    application.accountState = {.kind = kind, .isBusy = isBusy, .message = QStringLiteral("refused")};
+                    application.accountState = {.kind = kind, .isBusy = isBusy, .message = u"refused"_qs};
                     account.refresh();
                     AccountWindow window(host, account);
                     inspect(window, 1);
@@ -266,7 +266,7 @@ struct AccountWindowTest : WelcomeWindowTest {
 };
 
 TEST_F(AccountWindowTest, DeletesAfterASecondWordOnly) {
-    application.accountState = {.kind = AccountState::Kind::signedIn, .name = QStringLiteral("Ada")};
+    application.accountState = {.kind = AccountState::Kind::signedIn, .name = u"Ada"_qs};
     account.refresh();
     AccountWindow dialog(host, account);
     show(dialog);
@@ -290,7 +290,7 @@ TEST_F(AccountWindowTest, DeletesAfterASecondWordOnly) {
     press(dialog, Qt::Key_Return);
     ASSERT_TRUE(tabTo(dialog, text("account.deleteConfirm")));
     press(dialog, Qt::Key_Return);
-    EXPECT_EQ(application.accountRequests, QStringList(QStringLiteral("deleteAccount")));
+    EXPECT_EQ(application.accountRequests, QStringList(u"deleteAccount"_qs));
 }
 
 struct WindowsOfTheInterface : testing::Test, RecordingFixture {
@@ -322,7 +322,7 @@ TEST_F(WindowsOfTheInterface, GoWhenClosedAndTheWelcomeComesBackWhereItWas) {
 
     NotificationCenter::shared().post(notification::authRequired);
     EXPECT_EQ(open<WelcomeWindow>()->viewModel().step(), left) << "the account is still to come";
-    open<WelcomeWindow>()->viewModel().goTo(QStringLiteral("ready"));
+    open<WelcomeWindow>()->viewModel().goTo(u"ready"_qs);
     NotificationCenter::shared().post(notification::authRequired);
     EXPECT_EQ(open<WelcomeWindow>()->viewModel().step(), u"account");
     EXPECT_FALSE(open<AccountWindow>()) << "the welcome has the same page";

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::abort();
         if (pendingAudioFiles::isRecordingId(metadata.id) &&
             pendingAudioFiles::audioPath(metadata.id) !=
-                pendingAudioFiles::directory() + u'/' + metadata.id + QStringLiteral(".pcm"))
+                pendingAudioFiles::directory() + u'/' + metadata.id + u".pcm"_qs)
             std::abort();
     } catch (const std::runtime_error&) {
         return 0;

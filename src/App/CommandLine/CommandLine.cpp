@@ -33,7 +33,7 @@ constexpr std::array commands{
     Command{"show", "Show", "bring Quillo to the front"},
     Command{"history", "", "list, show, copy, play, retranscribe or delete dictations (--help: how)"},
     Command{"export", "", "a dictation or meeting as text, subtitles, Markdown or JSON (--help: how)"},
-    Command{"settings", "", "list | get KEY | set KEY VALUE"},
+    Command{"settings", "", "list | get KEY | set [--force] KEY VALUE"},
     Command{"account", "Account", "print who is signed in"},
     Command{"sign-in", "SignIn", "sign in, in the browser"},
     Command{"register", "Register", "make an account, in the browser"},
@@ -63,7 +63,7 @@ QString describe(const QString& status) {
 }
 
 int runSettings(const QStringList& arguments) {
-    const auto usage = QStringLiteral("usage: quillo settings list | get KEY | set KEY VALUE");
+    const auto usage = QStringLiteral("usage: quillo settings list | get KEY | set [--force] KEY VALUE");
     const auto verb = arguments.value(1);
     QString answer;
     int code = 2;
@@ -73,6 +73,8 @@ int runSettings(const QStringList& arguments) {
         code = call(QStringLiteral("GetSetting"), {arguments.at(2)}, &answer);
     else if (verb == QStringLiteral("set") && arguments.size() == 4)
         return call(QStringLiteral("SetSetting"), {arguments.at(2), arguments.at(3)}, &answer);
+    else if (verb == QStringLiteral("set") && arguments.size() == 5 && arguments.at(2) == QStringLiteral("--force"))
+        return call(QStringLiteral("ForceSetting"), {arguments.at(3), arguments.at(4)}, &answer);
     else
         printError(usage);
     if (code == 0)

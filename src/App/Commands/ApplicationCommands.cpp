@@ -56,7 +56,7 @@ QString ApplicationCommands::lastText() const {
 
 QString ApplicationCommands::status() const {
     return statusReport(m_parts.store.state(), m_parts.effects.lastReport(),
-                        {.server = m_parts.serverHost,
+                        {.server = m_parts.serverHost(),
                          .hotkeysArmed = m_parts.services.hotkeyService->isRunning(),
                          .conflicts = m_parts.services.hotkeyService->conflicts(),
                          .microphone = m_parts.services.audioService->currentDeviceName()});

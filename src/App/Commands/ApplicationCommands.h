@@ -26,7 +26,7 @@ public:
         ModelContext* history; ///< null when it could not be opened
         /// Null while the program is starting.
         std::function<PendingTranscriptionManager*()> queue;
-        QString serverHost;
+        std::function<QString()> serverHost;
         std::function<void()> show;
         std::function<void()> quit;
     };

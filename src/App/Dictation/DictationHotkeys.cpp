@@ -12,7 +12,7 @@ void log(const QString& message, LogLevel level = LogLevel::info) { appLog(messa
 
 DictationHotkeys::DictationHotkeys(HotkeyServiceProtocol& service, Dictation& dictation)
     : m_service(service), m_dictation(dictation) {
-    m_service.onHotkeyDown = [this] { handle(true, action::StartRecording{}); };
+    m_service.onHotkeyDown = [this](Clock::Instant pressedAt) { handle(true, action::StartRecording{pressedAt}); };
     m_service.onHotkeyUp = [this] { handle(false, action::StopRecording{}); };
     m_service.onCancel = [this] { handle(false, action::CancelRecording{}); };
     m_service.onHandsOffModeChanged = [this](bool handsOff) { m_dictation.send(action::SetHandsOff{handsOff}); };

@@ -6,6 +6,10 @@ SessionGuard::SessionGuard(SessionWatch& watch, HotkeyServiceProtocol& hotkeys, 
                            std::function<void()> notify)
     : m_hotkeys(hotkeys), m_dictation(dictation), m_notify(std::move(notify)) {
     watch.start([this] { userLeft(); });
+    m_observation = dictation.store().observe([&watch](const RecordingState& before, const RecordingState& after) {
+        if (before.status.isUnderWay() != after.status.isUnderWay())
+            watch.delaySleep(after.status.isUnderWay());
+    });
 }
 
 void SessionGuard::userLeft() {

@@ -7,7 +7,7 @@
 namespace quillo {
 
 /// Ends the dictation when the user leaves the desktop: what was said goes to the history, and nothing is typed where
-/// the user no longer looks. Main thread.
+/// the user no longer looks. While a dictation is under way, sleep waits for that. Main thread.
 class SessionGuard {
 public:
     /// `notify` informs the user that a dictation was ended. The references must outlive this object.
@@ -20,6 +20,7 @@ private:
     HotkeyServiceProtocol& m_hotkeys;
     Dictation& m_dictation;
     std::function<void()> m_notify;
+    Observation m_observation;
 };
 
 } // namespace quillo

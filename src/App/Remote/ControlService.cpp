@@ -14,7 +14,8 @@
 
 namespace quillo {
 
-ControlService::ControlService(Commands& commands) : m_commands(commands) {
+ControlService::ControlService(Commands& commands, std::function<bool(const QString& language)> isServed)
+    : m_commands(commands), m_isServed(std::move(isServed)) {
     new ApplicationAdaptor(this, {.activate = [this] { perform(&Commands::show); },
                                   .openURL = [this](const QString& url) { answer([&] { m_commands.openURL(url); }); },
                                   .runAction = [this](const QString& name) { runAction(name); }});
@@ -72,7 +73,11 @@ QString ControlService::GetSetting(const QString& key) {
 }
 
 void ControlService::SetSetting(const QString& key, const QString& value) {
-    answer([&] { settingsText::set(UserSettings::shared(), key, value); });
+    answer([&] { settingsText::set(UserSettings::shared(), key, value, m_isServed); });
+}
+
+void ControlService::ForceSetting(const QString& key, const QString& value) {
+    answer([&] { settingsText::set(UserSettings::shared(), key, value, {}); });
 }
 
 QString ControlService::ListSettings() { return settingsText::list(UserSettings::shared()); }

@@ -19,7 +19,8 @@ public:
     enum class Registration { registered, alreadyRunning, noBus };
 
     /// `commands` must outlive the service.
-    explicit ControlService(Commands& commands);
+    /// `isServed` says whether the server in use understands a language; empty when nothing is known of it.
+    explicit ControlService(Commands& commands, std::function<bool(const QString& language)> isServed = {});
 
     /// Takes the name on the session bus. Without a bus the application runs, but cannot be controlled from outside.
     Registration registerOnBus();
@@ -35,6 +36,8 @@ public Q_SLOTS:
     Q_SCRIPTABLE QString Status() { return m_commands.status(); }
     Q_SCRIPTABLE QString GetSetting(const QString& key);
     Q_SCRIPTABLE void SetSetting(const QString& key, const QString& value);
+    /// Also a language that the server in use does not understand.
+    Q_SCRIPTABLE void ForceSetting(const QString& key, const QString& value);
     Q_SCRIPTABLE QString ListSettings();
     Q_SCRIPTABLE void HistoryDelete(const QString& id);
     Q_SCRIPTABLE void HistoryRetranscribe(const QString& id, const QString& language);
@@ -54,6 +57,7 @@ private:
     }
 
     Commands& m_commands;
+    std::function<bool(const QString& language)> m_isServed;
 };
 
 } // namespace quillo

@@ -122,13 +122,23 @@ void LocalServer::start(const QString& program, const QString& logFile) {
 
 void LocalServer::lookLater() {
     m_restart = m_clock.callLater(lookInterval, [this] {
-        const bool isMissing = hostOfRunningServer() != m_host;
+        const auto running = hostOfRunningServer();
+        if (!running.isEmpty())
+            follow(running);
+        const bool isMissing = running.isEmpty();
         // Twice, because it may be restarting.
         if (isMissing && m_wasMissing && replaceEndedServer())
             return launch();
         m_wasMissing = isMissing;
         lookLater();
     });
+}
+
+void LocalServer::follow(const QString& running) {
+    if (running == m_host)
+        return;
+    log(QStringLiteral("🔁 The server that ran at %1 runs at %2 now").arg(m_host, running));
+    m_host = running;
 }
 
 bool LocalServer::replaceEndedServer() {

@@ -24,7 +24,7 @@ public:
     explicit LocalServer(Clock& clock);
     ~LocalServer() override;
 
-    /// "127.0.0.1:PORT".
+    /// "127.0.0.1:PORT". The port changes only when the user starts their own server again at another one.
     [[nodiscard]] QString host() const { return m_host; }
 
     /// Starts the program and keeps it running. Its messages go to `logFile`; "QUILLO_SERVER_OPTIONS" adds options.
@@ -40,6 +40,8 @@ private:
     void giveUpTheFolder();
     /// Waits for the end of the server that is used instead of our own.
     void lookLater();
+    /// Takes over the address of the user's server when it has changed.
+    void follow(const QString& running);
     /// Binds its address; false while that is not possible.
     bool replaceEndedServer();
 

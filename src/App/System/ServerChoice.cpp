@@ -35,6 +35,14 @@ ServerEnvironment ServerChoice::choose(Clock& clock) {
     return ServerEnvironment::fromEnvironment(m_localServer->host());
 }
 
+QString ServerChoice::host() const { return m_localServer ? m_localServer->host() : m_environment->host(); }
+
+QUrl ServerChoice::current(QUrl url) const {
+    if (m_localServer && url.authority() == m_environment->host())
+        url.setAuthority(m_localServer->host());
+    return url;
+}
+
 void ServerChoice::start() {
     if (m_localServer)
         m_localServer->start(LocalServer::findProgram(),

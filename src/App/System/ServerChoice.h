@@ -17,6 +17,10 @@ public:
     explicit ServerChoice(Clock& clock);
 
     [[nodiscard]] const ServerEnvironment& environment() const { return *m_environment; }
+    /// The host with the port of today: a server that the user runs on this machine may have moved to another one.
+    [[nodiscard]] QString host() const;
+    /// An address of `environment` at that host; any other address unchanged.
+    [[nodiscard]] QUrl current(QUrl url) const;
     /// Why there is no server, so that dictations wait as audio.
     [[nodiscard]] const std::optional<UserMessage>& problem() const { return m_problem; }
     /// Starts our own server, if there is one.

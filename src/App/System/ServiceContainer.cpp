@@ -100,14 +100,16 @@ std::shared_ptr<KeychainTokenStorage> makeTokenStorage(const ServerEnvironment& 
 
 bool ServiceContainer::usesMockServices() { return qEnvironmentVariableIsSet("USE_MOCK_SERVICES"); }
 
-ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+ServiceContainer::ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment,
+                                   const CurrentAddress& currentAddress) {
     if (usesMockServices())
         useMocks(clock);
     else
-        useDesktop(clock, settings, environment);
+        useDesktop(clock, settings, environment, currentAddress);
 }
 
-void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment) {
+void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment,
+                                  const CurrentAddress& currentAddress) {
     audioHardware = createPulseAudioHardware();
     if (desktopProtocol(QProcessEnvironment::systemEnvironment()) == DesktopProtocol::wayland)
         connectWayland();
@@ -119,9 +121,13 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
     keychain = makeTokenStorage(environment);
     tokenStorage = keychain;
     trust = TrustedNetwork::fromEnvironment(environment.isLoopback() && !environment.isCustomHost());
+    prepareRequest = [trusted = trust, currentAddress](QNetworkRequest& request) {
+        request.setUrl(currentAddress(request.url()));
+        trusted->prepare(request);
+    };
     webSocketService = std::make_unique<WebSocketService>(
         WebSocketService::Config{
-            .serverURL = [url = environment.wsTranscribeURL()] { return url; },
+            .serverURL = [url = environment.wsTranscribeURL(), currentAddress] { return currentAddress(url); },
             .tokenStorage = tokenStorage,
             .staticToken = {},
             .trust = trust,
@@ -136,17 +142,20 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
         [this] { return audioHardware->isAvailable(); },
         // If keys cannot be sent, Quillo still works in a reduced mode: the text is put on the clipboard.
         [this] { return keyInjector->isAvailable() || pasteboard->isAvailable(); });
-    hotkeyService = std::make_unique<HotkeyService>(*keyEvents, clock, settings);
+    auto hotkeys = std::make_unique<HotkeyService>(*keyEvents, clock, settings);
+    hotkeys->setDebugMode(qEnvironmentVariableIsSet("QUILLO_DEBUG_HOTKEYS"));
+    hotkeyService = std::move(hotkeys);
     authService = std::make_unique<AuthService>(
         AuthService::Config{
             .authBaseURL = environment.authBaseURL(),
             .apiBaseURL = environment.apiBaseURL(),
             .tokenStorage = tokenStorage,
-            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+            .prepareRequest = prepareRequest,
             .loadStorage = [storage = keychain] { return storage->load(); },
             .device = thisDevice(environment),
             .clientVersion = QStringLiteral(QUILLO_VERSION),
-            .openBrowser = [](const QUrl& page) { return QDesktopServices::openUrl(page); },
+            .openBrowser =
+                [currentAddress](const QUrl& page) { return QDesktopServices::openUrl(currentAddress(page)); },
             .browserAuthBaseURL = browserPages(environment),
         },
         clock);
@@ -154,7 +163,7 @@ void ServiceContainer::useDesktop(Clock& clock, UserSettings& settings, const Se
         TranscriptionFileClient::Config{
             .apiBaseURL = environment.apiBaseURL(),
             .tokenStorage = tokenStorage,
-            .prepareRequest = [trusted = trust](QNetworkRequest& request) { trusted->prepare(request); },
+            .prepareRequest = prepareRequest,
         },
         *authService, clock);
     networkMonitor = std::make_unique<NetworkMonitorService>(createNetlinkPathMonitor(reachOf(environment)),

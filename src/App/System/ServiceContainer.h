@@ -24,6 +24,9 @@
 #include "Services/Socket/WebSocketServiceProtocol.h"
 #include "Services/Upload/TranscriptionFileClientProtocol.h"
 
+#include <QNetworkRequest>
+
+#include <functional>
 #include <memory>
 
 namespace quillo {
@@ -34,7 +37,12 @@ struct ServiceContainer {
     /// Whether the environment requests services that need neither desktop nor server ("USE_MOCK_SERVICES").
     [[nodiscard]] static bool usesMockServices();
 
-    ServiceContainer(Clock& clock, UserSettings& settings, const ServerEnvironment& environment);
+    /// Where an address of `environment` is now: our user's own server may have moved to another port.
+    using CurrentAddress = std::function<QUrl(const QUrl&)>;
+
+    ServiceContainer(
+        Clock& clock, UserSettings& settings, const ServerEnvironment& environment,
+        const CurrentAddress& currentAddress = [](const QUrl& url) { return url; });
     ~ServiceContainer();
     ServiceContainer(const ServiceContainer&) = delete;
     ServiceContainer& operator=(const ServiceContainer&) = delete;
@@ -55,6 +63,7 @@ struct ServiceContainer {
     std::shared_ptr<TokenStorageProtocol> tokenStorage;
     std::shared_ptr<KeychainTokenStorage> keychain; ///< the same object; null with mock services
     std::shared_ptr<TrustedNetwork> trust;
+    std::function<void(QNetworkRequest&)> prepareRequest; ///< for the server; empty with mock services
     std::unique_ptr<WebSocketServiceProtocol> webSocketService;
     std::unique_ptr<TextInjectionServiceProtocol> textInjectionService;
     std::unique_ptr<PermissionServiceProtocol> permissionService;
@@ -65,7 +74,8 @@ struct ServiceContainer {
     std::unique_ptr<MetricsServiceProtocol> metricsService;
 
 private:
-    void useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment);
+    void useDesktop(Clock& clock, UserSettings& settings, const ServerEnvironment& environment,
+                    const CurrentAddress& currentAddress);
     void useMocks(Clock& clock);
     void connectX11();
     void connectWayland();

@@ -10,8 +10,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Clock::Duration firstAudioChunkTimeout = 600ms;
-/// For a device that starts slowly, after the first timeout.
-constexpr Clock::Duration slowDevicePatience = 2400ms;
+/// For a device that starts slowly, after the first timeout. Headsets need up to three seconds.
+constexpr Clock::Duration slowDevicePatience = 4400ms;
 constexpr int maxFirstAudioChunkRestartAttempts = 1;
 /// A stopped capture ends its stream at once; this limits the wait for a backend that does not.
 constexpr Clock::Duration drainTimeout = 2s;
@@ -72,6 +72,7 @@ void CaptureChannel::take(AudioChunk chunk) {
     ++m_counters.chunks;
     m_counters.bytes += chunk.data.size();
     m_counters.lastLevel = chunk.level;
+    m_counters.hasSound = m_counters.hasSound || chunk.data.count('\0') < chunk.data.size();
     if (feedsBacklog)
         m_counters.droppedChunks += backlog.append(chunk);
     m_firstChunk.set();

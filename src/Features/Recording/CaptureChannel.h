@@ -36,6 +36,7 @@ public:
         int chunks = 0;
         qint64 bytes = 0;
         float lastLevel = 0;
+        bool hasSound = false; ///< not every sample is zero, as those of a muted microphone are
         int droppedChunks = 0; ///< dropped from the backlog; only the disk has them
     };
     struct Failure {

@@ -49,6 +49,12 @@ Ending concludeOffline(RecordingRun& run) {
     return ending;
 }
 
+UserMessage nothingHeard(const RecordingRun& run) {
+    if (run.microphone->counters().hasSound)
+        return {QStringLiteral("pill.nothingHeard")};
+    return {QStringLiteral("pill.microphoneMuted"), {run.services.audio.currentDeviceName()}};
+}
+
 Ending concludeWithoutText(RecordingRun& run) {
     auto ending = endingSoFar(run);
     const auto chunks = run.microphone->counters().chunks;
@@ -57,7 +63,7 @@ Ending concludeWithoutText(RecordingRun& run) {
         recordingLog(QStringLiteral("⚠️ No text and no audio captured (chunks=%1) — cleaning up").arg(chunks),
                      LogLevel::warn);
         run.archive->discard();
-        ending.hint = {QStringLiteral("pill.nothingHeard")};
+        ending.hint = nothingHeard(run);
     } else if (!run.server.session->isStarted && !run.server.refusal) {
         recordingLog(
             QStringLiteral("🛟 session_started never arrived after stop — saving buffered audio as pending and "
@@ -72,7 +78,7 @@ Ending concludeWithoutText(RecordingRun& run) {
         run.archive->keepUnrecognized(QStringLiteral("empty_result_zero_words"));
         if (!ending.failure)
             ending.reason = QStringLiteral("completed(empty_result_zero_words)");
-        ending.hint = {QStringLiteral("pill.nothingHeard")};
+        ending.hint = nothingHeard(run);
     } else if (run.server.refusal) {
         keepForLater(run, ending, run.server.refusal->pendingReason);
         recordingLog(QStringLiteral("💾 Audio saved as pending (no text, %1 chunks) after STT error ").arg(chunks));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Concurrency/Clock.h"
 #include "Core/AudioChunk.h"
 #include "Core/TranscriptionResult.h"
 #include "Features/Recording/RecordingError.h"
@@ -84,8 +85,11 @@ struct TextInjectionFailed {
 struct RecordingFailed {
     RecordingError error;
 };
+/// With the time at which the user asked, when that was before now: a key is heard of late on a busy machine.
+struct StartRecording {
+    std::optional<Clock::Instant> askedAt = {};
+};
 // Without a payload.
-struct StartRecording {};
 struct StopRecording {};
 /// The user has left the desktop: stop, and insert no text of any dictation under way.
 struct InterruptRecording {};

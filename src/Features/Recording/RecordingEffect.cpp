@@ -2,23 +2,23 @@
 
 #include "Core/Overloaded.h"
 
-namespace quillo {
+namespace quillo::effect {
 
 EffectIdentity effectIdentity(const RecordingEffect& effect) {
     constexpr auto dictation = "dictation";
     return std::visit(
         Overloaded{
-            [](const effect::BeginDictation&) {
+            [](const BeginDictation&) {
                 return EffectIdentity{.name = "begin dictation", .id = dictation, .cancelsInFlight = true};
             },
-            [](const effect::EndDictation&) { return EffectIdentity{.name = "end dictation"}; },
-            [](const effect::InterruptDictation&) { return EffectIdentity{.name = "interrupt dictation"}; },
-            [](const effect::CancelDictation&) {
+            [](const EndDictation&) { return EffectIdentity{.name = "end dictation"}; },
+            [](const InterruptDictation&) { return EffectIdentity{.name = "interrupt dictation"}; },
+            [](const CancelDictation&) {
                 return EffectIdentity{.name = "cancel dictation", .id = dictation, .cancelsInFlight = true};
             },
-            [](const effect::LeaveDictation&) { return EffectIdentity{.name = "leave dictation"}; },
+            [](const LeaveDictation&) { return EffectIdentity{.name = "leave dictation"}; },
         },
         effect);
 }
 
-} // namespace quillo
+} // namespace quillo::effect

@@ -113,7 +113,7 @@ struct Transition {
         state.status = action.error;
     }
 
-    void operator()(const action::StartRecording&) const {
+    void operator()(const action::StartRecording& action) const {
         // The next dictation may begin while the last one is finishing, so that no speech is lost.
         if (state.status.isActive())
             return;
@@ -125,7 +125,7 @@ struct Transition {
         next.meetingPreConfirmedSnapshot = state.meetingPreConfirmed;
         next.activeApplicationName = state.activeApplicationName;
         state = std::move(next);
-        effect = effect::BeginDictation{};
+        effect = effect::BeginDictation{action.askedAt};
     }
 
     void operator()(const action::StopRecording&) const {

@@ -53,7 +53,7 @@ bool RecordingSideEffects::isBusy() const { return !unfinished().empty(); }
 Task<ActionStream<RecordingAction>> RecordingSideEffects::handle(RecordingEffect effect) {
     ActionStream<RecordingAction> actions;
     std::visit(Overloaded{
-                   [&](const effect::BeginDictation&) { actions = begin(); },
+                   [&](const effect::BeginDictation& begun) { actions = begin(begun.askedAt); },
                    [&](const effect::EndDictation&) { end(); },
                    [&](const effect::InterruptDictation&) { interrupt(); },
                    [&](const effect::CancelDictation&) { actions = cancel(); },
@@ -63,7 +63,7 @@ Task<ActionStream<RecordingAction>> RecordingSideEffects::handle(RecordingEffect
     co_return actions;
 }
 
-ActionStream<RecordingAction> RecordingSideEffects::begin() {
+ActionStream<RecordingAction> RecordingSideEffects::begin(std::optional<Clock::Instant> askedAt) {
     if (m_isShuttingDown) {
         recordingLog(QStringLiteral("ℹ️ No recording starts while the program ends"));
         return AsyncStream<RecordingAction>::of(m_context->services.clock.executor(), {action::Reset{}});
@@ -79,7 +79,7 @@ ActionStream<RecordingAction> RecordingSideEffects::begin() {
     if (m_run && !m_run->server.released.isSet())
         run->server.before = m_run->server.released;
     m_run = run;
-    run->timing.recordingRequestedAt = m_context->services.clock.now();
+    run->timing.recordingRequestedAt = askedAt.value_or(m_context->services.clock.now());
     run->log.begin(run->id.left(8),
                    QStringLiteral(" sysAudioAllowed=false is_first_recording=%1")
                        .arg(run->preferences.isFirstRecording ? QStringLiteral("true") : QStringLiteral("false")));

@@ -39,7 +39,7 @@ public:
 
 private:
     static void logFailure(const QString& name, const QString& error);
-    ActionStream<RecordingAction> begin();
+    ActionStream<RecordingAction> begin(std::optional<Clock::Instant> askedAt);
     void end();
     void interrupt();
     ActionStream<RecordingAction> cancel();

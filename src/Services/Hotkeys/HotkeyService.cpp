@@ -57,9 +57,9 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
     const auto at = m_clock.now() - event.age;
     const bool isOurs = !isHeldByOther({event.keyCode, modifiers});
     if (isOurs && event.keyCode == m_config.toggleKeyCode && matches(m_config.toggleModifiers))
-        return carryOut(m_state.handleToggleKeyPress(at, m_config));
+        return carryOut(m_state.handleToggleKeyPress(at, m_config), at);
     if (isOurs && event.keyCode == keycode::escape && matches(0) && isEscapeConsumed())
-        return carryOut(m_state.abandon(QStringLiteral("🛑 ESCAPE: CANCEL RECORDING")));
+        return carryOut(m_state.abandon(QStringLiteral("🛑 ESCAPE: CANCEL RECORDING")), at);
     if (!m_config.isModifierKey()) {
         if (isOurs && event.keyCode == m_config.keyCode && modifiers == m_config.modifiers &&
             !m_state.isHotkeyPressed())
@@ -68,7 +68,8 @@ void HotkeyService::handleKeyDown(const KeyEvent& event) {
     }
     if (m_state.isChord(at))
         carryOut(m_state.abandon(QStringLiteral("🔹 HOLD MODE: USED IN A CHORD - RECORDING CANCELLED ") +
-                                 m_config.displayString()));
+                                 m_config.displayString()),
+                 at);
 }
 
 void HotkeyService::handleFlagsChanged(const KeyEvent& event) {
@@ -114,27 +115,27 @@ Clock::Duration HotkeyService::doubleTapInterval() const {
 bool HotkeyService::isEscapeConsumed() const { return m_state.isRecording() && m_settings.cancelRecordingOnEscape(); }
 
 void HotkeyService::handleHoldKeyDown(Clock::Instant at) {
-    carryOut(m_state.handleHoldKeyDown(at, doubleTapInterval(), m_config));
+    carryOut(m_state.handleHoldKeyDown(at, doubleTapInterval(), m_config), at);
     m_wasSeenDown = m_source.isPhysicallyDown(m_config.keyCode);
     watchHeldKey();
 }
 
 void HotkeyService::handleHoldKeyUp(Clock::Instant at) {
     m_heldKeyWatch.reset();
-    carryOut(m_state.handleHoldKeyUp(at, doubleTapInterval()));
+    carryOut(m_state.handleHoldKeyUp(at, doubleTapInterval()), at);
 }
 
-void HotkeyService::carryOut(const HotkeyState::Transition& transition) {
+void HotkeyService::carryOut(const HotkeyState::Transition& transition, Clock::Instant at) {
     for (const auto& line : transition.log)
         hotkeyLog(line);
     for (const auto effect : transition.effects) {
         switch (effect) {
         case HotkeyState::Effect::begin:
             ++m_startsUnderway;
-            deliver([this] {
+            deliver([this, at] {
                 --m_startsUnderway;
                 if (onHotkeyDown)
-                    onHotkeyDown();
+                    onHotkeyDown(at);
             });
             break;
         case HotkeyState::Effect::handsOff:
@@ -164,7 +165,7 @@ void HotkeyService::stateChanged() {
         const auto left = std::max(*dueAt - m_clock.now(), Clock::Duration::zero());
         m_pendingStop = m_clock.callLater(left, [this] {
             const auto keepUntilDone = std::move(m_pendingStop);
-            carryOut(m_state.stopAfterDelay(m_config));
+            carryOut(m_state.stopAfterDelay(m_config), m_clock.now());
         });
     }
     updateConsumed();

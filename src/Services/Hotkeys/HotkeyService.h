@@ -44,7 +44,7 @@ public:
     [[nodiscard]] bool isFree(const KeyCombination& combination) const override;
     void captureKey(std::function<void(const KeyCombination&)> onKey) override;
 
-    /// Logs every event. Off by default, because what the user types is private.
+    /// Logs every event. Off by default, because the log then contains what the user types.
     void setDebugMode(bool on) { m_debugMode = on; }
 
 private:
@@ -67,7 +67,8 @@ private:
     void capture(const KeyEvent& event);
     void handleHoldKeyDown(Clock::Instant at);
     void handleHoldKeyUp(Clock::Instant at);
-    void carryOut(const HotkeyState::Transition& transition);
+    /// `at` is the time of what caused the transition.
+    void carryOut(const HotkeyState::Transition& transition, Clock::Instant at);
     void stateChanged();
     void releaseIfNotDown();
     void watchHeldKey();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Concurrency/Clock.h"
 #include "Platform/KeyEvents.h"
 
 #include <functional>
@@ -43,11 +44,11 @@ public:
     /// function ends that.
     virtual void captureKey(std::function<void(const KeyCombination&)> onKey) { static_cast<void>(onKey); }
 
-    std::function<void()> onHotkeyDown;              ///< start recording
-    std::function<void()> onHotkeyUp;                ///< stop recording
-    std::function<void(bool)> onHandsOffModeChanged; ///< whether recording continues without the key held
-    std::function<void()> onCancel;                  ///< Escape during a recording, when the setting says so
-    std::function<void()> onConfigurationChanged;    ///< the hotkeys were changed; the service restarts now
+    std::function<void(Clock::Instant pressedAt)> onHotkeyDown; ///< start recording; the press may be heard of late
+    std::function<void()> onHotkeyUp;                           ///< stop recording
+    std::function<void(bool)> onHandsOffModeChanged;            ///< whether recording continues without the key held
+    std::function<void()> onCancel;                             ///< Escape during a recording, when the setting says so
+    std::function<void()> onConfigurationChanged;               ///< the hotkeys were changed; the service restarts now
     std::function<void()> onKeysReturned;     ///< the service runs again after the desktop had withdrawn the keys
     std::function<void()> onConflictsChanged; ///< what `conflicts` returns may have changed
 };

@@ -97,7 +97,7 @@ void HotkeyService::stop() {
     m_source.stop();
     m_heldKeyWatch.reset();
     // Otherwise a running recording would continue without a key to stop it.
-    carryOut(m_state.reset());
+    carryOut(m_state.reset(), m_clock.now());
 }
 
 bool HotkeyService::isHeldByOther(const KeyCombination& combination) const {

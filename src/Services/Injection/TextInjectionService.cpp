@@ -13,10 +13,13 @@ namespace {
 
 // The owner of the clipboard and the accessibility bus may hang; the text must not wait for them.
 constexpr auto clipboardDeadline = std::chrono::milliseconds(200);
-// Reading ahead may take as long as the first words; an earlier text waits for its end.
+// Looking ahead may take as long as the first words.
 constexpr auto lookAheadDeadline = std::chrono::seconds(5);
-// An owner that says nothing is given up much earlier; this is for one that is slow, or on a busy machine.
 constexpr auto readAheadDeadline = std::chrono::seconds(5);
+// A text may pass a reading of the clipboard that has lasted longer: its owner is slow or hangs.
+constexpr auto readAheadPatience = std::chrono::seconds(1);
+// Code units that are typed in about half a second.
+constexpr qsizetype quicklyTypedText = 250;
 // For a program that was too busy to answer while the user spoke; others have already answered.
 constexpr auto secureInputDeadline = std::chrono::milliseconds(1500);
 // Within this time a program that is going to join the accessibility bus has usually done so.
@@ -74,6 +77,7 @@ struct TextInjectionService::State {
     std::optional<AsyncEvent> turn; ///< set while an injection runs; its event says when the next may
     std::optional<std::pair<PasteboardContents, uint64_t>> prepared;
     std::optional<AsyncEvent> preparing; ///< set while the clipboard is read ahead
+    Clock::Instant preparingSince{};
     std::optional<Saved> pendingRestore;
     std::optional<AsyncEvent> restoring; ///< set while the clipboard is being restored
     TaskHandle restoreTask;
@@ -90,6 +94,7 @@ struct TextInjectionService::State {
                                          std::chrono::milliseconds deadline);
     static Task<> lookForSecrets(std::shared_ptr<State> self);
     static Task<PasteboardContents> saveClipboard(std::shared_ptr<State> self);
+    static Task<bool> typesInstead(std::shared_ptr<State> self, QString text);
     static Task<> restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token);
     static Task<bool> lacksBlank(std::shared_ptr<State> self, RunningApplication application, QString text);
     static Task<> prepare(std::shared_ptr<State> self);
@@ -156,16 +161,21 @@ Task<Delivery> TextInjectionService::State::inject(std::shared_ptr<State> self, 
 
 Task<Delivery> TextInjectionService::State::injectInTurn(std::shared_ptr<State> self, QString text, InjectionMode mode,
                                                          bool restore) {
-    const auto application = self->applications.frontmost();
+    auto application = self->applications.frontmost();
     log(QStringLiteral("🧩 Injecting text: mode=%1 len=%2 activeApp=%3 restoreClipboard=%4")
             .arg(mode == InjectionMode::paste ? QStringLiteral("paste") : QStringLiteral("type"))
             .arg(characterCount(text))
             .arg(nameOf(application), restore ? QStringLiteral("true") : QStringLiteral("false")),
         LogLevel::info);
-    text = textFor(application, withoutControlCharacters(text));
+    text = withoutControlCharacters(text);
     if (text.isEmpty())
         co_return Delivery::typed;
     const auto secrecy = co_await secureInput(self, application, secureInputDeadline);
+    if (application && !application->isTerminal)
+        application->isTerminal = self->accessibility.foundTerminal(application->pid);
+    text = textFor(application, text);
+    if (text.isEmpty())
+        co_return Delivery::typed;
     if (secrecy == SecureInput::on) {
         log(mode == InjectionMode::paste ? QStringLiteral("🔒 Secure Input enabled — cannot paste")
                                          : QStringLiteral("🔒 Secure Input enabled — cannot type-inject"),
@@ -272,6 +282,8 @@ Task<Delivery> TextInjectionService::State::injectViaPaste(std::shared_ptr<State
     PasteboardContents saved;
     if (restore)
         saved = co_await saveClipboard(self);
+    if (restore && !saved.complete && saved.isEmpty() && co_await typesInstead(self, text))
+        co_return Delivery::typed;
     self->restoreTask.cancel();
     self->pendingRestore.reset();
     self->prepared.reset();
@@ -311,16 +323,19 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
         co_await restored.wait(self->clock, clipboardDeadline);
     }
     if (self->preparing) {
-        // The clipboard cannot be taken before that reading has ended: its result is worth the wait.
         const AsyncEvent ready = *self->preparing;
-        co_await ready.wait(self->clock, readAheadDeadline);
+        const auto left = self->preparingSince + readAheadPatience - self->clock.now();
+        if (left > Clock::Duration::zero())
+            co_await ready.wait(self->clock, left);
     }
     // The clipboard may still contain the last dictation, with the earlier content waiting to be restored.
     if (self->pendingRestore && self->pendingRestore->offer->isOwner())
-        co_return self->pendingRestore->contents;
+        co_return PasteboardContents(self->pendingRestore->contents);
     PasteboardContents contents;
+    if (self->preparing)
+        contents.complete = false;
     // Do not ask an owner again that hung when its content was read ahead.
-    if (self->prepared && self->pasteboard.changeCount() == self->prepared->second)
+    else if (self->prepared && self->pasteboard.changeCount() == self->prepared->second)
         contents = self->prepared->first;
     else
         contents = co_await self->pasteboard.read(clipboardDeadline);
@@ -328,6 +343,19 @@ Task<PasteboardContents> TextInjectionService::State::saveClipboard(std::shared_
         log(QStringLiteral("⚠️ The clipboard could not be read in full; what was read of it will be given back"),
             LogLevel::warn);
     co_return contents;
+}
+
+/// Pasting would destroy the content of the clipboard, which cannot be read: types a text that is short enough.
+Task<bool> TextInjectionService::State::typesInstead(std::shared_ptr<State> self, QString text) {
+    if (text.size() > quicklyTypedText || holdsKeysThatAct(text))
+        co_return false;
+    const auto status = co_await self->injector.typeText(text, {});
+    if (status == InjectionStatus::untypable)
+        co_return false;
+    throwUnlessDelivered(status);
+    log(QStringLiteral("🔹 The owner of the clipboard does not answer: the text was typed, and the clipboard kept"),
+        LogLevel::info);
+    co_return true;
 }
 
 Task<> TextInjectionService::State::restoreAfterGrace(std::shared_ptr<State> self, std::stop_token token) {
@@ -381,6 +409,7 @@ Task<> TextInjectionService::State::readClipboardAhead(std::shared_ptr<State> se
         co_return;
     AsyncEvent ready;
     self->preparing = ready;
+    self->preparingSince = self->clock.now();
     auto contents = co_await self->pasteboard.read(readAheadDeadline);
     if (self->pasteboard.changeCount() == count)
         self->prepared.emplace(std::move(contents), *count);

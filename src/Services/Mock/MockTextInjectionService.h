@@ -2,6 +2,7 @@
 
 #include "Services/Injection/TextInjectionServiceProtocol.h"
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -21,6 +22,7 @@ public:
     std::optional<TextInjectionError::Code> failure;
     std::optional<std::runtime_error> fault; ///< one that no code expects
     bool textFieldFocused = true;
+    std::function<void()> onInject; ///< called when the text has been inserted
 
     Task<Delivery> inject(QString text, InjectionMode mode, bool restoreClipboard) override {
         if (fault)
@@ -28,6 +30,8 @@ public:
         if (failure)
             throw TextInjectionError(*failure);
         calls.push_back({std::move(text), mode, restoreClipboard});
+        if (onInject)
+            onInject();
         co_return delivery;
     }
     Task<bool> hasFocusedTextField() override { co_return textFieldFocused; }

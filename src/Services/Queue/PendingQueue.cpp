@@ -43,6 +43,7 @@ std::vector<PendingQueue::Group> PendingQueue::collect() {
 Task<> PendingQueue::processPendingIfNeeded(Self self) {
     if (self->isClosed || !self->records)
         co_return;
+    self->publishUnsaved();
     if (!self->services.network.isConnected()) {
         queueLog(QStringLiteral("🌐 No network — skipping pending transcription processing"));
         co_return;
@@ -61,7 +62,6 @@ Task<> PendingQueue::processPendingIfNeeded(Self self) {
     const Pass pass(self->isProcessing);
     self->m_isSignedOut = false;
     self->m_hasAnswered = false;
-    self->publishUnsaved();
     QHash<QString, int> seen;
     auto groups = self->collect();
     self->putUntriedFirst(groups);
@@ -171,6 +171,8 @@ bool PendingQueue::resetBackoff() {
 }
 
 bool PendingQueue::isWaiting() {
+    if (records && records->hasChanges())
+        return true;
     // Without a network or a session a later check could not do anything. Their return, or the next live recording,
     // begins a pass.
     if (!records || !services.network.isConnected() || !services.auth.currentUser() || m_isSignedOut)
@@ -238,7 +240,7 @@ void PendingQueue::publish(const QString& audioId, const RecordPointer& record) 
 }
 
 void PendingQueue::publishUnsaved() {
-    if (m_unsaved.empty() || !records->save())
+    if ((m_unsaved.empty() && !records->hasChanges()) || !records->save())
         return;
     for (const auto& [audioId, record] : std::exchange(m_unsaved, {}))
         publish(audioId, record);

@@ -25,7 +25,9 @@ public:
     QList<RecordPointer> pendingWith(const QString& audioId);
 
     void insert(const RecordPointer& record);
+    /// Also saves what others changed and could not save.
     bool save();
+    [[nodiscard]] bool hasChanges() const { return m_context.hasChanges(); }
 
     /// Counts a failed attempt.
     void recordAttempt(const QList<RecordPointer>& records);

@@ -17,11 +17,6 @@ const char* const exchange = "Exchanging authorization code for tokens...";
 
 class SignInBrowserTest : public testing::Test {
 protected:
-    void TearDown() override {
-        if (HasFailure())
-            desktop.session.explainFailure();
-    }
-
     /// Keeps a picture where the environment asks for them.
     void keepPicture(const QString& name) {
         if (const auto folder = qEnvironmentVariable("QUILLO_PICTURES"); !folder.isEmpty())

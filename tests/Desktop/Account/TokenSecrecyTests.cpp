@@ -134,8 +134,6 @@ TEST_P(TokenSecrecyTest, NoTokenIsReadableOutsideItsStore) {
         EXPECT_FALSE(hold(line)) << line.toStdString();
     EXPECT_TRUE(
         std::any_of(lines.begin(), lines.end(), [](const auto& line) { return line.contains("quillo-server"); }));
-    if (HasFailure())
-        desktop.session.explainFailure();
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, TokenSecrecyTest,

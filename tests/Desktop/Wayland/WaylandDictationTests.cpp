@@ -18,13 +18,6 @@ const QString spoken = u"Grüße aus Zürich – “naïve” 日本語 прив
 
 class WaylandDictationTest : public testing::Test {
 protected:
-    void TearDown() override {
-        if (m_quillo)
-            session.end(*m_quillo);
-        if (HasFailure())
-            session.explainFailure();
-    }
-
     /// Moves the session, which is an X11 one so far, into a compositor.
     void enter(WaylandCompositor::Options options) {
         compositor = std::make_unique<WaylandCompositor>(options);
@@ -41,10 +34,8 @@ protected:
     }
 
     void start() {
-        const auto script = session.path(u"script.json"_qs);
-        writeFile(script, R"({"events": [{"at": 0.3, "final": ")" + spoken.toUtf8() + R"("}]})");
-        session.environment().insert(u"QUILLO_SERVER_OPTIONS"_qs, u"--recogniser scripted --script "_qs + script);
-        m_quillo = &session.startQuillo({{u"primaryLanguage"_qs, u"en"_qs}});
+        session.recognise(spoken);
+        session.startQuillo({{u"primaryLanguage"_qs, u"en"_qs}});
     }
 
     /// Speaks between `begin` and `end` and waits for the outcome.
@@ -93,9 +84,8 @@ protected:
         }
     }
 
+    std::unique_ptr<WaylandCompositor> compositor; ///< outlives the session's programs
     DesktopSession session;
-    std::unique_ptr<WaylandCompositor> compositor;
-    QProcess* m_quillo = nullptr;
 };
 
 TEST_F(WaylandDictationTest, CommandsDictateOntoTheClipboard) {
@@ -128,6 +118,9 @@ TEST_F(WaylandDictationTest, TheKeysOfTheGuideRunTheCommands) {
         configure(lines);
     };
     bind(u"Hold to talk:"_qs);
+    session.shell(u"wtype -P F9 -s 300 -P Shift_L -s 100 -p F9 -p Shift_L"_qs); // Sway forgets the release of F9
+    EXPECT_TRUE(waitUntil([&] { return commands() == "start\nstop\n"; })) << commands().toStdString();
+    QFile::remove(compositor->path(u"commands"_qs));
     session.shell(u"wtype -P F9 -s 900 -p F9"_qs);
     EXPECT_TRUE(waitUntil([&] { return commands() == "start\nstop\n"; })) << commands().toStdString();
 

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 
 /// Of this process; proc(5).
 [[maybe_unused]] qint64 residentBytes() {
-    QFile pages(QStringLiteral("/proc/self/statm"));
+    QFile pages(u"/proc/self/statm"_qs);
     EXPECT_TRUE(pages.open(QIODevice::ReadOnly));
     return pages.readAll().split(' ').at(1).toLongLong() * ::sysconf(_SC_PAGESIZE);
 }
@@ -58,13 +58,13 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
     const QString pending = RecordStatus::pendingTranscription;
     const QString completed = RecordStatus::completed;
     const std::vector<Case> cases{
-        {"text", completed, "hello there", "completed", [&] { stop(), endSession(QStringLiteral("hello there")); }},
+        {"text", completed, "hello there", "completed", [&] { stop(), endSession(u"hello there"_qs); }},
         {"zero words", RecordStatus::unrecognized, "", "completed(empty_result_zero_words)",
          [&] { stop(), endSession({}); }},
         {"no answer", pending, "", "completed(empty_text_from_server)", [&] { stop(), clock.advance(9s); }},
         {"no last word", pending, "so far", "completed",
          [&] {
-             webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+             webSocket.currentTexts.accumulatedText = u"so far"_qs;
              stop(), clock.advance(9s);
          }},
         {"connection lost while stopping", pending, "", "completed(empty_text_from_server)",
@@ -77,13 +77,13 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
         {"text not inserted", completed, "a secret", "failed(text_injection)",
          [&] {
              injection.failure = TextInjectionError::Code::secureInput;
-             stop(), endSession(QStringLiteral("a secret"));
+             stop(), endSession(u"a secret"_qs);
              injection.failure.reset();
          }},
         {"accessibility taken away", completed, "kept", "failed(accessibility_missing_injection)",
          [&] {
              permissions.accessibility = false;
-             stop(), endSession(QStringLiteral("kept"));
+             stop(), endSession(u"kept"_qs);
              permissions.accessibility = true;
          }},
     };
@@ -100,7 +100,7 @@ TEST_F(RecordingArchiveTests, everyEndKeepsTheAudioWhereItBelongs) {
             EXPECT_EQ(kept->status, test.status);
             EXPECT_EQ(kept->text, QString::fromLatin1(test.text));
             EXPECT_EQ(kept->durationMs, 700);
-            EXPECT_EQ(kept->userId, QStringLiteral("user-1"));
+            EXPECT_EQ(kept->userId, u"user-1"_qs);
             EXPECT_EQ(notifications.contains(notification::pendingRecordingSaved), test.status == pending);
             // What the queue finds on the disk says the same.
             EXPECT_EQ(AudioFileWriter::listPendingRecordings().size(), test.status == pending ? 1U : 0U);
@@ -118,7 +118,7 @@ TEST_F(RecordingArchiveTests, whatTheUserDidNotWantLeavesNothing) {
     for (const auto& [name, end] : ends) {
         SCOPED_TRACE(name);
         end();
-        endSession(QStringLiteral("must not appear"));
+        endSession(u"must not appear"_qs);
         clock.advance(20s);
         expectQuiet();
         EXPECT_TRUE(records().isEmpty());
@@ -133,7 +133,7 @@ TEST_F(RecordingArchiveTests, audioIsOnTheDiskWhileItIsCaptured) {
     EXPECT_EQ(records().front()->status, RecordStatus::recording);
     const auto pending = AudioFileWriter::listPendingRecordings();
     ASSERT_EQ(pending.size(), 1U);
-    EXPECT_EQ(pending.front().userId, QStringLiteral("user-1"));
+    EXPECT_EQ(pending.front().userId, u"user-1"_qs);
     EXPECT_EQ(audioOnDisk(pending.front().id), said);
     // A connection that takes nothing more must not hold the disk up.
     AsyncEvent taken;
@@ -157,7 +157,7 @@ TEST_F(RecordingArchiveTests, aDamagedHistoryCostsTheRecordNotTheDictation) {
     record();
     EXPECT_TRUE(is<Status::Recording>()) << description();
     stop();
-    endSession(QStringLiteral("still works"));
+    endSession(u"still works"_qs);
     ASSERT_EQ(injection.calls.size(), 1U);
     EXPECT_EQ(notifications.count(notification::userNotice), 1) << "the person reads nothing, or one thing twice";
     // The audio waits for a history that can hold the text.
@@ -171,10 +171,10 @@ TEST_F(RecordingArchiveTests, aSignInDuringTheDictationFindsItInTheHistory) {
     EXPECT_TRUE(records().isEmpty());
     auth.user = user;
     stop();
-    endSession(QStringLiteral("mine"));
+    endSession(u"mine"_qs);
     ASSERT_EQ(records().size(), 1);
     EXPECT_EQ(records().front()->userId, user->id);
-    EXPECT_EQ(records().front()->text, QStringLiteral("mine"));
+    EXPECT_EQ(records().front()->text, u"mine"_qs);
 }
 
 TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
@@ -198,11 +198,11 @@ TEST_F(RecordingArchiveTests, aTextThatLacksAPartIsCompletedFromTheAudio) {
         injection.calls.clear();
         lose();
         stop();
-        endSession(QStringLiteral("the end of it"));
+        endSession(u"the end of it"_qs);
         EXPECT_EQ(injection.calls.size(), 1U);
         ASSERT_EQ(records().size(), 1);
         EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
-        EXPECT_EQ(records().front()->text, QStringLiteral("the end of it"));
+        EXPECT_EQ(records().front()->text, u"the end of it"_qs);
         forgetRecords();
     }
 }
@@ -213,7 +213,7 @@ TEST_F(RecordingArchiveTests, theLastChunkIsKeptWhenTheProgramEnds) {
     audio.beforeStop = [&] { audio.speak(0.1F, last); };
     bool done = false;
     TaskRunner runner([](const QString& name, const QString& error) { ADD_FAILURE() << qPrintable(name + error); });
-    runner.run(QStringLiteral("quit"), [&](std::stop_token) -> Task<> {
+    runner.run(u"quit"_qs, [&](std::stop_token) -> Task<> {
         co_await effects->shutDown();
         done = true;
     });
@@ -230,19 +230,36 @@ TEST_F(RecordingArchiveTests, theLastChunkIsKeptWhenTheProgramEnds) {
     EXPECT_TRUE(is<Status::Idle>()) << description();
 }
 
+TEST_F(RecordingArchiveTests, theProgramsEndWaitsForWhatIsKeptOfACancelledDictation) {
+    record();
+    store->send(action::StopRecording{});
+    store->send(action::CancelRecording{});
+    QString atTheEnd;
+    TaskRunner runner([](const QString& name, const QString& error) { ADD_FAILURE() << qPrintable(name + error); });
+    EventExecutor::main().post([&] { // after the stop and the cancel, before their work is done
+        runner.run(u"quit"_qs, [&](std::stop_token) -> Task<> {
+            co_await effects->shutDown();
+            atTheEnd = records().isEmpty() ? QString() : records().front()->status;
+        });
+    });
+    settle();
+    EXPECT_EQ(atTheEnd, RecordStatus::pendingTranscription);
+    expectQuiet();
+}
+
 TEST_F(RecordingArchiveTests, aDiskThatRefusesDoesNotStopTheDictation) {
     // A file where the folder should be.
-    QDir().mkpath(data.path() + QStringLiteral("/QuilloSpeech"));
-    QFile blocked(data.path() + QStringLiteral("/QuilloSpeech/pending-audio"));
+    QDir().mkpath(data.path() + u"/QuilloSpeech"_qs);
+    QFile blocked(data.path() + u"/QuilloSpeech/pending-audio"_qs);
     ASSERT_TRUE(blocked.open(QIODevice::WriteOnly));
     blocked.close();
     record();
     EXPECT_TRUE(notifications.contains(notification::userNotice));
     stop();
-    endSession(QStringLiteral("still works"));
+    endSession(u"still works"_qs);
     ASSERT_EQ(injection.calls.size(), 1U);
     ASSERT_EQ(records().size(), 1);
-    EXPECT_EQ(records().front()->text, QStringLiteral("still works"));
+    EXPECT_EQ(records().front()->text, u"still works"_qs);
     EXPECT_EQ(records().front()->status, RecordStatus::completed);
     EXPECT_TRUE(store->state().savedToHistoryHintVisible);
     expectQuiet();
@@ -265,7 +282,7 @@ TEST_F(RecordingArchiveTests, fourHoursLeaveTheMemoryFlat) {
     speakFor(4 * chunksPerHour - 1000);
     EXPECT_LT(residentBytes() - before, 8 << 20);
     stop();
-    endSession(QStringLiteral("long"));
+    endSession(u"long"_qs);
     ASSERT_EQ(records().size(), 1);
     EXPECT_EQ(records().front()->durationMs, (4 * chunksPerHour + 5) * 100);
     EXPECT_EQ(QFileInfo(audioPath(*records().front()->audioRetainedId)).size(),
@@ -277,27 +294,26 @@ TEST_F(RecordingArchiveTests, theRecordCarriesWhatTheServerSaid) {
     record();
     stop();
     server::SessionEnded ended;
-    ended.text = QStringLiteral("Guten Tag zusammen");
+    ended.text = u"Guten Tag zusammen"_qs;
     ended.cleanupApplied = true;
-    webSocket.currentTexts.rawTextBeforeCleanup = QStringLiteral("guten tag äh zusammen");
-    ended.metricsId = QStringLiteral("m1");
-    ended.languageDetected = QStringLiteral("de");
-    ended.languageMismatch =
-        LanguageMismatch{QStringLiteral("en"), QStringLiteral("de"), QStringLiteral("German"), 0.9};
+    webSocket.currentTexts.rawTextBeforeCleanup = u"guten tag äh zusammen"_qs;
+    ended.metricsId = u"m1"_qs;
+    ended.languageDetected = u"de"_qs;
+    ended.languageMismatch = LanguageMismatch{u"en"_qs, u"de"_qs, u"German"_qs, 0.9};
     serverSays(ended);
     ASSERT_EQ(records().size(), 1);
     const auto& kept = *records().front();
     EXPECT_EQ(kept.wordCount, 3);
-    EXPECT_EQ(kept.sessionId, QStringLiteral("s1"));
-    EXPECT_EQ(kept.metricsServerId, QStringLiteral("m1"));
-    EXPECT_EQ(kept.languageDetected, QStringLiteral("de"));
+    EXPECT_EQ(kept.sessionId, u"s1"_qs);
+    EXPECT_EQ(kept.metricsServerId, u"m1"_qs);
+    EXPECT_EQ(kept.languageDetected, u"de"_qs);
     EXPECT_TRUE(kept.detectedLanguageMismatch);
-    EXPECT_EQ(kept.mismatchDetectedLanguageName, QStringLiteral("German"));
-    EXPECT_EQ(kept.sourceApp, QStringLiteral("Editor"));
-    EXPECT_EQ(kept.tagNames(), QStringList{QStringLiteral("Editor")});
+    EXPECT_EQ(kept.mismatchDetectedLanguageName, u"German"_qs);
+    EXPECT_EQ(kept.sourceApp, u"Editor"_qs);
+    EXPECT_EQ(kept.tagNames(), QStringList{u"Editor"_qs});
     EXPECT_EQ(kept.audioRetainedId, kept.clientRecordingId);
     EXPECT_EQ(counted, 1);
-    EXPECT_EQ(kept.rawText, QStringLiteral("guten tag äh zusammen"));
+    EXPECT_EQ(kept.rawText, u"guten tag äh zusammen"_qs);
 }
 
 } // namespace

@@ -32,13 +32,11 @@ TEST_F(RecordingDeliveryTests, EveryOutcomeIsToldAndLeavesTheNextDictationFree) 
         bool error;
     };
     const std::vector<Row> table{
-        {"read", [] {}, QStringLiteral("a"), "completed", false, false},
-        {"typed", [this] { injection.delivery = Delivery::typed; }, QStringLiteral("a"), "completed", false, false},
-        {"unconfirmed", [this] { injection.delivery = Delivery::unconfirmed; }, QStringLiteral("a"), "completed", true,
-         false},
-        {"clipboard only", [this] { injection.delivery = Delivery::clipboardOnly; }, QStringLiteral("a"), "completed",
-         true, false},
-        {"refused", [this] { injection.failure = TextInjectionError::Code::secureInput; }, QStringLiteral("a"),
+        {"read", [] {}, u"a"_qs, "completed", false, false},
+        {"typed", [this] { injection.delivery = Delivery::typed; }, u"a"_qs, "completed", false, false},
+        {"unconfirmed", [this] { injection.delivery = Delivery::unconfirmed; }, u"a"_qs, "completed", true, false},
+        {"clipboard only", [this] { injection.delivery = Delivery::clipboardOnly; }, u"a"_qs, "completed", true, false},
+        {"refused", [this] { injection.failure = TextInjectionError::Code::secureInput; }, u"a"_qs,
          "failed(text_injection)", false, true},
         {"nothing heard", [] {}, QString(), "completed(empty_result_zero_words)", true, false},
     };
@@ -84,7 +82,7 @@ TEST_F(RecordingDeliveryTests, TheTextGoesToTheApplicationInFrontUnlessThatIsOur
         record();
         applications.front = row.atStop;
         stop();
-        endSession(QStringLiteral("text"));
+        endSession(u"text"_qs);
         EXPECT_EQ(injection.calls.size(), 1U);
         EXPECT_EQ(applications.activated, row.activated);
     }
@@ -95,7 +93,7 @@ TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTh
         SCOPED_TRACE(isStopping);
         injection.calls.clear();
         record();
-        webSocket.currentTexts.accumulatedText = QStringLiteral("heard before");
+        webSocket.currentTexts.accumulatedText = u"heard before"_qs;
         if (isStopping)
             stop();
         serverFails("STT_UNAVAILABLE");
@@ -103,11 +101,11 @@ TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTh
         stop();
         ASSERT_TRUE(failedWith<RecordingError::TranscriptionFailed>()) << description();
         EXPECT_EQ(store->state().status.error()->detail(),
-                  QStringLiteral("STT provider is currently unavailable on the server. Please try again later or "
-                                 "contact the administrator."));
+                  u"STT provider is currently unavailable on the server. Please try again later or "
+                  "contact the administrator."_qs);
         // The text of what was said before the failure alone is not what anybody wants typed.
         EXPECT_EQ(injection.calls.size(), isStopping ? 1U : 0U);
-        EXPECT_EQ(records().back()->text, QStringLiteral("heard before"));
+        EXPECT_EQ(records().back()->text, u"heard before"_qs);
         EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
         expectQuiet();
     }
@@ -117,18 +115,18 @@ TEST_F(RecordingDeliveryTests, AFatalServerErrorKeepsListeningAndNamesItselfAtTh
 
 TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAndItsTextJoined) {
     const auto gone = [&] {
-        webSocket.currentTexts.accumulatedText = QStringLiteral("first half");
+        webSocket.currentTexts.accumulatedText = u"first half"_qs;
         for (int i = 0; i < 3; ++i)
             serverFails("NO_SESSION");
     };
     const std::vector<std::tuple<const char*, std::function<void()>, size_t>> ends{
         {"gone", gone, 2U},
-        {"ended unasked", [&] { endSession(QStringLiteral("first half")); }, 2U},
+        {"ended unasked", [&] { endSession(u"first half"_qs); }, 2U},
         // Its result arrives after the request for the next one, which the server has refused for that reason.
         {"gone, with a late result",
          [&] {
              gone();
-             endSession(QStringLiteral("first half"));
+             endSession(u"first half"_qs);
          },
          3U},
     };
@@ -147,8 +145,8 @@ TEST_F(RecordingDeliveryTests, ASessionThatEndsWhileThePersonSpeaksIsReplacedAnd
         EXPECT_EQ(webSocket.audio.size(), sent + 2);
         stop();
         EXPECT_TRUE(injection.calls.empty()) << "the second session's text was not awaited";
-        endSession(QStringLiteral("second half"));
-        expectInserted(QStringLiteral("first half second half"));
+        endSession(u"second half"_qs);
+        expectInserted(u"first half second half"_qs);
         EXPECT_EQ(records().back()->status, RecordStatus::pendingTranscription);
         expectQuiet();
     }
@@ -167,27 +165,27 @@ TEST_F(RecordingDeliveryTests, AServerThatEndsEverySessionIsNotAskedForEver) {
 
 TEST_F(RecordingDeliveryTests, ACommandsResultIsUsedWhenTheLastWordNeverComes) {
     record();
-    webSocket.currentTexts.accumulatedText = QStringLiteral("make it formal hi");
+    webSocket.currentTexts.accumulatedText = u"make it formal hi"_qs;
     stop();
-    serverSays(server::CommandResult{QStringLiteral("Dear Sir"), QStringLiteral("hi"), std::nullopt});
+    serverSays(server::CommandResult{u"Dear Sir"_qs, u"hi"_qs, std::nullopt});
     loseConnection();
-    expectInserted(QStringLiteral("Dear Sir"));
-    EXPECT_EQ(records().back()->rawText, QStringLiteral("hi"));
+    expectInserted(u"Dear Sir"_qs);
+    EXPECT_EQ(records().back()->rawText, u"hi"_qs);
 }
 
 TEST_F(RecordingDeliveryTests, ACommandsTextReplacesTheRawOne) {
     record();
-    serverSays(server::CommandDetected{QStringLiteral("make it formal"), QStringLiteral("preset")});
+    serverSays(server::CommandDetected{u"make it formal"_qs, u"preset"_qs});
     serverSays(server::CommandProcessing{});
     stop();
     // The server may take its time over this.
     clock.advance(20s);
     EXPECT_TRUE(is<Status::Processing>()) << description();
     server::SessionEnded ended;
-    ended.text = QStringLiteral("Dear Sir or Madam");
+    ended.text = u"Dear Sir or Madam"_qs;
     ended.commandApplied = true;
     serverSays(ended);
-    expectInserted(QStringLiteral("Dear Sir or Madam"));
+    expectInserted(u"Dear Sir or Madam"_qs);
 }
 
 } // namespace

@@ -43,7 +43,7 @@ protected:
     using Status = RecordingState;
 
     RecordingFixture() {
-        tokens.setAccessToken(QStringLiteral("token"));
+        tokens.setAccessToken(u"token"_qs);
         posted = QObject::connect(&NotificationCenter::shared(), &NotificationCenter::posted,
                                   [this](const QString& name) { notifications.append(name); });
         settle();
@@ -68,9 +68,9 @@ protected:
         webSocket.yield(std::move(message));
         settle();
     }
-    void serverFails(const char* code) { serverSays(server::Error{QString::fromLatin1(code), QStringLiteral("why")}); }
+    void serverFails(const char* code) { serverSays(server::Error{QString::fromLatin1(code), u"why"_qs}); }
     void loseConnection() {
-        webSocket.lose(QStringLiteral("gone"));
+        webSocket.lose(u"gone"_qs);
         settle();
     }
     /// The microphone goes; another cannot be opened unless `isReplaceable`.
@@ -86,7 +86,7 @@ protected:
             settle();
         }
     }
-    void startSession() { serverSays(server::SessionStarted{QStringLiteral("s1")}); }
+    void startSession() { serverSays(server::SessionStarted{u"s1"_qs}); }
     void endSession(const QString& text) {
         server::SessionEnded ended;
         ended.text = text;
@@ -111,8 +111,8 @@ protected:
         record();
         ASSERT_TRUE(is<Status::Recording>()) << description();
         stop();
-        endSession(QStringLiteral("works"));
-        expectInserted(QStringLiteral("works"));
+        endSession(u"works"_qs);
+        expectInserted(u"works"_qs);
         expectQuiet();
         EXPECT_TRUE(is<Status::Idle>()) << description();
     }
@@ -147,7 +147,7 @@ protected:
     }
     /// The audio on disk of `recordingId`.
     [[nodiscard]] static QByteArray audioOnDisk(const QString& recordingId) {
-        QFile file(AudioFileWriter::pendingAudioDirectory() + QLatin1Char('/') + recordingId + QStringLiteral(".pcm"));
+        QFile file(AudioFileWriter::pendingAudioDirectory() + QLatin1Char('/') + recordingId + u".pcm"_qs);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     [[nodiscard]] static QStringList audioFiles() {

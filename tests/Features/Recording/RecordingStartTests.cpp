@@ -10,7 +10,7 @@ class RecordingStartTests : public RecordingFixture {};
 
 TEST_F(RecordingStartTests, aDictationGoesFromTheKeyToTheText) {
     start();
-    EXPECT_EQ(audio.calls.value(0), QStringLiteral("startCapture"));
+    EXPECT_EQ(audio.calls.value(0), u"startCapture"_qs);
     speak(3);
     EXPECT_TRUE(webSocket.audio.empty());
     startSession();
@@ -24,17 +24,17 @@ TEST_F(RecordingStartTests, aDictationGoesFromTheKeyToTheText) {
     EXPECT_TRUE(is<Status::Processing>()) << description();
     EXPECT_FALSE(audio.isCapturing());
     EXPECT_EQ(webSocket.endedSessions, 1);
-    endSession(QStringLiteral("hello"));
-    expectInserted(QStringLiteral("hello"));
+    endSession(u"hello"_qs);
+    expectInserted(u"hello"_qs);
     EXPECT_TRUE(is<Status::Idle>()) << description();
     expectQuiet();
     ASSERT_TRUE(effects->lastReport());
-    EXPECT_EQ(effects->lastReport()->reason, QStringLiteral("completed"));
-    EXPECT_EQ(effects->lastReport()->text, QStringLiteral("hello"));
+    EXPECT_EQ(effects->lastReport()->reason, u"completed"_qs);
+    EXPECT_EQ(effects->lastReport()->text, u"hello"_qs);
     EXPECT_EQ(actions.join(QLatin1Char(' ')),
-              QStringLiteral("startRecording targetApplicationCaptured audioCaptureStarted connectionEstablished "
-                             "sessionStarted stopRecording sessionEnded textInjected showSavedToHistory "
-                             "recordingCompleted"));
+              u"startRecording targetApplicationCaptured audioCaptureStarted connectionEstablished "
+              "sessionStarted stopRecording sessionEnded textInjected showSavedToHistory "
+              "recordingCompleted"_qs);
     expectDictationWorks();
 }
 
@@ -85,8 +85,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
     const auto refused = [this](int status) {
         return [this, status] {
             for (int i = 0; i < 2; ++i)
-                webSocket.connectErrors.emplace_back(WebSocketError::Code::connectionFailed, QStringLiteral("no"),
-                                                     status);
+                webSocket.connectErrors.emplace_back(WebSocketError::Code::connectionFailed, u"no"_qs, status);
         };
     };
     const auto idle = [this] { return is<Status::Idle>() && store->state().savedToHistoryHintVisible; };
@@ -100,7 +99,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
          [this] {
              tokens.setAccessToken({});
              auth.onAnonymousSession = [] {
-                 throw AuthError(AuthError::Kind::transport, AuthError::Code::anonymousFailed, QStringLiteral("no"));
+                 throw AuthError(AuthError::Kind::transport, AuthError::Code::anonymousFailed, u"no"_qs);
              };
          },
          noAnswer, "completed(offline_stop)", idle},
@@ -131,7 +130,7 @@ TEST_F(RecordingStartTests, withoutAServerEverythingSaidIsKeptWhileTheKeyIsHeld)
         EXPECT_EQ(records().front()->durationMs, 500);
         forgetRecords();
         expectQuiet();
-        tokens.setAccessToken(QStringLiteral("token"));
+        tokens.setAccessToken(u"token"_qs);
         auth.onAnonymousSession = nullptr;
         webSocket.connectErrors.clear();
         webSocket.sendError.reset();
@@ -163,7 +162,7 @@ TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) 
              record();
              injection.fault = std::runtime_error("unforeseen");
              stop();
-             endSession(QStringLiteral("text"));
+             endSession(u"text"_qs);
          }},
     };
     for (const auto& [name, provoke] : places) {
@@ -171,7 +170,7 @@ TEST_F(RecordingStartTests, aFailureThatNoCodeExpectedEndsTheDictationHonestly) 
         QStringList reported;
         const auto strict = std::exchange(report, [&](const QString&, const QString& error) { reported << error; });
         provoke();
-        EXPECT_EQ(reported, QStringList{QStringLiteral("unforeseen")});
+        EXPECT_EQ(reported, QStringList{u"unforeseen"_qs});
         EXPECT_TRUE(failedWith<RecordingError::Unknown>()) << description();
         expectQuiet();
         EXPECT_EQ(static_cast<size_t>(records().size()), AudioFileWriter::listPendingRecordings().size());
@@ -193,7 +192,7 @@ TEST_F(RecordingStartTests, aFaultInTheConnectionCostsNothingThatIsSaid) {
     };
     start();
     speak(4);
-    EXPECT_EQ(reported, QStringList{QStringLiteral("unforeseen")});
+    EXPECT_EQ(reported, QStringList{u"unforeseen"_qs});
     EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
     clock.advance(500ms);
     stop();
@@ -231,12 +230,12 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
         auth.user->isAnonymous = test.anonymous;
         auth.onRefresh = [kind = test.refreshError] {
             if (kind)
-                throw AuthError(*kind, AuthError::Code::anonymousFailed, QStringLiteral("no"));
+                throw AuthError(*kind, AuthError::Code::anonymousFailed, u"no"_qs);
         };
         tokens.setAccessTokenExpiresAt(clock.wallTime().addSecs(test.expiresSoon ? 10 : 3600));
         webSocket.connectErrors.clear();
         if (!test.expiresSoon)
-            webSocket.connectErrors.emplace_back(WebSocketError::Code::connectionFailed, QStringLiteral("401"), 401);
+            webSocket.connectErrors.emplace_back(WebSocketError::Code::connectionFailed, u"401"_qs, 401);
         start();
         EXPECT_EQ(auth.refreshes, 1);
         EXPECT_EQ(auth.anonymousSessions, test.anonymousSessions);
@@ -252,7 +251,7 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
         EXPECT_EQ(notifications.contains(notification::authRequired), test.asksToSignIn);
         EXPECT_EQ(failedWith<RecordingError::ConnectionFailed>(), test.asksToSignIn) << description();
         if (test.asksToSignIn)
-            EXPECT_EQ(store->state().status.error()->userMessage().key, QStringLiteral("error.signInNeeded"));
+            EXPECT_EQ(store->state().status.error()->userMessage().key, u"error.signInNeeded"_qs);
         expectQuiet();
         tokens.setAccessTokenExpiresAt({});
         expectDictationWorks();
@@ -262,7 +261,7 @@ TEST_F(RecordingStartTests, aTokenThatTheServerRejectsIsRefreshedOnce) {
 TEST_F(RecordingStartTests, aServerThatIsAboutToStopIsAnnouncedAndTheDictationGoesOn) {
     record();
     notifications.clear();
-    serverSays(server::Error{QStringLiteral("SERVER_STOPPING"), QStringLiteral("soon")});
+    serverSays(server::Error{u"SERVER_STOPPING"_qs, u"soon"_qs});
     EXPECT_TRUE(notifications.contains(notification::userNotice));
     EXPECT_TRUE(is<Status::Recording>()) << description();
     cancel();
@@ -277,7 +276,7 @@ TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {
     EXPECT_TRUE(is<Status::Connecting>()) << description();
     speak(4);
     EXPECT_EQ(webSocket.connects, 1) << "the last dictation still has the connection";
-    endSession(QStringLiteral("first"));
+    endSession(u"first"_qs);
     ASSERT_EQ(injection.calls.size(), 1U);
     EXPECT_TRUE(is<Status::Connecting>()) << "the last dictation's end ended this one: " << description();
     EXPECT_EQ(webSocket.connects, 2);
@@ -289,11 +288,25 @@ TEST_F(RecordingStartTests, aDictationBegunWhileTheLastIsFinishedFollowsIt) {
     speak(1);
     cancel();
     EXPECT_TRUE(webSocket.isConnected());
-    endSession(QStringLiteral("second"));
+    endSession(u"second"_qs);
     ASSERT_EQ(injection.calls.size(), 2U);
-    EXPECT_EQ(injection.calls.back().text, QStringLiteral("second"));
+    EXPECT_EQ(injection.calls.back().text, u"second"_qs);
     expectQuiet();
     expectDictationWorks();
+}
+
+TEST_F(RecordingStartTests, aDictationBegunWhileTheLastOnesEndIsOnItsWayGoesOn) {
+    record();
+    stop();
+    // The key goes down after the text is there, and before the store knows that the dictation has ended.
+    injection.onInject = [this] { store->send(action::StartRecording{}); };
+    endSession(QStringLiteral("first"));
+    injection.onInject = {};
+    ASSERT_EQ(injection.calls.size(), 1U);
+    EXPECT_TRUE(is<Status::Connecting>()) << description();
+    EXPECT_TRUE(audio.isCapturing()) << "spoken into nothing";
+    cancel();
+    expectQuiet();
 }
 
 TEST_F(RecordingStartTests, aSilentMicrophoneIsRestartedOnceAndThenNamed) {
@@ -303,7 +316,7 @@ TEST_F(RecordingStartTests, aSilentMicrophoneIsRestartedOnceAndThenNamed) {
     EXPECT_TRUE(is<Status::Connecting>()) << description();
     clock.advance(600ms);
     ASSERT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
-    EXPECT_TRUE(store->state().status.error()->detail().contains(QStringLiteral("'Microphone'")));
+    EXPECT_TRUE(store->state().status.error()->detail().contains(u"'Microphone'"_qs));
     expectQuiet();
     expectDictationWorks();
 }
@@ -315,8 +328,8 @@ TEST_F(RecordingStartTests, aSlowHeadsetIsWaitedForWithoutARestart) {
         const int before = audio.starts();
         start();
         clock.advance(600ms);
-        EXPECT_EQ(store->state().awaitedMicrophone, QStringLiteral("Microphone"));
-        clock.advance(2300ms);
+        EXPECT_EQ(store->state().awaitedMicrophone, u"Microphone"_qs);
+        clock.advance(4300ms);
         EXPECT_EQ(audio.starts(), before + 1);
         EXPECT_TRUE(audio.isCapturing());
         if (comes) {
@@ -336,10 +349,10 @@ TEST_F(RecordingStartTests, aSlowHeadsetIsWaitedForWithoutARestart) {
 }
 
 TEST_F(RecordingStartTests, withoutAMicrophoneTheUserReadsWhatToDo) {
-    audio.nextStartError = AudioServiceError(AudioServiceError::Code::noDevice, QStringLiteral("for the log"));
+    audio.nextStartError = AudioServiceError(AudioServiceError::Code::noDevice, u"for the log"_qs);
     start();
     ASSERT_TRUE(failedWith<RecordingError::AudioCaptureFailed>()) << description();
-    EXPECT_EQ(store->state().status.error()->userMessage(), UserMessage{QStringLiteral("microphone.none")});
+    EXPECT_EQ(store->state().status.error()->userMessage(), UserMessage{u"microphone.none"_qs});
     expectQuiet();
 }
 

@@ -26,7 +26,7 @@ TEST_F(RecordingStopTests, aSessionThatArrivesAfterTheStopIsFinishedNormally) {
     clock.advance(200ms);
     EXPECT_EQ(webSocket.audio.size(), 2U);
     EXPECT_EQ(webSocket.endedSessions, 1);
-    endSession(QStringLiteral("late"));
+    endSession(u"late"_qs);
     ASSERT_EQ(injection.calls.size(), 1U);
     expectQuiet();
     expectDictationWorks();
@@ -63,7 +63,7 @@ TEST_F(RecordingStopTests, aSecondStartOrStopChangesNothing) {
     stop();
     stop();
     EXPECT_EQ(webSocket.endedSessions, 1);
-    endSession(QStringLiteral("once"));
+    endSession(u"once"_qs);
     EXPECT_EQ(injection.calls.size(), 1U);
     expectQuiet();
 }
@@ -78,17 +78,17 @@ TEST_F(RecordingStopTests, whenTheUserLeavesTheTextGoesToTheHistoryOnly) {
         store->send(action::InterruptRecording{});
         settle();
         EXPECT_FALSE(audio.isCapturing());
-        endSession(QStringLiteral("private"));
+        endSession(u"private"_qs);
         EXPECT_TRUE(injection.calls.empty());
         ASSERT_EQ(records().size(), before + 1);
-        EXPECT_EQ(records().back()->text, QStringLiteral("private"));
-        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{QStringLiteral("pill.userLeft")});
+        EXPECT_EQ(records().back()->text, u"private"_qs);
+        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{u"pill.userLeft"_qs});
         expectQuiet();
     }
     // The next dictation is inserted as always.
     record();
     stop();
-    endSession(QStringLiteral("public"));
+    endSession(u"public"_qs);
     EXPECT_EQ(injection.calls.size(), 1U);
 }
 
@@ -99,8 +99,8 @@ TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEv
         std::chrono::seconds end;
     };
     const std::vector<Case> cases{
-        {"says nothing of use", server::Error{QStringLiteral("ODD"), QString()}, 8s},
-        {"unknown", server::Unknown{QStringLiteral("noise")}, 8s},
+        {"says nothing of use", server::Error{u"ODD"_qs, QString()}, 8s},
+        {"unknown", server::Unknown{u"noise"_qs}, 8s},
         {"at work", server::Pong{}, 60s},
         {"partials", server::PartialTranscript{}, 60s},
     };
@@ -108,7 +108,7 @@ TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEv
         SCOPED_TRACE(test.name);
         injection.calls.clear();
         record();
-        webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+        webSocket.currentTexts.accumulatedText = u"so far"_qs;
         stop();
         for (auto passed = 0s; passed < test.end - 1s; ++passed) {
             clock.advance(1s);
@@ -117,8 +117,8 @@ TEST_F(RecordingStopTests, theLastWordIsAwaitedWhileTheServerIsAtWorkButNotForEv
         }
         EXPECT_TRUE(injection.calls.empty());
         clock.advance(1100ms);
-        expectInserted(QStringLiteral("so far"));
-        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{QStringLiteral("pill.incomplete")});
+        expectInserted(u"so far"_qs);
+        EXPECT_EQ(store->state().savedToHistoryHintMessage, UserMessage{u"pill.incomplete"_qs});
         expectQuiet();
     }
 }
@@ -128,20 +128,20 @@ TEST_F(RecordingStopTests, whatWasRecognisedIsDeliveredWhenTheLastWordWillNotCom
         SCOPED_TRACE(failure);
         injection.calls.clear();
         record();
-        webSocket.currentTexts.accumulatedText = QStringLiteral("so far");
+        webSocket.currentTexts.accumulatedText = u"so far"_qs;
         stop();
         if (failure == std::string_view("connection lost"))
             loseConnection();
         else
             serverFails(failure);
-        expectInserted(QStringLiteral("so far"));
+        expectInserted(u"so far"_qs);
         expectQuiet();
     }
 }
 
 TEST_F(RecordingStopTests, aConnectionLostWhileRecordingLeavesTheAudioForTheQueue) {
     record();
-    webSocket.currentTexts.accumulatedText = QStringLiteral("recovered");
+    webSocket.currentTexts.accumulatedText = u"recovered"_qs;
     loseConnection();
     EXPECT_TRUE(is<Status::RecordingOffline>()) << description();
     EXPECT_TRUE(audio.isCapturing());
@@ -150,7 +150,7 @@ TEST_F(RecordingStopTests, aConnectionLostWhileRecordingLeavesTheAudioForTheQueu
     EXPECT_TRUE(injection.calls.empty());
     EXPECT_TRUE(is<Status::Idle>()) << description();
     ASSERT_EQ(records().size(), 1);
-    EXPECT_EQ(records().front()->text, QStringLiteral("recovered"));
+    EXPECT_EQ(records().front()->text, u"recovered"_qs);
     EXPECT_EQ(records().front()->status, RecordStatus::pendingTranscription);
     expectQuiet();
     expectDictationWorks();
@@ -174,11 +174,37 @@ TEST_F(RecordingStopTests, aLostMicrophoneIsReplacedOrEndsTheDictationWithItsTex
             clock.advance(600ms);
             EXPECT_FALSE(audio.isCapturing()) << "a dead microphone is listened to";
         }
-        endSession(QStringLiteral("heard"));
+        endSession(u"heard"_qs);
         EXPECT_EQ(injection.calls.size(), 1U);
         EXPECT_EQ(failedWith<RecordingError::AudioCaptureFailed>(), replacement != Replacement::speaks)
             << description();
         expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aHoldIsCountedFromItsPressHoweverLateThatIsHeardOf) {
+    for (const auto late : {0ms, 300ms}) {
+        injection.calls.clear();
+        send(action::StartRecording{clock.now() - late});
+        speak(2);
+        startSession();
+        clock.advance(200ms);
+        stop();
+        endSession(u"short"_qs);
+        EXPECT_EQ(injection.calls.size(), late == 0ms ? 0U : 1U) << "a tap of 200 ms, and a hold of 500 ms";
+        expectQuiet();
+    }
+}
+
+TEST_F(RecordingStopTests, aMutedMicrophoneIsNamedWhenNothingIsRecognised) {
+    for (const auto& [sample, hint] : {std::pair('\0', "pill.microphoneMuted"), std::pair('\1', "pill.nothingHeard")}) {
+        start();
+        startSession();
+        audio.speak(0, QByteArray(AudioFormat::chunkByteSize, sample));
+        clock.advance(500ms);
+        stop();
+        endSession({});
+        EXPECT_EQ(store->state().savedToHistoryHintMessage.value_or(UserMessage{}).key, QString::fromLatin1(hint));
     }
 }
 
@@ -208,7 +234,7 @@ TEST_F(RecordingStopTests, aCancelAtAnyStageInsertsNothingAndFreesTheMicrophone)
         reach();
         cancel();
         EXPECT_TRUE(failedWith<RecordingError::Cancelled>()) << description();
-        endSession(QStringLiteral("must not appear"));
+        endSession(u"must not appear"_qs);
         clock.advance(20s);
         EXPECT_TRUE(injection.calls.empty());
         expectQuiet();

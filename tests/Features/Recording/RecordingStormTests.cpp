@@ -15,8 +15,8 @@ TEST_F(RecordingStormTests, noOrderOfEventsLeavesAnythingBehind) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 random(seed);
     const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-    const std::vector<QString> codes{QStringLiteral("NO_SESSION"), QStringLiteral("STT_UNAVAILABLE"),
-                                     QStringLiteral("TRANSCRIPTION_ERROR"), QStringLiteral("INTERNAL_ERROR")};
+    const std::vector<QString> codes{u"NO_SESSION"_qs, u"STT_UNAVAILABLE"_qs, u"TRANSCRIPTION_ERROR"_qs,
+                                     u"INTERNAL_ERROR"_qs};
     const std::vector<std::function<void()>> events{
         [&] { store->send(action::StartRecording{}); },
         [&] { store->send(action::StartRecording{}); },
@@ -26,12 +26,12 @@ TEST_F(RecordingStormTests, noOrderOfEventsLeavesAnythingBehind) {
         [&] { audio.speak(); },
         [&] { audio.speak(); },
         [&] { audio.loseDevice(); },
-        [&] { webSocket.yield(server::SessionStarted{QStringLiteral("s")}); },
-        [&] { webSocket.yield(server::SessionEnded{.text = QStringLiteral("t")}); },
+        [&] { webSocket.yield(server::SessionStarted{u"s"_qs}); },
+        [&] { webSocket.yield(server::SessionEnded{.text = u"t"_qs}); },
         [&] {
-            webSocket.yield(server::Error{codes[static_cast<size_t>(upTo(4))], QStringLiteral("m")});
+            webSocket.yield(server::Error{codes[static_cast<size_t>(upTo(4))], u"m"_qs});
         },
-        [&] { webSocket.lose(QStringLiteral("gone")); },
+        [&] { webSocket.lose(u"gone"_qs); },
         [&] { clock.advance(std::chrono::milliseconds(upTo(1500))); },
         [&] { settle(); },
     };

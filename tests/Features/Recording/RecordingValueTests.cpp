@@ -12,8 +12,8 @@ namespace {
 
 TEST(RecordingError, EachDescribesItselfByItsKey) {
     const std::vector<std::pair<RecordingError, const char*>> table{
-        {RecordingError::ConnectionFailed{QStringLiteral("r")}, "error.connectionFailed"},
-        {RecordingError::ConnectionLost{QStringLiteral("text")}, "error.connectionLostRecovered"},
+        {RecordingError::ConnectionFailed{u"r"_qs}, "error.connectionFailed"},
+        {RecordingError::ConnectionLost{u"text"_qs}, "error.connectionLostRecovered"},
         {RecordingError::ConnectionLost{}, "error.connectionLostNoText"},
         {RecordingError::AudioCaptureFailed{}, "error.audioCaptureFailed"},
         {RecordingError::TranscriptionFailed{}, "error.transcriptionFailed"},
@@ -21,34 +21,15 @@ TEST(RecordingError, EachDescribesItselfByItsKey) {
         {RecordingError::AccessibilityPermissionDenied{}, "error.accessibilityDenied"},
         {RecordingError::SessionStartFailed{}, "error.sessionStartFailed"},
         {RecordingError::Cancelled{}, "error.cancelled"},
-        {RecordingError::AudioCaptureFailed{{}, {QStringLiteral("microphone.none")}}, "microphone.none"},
-        {RecordingError::TranscriptionFailed{{}, QStringLiteral("STT_UNAVAILABLE")}, "error.recogniserUnavailable"},
-        {RecordingError::TranscriptionFailed{{}, QStringLiteral("LANGUAGE_NOT_SERVED")}, "error.languageNotServed"},
-        {RecordingError::Unknown{QStringLiteral("bad_alloc")}, "error.unexpected"},
+        {RecordingError::AudioCaptureFailed{{}, {u"microphone.none"_qs}}, "microphone.none"},
+        {RecordingError::TranscriptionFailed{{}, u"STT_UNAVAILABLE"_qs}, "error.recogniserUnavailable"},
+        {RecordingError::TranscriptionFailed{{}, u"LANGUAGE_NOT_SERVED"_qs}, "error.languageNotServed"},
+        {RecordingError::Unknown{u"bad_alloc"_qs}, "error.unexpected"},
     };
     for (const auto& [error, key] : table) {
         EXPECT_EQ(error.userMessage().key, QString::fromLatin1(key));
         EXPECT_NE(error.errorDescription(), error.userMessage().key) << key << " has no text";
     }
-}
-
-TEST(RecordingState, ThePillFollowsTheStatus) {
-    RecordingState state;
-    EXPECT_TRUE(std::holds_alternative<PillVisualState::Idle>(state.pillState()));
-    state.isHovering = true;
-    EXPECT_TRUE(std::holds_alternative<PillVisualState::Hovering>(state.pillState()));
-    state.status = RecordingState::Recording{};
-    state.audioLevel = 0.25F;
-    state.systemAudioLevel = 0.75F;
-    state.partialText = QStringLiteral("so far");
-    EXPECT_EQ(state.pillState(), PillState(PillVisualState::Recording{0.75F, QStringLiteral("so far")}));
-    state.status = RecordingState::Processing{};
-    EXPECT_TRUE(std::holds_alternative<PillVisualState::Processing>(state.pillState()));
-    state.commandStatusMessage = UserMessage{QStringLiteral("pill.commandProcessing")};
-    EXPECT_EQ(state.pillState(),
-              PillState(PillVisualState::ProcessingCommand{{QStringLiteral("pill.commandProcessing")}}));
-    state.status = RecordingError(RecordingError::Cancelled{});
-    EXPECT_TRUE(std::holds_alternative<PillVisualState::Error>(state.pillState()));
 }
 
 TEST(AudioBacklog, ItsCapCostsTheOldestChunksNeverTheNewest) {
@@ -74,11 +55,10 @@ TEST(TimingSnapshot, IntervalsOfMissingPointsAreLeftOut) {
     snapshot.recordingRequestedAt = start;
     snapshot.audioFirstChunkReceivedAt = start + 110ms;
     snapshot.webSocketConnectedAt = start + 250ms;
-    EXPECT_EQ(snapshot.description(), QStringLiteral("hotkey→firstChunk=110.0ms, hotkey→wsConnected=250.0ms"));
+    EXPECT_EQ(snapshot.description(), u"hotkey→firstChunk=110.0ms, hotkey→wsConnected=250.0ms"_qs);
     const auto metrics = snapshot.metrics(start + 1s);
     EXPECT_EQ(metrics.keys(),
-              (QStringList{QStringLiteral("hotkey_to_first_chunk_ms"), QStringLiteral("hotkey_to_now_ms"),
-                           QStringLiteral("hotkey_to_ws_connected_ms")}));
+              (QStringList{u"hotkey_to_first_chunk_ms"_qs, u"hotkey_to_now_ms"_qs, u"hotkey_to_ws_connected_ms"_qs}));
 }
 
 } // namespace

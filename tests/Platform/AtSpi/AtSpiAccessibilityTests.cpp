@@ -16,18 +16,14 @@ using test::waitUntil;
 
 /// Gets or sets a property of the desktop's accessibility switch.
 QByteArray property(test::XSession& session, const QString& method, const QStringList& arguments) {
-    return session.run(QStringLiteral("gdbus"),
-                       QStringList{QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                                   QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"),
-                                   QStringLiteral("/org/a11y/bus"), QStringLiteral("--method"),
-                                   QStringLiteral("org.freedesktop.DBus.Properties.") + method,
-                                   QStringLiteral("org.a11y.Status")} +
+    return session.run(u"gdbus"_qs,
+                       QStringList{u"call"_qs, u"--session"_qs, u"--dest"_qs, u"org.a11y.Bus"_qs, u"--object-path"_qs,
+                                   u"/org/a11y/bus"_qs, u"--method"_qs, u"org.freedesktop.DBus.Properties."_qs + method,
+                                   u"org.a11y.Status"_qs} +
                            arguments);
 }
 
-bool isSwitchedOn(test::XSession& session) {
-    return property(session, QStringLiteral("Get"), {QStringLiteral("IsEnabled")}).contains("true");
-}
+bool isSwitchedOn(test::XSession& session) { return property(session, u"Get"_qs, {u"IsEnabled"_qs}).contains("true"); }
 
 class AtSpiTest : public testing::Test {
 protected:
@@ -50,30 +46,32 @@ protected:
         return element;
     }
 
-    static std::unique_ptr<test::XSession> s_session;
-    static std::unique_ptr<Accessibility> s_accessibility;
-    static bool s_keyboardIsGrabbed;
+    static inline std::unique_ptr<test::XSession> s_session;
+    static inline std::unique_ptr<Accessibility> s_accessibility;
+    static inline bool s_keyboardIsGrabbed = false;
 };
 
-std::unique_ptr<test::XSession> AtSpiTest::s_session;
-std::unique_ptr<Accessibility> AtSpiTest::s_accessibility;
-bool AtSpiTest::s_keyboardIsGrabbed = false;
-
 TEST_F(AtSpiTest, TellsWhatHasTheFocus) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", "AXTextArea"}, {"--line", "AXTextField"}, {"--password", "AXTextField"}, {"--no-field", "AXButton"}};
+    const std::pair<const char*, const char*> cases[] = {{"", "AXTextArea"},
+                                                         {"--line", "AXTextField"},
+                                                         {"--password", "AXTextField"},
+                                                         {"--no-field", "AXButton"},
+                                                         {"--terminal", "AXTextArea"}};
     for (const auto& [option, role] : cases) {
         const test::TextFieldProgram program(*s_session, QString::fromLatin1(option).split(u' ', Qt::SkipEmptyParts));
         const auto element = focusedElement();
         ASSERT_TRUE(element) << option;
         EXPECT_EQ(element->role.toStdString(), role) << option;
         const bool isPassword = QByteArray(option) == "--password";
-        const bool isText = QByteArray(option) != "--no-field";
+        const bool isTerminal = QByteArray(option) == "--terminal";
+        const bool isText = QByteArray(option) != "--no-field" && !isTerminal;
         EXPECT_EQ(element->isPassword, isPassword) << option;
         EXPECT_EQ(element->isValueSettable, isText) << option;
         EXPECT_EQ(element->hasNumberOfCharacters, isText) << option;
         EXPECT_EQ(await(s_accessibility->secureInput(program.pid(), milliseconds(1000))),
                   isPassword ? SecureInput::on : SecureInput::off);
+        EXPECT_EQ(s_accessibility->foundTerminal(program.pid()), isTerminal) << option;
+        EXPECT_FALSE(s_accessibility->foundTerminal(1)) << "of another program";
     }
     EXPECT_TRUE(waitUntil([] { return !await(s_accessibility->focusedElement(milliseconds(300))); }))
         << "the program has gone";
@@ -143,8 +141,7 @@ TEST_F(AtSpiTest, LeavesTheDesktopsSwitchAsItFoundIt) {
                              Case{"left on by a killed run", true, true, false, false},
                              Case{"a screen reader was started", false, false, true, true}}) {
         const auto set = [](const char* name, bool on) {
-            property(*s_session, QStringLiteral("Set"),
-                     {QString::fromLatin1(name), on ? QStringLiteral("<true>") : QStringLiteral("<false>")});
+            property(*s_session, u"Set"_qs, {QString::fromLatin1(name), on ? u"<true>"_qs : u"<false>"_qs});
         };
         set("IsEnabled", test.wasOn);
         bool isOurs = test.isOurs;
@@ -157,8 +154,8 @@ TEST_F(AtSpiTest, LeavesTheDesktopsSwitchAsItFoundIt) {
         EXPECT_EQ(isSwitchedOn(*s_session), test.isOnAfter) << test.name;
         EXPECT_FALSE(isOurs) << test.name;
     }
-    property(*s_session, QStringLiteral("Set"), {QStringLiteral("ScreenReaderEnabled"), QStringLiteral("<false>")});
-    property(*s_session, QStringLiteral("Set"), {QStringLiteral("IsEnabled"), QStringLiteral("<true>")});
+    property(*s_session, u"Set"_qs, {u"ScreenReaderEnabled"_qs, u"<false>"_qs});
+    property(*s_session, u"Set"_qs, {u"IsEnabled"_qs, u"<true>"_qs});
 }
 
 TEST_F(AtSpiTest, AGrabbedKeyboardIsSecureInput) {

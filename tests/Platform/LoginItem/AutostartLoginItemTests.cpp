@@ -141,12 +141,7 @@ TEST_F(AutostartLoginItem, RefusesWithCauseAndNextStepAndLosesNothing) {
         place.userFolder = folderOfTheUser;
         QDir(folder.filePath(u"home"_qs)).removeRecursively();
         refusal.arrange();
-        try {
-            make()->registerItem();
-            ADD_FAILURE() << "did not refuse";
-        } catch (const LoginItemError& error) {
-            EXPECT_THAT(error.message().toStdString(), HasSubstr(refusal.cause));
-        }
+        EXPECT_THAT([&] { make()->registerItem(); }, testing::ThrowsMessage<LoginItemError>(HasSubstr(refusal.cause)));
         EXPECT_NE(make()->status(), Status::enabled);
     }
     EXPECT_EQ(contentOf(folderOfTheUser), somethingElse);

@@ -127,10 +127,9 @@ TEST_F(PulseAudioCaptureTests, TheLoudspeakersAreNoMicrophone) {
 }
 
 TEST_F(PulseAudioCaptureTests, KnowsThatAHeadsetStartsSlowly) {
-    session.pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
-                   QStringLiteral("master=speakers.monitor"), QStringLiteral("source_name=headset"),
-                   QStringLiteral("source_properties=device.bus=bluetooth")});
-    session.addMicrophone(QStringLiteral("desk"));
+    session.pactl({u"load-module"_qs, u"module-remap-source"_qs, u"master=speakers.monitor"_qs,
+                   u"source_name=headset"_qs, u"source_properties=device.bus=bluetooth"_qs});
+    session.addMicrophone(u"desk"_qs);
     makeService();
     const auto slow = [&] {
         QStringList names;
@@ -139,7 +138,7 @@ TEST_F(PulseAudioCaptureTests, KnowsThatAHeadsetStartsSlowly) {
                 names << device.id;
         return names;
     };
-    EXPECT_TRUE(waitUntil([&] { return slow() == QStringList{QStringLiteral("headset")}; }));
+    EXPECT_TRUE(waitUntil([&] { return slow() == QStringList{u"headset"_qs}; }));
 }
 
 TEST_F(PulseAudioCaptureTests, FollowsTheDefaultUnlessToldOtherwise) {

@@ -7,7 +7,6 @@
 #include <QDBusConnection>
 #include <QDBusVirtualObject>
 #include <QElapsedTimer>
-#include <QStringBuilder>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -51,7 +50,7 @@ TEST(FileSecretStore, NeverOverwritesWhatItCannotRead) {
     for (const QByteArray content : {"{\"a\":", "[1]", "{\"a\":1}"}) {
         writeFile(path, content);
         ASSERT_TRUE(createFileSecretStore(path)->write(u"b"_qs, "new"));
-        EXPECT_EQ(contentOf(path % u".damaged"), content);
+        EXPECT_EQ(contentOf(path + u".damaged"_qs), content);
         EXPECT_EQ(createFileSecretStore(path)->read(u"b"_qs), "new");
     }
     // A folder where the file should be.

@@ -16,8 +16,7 @@ namespace {
 class Bus {
 public:
     Bus() {
-        m_process.start(QStringLiteral("dbus-daemon"),
-                        {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        m_process.start(u"dbus-daemon"_qs, {u"--session"_qs, u"--nofork"_qs, u"--print-address=1"_qs});
         while (!m_process.canReadLine()) {
             if (!m_process.waitForReadyRead(15'000))
                 throw std::runtime_error("no answer from dbus-daemon");
@@ -43,11 +42,11 @@ private:
 class SessionWatchTest : public testing::Test {
 protected:
     SessionWatchTest() {
-        QDBusConnection desktop = m_bus.connect(QStringLiteral("desktop"));
+        QDBusConnection desktop = m_bus.connect(u"desktop"_qs);
         const auto exported = QDBusConnection::ExportAllContents;
-        desktop.registerObject(QStringLiteral("/org/freedesktop/login1"), &m_manager, exported);
+        desktop.registerObject(u"/org/freedesktop/login1"_qs, &m_manager, exported);
         desktop.registerObject(QLatin1String(sessionPath), &m_session, exported);
-        desktop.registerService(QStringLiteral("org.freedesktop.login1"));
+        desktop.registerService(u"org.freedesktop.login1"_qs);
     }
     ~SessionWatchTest() override {
         m_watch.reset();
@@ -56,7 +55,7 @@ protected:
     }
 
     void start() {
-        const auto ours = m_bus.connect(QStringLiteral("ours"));
+        const auto ours = m_bus.connect(u"ours"_qs);
         m_watch = createLogindSessionWatch(ours, ours);
         m_watch->start([this] { ++m_left; });
         // The watch knows its session once the session reaches it.
@@ -71,12 +70,11 @@ protected:
     void send(const QString& path, const QString& interface, const QString& name, const QVariantList& arguments) {
         auto signal = QDBusMessage::createSignal(path, interface, name);
         signal.setArguments(arguments);
-        m_bus.connect(QStringLiteral("desktop")).send(signal);
+        m_bus.connect(u"desktop"_qs).send(signal);
     }
     void change(const char* property, bool value, const QString& path = QLatin1String(sessionPath)) {
-        send(path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"),
-             {QStringLiteral("org.freedesktop.login1.Session"), QVariantMap{{QLatin1String(property), value}},
-              QStringList()});
+        send(path, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs,
+             {u"org.freedesktop.login1.Session"_qs, QVariantMap{{QLatin1String(property), value}}, QStringList()});
     }
     /// Sends something that counts, so that everything before it has arrived too, and does not count it.
     int leftBefore() {
@@ -107,14 +105,8 @@ TEST_F(SessionWatchTest, ReportsEveryWayToLeave) {
         {"sleep", [this] { Q_EMIT m_manager.PrepareForSleep(true); },
          [this] { Q_EMIT m_manager.PrepareForSleep(false); }, false},
         {"screen saver",
-         [this] {
-             send(QStringLiteral("/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-                  QStringLiteral("ActiveChanged"), {true});
-         },
-         [this] {
-             send(QStringLiteral("/org/gnome/ScreenSaver"), QStringLiteral("org.gnome.ScreenSaver"),
-                  QStringLiteral("ActiveChanged"), {false});
-         },
+         [this] { send(u"/ScreenSaver"_qs, u"org.freedesktop.ScreenSaver"_qs, u"ActiveChanged"_qs, {true}); },
+         [this] { send(u"/org/gnome/ScreenSaver"_qs, u"org.gnome.ScreenSaver"_qs, u"ActiveChanged"_qs, {false}); },
          false},
     };
     for (const auto& [name, leave, comeBack, isAway] : ways) {
@@ -128,16 +120,30 @@ TEST_F(SessionWatchTest, ReportsEveryWayToLeave) {
     }
 }
 
+TEST_F(SessionWatchTest, SleepWaitsExactlyWhileItIsAskedTo) {
+    start();
+    for (int round = 0; round < 2; ++round) {
+        m_watch->delaySleep(true);
+        m_watch->delaySleep(true);
+        EXPECT_TRUE(waitUntil([this] { return m_manager.delays() == 1; }));
+        m_watch->delaySleep(false);
+        EXPECT_TRUE(waitUntil([this] { return m_manager.delays() == 0; }));
+    }
+    m_watch->delaySleep(true);
+    m_watch->delaySleep(false); // before the answer
+    EXPECT_TRUE(waitUntil([this] { return m_manager.m_delays.size() == 3 && m_manager.delays() == 0; }));
+}
+
 TEST_F(SessionWatchTest, AnotherSessionIsNotOurs) {
     start();
-    change("LockedHint", true, QStringLiteral("/org/freedesktop/login1/session/_33"));
+    change("LockedHint", true, u"/org/freedesktop/login1/session/_33"_qs);
     EXPECT_EQ(leftBefore(), 0);
     EXPECT_FALSE(m_watch->isAway());
 }
 
 TEST_F(SessionWatchTest, KnowsASessionThatIsLockedAlready) {
     m_session.m_isLocked = true;
-    const auto ours = m_bus.connect(QStringLiteral("ours"));
+    const auto ours = m_bus.connect(u"ours"_qs);
     m_watch = createLogindSessionWatch(ours, ours);
     m_watch->start([this] { ++m_left; });
     EXPECT_TRUE(waitUntil([this] { return m_watch->isAway(); }));

@@ -50,16 +50,12 @@ TEST(X11KeyboardGrab, IsToldWithoutTouchingTheFocus) {
     const test::XSession session;
     InjectionGuard guard;
     EXPECT_FALSE(x11KeyboardIsGrabbed(guard));
-    auto* const other = xcb_connect(nullptr, nullptr);
-    auto* const grab = xcb_grab_keyboard_reply(
-        other, xcb_grab_keyboard(other, 0, session.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-        nullptr);
-    ASSERT_EQ(grab->status, XCB_GRAB_STATUS_SUCCESS);
+    auto other = std::make_unique<test::PhysicalKeyboard>(qEnvironmentVariable("DISPLAY"));
+    ASSERT_TRUE(other->grabKeyboard());
     EXPECT_TRUE(x11KeyboardIsGrabbed(guard));
     guard.setOwnGrabActive(true);
     EXPECT_FALSE(x11KeyboardIsGrabbed(guard));
-    std::free(grab); // NOLINT
-    xcb_disconnect(other);
+    other.reset();
     guard.setOwnGrabActive(false);
     EXPECT_TRUE(waitUntil([&] { return !x11KeyboardIsGrabbed(guard); }));
 }

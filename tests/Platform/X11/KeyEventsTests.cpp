@@ -43,6 +43,11 @@ protected:
             [this](KeyEventSourceState state) { m_states.push_back(state); }));
     }
 
+    static void chord(uint16_t modifier, uint16_t key) {
+        s_session->physicalKey(modifier, true);
+        s_session->tapPhysicalKey(key);
+        s_session->physicalKey(modifier, false);
+    }
     /// Presses a key last, so that everything before it has been delivered when it arrives; it is not kept.
     void settle() {
         s_session->tapPhysicalKey(KEY_F12);
@@ -53,14 +58,12 @@ protected:
         std::erase_if(m_events, [](const KeyEvent& event) { return event.keyCode == 111; });
     }
 
-    static std::unique_ptr<test::XSession> s_session;
+    static inline std::unique_ptr<test::XSession> s_session;
     std::shared_ptr<InjectionGuard> m_guard = std::make_shared<InjectionGuard>();
     std::vector<KeyEvent> m_events;
     std::vector<KeyEventSourceState> m_states;
     std::unique_ptr<KeyEventSource> m_source;
 };
-
-std::unique_ptr<test::XSession> KeyEventsTest::s_session;
 
 TEST(VirtualKeyCodes, EveryCodeFindsItsWayBack) {
     std::set<uint16_t> seen;
@@ -109,9 +112,7 @@ TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
     EXPECT_THAT(m_source->unavailableCombinations(), IsEmpty());
     for (const bool capsLock : {false, true}) {
         s_session->setCapsLock(capsLock);
-        s_session->physicalKey(KEY_LEFTALT, true);
-        s_session->tapPhysicalKey(KEY_SPACE);
-        s_session->physicalKey(KEY_LEFTALT, false);
+        chord(KEY_LEFTALT, KEY_SPACE);
         settle();
         const uint64_t alt = keyflag::option | keyflag::leftOption;
         EXPECT_THAT(m_events, ElementsAre(changed(keycode::leftOption, alt), down(keycode::space, alt),
@@ -124,9 +125,7 @@ TEST_F(KeyEventsTest, ConsumesCombinationsUnderEveryLock) {
 
     // Once stopped, nothing is held back.
     m_source->stop();
-    s_session->physicalKey(KEY_RIGHTSHIFT, true);
-    s_session->tapPhysicalKey(KEY_SPACE);
-    s_session->physicalKey(KEY_RIGHTSHIFT, false);
+    chord(KEY_RIGHTSHIFT, KEY_SPACE);
     EXPECT_TRUE(field.waitForText(u"x "_qs)) << field.text().toStdString();
 }
 
@@ -150,9 +149,7 @@ TEST_F(KeyEventsTest, KindsOfModifiersFollowTheLayout) {
         s_session->tapPhysicalKey(KEY_F11);
         settle();
         m_events.clear();
-        s_session->physicalKey(key, true);
-        s_session->tapPhysicalKey(KEY_SPACE);
-        s_session->physicalKey(key, false);
+        chord(key, KEY_SPACE);
         settle();
         const uint16_t code = *virtualKeyCodeForEvdev(key);
         EXPECT_THAT(m_events, ElementsAre(changed(code, flags), down(keycode::space, flags), up(keycode::space, flags),
@@ -160,14 +157,12 @@ TEST_F(KeyEventsTest, KindsOfModifiersFollowTheLayout) {
             << layout << ' ' << option;
     }
     // What is grabbed is the combination that the events report.
-    s_session->setLayout(QStringLiteral("us"), 0, QStringLiteral("ctrl:nocaps"));
+    s_session->setLayout(u"us"_qs, 0, u"ctrl:nocaps"_qs);
     m_source->setConsumed({{keycode::space, keyflag::control}});
     const test::TextFieldProgram field(*s_session);
-    s_session->physicalKey(KEY_CAPSLOCK, true);
-    s_session->tapPhysicalKey(KEY_SPACE);
-    s_session->physicalKey(KEY_CAPSLOCK, false);
+    chord(KEY_CAPSLOCK, KEY_SPACE);
     s_session->tapPhysicalKey(KEY_X);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x"_qs)) << field.text().toStdString();
 }
 
 TEST_F(KeyEventsTest, AHiddenTapOpensNoLauncherAndIsNoKey) {
@@ -188,14 +183,14 @@ TEST_F(KeyEventsTest, AHiddenTapOpensNoLauncherAndIsNoKey) {
         EXPECT_EQ(shell.launches(), before + 1) << "without the hidden tap this shell opens its launcher";
     }
     s_session->tapPhysicalKey(KEY_X);
-    EXPECT_TRUE(field.waitForText(QStringLiteral("x"))) << field.text().toStdString();
+    EXPECT_TRUE(field.waitForText(u"x"_qs)) << field.text().toStdString();
 }
 
 TEST_F(KeyEventsTest, AKeyIsDownWhileItIsDownOnOneOfTwoKeyboards) {
     start();
     s_session->physicalKey(KEY_F5, true);
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keydown"), QStringLiteral("71")}); // another device
-    s_session->run(QStringLiteral("xdotool"), {QStringLiteral("keyup"), QStringLiteral("71")});
+    s_session->run(u"xdotool"_qs, {u"keydown"_qs, u"71"_qs}); // another device
+    s_session->run(u"xdotool"_qs, {u"keyup"_qs, u"71"_qs});
     settle();
     EXPECT_THAT(m_events, testing::Not(testing::Contains(up(96))));
     s_session->physicalKey(KEY_F5, false);
@@ -212,26 +207,18 @@ TEST_F(KeyEventsTest, ReportsCombinationsOfOthersAndStillSeesThem) {
     EXPECT_THAT(m_source->unavailableCombinations(), ElementsAre(taken));
     const KeyCombination unasked{keycode::space, keyflag::control};
     EXPECT_THAT(m_source->freeAmong({taken, unasked, free}), ElementsAre(unasked, free));
-    s_session->physicalKey(KEY_LEFTALT, true);
-    s_session->tapPhysicalKey(KEY_SPACE);
-    s_session->physicalKey(KEY_LEFTALT, false);
+    chord(KEY_LEFTALT, KEY_SPACE);
     settle();
     EXPECT_EQ(m_events.size(), 4U);
 }
 
 TEST_F(KeyEventsTest, SeesKeysWhileAnotherClientHoldsTheKeyboard) {
     start();
-    auto* const other = xcb_connect(nullptr, nullptr);
-    auto* const grab = xcb_grab_keyboard_reply(
-        other,
-        xcb_grab_keyboard(other, 0, s_session->root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-        nullptr);
-    ASSERT_EQ(grab->status, XCB_GRAB_STATUS_SUCCESS);
+    const test::PhysicalKeyboard other(qEnvironmentVariable("DISPLAY"));
+    ASSERT_TRUE(other.grabKeyboard());
     s_session->tapPhysicalKey(KEY_F5);
     settle();
     EXPECT_THAT(m_events, ElementsAre(down(96), up(96)));
-    std::free(grab); // NOLINT
-    xcb_disconnect(other);
 }
 
 TEST_F(KeyEventsTest, RepetitionIsMarkedAndNeverARelease) {

@@ -17,7 +17,7 @@ namespace {
 class Accounts : public testing::Test {
 protected:
     QTemporaryDir folder;
-    std::string file = folder.filePath(QStringLiteral("accounts.sqlite")).toStdString();
+    std::string file = folder.filePath(u"accounts.sqlite"_qs).toStdString();
     std::chrono::system_clock::time_point now{1'700'000'000s};
     AccountStore store{file, [this] { return now; }};
 };
@@ -130,7 +130,7 @@ TEST_F(Accounts, RefreshingExtendsASignInAndDisuseEndsIt) {
 }
 
 TEST_F(Accounts, KeepsWhatVersionOneHeld) {
-    const std::string old = folder.filePath(QStringLiteral("old.sqlite")).toStdString();
+    const std::string old = folder.filePath(u"old.sqlite"_qs).toStdString();
     const auto dump = readFile(std::filesystem::path(QUILLO_FIXTURES) / "version1.sql");
     ASSERT_TRUE(dump);
     Database(old, {}).execute(*dump);

@@ -16,7 +16,7 @@ constexpr std::array<std::string_view, 2> migrations = {"CREATE TABLE notes(id I
 class ServerDatabase : public testing::Test {
 protected:
     QTemporaryDir folder;
-    std::string file = folder.filePath(QStringLiteral("a.sqlite")).toStdString();
+    std::string file = folder.filePath(u"a.sqlite"_qs).toStdString();
 };
 
 TEST_F(ServerDatabase, BringsAnOlderFileUpToDateAndKeepsItsRows) {

@@ -6,14 +6,12 @@
 #include "Tasks/TaskWork.h"
 #include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 #include "Transcription/Scripted/ScriptedRecogniser.h"
-#include "Uploads/UploadError.h"
 
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <fstream>
 #include <stdlib.h>
-#include <thread>
 
 using namespace quillo::server;
 using namespace quillo::server::test;

@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace quillo::server::test {
@@ -149,47 +148,39 @@ struct FailureCase {
     int requests;
 };
 
-class Failures : public testing::TestWithParam<FailureCase> {};
-
-TEST_P(Failures, AreExplainedWithoutTheKey) {
-    const FailureCase& failure = GetParam();
-    StandInService service([&](const Request&) { return failure.reply; });
-    HttpRecogniserSettings settings = settingsFor(service);
-    settings.maxResponseBytes = 4096;
-    if (failure.reply.never)
-        settings.requestTimeout = std::chrono::milliseconds(50);
-    const auto recogniser = makeHttpRecogniser(settings);
-    const std::string text = recognise(*recogniser, {buzz(0.5)});
-    EXPECT_THAT(text, AllOf(HasSubstr(failure.message), HasSubstr("http"), Not(HasSubstr(key))));
-    EXPECT_EQ(service.requests(), failure.requests);
+TEST(HttpRecogniser, FailuresAreExplainedWithoutTheKey) {
+    const FailureCase cases[] = {
+        {"key",
+         {401, R"({"error":{"message":"Incorrect key: sk-secret-key"}})"},
+         "unavailable: The transcription service",
+         1},
+        {"forbidden", {403}, "check the key", 1},
+        {"path", {404, R"({"detail":"Not Found"})"}, "(\"Not Found\"): check --recogniser-url, --recogniser-path", 1},
+        {"large", {413}, "failed: refused: ", 1},
+        {"echo", {500, R"({"error":"sk-secret-key"})"}, "status 500: try again later", 3},
+        {"limit", {429, {}, "Retry-After: 120\r\n"}, "try again in 120 seconds", 1},
+        {"down", {503, "down"}, "status 503", 3},
+        {"bad", {418, R"({"error":"teapot"})"}, "refused the request with status 418 (\"teapot\")", 1},
+        {"html", {200, "<html>Welcome</html>"}, "did not answer with a transcription", 1},
+        {"enormous", {200, std::string(100000, ' ')}, "more than a transcription", 1},
+        {"redirect",
+         {307, {}, "Location: http://evil.example/take\r\n"},
+         "redirects to http://evil.example/take, which is not followed",
+         1},
+        {"timeout", {200, "", {}, true}, "did not answer in time", 1}};
+    for (const auto& failure : cases) {
+        SCOPED_TRACE(failure.name);
+        StandInService service([&](const Request&) { return failure.reply; });
+        HttpRecogniserSettings settings = settingsFor(service);
+        settings.maxResponseBytes = 4096;
+        if (failure.reply.never)
+            settings.requestTimeout = std::chrono::milliseconds(50);
+        const auto recogniser = makeHttpRecogniser(settings);
+        const std::string text = recognise(*recogniser, {buzz(0.5)});
+        EXPECT_THAT(text, AllOf(HasSubstr(failure.message), HasSubstr("http"), Not(HasSubstr(key))));
+        EXPECT_EQ(service.requests(), failure.requests);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    HttpRecogniser, Failures,
-    testing::Values(
-        FailureCase{"key",
-                    {401, R"({"error":{"message":"Incorrect key: sk-secret-key"}})", {}, false},
-                    "unavailable: The transcription service",
-                    1},
-        FailureCase{"forbidden", {403, "", {}, false}, "check the key", 1},
-        FailureCase{"path",
-                    {404, R"({"detail":"Not Found"})", {}, false},
-                    "(\"Not Found\"): check --recogniser-url, --recogniser-path",
-                    1},
-        FailureCase{"large", {413, "", {}, false}, "failed: refused: ", 1},
-        FailureCase{"echo", {500, R"({"error":"sk-secret-key"})", {}, false}, "status 500: try again later", 3},
-        FailureCase{"limit", {429, "", "Retry-After: 120\r\n", false}, "try again in 120 seconds", 1},
-        FailureCase{"down", {503, "down", {}, false}, "status 503", 3},
-        FailureCase{
-            "bad", {418, R"({"error":"teapot"})", {}, false}, "refused the request with status 418 (\"teapot\")", 1},
-        FailureCase{"html", {200, "<html>Welcome</html>", {}, false}, "did not answer with a transcription", 1},
-        FailureCase{"enormous", {200, std::string(100000, ' '), {}, false}, "more than a transcription", 1},
-        FailureCase{"redirect",
-                    {307, "", "Location: http://evil.example/take\r\n", false},
-                    "redirects to http://evil.example/take, which is not followed",
-                    1},
-        FailureCase{"timeout", {200, "", {}, true}, "did not answer in time", 1}),
-    [](const auto& info) { return info.param.name; });
 
 TEST(HttpRecogniser, SaysThatNothingListens) {
     HttpRecogniserSettings settings;

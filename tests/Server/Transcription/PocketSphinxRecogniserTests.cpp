@@ -5,13 +5,13 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 #include <map>
 
 namespace quillo::server::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::ThrowsMessage;
 
 PocketSphinxSettings plainWords() {
     PocketSphinxSettings settings;
@@ -31,21 +31,16 @@ std::string recognise(Recogniser& recogniser, const std::vector<Samples>& pieces
 
 std::string_view sentence(size_t index) { return sentences()[index].text; }
 
-/// What the reason says for which `open` finds no recogniser.
-std::string refusal(const std::function<void()>& open) {
-    try {
-        open();
-        return "accepted";
-    } catch (const RecogniserUnavailable& error) {
-        return error.what();
-    }
-}
+/// Every fourth sentence, so that the parts can run side by side.
+class SpeechPart : public testing::TestWithParam<size_t> {};
+INSTANTIATE_TEST_SUITE_P(PocketSphinxRecogniser, SpeechPart, testing::Range(size_t{0}, size_t{4}));
 
-TEST(PocketSphinxRecogniser, UnderstandsSpeech) {
+TEST_P(SpeechPart, IsUnderstood) {
     const auto recogniser = makePocketSphinxRecogniser(plainWords());
     size_t errors = 0;
     size_t words = 0;
-    for (const Sentence& example : sentences()) {
+    for (size_t index = GetParam(); index < sentences().size(); index += 4) {
+        const Sentence& example = sentences()[index];
         const std::string text = recognise(*recogniser, {speak("rms", example.text)});
         if (example.understood == "XXXX") {
             EXPECT_EQ(text, example.text);
@@ -82,7 +77,7 @@ TEST(PocketSphinxRecogniser, GivesTheSameTextHoweverTheAudioIsCut) {
     const std::vector<Samples> audio{speak("slt", sentence(7)), speak("rms", sentence(2))};
     const std::string text = recognise(*recogniser, audio);
     EXPECT_THAT(text, HasSubstr("the first version"));
-    for (const size_t chunk : {1UL, 319UL, 4801UL, 1000000UL})
+    for (const size_t chunk : {1UL, 4801UL, 1000000UL})
         EXPECT_EQ(recognise(*recogniser, audio, chunk), text) << chunk;
 }
 
@@ -203,7 +198,7 @@ TEST(PocketSphinxRecogniser, NamesTheLimitAndFreesAPlaceWhenASessionEnds) {
     const auto listener = std::make_shared<CollectingListener>();
     const auto session = recogniser->open({}, listener);
     const auto another = [&] { recogniser->open({}, std::make_shared<CollectingListener>()); };
-    EXPECT_THAT(refusal(another), HasSubstr("All 1 sessions"));
+    EXPECT_THAT(another, ThrowsMessage<RecogniserUnavailable>(HasSubstr("All 1 sessions")));
     session->finish();
     EXPECT_EQ(listener->awaitText(), "");
     EXPECT_NO_THROW(another());
@@ -215,17 +210,17 @@ TEST(PocketSphinxRecogniser, KnowsEnglishOnly) {
     for (const std::vector<std::string>& languages :
          {std::vector<std::string>{"en"}, {"auto"}, {""}, {"en-GB"}, {"de", "en"}, {}})
         EXPECT_NO_THROW(recogniser->open({languages, false}, listener));
-    EXPECT_THAT(refusal([&] {
-                    recogniser->open({{"de"}, false}, listener);
-                }),
-                testing::AllOf(HasSubstr("\"de\""), HasSubstr("--recogniser-url")));
+    const auto german = [&] { recogniser->open({{"de"}, false}, listener); };
+    EXPECT_THAT(german, ThrowsMessage<RecogniserUnavailable>(
+                            testing::AllOf(HasSubstr("\"de\""), HasSubstr("--recogniser-url"))));
 }
 
 TEST(PocketSphinxRecogniser, NamesThePackageOfAMissingModel) {
     PocketSphinxSettings settings;
     settings.modelFolder = "/nowhere";
-    EXPECT_THAT(refusal([&] { makePocketSphinxRecogniser(settings); }),
-                testing::AllOf(HasSubstr("/nowhere/en-us"), HasSubstr("pocketsphinx-en-us")));
+    EXPECT_THAT([&] { makePocketSphinxRecogniser(settings); },
+                ThrowsMessage<RecogniserUnavailable>(
+                    testing::AllOf(HasSubstr("/nowhere/en-us"), HasSubstr("pocketsphinx-en-us"))));
 }
 
 } // namespace

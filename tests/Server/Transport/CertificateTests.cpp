@@ -27,14 +27,14 @@ TEST(ServerCertificates, TlsAndPlainShareThePortAndTheAuthorityVouches) {
 
 TEST(ServerCertificates, EveryHostIsCoveredAndKeysArePrivate) {
     const QTemporaryDir folder;
-    const std::filesystem::path data = folder.filePath(QStringLiteral("data")).toStdString();
+    const std::filesystem::path data = folder.filePath(u"data"_qs).toStdString();
     const auto files = ensureCertificates(data, {"quillo.example", "192.0.2.7"}, Clock::now());
     const auto chain = QSslCertificate::fromPath(QString::fromStdString(files.chain.string()));
     ASSERT_EQ(chain.size(), 2);
     const auto names = chain[0].subjectAlternativeNames();
-    EXPECT_TRUE(names.contains(QSsl::DnsEntry, QStringLiteral("localhost")));
-    EXPECT_TRUE(names.contains(QSsl::DnsEntry, QStringLiteral("quillo.example")));
-    EXPECT_TRUE(names.contains(QSsl::IpAddressEntry, QStringLiteral("192.0.2.7")));
+    EXPECT_TRUE(names.contains(QSsl::DnsEntry, u"localhost"_qs));
+    EXPECT_TRUE(names.contains(QSsl::DnsEntry, u"quillo.example"_qs));
+    EXPECT_TRUE(names.contains(QSsl::IpAddressEntry, u"192.0.2.7"_qs));
     for (const auto& file : {files.authorityKey, files.key}) {
         struct stat status {};
         ASSERT_EQ(::stat(file.c_str(), &status), 0);
@@ -79,7 +79,7 @@ TEST(ServerCertificates, RenewsWhatCannotBeUsedAndKeepsTheRest) {
     };
     for (const auto& test : cases) {
         const QTemporaryDir folder;
-        const std::filesystem::path data = folder.filePath(QStringLiteral("data")).toStdString();
+        const std::filesystem::path data = folder.filePath(u"data"_qs).toStdString();
         const auto files = ensureCertificates(data, {}, Clock::now());
         EXPECT_TRUE(files.changed);
         const auto authority = readFile(files.authority);

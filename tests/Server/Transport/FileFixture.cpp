@@ -146,7 +146,7 @@ size_t spooledFiles(const TestServer& server) {
 }
 
 OpenRequest::OpenRequest(const TestServer& server, const QByteArray& bytes) {
-    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    socket.connectToHost(u"127.0.0.1"_qs, server.port());
     socket.write(bytes);
     EXPECT_TRUE(
         waitUntil([this] { return socket.state() == QAbstractSocket::ConnectedState && socket.bytesToWrite() == 0; }));

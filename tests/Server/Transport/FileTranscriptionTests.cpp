@@ -109,12 +109,11 @@ TEST_F(FileTranscription, RefusesWhatIsNoRecordingWithCauseAndNextStep) {
 
 TEST_F(FileTranscription, AsksForAToken) {
     for (const char* path : {"/transcription/file", "/api/v1/transcription/diarize"}) {
-        const auto answer =
-            parseAnswer(exchange(server.port(), uploadRequest(path, QStringLiteral("x"), Form().body())));
+        const auto answer = parseAnswer(exchange(server.port(), uploadRequest(path, u"x"_qs, Form().body())));
         EXPECT_EQ(answer.status, 401);
         EXPECT_EQ(answer.body["code"], "INVALID_TOKEN");
     }
-    EXPECT_EQ(getAs(server, QStringLiteral("x"), "/transcription/diarization/y").status, 401);
+    EXPECT_EQ(getAs(server, u"x"_qs, "/transcription/diarization/y").status, 401);
 }
 
 TEST_F(FileTranscription, ARetryJoinsTheRunningTaskAndThenItsResult) {
@@ -208,7 +207,7 @@ TEST_F(FileTranscription, RemovingTheAccountRemovesAllOfItAndStopsItsWork) {
     OpenRequest waiting(server, request);
     ASSERT_TRUE(waitUntil([&] { return recogniser->opened == 1; }));
     const QString other = server.token("another device");
-    EXPECT_EQ(removeAccount(server, QStringLiteral("x")).status, 401);
+    EXPECT_EQ(removeAccount(server, u"x"_qs).status, 401);
     EXPECT_EQ(removeAccount(server, token).status, 200);
     EXPECT_EQ(waiting.answer().status, 404);
     EXPECT_EQ(spooledFiles(server), 0U);
@@ -307,7 +306,7 @@ TEST(FileTranscriptionLimits, CutsSlowUploadsAndTakesNotTooManyAtOnce) {
 
 TEST(FileTranscriptionLimits, TellsBeforeTheBodyWhenItIsAskedTo) {
     TestServer server(std::make_shared<GatedRecogniser>());
-    OpenRequest refused(server, headOfUpload(QStringLiteral("x")));
+    OpenRequest refused(server, headOfUpload(u"x"_qs));
     EXPECT_EQ(refused.answer().status, 401);
     OpenRequest taken(server, headOfUpload(server.token()));
     ASSERT_TRUE(waitUntil([&] { return taken.socket.bytesAvailable() > 0; }));

@@ -85,7 +85,7 @@ TEST(ServerHttp, BoundsSignInsAndConnectionsOfAnAddress) {
     }
     QTcpSocket held[2];
     for (auto& socket : held)
-        socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+        socket.connectToHost(u"127.0.0.1"_qs, server.port());
     ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 2; }));
     EXPECT_EQ(get(server.port(), "/health").status, 429);
     for (auto& socket : held)
@@ -105,7 +105,7 @@ TEST(ServerHttp, ATrustedProxyNamesItsClients) {
                                 .maxConnectionsPerAddress = 1,
                                 .maxAnonymousPerHour = 1});
     QTcpSocket other; // of the same proxy
-    other.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    other.connectToHost(u"127.0.0.1"_qs, server.port());
     ASSERT_TRUE(waitUntil([&] { return server->connectionCount() == 1; }));
     const Visitor visitors[] = {
         {"X-Forwarded-For: 192.0.2.1\r\nX-Forwarded-Proto: https\r\nHost: dictation.example\r\n", 200},
@@ -141,7 +141,7 @@ TEST(ServerHttp, ServesOnlyWhomItIsToldToServe) {
     EXPECT_EQ(get(own->port(), "/health").status, 200);
     // The same program over a socket of the newer family, whose addresses are in the other table.
     QTcpSocket mapped;
-    mapped.connectToHost(QHostAddress(QStringLiteral("::ffff:127.0.0.1")), own->port());
+    mapped.connectToHost(QHostAddress(u"::ffff:127.0.0.1"_qs), own->port());
     mapped.write("GET /health HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     ASSERT_TRUE(waitUntil([&] { return isComplete(mapped.peek(10000)); }));
     EXPECT_EQ(parseAnswer(mapped.readAll()).status, 200);

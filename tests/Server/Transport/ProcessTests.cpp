@@ -16,14 +16,14 @@ namespace {
 class ServerProcesses : public testing::Test {
 protected:
     QTemporaryDir folder;
-    ServerProcess server{folder.filePath(QStringLiteral("data"))};
+    ServerProcess server{folder.filePath(u"data"_qs)};
 };
 
 TEST_F(ServerProcesses, SignalsEndItInOrder) {
     for (const int signal : {SIGTERM, SIGINT}) {
         server.start();
         const auto token = server.signIn();
-        const auto url = QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2").arg(server.port).arg(token);
+        const auto url = u"ws://127.0.0.1:%1/ws/v3/transcribe?token=%2"_qs.arg(server.port).arg(token);
         StreamClient client((QUrl(url)));
         client.next("connected");
         ::kill(static_cast<pid_t>(server.process.processId()), signal);
@@ -43,7 +43,7 @@ TEST_F(ServerProcesses, ARestartedServerKeepsThePortAndTheUsersOnAnInheritedSock
     server.process.setChildProcessModifier([descriptor] { ::dup2(descriptor, 7); });
     std::string user;
     for (int round = 0; round < 2; ++round) {
-        server.start(QStringLiteral("--listen fd:7 --exit-with-parent"));
+        server.start(u"--listen fd:7 --exit-with-parent"_qs);
         EXPECT_EQ(server.port, held.serverPort());
         // Qt would accept connections itself as soon as its event loop runs.
         held.pauseAccepting();
@@ -74,7 +74,7 @@ TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
     server.start();
     {
         // An upload that is under way.
-        QFile file(server.data + QStringLiteral("/uploads/half.audio"));
+        QFile file(server.data + u"/uploads/half.audio"_qs);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     }
     const auto second =
@@ -83,7 +83,7 @@ TEST_F(ServerProcesses, ASecondServerLeavesTheFolderToTheFirst) {
     for (const auto& part : {QByteArray::number(server.process.processId()), QByteArray::number(server.port),
                              QByteArray("--data"), QByteArray("QUILLO_SERVER_HOST")})
         EXPECT_TRUE(second.errors.contains(part)) << second.errors.data();
-    EXPECT_TRUE(QFile::exists(server.data + QStringLiteral("/uploads/half.audio")));
+    EXPECT_TRUE(QFile::exists(server.data + u"/uploads/half.audio"_qs));
     // A killed server leaves no lock behind.
     server.process.kill();
     ASSERT_TRUE(server.finished());

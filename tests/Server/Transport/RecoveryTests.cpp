@@ -19,7 +19,7 @@ protected:
         file.write(R"({"words": ["one", "two"], "words_per_second": 2, "words_per_final": 4, "speed": 20})");
     }
     void start() {
-        server.start(QStringLiteral("--listen 127.0.0.1:0 --script ") + script);
+        server.start(u"--listen 127.0.0.1:0 --script "_qs + script);
         if (token.isEmpty())
             token = server.signIn();
     }
@@ -33,7 +33,7 @@ protected:
     }
     /// Begins an upload of ten seconds, which take half a second to recognise, and waits until that has begun.
     void beginUpload() {
-        socket.connectToHost(QStringLiteral("127.0.0.1"), server.port);
+        socket.connectToHost(u"127.0.0.1"_qs, server.port);
         socket.write(uploadRequest("/transcription/file", token, form.body()));
         QByteArray log;
         ASSERT_TRUE(waitUntil([&] {
@@ -41,13 +41,11 @@ protected:
             return log.contains("begun, attempt 1");
         }));
     }
-    [[nodiscard]] qsizetype spooled() const {
-        return QDir(server.data + QStringLiteral("/uploads")).entryList(QDir::Files).size();
-    }
+    [[nodiscard]] qsizetype spooled() const { return QDir(server.data + u"/uploads"_qs).entryList(QDir::Files).size(); }
 
     QTemporaryDir folder;
-    QString script = folder.filePath(QStringLiteral("script.json"));
-    ServerProcess server{folder.filePath(QStringLiteral("data"))};
+    QString script = folder.filePath(u"script.json"_qs);
+    ServerProcess server{folder.filePath(u"data"_qs)};
     QString token;
     QTcpSocket socket;
     Form form{.file = wav(160000), .recordingId = "r1"};
@@ -60,7 +58,7 @@ TEST_F(Recovery, AKilledServerTakesUpWhatItWasDoing) {
     EXPECT_EQ(spooled(), 1);
     {
         // What an upload that was cut off by the kill would have left.
-        QFile rest(server.data + QStringLiteral("/uploads/rest.audio"));
+        QFile rest(server.data + u"/uploads/rest.audio"_qs);
         ASSERT_TRUE(rest.open(QIODevice::WriteOnly));
     }
     start();
@@ -90,8 +88,7 @@ TEST_F(Recovery, AKilledServerSeparatesTheSpeakersOfAMeetingLater) {
     fast.write(R"({"words": ["one"], "words_per_second": 1, "words_per_final": 10})");
     fast.close();
     start();
-    StreamClient client(
-        QUrl(QStringLiteral("ws://127.0.0.1:%1/ws/v3/transcribe?token=%2").arg(server.port).arg(token)));
+    StreamClient client(QUrl(u"ws://127.0.0.1:%1/ws/v3/transcribe?token=%2"_qs.arg(server.port).arg(token)));
     client.next("connected");
     client.send(R"({"type":"start_session","mode":"meeting_streaming","client_recording_id":"m"})");
     client.next("session_started");
@@ -139,7 +136,7 @@ TEST_F(Recovery, ShortenedAudioIsNotTakenForTheRecording) {
     start();
     beginUpload();
     killServer();
-    const auto names = QDir(server.data + QStringLiteral("/uploads")).entryInfoList(QDir::Files);
+    const auto names = QDir(server.data + u"/uploads"_qs).entryInfoList(QDir::Files);
     ASSERT_EQ(names.size(), 1);
     ASSERT_TRUE(QFile::resize(names.front().filePath(), 1000));
     start();

@@ -32,12 +32,12 @@ TestServer::TestServer(std::shared_ptr<server::Recogniser> recogniser, server::S
     m_server->start();
 }
 
-std::filesystem::path TestServer::dataFolder() const { return m_folder.filePath(QStringLiteral("data")).toStdString(); }
+std::filesystem::path TestServer::dataFolder() const { return m_folder.filePath(u"data"_qs).toStdString(); }
 
 QByteArray TestServer::exchangeEncrypted(const QByteArray& bytes) const {
     QSslSocket socket;
     socket.setSslConfiguration(trust());
-    socket.connectToHostEncrypted(QStringLiteral("localhost"), m_server->port());
+    socket.connectToHostEncrypted(u"localhost"_qs, m_server->port());
     socket.write(bytes);
     // The server waits a while for the client to close first.
     QByteArray answer;
@@ -63,13 +63,13 @@ QString TestServer::token(const char* device) const {
 }
 
 QUrl TestServer::streamUrl(const QString& token, bool encrypted) const {
-    return QUrl((encrypted ? QStringLiteral("wss://localhost:") : QStringLiteral("ws://127.0.0.1:")) +
-                QString::number(m_server->port()) + QStringLiteral("/ws/v3/transcribe?token=") + token);
+    return QUrl((encrypted ? u"wss://localhost:"_qs : u"ws://127.0.0.1:"_qs) + QString::number(m_server->port()) +
+                u"/ws/v3/transcribe?token="_qs + token);
 }
 
 QByteArray exchange(uint16_t port, const QByteArray& bytes) {
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), port);
+    socket.connectToHost(u"127.0.0.1"_qs, port);
     socket.write(bytes);
     EXPECT_TRUE(waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }))
         << bytes.left(80).data();
@@ -149,7 +149,8 @@ Json StreamClient::next(const std::string& type) {
         }
         return closed;
     });
-    EXPECT_TRUE(came && !found.is_null()) << "no " << type << " came; " << error.toStdString();
+    if (!came || found.is_null())
+        throw std::runtime_error("no " + type + " came; " + error.toStdString());
     return found;
 }
 

@@ -77,7 +77,7 @@ public:
     void end() { send(R"({"type":"end_session"})"); }
     /// Speaks in the session for so long, in pieces of 100 ms, ends it and returns what the server says of it.
     server::Json finish(int milliseconds);
-    /// The next message of the type, after those taken before; null when none comes.
+    /// The next message of the type, after those taken before; throws, and so ends the test, when none comes.
     server::Json next(const std::string& type);
     /// The code of the next error.
     std::string nextError() { return next("error").value("code", ""); }

@@ -18,8 +18,8 @@ public:
         process.waitForFinished();
     }
 
-    void start(const QString& options = QStringLiteral("--listen 127.0.0.1:0")) {
-        process.setArguments(words(QStringLiteral("--recogniser scripted --data %1 ").arg(data) + options));
+    void start(const QString& options = u"--listen 127.0.0.1:0"_qs) {
+        process.setArguments(words(u"--recogniser scripted --data %1 "_qs.arg(data) + options));
         process.start();
         EXPECT_TRUE(waitUntil([&] { return process.canReadLine() || process.state() == QProcess::NotRunning; }));
         line = process.readLine();

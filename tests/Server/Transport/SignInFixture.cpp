@@ -39,7 +39,7 @@ Fields authorization(const QByteArray& challengeOf) {
 }
 
 QByteArray Page::code() const {
-    static const QRegularExpression pattern(QStringLiteral("quillo://auth/callback\\?code=([A-Za-z0-9_-]+)&amp;"));
+    static const QRegularExpression pattern(u"quillo://auth/callback\\?code=([A-Za-z0-9_-]+)&amp;"_qs);
     return pattern.match(QString::fromUtf8(html)).captured(1).toLatin1();
 }
 
@@ -63,7 +63,7 @@ Page Browser::open(const QByteArray& path, const Fields& query) {
         "GET", path + '?' + formEncode(query), "Accept-Language: " + languages + "\r\nCookie: " + cookie + "\r\n")));
     if (const auto set = page.headerValue("Set-Cookie"); !set.isEmpty())
         cookie = set.left(set.indexOf(';'));
-    static const QRegularExpression pattern(QStringLiteral("name=\"form_token\" value=\"([^\"]+)\""));
+    static const QRegularExpression pattern(u"name=\"form_token\" value=\"([^\"]+)\""_qs);
     token = pattern.match(QString::fromUtf8(page.html)).captured(1).toLatin1();
     return page;
 }
@@ -114,7 +114,7 @@ std::vector<HttpAnswer> exchangeAtOnce(const TestServer& server, const std::vect
     for (size_t i = 0; i < requests.size(); ++i) {
         sockets.push_back(std::make_unique<QSslSocket>());
         sockets.back()->setSslConfiguration(server.trust());
-        sockets.back()->connectToHostEncrypted(QStringLiteral("localhost"), server.port());
+        sockets.back()->connectToHostEncrypted(u"localhost"_qs, server.port());
     }
     const auto all = [&](const auto& holds) {
         // Passwords of all of them may have to be hashed.

@@ -3,7 +3,6 @@
 #include "ServerFixture.h"
 
 #include <atomic>
-#include <optional>
 #include <utility>
 #include <vector>
 

@@ -1,7 +1,6 @@
 #include "Accounts/AccountStore.h"
 #include "ServerFixture.h"
 
-#include <cmath>
 
 using namespace quillo::test;
 using namespace quillo::server;
@@ -146,7 +145,7 @@ TEST(ServerStreaming, TheUpgradeIsRefusedWithAReason) {
     const auto upgrade = [&](const QString& token) {
         return parseAnswer(exchange(server.port(), upgradeRequest(token)));
     };
-    EXPECT_EQ(upgrade(QStringLiteral("wrong")).status, 401);
+    EXPECT_EQ(upgrade(u"wrong"_qs).status, 401);
     EXPECT_EQ(upgrade(QString()).body["code"], "INVALID_TOKEN");
     EXPECT_EQ(get(server.port(), "/ws/v3/transcribe").status, 426);
 
@@ -224,6 +223,23 @@ TEST(ServerStreaming, AStartWaitsAWhileForABusyRecogniser) {
     EXPECT_EQ(refused.nextError(), "STT_UNAVAILABLE");
 }
 
+class ForeignRecogniser final : public Recogniser {
+public:
+    [[nodiscard]] std::string name() const override { return "foreign"; }
+    std::unique_ptr<RecognitionSession> open(const RecognitionOptions&, std::shared_ptr<RecognitionListener>) override {
+        throw LanguageNotServed("English only");
+    }
+};
+
+TEST(ServerStreaming, ALanguageThatIsNotServedIsNamedAsTheReason) {
+    const TestServer server(std::make_shared<ForeignRecogniser>());
+    StreamClient client(server);
+    for (int round = 0; round < 2; ++round) {
+        client.start();
+        EXPECT_EQ(client.nextError(), "LANGUAGE_NOT_SERVED") << "it would be kept for a recogniser that returns";
+    }
+}
+
 TEST(ServerStreaming, AStopLetsADictationComeToItsEndWithinTheDrain) {
     for (const auto drain : {60s, 0s}) {
         TestServer server(nullptr, {.drainTime = drain});
@@ -233,7 +249,7 @@ TEST(ServerStreaming, AStopLetsADictationComeToItsEndWithinTheDrain) {
         client.start();
         client.next("session_started");
         // The server answers on its own threads, but the clients need this one to turn.
-        std::thread stopper([&] { server->stop(); });
+        std::jthread stopper([&] { server->stop(); });
         if (drain > 0s) {
             EXPECT_EQ(client.nextError(), "SERVER_STOPPING");
             EXPECT_TRUE(idle.waitClosed());

@@ -36,18 +36,15 @@ TEST_F(AccountTest, AnAccountIsDeletedWithAValidTokenOrStays) {
         const char* ending;
     };
     const auto deleted = ok(R"({"status":"deleted"})");
-    const auto unauthorized = answerOf("401 No");
+    const auto no = answerOf("401 No");
+    const char* const refused = "authentication: Failed to delete account";
     for (const auto& test : {
              Case{"valid token", 60, {deleted}, {}, "ok"},
              Case{"no content", 60, {answerOf("204 No Content")}, {}, "ok"},
              Case{"expired token", 0, {deleted}, refreshAnswer, "ok"},
-             Case{"token that the server ended", 60, {unauthorized, deleted}, refreshAnswer, "ok"},
-             Case{"no more tokens", 0, {}, refusedToken, "authentication: Failed to delete account"},
-             Case{"refused twice",
-                  60,
-                  {unauthorized, unauthorized},
-                  refreshAnswer,
-                  "authentication: Failed to delete account"},
+             Case{"token that the server ended", 60, {no, deleted}, refreshAnswer, "ok"},
+             Case{"no more tokens", 0, {}, refusedToken, refused},
+             Case{"refused twice", 60, {no, no}, refreshAnswer, refused},
              Case{"server down", 60, {answerOf("503 Busy")}, {}, "Failed to delete account"},
          }) {
         refreshAnswer = test.refresh;

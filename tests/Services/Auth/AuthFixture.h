@@ -5,7 +5,7 @@
 #include "Services/Auth/InMemoryTokenStorage.h"
 #include "Support/Async.h"
 #include "Support/LogLines.h"
-#include "Support/ScriptedTcpServer.h"
+#include "Support/ScriptedServer.h"
 
 #include <QUrlQuery>
 
@@ -15,7 +15,7 @@ namespace quillo::test {
 
 /// Whole answers of the account server.
 inline QByteArray answerOf(const QByteArray& status, const QByteArray& body = {}) {
-    return ScriptedTcpServer::http(status, body);
+    return ScriptedServer::http(status, body);
 }
 inline QByteArray ok(const QByteArray& body) { return answerOf("200 OK", body); }
 
@@ -122,8 +122,8 @@ protected:
     LogLines log;
     ManualClock clock{EventExecutor::main()};
     QByteArray answer = ok(tokensJson);
-    ScriptedTcpServer::Answer script; ///< instead of the one answer
-    ScriptedTcpServer server{[this](const auto& request) { return script ? script(request) : answer; }};
+    ScriptedServer::Answer script; ///< instead of the one answer
+    ScriptedServer server{[this](const auto& request) { return script ? script(request) : answer; }};
     std::function<Task<>()> loadStorage;
     std::chrono::milliseconds requestTimeout{30000};
     std::shared_ptr<InMemoryTokenStorage> storage = std::make_shared<InMemoryTokenStorage>();

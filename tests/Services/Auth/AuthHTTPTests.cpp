@@ -1,7 +1,7 @@
 #include "Services/Auth/AuthHTTP.h"
 
 #include "Support/Async.h"
-#include "Support/ScriptedHttpsServer.h"
+#include "Support/ScriptedServer.h"
 #include "Support/TestCertificate.h"
 
 #include <QSslCertificate>
@@ -13,8 +13,8 @@ namespace {
 
 TEST(AuthHTTP, AHandshakeIsTriedOnceMoreWithWhatIsTrustedThen) {
     const TestCertificate certificate;
-    ScriptedHttpsServer server(certificate.serverConfiguration(), [](const auto&, QSslSocket& connection) {
-        ScriptedHttpsServer::answer(connection, "200 OK", "{}");
+    ScriptedServer server(certificate.serverConfiguration(), [](const auto&, QSslSocket& connection) {
+        ScriptedServer::answer(connection, "200 OK", "{}");
     });
     struct Case {
         int trustedFrom; ///< the attempt at which the authority's file is there
@@ -31,9 +31,9 @@ TEST(AuthHTTP, AHandshakeIsTriedOnceMoreWithWhatIsTrustedThen) {
             tls.setCaCertificates(QSslCertificate::fromData(certificate.authorityPem()));
             request.setSslConfiguration(tls);
         });
-        const auto answer = await(
-            http.send({.method = "POST", .url = server.url(u"/auth"_qs), .json = "{}", .accessToken = u"secret"_qs},
-                      std::chrono::seconds(5)));
+        const auto answer = await(http.send(
+            {.method = "POST", .url = server.url(u"https"_qs, u"/auth"_qs), .json = "{}", .accessToken = u"secret"_qs},
+            std::chrono::seconds(5)));
         EXPECT_EQ(answer.status, test.status) << test.trustedFrom;
         EXPECT_EQ(answer.isHandshakeFailure, test.status == 0);
         EXPECT_EQ(attempts, test.attempts);

@@ -39,10 +39,10 @@ TEST_F(AuthServiceTest, ARejectionIsToldFromAFailureOfTheWay) {
         {refusedToken, rejected},
         {answerOf("403 Forbidden", R"({"error":"invalid_token"})"), rejected},
         {answerOf("400 Bad Request", R"({"error":"invalid_request"})"), failed},
-        {ScriptedTcpServer::http("401 Unauthorized", "[1]", "WWW-Authenticate: Basic realm=x\r\n"), failed},
+        {ScriptedServer::http("401 Unauthorized", "[1]", "WWW-Authenticate: Basic realm=x\r\n"), failed},
         {answerOf("403 Forbidden", "<html>This firewall does not like you</html>"), failed},
         {answerOf("429 Too Many Requests"), failed},
-        {ScriptedTcpServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"), failed},
+        {ScriptedServer::http("302 Found", {}, "Location: http://localhost:1/\r\n"), failed},
         {answerOf("500 Oops"), failed},
         {ok("<html>Please log in to the hotel's network</html>"), unreadable},
         {ok(R"({"access_token":"a","refresh_token":"","expires_in":1})"), unreadable},
@@ -90,7 +90,7 @@ TEST_F(AuthServiceTest, AServerForAccountsOnlySaysSo) {
         {"<html>firewall</html>", Code::anonymousFailed},
     };
     for (const auto& [body, code] : cases) {
-        answer = ScriptedTcpServer::http("403 Forbidden", body);
+        answer = ScriptedServer::http("403 Forbidden", body);
         std::optional<Code> found;
         try {
             await(service().createAnonymousSession());
@@ -193,7 +193,7 @@ TEST_F(AuthServiceTest, AnAnswerThatTricklesHasAnEnd) {
     server.stopsReading = true; // the connection stays
     QTimer drip;
     QObject::connect(&drip, &QTimer::timeout, [&] {
-        for (auto* const socket : server.findChildren<QTcpSocket*>())
+        for (auto* const socket : server.findChildren<QSslSocket*>())
             socket->write(" ");
     });
     drip.start(20);

@@ -1,8 +1,6 @@
 #include "Services/Auth/AuthFixture.h"
 #include "Services/Auth/PKCE.h"
 
-#include <QStringBuilder>
-
 #include <nlohmann/json.hpp>
 
 using namespace quillo;
@@ -45,12 +43,12 @@ TEST_F(SignInTest, TheBrowserIsSentToTheServersPageAndItsCodeIsRedeemed) {
     const auto shownItems = [&] {
         QStringList items;
         for (const auto& [name, value] : QUrlQuery(pages.back()).queryItems(QUrl::FullyDecoded))
-            items << name % u'=' % value;
+            items << name + u'=' + value;
         return items;
     };
     EXPECT_EQ(shownItems(), QStringList({u"client_id=quillo-speech-macos"_qs, u"redirect_uri=quillo://auth/callback"_qs,
-                                         u"response_type=code"_qs, u"code_challenge="_qs % shown(u"code_challenge"_qs),
-                                         u"code_challenge_method=S256"_qs, u"state="_qs % shown(u"state"_qs)}));
+                                         u"response_type=code"_qs, u"code_challenge="_qs + shown(u"code_challenge"_qs),
+                                         u"code_challenge_method=S256"_qs, u"state="_qs + shown(u"state"_qs)}));
     EXPECT_TRUE(service().isLoading());
     EXPECT_FALSE(ending.isThere());
     // As the desktop brings it.
@@ -284,7 +282,7 @@ TEST_F(SignInTest, WhatEndsASignInEndsItsExchangeToo) {
         // The one who waits hears of it now, whenever the server answers.
         EXPECT_THAT(ending.text(), testing::AnyOf("cancelled: The sign-in was cancelled", "No callback received"));
         server.answerAll(ok(accountJson));
-        ASSERT_TRUE(waitUntil([&] { return server.findChildren<QTcpSocket*>().isEmpty(); }));
+        ASSERT_TRUE(waitUntil([&] { return server.findChildren<QSslSocket*>().isEmpty(); }));
         EventExecutor::main().drain();
         EXPECT_EQ(storage->accessToken(), std::nullopt) << name;
         EXPECT_FALSE(service().isAuthenticated()) << name;

@@ -13,8 +13,8 @@ namespace quillo::test {
 /// A hotkey service over a keyboard and a clock that the test moves, and what it called back.
 struct HotkeyFixture {
     QTemporaryDir folder;
-    Preferences preferences{folder.filePath(QStringLiteral("quillo.ini"))};
-    UserSettings settings{preferences, QStringLiteral("en_US")};
+    Preferences preferences{folder.filePath(u"quillo.ini"_qs)};
+    UserSettings settings{preferences, u"en_US"_qs};
     EventExecutor executor;
     ManualClock clock{executor};
     MockKeyEventSource keys;
@@ -22,23 +22,23 @@ struct HotkeyFixture {
     QStringList calls;
     int begun = 0;
     int ended = 0;
+    Clock::Duration lateBy{}; ///< the last press, when it was called back
 
     HotkeyFixture() {
-        service.onHotkeyDown = [this] {
-            calls << QStringLiteral("down");
+        service.onHotkeyDown = [this](Clock::Instant pressedAt) {
+            calls << u"down"_qs;
+            lateBy = clock.now() - pressedAt;
             ++begun;
         };
         service.onHotkeyUp = [this] {
-            calls << QStringLiteral("up");
+            calls << u"up"_qs;
             ++ended;
         };
         service.onCancel = [this] {
-            calls << QStringLiteral("cancel");
+            calls << u"cancel"_qs;
             ++ended;
         };
-        service.onHandsOffModeChanged = [this](bool on) {
-            calls << (on ? QStringLiteral("handsOff") : QStringLiteral("handsOn"));
-        };
+        service.onHandsOffModeChanged = [this](bool on) { calls << (on ? u"handsOff"_qs : u"handsOn"_qs); };
     }
 
     /// Lets `milliseconds` pass and everything that is due happen.

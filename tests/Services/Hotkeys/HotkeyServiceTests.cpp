@@ -7,14 +7,14 @@
 namespace quillo::test {
 
 void HotkeyFixture::play(const QString& script) {
-    static const QMap<QString, uint16_t> names{{QStringLiteral("hold"), keycode::rightCommand},
-                                               {QStringLiteral("leftSuper"), keycode::leftCommand},
-                                               {QStringLiteral("alt"), keycode::leftOption},
-                                               {QStringLiteral("shift"), keycode::leftShift},
-                                               {QStringLiteral("space"), keycode::space},
-                                               {QStringLiteral("escape"), keycode::escape},
-                                               {QStringLiteral("l"), uint16_t(37)},
-                                               {QStringLiteral("f9"), uint16_t(101)}};
+    static const QMap<QString, uint16_t> names{{u"hold"_qs, keycode::rightCommand},
+                                               {u"leftSuper"_qs, keycode::leftCommand},
+                                               {u"alt"_qs, keycode::leftOption},
+                                               {u"shift"_qs, keycode::leftShift},
+                                               {u"space"_qs, keycode::space},
+                                               {u"escape"_qs, keycode::escape},
+                                               {u"l"_qs, uint16_t(37)},
+                                               {u"f9"_qs, uint16_t(101)}};
     for (const auto& step : script.split(u' ', Qt::SkipEmptyParts)) {
         bool isNumber = false;
         const int milliseconds = step.toInt(&isNumber);
@@ -132,6 +132,15 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"LateStartWhileHeldIsStoppedByItsRelease", "+hold 500 ended begun 500 -hold 500", "down up"}),
     [](const auto& info) { return std::string(info.param.name); });
 
+TEST(HotkeyService, SaysWhenTheKeyWasPressedHoweverLateItIsHeardOf) {
+    for (const char* press : {"900 <400 +hold", "900 +alt <400 +space"}) {
+        HotkeyFixture fixture;
+        fixture.service.start();
+        fixture.play(QString::fromLatin1(press));
+        EXPECT_EQ(fixture.lateBy, std::chrono::milliseconds(400)) << press;
+    }
+}
+
 TEST(HotkeyService, HidesTheLoneTapOfAKeyThatOpensMenus) {
     const std::pair<int, int> cases[] = {
         {keycode::rightCommand, 1}, {keycode::leftOption, 1}, {keycode::rightControl, 0}, {101, 0}};
@@ -153,7 +162,7 @@ TEST(HotkeyService, LeavesACombinationOfAnotherProgramAloneUntilItIsFree) {
     int changes = 0;
     fixture.service.onConflictsChanged = [&] { ++changes; };
     fixture.service.start();
-    const QString press = QStringLiteral("+alt +space -space -alt 900");
+    const QString press = u"+alt +space -space -alt 900"_qs;
     fixture.play(press);
     EXPECT_EQ(fixture.called().toStdString(), "");
     const KeyCombination offered{keycode::space, keyflag::control | keyflag::command};
@@ -183,7 +192,7 @@ TEST(HotkeyService, CapturesTheKeyThatIsPressedAndActsOnNone) {
         fixture.play(QString::fromLatin1(script));
         EXPECT_EQ(captured, std::vector{expected}) << script;
         EXPECT_EQ(fixture.called().toStdString(), "") << script;
-        fixture.play(QStringLiteral("-f9 -space -shift -alt 900 +hold"));
+        fixture.play(u"-f9 -space -shift -alt 900 +hold"_qs);
         EXPECT_EQ(fixture.called().toStdString(), "down") << script;
     }
 }
@@ -231,7 +240,7 @@ TEST(HotkeyService, StoppingEndsWhatRunsAndForgetsTheKeys) {
         fixture.play(QString::fromLatin1(script));
         fixture.service.stop();
         fixture.service.start();
-        fixture.play(QStringLiteral("-hold 1000"));
+        fixture.play(u"-hold 1000"_qs);
         EXPECT_EQ(fixture.begun, 1) << script;
         EXPECT_EQ(fixture.ended, 1) << script;
     }
@@ -259,16 +268,16 @@ TEST(HotkeyService, TakesEscapeFromOthersOnlyWhileARecordingRuns) {
         return std::find(consumed.begin(), consumed.end(), KeyCombination{keycode::escape, 0}) != consumed.end();
     };
     EXPECT_FALSE(takesEscape());
-    fixture.play(QStringLiteral("+hold 500"));
+    fixture.play(u"+hold 500"_qs);
     EXPECT_TRUE(takesEscape());
-    fixture.play(QStringLiteral("-hold 500"));
+    fixture.play(u"-hold 500"_qs);
     EXPECT_FALSE(takesEscape());
 }
 
 TEST(HotkeyService, ComesBackAfterTheSourceWasLost) {
     HotkeyFixture fixture;
     fixture.service.start();
-    fixture.play(QStringLiteral("+hold 500"));
+    fixture.play(u"+hold 500"_qs);
     fixture.keys.canStart = false;
     fixture.keys.announce(KeyEventSourceState::lost);
     fixture.executor.drain();

@@ -31,17 +31,10 @@ TEST_P(HotkeyStorm, EndsWhatItBegins) {
     HotkeyFixture fixture;
     configure(fixture);
     fixture.service.start();
-    const std::vector<uint16_t> keys{keycode::rightCommand,
-                                     keycode::leftCommand,
-                                     keycode::leftOption,
-                                     keycode::leftControl,
-                                     keycode::leftShift,
-                                     keycode::space,
-                                     keycode::escape,
-                                     101,
-                                     2};
-    const std::vector<std::vector<uint16_t>> holdKeys{
-        {keycode::rightCommand}, {101}, {keycode::leftControl, keycode::leftShift, 2}};
+    using namespace keycode;
+    const std::vector<uint16_t> keys = {rightCommand, leftCommand, leftOption, leftControl, leftShift, space,
+                                        escape,       101,         2};
+    const std::vector<std::vector<uint16_t>> holdKeys{{rightCommand}, {101}, {leftControl, leftShift, 2}};
     const auto& hold = holdKeys.at(static_cast<size_t>(GetParam()));
     const int pauses[] = {0, 1, 20, 100, 149, 151, 299, 301, 501, 3000};
     for (int step = 0; step < 10'000; ++step) {

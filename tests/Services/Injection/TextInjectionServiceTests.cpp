@@ -179,37 +179,55 @@ TEST_F(TextInjection, TakesTurns) {
     EXPECT_EQ(pasteboard.offers.back()->text, u"second"_qs);
 }
 
-TEST_F(TextInjection, AHungClipboardOwnerCostsADeadlineOnlyAndNothingWhenPrepared) {
+TEST_F(TextInjection, ASlowClipboardOwnerDelaysNoTextAndKeepsItsContentWhereItCan) {
+    struct Case {
+        const char* name;
+        std::chrono::milliseconds readDelay;
+        std::chrono::milliseconds spoken; ///< from the beginning of the reading to the text
+        QString text;
+        bool canType;
+        std::chrono::milliseconds waited;
+        Delivery delivery;
+        QString left; ///< on the clipboard
+    };
+    const auto isLong = QString(300, u'x');
+    const auto typed = Delivery::typed;
+    const auto read = Delivery::read;
+    const Case cases[] = {
+        {"read while the user speaks", 3s, 4s, dictated, true, 0ms, read, u"theirs"_qs},
+        {"read in the wait", 900ms, 500ms, dictated, true, 400ms, read, u"theirs"_qs},
+        {"too slow for a short dictation", 3s, 500ms, dictated, true, 500ms, typed, u"theirs"_qs},
+        {"slower than patience", 3s, 2s, dictated, true, 0ms, typed, u"theirs"_qs},
+        {"hangs", 10s, 6s, dictated, true, 0ms, typed, u"theirs"_qs},
+        {"hangs, and the text is long", 10s, 500ms, isLong, true, 500ms, read, isLong},
+        {"hangs, and the text has a line end", 10s, 6s, u"a\nb"_qs, true, 0ms, read, u"a\nb"_qs},
+        {"hangs, and keys cannot say it", 10s, 2s, dictated, false, 0ms, read, dictated},
+    };
     pasteboard.tellsChanges = true;
-    pasteboard.readDelay = 10s;
-    const auto start = clock.now();
-    const auto outcome = begin(dictated);
-    clock.advance(1s);
-    EXPECT_EQ(outcome->delivery, Delivery::read);
-    EXPECT_LE(outcome->at - start, 200ms);
-    clock.advance(10s);
-
-    pasteboard.copy(u"slow"_qs);
-    pasteboard.readDelay = 150ms;
-    auto preparing = service.prepareForInjection();
-    clock.advance(1s);
-    EXPECT_TRUE(preparing.isReady());
-    EXPECT_EQ(begin(dictated)->delivery, Delivery::read) << "no time has passed";
-    clock.advance(1s);
-    EXPECT_EQ(pasteboard.text(), u"slow"_qs);
-}
-
-TEST_F(TextInjection, AnOwnerThatHungWhenItWasAskedAheadIsNotAskedAgain) {
-    pasteboard.tellsChanges = true;
-    pasteboard.readDelay = 10s;
-    auto preparing = service.prepareForInjection();
-    executor.drain();
-    clock.advance(5s);
-    const auto start = clock.now();
-    const auto outcome = begin(dictated);
-    EXPECT_EQ(outcome->delivery, Delivery::read);
-    EXPECT_EQ(outcome->at, start);
-    EXPECT_EQ(pasteboard.readCount, 1);
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        pasteboard.copy(u"theirs"_qs);
+        pasteboard.readDelay = each.readDelay;
+        pasteboard.readCount = 0;
+        injector.canType = each.canType;
+        auto preparing = service.prepareForInjection();
+        executor.drain();
+        clock.advance(each.spoken);
+        const auto ready = clock.now();
+        const auto outcome = begin(each.text);
+        clock.advance(20s);
+        EXPECT_EQ(outcome->delivery, each.delivery);
+        EXPECT_EQ(outcome->at - ready, each.waited);
+        EXPECT_EQ(pasteboard.text(), each.left);
+        EXPECT_EQ(pasteboard.readCount, 1) << "an owner that is slow is not asked again";
+        EXPECT_TRUE(preparing.isReady());
+    }
+    // Nothing was read ahead, because the recording began without a clipboard.
+    const auto ready = clock.now();
+    EXPECT_EQ(begin(dictated)->delivery, std::nullopt);
+    clock.advance(200ms);
+    EXPECT_EQ(pasteboard.text(), dictated);
+    EXPECT_EQ(clock.now() - ready, 200ms);
 }
 
 TEST_F(TextInjection, WhatWasPreparedDoesNotCountOnceTheClipboardChanged) {
@@ -309,6 +327,10 @@ TEST_F(TextInjection, ALineEndAtTheEndDoesNotRunACommand) {
     applications.front->isTerminal = false;
     begin(u"a paragraph\n"_qs);
     EXPECT_EQ(pasteboard.offers.back()->text, u"a paragraph\n"_qs);
+    accessibility.isTerminal = true; // in a panel of an editor
+    begin(u"rm -r build\n"_qs);
+    EXPECT_EQ(pasteboard.offers.back()->text, u"rm -r build"_qs);
+    EXPECT_EQ(injector.chords.back(), PasteChord::controlShiftV);
 }
 
 TEST_F(TextInjection, ATextThatGoesOnWhereTheLastEndedGetsTheBlankBetween) {

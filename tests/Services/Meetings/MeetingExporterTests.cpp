@@ -11,10 +11,10 @@ namespace {
 
 MeetingSegment segment(const char* speaker, const char* text, double start, double end) {
     const auto id = QString::fromUtf8(speaker);
-    return {id, QStringLiteral("Label ") + id, QString::fromUtf8(text), start, end};
+    return {id, u"Label "_qs + id, QString::fromUtf8(text), start, end};
 }
 
-const MeetingExporter::Names names{{QStringLiteral("a"), QStringLiteral("Änne")}};
+const MeetingExporter::Names names{{u"a"_qs, u"Änne"_qs}};
 
 TEST(MeetingExporter, WritesEveryFormat) {
     const QList<MeetingSegment> segments{segment("a", "Hello.", 0, 3725.5), segment("b", "Hi.", 360'000.0019, 360'001)};
@@ -27,7 +27,7 @@ TEST(MeetingExporter, WritesEveryFormat) {
     EXPECT_EQ(MeetingExporter::exportTXT(segments, names).toStdString(),
               "[Änne - 00:00] Hello.\n\n[Label b - 100:00:00] Hi.");
     EXPECT_EQ(MeetingExporter::exportSRT({}, {}), QString());
-    EXPECT_EQ(MeetingExporter::exportVTT({}, {}), QStringLiteral("WEBVTT\n"));
+    EXPECT_EQ(MeetingExporter::exportVTT({}, {}), u"WEBVTT\n"_qs);
     EXPECT_EQ(MeetingExporter::exportTXT({}, {}), QString());
 }
 
@@ -35,7 +35,7 @@ TEST(MeetingExporter, NothingBreaksTheFormat) {
     constexpr auto undefined = std::numeric_limits<double>::quiet_NaN();
     const QList<MeetingSegment> segments{segment("a", "one\n\n2\n00:00:01,000 --> x\r\n<b>R&D", 9, 4),
                                          segment("b", "two", -1, undefined)};
-    const MeetingExporter::Names odd{{QStringLiteral("a"), QStringLiteral("A\n\nB-->C")}};
+    const MeetingExporter::Names odd{{u"a"_qs, u"A\n\nB-->C"_qs}};
     EXPECT_EQ(MeetingExporter::exportSRT(segments, odd).toStdString(),
               "1\n00:00:09,000 --> 00:00:09,000\nA B→C: one\n2\n00:00:01,000 → x\n<b>R&D\n\n"
               "2\n00:00:00,000 --> 00:00:00,000\nLabel b: two\n");
@@ -47,23 +47,22 @@ TEST(MeetingExporter, NothingBreaksTheFormat) {
 TEST(RecordExport, AnyRecordHasAText) {
     using recordExport::Format;
     RecordFields fields;
-    fields.text = QStringLiteral("Just *dictated*.");
+    fields.text = u"Just *dictated*."_qs;
     const TranscriptionRecord dictation(fields);
-    EXPECT_EQ(recordExport::exported(dictation, Format::txt), QStringLiteral("Just *dictated*.\n"));
-    EXPECT_TRUE(
-        recordExport::exported(dictation, Format::markdown).endsWith(QStringLiteral("\nJust \\*dictated\\*.\n")));
+    EXPECT_EQ(recordExport::exported(dictation, Format::txt), u"Just *dictated*.\n"_qs);
+    EXPECT_TRUE(recordExport::exported(dictation, Format::markdown).endsWith(u"\nJust \\*dictated\\*.\n"_qs));
     EXPECT_THROW((void)recordExport::exported(dictation, Format::vtt), HistoryError);
 
     TranscriptionRecord meeting(fields);
-    meeting.setChannelSegments(QList<ChannelSegment>{
-        {ChannelSegment::Channel::system, QStringLiteral("Others"), QStringLiteral("Good day."), 1, 2}});
-    EXPECT_EQ(recordExport::exported(meeting, Format::txt), QStringLiteral("[Others - 00:01] Good day.\n"));
+    meeting.setChannelSegments(
+        QList<ChannelSegment>{{ChannelSegment::Channel::system, u"Others"_qs, u"Good day."_qs, 1, 2}});
+    EXPECT_EQ(recordExport::exported(meeting, Format::txt), u"[Others - 00:01] Good day.\n"_qs);
     meeting.setMeetingSegments(QList<MeetingSegment>{segment("a", "Good day.", 1, 2)});
     meeting.setSpeakerNames(names);
-    meeting.meetingSummary = QStringLiteral("Greetings.");
-    EXPECT_EQ(recordExport::exported(meeting, Format::txt), QStringLiteral("[Änne - 00:01] Good day.\n"));
+    meeting.meetingSummary = u"Greetings."_qs;
+    EXPECT_EQ(recordExport::exported(meeting, Format::txt), u"[Änne - 00:01] Good day.\n"_qs);
     const auto text = recordExport::exported(meeting, Format::markdown);
-    EXPECT_TRUE(text.contains(QStringLiteral("\nGreetings.\n\n**Änne** (00:01): Good day.\n"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"\nGreetings.\n\n**Änne** (00:01): Good day.\n"_qs)) << text.toStdString();
 }
 
 } // namespace

@@ -128,8 +128,8 @@ TEST(AudioPipelineTests, IgnoresImpossibleCallbacks) {
     AUHALCaptureContext context(48000, sink);
     const std::vector<float> samples(AUHALCaptureContext::maxFramesPerCallback + 1, 0.5F);
     const auto untouched = context.statsSummary();
-    EXPECT_EQ(untouched, QStringLiteral("callbacks=0 renderedFrames=0 yieldedChunks=0 renderErrors=0 "
-                                        "conversionErrors=0 pendingBytes=0"));
+    EXPECT_EQ(untouched, u"callbacks=0 renderedFrames=0 yieldedChunks=0 renderErrors=0 "
+                         "conversionErrors=0 pendingBytes=0"_qs);
     context.handleInput(samples.data(), samples.size());
     context.handleInput(samples.data(), 0);
     EXPECT_EQ(context.statsSummary(), untouched);

@@ -1,7 +1,6 @@
 #include "Services/Protocol/ServerMessageDecoding.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using namespace quillo;
 using testing::HasSubstr;
@@ -25,15 +24,7 @@ Decoded decode(const QByteArray& frame, SessionTexts texts = {}) {
 }
 
 TEST(ServerMessageDecoding, EachTypeBecomesItsEvent) {
-    const TranscriptionResult result{.text = u"hello"_qs,
-                                     .language = u"en"_qs,
-                                     .confidence = 0.5,
-                                     .wordCount = 1,
-                                     .durationMs = 900,
-                                     .speaker = u"A"_qs,
-                                     .sourceChannel = u"system"_qs,
-                                     .segmentStart = 1.5,
-                                     .segmentEnd = 2.0};
+    const TranscriptionResult result{u"hello"_qs, u"en"_qs, 0.5, 1, 900, u"A"_qs, u"system"_qs, 1.5, 2.0};
     const std::vector<TranscriptSegment> segments{{u"hi"_qs, u"A"_qs, u"microphone"_qs, 0.5, 1}};
     const char* const transcript =
         R"("data":{"text":"hello","language":"en","confidence":0.5,"word_count":1,"duration_ms":900,"speaker":"A",)"

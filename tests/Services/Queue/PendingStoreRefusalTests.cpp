@@ -34,6 +34,26 @@ TEST_F(PendingStoreRefusalTest, ATextThatTheStoreRefusesIsNotLost) {
     EXPECT_EQ(stored(id).text, u"Hello there"_qs);
 }
 
+TEST_F(PendingStoreRefusalTest, ALiveTextThatTheStoreRefusedIsSavedLater) {
+    for (const bool isConnected : {true, false}) {
+        start();
+        network.setConnected(isConnected);
+        const auto record = std::make_shared<TranscriptionRecord>();
+        record->text = u"Hello there"_qs;
+        {
+            const LargestFile full(storeIsFull);
+            context().insert(record);
+            EXPECT_THROW(context().save(), StoreError);
+            post(notification::realTimeRecordingStopped);
+            EXPECT_TRUE(context().hasChanges());
+        }
+        clock.advance(30s);
+        EXPECT_EQ(clock.pending(), 0U);
+        start();
+        EXPECT_EQ(stored(record->id).text, u"Hello there"_qs) << isConnected;
+    }
+}
+
 TEST_F(PendingStoreRefusalTest, AKillBeforeTheTextIsSavedBringsItBackToTheQueue) {
     const auto id = addPending(audioId);
     network.setConnected(false);

@@ -16,14 +16,14 @@ const std::string waiting = "⏳ Connection in progress, waiting...";
 
 TEST_F(ConnectTest, ARejectedUpgradeTellsItsStatus) {
     const std::vector<std::pair<QByteArray, int>> answers{
-        {ScriptedTcpServer::http("401 Unauthorized", "{}", "WWW-Authenticate: Bearer\r\n"), 401},
-        {ScriptedTcpServer::http("429 Too Many Requests", {}, "Retry-After: 5\r\n"), 429},
-        {ScriptedTcpServer::http("302 Found", {}, "Location: ws://localhost/\r\n"), 302},
-        {ScriptedTcpServer::http("200 OK", "<html></html>"), 200},
+        {ScriptedServer::http("401 Unauthorized", "{}", "WWW-Authenticate: Bearer\r\n"), 401},
+        {ScriptedServer::http("429 Too Many Requests", {}, "Retry-After: 5\r\n"), 429},
+        {ScriptedServer::http("302 Found", {}, "Location: ws://localhost/\r\n"), 302},
+        {ScriptedServer::http("200 OK", "<html></html>"), 200},
         {"garbage\r\n\r\n", 0},
     };
     for (const auto& [answer, status] : answers) {
-        const ScriptedTcpServer server([&answer = answer](const auto&) { return answer; });
+        const ScriptedServer server([&answer = answer](const auto&) { return answer; });
         url = server.url(u"ws"_qs);
         const auto running = finish(service().connect());
         EXPECT_EQ(running->error, Code::connectionFailed) << answer.toStdString();
@@ -78,7 +78,7 @@ TEST_F(ConnectTest, WithoutTokenOrAddressNothingIsSent) {
 }
 
 TEST_F(ConnectTest, AServerThatNeverAnswersEndsAtTheDeadline) {
-    ScriptedTcpServer server([](const auto&) { return QByteArray(); });
+    ScriptedServer server([](const auto&) { return QByteArray(); });
     url = server.url(u"ws"_qs);
     const auto running = start(service().connect());
     ASSERT_TRUE(waitUntil([&] { return server.requests.size() == 1; }));
@@ -92,7 +92,7 @@ TEST_F(ConnectTest, AServerThatNeverAnswersEndsAtTheDeadline) {
 
 TEST_F(ConnectTest, ADisconnectOrTheEndCancelsTheConnectAndThoseThatWaitForIt) {
     for (const bool isEnd : {false, true}) {
-        ScriptedTcpServer silent([](const auto&) { return QByteArray(); });
+        ScriptedServer silent([](const auto&) { return QByteArray(); });
         url = silent.url(u"ws"_qs);
         const auto first = start(service().connect());
         const auto second = start(service().connect());

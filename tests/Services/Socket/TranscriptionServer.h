@@ -2,7 +2,6 @@
 
 #include "Support/TestCertificate.h"
 
-#include <QNetworkRequest>
 #include <QPointer>
 #include <QWebSocket>
 #include <QWebSocketServer>
@@ -30,7 +29,7 @@ public:
 
     void send(const QString& frame) const { client->sendTextMessage(frame); }
 
-    QString greeting = QStringLiteral(R"({"type":"connected"})"); ///< sent to each client; nothing when empty
+    QString greeting = uR"({"type":"connected"})"_qs; ///< sent to each client; nothing when empty
     QPointer<QWebSocket> client;
     int connections = 0;
     int disconnections = 0;

@@ -5,7 +5,7 @@
 #include "Services/Socket/WebSocketService.h"
 #include "Support/Async.h"
 #include "Support/LogLines.h"
-#include "Support/ScriptedTcpServer.h"
+#include "Support/ScriptedServer.h"
 
 #include <gmock/gmock.h>
 

@@ -2,7 +2,6 @@
 #include "WebSocketFixture.h"
 
 #include <QCryptographicHash>
-#include <QStringBuilder>
 
 using namespace quillo;
 using namespace quillo::test;
@@ -30,7 +29,7 @@ TEST_F(WebSocketServiceTest, ADictationFromConnectToDisconnect) {
     EXPECT_TRUE(server.received[0].contains(u"start_session"));
     for (int index = 0; index < 200; ++index)
         EXPECT_TRUE(server.received[1 + index].contains(
-            u'"' % QString::fromLatin1(QByteArray::number(index).toBase64()) % u'"'));
+            u'"' + QString::fromLatin1(QByteArray::number(index).toBase64()) + u'"'));
     EXPECT_TRUE(server.received[203].contains(u"end_session"));
 
     server.send(uR"({"type":"session_started","data":{"session_id":"s"}})"_qs);
@@ -67,7 +66,7 @@ TEST_F(WebSocketServiceTest, WhatArrivesBeforeAnybodyReadsIsNotLost) {
     url = server.url();
     ASSERT_FALSE(finish(service().connect())->error);
     for (int index = 0; index < 50; ++index)
-        server.send(QStringLiteral(R"({"type":"partial_transcript","data":{"text":"%1"}})").arg(index));
+        server.send(uR"({"type":"partial_transcript","data":{"text":"%1"}})"_qs.arg(index));
     ASSERT_TRUE(waitUntil([&] { return service().texts().lastPartialText == u"49"; }));
     const Collected events(service().receiveMessages());
     EXPECT_TRUE(events.waitForCount(51));
@@ -133,7 +132,7 @@ TEST_F(WebSocketServiceTest, AnEndAfterEndSessionIsQuiet) {
 }
 
 /// The answer that accepts an upgrade (RFC 6455, section 4.2.2), and the greeting in one text frame.
-QByteArray acceptUpgrade(const ScriptedTcpServer::Request& request) {
+QByteArray acceptUpgrade(const ScriptedServer::Request& request) {
     const auto start = request.head.indexOf("Sec-WebSocket-Key: ") + 19;
     const auto key = request.head.mid(start, request.head.indexOf('\r', start) - start);
     const auto digest =
@@ -145,7 +144,7 @@ QByteArray acceptUpgrade(const ScriptedTcpServer::Request& request) {
 
 TEST_F(WebSocketServiceTest, SendsSuspendWhileTooMuchIsUnsent) {
     config.unsentLimit = 64LL * 1024;
-    ScriptedTcpServer server(acceptUpgrade);
+    ScriptedServer server(acceptUpgrade);
     server.stopsReading = true;
     url = server.url(u"ws"_qs);
     const QByteArray chunk(96 * 1024, 'x');

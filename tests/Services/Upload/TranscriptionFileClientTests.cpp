@@ -8,7 +8,7 @@
 #include "Support/Async.h"
 #include "Support/Files.h"
 #include "Support/LogLines.h"
-#include "Support/ScriptedHttpsServer.h"
+#include "Support/ScriptedServer.h"
 #include "Support/TestCertificate.h"
 
 #include <QTimer>
@@ -19,7 +19,7 @@ namespace quillo::test {
 namespace {
 
 using Kind = TranscriptionFileClientError::Kind;
-using Server = ScriptedHttpsServer;
+using Server = ScriptedServer;
 using namespace std::chrono_literals;
 
 const QString audioId = u"5f7c1c1e-0000-4000-8000-000000000001"_qs;
@@ -36,7 +36,7 @@ protected:
     std::unique_ptr<TranscriptionFileClient> makeClient() {
         return std::make_unique<TranscriptionFileClient>(
             TranscriptionFileClient::Config{
-                .apiBaseURL = m_server.url(u"/api/v1"_qs),
+                .apiBaseURL = m_server.url(u"https"_qs, u"/api/v1"_qs),
                 .tokenStorage = m_tokens,
                 .prepareRequest = [this](QNetworkRequest& request) { m_trust->prepare(request); },
             },
@@ -215,7 +215,7 @@ TEST_F(TranscriptionFileClientTest, TheTokenGoesToNoOtherHost) {
         Server::answer(connection, "200 OK", R"({"text":"stolen"})");
     });
     for (const auto* const status : {"301 Moved", "302 Found", "307 Temporary Redirect", "308 Permanent Redirect"}) {
-        answer(status, "", "Location: " + other.url(u"/x"_qs).toEncoded() + "\r\n");
+        answer(status, "", "Location: " + other.url(u"https"_qs, u"/x"_qs).toEncoded() + "\r\n");
         const auto error = errorOf(transcribe());
         EXPECT_EQ(error.kind(), Kind::serverError) << status;
         EXPECT_TRUE(error.message().contains(u"localhost"_qs)) << error.what();
@@ -225,7 +225,7 @@ TEST_F(TranscriptionFileClientTest, TheTokenGoesToNoOtherHost) {
     const TestCertificate stranger;
     Server impostor(stranger.serverConfiguration(),
                     [&](const Server::Request&, QSslSocket&) { ADD_FAILURE() << "spoke to a stranger"; });
-    TranscriptionFileClient client({.apiBaseURL = impostor.url({}),
+    TranscriptionFileClient client({.apiBaseURL = impostor.url(u"https"_qs),
                                     .tokenStorage = m_tokens,
                                     .prepareRequest = [this](QNetworkRequest& r) { m_trust->prepare(r); }},
                                    m_auth, m_clock);

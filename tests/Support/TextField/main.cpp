@@ -1,8 +1,8 @@
 /// A small editor that reports every change of its text, for tests and demonstrations.
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDateTime>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -55,10 +55,17 @@ int main(int argc, char** argv) {
     const QCommandLineOption password(u"password"_qs, u"Show a password field."_qs);
     const QCommandLineOption line(u"line"_qs, u"Show a field of one line."_qs);
     const QCommandLineOption noField(u"no-field"_qs, u"Show only a button."_qs);
+    const QCommandLineOption terminal(u"terminal"_qs, u"Show an editor that says it is a terminal."_qs);
     const QCommandLineOption title(u"title"_qs, u"Title of the window."_qs, u"text"_qs, u"Notes"_qs);
-    parser.addOptions({report, password, line, noField, title});
+    parser.addOptions({report, password, line, noField, terminal, title});
     parser.process(application);
 
+    if (parser.isSet(terminal))
+        QAccessible::installFactory([](const QString& kind, QObject* object) -> QAccessibleInterface* {
+            auto* const editor = qobject_cast<QPlainTextEdit*>(object);
+            return editor && kind == u"QPlainTextEdit"_qs ? new QAccessibleWidget(editor, QAccessible::Terminal)
+                                                          : nullptr;
+        });
     Report changes(parser.value(report));
     // The first line reports that the window has the focus: text typed from then on arrives.
     QObject::connect(&application, &QGuiApplication::focusWindowChanged, &application,
@@ -68,8 +75,8 @@ int main(int argc, char** argv) {
                      });
     QWidget window;
     window.setWindowTitle(parser.value(title));
-    window.setStyleSheet(QStringLiteral(
-        "QWidget { background: #ffffff; color: #1f2328; font-family: 'Inter', 'Noto Sans', 'DejaVu Sans'; }"
+    window.setStyleSheet(
+        u"QWidget { background: #ffffff; color: #1f2328; font-family: 'Inter', 'Noto Sans', 'DejaVu Sans'; }"
         "QLabel#heading { font-size: 26px; font-weight: 600; }"
         "QLabel#date { font-size: 14px; color: #8b949e; }"
         "QFrame#rule { background: #e6e8eb; }"
@@ -78,7 +85,7 @@ int main(int argc, char** argv) {
         "QLineEdit { border: 1px solid #d0d7de; border-radius: 8px; padding: 10px 12px; font-size: 22px; }"
         "QLineEdit:focus { border-color: #3b82f6; }"
         "QPushButton { border: 1px solid #d0d7de; border-radius: 8px; padding: 10px 20px; font-size: 18px; }"
-        "QPushButton:focus { border-color: #3b82f6; }"));
+        "QPushButton:focus { border-color: #3b82f6; }"_qs);
     auto* const layout = new QVBoxLayout(&window);
     layout->setContentsMargins(36, 28, 36, 28);
     layout->setSpacing(6);

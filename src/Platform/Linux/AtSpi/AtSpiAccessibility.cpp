@@ -50,14 +50,17 @@ Task<bool> focusIsIn(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::
 }
 
 /// The state of the presumed focused element; nothing when it does not have the focus.
-Task<std::optional<SecureInput>> askFocused(std::shared_ptr<AtSpiFocus> focus, int64_t process, atspi::Instant until) {
+Task<std::optional<AtSpiFocus::Settled>> askFocused(std::shared_ptr<AtSpiFocus> focus, int64_t process,
+                                                    atspi::Instant until) {
     const auto settled = focus->settled(process);
     const auto end = settled ? std::min(until, steady_clock::now() + confirmationTime) : until;
     const auto answer = co_await atspi::focusedElement(focus->bus(), focus->focused(), end);
     if (answer.element)
-        co_return answer.element->isPassword ? SecureInput::on : SecureInput::off;
+        co_return AtSpiFocus::Settled{process, answer.element->isPassword ? SecureInput::on : SecureInput::off,
+                                      answer.element->isTerminal};
     if (answer.isLate)
-        co_return settled.value_or(SecureInput::unanswered);
+        co_return AtSpiFocus::Settled{process, settled.value_or(SecureInput::unanswered),
+                                      focus->foundTerminal(process)};
     co_return std::nullopt;
 }
 
@@ -76,9 +79,9 @@ Task<SecureInput> inquireSecure(std::shared_ptr<AtSpiFocus> focus, int64_t proce
             if (focus->changes() != changes)
                 continue;
             if (answer) {
-                if (*answer != SecureInput::unanswered)
-                    focus->settle({process, *answer});
-                co_return *answer;
+                if (answer->answer != SecureInput::unanswered)
+                    focus->settle(*answer);
+                co_return answer->answer;
             }
         }
         const auto found = co_await atspi::findFocus(focus->bus(), process, until);
@@ -125,6 +128,8 @@ public:
             return answer(SecureInput::on);
         return inquireSecure(m_focus, process, steady_clock::now() + deadline);
     }
+
+    [[nodiscard]] bool foundTerminal(int64_t process) const override { return m_focus->foundTerminal(process); }
 
 private:
     std::function<bool()> m_keyboardIsGrabbed;

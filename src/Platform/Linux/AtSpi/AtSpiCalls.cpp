@@ -80,6 +80,7 @@ Task<ElementAnswer> focusedElement(QDBusConnection bus, AtSpiObject object, Inst
     co_return ElementAnswer{FocusedElement{
         .role = axRoleForAtSpi(number, *bits),
         .isPassword = number == rolePasswordText,
+        .isTerminal = number == roleTerminal,
         .isValueSettable = (*bits >> stateEditable & 1) != 0,
         .hasNumberOfCharacters = qdbus_cast<QStringList>(interfaces.arguments().constFirst()).contains(text)}};
 }

@@ -34,6 +34,7 @@ public:
     struct Settled {
         int64_t process = 0;
         SecureInput answer = SecureInput::unknown;
+        bool isTerminal = false;
         std::chrono::steady_clock::time_point at = std::chrono::steady_clock::now();
     };
     void settle(Settled settled) { m_settled = settled; }
@@ -42,6 +43,9 @@ public:
     }
     [[nodiscard]] std::optional<SecureInput> settled(int64_t process) const {
         return m_settled && m_settled->process == process ? std::optional(m_settled->answer) : std::nullopt;
+    }
+    [[nodiscard]] bool foundTerminal(int64_t process) const {
+        return m_settled && m_settled->process == process && m_settled->isTerminal;
     }
     /// Increases with every event about the focus.
     [[nodiscard]] uint64_t changes() const { return m_changes; }

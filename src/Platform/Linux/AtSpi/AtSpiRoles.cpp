@@ -39,18 +39,18 @@ QString axRoleForAtSpi(uint32_t role, uint64_t states) {
         {53, QStringLiteral("AXSplitGroup")},  // split pane
         {55, QStringLiteral("AXTable")},       // table
         {56, QStringLiteral("AXTable")},       // table cell
-        {60, QStringLiteral("AXTextArea")},    // terminal
-        {62, QStringLiteral("AXButton")},      // toggle button
-        {63, QStringLiteral("AXToolbar")},     // tool bar
-        {65, QStringLiteral("AXOutline")},     // tree
-        {66, QStringLiteral("AXOutline")},     // tree table
-        {76, QStringLiteral("AXComboBox")},    // autocomplete
-        {77, QStringLiteral("AXTextField")},   // edit bar
-        {91, QStringLiteral("AXOutline")},     // tree item
-        {95, QStringLiteral("AXWebArea")},     // web document
-        {98, QStringLiteral("AXList")},        // list box
-        {23, QStringLiteral("AXWindow")},      // frame
-        {69, QStringLiteral("AXWindow")},      // window
+        {atspi::roleTerminal, QStringLiteral("AXTextArea")},
+        {62, QStringLiteral("AXButton")},    // toggle button
+        {63, QStringLiteral("AXToolbar")},   // tool bar
+        {65, QStringLiteral("AXOutline")},   // tree
+        {66, QStringLiteral("AXOutline")},   // tree table
+        {76, QStringLiteral("AXComboBox")},  // autocomplete
+        {77, QStringLiteral("AXTextField")}, // edit bar
+        {91, QStringLiteral("AXOutline")},   // tree item
+        {95, QStringLiteral("AXWebArea")},   // web document
+        {98, QStringLiteral("AXList")},      // list box
+        {23, QStringLiteral("AXWindow")},    // frame
+        {69, QStringLiteral("AXWindow")},    // window
     };
     return roles.value(role, QStringLiteral("AXUnknown"));
 }

@@ -9,6 +9,7 @@ namespace quillo {
 /// Numbers of the AT-SPI protocol (atspi-constants.h).
 namespace atspi {
 inline constexpr uint32_t rolePasswordText = 40;
+inline constexpr uint32_t roleTerminal = 60;
 inline constexpr unsigned stateActive = 1;
 inline constexpr unsigned stateEditable = 7;
 inline constexpr unsigned stateFocused = 12;

@@ -30,6 +30,7 @@ PulseAudioSource describe(const pa_source_info& info) {
     source.device.startsSlowly = bus && QLatin1String(bus) == QLatin1String("bluetooth");
     source.sampleRate = info.sample_spec.rate;
     source.channels = info.sample_spec.channels;
+    source.firstChannel = info.channel_map.map[0];
     source.bitsPerSample = static_cast<uint32_t>(pa_sample_size(&info.sample_spec)) * 8;
     return source;
 }

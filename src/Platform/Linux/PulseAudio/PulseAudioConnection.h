@@ -17,6 +17,7 @@ struct PulseAudioSource {
     AudioHardwareDevice device;
     uint32_t sampleRate = 0;
     uint32_t channels = 0;
+    pa_channel_position_t firstChannel = PA_CHANNEL_POSITION_MONO;
     uint32_t bitsPerSample = 0;
 };
 

@@ -11,11 +11,14 @@ using namespace std::chrono_literals;
 /// How long the server may take to open the device.
 constexpr auto openDeadline = 1000ms;
 /// A headset changes its profile first.
-constexpr auto slowOpenDeadline = 3000ms;
+constexpr auto slowOpenDeadline = 5000ms;
 /// Audio per delivery: short, so that the first word and the waveform appear without delay.
 constexpr auto fragment = 10ms;
 /// The largest portion passed to one callback.
 constexpr size_t portionFrames = 4096;
+/// Two channels are one microphone, and are mixed. More are the inputs of an interface: the microphone is on the first,
+/// and a mix with the unused ones would be too quiet. What an output plays is on all of its channels.
+constexpr uint32_t mostMixedChannels = 2;
 /// Delivered for a hole in the stream.
 constexpr std::array<float, portionFrames> silence{};
 
@@ -72,7 +75,8 @@ public:
         auto* const context = m_connection->readyContext();
         if (!context)
             return PA_ERR_CONNECTIONTERMINATED;
-        m_stream = pa_stream_new(context, "Dictation", &m_format, nullptr);
+        const pa_channel_map first{.channels = 1, .map = {m_source.firstChannel}};
+        m_stream = pa_stream_new(context, "Dictation", &m_format, takesFirstChannel() ? &first : nullptr);
         if (!m_stream)
             return pa_context_errno(context);
         pa_stream_set_state_callback(
@@ -97,8 +101,9 @@ public:
                 static_cast<uint32_t>(pa_usec_to_bytes(std::chrono::microseconds(fragment).count(), &m_format));
             // If the server moved the stream, it would record a device that the user did not choose, such as the
             // loudspeakers.
-            const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
-                                                              PA_STREAM_START_UNMUTED);
+            const auto flags = static_cast<pa_stream_flags_t>(
+                PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE | PA_STREAM_START_UNMUTED |
+                (takesFirstChannel() ? PA_STREAM_NO_REMIX_CHANNELS : PA_STREAM_NOFLAGS));
             if (pa_stream_connect_record(m_stream, m_source.device.id.toUtf8().constData(), &attributes, flags) < 0)
                 return pa_context_errno(context);
         }
@@ -135,6 +140,10 @@ public:
     }
 
 private:
+    [[nodiscard]] bool takesFirstChannel() const {
+        return m_source.channels > mostMixedChannels && !m_source.device.isMonitor;
+    }
+
     void close() {
         const PulseAudioLock lock(m_connection->loop());
         if (!m_stream)

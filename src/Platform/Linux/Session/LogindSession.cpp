@@ -18,6 +18,8 @@ const QString managerInterface = QStringLiteral("org.freedesktop.login1.Manager"
 const QString sessionInterface = QStringLiteral("org.freedesktop.login1.Session");
 const QString properties = QStringLiteral("org.freedesktop.DBus.Properties");
 
+constexpr const char* unnoticed = "A locked session is not noticed through logind";
+
 } // namespace
 
 LogindSession::LogindSession(QDBusConnection system, QDBusConnection session)
@@ -39,7 +41,7 @@ void LogindSession::start(std::function<void()> onLeft) {
         QDBusMessage::createMethodCall(service, managerPath, managerInterface, QStringLiteral("GetSession"));
     question << (qEnvironmentVariableIsEmpty("XDG_SESSION_ID") ? QStringLiteral("auto")
                                                                : qEnvironmentVariable("XDG_SESSION_ID"));
-    call(question, [this](const QDBusMessage& answer) {
+    call(question, unnoticed, [this](const QDBusMessage& answer) {
         watchSession(answer.arguments().value(0).value<QDBusObjectPath>().path());
     });
 }
@@ -50,7 +52,26 @@ void LogindSession::watchSession(const QString& path) {
                      SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
     auto question = QDBusMessage::createMethodCall(service, path, properties, QStringLiteral("GetAll"));
     question << sessionInterface;
-    call(question, [this](const QDBusMessage& answer) { take(qdbus_cast<QVariantMap>(answer.arguments().value(0))); });
+    call(question, unnoticed,
+         [this](const QDBusMessage& answer) { take(qdbus_cast<QVariantMap>(answer.arguments().value(0))); });
+}
+
+// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
+void LogindSession::delaySleep(bool delays) {
+    m_delaysSleep = delays;
+    if (!delays)
+        m_sleepDelay = {};
+    if (!delays || m_isAskingForDelay || m_sleepDelay.isValid() || !m_system.isConnected())
+        return;
+    m_isAskingForDelay = true;
+    auto question = QDBusMessage::createMethodCall(service, managerPath, managerInterface, QStringLiteral("Inhibit"));
+    question << QStringLiteral("sleep") << QStringLiteral("Quillo") << QStringLiteral("A dictation is being kept")
+             << QStringLiteral("delay");
+    call(question, "Sleep does not wait for a dictation", [this](const QDBusMessage& answer) {
+        m_isAskingForDelay = false;
+        if (m_delaysSleep)
+            m_sleepDelay = answer.arguments().value(0).value<QDBusUnixFileDescriptor>();
+    });
 }
 
 void LogindSession::prepareForSleep(bool isStarting) {
@@ -84,13 +105,14 @@ void LogindSession::left(const char* reason) {
     m_onLeft();
 }
 
-void LogindSession::call(const QDBusMessage& message, std::function<void(const QDBusMessage&)> answered) {
+void LogindSession::call(const QDBusMessage& message, const char* problem,
+                         std::function<void(const QDBusMessage&)> answered) {
     auto* reply = new QDBusPendingCallWatcher(m_system.asyncCall(message), this);
-    connect(reply, &QDBusPendingCallWatcher::finished, this, [reply, answered = std::move(answered)] {
+    connect(reply, &QDBusPendingCallWatcher::finished, this, [reply, problem, answered = std::move(answered)] {
         reply->deleteLater();
         if (reply->isError())
-            appLog(QStringLiteral("⚠️ A locked session is not noticed through logind: ") + reply->error().message(),
-                   LogLevel::warn, QStringLiteral("Session"));
+            appLog(QStringLiteral("⚠️ %1: %2").arg(QLatin1String(problem), reply->error().message()), LogLevel::warn,
+                   QStringLiteral("Session"));
         else
             answered(reply->reply());
     });

@@ -4,6 +4,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QObject>
 #include <QStringList>
 #include <QVariantMap>
@@ -17,6 +18,7 @@ public:
     LogindSession(QDBusConnection system, QDBusConnection session);
 
     void start(std::function<void()> onLeft) override;
+    void delaySleep(bool delays) override;
     [[nodiscard]] bool isAway() const override { return m_isLocked || !m_isActive; }
 
 private Q_SLOTS:
@@ -29,11 +31,15 @@ private:
     void watchSession(const QString& path);
     void take(const QVariantMap& properties);
     void left(const char* reason);
-    void call(const QDBusMessage& message, std::function<void(const QDBusMessage&)> answered);
+    /// `problem` says what does not work when the answer is an error.
+    void call(const QDBusMessage& message, const char* problem, std::function<void(const QDBusMessage&)> answered);
 
     QDBusConnection m_system;
     QDBusConnection m_session;
     std::function<void()> m_onLeft;
+    bool m_delaysSleep = false;
+    bool m_isAskingForDelay = false;
+    QDBusUnixFileDescriptor m_sleepDelay; ///< logind waits for its close
     bool m_isLocked = false;
     bool m_isActive = true;
 };

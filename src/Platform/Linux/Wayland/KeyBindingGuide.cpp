@@ -22,8 +22,14 @@ const QString gnomeLines = QStringLiteral(R"(  keys=org.gnome.settings-daemon.pl
   gsettings set $keys.custom-keybinding:$path binding F9
 )");
 const QString swayToggle = QStringLiteral("  bindsym --no-repeat F9 exec %1 toggle\n");
-const QString swayHold =
-    QStringLiteral("  bindsym --no-repeat F9 exec %1 start\n  bindsym --release --locked F9 exec %1 stop\n");
+// Sway forgets a release when another key was pressed in between; so modifiers, which are pressed by chance, stop too.
+const QString swayHold = QStringLiteral(R"(  bindsym --no-repeat F9 exec %1 start
+  bindsym --release --locked F9 exec %1 stop
+  bindsym --locked F9+Control_L exec %1 stop
+  bindsym --locked F9+Shift_L exec %1 stop
+  bindsym --locked F9+Alt_L exec %1 stop
+  bindsym --locked F9+Super_L exec %1 stop
+)");
 const QString hyprlandToggle = QStringLiteral("  bind = , F9, exec, %1 toggle\n");
 const QString hyprlandHold = QStringLiteral("  bind = , F9, exec, %1 start\n  bindr = , F9, exec, %1 stop\n");
 const QString toggleCommand = QStringLiteral("  %1 toggle\n");

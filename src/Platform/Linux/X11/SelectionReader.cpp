@@ -6,8 +6,7 @@ namespace quillo {
 
 namespace {
 
-// An owner that is merely slow, such as one with many pictures, answers each request within this time.
-constexpr std::chrono::milliseconds longestSilence(1000);
+constexpr std::chrono::milliseconds interruptionInterval(10);
 
 /// Read the most valuable formats first, in case there is no time for all.
 int rankOf(const QString& target) {
@@ -18,8 +17,10 @@ int rankOf(const QString& target) {
 
 } // namespace
 
-SelectionReader::SelectionReader(XcbConnection& connection, xcb_window_t window, EventHandler others)
-    : m_connection(connection), m_window(window), m_others(std::move(others)) {}
+SelectionReader::SelectionReader(XcbConnection& connection, xcb_window_t window, EventHandler others,
+                                 Interruption isInterrupted)
+    : m_connection(connection), m_window(window), m_others(std::move(others)),
+      m_isInterrupted(std::move(isInterrupted)) {}
 
 SelectionReader::Result SelectionReader::readAll(xcb_atom_t selection, qsizetype mostBytes, Deadline deadline) {
     Result result;
@@ -78,7 +79,7 @@ SelectionReader::Outcome SelectionReader::convert(xcb_atom_t selection, xcb_atom
             return eventType(e) == XCB_SELECTION_NOTIFY && notify.requestor == m_window && notify.target == target &&
                    (notify.property == property || notify.property == XCB_ATOM_NONE);
         },
-        deadline);
+        deadline, m_isInterrupted);
     if (!event)
         return Outcome::timedOut;
     if (reinterpret_cast<const xcb_selection_notify_event_t*>(event.get())->property == XCB_ATOM_NONE)
@@ -103,7 +104,7 @@ SelectionReader::Outcome SelectionReader::receivePieces(xcb_atom_t property, qsi
                 return eventType(e) == XCB_PROPERTY_NOTIFY && notify.window == m_window && notify.atom == property &&
                        notify.state == XCB_PROPERTY_NEW_VALUE;
             },
-            deadline);
+            deadline, m_isInterrupted);
         if (!event)
             return tooLarge ? Outcome::tooLarge : Outcome::timedOut;
         auto piece = take(property, mostBytes);
@@ -153,14 +154,13 @@ xcb_timestamp_t SelectionReader::serverTime() {
             const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(e);
             return eventType(e) == XCB_PROPERTY_NOTIFY && notify.window == m_window && notify.atom == property;
         },
-        std::chrono::steady_clock::now() + std::chrono::seconds(1));
+        std::chrono::steady_clock::now() + std::chrono::seconds(1), [] { return false; });
     return event ? reinterpret_cast<const xcb_property_notify_event_t*>(event.get())->time : XCB_CURRENT_TIME;
 }
 
 XcbOwned<xcb_generic_event_t> SelectionReader::waitFor(const std::function<bool(const xcb_generic_event_t&)>& wanted,
-                                                       Deadline deadline) {
-    deadline = std::min(deadline, std::chrono::steady_clock::now() + longestSilence);
-    while (!m_connection.isBroken()) {
+                                                       Deadline deadline, const Interruption& isInterrupted) {
+    while (!m_connection.isBroken() && !isInterrupted()) {
         while (auto event = m_connection.poll()) {
             if (wanted(*event))
                 return event;
@@ -169,7 +169,7 @@ XcbOwned<xcb_generic_event_t> SelectionReader::waitFor(const std::function<bool(
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0)
             break;
-        m_connection.waitReadable(static_cast<int>(left.count()));
+        m_connection.waitReadable(static_cast<int>(std::min(left, interruptionInterval).count()));
     }
     return nullptr;
 }

@@ -13,6 +13,8 @@ namespace quillo {
 class SelectionReader {
 public:
     using Deadline = std::chrono::steady_clock::time_point;
+    /// Whether a reading should end early. Called every few milliseconds while one waits.
+    using Interruption = std::function<bool()>;
     /// Receives events for other components while we wait for an answer.
     using EventHandler = std::function<void(const xcb_generic_event_t&)>;
 
@@ -21,7 +23,7 @@ public:
         bool complete = true;
     };
 
-    SelectionReader(XcbConnection& connection, xcb_window_t window, EventHandler others);
+    SelectionReader(XcbConnection& connection, xcb_window_t window, EventHandler others, Interruption isInterrupted);
 
     /// Every format of the selection, text first, of at most `mostBytes` together. Formats that were too slow or too
     /// large are left out; the result is then incomplete.
@@ -37,11 +39,12 @@ private:
     /// Reads the property's value and deletes it from the window.
     std::optional<XcbProperty> take(xcb_atom_t property, qsizetype mostBytes);
     XcbOwned<xcb_generic_event_t> waitFor(const std::function<bool(const xcb_generic_event_t&)>& wanted,
-                                          Deadline deadline);
+                                          Deadline deadline, const Interruption& isInterrupted);
 
     XcbConnection& m_connection;
     xcb_window_t m_window;
     EventHandler m_others;
+    Interruption m_isInterrupted;
     unsigned m_next = 0;
 };
 

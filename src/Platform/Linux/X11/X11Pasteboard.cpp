@@ -28,7 +28,9 @@ public:
           m_owner(
               *m_connection, m_window, [this](xcb_atom_t, int64_t process) { wasRead(process); },
               [this](xcb_atom_t selection) { wasLost(selection); }),
-          m_reader(*m_connection, m_window, [this](const xcb_generic_event_t& event) { m_owner.handle(event); }),
+          m_reader(
+              *m_connection, m_window, [this](const xcb_generic_event_t& event) { m_owner.handle(event); },
+              [this] { return m_jobsThatHurry > 0; }),
           m_clipboard(m_connection->atom("CLIPBOARD")) {}
 
     void start() {
@@ -40,6 +42,10 @@ public:
     void finish() { m_notifier.reset(); }
 
     [[nodiscard]] bool isBroken() const { return m_broken; }
+
+    /// Ends a reading, which may last, for a job that is about to follow it. Any thread.
+    void hurry() { ++m_jobsThatHurry; }
+    void hasHurried() { --m_jobsThatHurry; }
 
     PasteboardContents read(steady_clock::time_point deadline) {
         PasteboardContents contents;
@@ -126,6 +132,7 @@ private:
     std::shared_ptr<PasteboardOfferState> m_offer;
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::atomic<bool> m_broken = false;
+    std::atomic<int> m_jobsThatHurry = 0; ///< posted, and not begun
 };
 
 /// Runs `job` on the worker's thread and returns its result.
@@ -144,6 +151,7 @@ public:
         m_executor.post([worker = m_worker] { worker->start(); });
     }
     ~X11Pasteboard() override {
+        m_worker->hurry();
         m_executor.post([worker = m_worker] { worker->finish(); });
     }
     X11Pasteboard(const X11Pasteboard&) = delete;
@@ -160,9 +168,11 @@ public:
     }
 
     Task<std::shared_ptr<PasteboardOffer>> offerText(QString text, bool alsoPrimary, ClipboardUse use) override {
+        m_worker->hurry();
         return runOn<std::shared_ptr<PasteboardOffer>>(
             m_executor,
             [worker = m_worker, text = std::move(text), alsoPrimary, use]() -> std::shared_ptr<PasteboardOffer> {
+                worker->hasHurried();
                 auto state = std::make_shared<PasteboardOfferState>();
                 worker->offer(text, alsoPrimary, use, state);
                 return std::make_shared<SharedPasteboardOffer>(std::move(state));

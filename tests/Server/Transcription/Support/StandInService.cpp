@@ -1,6 +1,5 @@
 #include "Server/Transcription/Support/StandInService.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
 #include <netinet/in.h>

@@ -20,9 +20,9 @@ public:
     };
     struct Reply {
         int status = 200;
-        std::string body;
-        std::string headers; ///< each ended by CRLF
-        bool never = false;  ///< keeps the client waiting until the service is destroyed
+        std::string body = {};
+        std::string headers = {}; ///< each ended by CRLF
+        bool never = false;       ///< keeps the client waiting until the service is destroyed
     };
 
     explicit StandInService(std::function<Reply(const Request&)> answer);
