@@ -107,6 +107,18 @@ private:
     Clock::time_point m_since = Clock::now();
 };
 
+const std::vector<int16_t>& samplesOf(const AudioBlock& block, AudioSource source) {
+    switch (source) {
+    case AudioSource::microphone:
+        return block.left;
+    case AudioSource::system:
+        return block.right;
+    case AudioSource::unknown:
+        break;
+    }
+    return block.mono;
+}
+
 } // namespace
 
 RecognisedFile recogniseFile(Recogniser& recogniser, AudioReader& audio, const FileRecognitionSettings& settings,
@@ -138,7 +150,7 @@ RecognisedFile recogniseFile(Recogniser& recogniser, AudioReader& audio, const F
             collector->wait(stop);
         if (stop.stop_requested())
             throw RecognitionStopped();
-        session->push(block.mono);
+        session->push(samplesOf(block, settings.source));
         samples += static_cast<int64_t>(block.mono.size());
     }
     session->finish();
@@ -147,6 +159,8 @@ RecognisedFile recogniseFile(Recogniser& recogniser, AudioReader& audio, const F
 
     RecognisedFile result = collector->take();
     result.sampleCount = samples;
+    for (Transcript& piece : result.pieces)
+        piece.source = settings.source;
     return result;
 }
 

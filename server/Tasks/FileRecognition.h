@@ -34,6 +34,8 @@ struct RecognisedFile {
 struct FileRecognitionSettings {
     std::string language;   ///< empty or "auto" for any
     bool background = true; ///< live sessions have priority
+    /// Of a stereo file, the channel to recognise: the microphone is on the left. Unknown: both mixed.
+    AudioSource source = AudioSource::unknown;
     /// A recogniser that neither takes audio nor answers for this long has failed.
     std::chrono::milliseconds stallTimeout = std::chrono::minutes(5);
     std::function<void(double share)> onProgress;         ///< 0 to 1

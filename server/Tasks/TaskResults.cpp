@@ -1,5 +1,6 @@
 #include "Tasks/TaskResults.h"
 
+#include "Tasks/PieceWords.h"
 #include "Transcription/TranscriptAssembler.h"
 
 #include <algorithm>
@@ -8,26 +9,31 @@
 #include <cstdio>
 #include <limits>
 #include <map>
-#include <sstream>
 
 namespace quillo::server {
 namespace {
 
 int64_t durationMs(const RecognisedFile& file) { return file.sampleCount * 1000 / AudioReader::rate; }
 
-/// Consecutive text of one speaker.
+/// Of words on a side on which no voice was found; no turn has it.
+constexpr int silentSideSpeaker = -1;
+
+/// Consecutive text of one speaker on one channel.
 struct Segment {
     int speaker = 0;
+    AudioSource source = AudioSource::unknown;
     double start = 0;
     double end = 0;
     TranscriptAssembler text;
 };
 
-/// The speaker at a time; between turns, the closest one.
-int speakerAt(const std::vector<SpeakerTurn>& turns, double time) {
-    int speaker = 0;
+/// The speaker at a time on one side; between turns, the closest one. A side without any turn has one speaker.
+int speakerAt(const std::vector<SpeakerTurn>& turns, double time, int side) {
+    int speaker = side == 0 ? 0 : silentSideSpeaker;
     double distance = std::numeric_limits<double>::max();
     for (const SpeakerTurn& turn : turns) {
+        if (turn.side != side)
+            continue;
         const double away = std::max({turn.start - time, time - turn.end, 0.0});
         if (away < distance) {
             distance = away;
@@ -37,25 +43,9 @@ int speakerAt(const std::vector<SpeakerTurn>& turns, double time) {
     return speaker;
 }
 
-/// The words of a piece, spread evenly over its time when the recogniser does not give times.
-std::vector<Word> wordsOf(const Transcript& piece) {
-    if (!piece.words.empty())
-        return piece.words;
-    std::vector<Word> words;
-    std::istringstream text(piece.text);
-    for (std::string word; text >> word;)
-        words.push_back({word, 0, 0, piece.confidence});
-    const double length = (piece.end - piece.start) / static_cast<double>(std::max<size_t>(1, words.size()));
-    for (size_t i = 0; i < words.size(); ++i) {
-        words[i].start = piece.start + static_cast<double>(i) * length;
-        words[i].end = words[i].start + length;
-    }
-    return words;
-}
-
 void append(std::vector<Segment>& segments, int speaker, const Transcript& piece) {
-    if (segments.empty() || segments.back().speaker != speaker)
-        segments.push_back({speaker, piece.start, piece.end, {}});
+    if (segments.empty() || segments.back().speaker != speaker || segments.back().source != piece.source)
+        segments.push_back({speaker, piece.source, piece.start, piece.end, {}});
     segments.back().end = piece.end;
     segments.back().text.append(piece);
 }
@@ -64,10 +54,11 @@ std::vector<Segment> segmentsOf(const RecognisedFile& file, const std::vector<Sp
     std::vector<Segment> segments;
     for (const Transcript& piece : file.pieces) {
         const auto words = wordsOf(piece);
+        const int side = piece.source == AudioSource::system ? 1 : 0;
         std::vector<int> speakers;
         speakers.reserve(words.size());
         for (const Word& word : words)
-            speakers.push_back(speakerAt(turns, (word.start + word.end) / 2));
+            speakers.push_back(speakerAt(turns, (word.start + word.end) / 2, side));
         if (std::ranges::all_of(speakers, [&](int speaker) { return speaker == speakers.front(); })) {
             append(segments, speakers.empty() ? 0 : speakers.front(), piece);
             continue;
@@ -75,6 +66,7 @@ std::vector<Segment> segmentsOf(const RecognisedFile& file, const std::vector<Sp
         for (size_t begin = 0; begin < words.size();) {
             size_t end = begin;
             Transcript part;
+            part.source = piece.source;
             part.start = words[begin].start;
             for (; end < words.size() && speakers[end] == speakers[begin]; ++end) {
                 part.text += (part.text.empty() ? "" : " ") + words[end].text;
@@ -125,6 +117,8 @@ Json diarizationResult(const RecognisedFile& file, const std::vector<SpeakerTurn
         entry["start_formatted"] = display(segment.start);
         entry["end_formatted"] = display(segment.end);
         entry["text"] = segment.text.text();
+        if (segment.source != AudioSource::unknown)
+            entry["source_channel"] = nameOf(segment.source);
         list.push_back(std::move(entry));
     }
     Json result{{"plain_text", file.text}, {"processed_text", file.text}};

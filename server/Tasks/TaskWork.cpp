@@ -1,12 +1,19 @@
 #include "Tasks/TaskWork.h"
 
 #include "Diarization/SpeakerTracker.h"
+#include "Tasks/PieceWords.h"
 #include "Tasks/TaskResults.h"
+#include "Transcription/TranscriptAssembler.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 
 namespace quillo::server {
 namespace {
+
+/// Of a stereo file, from the left.
+constexpr std::array channels{AudioSource::microphone, AudioSource::system};
 
 FileRecognitionSettings settingsOf(const TaskWork& work, const std::string& language) {
     FileRecognitionSettings settings;
@@ -23,6 +30,37 @@ void push(SpeakerTracker& speakers, const AudioBlock& block) {
         speakers.push(block.left, block.right);
 }
 
+std::string textOf(const std::vector<Transcript>& pieces) {
+    TranscriptAssembler text;
+    for (const Transcript& piece : pieces)
+        text.append(piece);
+    return text.text();
+}
+
+/// Each channel by itself, one after the other: where both sides speak at once, a mix of them is understood by no
+/// recogniser.
+RecognisedFile recogniseChannels(const TaskWork& work, const std::filesystem::path& audio, const std::string& language,
+                                 const std::function<void(const AudioBlock&)>& onAudio) {
+    RecognisedFile both;
+    for (size_t i = 0; i < channels.size(); ++i) {
+        AudioReader reader(audio);
+        auto settings = settingsOf(work, language);
+        settings.source = channels[i];
+        settings.onProgress = [&work, i](double share) {
+            work.onProgress((static_cast<double>(i) + share) / channels.size());
+        };
+        if (i == 0)
+            settings.onAudio = onAudio;
+        auto heard = recogniseFile(work.recogniser, reader, settings, work.stop);
+        std::ranges::move(heard.pieces, std::back_inserter(both.pieces));
+        both.sampleCount = heard.sampleCount;
+        if (both.language.empty())
+            both.language = heard.language;
+    }
+    std::ranges::stable_sort(both.pieces, {}, &Transcript::start);
+    return both;
+}
+
 } // namespace
 
 Json transcribeUpload(const TaskWork& work, const std::filesystem::path& audio, const std::string& taskId,
@@ -32,10 +70,18 @@ Json transcribeUpload(const TaskWork& work, const std::filesystem::path& audio, 
 }
 
 Json diarizeUpload(const TaskWork& work, const std::filesystem::path& audio, const std::string& language) {
-    AudioReader reader(audio);
     SpeakerTracker speakers;
+    const auto onAudio = [&speakers](const AudioBlock& block) { push(speakers, block); };
+    if (AudioReader(audio).isStereo()) {
+        auto heard = recogniseChannels(work, audio, language, onAudio);
+        const auto turns = speakers.finish();
+        removeEchoes(heard.pieces, turns);
+        heard.text = textOf(heard.pieces);
+        return diarizationResult(heard, turns, work.recogniser.name());
+    }
+    AudioReader reader(audio);
     auto settings = settingsOf(work, language);
-    settings.onAudio = [&speakers](const AudioBlock& block) { push(speakers, block); };
+    settings.onAudio = onAudio;
     const auto heard = recogniseFile(work.recogniser, reader, settings, work.stop);
     return diarizationResult(heard, speakers.finish(), work.recogniser.name());
 }

@@ -19,7 +19,8 @@ struct TaskWork {
 /// The text of a file.
 Json transcribeUpload(const TaskWork& work, const std::filesystem::path& audio, const std::string& taskId,
                       const std::string& language);
-/// Its text by speakers.
+/// Its text by speakers; in a stereo file, with the microphone on the left and the system's audio on the right, each
+/// channel has its own words and speakers.
 Json diarizeUpload(const TaskWork& work, const std::filesystem::path& audio, const std::string& language);
 /// The text of a meeting by speakers, without recognising its words again.
 Json separateMeeting(const TaskWork& work, const std::filesystem::path& audio, const StoredTranscript& transcript);

@@ -115,7 +115,11 @@ TEST_F(MeetingRecordingTest, KnowsTheSourceWhereTheMicrophoneWasAlone) {
     for (const auto& piece : meeting.pieces())
         sources.push_back(piece.source);
     EXPECT_THAT(sources, testing::ElementsAre(AudioSource::microphone, AudioSource::unknown, AudioSource::microphone));
-    EXPECT_EQ(segmentsOf(separate(meeting))[0].source, AudioSource::unknown) << "joined with another source";
+    const auto segments = segmentsOf(separate(meeting));
+    ASSERT_EQ(segments.size(), 3U) << "one speaker, but apart by channel";
+    EXPECT_EQ(segments[0].source, AudioSource::microphone);
+    EXPECT_EQ(segments[1].source, AudioSource::unknown);
+    EXPECT_EQ(segments[2].speaker, "Speaker 1");
 }
 
 TEST_F(MeetingRecordingTest, WhatIsNoTranscriptIsNotTakenForOne) {

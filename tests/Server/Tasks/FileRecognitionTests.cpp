@@ -1,7 +1,9 @@
 #include "Diarization/SpeakerTracker.h"
 #include "Server/Transcription/Support/Speech.h"
 #include "Tasks/FileRecognition.h"
+#include "Tasks/PieceWords.h"
 #include "Tasks/TaskResults.h"
+#include "Tasks/TaskWork.h"
 #include "Transcription/PocketSphinx/PocketSphinxRecogniser.h"
 #include "Transcription/Scripted/ScriptedRecogniser.h"
 
@@ -16,9 +18,10 @@ using namespace quillo::server::test;
 
 namespace {
 
-/// A WAV file of 16 kHz mono; only for a machine that stores the low byte first.
-std::string wavOf(const Samples& samples) {
+/// A WAV file of 16 kHz; only for a machine that stores the low byte first.
+std::string wavOf(const Samples& samples, char channels = 1) {
     std::string file("RIFF____WAVEfmt \x10\0\0\0\1\0\1\0\x80\x3e\0\0\0\x7d\0\0\2\0\x10\0data____", 44);
+    file[22] = channels;
     const auto size = static_cast<uint32_t>(samples.size() * 2);
     const auto whole = size + 36;
     std::memcpy(file.data() + 4, &whole, 4);
@@ -34,9 +37,9 @@ protected:
     }
     ~FileRecognition() override { std::filesystem::remove_all(folder); }
 
-    std::filesystem::path write(const Samples& samples) {
+    std::filesystem::path write(const Samples& samples, char channels = 1) {
         const auto file = folder / "audio.wav";
-        std::ofstream(file, std::ios::binary) << wavOf(samples);
+        std::ofstream(file, std::ios::binary) << wavOf(samples, channels);
         return file;
     }
     static long residentKilobytes() {
@@ -90,6 +93,85 @@ TEST_F(FileRecognition, ATwoVoiceConversationGetsItsWordsAndItsSpeakers) {
     }
     EXPECT_LE(errors, 2U) << result;
     EXPECT_EQ(result["plain_text"], file.text);
+}
+
+/// Speech of one channel: what is said after how many seconds, by whom.
+struct Line {
+    const char* voice;
+    double start;
+    size_t sentence;
+};
+
+Samples channelOf(const std::vector<Line>& lines, double seconds) {
+    Samples channel = noise(seconds);
+    for (const auto& [voice, start, sentence] : lines) {
+        const auto speech = speak(voice, sentences()[sentence].text);
+        const auto at = static_cast<size_t>(start * 16000);
+        for (size_t i = 0; i < speech.size() && at + i < channel.size(); ++i)
+            channel[at + i] = speech[i];
+    }
+    return channel;
+}
+
+TEST_F(FileRecognition, TheChannelsOfAStereoFileHaveTheirOwnWordsAndSpeakers) {
+    // Both sides speak at once in the beginning, and the microphone hears a faint echo of the second voice there.
+    const std::vector<Line> lines[] = {{{"rms", 0, 0}}, {{"slt", 0.3, 1}, {"awb", 7, 3}}};
+    Samples left = channelOf(lines[0], 14);
+    const Samples right = channelOf(lines[1], 14);
+    Samples stereo;
+    for (size_t i = 0; i < left.size(); ++i) {
+        const bool echoes = i > size_t{7} * 16000;
+        stereo.push_back(static_cast<int16_t>(left[i] + (echoes ? right[i] / 4 : 0)));
+        stereo.push_back(right[i]);
+    }
+    const auto recogniser = makePocketSphinxRecogniser({});
+    double progress = 0;
+    const TaskWork work{.recogniser = *recogniser,
+                        .stallTimeout = std::chrono::minutes(1),
+                        .onProgress =
+                            [&](double share) {
+                                EXPECT_GE(share, progress);
+                                progress = share;
+                            },
+                        .stop = {}};
+    const Json result = diarizeUpload(work, write(stereo, 2), "en");
+    EXPECT_GT(progress, 0.8);
+    EXPECT_EQ(result["duration_ms"], 14000);
+    ASSERT_EQ(result["segments"].size(), 3U) << result;
+    const std::pair<const char*, size_t> expected[] = {{"microphone", 0}, {"system", 1}, {"system", 3}};
+    size_t errors = 0;
+    for (size_t i = 0; i < 3; ++i) {
+        const Json& segment = result["segments"][i];
+        EXPECT_EQ(segment["source_channel"], expected[i].first) << result;
+        EXPECT_EQ(segment["speaker_label"], "Speaker " + std::to_string(i + 1)) << result;
+        errors += wordErrors(sentences()[expected[i].second].text, segment["text"].get<std::string>());
+    }
+    EXPECT_LE(errors, 3U) << result;
+    EXPECT_EQ(result["speaker_count"], 3);
+}
+
+TEST(PieceWords, OnlyWhatTheOtherSideSaysAtTheSameTimeIsAnEcho) {
+    const auto piece = [](const char* text, double start, AudioSource source) {
+        Transcript transcript;
+        transcript.text = text;
+        transcript.start = start;
+        transcript.end = start + 4;
+        transcript.source = source;
+        return transcript;
+    };
+    using enum AudioSource;
+    // The far side speaks from 0 to 4 and from 10 to 14, the microphone's person from 10 to 14.
+    const std::vector<SpeakerTurn> turns{{0, 4, 0, 1}, {10, 14, 1, 0}, {10, 14, 0, 1}};
+    std::vector<Transcript> pieces{piece("Good morning all, friends", 0, system),
+                                   piece("good morning all yes", 0.2, microphone),
+                                   piece("we agree on that", 10, system), piece("we agree on this", 10, microphone),
+                                   piece("good evening to you", 20, microphone)};
+    removeEchoes(pieces, turns);
+    std::vector<std::string> left;
+    for (const auto& kept : pieces)
+        left.push_back(kept.text);
+    EXPECT_THAT(left, testing::ElementsAre("Good morning all, friends", "yes", "we agree on that", "we agree on this",
+                                           "good evening to you"));
 }
 
 TEST_F(FileRecognition, HoldsALittleOfALongFile) {
