@@ -6,7 +6,6 @@
 
 #include <QStringList>
 
-
 namespace quillo::test {
 
 /// The desktop around the application: the field that has had the focus since before the application started, the

@@ -2,8 +2,8 @@
 
 #include "Concurrency/Perform.h"
 #include "Core/Log.h"
-#include "Services/Recordings/PendingAudioFiles.h"
 #include "Services/Recordings/KeptReasons.h"
+#include "Services/Recordings/PendingAudioFiles.h"
 #include "Services/Recordings/RecordingsInUse.h"
 #include "Services/Settings/UserSettings.h"
 

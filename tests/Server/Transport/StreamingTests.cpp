@@ -1,7 +1,6 @@
 #include "Accounts/AccountStore.h"
 #include "ServerFixture.h"
 
-
 using namespace quillo::test;
 using namespace quillo::server;
 using namespace std::chrono_literals;
