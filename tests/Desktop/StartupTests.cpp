@@ -206,9 +206,9 @@ TEST_F(Startup, WithoutServicesItRunsAndSaysWhy) {
     begin({});
     m_session->environment().insert(u"QUILLO_SERVER_HOST"_qs, u"https://not.a.host/"_qs);
     auto& process = start();
-    EXPECT_TRUE(m_session->status("message").contains(u"not a server host"_qs));
+    EXPECT_TRUE(m_session->status("message").contains(u"https://not.a.host/"_qs));
     int code = 0;
-    EXPECT_TRUE(m_session->quillo({u"toggle"_qs}, &code).contains(u"not a server host"_qs));
+    EXPECT_TRUE(m_session->quillo({u"toggle"_qs}, &code).contains(u"https://not.a.host/"_qs));
     EXPECT_EQ(code, 1);
     m_session->quillo({u"quit"_qs});
     EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));

@@ -1,7 +1,9 @@
 #include "App/System/ServerChoice.h"
 
 #include "App/System/ServiceContainer.h"
+#include "Core/Log.h"
 #include "Core/LoggingService.h"
+#include "Core/UserError.h"
 
 #include <QFileInfo>
 
@@ -14,6 +16,16 @@ namespace {
 /// An address without a server (the discard port, unused today): recordings wait in the queue.
 const QString unservedHost = QStringLiteral("127.0.0.1:9");
 
+/// Throws UserError when the variable names no host.
+ServerEnvironment fromEnvironment() {
+    try {
+        return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
+    } catch (const std::invalid_argument& fault) {
+        appLog(QString::fromUtf8(fault.what()), LogLevel::error, QStringLiteral("App"));
+        throw UserError({QStringLiteral("start.serverHost"), {qEnvironmentVariable("QUILLO_SERVER_HOST")}});
+    }
+}
+
 } // namespace
 
 ServerChoice::ServerChoice(Clock& clock) { m_environment = choose(clock); }
@@ -21,7 +33,7 @@ ServerChoice::ServerChoice(Clock& clock) { m_environment = choose(clock); }
 ServerEnvironment ServerChoice::choose(Clock& clock) {
     // The mock services need no server.
     if (ServerEnvironment::isHostSet() || ServiceContainer::usesMockServices())
-        return ServerEnvironment::fromEnvironment(QStringLiteral("localhost"));
+        return fromEnvironment();
     if (LocalServer::findProgram().isEmpty()) {
         m_problem = UserMessage{QStringLiteral("start.noServerInstalled")};
         return ServerEnvironment::fromEnvironment(unservedHost);
