@@ -213,6 +213,7 @@ TEST_F(CommandsTest, WhatTheHistoryRefusesHasACodeAndWords) {
     EXPECT_EQ(refused([&] { commands.retranscribeRecord(finished, {}); }), Code::queueNotReady);
     queue.start();
     EXPECT_EQ(refused([&] { commands.retranscribeRecord(finished, {}); }), Code::audioGone);
+    EXPECT_EQ(refused([&] { commands.retranscribeRecord(finished, u"tlh"_qs); }), Code::unknownLanguage);
     commands.deleteRecord(finished);
     EXPECT_FALSE(history().record(QUuid(finished)));
     EXPECT_TRUE(history().record(QUuid(busy)));
@@ -231,6 +232,33 @@ TEST_F(CommandsTest, ALanguageThatIsNotServedIsSetOnlyWhenForced) {
     EXPECT_EQ(settings.primaryLanguage(), u"de"_qs);
     settingsText::set(settings, u"primaryLanguage"_qs, u"en"_qs, isServed);
     EXPECT_EQ(settings.primaryLanguage(), u"en"_qs);
+}
+
+TEST_F(CommandsTest, AHotkeyThatIsNeededForTypingIsSetOnlyWhenForced) {
+    const auto served = [](const QString&) { return true; };
+    struct Case {
+        const char* key;
+        const char* value;
+        bool isTaken;
+    };
+    const Case cases[] = {{"toggleHotkeyKeyCode", "Space", false}, {"hotkeyKeyCode", "A", false},
+                          {"hotkeyKeyCode", "999", false},         {"hotkeyKeyCode", "F9", true},
+                          {"hotkeyKeyCode", "Ctrl+A", true},       {"hotkeyKeyCode", "54", true}};
+    for (const auto& [key, value, isTaken] : cases) {
+        SCOPED_TRACE(value);
+        const auto set = [&, setting = QString::fromLatin1(key),
+                          text = QString::fromLatin1(value)](const std::function<bool(const QString&)>& isServed) {
+            settingsText::set(settings, setting, text, isServed);
+        };
+        if (isTaken) {
+            EXPECT_NO_THROW(set(served));
+        } else {
+            EXPECT_THROW(set(served), UserError);
+        }
+        EXPECT_NO_THROW(set({}));
+        settingsText::set(settings, u"hotkeyKeyCode"_qs, u"Right Super"_qs, {});
+        settingsText::set(settings, u"toggleHotkeyKeyCode"_qs, u"Alt+Space"_qs, {});
+    }
 }
 
 /// A session that says only whether sleep has to wait.

@@ -9,26 +9,15 @@ namespace quillo {
 
 namespace {
 
-using hotkeyChoice::Problem;
-
 QString text(const UserMessage& message) { return LocalizationManager::shared().t(message); }
 
 /// Why the combination cannot be the hotkey; empty when it can.
 QString refusal(const InterfaceParts& parts, Hotkey hotkey, const KeyCombination& combination) {
-    const auto refused = [&](const char* key) {
-        return text(UserMessage{QString::fromLatin1(key), {keyNames::of(combination)}});
-    };
-    switch (hotkeyChoice::problemOf(hotkey, combination, HotkeyConfig::fromSettings(parts.settings))) {
-    case Problem::neededForTyping:
-        return refused("hotkey.problem.typing");
-    case Problem::loneModifier:
-        return refused("hotkey.problem.loneModifier");
-    case Problem::otherHotkey:
-        return refused("hotkey.problem.other");
-    case Problem::none:
-        break;
-    }
-    return parts.services.hotkeyService->isFree(combination) ? QString() : refused("hotkey.problem.taken");
+    auto key =
+        hotkeyChoice::keyOf(hotkeyChoice::problemOf(hotkey, combination, HotkeyConfig::fromSettings(parts.settings)));
+    if (key.isEmpty() && !parts.services.hotkeyService->isFree(combination))
+        key = QStringLiteral("hotkey.problem.taken");
+    return key.isEmpty() ? QString() : text(UserMessage{key, {keyNames::of(combination)}});
 }
 
 void choose(const InterfaceParts& parts, Hotkey hotkey, std::function<void(const QString&)> answer) {

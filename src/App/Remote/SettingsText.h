@@ -11,7 +11,8 @@ namespace quillo {
 namespace settingsText {
 
 [[nodiscard]] QString get(const UserSettings& settings, const QString& key);
-/// Refuses a dictation language that is not served; an empty function serves all.
+/// Refuses a dictation language that is not served, and a hotkey without which nobody can type; an empty function
+/// refuses neither.
 void set(UserSettings& settings, const QString& key, const QString& value,
          const std::function<bool(const QString& code)>& isServed);
 /// One line per setting: "key = value # description".

@@ -1,5 +1,6 @@
 #include "Services/History/HistoryActions.h"
 
+#include "Core/SupportedLanguages.h"
 #include "Services/Queue/PendingTranscriptionManager.h"
 #include "Services/Recordings/AudioFileWriter.h"
 
@@ -64,6 +65,8 @@ void remove(ModelContext& history, const QString& id) {
 
 void retranscribe(ModelContext& history, PendingTranscriptionManager* queue, const QString& id,
                   const QString& language) {
+    if (!language.isEmpty() && language != SupportedLanguages::automatic && !SupportedLanguages::contains(language))
+        throw HistoryError(Code::unknownLanguage, {language});
     const auto record = idleRecord(history, id);
     const auto audioId = record->effectiveAudioId();
     if (!queue)

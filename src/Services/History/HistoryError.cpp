@@ -17,6 +17,8 @@ QString keyOf(HistoryError::Code code) {
         return QStringLiteral("history.recordBusy");
     case Code::queueNotReady:
         return QStringLiteral("history.queueNotReady");
+    case Code::unknownLanguage:
+        return QStringLiteral("history.unknownLanguage");
     case Code::audioGone:
         return QStringLiteral("history.audioGone");
     case Code::audioNotKept:

@@ -13,6 +13,7 @@ public:
         ambiguousId,     ///< %1: the beginning of several ids, %2: some of them
         recordBusy,      ///< its dictation or transcription is still running
         queueNotReady,   ///< the program is starting
+        unknownLanguage, ///< %1: the code that was asked for
         audioGone,       ///< nothing to transcribe again
         audioNotKept,    ///< nothing to play
         noSegments,      ///< no times are known for a subtitle

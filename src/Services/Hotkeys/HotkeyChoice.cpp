@@ -35,6 +35,20 @@ Problem problemOf(Hotkey hotkey, const KeyCombination& combination, const Hotkey
     return combination == other ? Problem::otherHotkey : Problem::none;
 }
 
+QString keyOf(Problem problem) {
+    switch (problem) {
+    case Problem::neededForTyping:
+        return QStringLiteral("hotkey.problem.typing");
+    case Problem::loneModifier:
+        return QStringLiteral("hotkey.problem.loneModifier");
+    case Problem::otherHotkey:
+        return QStringLiteral("hotkey.problem.other");
+    case Problem::none:
+        break;
+    }
+    return {};
+}
+
 std::vector<KeyCombination> alternatives(Hotkey hotkey) {
     if (hotkey == Hotkey::hold)
         return {{f9, 0}, {f8, 0}, {f7, 0}, {pauseKey, 0}};

@@ -17,6 +17,8 @@ enum class Problem {
 };
 
 [[nodiscard]] Problem problemOf(Hotkey hotkey, const KeyCombination& combination, const HotkeyConfig& config);
+/// What tells the user of the problem, in the catalogues, with the combination's name as its argument; empty for none.
+[[nodiscard]] QString keyOf(Problem problem);
 /// Combinations to offer when another program holds the configured one, the best first.
 [[nodiscard]] std::vector<KeyCombination> alternatives(Hotkey hotkey);
 /// What to tell the user about a hotkey that another program holds.
