@@ -20,6 +20,8 @@ protected:
         settle();
     }
     ~CapturesTests() override {
+        m_captures.discard(); // else those who read the sources wait for ever
+        settle();
         m_tasks.cancelAll();
         settle();
     }
