@@ -6,6 +6,7 @@ namespace quillo {
 
 AudioBackups Captures::backups() const {
     std::vector<AudioBackup*> copies;
+    copies.reserve(m_channels.size());
     for (const auto& channel : m_channels)
         copies.push_back(&channel->disk);
     return AudioBackups(std::move(copies));
